@@ -1,0 +1,19 @@
+# SPDX-License-Identifier: MIT
+# The one place for warnings and instrumentation; every target links ota_compile_options.
+
+option(OTA_SANITIZE "Build everything with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
+option(OTA_COVERAGE "Build everything with coverage counters" OFF)
+
+add_library(ota_compile_options INTERFACE)
+target_compile_options(ota_compile_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wformat=2 -Werror)
+
+if(OTA_SANITIZE)
+  target_compile_options(ota_compile_options INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(ota_compile_options INTERFACE -fsanitize=address,undefined)
+endif()
+if(OTA_COVERAGE)
+  target_compile_options(ota_compile_options INTERFACE --coverage -O0)
+  target_link_options(ota_compile_options INTERFACE --coverage)
+endif()
