@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+// The sections and keys of an INI text, each with its line.
+#ifndef PLATFORM_NAL_INI_FILE_H
+#define PLATFORM_NAL_INI_FILE_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace nal {
+
+struct IniEntry {
+    std::string section;
+    std::string key;
+    std::string value;
+    int line;
+};
+
+/*
+ * Splits the text. A line that is no section, no "key = value" and no comment, that is too long,
+ * or that gives a key for the second time is a mistake: false, and whatIsWrong is one line that
+ * begins with "<name>:<line>: ".
+ */
+bool parseIni(const std::string &name, std::string_view text, std::vector<IniEntry> &entries,
+              std::string &whatIsWrong);
+
+/* The entry, or null. */
+const IniEntry *findEntry(const std::vector<IniEntry> &entries, std::string_view section,
+                          std::string_view key);
+
+/* "<name>:<line>: ". */
+std::string atLine(const std::string &name, int line);
+
+} // namespace nal
+
+#endif

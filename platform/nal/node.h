@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+// The one node of this process: its configuration and what its calls share.
+#ifndef PLATFORM_NAL_NODE_H
+#define PLATFORM_NAL_NODE_H
+
+#include "platform/nal/boot_state.h"
+#include "platform/nal/config.h"
+
+#include <string>
+
+namespace nal {
+
+class Node {
+  public:
+    /* Reads and checks the configuration. False: whatIsWrong is one line. */
+    bool open(const std::string &configPath, std::string &whatIsWrong);
+
+    /* As read by open; valid for the life of the process. Empty before. */
+    const Config &config() const { return config_; }
+
+    /* The same with mode, role, onboarding and preferred time as the file has them now. */
+    const Config &freshConfig();
+
+    /* Reads the boot state; a failure is logged under the caller's name. */
+    bool bootState(BootState &state, const char *function, int line) const;
+
+    /* True after an activation failed when its choice may already have been stored. */
+    bool activationHalfWay = false;
+
+  private:
+    void takeNewText(const std::string &text);
+    void reportOnce(const std::string &whatIsWrong);
+
+    std::string configPath_;
+    std::string configText_;
+    std::string reported_;
+    Config config_;
+};
+
+Node &node();
+
+} // namespace nal
+
+#endif

@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: MIT
+// The way in for the host: gives the node library its configuration.
+#ifndef PLATFORM_NAL_OPEN_H
+#define PLATFORM_NAL_OPEN_H
+
+#include <string>
+
+/*
+ * Reads the configuration file (see node.conf.example) and checks the directories, the banks and
+ * the boot state it names. Call it once, before any call of platform/nal.h. False: the node cannot
+ * run and whatIsWrong is one line that says what, where and what to do.
+ */
+bool nalOpen(const char *configPath, std::string &whatIsWrong);
+
+#endif

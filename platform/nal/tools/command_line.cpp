@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+// Options and messages of the storage tools.
+#include "platform/nal/tools/command_line.h"
+
+#include <cstdio>
+
+namespace tools {
+
+int reportUse(const Program &program, const std::string &what) {
+    std::fprintf(stderr, "%s: %s; use: %s\n", program.name, what.c_str(), program.use);
+    return kWrongUse;
+}
+
+bool reportFailure(const Program &program, const std::string &what) {
+    std::fprintf(stderr, "%s: %s\n", program.name, what.c_str());
+    return false;
+}
+
+bool readOptions(const Program &program, int argc, char **argv, Options &options) {
+    for (int i = 2; i < argc; i += 2) {
+        const auto option = options.find(argv[i]);
+        if (option == options.end() || i + 1 == argc) {
+            reportUse(program, std::string("the option ") + argv[i] +
+                                   (option == options.end() ? " is unknown" : " has no value"));
+            return false;
+        }
+        option->second = argv[i + 1];
+    }
+    for (const auto &[name, value] : options) {
+        if (value.empty()) {
+            reportUse(program, "the option " + std::string(name) + " is missing");
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace tools

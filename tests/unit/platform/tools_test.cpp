@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+// The storage tools as a person calls them.
+#include "fixture.h"
+#include "platform/nal/digest.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <sys/wait.h>
+
+namespace {
+
+class StorageTools : public InTemporaryDirectory {
+  protected:
+    // Runs the tool with these arguments; its exit code.
+    int run(const char *tool, const std::string &arguments) {
+        const std::string command =
+            std::string(tool) + " " + arguments + " >" + in("out") + " 2>" + in("errors");
+        const int status = std::system(command.c_str());
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    int make() {
+        return run(OTA_IMAGE_TOOL, "make --payload " + in("payload") +
+                                       " --version 4QZ-2 --model 'GW 1' --output " + in("image"));
+    }
+};
+
+TEST_F(StorageTools, MakeAnImageAndShowIt) {
+    const std::string payload = payloadOf(600001);
+    writeText(in("payload"), payload);
+    ASSERT_EQ(make(), 0) << readText(in("errors"));
+    EXPECT_EQ(readText(in("image")), imageOf(payload, "4QZ-2", "GW 1"));
+    ASSERT_EQ(run(OTA_IMAGE_TOOL, "show " + in("image")), 0);
+    EXPECT_EQ(readText(in("out")),
+              "version=4QZ-2\nmodel=GW 1\nsize=600001\nsha256=" + nal::sha256Of(payload) + "\n");
+}
+
+TEST_F(StorageTools, MakeNoImageWithoutItsPayload) {
+    EXPECT_EQ(make(), 1);
+    EXPECT_NE(readText(in("errors")).find("ota-image: " + in("payload") + ": the payload is not"),
+              std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(in("image")));
+    EXPECT_FALSE(std::filesystem::exists(in("image") + ".new"));
+}
+
+TEST_F(StorageTools, RefuseToShowADamagedImage) {
+    std::string image = imageOf(payloadOf(1000), "1");
+    image[10] = static_cast<char>(image[10] ^ 1);
+    writeText(in("image"), image);
+    EXPECT_EQ(run(OTA_IMAGE_TOOL, "show " + in("image")), 1);
+    EXPECT_NE(readText(in("errors")).find("the image is damaged"), std::string::npos);
+}
+
+TEST_F(StorageTools, SayHowTheyAreCalled) {
+    EXPECT_EQ(run(OTA_IMAGE_TOOL, ""), 2);
+    EXPECT_EQ(run(OTA_IMAGE_TOOL, "make --colour red"), 2);
+    EXPECT_NE(readText(in("errors")).find("the option --colour is unknown; use: ota-image make"),
+              std::string::npos);
+    EXPECT_EQ(run(OTA_IMAGE_TOOL, "make --payload"), 2);
+    EXPECT_NE(readText(in("errors")).find("--payload has no value"), std::string::npos);
+    EXPECT_EQ(run(OTA_BOOT_STATE_TOOL, "init --active a --output x"), 2);
+    EXPECT_NE(readText(in("errors")).find("--image is missing"), std::string::npos);
+    EXPECT_EQ(run(OTA_BOOT_STATE_TOOL, "init --active c --image x --output x"), 2);
+}
+
+TEST_F(StorageTools, MakeTheFirstBootStateAndShowIt) {
+    const std::string image = imageOf(payloadOf(1000), "1.2.3");
+    writeText(in("image"), image);
+    ASSERT_EQ(run(OTA_BOOT_STATE_TOOL,
+                  "init --active b --image " + in("image") + " --output " + in("state")),
+              0)
+        << readText(in("errors"));
+    ASSERT_EQ(run(OTA_BOOT_STATE_TOOL, "show " + in("state")), 0);
+    EXPECT_EQ(readText(in("out")), "active=b\nnext=b\na: whole=0 version= size=0 sha256=\n"
+                                   "b: whole=1 version=1.2.3 size=" +
+                                       std::to_string(image.size()) +
+                                       " sha256=" + nal::sha256Of(image) + "\n");
+}
+
+} // namespace
