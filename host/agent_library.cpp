@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+// The agent's library, opened at run time, and the calls the host makes to it.
+#include "host/agent_library.h"
+
+#include <dlfcn.h>
+
+namespace host {
+namespace {
+
+class Symbols {
+  public:
+    Symbols(const std::string &path, void *library, std::string &whatIsWrong)
+        : path_(path), library_(library), whatIsWrong_(whatIsWrong) {}
+
+    template <typename Function>
+    bool find(const char *name, Function &function) {
+        function = reinterpret_cast<Function>(dlsym(library_, name));
+        if (function == nullptr) {
+            whatIsWrong_ = path_ + ": has no symbol " + name + "; give a libotaSwAgent.so";
+        }
+        return function != nullptr;
+    }
+
+  private:
+    const std::string &path_;
+    void *library_;
+    std::string &whatIsWrong_;
+};
+
+} // namespace
+
+bool openAgentLibrary(const std::string &path, AgentLibrary &agent, std::string &whatIsWrong) {
+    // A name without a slash would be searched in the system's directories.
+    const std::string place = path.find('/') == std::string::npos ? "./" + path : path;
+    void *const library = dlopen(place.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) {
+        whatIsWrong = std::string("the library cannot be opened: ") + dlerror() +
+                      "; give a libotaSwAgent.so for this machine with --library";
+        return false;
+    }
+    Symbols symbols(place, library, whatIsWrong);
+    return symbols.find("initOTAlib", agent.initOTAlib) && symbols.find("main", agent.main) &&
+           symbols.find("otaSwAgentSWCommitStatus", agent.checkCommit) &&
+           symbols.find("otaSwmgnt_process_newimage_info", agent.processNewImage) &&
+           symbols.find("otaMobileApp_process_newimage_request", agent.processMobileTrigger) &&
+           symbols.find("otaSwmgnt_process_activation_time", agent.processActivationTime) &&
+           symbols.find("otaSwAgentProcessRebootTimer", agent.rebootTimerExpired) &&
+           symbols.find("otaSwAgentProcessDownloadStartTimer", agent.downloadStartTimerExpired) &&
+           symbols.find("otaSwAgentProcessDownloadRetryTimer", agent.downloadRetryTimerExpired) &&
+           symbols.find("ota_ISUpgradeDefered", agent.isUpgradeDeferred);
+}
+
+} // namespace host

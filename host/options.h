@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+// The command line of the host.
+#ifndef HOST_OPTIONS_H
+#define HOST_OPTIONS_H
+
+#include <string>
+
+namespace host {
+
+constexpr const char *kUse = "ota-host --library PATH --config FILE --channel FD";
+
+struct Options {
+    std::string library;
+    std::string config;
+    int channel = -1;
+    bool help = false;
+};
+
+/* False: whatIsWrong is one line that names the option and how to call. */
+bool readOptions(int argc, char **argv, Options &options, std::string &whatIsWrong);
+
+} // namespace host
+
+#endif

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+// The channel as the platform's calls use it: one question, one answer.
+#ifndef HOST_SUPERVISOR_LINK_H
+#define HOST_SUPERVISOR_LINK_H
+
+#include "host/channel.h"
+
+#include <string>
+
+namespace host {
+
+/* The channel that askSupervisor uses; set once, before the agent is called. */
+void setSupervisor(Channel *channel);
+
+/* A new message {"call": name}. Ends the host where memory ran out. */
+Json newCall(const char *name);
+
+/*
+ * Sends the call and waits for its {"ack": n}. The agent's frames are below, through which nothing
+ * may be thrown: where no answer can come any more, one line is written and the host ends.
+ */
+int askSupervisor(const Json &call);
+
+/* Writes "error: ota-host: " and the line, and ends the host with 1. */
+[[noreturn]] void endHost(const std::string &whatIsWrong);
+
+} // namespace host
+
+#endif

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+// The host starts the agent in order and hands it one event at a time.
+#include "host_process.h"
+
+#include <poll.h>
+
+namespace {
+
+class Host : public HostProcess {};
+
+TEST_F(Host, StartsTheAgentInOrderAndEndsWithTheChannel) {
+    start();
+    expectStartUp();
+    closeChannel();
+    EXPECT_EQ(exitCode(), 0);
+    EXPECT_EQ(errors(), "");
+}
+
+TEST_F(Host, HandsEveryEventToItsCall) {
+    start();
+    expectStartUp();
+    send(R"({"event":"mobile-trigger","newswavailflag":-3})");
+    expect({signalOf("mobileTrigger", "\"-3\""), R"({"done":"mobile-trigger","deferred":0})"});
+    send(R"({"event":"new-image","descriptor":"not even JSON","config":)"
+         R"({"OffloadDownloadActivate":255,"initial_obardingStatus":-2,"firsttime_polling":1}})");
+    expect({signalOf("newImage", "\"not even JSON|1|255|-2|1\""),
+            R"({"done":"new-image","deferred":1})"});
+    send(R"({"event":"activation-time","record":"{}"})");
+    expect({R"({"call":"notifyRoot","config":"an envelope"})", signalOf("{}", "\"0\""),
+            R"({"done":"activation-time","deferred":1})"});
+    for (const std::string name : {"downloadStartTimer", "downloadRetryTimer"}) {
+        send(R"({"event":"timer","name":")" + name + "\"}");
+        expect({signalOf(name, "\"\""), R"({"done":"timer","deferred":1})"});
+    }
+    send(R"({"event":"timer","name":"rebootTimer"})");
+    expect({R"({"call":"stopTimer","name":"rebootTimer"})", signalOf("rebootTimer", "\"0\""),
+            R"({"done":"timer","deferred":1})"});
+}
+
+TEST_F(Host, GivesTheAgentTheResultOfEachCall) {
+    start();
+    EXPECT_NE(next().find("initOTAlib"), std::string::npos);
+    send(R"({"ack":5})");
+    EXPECT_NE(next().find("startTimer"), std::string::npos);
+    send(R"({"ack":-42})");
+    EXPECT_EQ(next(), signalOf("main", "\"-42\""));
+}
+
+TEST_F(Host, WaitsForItsAnswerBeforeItGoesOn) {
+    start();
+    EXPECT_NE(next().find("initOTAlib"), std::string::npos);
+    pollfd more{channel_->fd(), POLLIN, 0};
+    EXPECT_EQ(poll(&more, 1, 200), 0) << "the host went on without an answer";
+    send(R"({"ack":0})");
+    EXPECT_NE(next().find("startTimer"), std::string::npos);
+}
+
+TEST_F(Host, TakesASecondEventOnlyAfterTheFirstIsDone) {
+    start();
+    expectStartUp();
+    send(R"({"event":"mobile-trigger","newswavailflag":1})");
+    ASSERT_EQ(next(), signalOf("mobileTrigger", "\"1\""));
+    send(R"({"ack":0})");
+    send(R"({"event":"mobile-trigger","newswavailflag":2})");
+    expect({R"({"done":"mobile-trigger","deferred":0})", signalOf("mobileTrigger", "\"2\""),
+            R"({"done":"mobile-trigger","deferred":0})"});
+}
+
+} // namespace

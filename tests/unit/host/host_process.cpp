@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: MIT
+// The real ota-host as a child process, and the supervisor's end of its channel.
+#include "host_process.h"
+
+#include "platform/nal/boot_state.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int kPatienceMs = 20000;
+
+} // namespace
+
+HostProcess::HostProcess() {
+    std::string name = testing::TempDir() + "host-test-XXXXXX";
+    if (mkdtemp(name.data()) == nullptr) {
+        std::abort();
+    }
+    directory_ = name;
+    configPath_ = in("node.conf");
+    writeNode();
+    int sockets[2] = {-1, -1};
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, sockets), 0);
+    channel_ = std::make_unique<host::Channel>(sockets[0]);
+    childSocket_ = sockets[1];
+}
+
+HostProcess::~HostProcess() {
+    if (child_ > 0) {
+        kill(child_, SIGKILL);
+        waitpid(child_, nullptr, 0);
+    }
+    if (childSocket_ >= 0) {
+        close(childSocket_);
+    }
+    std::error_code ignored;
+    std::filesystem::remove_all(directory_, ignored);
+}
+
+void HostProcess::writeNode() {
+    std::ofstream(configPath_) << "[node]\nmodel=M\nserial=S\nwork_mode=RGW\nwork_role=R\n"
+                                  "onboarding=0\npreferred_activation_time=02:00\n[paths]\ntmp="
+                               << directory_ << "\nconfigs=" << directory_
+                               << "\nlogs=" << directory_
+                               << "\nca_certificate=ca.pem\n[banks]\na=" << in("a")
+                               << "\nb=" << in("b") << "\nsize=1K\nboot_state=" << in("boot_state")
+                               << "\n";
+    for (const char *bank : {"a", "b"}) {
+        std::ofstream(in(bank)) << std::string(1024, '\0');
+    }
+    std::string whatIsWrong;
+    EXPECT_TRUE(nal::writeBootState(in("boot_state"), nal::BootState{}, whatIsWrong));
+}
+
+void HostProcess::start(const std::string &library) {
+    startWith(
+        {"--library", library, "--config", configPath_, "--channel", std::to_string(childSocket_)});
+}
+
+void HostProcess::startWith(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), OTA_HOST);
+    std::vector<char *> pointers;
+    for (std::string &argument : arguments) {
+        pointers.push_back(argument.data());
+    }
+    pointers.push_back(nullptr);
+    child_ = fork();
+    ASSERT_GE(child_, 0);
+    if (child_ == 0) {
+        const int log = open(in("errors").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+        dup2(log, STDERR_FILENO);
+        execv(pointers[0], pointers.data());
+        _exit(127);
+    }
+    close(childSocket_);
+    childSocket_ = -1;
+}
+
+void HostProcess::send(const std::string &json) {
+    const host::Json object(cJSON_Parse(json.c_str()));
+    std::string error;
+    ASSERT_NE(object, nullptr) << json;
+    ASSERT_TRUE(channel_->send(object.get(), error)) << error;
+}
+
+std::string HostProcess::next() {
+    host::Json object;
+    std::string error;
+    switch (channel_->receive(object, error, kPatienceMs)) {
+    case host::Channel::Status::message:
+        return host::JsonText(cJSON_PrintUnformatted(object.get())).get();
+    case host::Channel::Status::endOfFile:
+        return "end";
+    case host::Channel::Status::nothing:
+        return "nothing in time";
+    case host::Channel::Status::error:
+        break;
+    }
+    return error;
+}
+
+void HostProcess::expect(const std::vector<std::string> &messages) {
+    for (const std::string &message : messages) {
+        ASSERT_EQ(next(), message) << errors();
+        if (message.find("{\"call\":") == 0) {
+            send("{\"ack\":0}");
+        }
+    }
+}
+
+void HostProcess::expectStartUp() {
+    expect({signalOf("initOTAlib", "\"" + directory_ + "\""),
+            R"({"call":"startTimer","seconds":-7,"name":"rebootTimer"})", signalOf("main", "\"0\""),
+            signalOf("commit", "null"), R"({"done":"start-up","deferred":0})"});
+}
+
+int HostProcess::exitCode() {
+    int status = 0;
+    EXPECT_EQ(waitpid(child_, &status, 0), child_);
+    child_ = -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+std::string HostProcess::errors() const {
+    std::ifstream file(in("errors"));
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string HostProcess::signalOf(const std::string &name, const std::string &data) {
+    return R"({"call":"signal","sender":"fake","name":")" + name + R"(","data":)" + data + "}";
+}

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+// The real ota-host as a child process, and the supervisor's end of its channel.
+#ifndef TESTS_HOST_HOST_PROCESS_H
+#define TESTS_HOST_HOST_PROCESS_H
+
+#include "host/channel.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+class HostProcess : public testing::Test {
+  protected:
+    HostProcess();
+    ~HostProcess() override;
+
+    std::string in(const std::string &name) const { return directory_ + "/" + name; }
+    /* Starts it with the fake agent, or with these arguments instead of the usual ones. */
+    void start(const std::string &library = FAKE_AGENT);
+    void startWith(std::vector<std::string> arguments);
+    /* Sends one message; the text is JSON. */
+    void send(const std::string &json);
+    /* The next message of the host, unformatted; "end" where it closed the channel. */
+    std::string next();
+    /* Expects these messages in order and answers each call among them with 0. */
+    void expect(const std::vector<std::string> &messages);
+    /* Expects the messages of a start-up. */
+    void expectStartUp();
+    void closeChannel() { channel_.reset(); }
+    /* Waits for the end of the host. */
+    int exitCode();
+    std::string errors() const;
+    static std::string signalOf(const std::string &name, const std::string &data);
+
+    std::string configPath_;
+    std::unique_ptr<host::Channel> channel_;
+
+  private:
+    void writeNode();
+
+    std::string directory_;
+    pid_t child_ = -1;
+    int childSocket_ = -1;
+};
+
+#endif
