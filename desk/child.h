@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+// A child process that is stopped, by its own process id, when its owner goes.
+#ifndef DESK_CHILD_H
+#define DESK_CHILD_H
+
+#include "desk/interrupt.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <utility>
+#include <vector>
+
+namespace desk {
+
+struct Launch {
+    std::vector<std::string> arguments; // the program first
+    std::filesystem::path folder;       // its working directory
+    std::filesystem::path log;          // its output, appended
+    std::vector<std::pair<std::string, std::string>> environment{};
+    int inheritedFd = -1;      // stays open in the child, under the same number
+    std::uint64_t fileLimit{}; // bytes that a file may grow to; 0: no limit
+};
+
+class Child {
+  public:
+    Child() = default;
+    explicit Child(const Launch &launch);
+    ~Child() { stop(); }
+    Child(Child &&other) noexcept;
+    Child &operator=(Child &&other) noexcept;
+    Child(const Child &) = delete;
+    Child &operator=(const Child &) = delete;
+
+    [[nodiscard]] bool running() const { return pid_ > 0; }
+    // "exit code 3" or "signal 9" once the child is gone; never waits.
+    std::optional<std::string> ending();
+    // Asks the child and what it started to end, then makes it; waits until it is gone.
+    void stop();
+    // Ends it at once, as a loss of power would.
+    void kill();
+
+  private:
+    void reap();
+    pid_t pid_ = -1;
+};
+
+// Runs a program to its end; throws a Failure that names its log unless it ended with 0.
+void runProgram(const Launch &launch, const Interrupt &interrupt);
+
+} // namespace desk
+
+#endif

@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: MIT
+// Configures, starts and stops nginx.
+#include "desk/file_server.h"
+
+#include "desk/failure.h"
+#include "desk/files.h"
+#include "desk/loopback.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+namespace desk {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+constexpr auto kStartLimit = 10s;
+constexpr auto kGlance = 20ms;
+
+// One process without a master: nothing changes its user, and one process id stops it.
+const char *const kHead = R"(daemon off;
+master_process off;
+pid nginx.pid;
+error_log error.log;
+events { worker_connections 32; }
+http {
+    access_log access.log;
+    client_body_temp_path body;
+    proxy_temp_path proxy;
+    fastcgi_temp_path fastcgi;
+    uwsgi_temp_path uwsgi;
+    scgi_temp_path scgi;
+    default_type application/octet-stream;
+    # The server closes first, so that the wait of a closed connection stays on this side: the
+    # agent comes from sixteen local ports only.
+    keepalive_timeout 0;
+    server {
+)";
+
+constexpr char kQuote = '"';
+
+std::string quoted(const fs::path &path) {
+    return std::string(1, kQuote).append(path.string()).append(1, kQuote);
+}
+
+std::string nginxProgram() {
+    // A user's PATH often leaves /usr/sbin out.
+    return fs::exists("/usr/sbin/nginx") ? "/usr/sbin/nginx" : "nginx";
+}
+
+} // namespace
+
+FileServer::FileServer(const FileServerSetup &setup, const Interrupt &interrupt)
+    : scheme_(setup.certificates ? "https" : "http"), imageName_(setup.image.filename().string()),
+      port_(freePort()) {
+    fs::create_directories(setup.folder / "www" / "slow");
+    fs::create_symlink(setup.image, setup.folder / "www" / imageName_);
+    fs::create_symlink(setup.image, setup.folder / "www" / "slow" / imageName_);
+    writeConfiguration(setup);
+    process_ = Child(Launch{{nginxProgram(), "-p", setup.folder.string(), "-c",
+                             (setup.folder / "nginx.conf").string(), "-e", "error.log"},
+                            setup.folder,
+                            setup.folder / "nginx.log"});
+    waitUntilItListens(setup, interrupt);
+}
+
+std::string FileServer::address() const {
+    return scheme_ + "://127.0.0.1:" + std::to_string(port_);
+}
+
+void FileServer::writeConfiguration(const FileServerSetup &setup) const {
+    std::string text = kHead;
+    text += "        listen 127.0.0.1:" + std::to_string(port_) +
+            (setup.certificates ? " ssl" : "") + ";\n";
+    if (setup.certificates) {
+        text += "        ssl_certificate " + quoted(setup.certificates->server) + ";\n" +
+                "        ssl_certificate_key " + quoted(setup.certificates->serverKey) + ";\n";
+    }
+    text += "        root www;\n";
+    if (setup.refuses) {
+        text += "        location / { return 503; }\n";
+    } else {
+        text += "        location / { limit_rate " + std::to_string(setup.bytesPerSecond) +
+                "; }\n"
+                "        location /slow/ { limit_rate 16k; }\n";
+    }
+    writeFile(setup.folder / "nginx.conf", text + "    }\n}\n");
+}
+
+void FileServer::waitUntilItListens(const FileServerSetup &setup, const Interrupt &interrupt) {
+    const auto deadline = std::chrono::steady_clock::now() + kStartLimit;
+    while (!listens(port_)) {
+        interrupt.check();
+        if (const auto ending = process_.ending()) {
+            throw Failure("the file server (nginx) ended with " + *ending +
+                          "; what it said is in " + (setup.folder / "error.log").string() +
+                          " and nginx.log beside it");
+        }
+        if (std::chrono::steady_clock::now() > deadline) {
+            throw Failure("the file server (nginx) does not listen on " + address() + "; see " +
+                          (setup.folder / "error.log").string());
+        }
+        std::this_thread::sleep_for(kGlance);
+    }
+}
+
+} // namespace desk

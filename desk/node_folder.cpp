@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: MIT
+// Makes and boots a node's folder. Paths in the node's configuration are short and relative.
+#include "desk/node_folder.h"
+
+#include "desk/failure.h"
+#include "desk/files.h"
+
+#include "platform/nal/image_stream.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <string_view>
+#include <sys/stat.h>
+#include <vector>
+
+namespace desk {
+namespace {
+
+namespace fs = std::filesystem;
+
+// What the agent keeps in its temporary directory, beside the images themselves.
+constexpr std::array kTemporaryNames{"tmpImage",           "software_download", "ota_dwld_prog",
+                                     "ota_agent_data",     "otaMD5.txt",        "upgrade_status",
+                                     "upgrade_done_reboot"};
+constexpr std::string_view kImagePrefix = "4QZ";
+
+bool isDownloadedImage(const fs::path &path) {
+    return path.filename().string().starts_with(kImagePrefix);
+}
+
+nal::BankRecord install(const Image &image, const fs::path &bank, std::uint64_t bankBytes) {
+    fs::copy_file(image.path, bank);
+    fs::resize_file(bank, bankBytes);
+    nal::BankRecord record;
+    std::string whatIsWrong;
+    if (!nal::recordOfImage(image.path, record, whatIsWrong)) {
+        throw Failure(whatIsWrong);
+    }
+    return record;
+}
+
+} // namespace
+
+fs::path NodeFolder::bank(nal::Bank bank) const { return path_ / "banks" / nal::bankName(bank); }
+
+void NodeFolder::make(const NodePlan &plan) const {
+    for (const char *folder : {"banks", "logs", "configs"}) {
+        fs::create_directories(path_ / folder);
+    }
+    if (!plan.authority.empty()) {
+        fs::copy_file(plan.authority, path_ / "ca.pem");
+    }
+    makeConfig(plan);
+    makeBanks(plan);
+    makeConfigurationManagerSocket();
+}
+
+void NodeFolder::makeConfig(const NodePlan &plan) const {
+    if (!plan.config.empty()) {
+        std::error_code error;
+        if (!fs::copy_file(plan.config, config(), error)) {
+            throw Failure("cannot use " + plan.config.string() +
+                          " as node configuration: " + error.message());
+        }
+        return;
+    }
+    std::string text = "[node]\n";
+    text += std::string("model = ") + kModel + "\n";
+    text += std::string("serial = ") + kSerial + "\n";
+    text += "work_mode = " + plan.mode + "\n";
+    text += "work_role = " + plan.role + "\n";
+    text += "onboarding = 0\n";
+    text += std::string("preferred_activation_time = ") + kPreferredTime + "\n";
+    text += "\n[paths]\ntmp = .\nconfigs = configs\nlogs = logs\nca_certificate = ca.pem\n";
+    text += "\n[banks]\na = banks/a\nb = banks/b\nsize = " + std::to_string(plan.bankBytes) + "\n";
+    text += "boot_state = boot_state.ini\n";
+    writeFile(config(), text);
+}
+
+void NodeFolder::makeBanks(const NodePlan &plan) const {
+    nal::BootState state;
+    state.of(nal::Bank::a) = install(plan.factory, bank(nal::Bank::a), plan.bankBytes);
+    if (plan.passive) {
+        state.of(nal::Bank::b) = install(*plan.passive, bank(nal::Bank::b), plan.bankBytes);
+    } else {
+        writeFile(bank(nal::Bank::b), "");
+        fs::resize_file(bank(nal::Bank::b), plan.bankBytes);
+    }
+    std::string whatIsWrong;
+    if (!nal::writeBootState(bootStatePath(), state, whatIsWrong)) {
+        throw Failure(whatIsWrong);
+    }
+}
+
+void NodeFolder::makeConfigurationManagerSocket() const {
+    const fs::path path = path_ / "cfgmgr_socket";
+    if (mknod(path.c_str(), S_IFSOCK | S_IRUSR | S_IWUSR, 0) != 0) {
+        throw Failure("cannot make the socket " + path.string() + ": " + std::strerror(errno));
+    }
+}
+
+nal::BootState NodeFolder::boot() const {
+    for (const char *name : kTemporaryNames) {
+        fs::remove_all(path_ / name);
+    }
+    std::vector<fs::path> images;
+    for (const auto &entry : fs::directory_iterator(path_)) {
+        if (isDownloadedImage(entry.path())) {
+            images.push_back(entry.path());
+        }
+    }
+    for (const fs::path &image : images) {
+        fs::remove(image);
+    }
+    nal::BootState state;
+    std::string whatIsWrong;
+    if (!nal::bootNode(bootStatePath(), state, whatIsWrong)) {
+        throw Failure("the node cannot boot: " + whatIsWrong);
+    }
+    return state;
+}
+
+nal::BootState NodeFolder::bootState() const {
+    nal::BootState state;
+    std::string whatIsWrong;
+    if (!nal::readBootState(bootStatePath(), state, whatIsWrong)) {
+        throw Failure(whatIsWrong);
+    }
+    return state;
+}
+
+void NodeFolder::damagePassiveBank() const {
+    const nal::BootState state = bootState();
+    const nal::Bank passive = nal::otherBank(state.active);
+    std::fstream file(bank(passive), std::ios::in | std::ios::out | std::ios::binary);
+    const auto middle = static_cast<std::streamoff>(state.of(passive).size / 2);
+    file.seekg(middle);
+    const int byte = file.get();
+    file.seekp(middle);
+    file.put(static_cast<char>(byte ^ 0xFF));
+    file.close();
+    if (!file) {
+        throw Failure("cannot change a byte of " + bank(passive).string());
+    }
+}
+
+std::uintmax_t NodeFolder::downloadedBytes() const {
+    for (const auto &entry : fs::directory_iterator(path_)) {
+        if (isDownloadedImage(entry.path())) {
+            std::error_code error;
+            const std::uintmax_t size = fs::file_size(entry.path(), error);
+            return error ? 0 : size;
+        }
+    }
+    return 0;
+}
+
+} // namespace desk

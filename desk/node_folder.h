@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+// The folder that a node on the desk lives in: configuration, banks, boot state, logs.
+#ifndef DESK_NODE_FOLDER_H
+#define DESK_NODE_FOLDER_H
+
+#include "desk/image.h"
+
+#include "platform/nal/boot_state.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace desk {
+
+inline constexpr const char *kMac = "02:00:5E:00:53:01";
+inline constexpr const char *kSerial = "DESK00000001";
+inline constexpr const char *kPreferredTime = "03:00";
+
+struct NodePlan {
+    std::string mode;
+    std::string role;
+    std::uint64_t bankBytes = 0;
+    Image factory{};                   // runs from bank A
+    std::optional<Image> passive{};    // in bank B, where it holds one
+    std::filesystem::path authority{}; // the CA certificate it trusts; empty: none
+    std::filesystem::path config{};    // a node configuration to use as it is; empty: written here
+};
+
+class NodeFolder {
+  public:
+    explicit NodeFolder(std::filesystem::path path) : path_(std::move(path)) {}
+
+    // Makes everything in the folder, which must not be there yet.
+    void make(const NodePlan &plan) const;
+
+    // What a boot loader does: the bank chosen to boot next becomes the running one. What lies in
+    // the temporary directory is lost, as on a node whose temporary directory is memory.
+    [[nodiscard]] nal::BootState boot() const;
+
+    [[nodiscard]] nal::BootState bootState() const;
+    // Changes bytes in the middle of what the passive bank holds; nothing else notices.
+    void damagePassiveBank() const;
+    // Bytes of the image that is being downloaded so far; 0 where there is none.
+    [[nodiscard]] std::uintmax_t downloadedBytes() const;
+
+    [[nodiscard]] const std::filesystem::path &path() const { return path_; }
+    [[nodiscard]] std::filesystem::path config() const { return path_ / "node.conf"; }
+    [[nodiscard]] std::filesystem::path bank(nal::Bank bank) const;
+    [[nodiscard]] std::filesystem::path progress() const { return path_ / "ota_dwld_prog"; }
+    [[nodiscard]] std::filesystem::path agentData() const { return path_ / "ota_agent_data"; }
+    [[nodiscard]] std::filesystem::path mark() const { return path_ / "logs/ota_act_success"; }
+    [[nodiscard]] std::filesystem::path handOff() const {
+        return path_ / "configs/file_server_info.json";
+    }
+
+  private:
+    void makeConfig(const NodePlan &plan) const;
+    void makeBanks(const NodePlan &plan) const;
+    void makeConfigurationManagerSocket() const;
+    [[nodiscard]] std::string bootStatePath() const { return path_ / "boot_state.ini"; }
+
+    std::filesystem::path path_;
+};
+
+} // namespace desk
+
+#endif

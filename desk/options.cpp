@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: MIT
+// The command line as a table of rows: name, values, meaning, and where the value goes.
+#include "desk/options.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace desk {
+namespace {
+
+struct Row {
+    std::string_view name;
+    std::string_view values; // "a|b|c": one of these; upper case: any text; empty: a flag
+    std::string_view meaning;
+    void (*store)(Options &options, const std::string &value);
+};
+
+constexpr std::array kRows{
+    Row{"--policy", "0|1|2|3",
+        "0 activate at the activation time, 1 at once (default), 2 write only,\n"
+        "3 activate on arrival what the passive bank holds",
+        [](Options &options, const std::string &value) { options.policy = value[0] - '0'; }},
+    Row{"--mode", "RGW|AP_Bridge", "gateway (default) or mesh extender",
+        [](Options &options, const std::string &value) { options.mode = value; }},
+    Row{"--role", "ROLE", "the node's role; an AP_Bridge that is Controller acts as gateway",
+        [](Options &options, const std::string &value) { options.role = value; }},
+    Row{"--plain-http", "", "serve the image over http, without certificates",
+        [](Options &options, const std::string &) { options.plainHttp = true; }},
+    Row{"--offload", "", "the node hands download and activation to the gateway",
+        [](Options &options, const std::string &) { options.offload = true; }},
+    Row{"--first-poll", "", "a gateway's first poll: the download waits for the mobile app",
+        [](Options &options, const std::string &) { options.firstPoll = true; }},
+    Row{"--power-cut", "", "the node loses power during the download; the offer comes again",
+        [](Options &options, const std::string &) { options.powerCut = true; }},
+    Row{"--fail", "checksum|flash|activate|server|certificate|version|disk",
+        "let this go wrong, and see what the agent makes of it",
+        [](Options &options, const std::string &value) { options.fail = value; }},
+    Row{"--fast", "", "timers and sleeps pass at once, the server sends as fast as it can",
+        [](Options &options, const std::string &) { options.fast = true; }},
+    Row{"--build-dir", "DIR", "where the project was built (default: where this program is)",
+        [](Options &options, const std::string &value) { options.buildFolder = value; }},
+    Row{"--run-dir", "DIR", "everything of this run goes here (default: BUILD/demo/ROAD)",
+        [](Options &options, const std::string &value) { options.runFolder = value; }},
+    Row{"--library", "FILE", "the agent to run (default: the one of the build)",
+        [](Options &options, const std::string &value) { options.library = value; }},
+    Row{"--node-conf", "FILE", "configure the node with this file instead",
+        [](Options &options, const std::string &value) { options.nodeConfig = value; }},
+    Row{"--help", "", "this text",
+        [](Options &options, const std::string &) { options.help = true; }},
+};
+
+bool isChoice(std::string_view values) { return values.find('|') != std::string_view::npos; }
+
+bool contains(std::string_view values, std::string_view value) {
+    while (!values.empty()) {
+        const std::size_t bar = values.find('|');
+        if (values.substr(0, bar) == value) {
+            return true;
+        }
+        values = bar == std::string_view::npos ? std::string_view{} : values.substr(bar + 1);
+    }
+    return false;
+}
+
+[[noreturn]] void refuse(const std::string &what) {
+    throw OptionError(what + "; see ota-desk demo --help");
+}
+
+const Row &rowOf(const std::string &name) {
+    const auto row = std::find_if(kRows.begin(), kRows.end(),
+                                  [&](const Row &candidate) { return candidate.name == name; });
+    if (row == kRows.end()) {
+        refuse("unknown option \"" + name + "\"");
+    }
+    return *row;
+}
+
+std::string valueOf(const Row &row, const std::vector<std::string> &arguments, std::size_t &at) {
+    const std::string name(row.name);
+    const std::string values(row.values);
+    if (at + 1 == arguments.size()) {
+        refuse(name + " needs a value: " + values);
+    }
+    const std::string &value = arguments[++at];
+    if (value.empty() || (isChoice(values) && !contains(values, value))) {
+        refuse(name + " \"" + value + "\" is not a value it takes: " + values);
+    }
+    return value;
+}
+
+} // namespace
+
+Options readOptions(const std::vector<std::string> &arguments) {
+    Options options;
+    for (std::size_t at = 0; at < arguments.size(); ++at) {
+        const Row &row = rowOf(arguments[at]);
+        row.store(options, row.values.empty() ? "" : valueOf(row, arguments, at));
+    }
+    if (options.role.empty()) {
+        options.role = options.mode == "RGW" ? "Controller" : "Agent";
+    }
+    // The node configuration is a line a key: a role of several lines would be several keys.
+    if (options.role.find_first_of("\r\n;#") != std::string::npos || options.role.size() > 31) {
+        refuse("--role takes at most 31 characters on one line, without ; and #");
+    }
+    return options;
+}
+
+std::string helpText() {
+    constexpr std::size_t kNameWidth = 16;
+    std::string text =
+        "usage: ota-desk demo [options]\n"
+        "Upgrades a node on this desk over the air, from the offer to the commit.\n\n";
+    for (const Row &row : kRows) {
+        std::string names(row.name);
+        if (!row.values.empty()) {
+            names.append(" ").append(row.values);
+        }
+        text.append("  ").append(names).append("\n");
+        std::string meaning(row.meaning);
+        const std::string margin(kNameWidth, ' ');
+        for (std::size_t end = 0; (end = meaning.find('\n', end)) != std::string::npos; ++end) {
+            meaning.insert(end + 1, margin);
+        }
+        text += margin + meaning + "\n";
+    }
+    text +=
+        "\nexit codes: 0 committed, and the running bank holds the image byte for byte;\n"
+        "            3 ended as it should, but not in a commit; 2 bad option; 1 anything else\n";
+    return text;
+}
+
+} // namespace desk

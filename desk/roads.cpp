@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: MIT
+// One row a road: the options that choose it, node, offer, expected words and end.
+#include "desk/roads.h"
+
+#include "desk/sizes.h"
+
+#include "otaSwAgent/status_words.h"
+
+#include <algorithm>
+
+namespace desk {
+namespace {
+
+const std::vector<Road> kRoads{
+    {.name = "policy-0",
+     .selector = "",
+     .policies = "0",
+     .steps = {Step::offer, Step::activationTime},
+     .words = {OTA_STATUS_ACTIVATION_COMPLETE, OTA_STATUS_COMMIT_COMPLETE},
+     .end = End::committed,
+     .ending = "activated at the activation time and committed"},
+    {.name = "policy-1",
+     .selector = "",
+     .policies = "1",
+     .steps = {Step::offer},
+     .words = {OTA_STATUS_ACTIVATION_COMPLETE, OTA_STATUS_COMMIT_COMPLETE},
+     .end = End::committed,
+     .ending = "activated at once and committed"},
+    {.name = "policy-2",
+     .selector = "",
+     .policies = "2",
+     .steps = {Step::offer},
+     .words = {OTA_STATUS_ACTIVATION_COMPLETE},
+     .end = End::written,
+     .ending = "written to the passive bank only, as policy 2 asks; nothing was activated"},
+    // The handler goes on behind its reboot command and finds the image in the passive bank.
+    {.name = "policy-3",
+     .selector = "",
+     .policies = "3",
+     .passiveHoldsImage = true,
+     .steps = {Step::offer},
+     .words = {OTA_STATUS_ACTIVATION_REBOOT_COMPLETE, OTA_STATUS_SWAP_PASSIVE},
+     .end = End::switched,
+     .ending = "activated on arrival; policy 3 leaves no mark, so nothing is committed"},
+    {.name = "offload",
+     .selector = "--offload",
+     .policies = "012",
+     .offload = true,
+     .steps = {Step::offer},
+     .words = {},
+     .end = End::notWhole,
+     .ending = "handed over to the gateway; the node itself downloaded nothing"},
+    {.name = "first-poll",
+     .selector = "--first-poll",
+     .policies = "1",
+     .gatewayOnly = true,
+     .firstPoll = true,
+     .steps = {Step::offer, Step::mobileTrigger},
+     .words = {OTA_STATUS_ACTIVATION_COMPLETE, OTA_STATUS_COMMIT_COMPLETE},
+     .end = End::committed,
+     .ending = "triggered by the mobile app and committed"},
+    {.name = "power-cut",
+     .selector = "--power-cut",
+     .policies = "1",
+     .steps = {Step::offerThenCut, Step::offer},
+     .words = {OTA_STATUS_ACTIVATION_COMPLETE, OTA_STATUS_COMMIT_COMPLETE},
+     .end = End::committed,
+     .ending = "survived the loss of power and committed the second time"},
+    {.name = "fail-checksum",
+     .selector = "--fail checksum",
+     .policies = "012",
+     .wrongChecksum = true,
+     .steps = {Step::offer},
+     .words = {OTA_STATUS_CRC_CHECK_FAILED},
+     .end = End::notWhole,
+     .ending = "refused: the image's checksum is not the one offered"},
+    {.name = "fail-flash",
+     .selector = "--fail flash",
+     .policies = "012",
+     .smallBanks = true,
+     .steps = {Step::offer},
+     .words = {OTA_STATUS_FLASH_WRITE_FAILED},
+     .end = End::notWhole,
+     .ending = "refused: the image does not fit the bank"},
+    {.name = "fail-activate",
+     .selector = "--fail activate",
+     .policies = "1",
+     .passiveHoldsImage = true,
+     .steps = {Step::damageBank, Step::offer},
+     .words = {OTA_STATUS_SWAP_PASSIVE, OTA_STATUS_ACTIVATION_FAILED},
+     .end = End::notWhole,
+     .ending = "refused: the passive bank is damaged, the old version runs on"},
+    {.name = "fail-server",
+     .selector = "--fail server",
+     .policies = "012",
+     .alwaysFast = true,
+     .serverRefuses = true,
+     .steps = {Step::offer},
+     .words = {OTA_STATUS_RECONNECT},
+     .end = End::notWhole,
+     .ending = "gave up after seven attempts: the server answers 503"},
+    {.name = "fail-certificate",
+     .selector = "--fail certificate",
+     .policies = "012",
+     .alwaysFast = true,
+     .strangeAuthority = true,
+     .steps = {Step::offer},
+     .words = {OTA_STATUS_RECONNECT},
+     .end = End::notWhole,
+     .ending = "gave up after seven attempts: the server's certificate is of another CA"},
+    {.name = "fail-version",
+     .selector = "--fail version",
+     .policies = "1",
+     .otherVersionInside = true,
+     .steps = {Step::offer},
+     .words = {OTA_STATUS_ACTIVATION_COMPLETE, OTA_STATUS_COMMIT_FAILED},
+     .end = End::otherVersion,
+     .ending = "not committed: the image is of another version than the one offered"},
+    {.name = "fail-disk",
+     .selector = "--fail disk",
+     .policies = "012",
+     .alwaysFast = true,
+     .hostFileLimit = 4 * kMiB,
+     .steps = {Step::offer},
+     .words = {OTA_STATUS_RECONNECT},
+     .end = End::notWhole,
+     .ending = "gave up after seven attempts: the disk is full"},
+};
+
+std::vector<std::string> selectorsOf(const Options &options) {
+    std::vector<std::string> selectors;
+    if (options.offload) {
+        selectors.emplace_back("--offload");
+    }
+    if (options.firstPoll) {
+        selectors.emplace_back("--first-poll");
+    }
+    if (options.powerCut) {
+        selectors.emplace_back("--power-cut");
+    }
+    if (!options.fail.empty()) {
+        selectors.push_back("--fail " + options.fail);
+    }
+    return selectors;
+}
+
+std::string listed(std::string_view policies) {
+    std::string text;
+    for (const char policy : policies) {
+        text += (text.empty() ? "" : ", ") + std::string(1, policy);
+    }
+    return text;
+}
+
+} // namespace
+
+const Road &chooseRoad(const Options &options) {
+    const std::string help = "; see ota-desk demo --help";
+    const std::vector<std::string> selectors = selectorsOf(options);
+    if (selectors.size() > 1) {
+        throw OptionError(selectors[0] + " and " + selectors[1] + " do not go together" + help);
+    }
+    const std::string selector = selectors.empty() ? "" : selectors.front();
+    const char policy = static_cast<char>('0' + options.policy);
+    std::string allowed;
+    for (const Road &road : kRoads) {
+        if (road.selector != selector) {
+            continue;
+        }
+        if (road.policies.find(policy) == std::string_view::npos) {
+            allowed += road.policies;
+            continue;
+        }
+        if (road.gatewayOnly && !options.gateway()) {
+            throw OptionError(selector +
+                              " is a gateway's road: use --mode RGW or --role Controller" + help);
+        }
+        if (road.strangeAuthority && options.plainHttp) {
+            throw OptionError(selector + " needs https: leave --plain-http out" + help);
+        }
+        return road;
+    }
+    throw OptionError(selector + " does not go with --policy " + policy + ", only with " +
+                      listed(allowed) + help);
+}
+
+} // namespace desk

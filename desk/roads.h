@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+// The roads that a demonstration can take, as data.
+#ifndef DESK_ROADS_H
+#define DESK_ROADS_H
+
+#include "desk/options.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace desk {
+
+// What is put to the node once it is idle, one after the other.
+enum class Step {
+    offer,          // the new image
+    offerThenCut,   // the new image from a very slow server; the power goes during the download
+    mobileTrigger,  // the user says go
+    activationTime, // the activation is moved to a few seconds from now
+    damageBank,     // bytes of the passive bank change behind the agent's back
+};
+
+// How the node stands in the end.
+enum class End {
+    committed,    // the new version runs, its bank is the image byte for byte, no mark is left
+    switched,     // the new version runs, its bank is the image byte for byte
+    written,      // the old version runs, the passive bank holds the image whole
+    notWhole,     // the old version runs, the passive bank is not bootable
+    otherVersion, // a version runs, byte for byte, that was not the offered one
+};
+
+struct Road {
+    std::string_view name;     // of the run folder
+    std::string_view selector; // the option that chooses it; empty: the policy alone does
+    std::string_view policies; // those it makes sense with
+    bool gatewayOnly = false;
+    bool alwaysFast = false; // it has waits of minutes
+
+    // the node
+    bool passiveHoldsImage = false;
+    bool smallBanks = false;
+    std::uint64_t hostFileLimit = 0;
+
+    // the offer
+    bool wrongChecksum = false;
+    bool serverRefuses = false;
+    bool strangeAuthority = false;
+    bool otherVersionInside = false;
+    bool offload = false;
+    bool firstPoll = false;
+
+    std::vector<Step> steps;
+    std::vector<std::string_view> words; // every status word, in order
+    End end;
+    std::string_view ending; // the last line, in plain words
+};
+
+// Throws an OptionError where the options name no road.
+const Road &chooseRoad(const Options &options);
+
+} // namespace desk
+
+#endif

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+// The one folder that a run writes in.
+#ifndef DESK_RUN_FOLDER_H
+#define DESK_RUN_FOLDER_H
+
+#include "desk/folder_lock.h"
+
+#include <filesystem>
+#include <optional>
+
+namespace desk {
+
+class RunFolder {
+  public:
+    // Makes the folder, or empties it where an earlier run made it. A folder that holds anything
+    // else, or that a run is using, is left alone: a Failure says so.
+    explicit RunFolder(const std::filesystem::path &path);
+
+    // Absolute.
+    [[nodiscard]] const std::filesystem::path &path() const { return path_; }
+
+  private:
+    void checkThatItMayBeEmptied() const;
+    void empty() const;
+
+    std::filesystem::path path_;
+    std::optional<FolderLock> lock_;
+};
+
+} // namespace desk
+
+#endif

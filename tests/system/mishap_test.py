@@ -1,0 +1,196 @@
+# SPDX-License-Identifier: MIT
+"""What a person sees of `ota-desk demo` when something is wrong or is stopped in the middle."""
+
+import argparse
+import os
+import pathlib
+import signal
+import subprocess
+import sys
+import time
+import unittest
+
+import desk_run
+
+PATIENCE = 30
+
+
+def wait_for(condition):
+    deadline = time.monotonic() + PATIENCE
+    while time.monotonic() < deadline:
+        found = condition()
+        if found:
+            return found
+        time.sleep(0.02)
+    raise AssertionError("waited in vain")
+
+
+class Mishap(unittest.TestCase):
+    build = pathlib.Path()
+    stand_ins_agent = ""
+
+    def setUp(self):
+        self.outside = desk_run.Outside()
+        self.addCleanup(self.outside.close)
+        self.addCleanup(self.check_outside)
+
+    def check_outside(self):
+        self.assertEqual(self.outside.snapshot(), self.outside.before)
+        self.assertEqual(desk_run.processes_of(self.outside.run_folder), {})
+
+    def run_desk(self, *options):
+        return desk_run.run(self.build, self.outside.run_folder, options)
+
+    def one_line(self, result, exit_code):
+        """The single line of a failure."""
+        lines = [line for line in result.lines if line.startswith("ota-desk: ")]
+        self.assertEqual(len(lines), 1, result.output)
+        self.assertEqual(result.exit_code, exit_code, result.output)
+        return lines[0]
+
+    def start_slow_download(self):
+        """A demonstration whose download takes its three seconds; returns it and its host."""
+        run_folder = self.outside.run_folder
+        # pylint: disable=consider-using-with
+        desk = subprocess.Popen(desk_run.command(self.build, run_folder, ["--plain-http"]),
+                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        self.addCleanup(desk.stdout.close)
+        self.addCleanup(desk.wait)
+        self.addCleanup(desk.kill)
+        wait_for((run_folder / "node/ota_dwld_prog").exists)
+        hosts = [pid for pid, line in desk_run.processes_of(run_folder).items()
+                 if "ota-desk-host" in line]
+        self.assertEqual(len(hosts), 1)
+        return desk, hosts[0]
+
+    def finish(self, desk):
+        output, _ = desk.communicate(timeout=PATIENCE)
+        return desk_run.DeskRun(self.outside.run_folder, desk.returncode, output)
+
+    def test_bad_options(self):
+        for options, part in [
+                (["--policy", "4"], "0|1|2|3"),
+                (["--policy"], "0|1|2|3"),
+                (["--mode", "Bridge"], "RGW|AP_Bridge"),
+                (["--fail", "luck"], "checksum|flash|activate|server|certificate|version|disk"),
+                (["--nonsense"], "--nonsense"),
+                (["--offload", "--first-poll"], "do not go together"),
+                (["--fail", "version", "--policy", "2"], "only with 1"),
+                (["--first-poll", "--mode", "AP_Bridge"], "gateway"),
+                (["--fail", "certificate", "--plain-http"], "https"),
+                (["--role", "a\nwork_mode = RGW"], "--role")]:
+            with self.subTest(options=options):
+                result = self.run_desk(*options)
+                self.assertEqual(result.exit_code, 2, result.output)
+                self.assertEqual(len(result.lines), 1, result.output)
+                self.assertIn(part, result.output)
+                self.assertIn("--help", result.output)
+                self.assertFalse(self.outside.run_folder.exists())
+
+    def test_help(self):
+        result = self.run_desk("--help")
+        self.assertEqual(result.exit_code, 0)
+        for option in ["--policy", "--mode", "--role", "--plain-http", "--offload",
+                       "--first-poll", "--fail", "--fast", "exit codes"]:
+            self.assertIn(option, result.output)
+
+    def test_missing_library(self):
+        line = self.one_line(self.run_desk("--fast", "--library", "/nowhere/libotaSwAgent.so"), 1)
+        self.assertIn("/nowhere/libotaSwAgent.so", line)
+        self.assertIn("exit code 1", line)
+        self.assertIn(str(self.outside.run_folder / "host.log"), line)
+
+    def test_broken_configuration(self):
+        config = self.outside.run_folder.with_name("broken.conf")
+        config.write_text("[node]\nmodel = DeskNode-1\nthis is no key\n")
+        self.outside.before = self.outside.snapshot()
+        line = self.one_line(self.run_desk("--fast", "--node-conf", str(config)), 1)
+        self.assertIn("node.conf:3", line)
+        self.assertIn("host.log", line)
+
+    def test_foreign_run_folder(self):
+        self.outside.run_folder.mkdir()
+        (self.outside.run_folder / "precious.txt").write_text("mine\n")
+        line = self.one_line(self.run_desk("--fast"), 1)
+        self.assertIn("--run-dir", line)
+        self.assertEqual((self.outside.run_folder / "precious.txt").read_text(), "mine\n")
+
+    def test_host_that_dies(self):
+        desk, host = self.start_slow_download()
+        os.kill(host, signal.SIGKILL)
+        result = self.finish(desk)
+        line = self.one_line(result, 1)
+        self.assertIn("signal 9", line)
+        self.assertIn("host.log", line)
+        self.assertEqual(result.boot_state()["boot"]["next"], "a")
+        self.assertEqual(result.boot_state()["bank b"]["whole"], "0")
+
+    def test_interrupt(self):
+        desk, _ = self.start_slow_download()
+        desk.send_signal(signal.SIGINT)
+        result = self.finish(desk)
+        self.assertIn("interrupted", self.one_line(result, 1))
+        self.assertEqual(result.boot_state()["bank b"]["whole"], "0")
+
+    def test_second_run_in_the_same_folder(self):
+        first = self.run_desk("--fast", "--policy", "2")
+        second = self.run_desk("--fast", "--policy", "2")
+        self.assertEqual((first.exit_code, second.exit_code), (3, 3), second.output)
+        self.assertEqual(second.words, ["OTA_SW_ACTIVATION_COMPLETE"])
+
+    def test_stand_ins(self):
+        result = self.run_desk("--fast", "--library", self.stand_ins_agent)
+        self.assertIn("status words expected", self.one_line(result, 1))
+        answers = dict(line.split(": ", 1) for line in
+                       (result.node / "answers.txt").read_text().splitlines())
+        refused = str(126 << 8)
+        self.assertEqual(answers["system echo inside > ./inside.txt"], "0")
+        self.assertEqual((result.node / "inside.txt").read_text(), "inside\n")
+        for command in ["echo outside > /tmp/ota-desk-outside",
+                        "echo outside >/tmp/ota-desk-outside",
+                        "echo outside > ../outside.txt",
+                        "echo outside > $HOME/ota-desk-outside",
+                        "/sbin/reboot now"]:
+            self.assertEqual(answers[f"system {command}"], refused, command)
+            self.assertIn(f'"{command}"', result.host_log())
+        self.assertFalse(pathlib.Path("/tmp/ota-desk-outside").exists())
+        self.assertFalse((result.run_folder / "outside.txt").exists())
+        # Both find no such file in the node's folder.
+        self.assertNotIn(answers["system rm /tmp/ota_agent_data"], ["0", refused])
+        self.assertNotIn(answers["system rm /tmp/otaMD5.txt"], ["0", refused])
+        self.assertEqual(answers["mac br0"], "0 02:00:5E:00:53:01")
+        self.assertEqual(answers["mac lo"], "0 00:00:00:00:00:00")
+        self.assertEqual(answers["sleep"], "0 after no time")
+
+
+class Images(unittest.TestCase):
+    build = pathlib.Path()
+
+    def test_images_are_real(self):
+        outside = desk_run.Outside()
+        self.addCleanup(outside.close)
+        for options in [["--fast"], ["--fast", "--fail", "version"]]:
+            result = desk_run.run(self.build, outside.run_folder, options)
+            self.assertIn(result.exit_code, [0, 3], result.output)
+        image = self.build / "demo/images/4QZ2.1.0.img"
+        self.assertGreaterEqual(image.stat().st_size, 16 * 1024 * 1024)
+        listing = subprocess.run(["unsquashfs", "-l", str(image)], stdout=subprocess.PIPE,
+                                 text=True, check=True).stdout
+        self.assertIn("squashfs-root/usr/bin/busybox", listing)
+        self.assertIn("libc.so.6", listing)
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--build-dir", type=pathlib.Path, required=True)
+    parser.add_argument("--stand-ins-agent", default="")
+    parser.add_argument("test")
+    options = parser.parse_args()
+    Mishap.build = Images.build = options.build_dir.absolute()
+    Mishap.stand_ins_agent = options.stand_ins_agent
+    owner = Images if hasattr(Images, options.test) else Mishap
+    return 0 if unittest.TextTestRunner().run(owner(options.test)).wasSuccessful() else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,136 @@
+# SPDX-License-Identifier: MIT
+"""Takes one road of `ota-desk demo` and checks exit code, words, banks and surroundings."""
+
+import argparse
+import pathlib
+import sys
+import unittest
+
+import desk_run
+
+COMPLETE = "OTA_SW_ACTIVATION_COMPLETE"
+COMMITTED = [COMPLETE, "OTA_SW_COMMIT_COMPLETE"]
+GAVE_UP = ["OTA_RECONNECT_BUE"]
+
+# How the banks stand in the end: which one runs, what the other version's bank holds.
+NEW_RUNS = {"runs": "b", "holds": "4QZ2.1.0"}
+OLD_RUNS = {"runs": "a", "holds": None}
+WRITTEN = {"runs": "a", "holds": "4QZ2.1.0"}
+OTHER_RUNS = {"runs": "b", "holds": "4QZ2.0.9"}
+
+# name: options, exit code, status words, banks, boots (versions in order), root notifications
+ROADS = {
+    "gateway": ([], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], 0),
+    "policy-0": (["--policy", "0"], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], 0),
+    "policy-1": (["--policy", "1"], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], 0),
+    "policy-2": (["--policy", "2"], 3, [COMPLETE], WRITTEN, ["4QZ2.0.0"], 0),
+    "policy-3": (["--policy", "3"], 3,
+                 ["OTA_SW_ACTIVATION_REBOOT_COMPLETE", "OTA_SW_SWAP_PASSIVE"], NEW_RUNS,
+                 ["4QZ2.0.0", "4QZ2.1.0"], 0),
+    "extender": (["--mode", "AP_Bridge"], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], 2),
+    "extender-policy-0": (["--mode", "AP_Bridge", "--policy", "0"], 0, COMMITTED, NEW_RUNS,
+                          ["4QZ2.0.0", "4QZ2.1.0"], 2),
+    "controller": (["--mode", "AP_Bridge", "--role", "Controller"], 0, COMMITTED, NEW_RUNS,
+                   ["4QZ2.0.0", "4QZ2.1.0"], 0),
+    "plain-http": (["--plain-http"], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], 0),
+    "offload": (["--offload"], 3, [], OLD_RUNS, ["4QZ2.0.0"], 0),
+    "first-poll": (["--first-poll"], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], 0),
+    "power-cut": (["--power-cut"], 0, COMMITTED, NEW_RUNS,
+                  ["4QZ2.0.0", "4QZ2.0.0", "4QZ2.1.0"], 0),
+    "fail-checksum": (["--fail", "checksum"], 3, ["OTA_CRC_CHECK_FAILED"], OLD_RUNS,
+                      ["4QZ2.0.0"], 0),
+    "fail-flash": (["--fail", "flash"], 3, ["OTA_SW_FLASH_WRITE_FAILED"], OLD_RUNS,
+                   ["4QZ2.0.0"], 0),
+    "fail-activate": (["--fail", "activate"], 3,
+                      ["OTA_SW_SWAP_PASSIVE", "OTA_SW_ACTIVATION_FAILED"], OLD_RUNS,
+                      ["4QZ2.0.0"], 0),
+    "fail-server": (["--fail", "server"], 3, GAVE_UP, OLD_RUNS, ["4QZ2.0.0"], 0),
+    "fail-server-extender": (["--fail", "server", "--mode", "AP_Bridge"], 3, GAVE_UP, OLD_RUNS,
+                             ["4QZ2.0.0"], 1),
+    "fail-certificate": (["--fail", "certificate"], 3, GAVE_UP, OLD_RUNS, ["4QZ2.0.0"], 0),
+    "fail-version": (["--fail", "version"], 3, [COMPLETE, "OTA_SW_COMMIT_FAILED"], OTHER_RUNS,
+                     ["4QZ2.0.0", "4QZ2.0.9"], 0),
+    "fail-disk": (["--fail", "disk"], 3, GAVE_UP, OLD_RUNS, ["4QZ2.0.0"], 0),
+}
+
+
+class Road(unittest.TestCase):
+    build = pathlib.Path()
+    journal_library = ""
+    name = ""
+
+    def setUp(self):
+        self.outside = desk_run.Outside()
+        self.addCleanup(self.outside.close)
+
+    def take(self):
+        options = ROADS[self.name][0]
+        self.journal = self.outside.run_folder.with_name("commands.txt")
+        environment = {"LD_PRELOAD": self.journal_library, "OTA_EXEC_JOURNAL": str(self.journal),
+                       "ASAN_OPTIONS": "verify_asan_link_order=0"}
+        return desk_run.run(self.build, self.outside.run_folder, ["--fast", *options],
+                            environment)
+
+    def test_road(self):
+        result = self.take()
+        _, exit_code, words, banks, boots, notifications = ROADS[self.name]
+        self.assertEqual(result.exit_code, exit_code, result.output)
+        self.assertEqual(result.words, words, result.output)
+        self.assertEqual([boot.split()[0] for boot in result.step("boot")], boots)
+        self.assertEqual(len(result.step("to the root")), notifications)
+        self.assertTrue(result.last_line.startswith("As expected: "), result.last_line)
+        self.check_banks(result, banks)
+        self.check_surroundings(result)
+
+    def check_banks(self, result, banks):
+        state = result.boot_state()
+        self.assertEqual(state["boot"]["active"], banks["runs"])
+        self.assertEqual(state["boot"]["next"], banks["runs"])
+        self.assertEqual(state["bank a"]["whole"], "1")
+        self.assertEqual(state["bank a"]["version"], "4QZ2.0.0")
+        images = self.build / "demo/images"
+        self.assertTrue(result.bank_begins_with("a", images / "4QZ2.0.0.img"))
+        if banks["holds"] is None:
+            self.assertEqual(state["bank b"]["whole"], "0")
+        else:
+            self.assertEqual(state["bank b"]["whole"], "1")
+            self.assertEqual(state["bank b"]["version"], banks["holds"])
+            self.assertTrue(result.bank_begins_with("b", images / f"{banks['holds']}.img"))
+        self.assertFalse((result.node / "logs/ota_act_success").exists())
+
+    def check_surroundings(self, result):
+        commands = self.journal.read_text().splitlines()
+        self.journal.unlink()
+        self.assertTrue([line for line in commands if "ota-desk-host" in line],
+                        "the journal did not see the host, so it proves nothing")
+        self.assertEqual([line for line in commands if "/sbin/reboot" in line], [])
+        self.assertEqual([line for line in commands if "rm /tmp" in line], [])
+        self.assertNotIn("not run on this desk", result.host_log())
+        self.assertEqual(self.outside.snapshot(), self.outside.before)
+        self.assertEqual(desk_run.processes_of(result.run_folder), {})
+
+
+class RoadList(unittest.TestCase):
+    registered = []
+
+    def test_every_road_is_registered(self):
+        self.assertEqual(sorted(self.registered), sorted(ROADS))
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--build-dir", type=pathlib.Path, required=True)
+    parser.add_argument("--journal-library", default="")
+    parser.add_argument("--list", nargs="*")
+    parser.add_argument("road", nargs="?", choices=sorted(ROADS))
+    options = parser.parse_args()
+    case = RoadList("test_every_road_is_registered") if options.road is None else Road("test_road")
+    Road.build = options.build_dir.absolute()
+    Road.journal_library = options.journal_library
+    Road.name = options.road
+    RoadList.registered = options.list or []
+    return 0 if unittest.TextTestRunner().run(case).wasSuccessful() else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

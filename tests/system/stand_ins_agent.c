@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+// An agent that does nothing but ask the desk's stand-ins, and writes down what they answer.
+#include <net/if.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <time.h>
+#include <unistd.h>
+
+static FILE *answers;
+
+static void tellCommand(const char *command) {
+    fprintf(answers, "system %s: %d\n", command, system(command));
+}
+
+static void tellMac(const char *interface) {
+    struct ifreq request;
+    memset(&request, 0, sizeof request);
+    snprintf(request.ifr_name, sizeof request.ifr_name, "%s", interface);
+    const int any = socket(AF_INET, SOCK_DGRAM, 0);
+    const int result = ioctl(any, SIOCGIFHWADDR, &request);
+    const unsigned char *const mac = (const unsigned char *)request.ifr_hwaddr.sa_data;
+    fprintf(answers, "mac %s: %d %02X:%02X:%02X:%02X:%02X:%02X\n", interface, result, mac[0],
+            mac[1], mac[2], mac[3], mac[4], mac[5]);
+    close(any);
+}
+
+void initOTAlib(void) {}
+void otaSwAgentSWCommitStatus(void) {}
+void otaMobileApp_process_newimage_request(const void *notify) { (void)notify; }
+void otaSwmgnt_process_activation_time(const char *text, void *reserved) {
+    (void)text;
+    (void)reserved;
+}
+void otaSwAgentProcessRebootTimer(void) {}
+void otaSwAgentProcessDownloadStartTimer(void) {}
+void otaSwAgentProcessDownloadRetryTimer(void) {}
+int ota_ISUpgradeDefered(void) { return 0; }
+
+int main(void) {
+    answers = fopen("answers.txt", "a");
+    return answers == NULL;
+}
+
+void otaSwmgnt_process_newimage_info(const char *text, void *reserved, const void *config) {
+    static const char *const kCommands[] = {
+        "echo inside > ./inside.txt",
+        "rm /tmp/ota_agent_data",
+        "rm /tmp/otaMD5.txt",
+        "echo outside > /tmp/ota-desk-outside",
+        "echo outside >/tmp/ota-desk-outside",
+        "echo outside > ../outside.txt",
+        "echo outside > $HOME/ota-desk-outside",
+        "/sbin/reboot now",
+    };
+    (void)text;
+    (void)reserved;
+    (void)config;
+    for (size_t i = 0; i < sizeof kCommands / sizeof *kCommands; ++i) {
+        tellCommand(kCommands[i]);
+    }
+    tellMac("br0");
+    tellMac("lo");
+    const time_t before = time(NULL);
+    const unsigned int left = sleep(60);
+    fprintf(answers, "sleep: %u after %s\n", left, time(NULL) - before < 30 ? "no time" : "long");
+    fclose(answers);
+}

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+// Options and the roads that they name.
+#include "desk/roads.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using desk::chooseRoad;
+using desk::OptionError;
+using desk::readOptions;
+
+std::string roadOf(const std::vector<std::string> &arguments) {
+    return std::string(chooseRoad(readOptions(arguments)).name);
+}
+
+TEST(Roads, EachSetOfOptionsNamesOneRoad) {
+    EXPECT_EQ(roadOf({}), "policy-1");
+    EXPECT_EQ(roadOf({"--policy", "0"}), "policy-0");
+    EXPECT_EQ(roadOf({"--policy", "3", "--fast"}), "policy-3");
+    EXPECT_EQ(roadOf({"--offload", "--policy", "2"}), "offload");
+    EXPECT_EQ(roadOf({"--first-poll"}), "first-poll");
+    EXPECT_EQ(roadOf({"--fail", "flash", "--mode", "AP_Bridge"}), "fail-flash");
+}
+
+TEST(Roads, WhatDoesNotGoTogetherIsRefused) {
+    EXPECT_THROW(roadOf({"--offload", "--power-cut"}), OptionError);
+    EXPECT_THROW(roadOf({"--offload", "--policy", "3"}), OptionError);
+    EXPECT_THROW(roadOf({"--fail", "activate", "--policy", "0"}), OptionError);
+    EXPECT_THROW(roadOf({"--first-poll", "--mode", "AP_Bridge"}), OptionError);
+    EXPECT_THROW(roadOf({"--fail", "certificate", "--plain-http"}), OptionError);
+}
+
+TEST(Roads, RoadsWithWaitsOfMinutesAreAlwaysFast) {
+    for (const char *failure : {"server", "certificate", "disk"}) {
+        EXPECT_TRUE(chooseRoad(readOptions({"--fail", failure})).alwaysFast) << failure;
+    }
+    EXPECT_FALSE(chooseRoad(readOptions({})).alwaysFast);
+}
+
+TEST(Options, TheRoleGoesWithTheMode) {
+    EXPECT_EQ(readOptions({}).role, "Controller");
+    EXPECT_EQ(readOptions({"--mode", "AP_Bridge"}).role, "Agent");
+    EXPECT_FALSE(readOptions({"--mode", "AP_Bridge"}).gateway());
+    EXPECT_TRUE(readOptions({"--mode", "AP_Bridge", "--role", "Controller"}).gateway());
+}
+
+TEST(Options, AMistakeNamesTheValuesAllowedAndTheHelp) {
+    try {
+        readOptions({"--mode", "RG"});
+        FAIL() << "accepted";
+    } catch (const OptionError &error) {
+        EXPECT_STREQ(error.what(), "--mode \"RG\" is not a value it takes: RGW|AP_Bridge; see "
+                                   "ota-desk demo --help");
+    }
+}
+
+TEST(Options, EveryMistakeIsRefused) {
+    for (const std::vector<std::string> &arguments :
+         std::vector<std::vector<std::string>>{{"--policy"},
+                                               {"--policy", ""},
+                                               {"--policy", "01"},
+                                               {"--policy", "0|1"},
+                                               {"--fail", "everything"},
+                                               {"--role", ""},
+                                               {"--role", "two\nlines"},
+                                               {"--unknown"},
+                                               {"word"}}) {
+        EXPECT_THROW(readOptions(arguments), OptionError) << arguments.back();
+    }
+}
+
+} // namespace
