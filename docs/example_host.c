@@ -10,6 +10,9 @@ int main(void) {
     void *agent = dlopen("libotaSwAgent.so", RTLD_NOW);
     int (*agentMain)(void) = NULL;
 
+    if (agent == NULL) {
+        return 1;
+    }
     *(void **)&agentMain = dlsym(agent, "main"); /* the agent's, not this one */
     initOTAlib();                                /* the runtime paths, first of all */
     agentMain();                                 /* waits for the configuration manager */

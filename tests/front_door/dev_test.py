@@ -1,0 +1,102 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""The front door says what it can do, and what is wrong, without building anything."""
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+ROOT = pathlib.Path(sys.argv.pop())
+
+
+class FrontDoor(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+        self.tools = pathlib.Path(self.folder.name, "tools")
+        self.tools.mkdir()
+
+    def tool(self, name, script):
+        """A program that is found instead of the machine's own."""
+        path = self.tools / name
+        path.write_text(f"#!/bin/sh\n{script}\n")
+        path.chmod(0o755)
+
+    def dev(self, *arguments, only_tools=False):
+        path = str(self.tools) + ("" if only_tools else os.pathsep + os.environ["PATH"])
+        copy = pathlib.Path(self.folder.name, "dev")
+        copy.write_bytes((ROOT / "dev").read_bytes())
+        return subprocess.run(["/bin/sh", str(copy), *arguments], env={"PATH": path},
+                              capture_output=True, text=True, timeout=30, check=False)
+
+    def tools_of_a_machine_without_packages(self):
+        for name in ("dirname", "mktemp", "rm", "tail"):
+            self.tool(name, f'exec {subprocess.check_output(["which", name], text=True).strip()} "$@"')
+        self.tool("dpkg-query", "exit 1")
+
+    def test_help_fits_on_a_page(self):
+        answer = self.dev("help")
+        self.assertEqual(answer.returncode, 0)
+        self.assertLess(len(answer.stdout.splitlines()), 30)
+        for command in ("demo", "test", "build", "lint", "cover", "setup", "clean"):
+            self.assertIn(f"\n  {command}", answer.stdout)
+
+    def test_no_command_is_help(self):
+        self.assertEqual(self.dev().stdout, self.dev("help").stdout)
+
+    def test_an_unknown_command_is_named(self):
+        answer = self.dev("tset")
+        self.assertEqual(answer.returncode, 2)
+        self.assertIn("no command 'tset'", answer.stderr)
+
+    def test_setup_is_silent_when_all_is_there(self):
+        self.tool("dpkg-query", "echo installed")
+        self.tool("apt-get", "echo called >&2; exit 1")
+        answer = self.dev("setup")
+        self.assertEqual((answer.returncode, answer.stdout, answer.stderr), (0, "", ""))
+
+    def test_setup_without_root_and_sudo_says_what_to_install(self):
+        self.tools_of_a_machine_without_packages()
+        self.tool("id", "echo 1000")
+        answer = self.dev("setup", only_tools=True)
+        self.assertEqual(answer.returncode, 1)
+        self.assertIn("needs root", answer.stderr)
+        self.assertIn("libcjson-dev", answer.stderr)
+
+    def test_setup_with_sudo_names_what_it_installs(self):
+        self.tools_of_a_machine_without_packages()
+        self.tool("id", "echo 1000")
+        self.tool("sudo", 'echo "$*" >"$0.called"')
+        answer = self.dev("setup", only_tools=True)
+        self.assertEqual(answer.returncode, 0, answer.stderr)
+        self.assertIn("installing g++ cmake", answer.stderr)
+        self.assertIn("apt-get install", (self.tools / "sudo.called").read_text())
+
+    def test_a_failed_installation_says_where_its_log_is(self):
+        self.tools_of_a_machine_without_packages()
+        self.tool("id", "echo 1000")
+        self.tool("sudo", "echo 'E: no such package' >&2; exit 100")
+        answer = self.dev("setup", only_tools=True)
+        self.assertEqual(answer.returncode, 1)
+        self.assertIn("E: no such package", answer.stderr)
+        self.assertRegex(answer.stderr, r"the whole log is /\S+")
+
+    def test_another_system_is_told_what_it_would_need(self):
+        self.tool("dirname", 'exec /usr/bin/dirname "$@"')
+        answer = self.dev("setup", only_tools=True)
+        self.assertEqual(answer.returncode, 1)
+        self.assertIn("not a Debian system", answer.stderr)
+
+    def test_a_folder_that_cannot_be_written_is_one_line(self):
+        self.tool("dpkg-query", "echo installed")
+        self.tool("mkdir", "echo 'cannot create' >&2; exit 1")
+        answer = self.dev("build")
+        self.assertEqual(answer.returncode, 1)
+        self.assertEqual(len(answer.stderr.splitlines()), 1, answer.stderr)
+        self.assertIn("cannot be written", answer.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
