@@ -53,10 +53,9 @@ void expectZeroed(const char *call, const void *record, std::size_t size) {
         << call << " was given a record that is not zeroed";
 }
 
-// The agent hands platform records over zeroed.
-void expectZeroed(const void *record, std::size_t size) {
-    const auto *bytes = static_cast<const char *>(record);
-    EXPECT_TRUE(std::all_of(bytes, bytes + size, [](char byte) { return byte == 0; }));
+// A text of a record; one that fills the record to its last byte has no NUL.
+void fillText(char *record, std::size_t size, std::size_t offset, const std::string &text) {
+    std::memcpy(record + offset, text.c_str(), std::min(text.size() + 1, size - offset));
 }
 
 // A text member of the JSON text, there or in its "data"; the text itself where it has none.
@@ -93,14 +92,13 @@ const char *nal_getHIECertifcatePath(void) {
 int nal_getNodeInfo(void *record) {
     const HarnessScope harness;
     journal().add(Kind::kQuery, "nal_getNodeInfo");
-    expectZeroed(record, NAL_NODE_INFO_SIZE);
     expectZeroed("nal_getNodeInfo", record, NAL_NODE_INFO_SIZE);
     const int result = node().resultOf("nal_getNodeInfo");
     if (result == 0) {
         auto *bytes = static_cast<char *>(record);
         std::memset(bytes, 'x', NAL_NODE_INFO_SIZE);
-        std::strcpy(bytes + NAL_NODE_INFO_SERIAL_OFFSET, node().serialNumber.c_str());
-        std::strcpy(bytes + NAL_NODE_INFO_MODEL_OFFSET, node().model.c_str());
+        fillText(bytes, NAL_NODE_INFO_SIZE, NAL_NODE_INFO_SERIAL_OFFSET, node().serialNumber);
+        fillText(bytes, NAL_NODE_INFO_SIZE, NAL_NODE_INFO_MODEL_OFFSET, node().model);
     }
     return result;
 }
@@ -130,13 +128,12 @@ int nal_getRootOnBoardingStatus(int *status) {
 int nal_getSwAutoUpgradeInfo(void *record) {
     const HarnessScope harness;
     journal().add(Kind::kQuery, "nal_getSwAutoUpgradeInfo");
-    expectZeroed(record, NAL_UPGRADE_INFO_SIZE);
     expectZeroed("nal_getSwAutoUpgradeInfo", record, NAL_UPGRADE_INFO_SIZE);
     const int result = node().resultOf("nal_getSwAutoUpgradeInfo");
     if (result == 0) {
         auto *bytes = static_cast<char *>(record);
         std::memset(bytes, 'x', NAL_UPGRADE_INFO_SIZE);
-        std::strcpy(bytes + NAL_UPGRADE_INFO_TIME_OFFSET, node().activationTime.c_str());
+        fillText(bytes, NAL_UPGRADE_INFO_SIZE, NAL_UPGRADE_INFO_TIME_OFFSET, node().activationTime);
     }
     return result;
 }

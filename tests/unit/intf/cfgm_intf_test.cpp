@@ -2,6 +2,8 @@
 // Device context: the node's mode, role and onboarding status, and what they amount to.
 #include "agent_test.h"
 
+#include "platform/nal.h"
+
 using namespace ota::test;
 
 namespace {
@@ -158,6 +160,16 @@ TEST_F(PreferredActivationTime, LeavesTheDestinationWhereTheSettingsCannotBeRead
                                             bothErrors(kUnit, "ota_getOtaPrefActTime",
                                                        "nal_getSwAutoUpgradeInfo failed\n",
                                                        "get of SWMGNTOBJECT failed,\n")));
+}
+
+TEST_F(PreferredActivationTime, IsCutTo31CharactersWhereThePlatformFillsItsRecord) {
+    node().activationTime =
+        "03:30:" + std::string(NAL_UPGRADE_INFO_SIZE - NAL_UPGRADE_INFO_TIME_OFFSET - 6, '0');
+    char text[256];
+    std::memset(text, '#', sizeof text);
+    EXPECT_EQ(AGENT(ota_getOtaPrefActTime)(text), 0);
+    EXPECT_EQ(text, node().activationTime.substr(0, 31));
+    EXPECT_EQ(std::string(text + 32, sizeof text - 32), std::string(sizeof text - 32, '#'));
 }
 
 } // namespace

@@ -83,4 +83,10 @@ TEST_P(Parsing, LogsNothing) {
     EXPECT_ENTRIES(journal().all(), entries());
 }
 
+TEST_P(Parsing, DoesNotLookAtWhatFollowsTheObject) {
+    Record record(codec(), '\0');
+    EXPECT_EQ(codec().parse((sampleObject(codec()) + " and more {").c_str(), record.data()), 0);
+    EXPECT_EQ(record.bytes(), sampleRecord(codec()).bytes());
+}
+
 } // namespace

@@ -177,4 +177,20 @@ TEST_F(CommitCheck, IgnoresAFailingRemoval) {
         without(entries(entering(), success("1.0", "1.0"), exiting()), {"evbusSendSignal"}));
 }
 
+TEST_F(CommitCheck, ForgetsTheVersionOfTheLastCheck) {
+    checkMarker("1.0\n");
+    node().results["nal_getCurSwVersion"] = {-1};
+    journal().clear();
+    checkMarker("1.0\n");
+    EXPECT_ENTRIES(journal().of({kCheck}),
+                   entries(entering(), versionFailed(), failure("1.0", ""), kRemoval, exiting()));
+}
+
+TEST_F(CommitCheck, EndsAVersionThatThePlatformLeftOpen) {
+    node().currentVersion = std::string(64, 'v');
+    checkMarker("1.0\n");
+    EXPECT_ENTRIES(journal().of({kCheck}),
+                   entries(entering(), failure("1.0", std::string(63, 'v')), kRemoval, exiting()));
+}
+
 } // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What happens when "downloadStartTimer" or "downloadRetryTimer" runs out.
 #include "agent_test.h"
+#include "moments.h"
 
 using namespace ota::test;
 
@@ -171,6 +172,33 @@ TEST_F(DownloadStartTimer, SetsItsFlagsBeforeItDownloads) {
     EXPECT_EQ(waiting, 0);
 }
 
+TEST_F(DownloadStartTimer, MarksTheDeferralBetweenItsTwoLines) {
+    node().onboardingStatus = 1;
+    Entries seen;
+    noteAt(seen, {deferral().at(0), deferral().at(2)},
+           [] { return AGENT_VAR(g_ISDeferedUpgrade); });
+    expire();
+    EXPECT_ENTRIES(seen, entries(deferral().at(0) + ": 0", deferral().at(2) + ": 1"));
+}
+
+TEST_F(DownloadStartTimer, RaisesTheExpiryOnlyAfterTheRemovalAndBeforeItAsksTheNode) {
+    Entries seen;
+    noteAt(seen, {"system rm", "nal_getWorkMode"}, [] {
+        return std::to_string(AGENT_VAR(g_mobileTriggerExpire)) + " " +
+               std::to_string(AGENT_VAR(g_dwldStartTimer));
+    });
+    expire();
+    EXPECT_ENTRIES(seen, entries("system rm: 0 1", "nal_getWorkMode: 1 0"));
+}
+
+TEST_F(DownloadStartTimer, ForgetsTheModeOfTheLastExpiry) {
+    expire();
+    node().always["nal_getWorkMode"] = -1;
+    journal().clear();
+    expire();
+    EXPECT_ENTRIES(own(), entries(beginning(), deferral(), exiting()));
+}
+
 class DownloadRetryTimer : public StartedAgentTest {
   protected:
     static void expire() { AGENT(otaSwAgentProcessDownloadRetryTimer)(); }
@@ -208,6 +236,16 @@ TEST_F(DownloadRetryTimer, ClearsItsFlagBeforeItDownloads) {
     };
     expire();
     EXPECT_EQ(flag, 0);
+}
+
+TEST_F(DownloadRetryTimer, ClearsItsFlagBehindItsNotice) {
+    AGENT_VAR(otaLibConfig).OffloadDownloadActivate = 1;
+    AGENT_VAR(g_dwldRetryTimer) = 1;
+    const std::string told = notice("main", kRetry, "downloadRetryTimer is expired");
+    Entries seen;
+    noteAt(seen, {told, kHandedOver}, [] { return AGENT_VAR(g_dwldRetryTimer); });
+    expire();
+    EXPECT_ENTRIES(seen, entries(told + ": 1", std::string(kHandedOver) + ": 0"));
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What happens when "rebootTimer" runs out.
 #include "agent_test.h"
+#include "moments.h"
 
 using namespace ota::test;
 
@@ -201,6 +202,49 @@ TEST_F(RebootTimer, IgnoresTheResultsOfItsCommands) {
     expire();
     EXPECT_ENTRIES(journal().actions(),
                    entries("nal_activatePassiveImage", kMarkerCommand, rebooted()));
+}
+
+TEST_F(RebootTimer, LowersTheWindowsFlagFirstAndRaisesTheOnboardingMarkLast) {
+    AGENT_VAR(g_firstTimeObardingWindowGivenPSNWBuildSame) = 0;
+    const std::string asks = "nal_getWorkMode"; // for itself and for the report
+    const std::string activates = "nal_activatePassiveImage";
+    const std::string reboots = "system /sbin/reboot";
+    Entries seen;
+    noteAt(seen, {entering(), asks, activates, kMarkerCommand, reboots, exiting()}, [] {
+        return std::to_string(AGENT_VAR(g_dwldStartTimer)) + " " +
+               std::to_string(AGENT_VAR(g_firstTimeObardingWindowGivenPSNWBuildSame));
+    });
+    expire();
+    EXPECT_ENTRIES(seen, entries(entering() + ": 1 0", asks + ": 0 0", activates + ": 0 0",
+                                 kMarkerCommand + ": 0 0", asks + ": 0 0", reboots + ": 0 0",
+                                 exiting() + ": 0 1"));
+}
+
+TEST_F(RebootTimer, MarksTheDeferralBetweenItsTwoLines) {
+    node().onboardingStatus = 1;
+    AGENT_VAR(g_firstTimeObardingWindowGivenPSNWBuildSame) = 0;
+    Entries seen;
+    noteAt(seen, {deferral().at(0), deferral().at(2)},
+           [] { return AGENT_VAR(g_ISDeferedUpgrade); });
+    expire();
+    EXPECT_ENTRIES(seen, entries(deferral().at(0) + ": 0", deferral().at(2) + ": 1"));
+}
+
+TEST_F(RebootTimer, DropsTheScheduleOnlyAfterTheFailedActivationWasReported) {
+    node().always["nal_activatePassiveImage"] = 0;
+    Entries seen;
+    noteAt(seen, {signal("OTA_SW_ACTIVATION_FAILED")}, [] { return AGENT_VAR(reboot_flag); });
+    expire();
+    EXPECT_ENTRIES(seen, entries(signal("OTA_SW_ACTIVATION_FAILED") + ": 1"));
+    EXPECT_EQ(AGENT_VAR(reboot_flag), 0);
+}
+
+TEST_F(RebootTimer, ForgetsTheModeOfTheLastExpiry) {
+    expire();
+    node().always["nal_getWorkMode"] = -1;
+    journal().clear();
+    expire();
+    EXPECT_ENTRIES(journal().actions(), Entries{});
 }
 
 using DeferralQuery = AgentTest;

@@ -107,4 +107,9 @@ TEST_F(Uptime, IsZeroWhereTheSystemDoesNotTell) {
     EXPECT_EQ(AGENT(get_uptime)(), 0);
 }
 
+TEST_F(Uptime, IsToldForMonths) {
+    node().uptime = 2147483647L;
+    EXPECT_EQ(AGENT(get_uptime)(), 2147483647);
+}
+
 } // namespace

@@ -186,4 +186,19 @@ TEST_F(Acceptance, IgnoresARunningWindowUnlessTheImageIsInThePassiveBank) {
     EXPECT_ENTRIES(journal().actions(), entries(signal("NO_OTA_SW_UPGRADE")));
 }
 
+TEST_F(Acceptance, ForgetsTheVersionsAndTheMacOfTheLastDecision) {
+    hold({.version = "4QZ-2.0"});
+    EXPECT_EQ(decide(), kDownload);
+    node().results["nal_getCurSwVersion"] = {-1};
+    node().results["nal_getPrevSwVersion"] = {-1};
+    journal().clear();
+    EXPECT_EQ(decide(), kDownload);
+    EXPECT_ENTRIES(
+        only(journal().platformLog(), {"notice swmgmtitf isReceivedValidImage: CurrentSwVer"}),
+        entries(notice(kUnit, kAcceptance, "CurrentSwVer = , PrevSwVer = , NextSwVer = 4QZ-2.0")));
+
+    node().always["socket"] = -1;
+    EXPECT_EQ(decide(), kNoDownload);
+}
+
 } // namespace

@@ -2,6 +2,7 @@
 // A new activation time arrives: it is stored, and a running reboot timer moves to it.
 #include "agent_test.h"
 #include "announcements.h"
+#include "moments.h"
 #include "shared_lines.h"
 
 using namespace ota::test;
@@ -212,6 +213,15 @@ TEST_F(ActivationTimeSignal, TouchesNeitherTheImageNorTheWindow) {
     EXPECT_STREQ(AGENT_VAR(swInfo).model, "Gate-1");
     EXPECT_EQ(AGENT_VAR(g_dwldStartTimer), 1);
     EXPECT_ENTRIES(journal().actions(), Entries{});
+}
+
+TEST_F(ActivationTimeSignal, IsMarkedBetweenItsIntakeAndItsFirstNotice) {
+    const std::string taken = trace("ota_recv_newActivationTime", "model");
+    const std::string told = notice(kUnit, kHandler, "swActTime.actTime");
+    Entries seen;
+    noteAt(seen, {taken, told}, [] { return AGENT_VAR(g_mAppRebootTrig); });
+    moveActivationTo("");
+    EXPECT_ENTRIES(seen, entries(taken + ": 0", told + ": 1"));
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The window in which the mobile app may trigger the download, and the file that tells it so.
 #include "agent_test.h"
+#include "moments.h"
 #include "orchestration_lines.h"
 
 #include <filesystem>
@@ -209,6 +210,37 @@ TEST_F(DownloadWindow, RefusesTheNextAnnouncement) {
     announce({.version = "4QZ-3.0"}, kFirstPoll);
     EXPECT_ENTRIES(journal().actions(), Entries{});
     EXPECT_EQ(contentOf(kAgentData), "1\n1.0\n4QZ-2.0");
+}
+
+TEST_F(DownloadWindow, RaisesItsFlagBeforeItStartsTheTimer) {
+    Entries seen;
+    noteAt(seen, {kUnlock, kStart}, [] { return AGENT_VAR(g_dwldStartTimer); });
+    announce({}, kFirstPoll);
+    EXPECT_ENTRIES(seen, entries(std::string(kUnlock) + ": 0", std::string(kStart) + ": 1"));
+}
+
+TEST_F(DownloadWindow, DoesNotTakeBackThatAnEarlierOneRanOut) {
+    announce({}, kFirstPoll);
+    downloadStartTimerExpires();
+    announce({}, kFirstPoll);
+    EXPECT_EQ(AGENT_VAR(g_mobileTriggerExpire), 1);
+    journal().clear();
+    mobileTrigger();
+    EXPECT_ENTRIES(journal().actions(), entries("system rm /tmp/ota_agent_data"));
+}
+
+TEST_F(DownloadWindow, ForgetsTheRunningVersionOfAnEarlierOne) {
+    announce({}, kFirstPoll);
+    AGENT_VAR(g_dwldStartTimer) = 0;
+    node().results["nal_getCurSwVersion"] = {0, -1};
+    announce({}, kFirstPoll);
+    EXPECT_EQ(contentOf(kAgentData), "1\n\n4QZ-2.0");
+}
+
+TEST_F(DownloadWindow, EndsAVersionThatThePlatformLeftOpen) {
+    node().currentVersion = std::string(64, 'c');
+    announce({}, kFirstPoll);
+    EXPECT_EQ(contentOf(kAgentData), "1\n" + std::string(63, 'c') + "\n4QZ-2.0");
 }
 
 } // namespace

@@ -3,6 +3,8 @@
 #include "agent_test.h"
 #include "report_entries.h"
 
+#include "platform/nal.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -259,6 +261,27 @@ TEST_F(Identity, IsRebuiltFromThePlatformOnEveryCall) {
     EXPECT_STREQ(status().prevswversion, "1.0");
     EXPECT_STREQ(status().mac, "01:02:03:04:05:06");
     EXPECT_STREQ(status().sn, "S");
+}
+
+TEST_F(Identity, EndsWithTheRecordWhereThePlatformLeftItsTextsOpen) {
+    node().serialNumber = std::string(65, 's');
+    node().model = std::string(NAL_NODE_INFO_SIZE - NAL_NODE_INFO_MODEL_OFFSET, 'm');
+    EXPECT_EQ(refresh(), 0);
+    EXPECT_ENTRIES(
+        only(journal().platformLog(), {"notice swmgmtitf initUpgradeStatusInfo: modelname"}),
+        entries(notice(kUnit, "initUpgradeStatusInfo", "modelname from DB is = " + node().model)));
+    EXPECT_EQ(status().model, std::string(31, 'm'));
+    EXPECT_EQ(status().sn, std::string(31, 's'));
+}
+
+TEST_F(Identity, PrintsFieldsThatAreTerminated) {
+    node().always["ioctl"] = -1;
+    node().serialNumber = std::string(40, 's');
+    refresh();
+    const std::string fill = "initUpgradeStatusInfo";
+    EXPECT_ENTRIES(only(journal().debugLog(), {trace(fill, "DeviceMAC"), trace(fill, "SN")}),
+                   entries(trace(fill, "DeviceMAC = " + std::string(17, 'z')),
+                           trace(fill, "SN = " + std::string(31, 's'))));
 }
 
 using IdentityAtStartUp = StartedAgentTest;

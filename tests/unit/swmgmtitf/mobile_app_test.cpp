@@ -133,4 +133,12 @@ TEST_F(MobileApp, LeavesAPendingRetryAlone) {
                    entries("stopTimer downloadStartTimer"));
 }
 
+TEST_F(MobileApp, DownloadsEvenWhatWasPutOff) {
+    AGENT_VAR(g_ISDeferedUpgrade) = 1;
+    hold({}, kOffload);
+    mobileTrigger();
+    EXPECT_EQ(only(journal().actions(), {"nal_setSwmgntFileServerInfo"}).size(), 1U);
+    EXPECT_EQ(AGENT_VAR(g_ISDeferedUpgrade), 1);
+}
+
 } // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A new image is announced: refusals, the reboot on arrival, the stopped retry, the way on.
 #include "agent_test.h"
+#include "moments.h"
 #include "orchestration_lines.h"
 
 using namespace ota::test;
@@ -260,6 +261,36 @@ TEST_F(NewImage, ThatDoesNotParseIsAnotherDevicesOnAFreshAgent) {
                       "Device MAC and payload MAC not matching:wrong device, not allow "
                       "upgrade")));
     EXPECT_ENTRIES(journal().actions(), Entries{});
+}
+
+TEST_F(NewImage, LowersTheRetrysFlagBeforeItStopsTheTimer) {
+    AGENT_VAR(g_dwldRetryTimer) = 1;
+    Entries seen;
+    noteAt(seen, {"stopTimer"}, [] { return AGENT_VAR(g_dwldRetryTimer); });
+    announce({}, kOffload);
+    EXPECT_ENTRIES(seen, entries("stopTimer: 0"));
+}
+
+TEST_F(NewImage, ForgetsTheModeAndTheMacOfTheLastOne) {
+    const Offer offer;
+    announce(offer, kOffload);
+    journal().clear();
+    node().always["nal_getWorkMode"] = -1;
+    announce(offer, {1, 0, 1});
+    EXPECT_ENTRIES(journal().actions(), entries(handedToGateway(offer)));
+
+    journal().clear();
+    node().always["ioctl"] = -1;
+    announce(offer, kOffload);
+    EXPECT_ENTRIES(journal().actions(), Entries{});
+}
+
+TEST_F(NewImage, TestsTheFlagsAsNotZero) {
+    AGENT_VAR(g_dwldRetryTimer) = 2;
+    AGENT_VAR(g_dwldStartTimer) = 4;
+    announce({});
+    EXPECT_ENTRIES(journal().actions(), entries("stopTimer downloadRetryTimer"));
+    EXPECT_EQ(AGENT_VAR(g_dwldRetryTimer), 0);
 }
 
 } // namespace

@@ -193,4 +193,20 @@ TEST_F(Swap, ReplacesAnOlderTimerNameByItsWholeWidth) {
     }
 }
 
+TEST_F(Swap, ForgetsTheModeOfTheLastOne) {
+    offer(2, kLaterPoll);
+    node().always["nal_getWorkMode"] = -1;
+    offer(2, kFirstPoll);
+    EXPECT_ENTRIES(only(journal().actions(), {"startTimer"}), Entries{});
+    EXPECT_EQ(AGENT_VAR(g_dwldStartTimer), 0);
+}
+
+TEST_F(Swap, OpensTheWindowEvenWhereARebootIsScheduled) {
+    AGENT_VAR(reboot_flag) = 1;
+    offer(0, kFirstPoll);
+    EXPECT_ENTRIES(only(journal().actions(), {"startTimer"}),
+                   entries("startTimer 1800 rebootTimer"));
+    EXPECT_EQ(AGENT_VAR(reboot_flag), 1);
+}
+
 } // namespace

@@ -129,4 +129,17 @@ TEST_F(Checksum, IsComputedByTheRealCommand) {
     EXPECT_FALSE(passes(kSum));
 }
 
+TEST_F(Checksum, IsMissedForOneReasonInBothLogs) {
+    shell().popenErrno = ENOMEM;
+    journal().onEntry = [](const std::string &text) {
+        if (text.starts_with("error upgrade")) {
+            errno = EPERM; // as a logger may leave it
+        }
+    };
+    install();
+    const std::string reason = "12 reason " + std::string(std::strerror(ENOMEM));
+    EXPECT_ENTRIES(only(journal().debugLog(), {"debug upgrade: ota_read_MD5CRC"}),
+                   entries(trace(kUpgrade, "ota_read_MD5CRC:File open failed!failed " + reason)));
+}
+
 } // namespace

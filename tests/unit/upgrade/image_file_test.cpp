@@ -79,8 +79,8 @@ TEST_F(ImageFile, HasAnEmptyNameWhereTheDirectoryCannotBeRead) {
 TEST_F(ImageFile, IsInstalledEvenWhereItsStatusCannotBeHad) {
     files().listing = {"4QZ-gone"};
     install();
-    EXPECT_EQ(installedBehind(trace(kUpgrade, "Image File to upgrade is = 4QZ-gone")).front(),
-              notice("upgrade", kUpgrade, "stat(): FAILED"));
+    const Entries behind = installedBehind(trace(kUpgrade, "Image File to upgrade is = 4QZ-gone"));
+    EXPECT_ENTRIES(Entries(behind.begin(), behind.begin() + 2), said("stat(): FAILED"));
     EXPECT_ENTRIES(lines("Image file Path"),
                    entries(notice("upgrade", kUpgrade,
                                   "Image file Path and size before writing is = ./4QZ-gone--0")));
@@ -125,6 +125,17 @@ TEST_F(ImageFile, IsLookedForInTheTemporaryDirectoryOfTheNode) {
     node().tmpDirectory = "spool";
     install();
     EXPECT_EQ(writtenPath(), "spool/4QZ-3.0");
+}
+
+TEST_F(ImageFile, OfTheLastInstallationIsForgotten) {
+    install();
+    std::filesystem::remove("4QZ-2.0");
+    journal().clear();
+    install();
+    EXPECT_ENTRIES(lines("Image File"),
+                   entries(notice("upgrade", kUpgrade, "Image File to upgrade is = ")));
+    EXPECT_ENTRIES(only(journal().actions(), {"popen"}),
+                   entries("popen md5sum ./ |awk '{print $1}' r"));
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // An installation from its first line to its last, and the failures that end it early.
 #include "install_fixture.h"
+#include "moments.h"
 
 using namespace ota::test;
 
@@ -132,6 +133,22 @@ TEST_F(Install, LooksAtNoResultOfTheFallBack) {
     install();
     EXPECT_EQ(journal().of({kUpgrade}).back(), "nal_fallBackToActiveImage");
     EXPECT_ENTRIES(only(journal().platformLog(), {"error"}), Entries{});
+}
+
+TEST_F(Install, StampsItsStartBeforeTheImageIsChosenAndItsEndBeforeThePolicy) {
+    setText(AGENT_VAR(stop_dw_Time), "earlier");
+    Entries seen;
+    const std::string beginning = notice("upgrade", kUpgrade, "");
+    const std::string chosen = beginning + "Image File";
+    const std::string written = beginning + "OTAFlashWriteComplete";
+    const std::string policy = beginning + "swInfo.policy";
+    noteAt(seen, {chosen, written, policy},
+           [] { return std::string(AGENT_VAR(start_dw_Time)) + " " + AGENT_VAR(stop_dw_Time); });
+    install();
+    const std::string stamp = kStamp;
+    EXPECT_ENTRIES(seen,
+                   entries(chosen + ": " + stamp + " earlier", written + ": " + stamp + " earlier",
+                           policy + ": " + stamp + " " + stamp));
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What follows a written image, policy by policy; the fall-back ends all of them.
 #include "install_fixture.h"
+#include "moments.h"
 
 #include <limits>
 
@@ -88,6 +89,11 @@ TEST_F(Policy, ZeroKeepsTheStoredTimeOnceTheMobileAppAskedForOne) {
     EXPECT_EQ(AGENT_VAR(g_mAppRebootTrig), 1);
 }
 
+TEST_F(Policy, ZeroTestsTheMobileAppsMarkAsNotZero) {
+    AGENT_VAR(g_mAppRebootTrig) = 2;
+    EXPECT_ENTRIES(only(stepsOf(0), {"startTimer"}), entries("startTimer 7200 rebootTimer"));
+}
+
 TEST_F(Policy, ZeroKeepsTheStoredTimeWhereTheNodeCannotBeAsked) {
     node().always["nal_getRootOnBoardingStatus"] = -1;
     EXPECT_ENTRIES(stepsOf(0),
@@ -125,6 +131,22 @@ TEST_F(Policy, ZeroCutsTheRemovalAt18Characters) {
     EXPECT_ENTRIES(only(stepsOf(0), {"system"}), entries("system rm -rf ab/otaMD5.t"));
     setText(AGENT_VAR(g_otamd5txt), "ab/otaMD5.txt");
     EXPECT_ENTRIES(only(stepsOf(0), {"system"}), entries("system rm -rf ab/otaMD5.t"));
+}
+
+TEST_F(Policy, ZeroCountsTheRebootAsScheduledAfterEverythingElse) {
+    Entries seen;
+    noteAt(seen, {"startTimer", "system rm", "nal_fallBack"},
+           [] { return AGENT_VAR(reboot_flag); });
+    stepsOf(0);
+    EXPECT_ENTRIES(seen, entries("startTimer: 0", "system rm: 0", "nal_fallBack: 1"));
+}
+
+TEST_F(Policy, ZeroForgetsTheModeAndRoleOfTheLastInstallation) {
+    stepsOf(0);
+    setText(AGENT_VAR(g_rebootTime), "12:00");
+    node().always["nal_getWorkMode"] = -1;
+    node().always["nal_getWorkRole"] = -1;
+    EXPECT_ENTRIES(stepsOf(0), entries(context("", ""), rebootAt("12:00", 7200), endOfSchedule()));
 }
 
 Entries rebootingInto(const std::string &marking) {

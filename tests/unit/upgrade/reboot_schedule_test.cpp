@@ -2,6 +2,7 @@
 // Activating an image that already waits in the passive bank, by policy.
 #include "agent_test.h"
 #include "announcements.h"
+#include "moments.h"
 #include "shared_lines.h"
 
 using namespace ota::test;
@@ -167,6 +168,25 @@ TEST_F(RebootSchedule, DoesNothingForAnyOtherPolicy) {
         EXPECT_ENTRIES(journal().all(), Entries{});
         EXPECT_EQ(AGENT_VAR(reboot_flag), 1);
     }
+}
+
+TEST_F(RebootSchedule, CountsTheRebootAsScheduledOnlyAfterTheTimerWasStarted) {
+    setText(AGENT_VAR(swActTime).actTime, "10:30");
+    Entries seen;
+    noteAt(seen, {"startTimer"}, [] { return AGENT_VAR(reboot_flag); });
+    scheduleFor(0);
+    EXPECT_ENTRIES(seen, entries("startTimer: 0"));
+    EXPECT_EQ(AGENT_VAR(reboot_flag), 1);
+}
+
+TEST_F(RebootSchedule, DropsTheScheduleOnlyAfterTheFailedActivationWasReported) {
+    node().results["nal_activatePassiveImage"] = {0};
+    AGENT_VAR(reboot_flag) = 1;
+    Entries seen;
+    noteAt(seen, {signal("OTA_SW_ACTIVATION_FAILED")}, [] { return AGENT_VAR(reboot_flag); });
+    scheduleFor(1);
+    EXPECT_ENTRIES(seen, entries(signal("OTA_SW_ACTIVATION_FAILED") + ": 1"));
+    EXPECT_EQ(AGENT_VAR(reboot_flag), 0);
 }
 
 } // namespace

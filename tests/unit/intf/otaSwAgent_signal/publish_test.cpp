@@ -197,4 +197,22 @@ TEST_F(BusSignal, IsForwardedWhereTheModeCannotBeHad) {
     EXPECT_EQ(node().notifications.size(), 1U);
 }
 
+TEST_F(BusSignal, IsForwardedWhereTheModeIsNoLongerKnown) {
+    send("{}", 3);
+    EXPECT_TRUE(node().notifications.empty());
+    node().always["nal_getWorkMode"] = -1;
+    send("{}", 3);
+    EXPECT_EQ(node().notifications.size(), 1U);
+}
+
+TEST_F(BusSignal, IsForwardedWhereTheRoleIsNoLongerKnown) {
+    node().workMode = "AP_Bridge";
+    node().workRole = "Controller";
+    send("{}", 3);
+    EXPECT_TRUE(node().notifications.empty());
+    node().always["nal_getWorkRole"] = -1;
+    send("{}", 3);
+    EXPECT_EQ(node().notifications.size(), 1U);
+}
+
 } // namespace

@@ -34,6 +34,9 @@ class ReportMemory : public ExtenderTest {
         }
         EXPECT_EQ(contains(journal().all(), platformNotice("sending data from extender to root ")),
                   !node().notifications.empty());
+        EXPECT_ENTRIES(only(journal().debugLog(), {trace(kSend, "")}),
+                       result == 0 ? entries(trace(kSend, "Send Signal = updateUpgradeStatus"))
+                                   : Entries{});
         EXPECT_EQ(outstandingJson(), 0);
     }
 };

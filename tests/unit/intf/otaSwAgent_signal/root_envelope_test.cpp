@@ -6,6 +6,17 @@ using namespace ota::test;
 
 namespace {
 
+// Nothing that the agent builds is invalid, so the library's answer is given for it.
+bool gEveryObjectIsInvalid = false;
+
+} // namespace
+
+extern "C" cJSON_bool cJSON_IsInvalid(const cJSON *item) {
+    return gEveryObjectIsInvalid || (item != nullptr && (item->type & 0xff) == cJSON_Invalid);
+}
+
+namespace {
+
 using RootEnvelope = ExtenderTest;
 
 TEST_F(RootEnvelope, FollowsTheBusSignalInOneReportInThisOrder) {
@@ -121,6 +132,18 @@ TEST_F(RootEnvelope, IsSpokenOfInThePlatformsLoggerOnly) {
     send("{}");
     EXPECT_ENTRIES(without(journal().debugLog(), {"debug ota_getWifiServiceObj"}),
                    entries(trace(kSend, "Send Signal = updateUpgradeStatus")));
+}
+
+TEST_F(RootEnvelope, ThatIsInvalidIsAnErrorOfThePlatformsLoggerAndSentAllTheSame) {
+    gEveryObjectIsInvalid = true;
+    send("{}");
+    gEveryObjectIsInvalid = false;
+    Entries expected = forwardingEntries("{}", "{}");
+    expected.at(2) = platformError(" cjson failed root is not jason");
+    EXPECT_ENTRIES(journal().all(),
+                   entries(both(kSignalUnit, kSend, "Send Signal = updateUpgradeStatus"),
+                           "evbusSendSignal velmo.otaSwAgent updateUpgradeStatus unreadable: {}",
+                           contextQueryEntries(), expected));
 }
 
 } // namespace

@@ -99,4 +99,11 @@ TEST_F(CaCertificate, IsNotLookedForOnPlainHttp) {
     EXPECT_ENTRIES(only(journal().withoutLogs(), {"access"}), Entries{});
 }
 
+TEST_F(CaCertificate, IsNamedBeforeItIsLookedFor) {
+    EXPECT_EQ(download(), 5003);
+    const std::string named = notice("swmgmtitf", kCheck, "path = cfg/ca.pem");
+    EXPECT_ENTRIES(only(journal().all(), {"access", named}),
+                   entries(named, "access cfg/ca.pem F_OK"));
+}
+
 } // namespace

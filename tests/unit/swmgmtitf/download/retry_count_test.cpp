@@ -154,4 +154,17 @@ TEST_F(RetryCount, DoesNotAskForAResponseCodeAfterAFailedTransfer) {
                    entries("curl_easy_getinfo CURLINFO_OS_ERRNO"));
 }
 
+TEST_F(RetryCount, ForgetsTheRoleOfTheLastSeries) {
+    node().workMode = "AP_Bridge";
+    node().workRole = "Controller";
+    failBefore(1);
+    answer(200);
+    EXPECT_EQ(download(), 0);
+    node().always["nal_getWorkRole"] = -1;
+    answer(404);
+    journal().clear();
+    EXPECT_EQ(download(), 1);
+    EXPECT_ENTRIES(timers(), entries("startTimer 120 downloadRetryTimer"));
+}
+
 } // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What a failed attempt logs, schedules and releases, by kind of failure and by node.
 #include "download_fixture.h"
+#include "moments.h"
 
 #include <cerrno>
 
@@ -251,6 +252,37 @@ TEST_F(Retry, BeginsANewSeriesAfterASuccess) {
     EXPECT_EQ(download(), 0);
     answer(404);
     EXPECT_TRUE(asksForTheRole());
+}
+
+TEST_F(Retry, PrintsAControllingBridgesOwnModeAfterABadAnswerToo) {
+    node().workMode = "AP_Bridge";
+    node().workRole = "Controller";
+    answer(404);
+    EXPECT_EQ(download(), 1);
+    EXPECT_ENTRIES(behind(afterTransfer(), trace(kDownload, "download_retry = 1")),
+                   entries(context("AP_Bridge", "Controller"),
+                           said("WorkMode is AP_Bridge, download_retry is 1, so waiting for 30min"),
+                           said("download_retry is 1, so waiting for 30min"), starting(1800),
+                           endOfAnswer()));
+}
+
+TEST_F(Retry, ChangesItsFlagBeforeItAsksForTheTimer) {
+    Entries seen;
+    noteAt(seen, {"startTimer", "stopTimer"}, [] { return AGENT_VAR(g_dwldRetryTimer); });
+    answer(404);
+    EXPECT_EQ(download(), 1);
+    failBefore(5);
+    EXPECT_EQ(download(), -1);
+    EXPECT_EQ(seen.front(), "startTimer: 1");
+    EXPECT_EQ(seen.back(), "stopTimer: 0");
+}
+
+TEST_F(Retry, TestsItsFlagAsNotZeroWhereItGivesUp) {
+    failBefore(6);
+    AGENT_VAR(g_dwldRetryTimer) = 2;
+    EXPECT_EQ(download(), -1);
+    EXPECT_ENTRIES(timers(), entries("stopTimer downloadRetryTimer"));
+    EXPECT_EQ(AGENT_VAR(g_dwldRetryTimer), 0);
 }
 
 } // namespace
