@@ -183,15 +183,21 @@ OTA_EXPORT void ota_recv_newActivationTime(const char *jsonText);
 OTA_EXPORT void startRebootTimer(void);
 
 /*
- * Fetches swInfo's image. 0: the file is there, or the attempt was not counted while none was
- * pending. 1: failed, a retry is pending. -1: nothing fetched, or the last retry is used up.
- * 5003: https without a CA certificate file. A partial file stays until the next download.
+ * Fetches swInfo's image; blocks for up to 600 s. 0: the file is there, or the attempt was not
+ * counted while none was pending. 1: failed, a retry is pending. -1: nothing fetched, or the last
+ * retry is used up. 5003: https without a CA certificate file. Writes info's `url` and
+ * `downloadPath` and the global's `certPath`; info's own `certPath` is the one that is used. A
+ * partial file stays until the next download.
  */
 OTA_EXPORT int ota_httpDownLoadFile(HttpInfo *info);
 /* "<tmp directory>/<imageName>" into 256 bytes. Always 0. */
 OTA_EXPORT int ota_getFileDownloadPath(char *destination, const char *imageName);
-/* libcurl's callbacks. A short count from the first aborts a transfer; the others return 0. */
+/* libcurl's write callback: `count` items to the FILE `stream`. A short count aborts a transfer. */
 OTA_EXPORT size_t dlFile_writeFunc(void *buffer, size_t size, size_t count, void *stream);
+/*
+ * libcurl's socket-option callbacks. `client` is the HttpInfo; sets its `mss` (bytes, above 0) on a
+ * socket of purpose CURLSOCKTYPE_IPCXN. Always 0: a connection goes on without the size.
+ */
 OTA_EXPORT int curlSockOptCallback(void *client, curl_socket_t socket, curlsocktype purpose);
 OTA_EXPORT int curlPollSockOptCallback(void *client, curl_socket_t socket, curlsocktype purpose);
 
@@ -199,7 +205,10 @@ OTA_EXPORT int curlPollSockOptCallback(void *client, curl_socket_t socket, curls
 OTA_EXPORT void upgrade(void);
 /* Local time as "yyyy-mm-ddThh:mm:ss" into at least 20 bytes. */
 OTA_EXPORT void getCurrentTime(char *text);
-/* Reads the expected sum from the MD5 text file into md5CRC. The result has no meaning. */
+/*
+ * Reads the expected sum from the MD5 text file into md5CRC, which is empty where there is none,
+ * then runs "rm /tmp/otaMD5.txt". The result has no meaning.
+ */
 OTA_EXPORT int ota_read_MD5CRC(void);
 
 #ifdef __cplusplus
