@@ -39,7 +39,9 @@ bool openAgentLibrary(const std::string &path, AgentLibrary &agent, std::string 
         return false;
     }
     Symbols symbols(place, library, whatIsWrong);
-    return symbols.find("initOTAlib", agent.initOTAlib) && symbols.find("main", agent.main) &&
+    return symbols.find("initOTAlib", agent.initOTAlib) &&
+           symbols.find("getCfgmgrSocketPath", agent.socketPath) &&
+           symbols.find("main", agent.main) &&
            symbols.find("otaSwAgentSWCommitStatus", agent.checkCommit) &&
            symbols.find("otaSwmgnt_process_newimage_info", agent.processNewImage) &&
            symbols.find("otaMobileApp_process_newimage_request", agent.processMobileTrigger) &&

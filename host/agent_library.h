@@ -11,6 +11,7 @@ namespace host {
 
 struct AgentLibrary {
     decltype(&::initOTAlib) initOTAlib = nullptr;
+    decltype(&::getCfgmgrSocketPath) socketPath = nullptr;
     int (*main)() = nullptr;
     decltype(&::otaSwAgentSWCommitStatus) checkCommit = nullptr;
     decltype(&::otaSwmgnt_process_newimage_info) processNewImage = nullptr;

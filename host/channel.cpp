@@ -9,6 +9,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
+#include <string_view>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -43,9 +44,20 @@ std::string tooLong(std::size_t length) {
            std::to_string(Channel::kMaxMessage);
 }
 
+// A backslash stands in JSON texts only, so the character behind it always belongs to it.
+bool hasEscapedNul(std::string_view text) {
+    for (std::size_t at = text.find('\\'); at != std::string_view::npos;
+         at = text.find('\\', at + 2)) {
+        if (text.substr(at).starts_with("\\u0000")) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // The text must be one object and nothing else: a NUL inside would hide what follows it.
 Json parseObject(const std::string &text) {
-    if (text.find('\0') != std::string::npos) {
+    if (text.find('\0') != std::string::npos || hasEscapedNul(text)) {
         return nullptr;
     }
     Json object(cJSON_ParseWithLengthOpts(text.c_str(), text.size() + 1, nullptr, 1));
@@ -185,7 +197,8 @@ Channel::Status Channel::next(Json &object, std::string &error) {
     incoming_.erase(0, kPrefixSize + length);
     object = parseObject(text);
     if (!object) {
-        error = "a message of " + std::to_string(length) + " bytes is not one JSON object";
+        error = "a message of " + std::to_string(length) +
+                " bytes is not one JSON object without NUL characters";
         return Status::error;
     }
     return Status::message;

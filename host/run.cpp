@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <string>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace host {
 namespace {
@@ -32,6 +33,17 @@ void reportDone(Channel &channel, const AgentLibrary &agent, const std::string &
     }
     if (!channel.send(done.get(), whatIsWrong)) {
         endHost("the end of " + what + " could not be sent to the supervisor: " + whatIsWrong);
+    }
+}
+
+// The agent waits for it without a word, for as long as it takes.
+void sayWhatTheAgentWaitsFor(const AgentLibrary &agent) {
+    const char *const path = agent.socketPath();
+    if (access(path, F_OK) != 0) {
+        std::fprintf(stderr,
+                     "notice: ota-host: the agent waits until %s is there; start the configuration "
+                     "manager that makes it\n",
+                     path);
     }
 }
 
@@ -82,6 +94,7 @@ int runHost(int argc, char **argv) {
     }
     setSupervisor(&channel);
     agent.initOTAlib();
+    sayWhatTheAgentWaitsFor(agent);
     agent.main();
     agent.checkCommit();
     reportDone(channel, agent, "start-up");

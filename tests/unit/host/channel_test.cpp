@@ -107,9 +107,18 @@ TEST_F(Framing, RefusesWhatIsNotOneObject) {
         ASSERT_EQ(write(theirs, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
         EXPECT_EQ(channel.receive(got_, error_, 0), Channel::Status::error) << garbage;
         EXPECT_EQ(error_, "a message of " + std::to_string(garbage.size()) +
-                              " bytes is not one JSON object");
+                              " bytes is not one JSON object without NUL characters");
         close(theirs);
     }
+}
+
+TEST_F(Framing, RefusesAnEscapedNulButNotItsSpelling) {
+    put(framed(R"({"name":"a\\u0000\u0001\""})"));
+    ASSERT_EQ(receive(), Channel::Status::message) << error_;
+    EXPECT_STREQ(cJSON_GetObjectItem(got_.get(), "name")->valuestring, "a\\u0000\x01\"");
+    put(framed(R"({"name":"rebootTimer\\\u0000x"})"));
+    EXPECT_EQ(receive(), Channel::Status::error);
+    EXPECT_EQ(error_, "a message of 31 bytes is not one JSON object without NUL characters");
 }
 
 TEST_F(Framing, CarriesAMessageOfTheLargestSizeAndRefusesALargerOne) {

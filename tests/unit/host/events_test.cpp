@@ -2,7 +2,11 @@
 // The host starts the agent in order and hands it one event at a time.
 #include "host_process.h"
 
+#include <fcntl.h>
+#include <filesystem>
 #include <poll.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 namespace {
 
@@ -14,6 +18,29 @@ TEST_F(Host, StartsTheAgentInOrderAndEndsWithTheChannel) {
     closeChannel();
     EXPECT_EQ(exitCode(), 0);
     EXPECT_EQ(errors(), "");
+}
+
+TEST_F(Host, KeepsTheNodeToItselfUntilItEnds) {
+    start();
+    expectStartUp();
+    const int lock = open(in("boot_state.lock").c_str(), O_RDWR);
+    ASSERT_GE(lock, 0);
+    EXPECT_NE(flock(lock, LOCK_EX | LOCK_NB), 0);
+    closeChannel();
+    EXPECT_EQ(exitCode(), 0);
+    EXPECT_EQ(flock(lock, LOCK_EX | LOCK_NB), 0);
+    close(lock);
+}
+
+TEST_F(Host, SaysWhichFileTheAgentWaitsForBeforeItWaits) {
+    std::filesystem::remove(in("cfgmgr_socket"));
+    start();
+    EXPECT_NE(next().find("initOTAlib"), std::string::npos);
+    EXPECT_EQ(errors(), "");
+    send(R"({"ack":0})");
+    EXPECT_NE(next().find("startTimer"), std::string::npos) << "the agent's main is called";
+    EXPECT_EQ(errors(), "notice: ota-host: the agent waits until cfgmgr_socket is there; start the "
+                        "configuration manager that makes it\n");
 }
 
 TEST_F(Host, HandsEveryEventToItsCall) {

@@ -2,8 +2,10 @@
 // Whatever the host cannot use ends it with one clear line and a non-zero exit.
 #include "host_process.h"
 
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <sys/file.h>
 #include <unistd.h>
 
 namespace {
@@ -64,7 +66,7 @@ TEST_F(HostFailure, GarbageInTheChannelEndsTheHost) {
     start();
     expectStartUp();
     ASSERT_EQ(write(channel_->fd(), "\x02\0\0\0[]", 6), 6);
-    EXPECT_EQ(endsWith("a message of 2 bytes is not one JSON object"), 1);
+    EXPECT_EQ(endsWith("a message of 2 bytes is not one JSON object without NUL characters"), 1);
 }
 
 TEST_F(HostFailure, ChannelClosedBeforeAnAnswerEndsTheHost) {
@@ -101,6 +103,15 @@ TEST_F(HostFailure, BrokenConfigurationEndsTheHost) {
     std::ofstream(configPath_) << "[node]\nmodel\n";
     start();
     EXPECT_EQ(endsWith(configPath_ + ":2: expected \"[section]\""), 1);
+}
+
+TEST_F(HostFailure, NodeThatAnotherProcessRunsEndsTheHost) {
+    const int lock = open(in("boot_state.lock").c_str(), O_RDWR | O_CREAT, 0644);
+    ASSERT_EQ(flock(lock, LOCK_EX | LOCK_NB), 0);
+    start();
+    closeChannel(); // a host that goes on all the same ends here
+    EXPECT_EQ(endsWith(in("boot_state.lock") + ": another process runs this node; stop that"), 1);
+    close(lock);
 }
 
 TEST_F(HostFailure, BadOptionsEndTheHostAndSayHowToCallIt) {

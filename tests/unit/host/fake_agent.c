@@ -24,6 +24,8 @@ static void tellNumber(const char *name, int number) {
 
 void initOTAlib(void) { tell("initOTAlib", nal_getTmpDirectory()); }
 
+const char *getCfgmgrSocketPath(void) { return "cfgmgr_socket"; }
+
 OTA_EXPORT int fakeMain(void) __asm__("main");
 int fakeMain(void) {
     tellNumber("main", startTimer(-7, "rebootTimer"));
