@@ -108,10 +108,16 @@ Child &Child::operator=(Child &&other) noexcept {
 }
 
 std::optional<std::string> Child::ending() {
-    int status = 0;
-    if (!running() || waitpid(pid_, &status, WNOHANG) != pid_) {
+    siginfo_t seen{};
+    if (!running() ||
+        waitid(P_PID, static_cast<id_t>(pid_), &seen, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+        seen.si_pid != pid_) {
         return std::nullopt;
     }
+    // What it started ends with it; until it is waited for, its group's number stays its own.
+    ::kill(-pid_, SIGKILL);
+    int status = 0;
+    waitpid(pid_, &status, 0);
     pid_ = -1;
     return describe(status);
 }

@@ -35,7 +35,7 @@ class Child {
     Child &operator=(const Child &) = delete;
 
     [[nodiscard]] bool running() const { return pid_ > 0; }
-    // "exit code 3" or "signal 9" once the child is gone; never waits.
+    // "exit code 3" or "signal 9" once the child is gone, and with it what it started; never waits.
     std::optional<std::string> ending();
     // Asks the child and what it started to end, then makes it; waits until it is gone.
     void stop();

@@ -4,6 +4,7 @@
 
 #include "desk/demonstration.h"
 #include "desk/failure.h"
+#include "desk/files.h"
 #include "desk/loopback.h"
 #include "desk/run_folder.h"
 #include "desk/sizes.h"
@@ -32,10 +33,10 @@ struct Layout {
     explicit Layout(const Options &options)
         : build(options.buildFolder.empty()
                     ? fs::read_symlink("/proc/self/exe").parent_path().parent_path()
-                    : fs::absolute(options.buildFolder).lexically_normal()),
+                    : absolutePath(options.buildFolder)),
           host(build / "desk/ota-desk-host"), imageTool(build / "platform/ota-image"),
           library(options.library.empty() ? build / "src/libotaSwAgent.so"
-                                          : fs::absolute(options.library)) {}
+                                          : absolutePath(options.library)) {}
     fs::path build;
     fs::path host;
     fs::path imageTool;
@@ -63,9 +64,9 @@ std::string runName(const Options &options, const Road &road) {
 
 class Desk {
   public:
-    Desk(const Options &options, const Road &road)
-        : options_(options), road_(road), fast_(options.fast || road.alwaysFast), layout_(options) {
-    }
+    Desk(const Options &options, const Road &road, Display &display)
+        : options_(options), road_(road), fast_(options.fast || road.alwaysFast), layout_(options),
+          display_(display) {}
 
     ExitCode run();
     // Where the logs are; empty before there is a run folder.
@@ -74,17 +75,21 @@ class Desk {
   private:
     void tellTitle();
     void makeRunFolder();
+    [[nodiscard]] fs::path imageFolder(const std::string &version) const;
     void makeImages();
+    [[nodiscard]] std::uint64_t bankBytes() const;
+    void checkSpace() const;
     Certificates authority();
     FileServer startServer(const std::optional<Certificates> &trusted);
     [[nodiscard]] NodeFolder makeNode(const std::optional<Certificates> &trusted);
     void waitForLocalPorts();
+    void takeRoad(const NodeFolder &node, const FileServer &server, const HostProgram &host);
 
     const Options &options_;
     const Road &road_;
     bool fast_;
     Layout layout_;
-    Display display_;
+    Display &display_;
     Interrupt interrupt_;
     std::optional<RunFolder> runFolder_;
     fs::path folder_; // empty before there is one
@@ -108,9 +113,17 @@ void Desk::makeRunFolder() {
     display_.step("run folder", folder_.string());
 }
 
+// The one of the build folder, unless that lacks images and is of another user.
+fs::path Desk::imageFolder(const std::string &version) const {
+    const fs::path kept = layout_.build / "demo" / "images";
+    const ImageStore store(kept, layout_.imageTool, interrupt_);
+    const bool build = store.mustBuild(version) || store.mustBuild(kOldVersion);
+    return build && !store.mayBuild() ? folder_ / "images" : kept;
+}
+
 void Desk::makeImages() {
     const std::string version = road_.otherVersionInside ? kOtherVersion : kNewVersion;
-    ImageStore store(layout_.build / "demo" / "images", layout_.imageTool, interrupt_);
+    ImageStore store(imageFolder(version), layout_.imageTool, interrupt_);
     const bool build = store.mustBuild(version);
     if (build) {
         display_.step("image", "building a root file system from this machine's programs ...");
@@ -120,6 +133,13 @@ void Desk::makeImages() {
     display_.step("image", version + ", " + readableSize(image_.size) + ", squashfs and manifest" +
                                (build ? "" : " (kept from an earlier run)"));
 }
+
+std::uint64_t Desk::bankBytes() const {
+    return road_.smallBanks ? kSmallBank : image_.size + kBankSlack;
+}
+
+// Both banks and the download; what else a run writes is small.
+void Desk::checkSpace() const { requireSpace(folder_, 2 * bankBytes() + image_.size + kBankSlack); }
 
 Certificates Desk::authority() {
     Certificates certificates = makeCertificates(folder_ / "certificates", interrupt_);
@@ -144,7 +164,7 @@ FileServer Desk::startServer(const std::optional<Certificates> &trusted) {
 NodeFolder Desk::makeNode(const std::optional<Certificates> &trusted) {
     NodeFolder node(folder_ / "node");
     NodePlan plan{.mode = options_.mode, .role = options_.role};
-    plan.bankBytes = road_.smallBanks ? kSmallBank : image_.size + kBankSlack;
+    plan.bankBytes = bankBytes();
     plan.factory = factory_;
     if (road_.passiveHoldsImage) {
         plan.passive = image_;
@@ -176,6 +196,18 @@ void Desk::waitForLocalPorts() {
     }
 }
 
+void Desk::takeRoad(const NodeFolder &node, const FileServer &server, const HostProgram &host) {
+    const Witness witness =
+        Demonstration(options_, road_, node, server, image_, host, display_, interrupt_).run();
+    try {
+        checkEnding(options_, road_, witness, node, image_);
+    } catch (const Failure &failure) {
+        const std::string last = lastErrorLine(host.log);
+        throw Failure(failure.what() +
+                      (last.empty() ? "" : "; the node's last error line: " + last));
+    }
+}
+
 ExitCode Desk::run() {
     tellTitle();
     checkBuilt(layout_);
@@ -183,6 +215,7 @@ ExitCode Desk::run() {
     const std::optional<Certificates> trusted =
         options_.plainHttp ? std::nullopt : std::optional(authority());
     makeImages();
+    checkSpace();
     const FileServer server = startServer(trusted);
     const NodeFolder node = makeNode(trusted);
     waitForLocalPorts();
@@ -191,9 +224,7 @@ ExitCode Desk::run() {
                            .log = folder_ / "host.log",
                            .fast = fast_,
                            .fileLimit = road_.hostFileLimit};
-    const Witness witness =
-        Demonstration(options_, road_, node, server, image_, host, display_, interrupt_).run();
-    checkEnding(options_, road_, witness, node, image_);
+    takeRoad(node, server, host);
     if (road_.end != End::notWhole) {
         display_.step("compared", "bank B holds the image, byte for byte");
     }
@@ -217,14 +248,17 @@ int demo(const std::vector<std::string> &arguments) {
         std::fprintf(stderr, "ota-desk: %s\n", error.what());
         return kBadOption;
     }
-    Desk desk(options, *road);
+    Display display;
+    std::optional<Desk> desk;
     try {
-        return desk.run();
+        desk.emplace(options, *road, display);
+        return desk->run();
     } catch (const std::exception &error) {
-        std::fflush(stdout);
-        std::fprintf(
-            stderr, "ota-desk: failed: %s%s\n", error.what(),
-            desk.folder().empty() ? "" : ("; the logs are in " + desk.folder().string()).c_str());
+        display.leaveBar();
+        std::fprintf(stderr, "ota-desk: failed: %s%s\n", error.what(),
+                     desk && !desk->folder().empty()
+                         ? ("; the logs are in " + desk->folder().string()).c_str()
+                         : "");
         return kFailed;
     }
 }

@@ -17,9 +17,6 @@
 namespace desk {
 namespace {
 
-using namespace std::chrono_literals;
-
-constexpr auto kLongestRun = 120s;
 constexpr int kActivationDelay = 5; // seconds from now to the activation time that is set
 
 std::string upper(const char *bank) {
@@ -74,7 +71,7 @@ Demonstration::Demonstration(const Options &options, const Road &road, const Nod
       supervisor_(node, host, host.fast, *this, interrupt), fast_(host.fast) {}
 
 Witness Demonstration::run() {
-    const auto deadline = Clock::now() + kLongestRun;
+    const auto deadline = Clock::now() + options_.limit;
     auto step = road_.steps.begin();
     supervisor_.boot();
     for (;;) {
@@ -93,7 +90,8 @@ Witness Demonstration::run() {
         }
         if (Clock::now() > deadline) {
             throw Failure("the node did not come to an end within " +
-                          std::to_string(kLongestRun.count()) + " s");
+                          std::to_string(options_.limit.count()) + " s; the last step was \"" +
+                          display_.lastStep() + "\"");
         }
     }
     tellHandOff();
@@ -113,10 +111,13 @@ void Demonstration::take(Step step) {
     case Step::activationTime:
         return moveActivationTime();
     case Step::damageBank:
-        node_.damagePassiveBank();
-        display_.step("damage", "a byte of the passive bank changes, nobody is told");
-        return;
+        return damageBank();
     }
+}
+
+void Demonstration::damageBank() {
+    node_.damagePassiveBank();
+    display_.step("damage", "a byte of the passive bank changes, nobody is told");
 }
 
 void Demonstration::offer(const std::string &url) {
@@ -178,7 +179,11 @@ void Demonstration::cutPowerDuringDownload() {
     }
 }
 
-void Demonstration::booted(const nal::BootState &state) {
+void Demonstration::booted(const NodeBoot &boot) {
+    if (!boot.passedOver.empty()) {
+        display_.step("boot loader", boot.passedOver);
+    }
+    const nal::BootState &state = boot.state;
     display_.step("boot",
                   state.of(state.active).version + " from " + upper(nal::bankName(state.active)));
 }
@@ -228,7 +233,12 @@ void Demonstration::timerRanOut(const std::string &name) {
     }
 }
 
-void Demonstration::rebooting() { display_.step("reboot", "the node goes down"); }
+void Demonstration::rebooting() {
+    if (road_.damageAtReboot) {
+        damageBank();
+    }
+    display_.step("reboot", "the node goes down");
+}
 
 void Demonstration::tellNews() {
     if (const auto progress = progress_.look()) {

@@ -37,7 +37,7 @@ class Demonstration : private Observer {
   private:
     using Clock = std::chrono::steady_clock;
 
-    void booted(const nal::BootState &state) override;
+    void booted(const NodeBoot &boot) override;
     void signalled(const std::string &name, const std::string &data) override;
     void rootNotified(const std::string &text) override;
     void timerStarted(const std::string &name, int seconds) override;
@@ -46,6 +46,7 @@ class Demonstration : private Observer {
     void rebooting() override;
 
     void take(Step step);
+    void damageBank();
     void offer(const std::string &url);
     void trigger();
     void moveActivationTime();

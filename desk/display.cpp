@@ -33,7 +33,7 @@ std::string describe(const Progress &progress) {
 
 } // namespace
 
-Display::Display() : terminal_(isatty(STDOUT_FILENO) == 1) {}
+Display::Display() : Display(isatty(STDOUT_FILENO) == 1) {}
 
 void Display::title(const std::string &text) {
     std::printf("%s%s%s\n", terminal_ ? kBold : "", text.c_str(), terminal_ ? kPlain : "");
@@ -43,6 +43,7 @@ void Display::title(const std::string &text) {
 void Display::step(const std::string &name, const std::string &text) {
     leaveBar();
     line(name, text);
+    lastStep_ = name + ": " + text;
 }
 
 void Display::more(const std::string &text) {
@@ -51,6 +52,7 @@ void Display::more(const std::string &text) {
 }
 
 void Display::progress(const Progress &progress) {
+    lastStep_ = "download: " + std::to_string(progress.percent) + " %";
     if (!terminal_) {
         if (progress.percent < lastPercent_) {
             lastPercent_ = 0;
@@ -86,6 +88,7 @@ void Display::line(const std::string &name, const std::string &text) {
 void Display::leaveBar() {
     if (barOpen_) {
         std::printf("\n");
+        std::fflush(stdout);
         barOpen_ = false;
     }
 }

@@ -39,10 +39,10 @@ http {
     server {
 )";
 
-constexpr char kQuote = '"';
-
-std::string quoted(const fs::path &path) {
-    return std::string(1, kQuote).append(path.string()).append(1, kQuote);
+// nginx takes "$" in a path for a variable, so its paths begin at its own folder, where only names
+// of the desk follow.
+std::string fromFolder(const FileServerSetup &setup, const fs::path &file) {
+    return file.lexically_relative(setup.folder).string();
 }
 
 std::string nginxProgram() {
@@ -59,8 +59,7 @@ FileServer::FileServer(const FileServerSetup &setup, const Interrupt &interrupt)
     fs::create_symlink(setup.image, setup.folder / "www" / imageName_);
     fs::create_symlink(setup.image, setup.folder / "www" / "slow" / imageName_);
     writeConfiguration(setup);
-    process_ = Child(Launch{{nginxProgram(), "-p", setup.folder.string(), "-c",
-                             (setup.folder / "nginx.conf").string(), "-e", "error.log"},
+    process_ = Child(Launch{{nginxProgram(), "-p", ".", "-c", "nginx.conf", "-e", "error.log"},
                             setup.folder,
                             setup.folder / "nginx.log"});
     waitUntilItListens(setup, interrupt);
@@ -75,8 +74,9 @@ void FileServer::writeConfiguration(const FileServerSetup &setup) const {
     text += "        listen 127.0.0.1:" + std::to_string(port_) +
             (setup.certificates ? " ssl" : "") + ";\n";
     if (setup.certificates) {
-        text += "        ssl_certificate " + quoted(setup.certificates->server) + ";\n" +
-                "        ssl_certificate_key " + quoted(setup.certificates->serverKey) + ";\n";
+        text += "        ssl_certificate " + fromFolder(setup, setup.certificates->server) + ";\n" +
+                "        ssl_certificate_key " + fromFolder(setup, setup.certificates->serverKey) +
+                ";\n";
     }
     text += "        root www;\n";
     if (setup.refuses) {

@@ -16,7 +16,7 @@ namespace desk {
 struct FileServerSetup {
     std::filesystem::path folder;
     std::filesystem::path image;
-    std::optional<Certificates> certificates{}; // none: plain http
+    std::optional<Certificates> certificates{}; // beside the folder; none: plain http
     std::uint64_t bytesPerSecond = 0;           // 0: as fast as it can
     bool refuses = false;                       // answers 503 to everything
 };

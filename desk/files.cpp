@@ -3,6 +3,7 @@
 #include "desk/files.h"
 
 #include "desk/failure.h"
+#include "desk/sizes.h"
 
 #include <algorithm>
 #include <array>
@@ -32,6 +33,26 @@ std::ifstream openForReading(const std::filesystem::path &path) {
 }
 
 } // namespace
+
+std::filesystem::path absolutePath(const std::filesystem::path &path) {
+    std::error_code error;
+    std::filesystem::path absolute = std::filesystem::absolute(path, error);
+    if (error) {
+        throw Failure("cannot tell where " + path.string() +
+                      " is: the current directory is gone; change to one that is there");
+    }
+    return absolute.lexically_normal();
+}
+
+void requireSpace(const std::filesystem::path &folder, std::uint64_t bytes) {
+    std::error_code error;
+    const std::filesystem::space_info space = std::filesystem::space(folder, error);
+    if (!error && space.available < bytes) {
+        throw Failure("too little space for " + folder.string() + ": " + readableSize(bytes) +
+                      " needed, " + readableSize(space.available) +
+                      " free; make room there, or run elsewhere (--build-dir, --run-dir)");
+    }
+}
 
 void writeFile(const std::filesystem::path &path, const std::string &text) {
     std::ofstream file(path, std::ios::binary | std::ios::trunc);

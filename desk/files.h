@@ -9,6 +9,10 @@
 
 namespace desk {
 
+// The path from the root on; throws a Failure where the current directory is gone.
+std::filesystem::path absolutePath(const std::filesystem::path &path);
+// Throws a Failure where the file system of an existing folder has fewer bytes free.
+void requireSpace(const std::filesystem::path &folder, std::uint64_t bytes);
 // Replaces the file; throws a Failure where it cannot.
 void writeFile(const std::filesystem::path &path, const std::string &text);
 // Empty where there is no such file.

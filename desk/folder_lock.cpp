@@ -13,14 +13,24 @@
 namespace desk {
 
 FolderLock::FolderLock(const std::filesystem::path &file)
-    : fd_(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644)) {
+    : file_(file), fd_(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644)) {
     if (fd_ < 0) {
-        throw Failure("cannot open " + file.string() + ": " + std::strerror(errno));
+        throw Failure("cannot open " + file.string() + ": " + std::strerror(errno) +
+                      "; name a folder of your own with --run-dir");
     }
 }
 
 FolderLock::~FolderLock() { close(fd_); }
 
-bool FolderLock::tryLock() const { return flock(fd_, LOCK_EX | LOCK_NB) == 0; }
+bool FolderLock::tryLock() const {
+    if (flock(fd_, LOCK_EX | LOCK_NB) == 0) {
+        return true;
+    }
+    if (errno != EWOULDBLOCK) {
+        throw Failure("cannot lock " + file_.string() + ": " + std::strerror(errno) +
+                      "; name a folder on a file system with locks with --run-dir");
+    }
+    return false;
+}
 
 } // namespace desk

@@ -15,10 +15,11 @@ class FolderLock {
     FolderLock(const FolderLock &) = delete;
     FolderLock &operator=(const FolderLock &) = delete;
 
-    // False where another process holds it; never waits.
+    // False where another process holds it; never waits. Throws a Failure where none can be had.
     [[nodiscard]] bool tryLock() const;
 
   private:
+    std::filesystem::path file_;
     int fd_;
 };
 

@@ -3,12 +3,14 @@
 #include "desk/image.h"
 
 #include "desk/child.h"
+#include "desk/files.h"
 #include "desk/folder_lock.h"
 #include "desk/root_file_system.h"
 #include "desk/sizes.h"
 
 #include <chrono>
 #include <thread>
+#include <unistd.h>
 
 namespace desk {
 namespace {
@@ -16,6 +18,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::uint64_t kLeastRelease = 16 * kMiB;
+// The tree, its squashfs and the image, of programs that come in batches.
+constexpr std::uint64_t kSpaceFactor = 12;
 
 } // namespace
 
@@ -29,6 +33,16 @@ bool ImageStore::mustBuild(const std::string &version) const {
     return !fs::exists(image) || fs::last_write_time(image) < fs::last_write_time(tool_);
 }
 
+bool ImageStore::mayBuild() const {
+    std::error_code error;
+    fs::create_directories(folder_ / "work", error);
+    const auto open = [&](const char *name) {
+        const fs::path path = folder_ / name;
+        return access(path.c_str(), W_OK) == 0 || !fs::exists(path);
+    };
+    return !error && open(".") && open("work") && open(".lock");
+}
+
 fs::path ImageStore::imagePath(const std::string &version) const {
     return folder_ / (version + ".img");
 }
@@ -36,6 +50,10 @@ fs::path ImageStore::imagePath(const std::string &version) const {
 Image ImageStore::make(const std::string &version, const std::string &payload,
                        std::uint64_t leastBytes) {
     const fs::path image = imagePath(version);
+    // What is there is whole and may be of another user, who alone may lock the folder.
+    if (!mustBuild(version)) {
+        return {image, version, fs::file_size(image)};
+    }
     fs::create_directories(folder_);
     const FolderLock lock(folder_ / ".lock");
     while (!lock.tryLock()) {
@@ -46,6 +64,7 @@ Image ImageStore::make(const std::string &version, const std::string &payload,
         const fs::path squashfs = folder_ / payload;
         const fs::path work = folder_ / "work";
         fs::create_directories(work);
+        requireSpace(work, leastBytes * kSpaceFactor);
         if (!fs::exists(squashfs)) {
             makeRootFileSystem(work, work / payload, leastBytes, interrupt_);
             fs::rename(work / payload, squashfs);

@@ -32,8 +32,10 @@ class ImageStore {
     Image factory() { return make(kOldVersion, "factory.squashfs", 0); }
     // What is offered: a root file system of at least 16 MiB, packed.
     Image release(const std::string &version);
-    // True where a release has to be built first, which takes some seconds.
+    // True where an image has to be built first; a release takes some seconds.
     [[nodiscard]] bool mustBuild(const std::string &version) const;
+    // True where this user may keep images here.
+    [[nodiscard]] bool mayBuild() const;
 
   private:
     Image make(const std::string &version, const std::string &payload, std::uint64_t leastBytes);

@@ -33,7 +33,28 @@ constexpr std::array kRows{
     Row{"Download Rety Exceeded", "download", "no further attempt"},
 };
 
+constexpr std::string_view kErrorMark = "error: ";
+constexpr std::size_t kLongestQuote = 240;
+
+std::string lastLineWith(const std::filesystem::path &log, std::string_view beginning) {
+    std::ifstream file(log, std::ios::binary);
+    std::string last;
+    for (std::string line; std::getline(file, line);) {
+        line.erase(line.find_last_not_of("\r ") + 1);
+        if (!line.empty() && line.starts_with(beginning)) {
+            last = line;
+        }
+    }
+    return last.substr(0, kLongestQuote);
+}
+
 } // namespace
+
+std::string lastLine(const std::filesystem::path &log) { return lastLineWith(log, ""); }
+
+std::string lastErrorLine(const std::filesystem::path &log) {
+    return lastLineWith(log, kErrorMark);
+}
 
 std::vector<Tale> LogStory::news() {
     std::vector<Tale> tales;

@@ -27,6 +27,11 @@ class LogStory {
     std::uint64_t read_ = 0;
 };
 
+// The last line of a log, shortened where it is long; empty where there is none.
+std::string lastLine(const std::filesystem::path &log);
+// The last line that tells of an error.
+std::string lastErrorLine(const std::filesystem::path &log);
+
 } // namespace desk
 
 #endif

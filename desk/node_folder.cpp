@@ -5,6 +5,7 @@
 #include "desk/failure.h"
 #include "desk/files.h"
 
+#include "platform/nal/boot.h"
 #include "platform/nal/image_stream.h"
 
 #include <algorithm>
@@ -102,7 +103,7 @@ void NodeFolder::makeConfigurationManagerSocket() const {
     }
 }
 
-nal::BootState NodeFolder::boot() const {
+NodeBoot NodeFolder::boot() const {
     for (const char *name : kTemporaryNames) {
         fs::remove_all(path_ / name);
     }
@@ -115,12 +116,13 @@ nal::BootState NodeFolder::boot() const {
     for (const fs::path &image : images) {
         fs::remove(image);
     }
-    nal::BootState state;
+    NodeBoot boot;
     std::string whatIsWrong;
-    if (!nal::bootNode(bootStatePath(), state, whatIsWrong)) {
+    if (!nal::bootNode(bootStatePath(), {bank(nal::Bank::a), bank(nal::Bank::b)}, boot.state,
+                       boot.passedOver, whatIsWrong)) {
         throw Failure("the node cannot boot: " + whatIsWrong);
     }
-    return state;
+    return boot;
 }
 
 nal::BootState NodeFolder::bootState() const {

@@ -28,6 +28,12 @@ struct NodePlan {
     std::filesystem::path config{};    // a node configuration to use as it is; empty: written here
 };
 
+// How a boot went.
+struct NodeBoot {
+    nal::BootState state;   // its active bank is the one that booted
+    std::string passedOver; // why that is not the chosen one; empty where it is
+};
+
 class NodeFolder {
   public:
     explicit NodeFolder(std::filesystem::path path) : path_(std::move(path)) {}
@@ -35,9 +41,9 @@ class NodeFolder {
     // Makes everything in the folder, which must not be there yet.
     void make(const NodePlan &plan) const;
 
-    // What a boot loader does: the bank chosen to boot next becomes the running one. What lies in
-    // the temporary directory is lost, as on a node whose temporary directory is memory.
-    [[nodiscard]] nal::BootState boot() const;
+    // What a boot loader does: the bank chosen to boot next becomes the running one, if its bytes
+    // are good. What lies in the temporary directory is lost, as where that is memory.
+    [[nodiscard]] NodeBoot boot() const;
 
     [[nodiscard]] nal::BootState bootState() const;
     // Changes bytes in the middle of what the passive bank holds; nothing else notices.

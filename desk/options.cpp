@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <string_view>
 
 namespace desk {
@@ -15,6 +16,19 @@ struct Row {
     std::string_view meaning;
     void (*store)(Options &options, const std::string &value);
 };
+
+[[noreturn]] void refuse(const std::string &what) {
+    throw OptionError(what + "; see ota-desk demo --help");
+}
+
+std::chrono::seconds secondsFrom(const std::string &text) {
+    int seconds = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+    if (error != std::errc() || end != text.data() + text.size() || seconds < 1 || seconds > 9999) {
+        refuse("--limit \"" + text + "\" is not a number of seconds from 1 to 9999");
+    }
+    return std::chrono::seconds(seconds);
+}
 
 constexpr std::array kRows{
     Row{"--policy", "0|1|2|3",
@@ -33,15 +47,19 @@ constexpr std::array kRows{
         [](Options &options, const std::string &) { options.firstPoll = true; }},
     Row{"--power-cut", "", "the node loses power during the download; the offer comes again",
         [](Options &options, const std::string &) { options.powerCut = true; }},
-    Row{"--fail", "checksum|flash|activate|server|certificate|version|disk",
+    Row{"--fail", "checksum|flash|activate|boot|server|certificate|version|disk",
         "let this go wrong, and see what the agent makes of it",
         [](Options &options, const std::string &value) { options.fail = value; }},
     Row{"--fast", "", "timers and sleeps pass at once, the server sends as fast as it can",
         [](Options &options, const std::string &) { options.fast = true; }},
     Row{"--build-dir", "DIR", "where the project was built (default: where this program is)",
         [](Options &options, const std::string &value) { options.buildFolder = value; }},
-    Row{"--run-dir", "DIR", "everything of this run goes here (default: BUILD/demo/ROAD)",
+    Row{"--run-dir", "DIR",
+        "everything of this run goes here (default: BUILD/demo/ROAD): a folder\n"
+        "that is new or empty; the next run in it empties it again",
         [](Options &options, const std::string &value) { options.runFolder = value; }},
+    Row{"--limit", "SECONDS", "give up after so long (1 to 9999, default 120)",
+        [](Options &options, const std::string &value) { options.limit = secondsFrom(value); }},
     Row{"--library", "FILE", "the agent to run (default: the one of the build)",
         [](Options &options, const std::string &value) { options.library = value; }},
     Row{"--node-conf", "FILE", "configure the node with this file instead",
@@ -61,10 +79,6 @@ bool contains(std::string_view values, std::string_view value) {
         values = bar == std::string_view::npos ? std::string_view{} : values.substr(bar + 1);
     }
     return false;
-}
-
-[[noreturn]] void refuse(const std::string &what) {
-    throw OptionError(what + "; see ota-desk demo --help");
 }
 
 const Row &rowOf(const std::string &name) {

@@ -3,6 +3,7 @@
 #ifndef DESK_OPTIONS_H
 #define DESK_OPTIONS_H
 
+#include <chrono>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -21,6 +22,7 @@ struct Options {
     std::string fail; // empty: nothing is to fail
     bool fast = false;
     bool help = false;
+    std::chrono::seconds limit{120};   // of the whole run
     std::filesystem::path buildFolder; // empty: where this program was built
     std::filesystem::path runFolder;   // empty: one of its own for each road
     std::filesystem::path library;     // empty: the one of the build folder

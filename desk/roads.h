@@ -41,6 +41,7 @@ struct Road {
     bool passiveHoldsImage = false;
     bool smallBanks = false;
     std::uint64_t hostFileLimit = 0;
+    bool damageAtReboot = false; // of the bank that was just activated
 
     // the offer
     bool wrongChecksum = false;

@@ -3,6 +3,7 @@
 #include "desk/run_folder.h"
 
 #include "desk/failure.h"
+#include "desk/files.h"
 
 namespace desk {
 namespace {
@@ -13,12 +14,13 @@ constexpr const char *kMark = ".ota-desk-run";
 
 } // namespace
 
-RunFolder::RunFolder(const fs::path &path) : path_(fs::absolute(path).lexically_normal()) {
+RunFolder::RunFolder(const fs::path &path) : path_(absolutePath(path)) {
     std::error_code error;
     fs::create_directories(path_, error);
     if (error || !fs::is_directory(path_)) {
         throw Failure("cannot make the folder " + path_.string() + ": " +
-                      (error ? error.message() : "a file is in its place"));
+                      (error ? error.message() : "a file is in its place") +
+                      "; name a folder of your own with --run-dir");
     }
     checkThatItMayBeEmptied();
     lock_.emplace(path_ / kMark);

@@ -3,7 +3,7 @@
 #include "desk/supervisor.h"
 
 #include "desk/failure.h"
-#include "desk/files.h"
+#include "desk/log_story.h"
 #include "desk/message.h"
 
 #include <algorithm>
@@ -22,14 +22,6 @@ constexpr int kTurnMs = 50;
 // The handler goes on behind its reboot command until the system goes down.
 constexpr auto kRebootTakes = 3s;
 constexpr auto kEndTakes = 2s;
-constexpr std::size_t kLongestQuote = 240;
-
-std::string lastLine(const std::filesystem::path &log) {
-    std::string text = readFile(log);
-    text.erase(text.find_last_not_of("\r\n ") + 1);
-    text.erase(0, text.find_last_of('\n') + 1);
-    return text.substr(0, kLongestQuote);
-}
 
 // What is known of a host's end a moment after its channel closed.
 std::string endingOf(Child &process) {
@@ -51,7 +43,7 @@ Supervisor::Supervisor(const NodeFolder &folder, HostProgram host, bool virtualT
       interrupt_(interrupt) {}
 
 void Supervisor::boot() {
-    const nal::BootState state = folder_.boot();
+    const NodeBoot booted = folder_.boot();
     int ends[2] = {-1, -1};
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
         throw Failure("no socket pair for the host: too many open files? Raise the limit");
@@ -61,13 +53,17 @@ void Supervisor::boot() {
                    "node.conf", "--channel", std::to_string(ends[1])},
                   folder_.path(),
                   host_.log};
-    launch.environment = {{"OTA_DESK_MAC", kMac}, {"OTA_DESK_FAST", host_.fast ? "1" : "0"}};
+    // A proxy of whoever runs the desk would carry the download off this machine.
+    launch.environment = {{"OTA_DESK_MAC", kMac},
+                          {"OTA_DESK_FAST", host_.fast ? "1" : "0"},
+                          {"no_proxy", "*"},
+                          {"NO_PROXY", "*"}};
     launch.inheritedFd = ends[1];
     launch.fileLimit = host_.fileLimit;
     process_ = Child(launch);
     close(ends[1]);
     state_ = State::busy;
-    observer_.booted(state);
+    observer_.booted(booted);
 }
 
 void Supervisor::send(const cJSON *event) {

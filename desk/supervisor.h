@@ -29,7 +29,7 @@ struct HostProgram {
 class Observer {
   public:
     virtual ~Observer() = default;
-    virtual void booted(const nal::BootState &state) = 0;
+    virtual void booted(const NodeBoot &boot) = 0;
     virtual void signalled(const std::string &name, const std::string &data) = 0;
     virtual void rootNotified(const std::string &text) = 0;
     virtual void timerStarted(const std::string &name, int seconds) = 0;

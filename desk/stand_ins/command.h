@@ -18,7 +18,8 @@ struct Verdict {
 };
 
 // The node's temporary directory is its folder, so the agent's two fixed paths below /tmp are
-// meant inside it. Everything else must stay inside as it is.
+// meant inside it. Else only what the agent has use for runs: one rm, or one echo into a file, of
+// plain names that stay inside the folder.
 Verdict judgeCommand(const std::string &command);
 
 } // namespace desk

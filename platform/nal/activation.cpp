@@ -9,42 +9,41 @@
 namespace nal {
 namespace {
 
-bool bytesAreRecorded(const BankRecord &record, const std::string &path, std::string &whatIsWrong) {
-    std::string stored;
-    if (!readBackDigest(path, record.size, stored, whatIsWrong)) {
+bool store(const BootState &state, std::string &whatIsWrong) {
+    return writeBootState(node().config().bootStatePath, state, whatIsWrong);
+}
+
+// What a failed activation leaves: the running bank boots next.
+bool takeBack(BootState &state, std::string &whatIsWrong) {
+    state.next = state.active;
+    if (!store(state, whatIsWrong)) {
         return false;
     }
-    if (stored != record.sha256) {
-        whatIsWrong = "the image in the bank " + path +
-                      " is damaged, its SHA-256 sum is not the recorded one; write it again";
-        return false;
-    }
+    node().activationHalfWay = false;
     return true;
 }
 
 // A bank found damaged is recorded as not whole: it must not boot, nor be offered as a version.
-bool holdsItsImage(BootState &state, Bank bank, std::string &whatIsWrong) {
-    const Config &config = node().config();
-    if (!state.of(bank).whole) {
-        whatIsWrong =
-            std::string("bank ") + bankName(bank) + " holds no whole image; write one first";
-        return false;
+BankBytes compareAndRecord(BootState &state, Bank bank, std::string &whatIsWrong) {
+    const BankBytes bytes =
+        compareBank(state.of(bank), node().config().bankPath(bank), whatIsWrong);
+    if (bytes == BankBytes::different) {
+        state.of(bank) = BankRecord{};
     }
-    if (bytesAreRecorded(state.of(bank), config.bankPath(bank), whatIsWrong)) {
-        return true;
-    }
-    state.of(bank) = BankRecord{};
-    state.next = bankToBoot(state);
-    std::string notStored;
-    if (!writeBootState(config.bootStatePath, state, notStored)) {
-        whatIsWrong += "; " + notStored;
-    }
-    return false;
+    return bytes;
 }
 
 bool choose(BootState &state, Bank bank, std::string &whatIsWrong) {
     state.next = bank;
-    return writeBootState(node().config().bootStatePath, state, whatIsWrong);
+    if (store(state, whatIsWrong)) {
+        return true;
+    }
+    // The choice may be in place and only not known to last: it must not boot after a failure.
+    std::string notTakenBack;
+    if (!takeBack(state, notTakenBack)) {
+        whatIsWrong += "; the choice was not taken back: " + notTakenBack;
+    }
+    return false;
 }
 
 bool activatePassive(std::string &whatIsWrong) {
@@ -53,15 +52,41 @@ bool activatePassive(std::string &whatIsWrong) {
         return false;
     }
     const Bank passive = otherBank(state.active);
-    if (!holdsItsImage(state, passive, whatIsWrong)) {
+    if (!state.of(passive).whole) {
+        whatIsWrong =
+            std::string("bank ") + bankName(passive) + " holds no whole image; write one first";
         return false;
     }
+    const bool stands = state.next == passive && !node().activationHalfWay;
     node().activationHalfWay = true;
-    if (!choose(state, passive, whatIsWrong)) {
+    const BankBytes bytes = compareAndRecord(state, passive, whatIsWrong);
+    if (bytes == BankBytes::different) {
+        std::string notStored;
+        if (!takeBack(state, notStored)) {
+            whatIsWrong += "; " + notStored;
+        }
+    }
+    if (bytes != BankBytes::recorded || (!stands && !choose(state, passive, whatIsWrong))) {
         return false;
     }
     node().activationHalfWay = false;
     return true;
+}
+
+bool fallBack(std::string &whatIsWrong) {
+    BootState state;
+    if (!readBootState(node().config().bootStatePath, state, whatIsWrong)) {
+        return false;
+    }
+    if (!node().activationHalfWay && bankToBoot(state) == state.next) {
+        return true;
+    }
+    const Bank passive = otherBank(state.active);
+    if (state.of(passive).whole) {
+        std::string alreadyReported;
+        compareAndRecord(state, passive, alreadyReported);
+    }
+    return takeBack(state, whatIsWrong);
 }
 
 } // namespace
@@ -78,24 +103,16 @@ int nal_activatePassiveImage(void) {
 }
 
 /*
- * The boot state is replaced in one step, so an activation is half-way in two cases only: the new
- * state is in place but could not be made to survive a power cut, which was reported as a failure;
+ * The boot state is replaced in one step, so an activation is half-way in two cases only: it was
+ * reported as failed and its choice, or that of an earlier one, could not be taken back for sure;
  * or the chosen bank is no longer whole. Everything else is an activation that stands.
  */
 int nal_fallBackToActiveImage(void) {
-    nal::BootState state;
-    if (!nal::node().bootState(state, __func__, __LINE__)) {
-        return -1;
-    }
-    if (!nal::node().activationHalfWay && nal::bankToBoot(state) == state.next) {
+    std::string whatIsWrong;
+    if (nal::fallBack(whatIsWrong)) {
         return 0;
     }
-    std::string whatIsWrong;
-    if (!nal::choose(state, state.active, whatIsWrong)) {
-        nalLogError(__func__, __LINE__, "nal: the failed activation was not taken back: %s",
-                    whatIsWrong.c_str());
-        return -1;
-    }
-    nal::node().activationHalfWay = false;
-    return 0;
+    nalLogError(__func__, __LINE__, "nal: the failed activation was not taken back: %s",
+                whatIsWrong.c_str());
+    return -1;
 }

@@ -103,4 +103,17 @@ bool readBackDigest(const std::string &path, std::uint64_t size, std::string &sh
     return true;
 }
 
+BankBytes compareBank(const BankRecord &record, const std::string &path, std::string &whatIsWrong) {
+    std::string stored;
+    if (!readBackDigest(path, record.size, stored, whatIsWrong)) {
+        return BankBytes::unreadable;
+    }
+    if (stored == record.sha256) {
+        return BankBytes::recorded;
+    }
+    whatIsWrong = "the image in the bank " + path +
+                  " is damaged, its SHA-256 sum is not the recorded one; write it again";
+    return BankBytes::different;
+}
+
 } // namespace nal

@@ -18,9 +18,21 @@ bool banksAreUsable(const std::string &configPath, const Config &config, std::st
 UniqueFd openBank(const std::string &path, int access, std::uint64_t &size,
                   std::string &whatIsWrong);
 
-/* The digest over the bank's first `size` bytes, read from the device and not from the cache. */
+/*
+ * The digest over the bank's first `size` bytes. The kernel is asked to drop its cached pages
+ * first; where it keeps them, this is what the kernel holds for the bank.
+ */
 bool readBackDigest(const std::string &path, std::uint64_t size, std::string &sha256,
                     std::string &whatIsWrong);
+
+enum class BankBytes {
+    recorded,  // they are what the record says
+    different, // they were read, and are not
+    unreadable // nobody knows: reading failed, perhaps only now
+};
+
+/* Compares the bank with its record. Other than recorded: whatIsWrong is one line. */
+BankBytes compareBank(const BankRecord &record, const std::string &path, std::string &whatIsWrong);
 
 } // namespace nal
 

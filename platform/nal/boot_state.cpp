@@ -163,17 +163,4 @@ bool writeBootState(const std::string &path, const BootState &state, std::string
     return replaced == Replaced::yes;
 }
 
-bool bootNode(const std::string &path, BootState &state, std::string &whatIsWrong) {
-    if (!readBootState(path, state, whatIsWrong)) {
-        return false;
-    }
-    const Bank booted = bankToBoot(state);
-    if (state.active == booted && state.next == booted) {
-        return true;
-    }
-    state.active = booted;
-    state.next = booted;
-    return writeBootState(path, state, whatIsWrong);
-}
-
 } // namespace nal

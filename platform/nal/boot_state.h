@@ -32,7 +32,7 @@ struct BootState {
     const BankRecord &of(Bank bank) const { return banks.at(static_cast<std::size_t>(bank)); }
 };
 
-/* The bank that a boot takes: the chosen one, or the running one where the chosen is not whole. */
+/* The bank that boots by its record: the chosen one, or the running one where that is not whole. */
 Bank bankToBoot(const BootState &state);
 
 /*
@@ -41,9 +41,6 @@ Bank bankToBoot(const BootState &state);
  */
 bool readBootState(const std::string &path, BootState &state, std::string &whatIsWrong);
 bool writeBootState(const std::string &path, const BootState &state, std::string &whatIsWrong);
-
-/* What a boot loader does: makes the bank that boots the running one, and stores that. */
-bool bootNode(const std::string &path, BootState &state, std::string &whatIsWrong);
 
 } // namespace nal
 

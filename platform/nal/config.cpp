@@ -17,6 +17,13 @@ namespace {
 constexpr std::size_t kMaxConfig = 64 * 1024;
 constexpr std::size_t kMaxName = 31; // what is read of a model, a serial number, a mode or a role
 
+// The agent keeps 30 characters of a path, and of the images that it removes below tmp only 11: a
+// longer directory would itself be removed, or another one that the cut name happens to be.
+constexpr std::size_t kMaxTmp = 9;
+constexpr std::size_t kMaxConfigs = 13; // room for /last_reboot_info
+constexpr std::size_t kMaxLogs = 14;    // room for /ota_act_success
+constexpr std::size_t kMaxCaCertificate = 30;
+
 // Takes a value over, or returns false where it is not what the row expects.
 using TakeValue = bool (*)(const std::string &value, Config &config);
 
@@ -33,9 +40,10 @@ bool takeText(const std::string &value, std::size_t limit, std::string &destinat
     return !value.empty() && value.size() <= limit;
 }
 
-bool takePath(const std::string &value, std::string &destination) {
+bool takePath(const std::string &value, std::string &destination,
+              std::size_t limit = std::string::npos) {
     destination = value;
-    return !value.empty() && (value == "/" || value.back() != '/');
+    return !value.empty() && value.size() <= limit && (value == "/" || value.back() != '/');
 }
 
 bool takeNumber(std::string_view text, std::uint64_t &number) {
@@ -77,7 +85,6 @@ bool isTimeOfDay(std::string_view text) {
 }
 
 constexpr const char *kName = "1 to 31 characters";
-constexpr const char *kDirectory = "a directory without \"/\" at the end";
 constexpr const char *kFile = "a file or block device";
 
 const Row kRows[] = {
@@ -107,19 +114,21 @@ const Row kRows[] = {
          config.preferredActivationTime = value;
          return isTimeOfDay(value);
      }},
-    {"paths", "tmp", kDirectory, true,
-     [](const std::string &value, Config &config) { return takePath(value, config.tmpDirectory); }},
-    {"paths", "configs", kDirectory, true,
+    {"paths", "tmp", "a directory without \"/\" at the end, of at most 9 characters", true,
      [](const std::string &value, Config &config) {
-         return takePath(value, config.configsDirectory);
+         return takePath(value, config.tmpDirectory, kMaxTmp);
      }},
-    {"paths", "logs", kDirectory, true,
+    {"paths", "configs", "a directory without \"/\" at the end, of at most 13 characters", true,
      [](const std::string &value, Config &config) {
-         return takePath(value, config.logsDirectory);
+         return takePath(value, config.configsDirectory, kMaxConfigs);
      }},
-    {"paths", "ca_certificate", "a file", true,
+    {"paths", "logs", "a directory without \"/\" at the end, of at most 14 characters", true,
      [](const std::string &value, Config &config) {
-         return takePath(value, config.caCertificate);
+         return takePath(value, config.logsDirectory, kMaxLogs);
+     }},
+    {"paths", "ca_certificate", "a file, its path of at most 30 characters", true,
+     [](const std::string &value, Config &config) {
+         return takePath(value, config.caCertificate, kMaxCaCertificate);
      }},
     {"banks", "a", kFile, true,
      [](const std::string &value, Config &config) { return takePath(value, config.bankPaths[0]); }},

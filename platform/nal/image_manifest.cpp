@@ -18,15 +18,17 @@ constexpr std::size_t kFooterSize = 16;
 constexpr std::size_t kLengthOffset = 8;
 constexpr std::size_t kLengthSize = 4;
 constexpr std::size_t kMaxManifest = 64 * 1024; // room for a signature
-constexpr std::size_t kMaxVersion = 63;
+constexpr std::size_t kMaxVersion = 31;         // what is read back of it after the reboot
 constexpr std::size_t kMaxModel = 31;
 
 bool isPrintable(char character) { return character >= ' ' && character <= '~'; }
 
+// The agent puts a version into a file name and a shell command.
 bool isVersion(std::string_view text) {
+    constexpr std::string_view kCharacters =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._+-";
     return !text.empty() && text.size() <= kMaxVersion &&
-           std::all_of(text.begin(), text.end(), isPrintable) &&
-           text.find(' ') == std::string_view::npos;
+           text.find_first_not_of(kCharacters) == std::string_view::npos;
 }
 
 bool isModel(std::string_view text) {
@@ -78,9 +80,9 @@ bool parseManifest(std::string_view text, ImageManifest &manifest, std::string &
     const auto parsed =
         std::from_chars(size.data(), size.data() + size.size(), manifest.payloadSize);
     if (!isVersion(manifest.version)) {
-        whatIsWrong = "its manifest has no usable version";
+        whatIsWrong = "its manifest has no usable version (1 to 31 of A-Z a-z 0-9 . _ + -)";
     } else if (!isModel(manifest.model)) {
-        whatIsWrong = "its manifest has no usable model";
+        whatIsWrong = "its manifest has no usable model (1 to 31 printable characters)";
     } else if (size.empty() || parsed.ec != std::errc() || parsed.ptr != size.end()) {
         whatIsWrong = "its manifest has no usable size";
     } else if (!isSha256Text(manifest.payloadSha256)) {
@@ -148,8 +150,8 @@ bool formatImageTrailer(const ImageManifest &manifest, std::string &trailer,
                        "\nsha256=" + manifest.payloadSha256 + "\n";
     ImageManifest readBack;
     if (!parseManifest(text, readBack, whatIsWrong)) {
-        whatIsWrong += ": a version is 1 to 63 printable characters without blanks, a model 1 to "
-                       "31 printable characters";
+        whatIsWrong = "version \"" + manifest.version + "\", model \"" + manifest.model +
+                      "\": " + whatIsWrong + "; give others";
         return false;
     }
     const std::size_t length = text.size();

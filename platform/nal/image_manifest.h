@@ -15,7 +15,7 @@ namespace nal {
  * and 4 zero bytes.
  */
 struct ImageManifest {
-    std::string version;           // 1 to 63 printable characters
+    std::string version;           // 1 to 31 of the characters A-Z a-z 0-9 . _ + -
     std::string model;             // 1 to 31 printable characters
     std::uint64_t payloadSize = 0; // bytes
     std::string payloadSha256;     // 64 lower-case hexadecimal digits

@@ -6,9 +6,37 @@
 #include <cstdarg>
 #include <cstdio>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 
 namespace {
+
+bool isControl(char character) {
+    return static_cast<unsigned char>(character) < ' ' || character == '\x7F';
+}
+
+// Text from outside must not look like further entries: its control characters are spelled out.
+std::string oneLine(std::string_view text) {
+    std::string_view lineEnd = "\n";
+    for (const std::string_view own : {"\r\n", "\n"}) {
+        if (text.ends_with(own)) {
+            lineEnd = own;
+            text.remove_suffix(own.size());
+            break;
+        }
+    }
+    std::string line;
+    for (const char character : text) {
+        if (isControl(character)) {
+            char escaped[sizeof "\\x00"];
+            std::snprintf(escaped, sizeof escaped, "\\x%02X", static_cast<unsigned>(character));
+            line += escaped;
+        } else {
+            line += character;
+        }
+    }
+    return line.append(lineEnd);
+}
 
 __attribute__((format(printf, 2, 0))) void writeEntry(const char *level, const char *format,
                                                       va_list arguments) {
@@ -22,10 +50,7 @@ __attribute__((format(printf, 2, 0))) void writeEntry(const char *level, const c
     std::string text(static_cast<std::size_t>(size) + 1, '\0');
     std::vsnprintf(text.data(), text.size(), format, arguments);
     text.pop_back();
-    std::string entry = std::string(level) + ": " + text;
-    if (!entry.ends_with('\n')) {
-        entry.push_back('\n');
-    }
+    const std::string entry = std::string(level) + ": " + oneLine(text);
     // One write for the entry: lines of several processes on one standard error stay whole.
     nal::writeFully(STDERR_FILENO, entry.data(), entry.size());
 }

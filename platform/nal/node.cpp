@@ -6,10 +6,15 @@
 #include "platform/nal/bank_device.h"
 #include "platform/nal/open.h"
 
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 namespace nal {
 namespace {
+
+constexpr mode_t kLockMode = 0644;
 
 bool directoryExists(const std::string &configPath, const char *key, const std::string &path,
                      std::string &whatIsWrong) {
@@ -28,6 +33,23 @@ bool directoriesExist(const std::string &path, const Config &config, std::string
            directoryExists(path, "logs", config.logsDirectory, whatIsWrong);
 }
 
+// Two processes that write one boot state and one bank would each undo the other's work.
+UniqueFd lockNode(const std::string &bootStatePath, std::string &whatIsWrong) {
+    const std::string path = bootStatePath + ".lock";
+    UniqueFd lock(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kLockMode));
+    if (!lock) {
+        whatIsWrong = systemReason(path + ": cannot be opened") +
+                      "; the node must be able to write beside its boot state";
+    } else if (flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
+        whatIsWrong = errno == EWOULDBLOCK
+                          ? path + ": another process runs this node; stop that one first"
+                          : systemReason(path + ": cannot be locked") +
+                                "; keep the boot state on a file system with locks";
+        lock.reset();
+    }
+    return lock;
+}
+
 } // namespace
 
 bool Node::open(const std::string &configPath, std::string &whatIsWrong) {
@@ -42,6 +64,11 @@ bool Node::open(const std::string &configPath, std::string &whatIsWrong) {
         !directoriesExist(configPath, config, whatIsWrong) ||
         !banksAreUsable(configPath, config, whatIsWrong) ||
         !readBootState(config.bootStatePath, state, whatIsWrong)) {
+        return false;
+    }
+    lock_.reset(); // where the node is opened anew, in the same process
+    lock_ = lockNode(config.bootStatePath, whatIsWrong);
+    if (!lock_) {
         return false;
     }
     configPath_ = configPath;

@@ -5,6 +5,7 @@
 
 #include "platform/nal/boot_state.h"
 #include "platform/nal/config.h"
+#include "platform/nal/file_io.h"
 
 #include <string>
 
@@ -12,7 +13,7 @@ namespace nal {
 
 class Node {
   public:
-    /* Reads and checks the configuration. False: whatIsWrong is one line. */
+    /* Reads and checks the configuration, takes the node's lock. False: whatIsWrong is one line. */
     bool open(const std::string &configPath, std::string &whatIsWrong);
 
     /* As read by open; valid for the life of the process. Empty before. */
@@ -24,7 +25,7 @@ class Node {
     /* Reads the boot state; a failure is logged under the caller's name. */
     bool bootState(BootState &state, const char *function, int line) const;
 
-    /* True after an activation failed when its choice may already have been stored. */
+    /* True after a failed activation, while the passive bank may still be stored as chosen. */
     bool activationHalfWay = false;
 
   private:
@@ -35,6 +36,7 @@ class Node {
     std::string configText_;
     std::string reported_;
     Config config_;
+    UniqueFd lock_; // held until the process ends
 };
 
 Node &node();

@@ -5,12 +5,12 @@ import configparser
 import hashlib
 import os
 import pathlib
+import pty
+import re
 import shutil
 import subprocess
 import tempfile
 
-# The fixed paths that the agent's own commands name; a run on a desk must not touch them.
-FIXED_PATHS = [pathlib.Path("/tmp/ota_agent_data"), pathlib.Path("/tmp/otaMD5.txt")]
 LONGEST_RUN = 150
 
 
@@ -22,21 +22,15 @@ class Outside:
         self.run_folder = self.folder / "run"
         for name in ["ota_agent_data", "4QZ-of-others", "tmpImage", "otaMD5.txt"]:
             (self.folder / name).write_text("not the run's\n")
-        self.fixed = [path for path in FIXED_PATHS if not path.exists()]
-        for path in self.fixed:
-            path.write_text("not the run's\n")
         self.before = self.snapshot()
 
     def snapshot(self):
         """Names and contents of everything but the run folder."""
         files = [path for path in self.folder.rglob("*")
                  if path.is_file() and self.run_folder not in path.parents]
-        files += [path for path in FIXED_PATHS if path.exists()]
         return {str(path): hashlib.sha256(path.read_bytes()).hexdigest() for path in files}
 
     def close(self):
-        for path in self.fixed:
-            path.unlink(missing_ok=True)
         shutil.rmtree(self.folder)
 
 
@@ -90,6 +84,34 @@ def run(build, run_folder, options, environment=None):
         command(build, run_folder, options), stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
         text=True, timeout=LONGEST_RUN, check=False, env={**os.environ, **(environment or {})})
     return DeskRun(run_folder, finished.returncode, finished.stdout)
+
+
+def as_lines(shown):
+    """What stands on a terminal in the end, of all that was written to it."""
+    shown = re.sub(r"\x1b\[[0-9;]*m", "", shown.replace("\r\n", "\n"))
+    return "\n".join(line.split("\r\x1b[K")[-1] for line in shown.split("\n"))
+
+
+def run_on_terminal(build, run_folder, options, environment=None, type_at=None):
+    """Runs on a pseudo-terminal; type_at: (what is seen, keys that are then typed). Returns the
+    run and every byte that was shown."""
+    arguments = command(build, run_folder, options)
+    pid, terminal = pty.fork()
+    if pid == 0:
+        os.execve(arguments[0], arguments, {**os.environ, **(environment or {})})
+    shown = b""
+    try:
+        while chunk := os.read(terminal, 65536):
+            shown += chunk
+            if type_at and type_at[0] in shown:
+                os.write(terminal, type_at[1])
+                type_at = None
+    except OSError:  # the terminal's other end was closed
+        pass
+    exit_code = os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1])
+    os.close(terminal)
+    text = shown.decode()
+    return DeskRun(run_folder, exit_code, as_lines(text)), text
 
 
 def processes_of(run_folder):

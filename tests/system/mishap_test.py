@@ -4,7 +4,9 @@
 import argparse
 import os
 import pathlib
+import shutil
 import signal
+import socket
 import subprocess
 import sys
 import time
@@ -13,6 +15,7 @@ import unittest
 import desk_run
 
 PATIENCE = 30
+NOBODY = 65534
 
 
 def wait_for(condition):
@@ -28,6 +31,7 @@ def wait_for(condition):
 class Mishap(unittest.TestCase):
     build = pathlib.Path()
     stand_ins_agent = ""
+    full_disk_library = ""
 
     def setUp(self):
         self.outside = desk_run.Outside()
@@ -72,8 +76,9 @@ class Mishap(unittest.TestCase):
                 (["--policy", "4"], "0|1|2|3"),
                 (["--policy"], "0|1|2|3"),
                 (["--mode", "Bridge"], "RGW|AP_Bridge"),
-                (["--fail", "luck"], "checksum|flash|activate|server|certificate|version|disk"),
+                (["--fail", "luck"], "checksum|flash|activate|boot|server|certificate|version|disk"),
                 (["--nonsense"], "--nonsense"),
+                (["--limit", "soon"], "--limit"),
                 (["--offload", "--first-poll"], "do not go together"),
                 (["--fail", "version", "--policy", "2"], "only with 1"),
                 (["--first-poll", "--mode", "AP_Bridge"], "gateway"),
@@ -91,8 +96,14 @@ class Mishap(unittest.TestCase):
         result = self.run_desk("--help")
         self.assertEqual(result.exit_code, 0)
         for option in ["--policy", "--mode", "--role", "--plain-http", "--offload",
-                       "--first-poll", "--fail", "--fast", "exit codes"]:
+                       "--first-poll", "--fail", "--fast", "exit codes", "empties it again"]:
             self.assertIn(option, result.output)
+        program = str(self.build / "desk/ota-desk")
+        alone = subprocess.run([program, "--help"], capture_output=True, text=True, check=False)
+        self.assertEqual((alone.returncode, alone.stdout, alone.stderr), (0, result.output, ""))
+        wrong = subprocess.run([program], capture_output=True, text=True, check=False)
+        self.assertEqual((wrong.returncode, wrong.stdout), (2, ""))
+        self.assertIn("--help", wrong.stderr)
 
     def test_missing_library(self):
         line = self.one_line(self.run_desk("--fast", "--library", "/nowhere/libotaSwAgent.so"), 1)
@@ -115,6 +126,110 @@ class Mishap(unittest.TestCase):
         self.assertIn("--run-dir", line)
         self.assertEqual((self.outside.run_folder / "precious.txt").read_text(), "mine\n")
 
+    def test_socket_not_found(self):
+        """The agent waits for a socket below its temporary directory, which lacks it here."""
+        self.assertEqual(self.run_desk("--fast", "--offload").exit_code, 3)
+        config = self.outside.run_folder.with_name("elsewhere.conf")
+        config.write_text((self.outside.run_folder / "node/node.conf").read_text()
+                          .replace("tmp = .\n", "tmp = logs\n"))
+        self.outside.before = self.outside.snapshot()
+        line = self.one_line(
+            self.run_desk("--fast", "--limit", "3", "--node-conf", str(config)), 1)
+        self.assertIn("within 3 s", line)
+        self.assertIn('"boot: 4QZ2.0.0 from bank A"', line)
+
+    def test_verdict_tells_the_nodes_error(self):
+        self.assertEqual(self.run_desk("--fast", "--offload").exit_code, 3)
+        config = self.outside.run_folder.with_name("other.conf")
+        config.write_text((self.outside.run_folder / "node/node.conf").read_text()
+                          .replace("model = DeskNode-1", "model = Other-1"))
+        self.outside.before = self.outside.snapshot()
+        line = self.one_line(self.run_desk("--fast", "--node-conf", str(config)), 1)
+        self.assertIn("status words expected", line)
+        last = line.split("the node's last error line: ")[1].split("; the logs are in")[0]
+        self.assertTrue(last.startswith("error: "), line)
+        self.assertIn(last, (self.outside.run_folder / "host.log").read_text())
+
+    def test_proxy_of_the_user(self):
+        """A proxy in the environment is not asked: nothing leaves the machine."""
+        with socket.create_server(("127.0.0.1", 0)) as proxy:
+            proxy.setblocking(False)
+            url = f"http://127.0.0.1:{proxy.getsockname()[1]}"
+            names = ["http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"]
+            for options in [["--fast"], ["--fast", "--plain-http"]]:
+                result = desk_run.run(self.build, self.outside.run_folder, options,
+                                      {**{name: url for name in names},
+                                       "no_proxy": "", "NO_PROXY": ""})
+                self.assertEqual(result.exit_code, 0, result.output)
+                with self.assertRaises(BlockingIOError):
+                    proxy.accept()
+
+    def test_full_disk(self):
+        """The preloaded library tells of one mebibyte that is free."""
+        result = desk_run.run(self.build, self.outside.run_folder, ["--fast"],
+                              {"LD_PRELOAD": self.full_disk_library,
+                               "ASAN_OPTIONS": "verify_asan_link_order=0"})
+        line = self.one_line(result, 1)
+        self.assertIn("too little space", line)
+        self.assertIn("1.0 MiB free", line)
+        self.assertEqual(result.step("boot"), [])
+
+    def test_current_directory_is_gone(self):
+        gone = self.outside.folder / "gone"
+        gone.mkdir()
+        script = 'cd "$1" && rmdir "$1" && shift && exec "$@"'
+        finished = subprocess.run(
+            ["sh", "-c", script, "sh", str(gone), str(self.build / "desk/ota-desk"), "demo",
+             "--build-dir", "build"],
+            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+        result = desk_run.DeskRun(self.outside.run_folder, finished.returncode, finished.stdout)
+        self.assertIn("the current directory is gone", self.one_line(result, 1))
+
+    def test_build_of_another_user(self):
+        """A build that this user may read and run, but not write to."""
+        build = self.outside.folder / "build"
+        for part in ["desk/ota-desk", "desk/ota-desk-host", "platform/ota-image",
+                     "src/libotaSwAgent.so"]:
+            (build / part).parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy2(self.build / part, build / part)
+        (build / "demo/images/work").mkdir(parents=True)
+        (build / "demo/images/.lock").write_text("")
+        own = self.outside.folder / "own"
+        self.outside.run_folder = own / "run"
+        foreign = own / "foreign"
+        foreign.mkdir(parents=True)
+        (foreign / ".ota-desk-run").write_text("")
+        (foreign / ".ota-desk-run").chmod(0o444)
+        self.outside.folder.chmod(0o755)
+        somebody = {}
+        if os.geteuid() == 0:
+            somebody = {"user": NOBODY, "group": NOBODY, "extra_groups": []}
+            os.chown(own, NOBODY, NOBODY)
+        else:
+            for folder in [build, *[path for path in build.rglob("*") if path.is_dir()]]:
+                folder.chmod(0o555)
+                self.addCleanup(folder.chmod, 0o755)
+        self.outside.before = self.outside.snapshot()
+
+        def run_as_somebody(*options):
+            finished = subprocess.run(
+                [str(build / "desk/ota-desk"), "demo", "--build-dir", str(build), "--fast",
+                 *options], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                check=False, cwd="/", **somebody)
+            return desk_run.DeskRun(self.outside.run_folder, finished.returncode, finished.stdout)
+
+        for options in [(), ("--run-dir", str(foreign))]:
+            line = self.one_line(run_as_somebody(*options), 1)
+            self.assertIn("Permission denied; name a folder of your own with --run-dir", line)
+        result = run_as_somebody("--run-dir", str(self.outside.run_folder))
+        self.assertEqual(result.exit_code, 0, result.output)
+        self.assertTrue((self.outside.run_folder / "images/4QZ2.1.0.img").exists())
+
+    def test_run_folder_of_any_name(self):
+        self.outside.run_folder = self.outside.folder / 'run $in "any" {name};'
+        result = self.run_desk("--fast")
+        self.assertEqual(result.exit_code, 0, result.output)
+
     def test_host_that_dies(self):
         desk, host = self.start_slow_download()
         os.kill(host, signal.SIGKILL)
@@ -131,6 +246,13 @@ class Mishap(unittest.TestCase):
         result = self.finish(desk)
         self.assertIn("interrupted", self.one_line(result, 1))
         self.assertEqual(result.boot_state()["bank b"]["whole"], "0")
+
+    def test_interrupt_on_a_terminal(self):
+        """Ctrl-C while the bar is drawn; the message begins a line of its own."""
+        result, shown = desk_run.run_on_terminal(
+            self.build, self.outside.run_folder, ["--plain-http"], type_at=(b"[#", b"\x03"))
+        self.assertIn("interrupted", self.one_line(result, 1))
+        self.assertIn("\r\nota-desk: failed: interrupted", shown)
 
     def test_second_run_in_the_same_folder(self):
         first = self.run_desk("--fast", "--policy", "2")
@@ -150,17 +272,19 @@ class Mishap(unittest.TestCase):
                         "echo outside >/tmp/ota-desk-outside",
                         "echo outside > ../outside.txt",
                         "echo outside > $HOME/ota-desk-outside",
+                        "echo outside;touch ./second.txt",
                         "/sbin/reboot now"]:
             self.assertEqual(answers[f"system {command}"], refused, command)
             self.assertIn(f'"{command}"', result.host_log())
         self.assertFalse(pathlib.Path("/tmp/ota-desk-outside").exists())
         self.assertFalse((result.run_folder / "outside.txt").exists())
+        self.assertFalse((result.node / "second.txt").exists())
         # Both find no such file in the node's folder.
         self.assertNotIn(answers["system rm /tmp/ota_agent_data"], ["0", refused])
         self.assertNotIn(answers["system rm /tmp/otaMD5.txt"], ["0", refused])
         self.assertEqual(answers["mac br0"], "0 02:00:5E:00:53:01")
         self.assertEqual(answers["mac lo"], "0 00:00:00:00:00:00")
-        self.assertEqual(answers["sleep"], "0 after no time")
+        self.assertEqual(answers["sleep"], "0 after a moment")
 
 
 class Images(unittest.TestCase):
@@ -184,10 +308,12 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--build-dir", type=pathlib.Path, required=True)
     parser.add_argument("--stand-ins-agent", default="")
+    parser.add_argument("--full-disk-library", default="")
     parser.add_argument("test")
     options = parser.parse_args()
     Mishap.build = Images.build = options.build_dir.absolute()
     Mishap.stand_ins_agent = options.stand_ins_agent
+    Mishap.full_disk_library = options.full_disk_library
     owner = Images if hasattr(Images, options.test) else Mishap
     return 0 if unittest.TextTestRunner().run(owner(options.test)).wasSuccessful() else 1
 

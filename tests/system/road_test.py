@@ -3,6 +3,7 @@
 
 import argparse
 import pathlib
+import re
 import sys
 import unittest
 
@@ -35,6 +36,10 @@ ROADS = {
     "plain-http": (["--plain-http"], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], 0),
     "offload": (["--offload"], 3, [], OLD_RUNS, ["4QZ2.0.0"], 0),
     "first-poll": (["--first-poll"], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], 0),
+    "first-poll-policy-0": (["--first-poll", "--policy", "0"], 0, COMMITTED, NEW_RUNS,
+                            ["4QZ2.0.0", "4QZ2.1.0"], 0),
+    "first-poll-policy-2": (["--first-poll", "--policy", "2"], 3, [COMPLETE], WRITTEN,
+                            ["4QZ2.0.0"], 0),
     "power-cut": (["--power-cut"], 0, COMMITTED, NEW_RUNS,
                   ["4QZ2.0.0", "4QZ2.0.0", "4QZ2.1.0"], 0),
     "fail-checksum": (["--fail", "checksum"], 3, ["OTA_CRC_CHECK_FAILED"], OLD_RUNS,
@@ -44,6 +49,10 @@ ROADS = {
     "fail-activate": (["--fail", "activate"], 3,
                       ["OTA_SW_SWAP_PASSIVE", "OTA_SW_ACTIVATION_FAILED"], OLD_RUNS,
                       ["4QZ2.0.0"], 0),
+    "fail-activate-policy-0": (["--fail", "activate", "--policy", "0"], 3,
+                               ["OTA_SW_ACTIVATION_FAILED"], OLD_RUNS, ["4QZ2.0.0"], 0),
+    "fail-boot": (["--fail", "boot"], 3, [COMPLETE, "OTA_SW_COMMIT_FAILED"], OLD_RUNS,
+                  ["4QZ2.0.0", "4QZ2.0.0"], 0),
     "fail-server": (["--fail", "server"], 3, GAVE_UP, OLD_RUNS, ["4QZ2.0.0"], 0),
     "fail-server-extender": (["--fail", "server", "--mode", "AP_Bridge"], 3, GAVE_UP, OLD_RUNS,
                              ["4QZ2.0.0"], 1),
@@ -52,6 +61,10 @@ ROADS = {
                      ["4QZ2.0.0", "4QZ2.0.9"], 0),
     "fail-disk": (["--fail", "disk"], 3, GAVE_UP, OLD_RUNS, ["4QZ2.0.0"], 0),
 }
+
+
+# Taken in real time and on a terminal; all others are fast and write to a pipe.
+WATCHED = "gateway"
 
 
 class Road(unittest.TestCase):
@@ -68,8 +81,30 @@ class Road(unittest.TestCase):
         self.journal = self.outside.run_folder.with_name("commands.txt")
         environment = {"LD_PRELOAD": self.journal_library, "OTA_EXEC_JOURNAL": str(self.journal),
                        "ASAN_OPTIONS": "verify_asan_link_order=0"}
+        if self.name == WATCHED:
+            result, shown = desk_run.run_on_terminal(self.build, self.outside.run_folder, options,
+                                                     environment)
+            self.check_bar(shown)
+            return result
         return desk_run.run(self.build, self.outside.run_folder, ["--fast", *options],
                             environment)
+
+    def check_bar(self, shown):
+        """The bar is redrawn in its place, and tells percentage, rate and time left."""
+        bars = re.findall(r"\r\x1b\[K  \x1b\[1mdownload +\x1b\[0m"
+                          r"\[(#*)(-*)\] (\d+) %, ([\d.]+) MiB/s(?:, (\d+) s left)?", shown)
+        self.assertGreater(len(bars), 10, shown)
+        percents = [int(bar[2]) for bar in bars]
+        self.assertEqual(percents, sorted(set(percents)))
+        self.assertEqual(percents[-1], 100)
+        for done, rest, percent, rate, left in bars:
+            self.assertEqual(len(done), int(percent) * 30 // 100)
+            self.assertEqual(len(done) + len(rest), 30)
+            self.assertGreater(float(rate), 0)
+            self.assertEqual(left == "", percent == "100")
+        # The server sends the image in about three seconds.
+        self.assertIn(bars[len(bars) // 2][4], [str(seconds) for seconds in range(1, 6)])
+        self.assertIn("\x1b[1;32mAs expected: ", shown)
 
     def test_road(self):
         result = self.take()

@@ -15,6 +15,12 @@ static void tellCommand(const char *command) {
     fprintf(answers, "system %s: %d\n", command, system(command));
 }
 
+static double seconds(void) {
+    struct timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return (double)now.tv_sec + (double)now.tv_nsec / 1e9;
+}
+
 static void tellMac(const char *interface) {
     struct ifreq request;
     memset(&request, 0, sizeof request);
@@ -28,6 +34,7 @@ static void tellMac(const char *interface) {
 }
 
 void initOTAlib(void) {}
+const char *getCfgmgrSocketPath(void) { return "."; }
 void otaSwAgentSWCommitStatus(void) {}
 void otaMobileApp_process_newimage_request(const void *notify) { (void)notify; }
 void otaSwmgnt_process_activation_time(const char *text, void *reserved) {
@@ -53,6 +60,7 @@ void otaSwmgnt_process_newimage_info(const char *text, void *reserved, const voi
         "echo outside >/tmp/ota-desk-outside",
         "echo outside > ../outside.txt",
         "echo outside > $HOME/ota-desk-outside",
+        "echo outside;touch ./second.txt",
         "/sbin/reboot now",
     };
     (void)text;
@@ -63,8 +71,10 @@ void otaSwmgnt_process_newimage_info(const char *text, void *reserved, const voi
     }
     tellMac("br0");
     tellMac("lo");
-    const time_t before = time(NULL);
+    const double before = seconds();
     const unsigned int left = sleep(60);
-    fprintf(answers, "sleep: %u after %s\n", left, time(NULL) - before < 30 ? "no time" : "long");
+    const double took = seconds() - before;
+    fprintf(answers, "sleep: %u after %s\n", left,
+            took < 0.001 ? "no time" : (took < 30 ? "a moment" : "long"));
     fclose(answers);
 }

@@ -2,9 +2,20 @@
 // Options and messages of the storage tools.
 #include "platform/nal/tools/command_line.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace tools {
+
+bool helpWasGiven(const Program &program, int argc, char **argv) {
+    const bool given = std::any_of(argv, argv + argc, [](const char *argument) {
+        return std::string_view(argument) == "--help";
+    });
+    if (given) {
+        std::printf("use: %s\n", program.use);
+    }
+    return given;
+}
 
 int reportUse(const Program &program, const std::string &what) {
     std::fprintf(stderr, "%s: %s; use: %s\n", program.name, what.c_str(), program.use);

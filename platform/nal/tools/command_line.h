@@ -19,6 +19,8 @@ struct Program {
 /* The name of each option that is wanted, and its value. */
 using Options = std::map<std::string_view, std::string>;
 
+/* Where an argument is --help: prints how to call, true. */
+bool helpWasGiven(const Program &program, int argc, char **argv);
 /* One line on standard error: what is wrong with the call, and how to call. kWrongUse. */
 int reportUse(const Program &program, const std::string &what);
 /* One line on standard error. False. */

@@ -114,6 +114,9 @@ int showImage(const std::string &path) {
 } // namespace
 
 int main(int argc, char **argv) {
+    if (tools::helpWasGiven(kProgram, argc, argv)) {
+        return 0;
+    }
     const std::string_view verb = argc > 1 ? argv[1] : "";
     if (verb == "show" && argc == 3) {
         return showImage(argv[2]);

@@ -22,7 +22,8 @@ TEST(CommandOnADesk, CommandsInTheFolderRunAsTheyAre) {
     for (const char *command :
          {"rm -rf ./4QZ*", "rm -rf ./tmpImage", "rm -rf ./software_", "rm -f ./ota_agent_data",
           "echo 42 > ./ota_dwld_prog", "echo OTA_SW_DOWNLOAD_FAILED >> ./ota_dwld_prog",
-          "echo 4QZ2.1.0 > logs/ota_act_success", "rm -rf logs/ota_act_success"}) {
+          "echo 4QZ2.1.0 > logs/ota_act_success", "rm -rf logs/ota_act_success", "rm -rf ./4QZ",
+          "rm -rf ./4Q", "rm ./one ./two", "echo 7 > ./ota_dw"}) {
         const desk::Verdict verdict = judgeCommand(command);
         EXPECT_EQ(verdict.kind, Kind::run) << command;
         EXPECT_EQ(verdict.text, command);
@@ -35,6 +36,43 @@ TEST(CommandOnADesk, WhatCouldLeaveTheFolderDoesNotRun) {
           " /sbin/reboot", "rm /tmp/ota_agent_data;true", "rm -rf ../x", "rm -rf ./a/../../b",
           "echo $(reboot)", "echo `reboot`", "rm -rf ~", "echo x > $HOME/y", "echo \"/etc\"",
           "dd of=/dev/sda", "cat '/etc/passwd'", "rm \\/etc", "echo a|/bin/sh"}) {
+        const desk::Verdict verdict = judgeCommand(command);
+        EXPECT_EQ(verdict.kind, Kind::refuse) << command;
+        EXPECT_FALSE(verdict.text.empty());
+    }
+}
+
+TEST(CommandOnADesk, WhatTheAgentHasNoUseForDoesNotRun) {
+    for (const char *command : {"",
+                                " ",
+                                "reboot",
+                                "poweroff -f",
+                                "ls",
+                                "rm",
+                                "rm -rf",
+                                "rm -rf ",
+                                "rm -rf -- ./x",
+                                "rm -r ./x",
+                                "rm -rf *",
+                                "rm -rf ./*",
+                                "rm -rf 4QZ*x",
+                                "rm -rf ./4QZ* *",
+                                "rm -rf ./a\nreboot",
+                                "echo x",
+                                "echo 4QZ1;reboot > ./x",
+                                "echo x;cd;rm -rf * > ./m",
+                                "echo 4QZ1&reboot > ./x",
+                                "echo 4QZ1\nreboot\n > ./x",
+                                "echo $HOME > ./x",
+                                "echo `id` > ./x",
+                                "echo a b > ./x",
+                                "echo x > ./y ./z",
+                                "echo x > ./4QZ*",
+                                "echo x | ./y",
+                                "echo x > ./y|reboot",
+                                "echo x > ./y;reboot",
+                                "echo x  > ./y",
+                                "echo x > ./y "}) {
         const desk::Verdict verdict = judgeCommand(command);
         EXPECT_EQ(verdict.kind, Kind::refuse) << command;
         EXPECT_FALSE(verdict.text.empty());

@@ -26,9 +26,22 @@ TEST(Roads, EachSetOfOptionsNamesOneRoad) {
 TEST(Roads, WhatDoesNotGoTogetherIsRefused) {
     EXPECT_THROW(roadOf({"--offload", "--power-cut"}), OptionError);
     EXPECT_THROW(roadOf({"--offload", "--policy", "3"}), OptionError);
-    EXPECT_THROW(roadOf({"--fail", "activate", "--policy", "0"}), OptionError);
+    EXPECT_THROW(roadOf({"--fail", "activate", "--policy", "2"}), OptionError);
     EXPECT_THROW(roadOf({"--first-poll", "--mode", "AP_Bridge"}), OptionError);
     EXPECT_THROW(roadOf({"--fail", "certificate", "--plain-http"}), OptionError);
+}
+
+TEST(Roads, ASelectorMayNameARoadForEachPolicy) {
+    EXPECT_EQ(chooseRoad(readOptions({"--first-poll", "--policy", "0"})).policies, "0");
+    EXPECT_EQ(chooseRoad(readOptions({"--first-poll", "--policy", "2"})).policies, "2");
+    EXPECT_EQ(chooseRoad(readOptions({"--fail", "activate", "--policy", "0"})).policies, "0");
+    try {
+        roadOf({"--first-poll", "--policy", "3"});
+        FAIL() << "accepted";
+    } catch (const OptionError &error) {
+        EXPECT_STREQ(error.what(), "--first-poll does not go with --policy 3, only with 0, 1, 2; "
+                                   "see ota-desk demo --help");
+    }
 }
 
 TEST(Roads, RoadsWithWaitsOfMinutesAreAlwaysFast) {
@@ -64,6 +77,9 @@ TEST(Options, EveryMistakeIsRefused) {
                                                {"--fail", "everything"},
                                                {"--role", ""},
                                                {"--role", "two\nlines"},
+                                               {"--limit", "0"},
+                                               {"--limit", "10s"},
+                                               {"--limit", "10000"},
                                                {"--unknown"},
                                                {"word"}}) {
         EXPECT_THROW(readOptions(arguments), OptionError) << arguments.back();

@@ -97,6 +97,26 @@ TEST_F(RunFiles, TheStoryTakesWholeLinesOnceAndWaitsForTheRest) {
     EXPECT_TRUE(story.news().empty());
 }
 
+TEST_F(RunFiles, TheLastLineAndTheLastErrorOfALogAreFound) {
+    EXPECT_EQ(desk::lastLine(folder_ / "log"), "");
+    append("log", "error: one\nnotice: an error: no\nerror: two \r\nnotice: last\n\n");
+    EXPECT_EQ(desk::lastLine(folder_ / "log"), "notice: last");
+    EXPECT_EQ(desk::lastErrorLine(folder_ / "log"), "error: two");
+    append("log", "error: " + std::string(1000, 'x'));
+    EXPECT_EQ(desk::lastErrorLine(folder_ / "log").size(), 240U);
+}
+
+TEST_F(RunFiles, MoreSpaceThanThereIsIsOneClearFailure) {
+    EXPECT_NO_THROW(desk::requireSpace(folder_, 0));
+    try {
+        desk::requireSpace(folder_, UINT64_MAX);
+        FAIL() << "accepted";
+    } catch (const desk::Failure &failure) {
+        EXPECT_NE(std::string(failure.what()).find(folder_.string()), std::string::npos);
+        EXPECT_NE(std::string(failure.what()).find(" free; make room there"), std::string::npos);
+    }
+}
+
 TEST_F(RunFiles, ABankIsComparedByteForByte) {
     desk::writeFile(folder_ / "image", "0123456789");
     desk::writeFile(folder_ / "bank", std::string("0123456789") + std::string(6, '\0'));

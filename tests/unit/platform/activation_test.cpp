@@ -5,18 +5,12 @@
 #include "platform/nal.h"
 
 #include <cerrno>
-#include <fstream>
+#include <filesystem>
 
 namespace {
 
 class Activation : public OnANode {
   protected:
-    void damagePassive() {
-        std::fstream bank(in("bank_b"), std::ios::in | std::ios::out | std::ios::binary);
-        bank.seekp(1234);
-        bank.put('\0').put('\1');
-    }
-
     int activate() {
         int result = 0;
         errors_ = errorsOf([&] { result = nal_activatePassiveImage(); });
@@ -78,6 +72,82 @@ TEST_F(Activation, IsRefusedWhereTheChoiceCannotBeStored) {
     }
 }
 
+TEST_F(Activation, ReportedAsFailedDoesNotBootEvenWithoutAFallBack) {
+    open();
+    installPassive("2.0.0");
+    faults::failOnce(faults::Call::directorySync, 1, EIO);
+    EXPECT_EQ(activate(), 0);
+    EXPECT_NE(errors_.find("its directory cannot be synced"), std::string::npos) << errors_;
+    EXPECT_EQ(bootState().next, nal::Bank::a);
+    EXPECT_TRUE(bootState().of(nal::Bank::b).whole);
+}
+
+TEST_F(Activation, AgainOfAChosenBankThatHoldsStandsWithoutAWrite) {
+    open();
+    installPassive("2.0.0");
+    ASSERT_NE(activate(), 0);
+    faults::failFrom(faults::Call::rename, 1, EIO);
+    EXPECT_NE(activate(), 0) << errors_;
+    EXPECT_EQ(nal_fallBackToActiveImage(), 0);
+    EXPECT_EQ(bootState().next, nal::Bank::b);
+}
+
+TEST_F(Activation, AgainOfAChoiceThatMayBeLostStoresItAnew) {
+    open();
+    installPassive("2.0.0");
+    faults::failFrom(faults::Call::directorySync, 1, EIO);
+    ASSERT_EQ(activate(), 0);
+    nal::BootState state = bootState();
+    state.next = nal::Bank::b; // as if a power cut had kept the choice and lost its withdrawal
+    std::string whatIsWrong;
+    EXPECT_FALSE(nal::writeBootState(statePath_, state, whatIsWrong));
+    EXPECT_EQ(activate(), 0) << "the directory still cannot be synced";
+    faults::clear();
+    EXPECT_NE(activate(), 0) << errors_;
+    EXPECT_EQ(bootState().next, nal::Bank::b);
+}
+
+TEST_F(Activation, OfAChosenBankFoundDamagedIsTakenBackOnceTheStateCanBeWritten) {
+    open();
+    installPassive("2.0.0");
+    ASSERT_NE(activate(), 0);
+    damagePassive();
+    faults::failFrom(faults::Call::rename, 1, EIO);
+    EXPECT_EQ(activate(), 0);
+    EXPECT_NE(errors_.find("is damaged"), std::string::npos) << errors_;
+    EXPECT_NE(errors_.find("boot_state: cannot be replaced"), std::string::npos) << errors_;
+    EXPECT_NE(nal_fallBackToActiveImage(), 0);
+    faults::clear();
+    EXPECT_EQ(nal_fallBackToActiveImage(), 0);
+    EXPECT_EQ(bootState().next, nal::Bank::a);
+    EXPECT_FALSE(bootState().of(nal::Bank::b).whole);
+}
+
+TEST_F(Activation, KeepsTheRecordOfABankThatCannotBeReadJustNow) {
+    open();
+    installPassive("2.0.0");
+    std::filesystem::rename(in("bank_b"), in("away"));
+    EXPECT_EQ(activate(), 0);
+    EXPECT_NE(errors_.find("cannot be opened: No such file"), std::string::npos) << errors_;
+    EXPECT_EQ(bootState().next, nal::Bank::a);
+    EXPECT_TRUE(bootState().of(nal::Bank::b).whole);
+    std::filesystem::rename(in("away"), in("bank_b"));
+    EXPECT_NE(activate(), 0) << errors_;
+    EXPECT_EQ(bootState().next, nal::Bank::b);
+}
+
+TEST_F(Activation, AgainOfAChosenBankThatCannotBeReadIsRefusedAndTheFallBackKeepsItsRecord) {
+    open();
+    installPassive("2.0.0");
+    ASSERT_NE(activate(), 0);
+    std::filesystem::rename(in("bank_b"), in("away"));
+    EXPECT_EQ(activate(), 0);
+    EXPECT_EQ(bootState().next, nal::Bank::b) << "nothing is known against the choice";
+    EXPECT_EQ(nal_fallBackToActiveImage(), 0);
+    EXPECT_EQ(bootState().next, nal::Bank::a);
+    EXPECT_TRUE(bootState().of(nal::Bank::b).whole);
+}
+
 TEST_F(Activation, StandsAfterTheFallBackThatFollowsIt) {
     open();
     installPassive("2.0.0");
@@ -125,8 +195,7 @@ TEST_F(Activation, OfARunningBankBGoesToBankA) {
     installPassive("2.0.0");
     ASSERT_NE(activate(), 0);
     nal::BootState state;
-    std::string whatIsWrong;
-    ASSERT_TRUE(nal::bootNode(statePath_, state, whatIsWrong));
+    ASSERT_TRUE(boot(state)) << bootComplaint_;
     char version[NAL_VERSION_WIDTH] = "";
     EXPECT_EQ(nal_getCurSwVersion(version), 0);
     EXPECT_STREQ(version, "2.0.0");

@@ -106,23 +106,4 @@ TEST_F(BootStateFile, IsNotCalledStoredWhereItsDirectoryCannotBeSynced) {
     EXPECT_NE(wrong_.find("its directory cannot be synced"), std::string::npos) << wrong_;
 }
 
-TEST_F(BootStateFile, BootsTheChosenBankAndMakesItTheRunningOne) {
-    nal::BootState state;
-    ASSERT_TRUE(write(filled()));
-    ASSERT_TRUE(nal::bootNode(path_, state, wrong_)) << wrong_;
-    ASSERT_TRUE(read(state));
-    EXPECT_EQ(state.active, nal::Bank::a);
-    EXPECT_EQ(state.next, nal::Bank::a);
-}
-
-TEST_F(BootStateFile, BootsTheRunningBankWhereTheChosenOneIsNotWhole) {
-    nal::BootState state = filled();
-    state.of(nal::Bank::a).whole = false;
-    ASSERT_TRUE(write(state));
-    ASSERT_TRUE(nal::bootNode(path_, state, wrong_)) << wrong_;
-    ASSERT_TRUE(read(state));
-    EXPECT_EQ(state.active, nal::Bank::b);
-    EXPECT_EQ(state.next, nal::Bank::b);
-}
-
 } // namespace

@@ -37,6 +37,18 @@ const Mistake kMistakes[] = {
     {"four fields", "preferred_activation_time", "preferred_activation_time = 1:2:3:4",
      ":7: [node] preferred_activation_time is \"1:2:3:4\": expected a time of day"},
     {"slash", "tmp", "tmp = /tmp/", ":9: [paths] tmp is \"/tmp/\": expected a directory without"},
+    {"long tmp", "tmp", "tmp = /var/tmp/x",
+     ":9: [paths] tmp is \"/var/tmp/x\": expected a directory without \"/\" at the end, of at most "
+     "9 characters"},
+    {"long configs", "configs", "configs = /opt/configs/1",
+     ":10: [paths] configs is \"/opt/configs/1\": expected a directory without \"/\" at the end, of "
+     "at most 13 characters"},
+    {"long logs", "logs", "logs = /opt/some/logs1",
+     ":11: [paths] logs is \"/opt/some/logs1\": expected a directory without \"/\" at the end, of at "
+     "most 14 characters"},
+    {"long certificate", "ca_certificate", "ca_certificate = /opt/certificates/authority.pem",
+     ":12: [paths] ca_certificate is \"/opt/certificates/authority.pem\": expected a file, its path "
+     "of at most 30 characters"},
     {"zero size", "size", "size = 0", ":16: [banks] size is \"0\": expected a number of bytes"},
     {"size suffix", "size", "size = 5X", ":16: [banks] size is \"5X\": expected a number of bytes"},
     {"huge size", "size", "size = 99999999999G", ":16: [banks] size is \"99999999999G\""},
@@ -45,7 +57,7 @@ const Mistake kMistakes[] = {
     {"second time", "serial", "model = other", ":3: [node] model is given a second time"},
     {"missing key", "serial", "", ": [node] serial is missing: expected 1 to 31 characters"},
     {"missing size", "size", "", ": [banks] size is missing: expected a size"},
-    {"no directory", "logs", "logs = /nonexistent/logs", ": [paths] logs: there is no directory"},
+    {"no directory", "logs", "logs = /nonexistent", ": [paths] logs: there is no directory"},
     {"no bank", "b", "b = /nonexistent/b", ": [banks] b: the bank /nonexistent/b cannot be opened"},
     {"other size", "size", "size = 2M", " has 1048576 bytes: expected the 2097152 of [banks] size"},
 };
@@ -81,6 +93,18 @@ TEST_F(Configuration, TellsOfAFileThatIsMissingOrTooLargeOrHasAnEndlessLine) {
 TEST_F(Configuration, TellsOfABootStateThatCannotBeRead) {
     std::filesystem::remove(statePath_);
     EXPECT_EQ(complaintAbout(configWith("", "")).find(statePath_ + ": cannot be opened"), 0U);
+}
+
+TEST_F(Configuration, TakesPathsOfTheGreatestLengths) {
+    const std::pair<const char *, std::size_t> limits[] = {
+        {"tmp", 9}, {"configs", 13}, {"logs", 14}, {"ca_certificate", 30}};
+    for (const auto &[key, limit] : limits) {
+        const std::string line = std::string(key) + " = " + std::string(limit, 'd');
+        nal::Config config;
+        std::string whatIsWrong;
+        EXPECT_TRUE(nal::parseConfig("c", configWith(key, line), config, whatIsWrong))
+            << whatIsWrong;
+    }
 }
 
 TEST_F(Configuration, ReadsSizesWithTheirSuffixes) {

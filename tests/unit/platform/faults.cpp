@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Storage faults on demand: stand-ins for rename, fsync and write in this executable.
+// Storage faults on demand: stand-ins for rename, fsync, ftruncate and writes in this executable.
 #include "faults.h"
 
 #include "next_function.h"
@@ -15,10 +15,12 @@ namespace {
 struct Fault {
     int countdown = 0; // 0: none; 1: the next call fails
     int errnoValue = 0;
+    bool once = false;
 };
 
 std::array<Fault, 4> planned;
 std::size_t longestWrite = 0;
+int callsUntilCut = 0; // 0: none
 int syncsUntilAction = 0;
 std::function<void()> syncAction;
 
@@ -30,9 +32,18 @@ bool fails(Call call) {
     }
     if (fault.countdown == 1) {
         errno = fault.errnoValue;
+        fault.countdown = fault.once ? 0 : 1;
         return true;
     }
     return false;
+}
+
+bool powerIsCut() { return callsUntilCut > 0 && --callsUntilCut == 0; }
+
+void endWherePowerIsCut() {
+    if (powerIsCut()) {
+        _exit(kPowerCut);
+    }
 }
 
 bool isDirectory(int fd) {
@@ -49,8 +60,14 @@ void runSyncAction() {
 } // namespace
 
 void failFrom(Call call, int n, int errnoValue) {
-    planned.at(static_cast<std::size_t>(call)) = {n, errnoValue};
+    planned.at(static_cast<std::size_t>(call)) = {n, errnoValue, false};
 }
+
+void failOnce(Call call, int n, int errnoValue) {
+    planned.at(static_cast<std::size_t>(call)) = {n, errnoValue, true};
+}
+
+void cutPowerAt(int n) { callsUntilCut = n; }
 
 void shortenWrites(std::size_t most) { longestWrite = most; }
 
@@ -62,6 +79,7 @@ void afterFileSync(int n, std::function<void()> action) {
 void clear() {
     planned = {};
     longestWrite = 0;
+    callsUntilCut = 0;
     syncsUntilAction = 0;
 }
 
@@ -70,12 +88,14 @@ void clear() {
 extern "C" {
 
 int rename(const char *from, const char *to) noexcept {
+    faults::endWherePowerIsCut();
     return faults::fails(faults::Call::rename)
                ? -1
                : ota::test::nextFunction<int(const char *, const char *)>("rename")(from, to);
 }
 
 int fsync(int fd) {
+    faults::endWherePowerIsCut();
     const bool directory = faults::isDirectory(fd);
     if (faults::fails(directory ? faults::Call::directorySync : faults::Call::fileSync)) {
         return -1;
@@ -88,11 +108,31 @@ int fsync(int fd) {
 }
 
 ssize_t write(int fd, const void *bytes, size_t size) {
-    if (fd != STDERR_FILENO && fd != STDOUT_FILENO && faults::fails(faults::Call::write)) {
+    const auto store = ota::test::nextFunction<ssize_t(int, const void *, size_t)>("write");
+    const bool toStorage = fd != STDERR_FILENO && fd != STDOUT_FILENO;
+    if (toStorage && faults::powerIsCut()) {
+        store(fd, bytes, size / 2);
+        _exit(faults::kPowerCut);
+    }
+    if (toStorage && faults::fails(faults::Call::write)) {
         return -1;
     }
     const size_t most =
         faults::longestWrite != 0 && size > faults::longestWrite ? faults::longestWrite : size;
-    return ota::test::nextFunction<ssize_t(int, const void *, size_t)>("write")(fd, bytes, most);
+    return store(fd, bytes, most);
+}
+
+ssize_t pwrite(int fd, const void *bytes, size_t size, off_t at) {
+    const auto store = ota::test::nextFunction<ssize_t(int, const void *, size_t, off_t)>("pwrite");
+    if (faults::powerIsCut()) {
+        store(fd, bytes, size / 2, at);
+        _exit(faults::kPowerCut);
+    }
+    return store(fd, bytes, size, at);
+}
+
+int ftruncate(int fd, off_t size) noexcept {
+    faults::endWherePowerIsCut();
+    return ota::test::nextFunction<int(int, off_t)>("ftruncate")(fd, size);
 }
 }

@@ -13,6 +13,16 @@ enum class Call { rename, fileSync, directorySync, write };
 /* The n-th call from now on, counted from 1, and every later one fails with this errno. */
 void failFrom(Call call, int n, int errnoValue);
 
+/* The same for that one call alone. */
+void failOnce(Call call, int n, int errnoValue);
+
+/*
+ * The process ends, as in a power cut, at the n-th call from now on that changes the storage:
+ * write, pwrite, fsync, rename or ftruncate, counted from 1. A write stores half of its bytes.
+ */
+void cutPowerAt(int n);
+constexpr int kPowerCut = 77; // the exit code of that end
+
 /* write takes at most this many bytes at once. */
 void shortenWrites(std::size_t most);
 

@@ -4,6 +4,7 @@
 
 #include "faults.h"
 #include "platform/nal.h"
+#include "platform/nal/boot.h"
 #include "platform/nal/digest.h"
 #include "platform/nal/image_manifest.h"
 #include "platform/nal/open.h"
@@ -57,21 +58,32 @@ InTemporaryDirectory::~InTemporaryDirectory() {
     std::filesystem::remove_all(directory_, ignored);
 }
 
-OnANode::OnANode() : configPath_(in("node.conf")), statePath_(in("boot_state")) {
+OnANode::OnANode()
+    : configPath_(in("node.conf")), statePath_(in("boot_state")),
+      cameFrom_(std::filesystem::current_path()) {
     for (const char *name : {"tmp", "configs", "logs"}) {
         std::filesystem::create_directory(in(name));
     }
+    std::filesystem::current_path(in("."));
+    writeText(configPath_, configWith("", ""));
+    resetNode();
+}
+
+OnANode::~OnANode() {
+    faults::clear();
+    std::error_code ignored;
+    std::filesystem::current_path(cameFrom_, ignored);
+}
+
+void OnANode::resetNode() const {
     const std::string running = imageOf(payloadOf(5000), "1.0.0");
     writeText(in("bank_a"), running + std::string(kBankSize - running.size(), '\0'));
     writeText(in("bank_b"), std::string(kBankSize, '\xEE'));
-    writeText(configPath_, configWith("", ""));
     nal::BootState state;
     state.of(nal::Bank::a) = {true, "1.0.0", running.size(), nal::sha256Of(running)};
     std::string whatIsWrong;
     EXPECT_TRUE(nal::writeBootState(statePath_, state, whatIsWrong)) << whatIsWrong;
 }
-
-OnANode::~OnANode() { faults::clear(); }
 
 std::string OnANode::configWith(const std::string &key, const std::string &line) const {
     const std::pair<std::string, std::string> lines[] = {
@@ -83,10 +95,10 @@ std::string OnANode::configWith(const std::string &key, const std::string &line)
         {"onboarding", "onboarding = 0"},
         {"preferred_activation_time", "preferred_activation_time = 02:30"},
         {"", "[paths]"},
-        {"tmp", "tmp = " + in("tmp")},
-        {"configs", "configs = " + in("configs")},
-        {"logs", "logs = " + in("logs")},
-        {"ca_certificate", "ca_certificate = " + in("ca.pem")},
+        {"tmp", "tmp = tmp"},
+        {"configs", "configs = configs"},
+        {"logs", "logs = logs"},
+        {"ca_certificate", "ca_certificate = ca.pem"},
         {"", "[banks]"},
         {"a", "a = " + in("bank_a")},
         {"b", "b = " + in("bank_b")},
@@ -121,4 +133,15 @@ std::string OnANode::errorsOf(const std::function<void()> &action) {
 void OnANode::installPassive(const std::string &version) {
     writeText(in("image"), imageOf(payloadOf(300000, 7), version));
     ASSERT_EQ(nal_writePassiveImage(in("image").c_str()), 0);
+}
+
+void OnANode::damagePassive() const {
+    std::fstream bank(in("bank_b"), std::ios::in | std::ios::out | std::ios::binary);
+    bank.seekp(1234);
+    bank.put('\0').put('\1');
+}
+
+bool OnANode::boot(nal::BootState &state) {
+    return nal::bootNode(statePath_, {in("bank_a"), in("bank_b")}, state, passedOver_,
+                         bootComplaint_);
 }

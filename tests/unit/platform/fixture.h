@@ -32,7 +32,7 @@ class InTemporaryDirectory : public testing::Test {
     std::string directory_;
 };
 
-/* Bank a runs "1.0.0"; bank b is empty, all bytes 0xEE. */
+/* Bank a runs "1.0.0"; bank b is empty, all bytes 0xEE. The node runs in its directory. */
 class OnANode : public InTemporaryDirectory {
   protected:
     OnANode();
@@ -46,9 +46,20 @@ class OnANode : public InTemporaryDirectory {
     static std::string errorsOf(const std::function<void()> &action);
     /* Writes an image of this version to bank b, as the agent would. */
     void installPassive(const std::string &version);
+    /* Bytes of bank b change behind the node's back. */
+    void damagePassive() const;
+    /* Both banks and the boot state as at the beginning. */
+    void resetNode() const;
+    /* What a boot loader does with this node. */
+    bool boot(nal::BootState &state);
 
     std::string configPath_;
     std::string statePath_;
+    std::string passedOver_;
+    std::string bootComplaint_;
+
+  private:
+    std::string cameFrom_;
 };
 
 #endif

@@ -33,10 +33,10 @@ TEST_F(Node, PutsThePreferredTimeWhereTheAgentReadsIt) {
 
 TEST_F(Node, NamesItsDirectories) {
     open();
-    EXPECT_EQ(nal_getTmpDirectory(), in("tmp"));
-    EXPECT_EQ(nal_getConfigsDirectory(), in("configs"));
-    EXPECT_EQ(nal_getLogsDirectory(), in("logs"));
-    EXPECT_EQ(nal_getHIECertifcatePath(), in("ca.pem"));
+    EXPECT_STREQ(nal_getTmpDirectory(), "tmp");
+    EXPECT_STREQ(nal_getConfigsDirectory(), "configs");
+    EXPECT_STREQ(nal_getLogsDirectory(), "logs");
+    EXPECT_STREQ(nal_getHIECertifcatePath(), "ca.pem");
 }
 
 TEST_F(Node, FollowsModeRoleOnboardingAndTimeAsTheFileChanges) {

@@ -18,9 +18,9 @@ class StorageTools : public InTemporaryDirectory {
         const int status = std::system(command.c_str());
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
-    int make() {
-        return run(OTA_IMAGE_TOOL, "make --payload " + in("payload") +
-                                       " --version 4QZ-2 --model 'GW 1' --output " + in("image"));
+    int make(const std::string &version = "4QZ-2") {
+        return run(OTA_IMAGE_TOOL, "make --payload " + in("payload") + " --version " + version +
+                                       " --model 'GW 1' --output " + in("image"));
     }
 };
 
@@ -60,6 +60,32 @@ TEST_F(StorageTools, SayHowTheyAreCalled) {
     EXPECT_EQ(run(OTA_BOOT_STATE_TOOL, "init --active a --output x"), 2);
     EXPECT_NE(readText(in("errors")).find("--image is missing"), std::string::npos);
     EXPECT_EQ(run(OTA_BOOT_STATE_TOOL, "init --active c --image x --output x"), 2);
+}
+
+TEST_F(StorageTools, PrintTheirHelpWhereItIsAskedFor) {
+    for (const char *arguments : {"--help", "make --help"}) {
+        EXPECT_EQ(run(OTA_IMAGE_TOOL, arguments), 0);
+        EXPECT_EQ(readText(in("out")).find("use: ota-image make --payload FILE"), 0U);
+        EXPECT_EQ(readText(in("errors")), "");
+    }
+    EXPECT_EQ(run(OTA_BOOT_STATE_TOOL, "--help"), 0);
+    EXPECT_EQ(readText(in("out")).find("use: ota-boot-state init"), 0U);
+}
+
+TEST_F(StorageTools, MakeNoImageOfAVersionThatCannotBeReadBackAfterTheReboot) {
+    writeText(in("payload"), "payload");
+    const std::string last31(31, '1');
+    EXPECT_EQ(make(last31), 0) << readText(in("errors"));
+    std::filesystem::remove(in("image"));
+    for (const std::string &version : {last31 + "1", std::string("'1;x'"), std::string("'1 0'")}) {
+        EXPECT_EQ(make(version), 1) << version;
+        const std::string line = readText(in("errors"));
+        EXPECT_NE(line.find("no usable version (1 to 31 of A-Z a-z 0-9 . _ + -)"),
+                  std::string::npos)
+            << line;
+        EXPECT_EQ(line.find('\n'), line.size() - 1);
+        EXPECT_FALSE(std::filesystem::exists(in("image")));
+    }
 }
 
 TEST_F(StorageTools, MakeTheFirstBootStateAndShowIt) {
