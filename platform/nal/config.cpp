@@ -46,6 +46,14 @@ bool takePath(const std::string &value, std::string &destination,
     return !value.empty() && value.size() <= limit && (value == "/" || value.back() != '/');
 }
 
+// The agent puts these into shell commands as they are.
+bool takeDirectory(const std::string &value, std::string &destination, std::size_t limit) {
+    constexpr std::string_view kPlain =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789./_+-";
+    return value.find_first_not_of(kPlain) == std::string::npos &&
+           takePath(value, destination, limit);
+}
+
 bool takeNumber(std::string_view text, std::uint64_t &number) {
     const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
     return !text.empty() && parsed.ec == std::errc() && parsed.ptr == text.data() + text.size();
@@ -114,17 +122,23 @@ const Row kRows[] = {
          config.preferredActivationTime = value;
          return isTimeOfDay(value);
      }},
-    {"paths", "tmp", "a directory without \"/\" at the end, of at most 9 characters", true,
+    {"paths", "tmp",
+     "a directory without \"/\" at the end, of at most 9 characters from A-Z a-z 0-9 . / _ + -",
+     true,
      [](const std::string &value, Config &config) {
-         return takePath(value, config.tmpDirectory, kMaxTmp);
+         return takeDirectory(value, config.tmpDirectory, kMaxTmp);
      }},
-    {"paths", "configs", "a directory without \"/\" at the end, of at most 13 characters", true,
+    {"paths", "configs",
+     "a directory without \"/\" at the end, of at most 13 characters from A-Z a-z 0-9 . / _ + -",
+     true,
      [](const std::string &value, Config &config) {
-         return takePath(value, config.configsDirectory, kMaxConfigs);
+         return takeDirectory(value, config.configsDirectory, kMaxConfigs);
      }},
-    {"paths", "logs", "a directory without \"/\" at the end, of at most 14 characters", true,
+    {"paths", "logs",
+     "a directory without \"/\" at the end, of at most 14 characters from A-Z a-z 0-9 . / _ + -",
+     true,
      [](const std::string &value, Config &config) {
-         return takePath(value, config.logsDirectory, kMaxLogs);
+         return takeDirectory(value, config.logsDirectory, kMaxLogs);
      }},
     {"paths", "ca_certificate", "a file, its path of at most 30 characters", true,
      [](const std::string &value, Config &config) {

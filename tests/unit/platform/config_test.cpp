@@ -37,6 +37,9 @@ const Mistake kMistakes[] = {
     {"four fields", "preferred_activation_time", "preferred_activation_time = 1:2:3:4",
      ":7: [node] preferred_activation_time is \"1:2:3:4\": expected a time of day"},
     {"slash", "tmp", "tmp = /tmp/", ":9: [paths] tmp is \"/tmp/\": expected a directory without"},
+    {"blank in tmp", "tmp", "tmp = /t m", ":9: [paths] tmp is \"/t m\": expected a directory"},
+    {"shell in logs", "logs", "logs = /l$(x)",
+     ":11: [paths] logs is \"/l$(x)\": expected a directory"},
     {"long tmp", "tmp", "tmp = /var/tmp/x",
      ":9: [paths] tmp is \"/var/tmp/x\": expected a directory without \"/\" at the end, of at most "
      "9 characters"},
