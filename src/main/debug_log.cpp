@@ -60,7 +60,9 @@ int otaDebugLog(const char *format, ...) {
 }
 
 void ota::debugLine(const char *function, int line, const char *body, ...) {
-    char format[256]{}; // the prefix carries no conversion, the body brings its own
+    // The prefix carries no conversion, the body brings its own; no function's name has 40
+    // characters.
+    char format[kLongestBody + 56]{};
     formatCut(format, sizeof format, "%s():%d: %s", function, line, body);
     va_list arguments;
     va_start(arguments, body);

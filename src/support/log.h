@@ -7,8 +7,9 @@
 
 namespace ota {
 
-// One entry of the debug log as the agent's own operations write it. `body` is at most 200
-// characters long; its arguments may be of any length.
+// One entry of the debug log as the agent's own operations write it. The body is bounded, its
+// arguments are not.
+inline constexpr size_t kLongestBody = 200;
 [[gnu::format(printf, 3, 4)]] void debugLine(const char *function, int line, const char *body, ...);
 
 } // namespace ota
@@ -24,7 +25,10 @@ namespace ota {
            __LINE__ __VA_OPT__(, ) __VA_ARGS__)
 // Debug log only: "function():line: " and the body.
 #define OTA_TRACE_OF(operation, body, ...)                                                         \
-    ota::debugLine(operation, __LINE__, body __VA_OPT__(, ) __VA_ARGS__)
+    do {                                                                                           \
+        static_assert(sizeof(body) <= ota::kLongestBody);                                          \
+        ota::debugLine(operation, __LINE__, body __VA_OPT__(, ) __VA_ARGS__);                      \
+    } while (false)
 
 // Platform logger only.
 #define OTA_PLATFORM_NOTICE_OF(operation, body, ...)                                               \
