@@ -89,6 +89,24 @@ class FrontDoor(unittest.TestCase):
         self.assertEqual(answer.returncode, 1)
         self.assertIn("not a Debian system", answer.stderr)
 
+    def run_on(self, ctest):
+        self.tool("dpkg-query", "echo installed")
+        self.tool("cmake", "exit 0")
+        self.tool("ctest", ctest)
+        return self.dev("test")
+
+    def test_a_failed_test_fails_the_command_and_is_shown(self):
+        self.assertEqual(self.run_on("exit 0").returncode, 0)
+        answer = self.run_on("echo ' 1/2 Test #1: a .... Passed'; echo '2/2 Test #2: b ***Failed'; exit 8")
+        self.assertEqual(answer.returncode, 1)
+        self.assertIn("b ***Failed", answer.stdout)
+        self.assertNotIn("Passed", answer.stdout)
+        self.assertRegex(answer.stderr, r"tests failed; the whole log is /\S+")
+
+    def test_a_test_run_that_was_killed_is_no_success(self):
+        self.assertEqual(self.run_on("exit 0").returncode, 0)
+        self.assertNotEqual(self.run_on("kill -9 $PPID").returncode, 0)
+
     def test_a_folder_that_cannot_be_written_is_one_line(self):
         self.tool("dpkg-query", "echo installed")
         self.tool("mkdir", "echo 'cannot create' >&2; exit 1")
