@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: MIT
+// The lock on the door: which new-image descriptors may reach the agent.
+#include "host/guard/offer.h"
+
+#include "host/guard/canonical.h"
+#include "host/guard/mac.h"
+#include "host/guard/strict_json.h"
+#include "host/guard/url.h"
+#include "host/guard/version.h"
+#include "otaSwAgent/records.h"
+
+#include <array>
+#include <utility>
+
+namespace host::guard {
+namespace {
+
+constexpr const char *kModel = "model";
+constexpr const char *kVersion = "nxtMSVersion";
+constexpr const char *kUrl = "fileServerURL";
+constexpr const char *kChecksum = "checksum";
+constexpr const char *kMac = "mac";
+constexpr const char *kPolicy = "policy";
+
+struct TextField {
+    const char *key;
+    std::size_t width;
+    std::string Offer::*value;
+};
+
+// In the record's order; the policy follows.
+constexpr std::array kTexts = {
+    TextField{kModel, OTA_MODEL_WIDTH, &Offer::model},
+    TextField{kVersion, OTA_VERSION_WIDTH, &Offer::version},
+    TextField{kUrl, OTA_URL_WIDTH, &Offer::url},
+    TextField{kChecksum, OTA_CHECKSUM_WIDTH, &Offer::checksum},
+    TextField{kMac, OTA_MAC_WIDTH, &Offer::mac},
+};
+
+constexpr int kHighestPolicy = 3;
+constexpr int kHighestOffload = 255;
+constexpr std::size_t kChecksumDigits = 32;
+
+std::optional<Refusal> readKeys(const StrictObject &object, Offer &offer) {
+    for (const TextField &field : kTexts) {
+        if (auto refusal = object.takeText(field.key, field.width, offer.*field.value)) {
+            return refusal;
+        }
+    }
+    return object.takeWholeNumber(kPolicy, offer.policy);
+}
+
+std::optional<Refusal> checkVersion(const std::string &version, std::size_t longest,
+                                    const std::string &lowest) {
+    if (!hasVersionCharacters(version)) {
+        return Refusal{Outcome::versionMalformed, kVersion,
+                       spelled(version) + " is not 1 to 63 characters of A-Z a-z 0-9 . _ + -"};
+    }
+    if (!version.starts_with(kVersionPrefix)) {
+        return Refusal{Outcome::versionWrongPrefix, kVersion,
+                       spelled(version) + " does not begin with " + std::string(kVersionPrefix)};
+    }
+    if (version.size() > longest) {
+        return Refusal{Outcome::versionTooLong, kVersion,
+                       spelled(version) + " has " + std::to_string(version.size()) +
+                           " characters, this node takes at most " + std::to_string(longest)};
+    }
+    if (!lowest.empty() && compareVersions(version, lowest) < 0) {
+        return Refusal{Outcome::versionBelowFloor, kVersion,
+                       spelled(version) + " is under the configured lowest version " + lowest};
+    }
+    return std::nullopt;
+}
+
+std::optional<Refusal> checkTarget(const Offer &offer, const NodeIdentity &node) {
+    if (offer.model != node.model) {
+        return Refusal{Outcome::wrongModel, kModel,
+                       spelled(offer.model) + " is not this node's model " + spelled(node.model)};
+    }
+    return checkMac(kMac, offer.mac, node.mac);
+}
+
+std::optional<Refusal> checkChecksum(const std::string &checksum) {
+    if (checksum.size() != kChecksumDigits ||
+        checksum.find_first_not_of("0123456789abcdef") != std::string::npos) {
+        return Refusal{Outcome::checksumMalformed, kChecksum,
+                       spelled(checksum) + " is not 32 lower-case hexadecimal digits"};
+    }
+    return std::nullopt;
+}
+
+std::optional<Refusal> checkPolicy(int policy) {
+    if (policy < 0 || policy > kHighestPolicy) {
+        return Refusal{Outcome::policyOutOfRange, kPolicy, "is not 0, 1, 2 or 3"};
+    }
+    return std::nullopt;
+}
+
+std::optional<Refusal> checkValues(const Offer &offer, const NodeIdentity &node,
+                                   const Rules &rules) {
+    auto refusal = checkVersion(offer.version, node.longestVersion, rules.lowestVersion);
+    if (!refusal) {
+        refusal = checkTarget(offer, node);
+    }
+    if (!refusal) {
+        refusal = checkChecksum(offer.checksum);
+    }
+    if (!refusal) {
+        refusal = checkUrl(kUrl, offer.url, rules.allowPlainHttp);
+    }
+    if (!refusal) {
+        refusal = checkPolicy(offer.policy);
+    }
+    return refusal;
+}
+
+} // namespace
+
+std::optional<Refusal> checkOffer(std::string_view text, const NodeIdentity &node,
+                                  const Rules &rules, Offer &offer) {
+    StrictObject object;
+    if (auto refusal = object.read(text, "descriptor")) {
+        return refusal;
+    }
+    Offer checked;
+    if (auto refusal = readKeys(object, checked)) {
+        return refusal;
+    }
+    if (auto refusal = checkValues(checked, node, rules)) {
+        return refusal;
+    }
+    CanonicalObject canonical;
+    for (const TextField &field : kTexts) {
+        canonical.add(field.key, checked.*field.value);
+    }
+    canonical.add(kPolicy, checked.policy);
+    checked.descriptor = canonical.text();
+    offer = std::move(checked);
+    return std::nullopt;
+}
+
+std::optional<Refusal> checkFlags(const OfferFlags &flags) {
+    if (flags.offload < 0 || flags.offload > kHighestOffload) {
+        return Refusal{Outcome::flagOutOfRange, "OffloadDownloadActivate",
+                       std::to_string(flags.offload) + " is not a number from 0 to 255"};
+    }
+    return std::nullopt;
+}
+
+} // namespace host::guard

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+// The lock on the door: which new-image descriptors may reach the agent.
+#ifndef HOST_GUARD_OFFER_H
+#define HOST_GUARD_OFFER_H
+
+#include "host/guard/node_identity.h"
+#include "host/guard/refusal.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace host::guard {
+
+struct Rules {
+    bool allowPlainHttp = false;
+    std::string lowestVersion; // empty: no floor
+};
+
+struct Offer {
+    std::string descriptor; // canonical JSON: exactly the six keys, in the record's order
+    std::string model;
+    std::string version;
+    std::string url;
+    std::string checksum;
+    std::string mac;
+    int policy = 0; // 0 to 3
+};
+
+/*
+ * Checks a descriptor of any bytes and size. Nothing: the offer is filled, and the agent reads out
+ * of offer.descriptor what was checked, nothing else. A refusal: the offer is untouched. Touches
+ * nothing outside and keeps nothing; takes at most milliseconds.
+ */
+std::optional<Refusal> checkOffer(std::string_view text, const NodeIdentity &node,
+                                  const Rules &rules, Offer &offer);
+
+/* The three values that come with an offer, as wide as a caller can send them. */
+struct OfferFlags {
+    int offload = 0;           // 0 to 255; not 0: hand the image over to the gateway
+    int initialOnboarding = 0; // any number
+    int firstPolling = 0;      // any number
+};
+
+std::optional<Refusal> checkFlags(const OfferFlags &flags);
+
+} // namespace host::guard
+
+#endif

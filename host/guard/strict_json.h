@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+// One JSON object from outside, read without the liberties that parsers take.
+#ifndef HOST_GUARD_STRICT_JSON_H
+#define HOST_GUARD_STRICT_JSON_H
+
+#include "host/guard/refusal.h"
+#include "host/json.h"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace host::guard {
+
+/*
+ * The object is parsed by cJSON, as the agent does it, after the text has passed a strict reading:
+ * at most 64 KiB of valid UTF-8, no NUL in any spelling, JSON's grammar to the letter, nesting of
+ * at most 8, and nothing but blanks around the one object. Keys are case-sensitive; unknown ones
+ * are not looked at.
+ */
+class StrictObject {
+  public:
+    static constexpr std::size_t kMaxText = 64 * 1024;
+
+    /* Takes the text in. A refusal names `field`, and the object is empty. */
+    std::optional<Refusal> read(std::string_view text, const char *field);
+
+    /* True where the key stands there, once or more often. */
+    bool has(const char *key) const;
+
+    /*
+     * The value of a key that must stand there once: a text of at most width - 1 bytes, or a whole
+     * number spelled without fraction and exponent. A refusal leaves the value untouched. A whole
+     * number outside of int becomes the nearest int.
+     */
+    std::optional<Refusal> takeText(const char *key, std::size_t width, std::string &value) const;
+    std::optional<Refusal> takeWholeNumber(const char *key, int &value) const;
+
+  private:
+    // The only member of this key, or a refusal.
+    std::optional<Refusal> findOnly(const char *key, std::size_t &index, const cJSON *&item) const;
+
+    Json object_;
+    std::vector<std::string> spellings_; // of the members' values, in the object's order
+};
+
+} // namespace host::guard
+
+#endif

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+// Which file-server URLs the agent may be given.
+#include "host/guard/url.h"
+
+#include <algorithm>
+#include <curl/curl.h>
+#include <memory>
+#include <string_view>
+
+namespace host::guard {
+namespace {
+
+constexpr std::string_view kHttp = "http://";
+constexpr std::string_view kHttps = "https://";
+
+char lower(char byte) {
+    return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
+}
+
+bool beginsLike(std::string_view url, std::string_view scheme) {
+    return url.size() >= scheme.size() &&
+           std::equal(scheme.begin(), scheme.end(), url.begin(),
+                      [](char expected, char given) { return expected == lower(given); });
+}
+
+// No URL reaches a shell; what one would expand even inside quotes is kept away all the same.
+bool isPlain(char byte) {
+    constexpr std::string_view kExpanded = "\"'`$\\";
+    return byte > ' ' && byte <= '~' && kExpanded.find(byte) == std::string_view::npos;
+}
+
+// As libcurl will read it for the download. Empty: it can be read, else the reason.
+std::string whyNotReadable(const std::string &url) {
+    const std::unique_ptr<CURLU, void (*)(CURLU *)> handle(curl_url(), curl_url_cleanup);
+    const CURLUcode code = curl_url_set(handle.get(), CURLUPART_URL, url.c_str(), 0);
+    if (code != CURLUE_OK) {
+        return curl_url_strerror(code);
+    }
+    char *host = nullptr;
+    const CURLUcode hostCode = curl_url_get(handle.get(), CURLUPART_HOST, &host, 0);
+    const std::unique_ptr<char, void (*)(void *)> owner(host, curl_free);
+    return hostCode == CURLUE_OK && *host != '\0' ? std::string() : "no host part in the URL";
+}
+
+std::optional<Refusal> checkForm(const char *key, const std::string &url, bool isHttps) {
+    const auto odd = std::find_if_not(url.begin(), url.end(), isPlain);
+    if (odd != url.end()) {
+        return Refusal{Outcome::urlNotHttp, key,
+                       "has the character " + spelled({&*odd, 1}) +
+                           ", expected printable ASCII without blanks and \" ' ` $ \\"};
+    }
+    // libcurl would skip more slashes on its way to the host.
+    const std::size_t authority = (isHttps ? kHttps : kHttp).size();
+    const std::string reason =
+        url.compare(authority, 1, "/") == 0 ? "no host part in the URL" : whyNotReadable(url);
+    if (!reason.empty()) {
+        return Refusal{Outcome::urlNotHttp, key, spelled(url) + " cannot be read: " + reason};
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+std::optional<Refusal> checkUrl(const char *key, const std::string &url, bool allowPlainHttp) {
+    const bool isHttps = url.starts_with(kHttps);
+    if (!isHttps && !url.starts_with(kHttp)) {
+        // libcurl takes a scheme in any case, but the agent takes only lower-case https for https.
+        const bool looksLike = beginsLike(url, kHttps) || beginsLike(url, kHttp);
+        return Refusal{looksLike ? Outcome::urlAmbiguous : Outcome::urlNotHttp, key,
+                       spelled(url) + " does not begin with http:// or https://" +
+                           (looksLike ? " in lower case" : "")};
+    }
+    if (auto refusal = checkForm(key, url, isHttps)) {
+        return refusal;
+    }
+    if (!isHttps && url.find("https") != std::string::npos) {
+        return Refusal{Outcome::urlAmbiguous, key,
+                       spelled(url) + " is http but has https in it, which the agent looks for"};
+    }
+    if (!isHttps && !allowPlainHttp) {
+        return Refusal{Outcome::plainHttpForbidden, key,
+                       spelled(url) + " is plain http, which the configuration forbids"};
+    }
+    return std::nullopt;
+}
+
+} // namespace host::guard

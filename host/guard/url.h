@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+// Which file-server URLs the agent may be given.
+#ifndef HOST_GUARD_URL_H
+#define HOST_GUARD_URL_H
+
+#include "host/guard/refusal.h"
+
+#include <optional>
+#include <string>
+
+namespace host::guard {
+
+/* Nothing: the URL is http or https with a host, and the agent takes it for what it is. */
+std::optional<Refusal> checkUrl(const char *key, const std::string &url, bool allowPlainHttp);
+
+} // namespace host::guard
+
+#endif

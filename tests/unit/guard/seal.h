@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+// A process that can neither touch a file nor start another one.
+#pragma once
+
+namespace host::guard::test {
+
+/*
+ * From here on a call into the kernel that opens, makes, renames or removes a file, starts a
+ * process or makes a socket ends this process with SIGSYS. For the child of a death test.
+ */
+void sealProcess();
+
+} // namespace host::guard::test
