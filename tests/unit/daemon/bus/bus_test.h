@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+// The service on a private bus, with a daemon behind it that answers as the test says.
+#ifndef TESTS_DAEMON_BUS_BUS_TEST_H
+#define TESTS_DAEMON_BUS_BUS_TEST_H
+
+#include "client.h"
+#include "private_bus.h"
+
+#include "host/daemon/bus/bus_service.h"
+
+#include <functional>
+#include <gtest/gtest.h>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+class FakeDaemon : public otad::BusCalls {
+  public:
+    void offerImage(std::string descriptor, host::guard::OfferFlags flags, Answer answer) override;
+    void triggerMobileApp(int newswavailflag, Answer answer) override;
+    void setActivationTime(std::string record, Answer answer) override;
+    void cancel(std::uint64_t ticket, Answer answer) override;
+    void changeSetting(std::string name, std::string value, Answer answer) override;
+    std::vector<std::string> history(std::uint32_t count) override;
+    std::vector<std::pair<std::string, std::string>> explain() override;
+    const otad::NodeStatus &status() override { return node; }
+
+    std::vector<std::string> calls;
+    // With it a call is answered at once, without it the answer waits in `pending`.
+    std::uint64_t ticket = 0;
+    std::optional<host::guard::Refusal> refusal;
+    std::vector<Answer> pending;
+    otad::NodeStatus node;
+
+  private:
+    void take(const std::string &call, Answer answer);
+};
+
+class BusTest : public testing::Test {
+  protected:
+    BusTest();
+
+    // Turns the loop until the condition holds; false: it did not within ten seconds.
+    bool comesTrue(const std::function<bool()> &condition);
+    bool arrives(const ReplyRef &reply);
+    // The service as it stands on the bus, and a client that hears it.
+    void startService();
+    std::unique_ptr<otad::BusService> newService(const std::string &address);
+    // What the client has heard up to now, as "member content".
+    std::vector<std::string> heard();
+    // The reply's content, or "error name: message".
+    std::string resultOf(const ReplyRef &reply);
+
+    otad::EventLoop loop_;
+    FakeDaemon daemon_;
+    PrivateBus bus_;
+    std::unique_ptr<otad::BusService> service_;
+    std::unique_ptr<Client> client_;
+    std::vector<std::string> events_; // of all services
+};
+
+#endif
