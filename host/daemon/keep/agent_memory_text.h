@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+// The agent's memory as the host snapshots it: the few values that a start looks at or mends.
+#ifndef HOST_DAEMON_KEEP_AGENT_MEMORY_TEXT_H
+#define HOST_DAEMON_KEEP_AGENT_MEMORY_TEXT_H
+
+#include "host/json.h"
+
+#include <string>
+#include <string_view>
+
+namespace otad {
+
+class AgentMemoryText {
+  public:
+    static constexpr const char *kWindowOpen = "g_dwldStartTimer";
+    static constexpr const char *kRetryPending = "g_dwldRetryTimer";
+    static constexpr const char *kTriggerTooLate = "g_mobileTriggerExpire";
+    static constexpr const char *kDeferred = "g_ISDeferedUpgrade";
+    /* 0 while the half hour before a swap runs; else the reboot timer is for a time of day. */
+    static constexpr const char *kNoWindowBeforeSwap =
+        "g_firstTimeObardingWindowGivenPSNWBuildSame";
+    static constexpr const char *kRebootScheduled = "reboot_flag";
+
+    /* A text that is no JSON object counts as empty. */
+    explicit AgentMemoryText(std::string_view text);
+
+    bool empty() const { return !object_; }
+    int number(const char *key, int otherwise) const;
+    /* Only a number that is there is changed. */
+    void setNumber(const char *key, int value);
+    /*
+     * An image that already waits is activated at swActTime.actTime alone: where that is empty, it
+     * becomes the agent's reboot time, or the preferred one.
+     */
+    void fillActivationTime(const std::string &preferredTime);
+
+    /* Empty where the memory is. */
+    std::string print() const;
+
+  private:
+    host::Json object_;
+};
+
+} // namespace otad
+
+#endif

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+// Why nothing happens now and what will happen when, in sentences for operators.
+#ifndef HOST_DAEMON_KEEP_EXPLAIN_H
+#define HOST_DAEMON_KEEP_EXPLAIN_H
+
+#include "host/daemon/bus/node_status.h"
+#include "host/daemon/keep/ledger.h"
+
+#include <ctime>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace otad {
+
+/* What status and ledger do not tell. */
+struct ExplainFacts {
+    std::time_t now = 0;
+    bool agentStarted = true;
+    std::string waitsForPath; // the file that the starting agent waits for; empty: none
+    int hostCrashes = 0;      // in a row
+    int restartInSeconds = 0; // until the host is started again; 0: it runs or is being started
+    std::string lastRefusal;  // of the last offer that was refused; empty: none
+    std::string lastFinished; // one line on how the last request ended; empty: none
+    bool plainHttpAllowed = false;
+    bool rootConfigured = false; // the configuration names a broker
+    bool busConnected = true;
+    int failedSaves = 0; // in a row: requests that could not be kept on disk
+};
+
+/*
+ * Topics (now, next, agent, queue, bus, root, disk, last, rules) and sentences; never empty. Times
+ * are local ones of this node.
+ */
+std::vector<std::pair<std::string, std::string>>
+explainNode(const NodeStatus &status, const Ledger &ledger, const ExplainFacts &facts);
+
+} // namespace otad
+
+#endif

@@ -1,0 +1,283 @@
+// SPDX-License-Identifier: MIT
+// What a start takes up of what was kept: judged by what booted since, step by step.
+#include "host/daemon/keep/resume.h"
+
+#include "host/daemon/keep/agent_memory_text.h"
+#include "host/daemon/keep/json_object.h"
+#include "host/daemon/keep/resume_fate.h"
+#include "platform/timers.h"
+
+#include <algorithm>
+
+namespace otad {
+namespace {
+
+using host::Outcome;
+
+std::string timerOf(const Request &request) {
+    const host::Json event = request.kind == kTimer ? parseObject(request.event) : nullptr;
+    const char *const name =
+        cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(event.get(), "name"));
+    return name == nullptr ? "" : name;
+}
+
+bool isTimer(const Request &request) { return request.kind == kTimer; }
+
+// The plan while it is made. Each step below moves something out of the ledger's copy into it.
+class Planner {
+  public:
+    Planner(const Ledger &ledger, const Facts &facts)
+        : facts_(facts), otherBoot_(ledger.bootId != facts.bootId), running_(ledger.running),
+          timers_(ledger.timers), memory_(ledger.memory) {
+        plan_.commitCheck = otherBoot_;
+        plan_.standing = ledger.standing;
+        plan_.queue = ledger.queue;
+    }
+
+    TakeUp plan() {
+        const Subject subject = findSubject(running_, plan_.standing, facts_, otherBoot_);
+        if (subject.fate != Fate::untouched) {
+            decide(subject);
+        }
+        if (subject.otherwiseBooted) {
+            dropTimers(); // they would activate whatever the passive bank holds now
+        }
+        takeUpRunning();
+        offerAgain();
+        setTimers();
+        setMemory();
+        return std::move(plan_);
+    }
+
+  private:
+    void finish(const Request &request, Outcome outcome, const std::string &reason) {
+        plan_.finished.push_back({request, outcome, reason});
+    }
+
+    void supersedeStanding() {
+        if (plan_.standing) {
+            finish(plan_.standing->offer, Outcome::superseded, "a later offer was activated");
+            plan_.standing.reset();
+        }
+    }
+
+    void dropTimers() {
+        mended_ = true;
+        timers_.clear();
+        std::erase_if(plan_.queue, isTimer);
+        if (running_ && isTimer(running_->request)) {
+            running_.reset();
+        }
+    }
+
+    // The activation is over and is not done again, and nothing that led to it either.
+    void decide(const Subject &subject) {
+        if (subject.offer.ticket != 0) { // else nobody waits for the outcome
+            plan_.decided = subject.offer;
+        }
+        plan_.awaitCommitWord = plan_.commitCheck;
+        plan_.withoutWord = outcomeWithoutWord(subject, facts_);
+        plan_.withoutWordReason = reasonWithoutWord(subject, facts_);
+        const bool ofRunning = subject.holder == Holder::running;
+        if (ofRunning && running_->request.kind == kNewImage) {
+            supersedeStanding();
+        }
+        if (running_ && running_->request.kind == kMobileTrigger && plan_.standing) {
+            finish(running_->request, Outcome::done, "the image that it asked for was activated");
+            running_.reset();
+        }
+        if (ofRunning) {
+            running_.reset();
+        }
+        plan_.standing.reset();
+        dropTimers();
+        if (subject.fate != Fate::passedOver) {
+            dropArrivalOffers();
+        }
+        fresh_ = true;
+    }
+
+    // "Activate what the passive bank holds" was meant for the image that has booted by now.
+    void dropArrivalOffers() {
+        if (running_ && activatesOnArrival(running_->request)) {
+            finish(running_->request, Outcome::activated, "the bank was activated before its turn");
+            running_.reset();
+        }
+        std::erase_if(plan_.queue, [&](const Request &request) {
+            const bool drop =
+                activatesOnArrival(request) && request.version == facts_.runningVersion;
+            if (drop) {
+                finish(request, Outcome::notNeeded, "the version runs since the last boot");
+            }
+            return drop;
+        });
+    }
+
+    void takeUpRunning() {
+        if (!running_) {
+            return;
+        }
+        Running broken = *running_;
+        running_.reset();
+        if (broken.crashes >= kMaxCrashes || broken.starts >= kMaxStarts) {
+            mended_ = true;
+            const bool activated = broken.activated && broken.request.kind != kActivationTime;
+            return activated ? restOnActivation(broken) : giveUp(broken);
+        }
+        ++broken.starts;
+        if (!facts_.activeBank.empty()) {
+            broken.bank = facts_.activeBank;
+        }
+        plan_.redo = std::move(broken);
+    }
+
+    // Its work is done: the next boot takes the bank, whenever it comes.
+    void restOnActivation(const Running &broken) {
+        if (broken.request.kind == kNewImage) {
+            supersedeStanding();
+            plan_.standing = Standing{broken.request, broken.bank, true, false};
+        } else if (plan_.standing) {
+            plan_.standing->bank = broken.bank;
+            plan_.standing->activated = true;
+        }
+        if (broken.request.kind == kMobileTrigger) {
+            finish(broken.request, Outcome::done, "the image that it asked for is activated");
+        }
+    }
+
+    void giveUp(const Running &broken) {
+        const std::string reason =
+            broken.crashes >= kMaxCrashes
+                ? "the host process ended " + std::to_string(broken.crashes) + " times in it"
+                : "it broke off " + std::to_string(broken.starts) + " times";
+        if (isTimer(broken.request) && plan_.standing) {
+            // The timer was the offer's only way on.
+            finish(plan_.standing->offer, Outcome::hostCrashed, reason);
+            plan_.standing.reset();
+            dropTimers();
+        } else {
+            finish(broken.request, Outcome::hostCrashed, reason);
+        }
+    }
+
+    bool isAwaited(const char *timer) const {
+        const auto named = [&](const Request &request) { return timerOf(request) == timer; };
+        return std::any_of(timers_.begin(), timers_.end(),
+                           [&](const ArmedTimer &armed) { return armed.name == timer; }) ||
+               std::any_of(plan_.queue.begin(), plan_.queue.end(), named) ||
+               (plan_.redo && named(plan_.redo->request));
+    }
+
+    // Nothing that was kept would bring the standing offer any further.
+    bool isStuck() const {
+        const bool redoMoves = plan_.redo && (isTimer(plan_.redo->request) ||
+                                              plan_.redo->request.kind == kMobileTrigger);
+        return !plan_.standing->activated && !plan_.standing->deferred && timers_.empty() &&
+               !redoMoves && std::none_of(plan_.queue.begin(), plan_.queue.end(), isTimer);
+    }
+
+    // A boot took away what the mobile app reads of an open window, and ends every putting off.
+    bool bootUndidIt() const {
+        const bool window =
+            std::any_of(timers_.begin(), timers_.end(),
+                        [](const ArmedTimer &armed) { return armed.name == TIMER_DOWNLOAD_START; });
+        return otherBoot_ && !plan_.standing->activated && (plan_.standing->deferred || window);
+    }
+
+    // The standing offer goes to the agent anew, ahead of what came after it.
+    void offerAgain() {
+        if (!plan_.standing || !(isStuck() || bootUndidIt())) {
+            return;
+        }
+        if (plan_.redo && !isTimer(plan_.redo->request)) {
+            plan_.queue.push_front(plan_.redo->request);
+        }
+        plan_.redo = Running{.request = plan_.standing->offer,
+                             .starts = 1,
+                             .crashes = 0,
+                             .bank = facts_.activeBank,
+                             .activated = false};
+        plan_.standing.reset();
+        std::erase_if(timers_,
+                      [](const ArmedTimer &armed) { return armed.name == TIMER_DOWNLOAD_START; });
+        mended_ = true;
+        offeredAgain_ = true;
+    }
+
+    void setTimers() {
+        const bool forTimeOfDay =
+            AgentMemoryText(memory_).number(AgentMemoryText::kNoWindowBeforeSwap, 1) != 0;
+        plan_.timers = timers_;
+        for (ArmedTimer &timer : plan_.timers) {
+            const bool timeOfDay = forTimeOfDay && timer.name == TIMER_REBOOT;
+            timer.endBootMs = facts_.bootNowMs + remainingMs(timer, !otherBoot_, facts_, timeOfDay);
+        }
+    }
+
+    // What a boot, or the end of a call that never came to its end, leaves as it is after a start.
+    void mend(AgentMemoryText &memory) const {
+        const bool reboot = isAwaited(TIMER_REBOOT);
+        const bool window = reboot && memory.number(AgentMemoryText::kNoWindowBeforeSwap, 1) == 0;
+        if (!reboot) {
+            memory.setNumber(AgentMemoryText::kRebootScheduled, 0);
+            memory.setNumber(AgentMemoryText::kNoWindowBeforeSwap, 1);
+        }
+        if (!window && !isAwaited(TIMER_DOWNLOAD_START)) {
+            memory.setNumber(AgentMemoryText::kWindowOpen, 0);
+        }
+        if (!isAwaited(TIMER_DOWNLOAD_RETRY)) {
+            memory.setNumber(AgentMemoryText::kRetryPending, 0);
+        }
+        if (otherBoot_ || offeredAgain_) {
+            memory.setNumber(AgentMemoryText::kDeferred, 0);
+        }
+        if (offeredAgain_) {
+            memory.setNumber(AgentMemoryText::kTriggerTooLate, 0);
+        }
+    }
+
+    void setMemory() {
+        const bool waits = plan_.redo || plan_.standing || !timers_.empty() ||
+                           std::any_of(plan_.queue.begin(), plan_.queue.end(), isTimer);
+        if ((otherBoot_ || fresh_) && !waits) {
+            return;
+        }
+        AgentMemoryText memory(memory_);
+        if (otherBoot_ || mended_) {
+            mend(memory);
+        }
+        if (plan_.redo) {
+            memory.fillActivationTime(facts_.preferredTime);
+        }
+        plan_.memory = memory.print();
+    }
+
+    const Facts &facts_;
+    bool otherBoot_;
+    std::optional<Running> running_;
+    std::vector<ArmedTimer> timers_;
+    std::string memory_;
+    bool fresh_ = false;        // a boot into the activated bank wiped the agent's memory
+    bool mended_ = false;       // flags must follow the timers that are left
+    bool offeredAgain_ = false; // the redo is the standing offer's
+    TakeUp plan_;
+};
+
+} // namespace
+
+TakeUp planTakeUp(const Ledger &ledger, const Facts &facts) {
+    return Planner(ledger, facts).plan();
+}
+
+Ledger takenUp(const Ledger &ledger, const TakeUp &takeUp, const Facts &facts) {
+    Ledger now = ledger;
+    now.bootId = facts.bootId;
+    now.queue = takeUp.queue;
+    now.running = takeUp.redo;
+    now.standing = takeUp.standing;
+    now.timers = takeUp.timers;
+    now.memory = takeUp.memory;
+    return now;
+}
+
+} // namespace otad

@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+// What a start takes up of what was kept: nothing is lost, and no activation is done twice.
+#ifndef HOST_DAEMON_KEEP_RESUME_H
+#define HOST_DAEMON_KEEP_RESUME_H
+
+#include "host/daemon/keep/ledger.h"
+#include "host/outcome.h"
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace otad {
+
+/*
+ * A call in which the host crashed this often is given up, and one that broke off this often for
+ * whatever reason: power cuts are not its fault, but a node must not fall over it for ever.
+ */
+constexpr int kMaxCrashes = 3;
+constexpr int kMaxStarts = 10;
+
+/* The node as it is now. */
+struct Facts {
+    std::string bootId;
+    std::string activeBank;     // that the node runs from; empty: unknown
+    std::string runningVersion; // empty: unknown
+    std::int64_t bootNowMs = 0; // CLOCK_BOOTTIME
+    std::int64_t wallNow = 0;   // seconds; may be years off
+    std::string preferredTime;  // of activations, as configured
+};
+
+struct Finished {
+    Request request;
+    host::Outcome outcome = host::Outcome::failed;
+    std::string reason; // one line
+};
+
+/* In the order of use: start-up of the host, restore, timers, redo, queue. */
+struct TakeUp {
+    bool commitCheck = false; // the host starts with it
+
+    /*
+     * The offer whose activation was booted, or passed over by the boot loader. Where
+     * awaitCommitWord is set the commit check's status word decides its outcome; without a word by
+     * the end of start-up it is withoutWord, with its reason.
+     */
+    std::optional<Request> decided;
+    bool awaitCommitWord = false;
+    host::Outcome withoutWord = host::Outcome::failed;
+    std::string withoutWordReason;
+
+    /* What ended without the host. Behind a hostCrashed the host is sent `abandon` before anything.
+     */
+    std::vector<Finished> finished;
+
+    std::string memory;             // to restore; empty: the agent stays as it starts
+    std::vector<ArmedTimer> timers; // with their ends on this boot's clock
+    std::optional<Running> redo;    // its starts count this one
+    std::optional<Standing> standing;
+    std::deque<Request> queue; // in place of the ledger's
+};
+
+/*
+ * Pure. Two things are expected of the caller: timers that are due already are queued as any other,
+ * and a timer that the agent stops or starts anew loses an expiry that waits in the queue. The
+ * ledger may have been written by any earlier process of the node, at any moment.
+ */
+TakeUp planTakeUp(const Ledger &ledger, const Facts &facts);
+
+/*
+ * The ledger as it is once the host has started up: to be written before the redo is sent, in one
+ * piece, so that a start in between plans the same again.
+ */
+Ledger takenUp(const Ledger &ledger, const TakeUp &takeUp, const Facts &facts);
+
+/*
+ * Milliseconds until the timer runs out, 0 or more. Over a boot the wall clock counts; where it
+ * went back behind the arming, all of the seconds. One for a time of day that was missed goes to
+ * the next day's.
+ */
+std::int64_t remainingMs(const ArmedTimer &timer, bool sameBoot, const Facts &facts,
+                         bool timeOfDay);
+
+} // namespace otad
+
+#endif

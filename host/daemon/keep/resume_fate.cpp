@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+// Did a kept offer's activation boot? Judged by the bank that runs now.
+#include "host/daemon/keep/resume_fate.h"
+
+#include <vector>
+
+namespace otad {
+namespace {
+
+constexpr int kOnArrival = 3;
+
+// A call or a waiting offer, as far as an activation by it can be told.
+struct Candidate {
+    Holder holder;
+    const Request &offer;
+    const std::string &bank;
+    bool activated;
+};
+
+bool bankChanged(const Candidate &candidate, const Facts &facts) {
+    return !candidate.bank.empty() && !facts.activeBank.empty() &&
+           candidate.bank != facts.activeBank;
+}
+
+// A power cut may come between the activation and its note; then the image that runs tells. An
+// activation on arrival takes whatever image there is.
+bool explainsTheBank(const Candidate &candidate, const Facts &facts) {
+    return candidate.activated || activatesOnArrival(candidate.offer) ||
+           facts.runningVersion.empty() || facts.runningVersion == candidate.offer.version;
+}
+
+Fate fateOf(const Candidate &candidate, const Facts &facts, bool otherBoot) {
+    if (bankChanged(candidate, facts)) {
+        return explainsTheBank(candidate, facts) ? Fate::booted : Fate::untouched;
+    }
+    if (!candidate.activated || !otherBoot) {
+        return Fate::untouched;
+    }
+    return candidate.bank.empty() || facts.activeBank.empty() ? Fate::unknown : Fate::passedOver;
+}
+
+// What the call works for: itself, or the offer whose timer ran out or that the app triggered.
+const Request &offerOf(const Running &running, const std::optional<Standing> &standing) {
+    return running.request.kind == kNewImage || !standing ? running.request : standing->offer;
+}
+
+} // namespace
+
+bool activatesOnArrival(const Request &request) {
+    return request.kind == kNewImage && request.policy == kOnArrival;
+}
+
+Subject findSubject(const std::optional<Running> &running, const std::optional<Standing> &standing,
+                    const Facts &facts, bool otherBoot) {
+    std::vector<Candidate> candidates;
+    // A new activation time activates nothing.
+    if (running && running->request.kind != kActivationTime) {
+        candidates.push_back(
+            {Holder::running, offerOf(*running, standing), running->bank, running->activated});
+    }
+    if (standing) {
+        candidates.push_back(
+            {Holder::standing, standing->offer, standing->bank, standing->activated});
+    }
+    Subject subject;
+    // What was noted as activated goes before what only may have been.
+    for (const bool noted : {true, false}) {
+        for (const Candidate &candidate : candidates) {
+            const Fate fate = fateOf(candidate, facts, otherBoot);
+            if (candidate.activated == noted && fate != Fate::untouched) {
+                return {fate, candidate.holder, candidate.offer, false};
+            }
+            subject.otherwiseBooted = subject.otherwiseBooted || bankChanged(candidate, facts);
+        }
+    }
+    return subject;
+}
+
+host::Outcome outcomeWithoutWord(const Subject &subject, const Facts &facts) {
+    const bool anotherVersion = !activatesOnArrival(subject.offer) &&
+                                !facts.runningVersion.empty() &&
+                                facts.runningVersion != subject.offer.version;
+    switch (subject.fate) {
+    case Fate::booted:
+        return anotherVersion ? host::Outcome::commitFailed : host::Outcome::activated;
+    case Fate::passedOver:
+        return host::Outcome::commitFailed;
+    case Fate::unknown:
+    case Fate::untouched:
+        break;
+    }
+    return host::Outcome::interruptedNothingKnown;
+}
+
+std::string reasonWithoutWord(const Subject &subject, const Facts &facts) {
+    const std::string version =
+        facts.runningVersion.empty() ? "an unknown version" : facts.runningVersion;
+    switch (subject.fate) {
+    case Fate::booted:
+        return "bank " + facts.activeBank + " was activated and booted with " + version;
+    case Fate::passedOver:
+        return "bank " + facts.activeBank + " with " + version +
+               " runs as before: the boot loader passed the activated bank over";
+    case Fate::unknown:
+    case Fate::untouched:
+        break;
+    }
+    return "it was activated and the node booted since, but the boot state cannot tell the bank";
+}
+
+} // namespace otad

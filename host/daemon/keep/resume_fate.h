@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+// Did a kept offer's activation boot? Judged by the bank that runs now.
+#ifndef HOST_DAEMON_KEEP_RESUME_FATE_H
+#define HOST_DAEMON_KEEP_RESUME_FATE_H
+
+#include "host/daemon/keep/resume.h"
+
+#include <optional>
+#include <string>
+
+namespace otad {
+
+enum class Fate {
+    untouched,  // no activation was booted: it may go on
+    booted,     // the node runs from the bank that was activated
+    passedOver, // the node booted since, from the same bank
+    unknown     // activated and booted since, but no one knows from which bank
+};
+
+enum class Holder { nobody, running, standing };
+
+/* What an activation belongs to. */
+struct Subject {
+    Fate fate = Fate::untouched;
+    Holder holder = Holder::nobody;
+    Request offer; // where there is a holder
+    /* The node runs from another bank than before, but not because of what was kept. */
+    bool otherwiseBooted = false;
+};
+
+/* Policy 3: the passive bank is activated whatever it holds. */
+bool activatesOnArrival(const Request &request);
+
+Subject findSubject(const std::optional<Running> &running, const std::optional<Standing> &standing,
+                    const Facts &facts, bool otherBoot);
+
+/* Of a subject whose fate is not untouched, where the commit check says nothing. */
+host::Outcome outcomeWithoutWord(const Subject &subject, const Facts &facts);
+std::string reasonWithoutWord(const Subject &subject, const Facts &facts);
+
+} // namespace otad
+
+#endif

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+// When an armed timer runs out, in the boot that it was armed in and in a later one.
+#include "host/daemon/keep/resume.h"
+
+#include <algorithm>
+
+namespace otad {
+namespace {
+
+constexpr std::int64_t kMsPerSecond = 1000;
+constexpr std::int64_t kSecondsPerDay = 86400;
+
+// The same time of day, the next time it comes round; a target of exactly now is a day away.
+std::int64_t untilNextDay(std::int64_t missedBySeconds) {
+    return kSecondsPerDay - missedBySeconds % kSecondsPerDay;
+}
+
+std::int64_t secondsOverABoot(const ArmedTimer &timer, std::int64_t wallNow, bool timeOfDay) {
+    const std::int64_t whole = std::max(timer.seconds, 0);
+    if (wallNow < timer.armedAt) {
+        return whole;
+    }
+    const std::int64_t left = timer.endsAt - wallNow;
+    if (left > 0) {
+        return std::min(left, whole);
+    }
+    return timeOfDay ? untilNextDay(-left) : 0;
+}
+
+} // namespace
+
+std::int64_t remainingMs(const ArmedTimer &timer, bool sameBoot, const Facts &facts,
+                         bool timeOfDay) {
+    if (sameBoot) {
+        return std::max<std::int64_t>(timer.endBootMs - facts.bootNowMs, 0);
+    }
+    return secondsOverABoot(timer, facts.wallNow, timeOfDay) * kMsPerSecond;
+}
+
+} // namespace otad

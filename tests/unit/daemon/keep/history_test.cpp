@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: MIT
+// Lines of the history: their text, what stays in memory, what comes back from the files.
+#include "host/daemon/keep/history.h"
+
+#include "tests/unit/daemon/keep/files.h"
+
+#include "host/daemon/keep/json_object.h"
+
+#include <memory>
+#include <poll.h>
+
+namespace {
+
+using otad::History;
+using otad::HistoryLine;
+
+constexpr int kPatience = 10'000; // milliseconds; only a failure waits that long
+
+HistoryLine lineOf(const std::string &event) {
+    HistoryLine line;
+    line.event = event;
+    return line;
+}
+
+std::string numbered(int number) {
+    return otad::formatHistoryLine(lineOf("event-" + std::to_string(number)), 0, "node");
+}
+
+TEST(AHistoryLine, IsOneJsonObjectWithEveryKey) {
+    HistoryLine line = lineOf("finished");
+    line.ticket = 9'007'199'254'740'991;
+    line.version = "4QZ-2.0.0";
+    line.stage = "verifying";
+    line.outcome = host::Outcome::checksumFailed;
+    line.reason = "OTA_CRC_CHECK_FAILED";
+    line.next = "offer \"again\"";
+    EXPECT_EQ(otad::formatHistoryLine(line, 1'700'000'000, "02:00:00:00:00:01"),
+              R"({"time":"2023-11-14T22:13:20Z","node":"02:00:00:00:00:01","event":"finished",)"
+              R"("ticket":9007199254740991,"version":"4QZ-2.0.0","stage":"verifying","code":51,)"
+              R"("result":"checksumFailed","reason":"OTA_CRC_CHECK_FAILED",)"
+              R"("next":"offer \"again\""})");
+}
+
+TEST(AHistoryLine, HasItsTimeInUtcWhateverTheZone) {
+    setenv("TZ", "UTC-5", 1);
+    tzset();
+    const std::string text = otad::formatHistoryLine(lineOf("boot"), 0, "node");
+    unsetenv("TZ");
+    tzset();
+    EXPECT_NE(text.find("\"time\":\"1970-01-01T00:00:00Z\""), std::string::npos) << text;
+}
+
+TEST(AHistoryLine, IsPrintableAsciiWhateverItIsMadeOf) {
+    HistoryLine line = lineOf("agent-waits");
+    line.reason = "a\nb\x1b[31m\xff";
+    const std::string text = otad::formatHistoryLine(line, 0, "node");
+    EXPECT_NE(text.find("\"reason\":\"a?b?[31m?\""), std::string::npos) << text;
+    EXPECT_TRUE(otad::parseObject(text));
+}
+
+class AHistory : public InAFolder {
+  protected:
+    std::unique_ptr<History> open(std::uint64_t maxBytes = 1'000'000, int keep = 2) {
+        return std::make_unique<History>(
+            disk_, path_, maxBytes, keep,
+            [this](const std::string &whatIsWrong) { failures_.push_back(whatIsWrong); });
+    }
+    /* Waits until everything that was added is written or failed. */
+    void settle() {
+        bool settled = false;
+        disk_.replace(in("settled"), "", [&](const std::string &) { settled = true; });
+        pollfd waiting{disk_.fd(), POLLIN, 0};
+        while (!settled && poll(&waiting, 1, kPatience) == 1) {
+            disk_.dispatch();
+        }
+        ASSERT_TRUE(settled);
+    }
+
+    otad::DiskWriter disk_;
+    const std::string path_ = in("history.jsonl");
+    std::vector<std::string> failures_;
+};
+
+TEST_F(AHistory, GivesTheNewestLinesTheOldestOfThemFirst) {
+    const auto history = open();
+    EXPECT_TRUE(history->newest(10).empty());
+    for (int number = 0; number < 3; ++number) {
+        history->add(numbered(number));
+    }
+    EXPECT_EQ(history->newest(2), (std::vector{numbered(1), numbered(2)}));
+    EXPECT_EQ(history->newest(10).size(), 3U);
+    EXPECT_TRUE(history->newest(0).empty());
+}
+
+TEST_F(AHistory, IsInItsFileLineByLine) {
+    const auto history = open();
+    history->add(numbered(0));
+    history->add(numbered(1));
+    settle();
+    EXPECT_EQ(textOf(path_), numbered(0) + "\n" + numbered(1) + "\n");
+    EXPECT_TRUE(failures_.empty());
+}
+
+TEST_F(AHistory, ComesBackFromAllItsFilesInOrder) {
+    const auto history = open(2 * (numbered(0).size() + 1), 2);
+    for (int number = 0; number < 6; ++number) {
+        history->add(numbered(number));
+    }
+    settle();
+    ASSERT_TRUE(std::filesystem::exists(path_ + ".2"));
+    const auto back = open();
+    EXPECT_EQ(back->load(), 0U);
+    EXPECT_EQ(back->newest(100), history->newest(100));
+    EXPECT_EQ(back->newest(100).size(), 6U);
+}
+
+TEST_F(AHistory, KeepsTheNewestFiveHundredInMemory) {
+    std::string text;
+    for (int number = 0; number < 600; ++number) {
+        text += numbered(number) + "\n";
+    }
+    writeText(path_, text);
+    const auto history = open();
+    EXPECT_EQ(history->load(), 0U);
+    ASSERT_EQ(history->newest(1000).size(), 500U);
+    EXPECT_EQ(history->newest(1000).front(), numbered(100));
+    history->add(numbered(600));
+    ASSERT_EQ(history->newest(1000).size(), 500U);
+    EXPECT_EQ(history->newest(1000).front(), numbered(101));
+    EXPECT_EQ(history->newest(1000).back(), numbered(600));
+}
+
+TEST_F(AHistory, SkipsDamagedLinesAndCountsThem) {
+    writeText(path_, numbered(0) + "\n{\"time\":\"cut\n\n[1]\n{\"time\":1,\"event\":\"x\"}\n" +
+                         R"({"event":"no time"})" + "\n" + numbered(1) + "\n" + "torn");
+    const auto history = open();
+    EXPECT_EQ(history->load(), 6U);
+    EXPECT_EQ(history->newest(10), (std::vector{numbered(0), numbered(1)}));
+}
+
+TEST_F(AHistory, StartsEmptyWithoutAFile) {
+    const auto history = open();
+    EXPECT_EQ(history->load(), 0U);
+    EXPECT_TRUE(history->newest(10).empty());
+}
+
+TEST_F(AHistory, TellsOfALineThatCannotBeWrittenAndKeepsItInMemory) {
+    std::filesystem::create_directory(path_);
+    const auto history = open();
+    history->add(numbered(0));
+    settle();
+    ASSERT_EQ(failures_.size(), 1U);
+    EXPECT_NE(failures_.front().find(path_), std::string::npos) << failures_.front();
+    EXPECT_EQ(history->newest(10), std::vector{numbered(0)});
+}
+
+} // namespace

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+// Requests, ledgers and facts as the tests of what is kept need them.
+#include "tests/unit/daemon/keep/kept_requests.h"
+
+#include "host/daemon/keep/json_object.h"
+
+namespace {
+
+constexpr std::int64_t kSince = 100; // seconds since the timers were armed
+
+otad::Request request(std::uint64_t ticket, const char *kind, const std::string &rest) {
+    otad::Request made;
+    made.ticket = ticket;
+    made.kind = kind;
+    made.event = std::string(R"({"event":")") + kind + "\"," + rest + "}";
+    return made;
+}
+
+} // namespace
+
+otad::Request offer(std::uint64_t ticket, int policy, const std::string &version) {
+    otad::Request made = request(ticket, otad::kNewImage, R"("descriptor":"{}","config":{})");
+    made.version = version;
+    made.policy = policy;
+    return made;
+}
+
+otad::Request trigger(std::uint64_t ticket) {
+    return request(ticket, otad::kMobileTrigger, R"("newswavailflag":1)");
+}
+
+otad::Request activationTime(std::uint64_t ticket) {
+    return request(ticket, otad::kActivationTime, R"("record":"{}")");
+}
+
+otad::Request expiryOf(const std::string &timer) {
+    return request(0, otad::kTimer, R"("name":")" + timer + "\"");
+}
+
+otad::ArmedTimer armed(const std::string &timer, int seconds) {
+    return {timer, seconds, kBootNow + (seconds - kSince) * 1000, kArmedAt, kArmedAt + seconds};
+}
+
+std::string memoryWith(const std::map<std::string, int> &numbers, const std::string &actTime,
+                       const std::string &rebootTime) {
+    std::map<std::string, int> all{{"g_dwldStartTimer", 0},
+                                   {"g_dwldRetryTimer", 0},
+                                   {"g_mobileTriggerExpire", 0},
+                                   {"g_mAppRebootTrig", 0},
+                                   {"g_ISDeferedUpgrade", 0},
+                                   {"g_firstTimeObardingWindowGivenPSNWBuildSame", 1},
+                                   {"reboot_flag", 0}};
+    for (const auto &[key, value] : numbers) {
+        all[key] = value;
+    }
+    std::string text = R"({"swInfo":{"nxtMSVersion":""},"swActTime":{"model":"","actTime":")" +
+                       actTime + R"("},"g_rebootTime":")" + rebootTime + "\"";
+    for (const auto &[key, value] : all) {
+        text += ",\"" + key + "\":" + std::to_string(value);
+    }
+    return text + "}";
+}
+
+int numberIn(const std::string &memory, const std::string &key) {
+    const host::Json object = otad::parseObject(memory);
+    const cJSON *const item = cJSON_GetObjectItemCaseSensitive(object.get(), key.c_str());
+    return cJSON_IsNumber(item) ? item->valueint : -1;
+}
+
+std::string activationTimeIn(const std::string &memory) {
+    const host::Json object = otad::parseObject(memory);
+    const cJSON *const record = cJSON_GetObjectItemCaseSensitive(object.get(), "swActTime");
+    const char *const text =
+        cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(record, "actTime"));
+    return text == nullptr ? "no text" : text;
+}
+
+otad::Ledger emptyLedger() {
+    otad::Ledger ledger;
+    ledger.bootId = "boot-1";
+    ledger.nextTicket = 100;
+    return ledger;
+}
+
+otad::Facts sameBoot() {
+    return {.bootId = "boot-1",
+            .activeBank = "a",
+            .runningVersion = kOld,
+            .bootNowMs = kBootNow,
+            .wallNow = kArmedAt + kSince,
+            .preferredTime = "03:30"};
+}
+
+otad::Facts otherBoot() {
+    otad::Facts facts = sameBoot();
+    facts.bootId = "boot-2";
+    facts.bootNowMs = 7'000;
+    return facts;
+}
+
+otad::Facts bootedTheOther(const std::string &version) {
+    otad::Facts facts = otherBoot();
+    facts.activeBank = "b";
+    facts.runningVersion = version;
+    return facts;
+}

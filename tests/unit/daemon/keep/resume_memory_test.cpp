@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: MIT
+// The agent's memory that a start restores: as it was in the same boot, mended after another.
+#include "host/daemon/keep/resume.h"
+
+#include "tests/unit/daemon/keep/kept_requests.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using otad::Ledger;
+using otad::planTakeUp;
+
+const std::map<std::string, int> kEverythingRaised{
+    {"g_dwldStartTimer", 1}, {"g_dwldRetryTimer", 1},   {"g_mobileTriggerExpire", 1},
+    {"g_mAppRebootTrig", 1}, {"g_ISDeferedUpgrade", 1}, {"reboot_flag", 1}};
+constexpr const char *kWindowBeforeSwap = "g_firstTimeObardingWindowGivenPSNWBuildSame";
+
+Ledger standing(std::vector<otad::ArmedTimer> timers, bool deferred = false) {
+    Ledger ledger = emptyLedger();
+    ledger.memory = memoryWith(kEverythingRaised);
+    ledger.standing = otad::Standing{offer(1, 0), "a", false, deferred};
+    ledger.timers = std::move(timers);
+    return ledger;
+}
+
+Ledger running(const otad::Request &request, const std::string &memory, int crashes = 0) {
+    Ledger ledger = emptyLedger();
+    ledger.memory = memory;
+    ledger.running = otad::Running{request, 1, crashes, "a", false};
+    return ledger;
+}
+
+TEST(RestoredMemory, IsUntouchedInTheSameBoot) {
+    const Ledger ledger = standing({armed("rebootTimer", 1800)});
+    EXPECT_EQ(planTakeUp(ledger, sameBoot()).memory, ledger.memory);
+}
+
+TEST(RestoredMemory, OfAnIdleNodeEndsWithTheBoot) {
+    Ledger ledger = emptyLedger();
+    ledger.memory = memoryWith(kEverythingRaised);
+    EXPECT_EQ(planTakeUp(ledger, sameBoot()).memory, ledger.memory);
+    EXPECT_EQ(planTakeUp(ledger, otherBoot()).memory, "");
+}
+
+TEST(RestoredMemory, KeepsAfterABootOnlyTheFlagsOfTimersThatRun) {
+    const std::string scheduled =
+        planTakeUp(standing({armed("rebootTimer", 1800)}), otherBoot()).memory;
+    EXPECT_EQ(numberIn(scheduled, "reboot_flag"), 1);
+    EXPECT_EQ(numberIn(scheduled, "g_dwldStartTimer"), 0) << "further offers would be refused";
+    EXPECT_EQ(numberIn(scheduled, "g_dwldRetryTimer"), 0);
+    EXPECT_EQ(numberIn(scheduled, "g_ISDeferedUpgrade"), 0);
+    EXPECT_EQ(numberIn(scheduled, "g_mAppRebootTrig"), 1) << "the user's time stands";
+
+    const std::string retry =
+        planTakeUp(standing({armed("downloadRetryTimer", 120)}), otherBoot()).memory;
+    EXPECT_EQ(numberIn(retry, "reboot_flag"), 0) << "no reboot would ever be scheduled again";
+    EXPECT_EQ(numberIn(retry, "g_dwldRetryTimer"), 1);
+}
+
+TEST(RestoredMemory, KeepsTheFlagsOfAnExpiryThatWaitsInTheQueue) {
+    Ledger ledger = standing({});
+    ledger.queue = {expiryOf("rebootTimer")};
+    EXPECT_EQ(numberIn(planTakeUp(ledger, otherBoot()).memory, "reboot_flag"), 1);
+}
+
+TEST(RestoredMemory, KeepsTheWindowBeforeASwapWithItsTimer) {
+    Ledger ledger = standing({armed("rebootTimer", 1800)});
+    ledger.memory = memoryWith({{kWindowBeforeSwap, 0}, {"g_dwldStartTimer", 1}});
+    const otad::TakeUp plan = planTakeUp(ledger, otherBoot());
+    EXPECT_EQ(numberIn(plan.memory, kWindowBeforeSwap), 0);
+    EXPECT_EQ(numberIn(plan.memory, "g_dwldStartTimer"), 1);
+}
+
+TEST(RestoredMemory, TellsAWindowFromATimeOfDay) {
+    Ledger ledger = standing({armed("rebootTimer", 1800)});
+    otad::Facts facts = otherBoot();
+    facts.wallNow = kArmedAt + 1800 + 60;
+    EXPECT_EQ(planTakeUp(ledger, facts).timers.at(0).endBootMs, 7'000 + (86'400 - 60) * 1000);
+    ledger.memory = memoryWith({{kWindowBeforeSwap, 0}});
+    EXPECT_EQ(planTakeUp(ledger, facts).timers.at(0).endBootMs, 7'000) << "a window just ends";
+    ledger.memory.clear();
+    EXPECT_EQ(planTakeUp(ledger, facts).timers.at(0).endBootMs, 7'000 + (86'400 - 60) * 1000);
+}
+
+TEST(RestoredMemory, LetsAnOfferInThatIsOfferedAgain) {
+    for (const Ledger &ledger :
+         {standing({armed("downloadStartTimer", 1800)}), standing({}, true)}) {
+        const otad::TakeUp plan = planTakeUp(ledger, otherBoot());
+        ASSERT_TRUE(plan.redo);
+        for (const char *const flag : {"g_dwldStartTimer", "g_dwldRetryTimer", "g_ISDeferedUpgrade",
+                                       "g_mobileTriggerExpire", "reboot_flag"}) {
+            EXPECT_EQ(numberIn(plan.memory, flag), 0) << flag;
+        }
+    }
+}
+
+TEST(RestoredMemory, LosesTheFlagsOfACallThatIsGivenUp) {
+    Ledger ledger = running(expiryOf("rebootTimer"), memoryWith({{"reboot_flag", 1}}), 3);
+    ledger.standing = otad::Standing{offer(1, 0), "a", false, false};
+    const otad::TakeUp plan = planTakeUp(ledger, sameBoot());
+    EXPECT_EQ(numberIn(plan.memory, "reboot_flag"), 0) << "no reboot would ever be scheduled again";
+}
+
+TEST(RestoredMemory, OfARedoneCallHasATimeForTheSwapThatItMayBecome) {
+    const auto redone = [](const std::string &memory) {
+        return activationTimeIn(planTakeUp(running(offer(1, 0), memory), sameBoot()).memory);
+    };
+    EXPECT_EQ(redone(memoryWith()), "03:30");
+    EXPECT_EQ(redone(memoryWith({}, "", "02:00")), "02:00");
+    EXPECT_EQ(redone(memoryWith({}, "01:00", "02:00")), "01:00");
+}
+
+TEST(RestoredMemory, OfAStandingOfferHasTheTimeThatTheAgentHad) {
+    Ledger ledger = standing({armed("rebootTimer", 1800)});
+    ledger.memory = memoryWith({}, "", "02:00");
+    EXPECT_EQ(activationTimeIn(planTakeUp(ledger, sameBoot()).memory), "");
+}
+
+TEST(RestoredMemory, IsNoneAfterABootIntoTheActivatedBank) {
+    Ledger ledger = running(offer(1, 1), memoryWith(kEverythingRaised));
+    ledger.running->activated = true;
+    EXPECT_EQ(planTakeUp(ledger, bootedTheOther()).memory, "");
+}
+
+TEST(RestoredMemory, StaysEmptyWhereNoneWasKept) {
+    EXPECT_EQ(planTakeUp(running(offer(1, 1), ""), sameBoot()).memory, "");
+}
+
+} // namespace

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+// A start as a story: what was kept, what the node is like now, and the plan in one line.
+#include "tests/unit/daemon/keep/resume_stories.h"
+
+#include <sstream>
+
+using otad::Facts;
+using otad::Ledger;
+using otad::Request;
+using otad::Running;
+using otad::Standing;
+using otad::TakeUp;
+
+namespace {
+
+std::string nameOf(const Request &request) {
+    if (request.kind == otad::kTimer) {
+        const std::size_t from = request.event.find("name\":\"") + 7;
+        return request.event.substr(from, request.event.find('"', from) - from);
+    }
+    return "#" + std::to_string(request.ticket);
+}
+
+} // namespace
+
+std::string told(const TakeUp &plan) {
+    std::ostringstream text;
+    text << (plan.commitCheck ? "check " : "");
+    if (plan.decided) {
+        text << "decided " << nameOf(*plan.decided) << (plan.awaitCommitWord ? " by word or " : " ")
+             << host::rowOf(plan.withoutWord).name << " ";
+    }
+    for (const otad::Finished &finished : plan.finished) {
+        text << "finished " << nameOf(finished.request) << " " << host::rowOf(finished.outcome).name
+             << " ";
+    }
+    text << (plan.memory.empty() ? "" : "memory ");
+    for (const otad::ArmedTimer &timer : plan.timers) {
+        text << timer.name << "=" << timer.endBootMs << " ";
+    }
+    if (plan.redo) {
+        text << "redo " << nameOf(plan.redo->request) << " start " << plan.redo->starts << " bank "
+             << plan.redo->bank << (plan.redo->activated ? " activated " : " ");
+    }
+    if (plan.standing) {
+        text << "standing " << nameOf(plan.standing->offer)
+             << (plan.standing->activated ? " activated " : " ")
+             << (plan.standing->deferred ? "deferred " : "");
+    }
+    for (const Request &request : plan.queue) {
+        text << "queue " << nameOf(request) << " ";
+    }
+    std::string line = text.str();
+    return line.empty() ? "nothing" : line.substr(0, line.size() - 1);
+}
+
+Ledger running(const Request &request, bool activated, int starts, int crashes) {
+    Ledger ledger = emptyLedger();
+    ledger.memory = memoryWith();
+    ledger.running = Running{request, starts, crashes, "a", activated};
+    return ledger;
+}
+
+Ledger standing(const Request &offered, std::vector<otad::ArmedTimer> timers, bool activated,
+                bool deferred) {
+    Ledger ledger = emptyLedger();
+    ledger.memory = memoryWith();
+    ledger.standing = Standing{offered, "a", activated, deferred};
+    ledger.timers = std::move(timers);
+    return ledger;
+}
+
+Ledger runningOver(const Request &request, Ledger ledger, bool activated, int crashes) {
+    ledger.running = Running{request, 1, crashes, "a", activated};
+    return ledger;
+}
+
+Ledger queued(std::deque<Request> queue, Ledger ledger) {
+    ledger.queue = std::move(queue);
+    return ledger;
+}
+
+Facts at1970(Facts facts) {
+    facts.wallNow = 40;
+    return facts;
+}
+
+Facts later(Facts facts, std::int64_t seconds) {
+    facts.wallNow += seconds;
+    return facts;
+}
+
+Facts withoutBootState(Facts facts) {
+    facts.activeBank.clear();
+    facts.runningVersion.clear();
+    return facts;
+}
+
+Ledger withMemory(Ledger ledger) {
+    ledger.memory = memoryWith();
+    return ledger;
+}
