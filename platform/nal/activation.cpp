@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Chooses the bank that boots next, and takes back a choice that was not made whole.
+#include "platform/nal/activation.h"
+
 #include "platform/nal.h"
 #include "platform/nal/bank_device.h"
 #include "platform/nal/node.h"
+#include "platform/nal/stage.h"
 
 #include <string>
 
@@ -11,16 +14,6 @@ namespace {
 
 bool store(const BootState &state, std::string &whatIsWrong) {
     return writeBootState(node().config().bootStatePath, state, whatIsWrong);
-}
-
-// What a failed activation leaves: the running bank boots next.
-bool takeBack(BootState &state, std::string &whatIsWrong) {
-    state.next = state.active;
-    if (!store(state, whatIsWrong)) {
-        return false;
-    }
-    node().activationHalfWay = false;
-    return true;
 }
 
 // A bank found damaged is recorded as not whole: it must not boot, nor be offered as a version.
@@ -40,7 +33,7 @@ bool choose(BootState &state, Bank bank, std::string &whatIsWrong) {
     }
     // The choice may be in place and only not known to last: it must not boot after a failure.
     std::string notTakenBack;
-    if (!takeBack(state, notTakenBack)) {
+    if (!takeChoiceBack(state, notTakenBack)) {
         whatIsWrong += "; the choice was not taken back: " + notTakenBack;
     }
     return false;
@@ -62,7 +55,7 @@ bool activatePassive(std::string &whatIsWrong) {
     const BankBytes bytes = compareAndRecord(state, passive, whatIsWrong);
     if (bytes == BankBytes::different) {
         std::string notStored;
-        if (!takeBack(state, notStored)) {
+        if (!takeChoiceBack(state, notStored)) {
             whatIsWrong += "; " + notStored;
         }
     }
@@ -86,15 +79,27 @@ bool fallBack(std::string &whatIsWrong) {
         std::string alreadyReported;
         compareAndRecord(state, passive, alreadyReported);
     }
-    return takeBack(state, whatIsWrong);
+    return takeChoiceBack(state, whatIsWrong);
 }
 
 } // namespace
+
+bool takeChoiceBack(BootState &state, std::string &whatIsWrong) {
+    state.next = state.active;
+    if (!store(state, whatIsWrong)) {
+        return false;
+    }
+    node().activationHalfWay = false;
+    return true;
+}
+
 } // namespace nal
 
 int nal_activatePassiveImage(void) {
     std::string whatIsWrong;
+    nal::tellStage(NalStage::activating);
     if (nal::activatePassive(whatIsWrong)) {
+        nal::tellStage(NalStage::activated);
         return 1;
     }
     nalLogError(__func__, __LINE__, "nal: the passive bank was not activated: %s",

@@ -13,27 +13,29 @@
 namespace nal {
 namespace {
 
-bool bankIsUsable(const std::string &configPath, const Config &config, Bank bank,
-                  struct stat &status, std::string &whatIsWrong) {
+// Fills in the status of a bank that can be used; else adds why it cannot.
+bool lookAtBank(const Config &config, Bank bank, struct stat &status,
+                std::vector<BankMistake> &mistakes) {
     const std::string &path = config.bankPath(bank);
-    const std::string key = configPath + ": [banks] " + bankName(bank) + ": ";
+    std::string whatIsWrong;
     std::uint64_t size = 0;
     const UniqueFd device = openBank(path, O_RDONLY, size, whatIsWrong);
     if (!device || fstat(device.get(), &status) != 0) {
-        whatIsWrong = key + whatIsWrong;
+        mistakes.push_back({bankName(bank), "cannot be used: " + whatIsWrong});
         return false;
     }
     if (S_ISBLK(status.st_mode)) {
         return true;
     }
     if (config.bankSize == 0) {
-        whatIsWrong =
-            configPath + ": [banks] size is missing: expected a size, since " + path + " is a file";
+        mistakes.push_back({"size", "is missing: expected a size, since " + path + " is a file"});
         return false;
     }
     if (size != config.bankSize) {
-        whatIsWrong = key + path + " has " + std::to_string(size) + " bytes: expected the " +
-                      std::to_string(config.bankSize) + " of [banks] size";
+        mistakes.push_back({bankName(bank), "cannot be used: " + path + " has " +
+                                                std::to_string(size) + " bytes: expected the " +
+                                                std::to_string(config.bankSize) +
+                                                " of [banks] size"});
         return false;
     }
     return true;
@@ -48,19 +50,23 @@ bool isSameDevice(const struct stat &one, const struct stat &other) {
 
 } // namespace
 
-bool banksAreUsable(const std::string &configPath, const Config &config, std::string &whatIsWrong) {
+std::vector<BankMistake> bankMistakes(const Config &config) {
+    std::vector<BankMistake> mistakes;
     struct stat a {};
     struct stat b {};
-    if (!bankIsUsable(configPath, config, Bank::a, a, whatIsWrong) ||
-        !bankIsUsable(configPath, config, Bank::b, b, whatIsWrong)) {
-        return false;
+    const bool bothThere = !config.bankPath(Bank::a).empty() && !config.bankPath(Bank::b).empty();
+    if (!bothThere) { // said by whoever read the configuration
+        return mistakes;
     }
-    if (isSameDevice(a, b)) {
-        whatIsWrong = configPath + ": [banks] b: " + config.bankPath(Bank::b) +
-                      " is bank a under another name: expected a bank of its own";
-        return false;
+    const bool aIsUsable = lookAtBank(config, Bank::a, a, mistakes);
+    const bool bIsUsable = lookAtBank(config, Bank::b, b, mistakes);
+    if (aIsUsable && bIsUsable && isSameDevice(a, b)) {
+        mistakes.push_back(
+            {bankName(Bank::b), "cannot be used: " + config.bankPath(Bank::b) +
+                                    " is bank a under another name: expected a bank of "
+                                    "its own"});
     }
-    return true;
+    return mistakes;
 }
 
 UniqueFd openBank(const std::string &path, int access, std::uint64_t &size,

@@ -8,11 +8,17 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace nal {
 
-/* Both banks are there, of the configured size, and not the same. False: whatIsWrong is a line. */
-bool banksAreUsable(const std::string &configPath, const Config &config, std::string &whatIsWrong);
+struct BankMistake {
+    const char *key;  // of [banks]
+    std::string text; // what follows the key in a line about it
+};
+
+/* Why the banks cannot be used: one is not there, of another size than configured, or the other. */
+std::vector<BankMistake> bankMistakes(const Config &config);
 
 /* Opens a bank with these access flags and tells its size. Not open: whatIsWrong is one line. */
 UniqueFd openBank(const std::string &path, int access, std::uint64_t &size,

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The node's configuration file, checked.
+// The node's configuration file, checked: one INI file for every process of the node.
 #ifndef PLATFORM_NAL_CONFIG_H
 #define PLATFORM_NAL_CONFIG_H
 
@@ -9,10 +9,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace nal {
 
 struct Config {
+    // [node]
     std::string model;
     std::string serial;
     std::string workMode;
@@ -20,29 +22,58 @@ struct Config {
     int onboarding = 0;
     std::string preferredActivationTime;
 
+    // [paths]
     std::string tmpDirectory;
     std::string configsDirectory;
     std::string logsDirectory;
     std::string caCertificate;
 
+    // [banks]
     std::array<std::string, 2> bankPaths;
     std::uint64_t bankSize = 0; // 0: not given
     std::string bootStatePath;
 
+    // [service]
+    std::string stateDirectory; // never empty; need not exist
+    bool allowPlainHttp = false;
+    std::string lowestVersion; // empty: none
+    std::uint64_t historySize = 256 * 1024;
+    int historyFiles = 4;
+
+    // [root]
+    std::string rootHost; // empty: the node has no root
+    int rootPort = 8883;
+    std::string rootCaCertificate;
+    std::string rootCertificate; // empty together with rootKey
+    std::string rootKey;
+    std::string rootTopic = "otaSwAgent";
+
     const std::string &bankPath(Bank bank) const {
         return bankPaths.at(static_cast<std::size_t>(bank));
     }
+    /* The settings that were changed at run time (settings_overlay.h). */
+    std::string overlayPath() const { return stateDirectory + "/settings.ini"; }
 };
 
 /* Reads the bytes of the file. False: whatIsWrong is one line naming it. */
 bool readConfigText(const std::string &path, std::string &text, std::string &whatIsWrong);
 
 /*
- * Fills the configuration from the text. False: the configuration is untouched and whatIsWrong
- * is one line with the file, the line where there is one, and what was expected.
+ * Fills the configuration from the text; nothing that it names is looked at. False: the
+ * configuration is untouched and whatIsWrong is one line with the file, the line where there is
+ * one, and what was expected.
  */
 bool parseConfig(const std::string &path, const std::string &text, Config &config,
                  std::string &whatIsWrong);
+
+/*
+ * Reads and parses the file, and looks at what it names: directories, banks, certificates. Takes no
+ * lock and changes nothing. False: as parseConfig, with the first mistake.
+ */
+bool checkConfigFile(const std::string &path, Config &config, std::string &whatIsWrong);
+
+/* The same, every mistake on a line of its own; empty where there is none. */
+std::vector<std::string> configMistakes(const std::string &path);
 
 } // namespace nal
 

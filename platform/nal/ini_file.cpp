@@ -4,17 +4,23 @@
 
 #include <algorithm>
 #include <ini.h>
+#include <map>
+#include <set>
 
 namespace nal {
 namespace {
 
-// The parser hands out no line numbers, so the reader that feeds it counts them.
+constexpr std::size_t kMostMistakes = 20;
+
+// The parser hands out no line numbers but that of the first wrong line, so the reader that feeds
+// it counts them, and leaves out the ones that are known to be wrong.
 struct Parse {
     std::string_view rest;
+    std::set<int> leftOut;
     int line = 0;
     int tooLongLine = 0;
     std::vector<IniEntry> entries;
-    IniEntry second; // the first key that was given again; an empty key means none
+    std::vector<IniEntry> repeated; // keys that were given again
 };
 
 char *readLine(char *buffer, int size, void *stream) {
@@ -30,43 +36,66 @@ char *readLine(char *buffer, int size, void *stream) {
         parse.tooLongLine = parse.line;
         return nullptr;
     }
-    line.copy(buffer, line.size());
-    buffer[line.size()] = '\0';
+    const std::size_t fed = parse.leftOut.contains(parse.line) ? 0 : line.size();
+    line.copy(buffer, fed);
+    buffer[fed] = '\0';
     return buffer;
 }
 
 int takeEntry(void *user, const char *section, const char *key, const char *value) {
     Parse &parse = *static_cast<Parse *>(user);
-    if (findEntry(parse.entries, section, key) != nullptr) {
-        parse.second = {section, key, value, parse.line};
-        return 0;
-    }
-    parse.entries.push_back({section, key, value, parse.line});
+    const IniEntry entry{section, key, value, parse.line};
+    const bool first = findEntry(parse.entries, section, key) == nullptr;
+    (first ? parse.entries : parse.repeated).push_back(entry);
     return 1;
+}
+
+// Parses until no further wrong line turns up.
+Parse parseAround(std::string_view text) {
+    std::set<int> wrong;
+    for (;;) {
+        Parse parse;
+        parse.rest = text;
+        parse.leftOut = wrong;
+        const int wrongLine = ini_parse_stream(readLine, &parse, takeEntry, &parse);
+        if (wrongLine <= 0 || wrong.size() == kMostMistakes || !wrong.insert(wrongLine).second) {
+            return parse;
+        }
+    }
 }
 
 } // namespace
 
+std::vector<IniEntry> parseIni(const std::string &name, std::string_view text,
+                               std::vector<std::string> &mistakes) {
+    Parse parse = parseAround(text);
+    std::map<int, std::string> byLine;
+    for (const int line : parse.leftOut) {
+        byLine[line] =
+            "expected \"[section]\", \"key = value\" or a comment that begins with \"#\"";
+    }
+    for (const IniEntry &entry : parse.repeated) {
+        byLine[entry.line] =
+            "[" + entry.section + "] " + entry.key + " is given a second time; remove one";
+    }
+    if (parse.tooLongLine != 0) {
+        byLine[parse.tooLongLine] = "the line is too long; shorten it";
+    }
+    for (const auto &[line, what] : byLine) {
+        mistakes.push_back(atLine(name, line) + what);
+    }
+    return std::move(parse.entries);
+}
+
 bool parseIni(const std::string &name, std::string_view text, std::vector<IniEntry> &entries,
               std::string &whatIsWrong) {
-    Parse parse;
-    parse.rest = text;
-    const int wrongLine = ini_parse_stream(readLine, &parse, takeEntry, &parse);
-    if (parse.tooLongLine != 0) {
-        whatIsWrong = atLine(name, parse.tooLongLine) + "the line is too long; shorten it";
+    std::vector<std::string> mistakes;
+    std::vector<IniEntry> read = parseIni(name, text, mistakes);
+    if (!mistakes.empty()) {
+        whatIsWrong = mistakes.front();
         return false;
     }
-    if (!parse.second.key.empty()) {
-        whatIsWrong = atLine(name, parse.second.line) + "[" + parse.second.section + "] " +
-                      parse.second.key + " is given a second time; remove one";
-        return false;
-    }
-    if (wrongLine != 0) {
-        whatIsWrong = atLine(name, wrongLine) +
-                      "expected \"[section]\", \"key = value\" or a comment that begins with \"#\"";
-        return false;
-    }
-    entries = std::move(parse.entries);
+    entries = std::move(read);
     return true;
 }
 

@@ -17,10 +17,14 @@ struct IniEntry {
 };
 
 /*
- * Splits the text. A line that is no section, no "key = value" and no comment, that is too long,
- * or that gives a key for the second time is a mistake: false, and whatIsWrong is one line that
- * begins with "<name>:<line>: ".
+ * Splits the text as far as that goes. A line that is no section, no "key = value" and no comment,
+ * that is too long, or that gives a key for the second time is a mistake: a line that begins with
+ * "<name>:<line>: ". Behind a line that is too long, and after twenty others, nothing more is read.
  */
+std::vector<IniEntry> parseIni(const std::string &name, std::string_view text,
+                               std::vector<std::string> &mistakes);
+
+/* The same for who needs a text without mistakes. False: whatIsWrong is the first. */
 bool parseIni(const std::string &name, std::string_view text, std::vector<IniEntry> &entries,
               std::string &whatIsWrong);
 

@@ -1,73 +1,88 @@
 // SPDX-License-Identifier: MIT
-// The platform logger: one line on standard error per entry, level first.
+// The platform logger: an entry of the journal, or one line on standard error, level first.
 #include "platform/nal.h"
 #include "platform/nal/file_io.h"
+#include "platform/nal/journal.h"
+#include "platform/nal/log_entry.h"
+#include "platform/nal/log_hook.h"
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <syslog.h>
 #include <unistd.h>
 
 namespace {
 
-bool isControl(char character) {
-    return static_cast<unsigned char>(character) < ' ' || character == '\x7F';
+struct Level {
+    const char *name;
+    int priority;
+};
+constexpr Level kNotice{"notice", LOG_NOTICE};
+constexpr Level kError{"error", LOG_ERR};
+
+struct MemoryFree {
+    void operator()(char *memory) const { std::free(memory); }
+};
+
+void (*follower)(const char *function, int line, std::string_view text) = nullptr;
+
+bool writeToJournal(const Level &level, const char *function, int line, std::string_view text) {
+    if (!nal::standardErrorIsTheJournal()) {
+        return false;
+    }
+    // Without a prefix the entry is the platform's own.
+    nal::LogOrigin origin{"nal", function, std::to_string(line)};
+    nal::takeLogPrefix(text, origin);
+    nal::takeLineEnd(text);
+    return nal::sendToJournal(level.priority, origin, nal::spellControls(text));
 }
 
-// Text from outside must not look like further entries: its control characters are spelled out.
-std::string oneLine(std::string_view text) {
-    std::string_view lineEnd = "\n";
-    for (const std::string_view own : {"\r\n", "\n"}) {
-        if (text.ends_with(own)) {
-            lineEnd = own;
-            text.remove_suffix(own.size());
-            break;
-        }
-    }
-    std::string line;
-    for (const char character : text) {
-        if (isControl(character)) {
-            char escaped[sizeof "\\x00"];
-            std::snprintf(escaped, sizeof escaped, "\\x%02X", static_cast<unsigned>(character));
-            line += escaped;
-        } else {
-            line += character;
-        }
-    }
-    return line.append(lineEnd);
-}
-
-__attribute__((format(printf, 2, 0))) void writeEntry(const char *level, const char *format,
-                                                      va_list arguments) {
-    va_list again;
-    va_copy(again, arguments);
-    const int size = std::vsnprintf(nullptr, 0, format, again);
-    va_end(again);
-    if (size < 0) {
-        return;
-    }
-    std::string text(static_cast<std::size_t>(size) + 1, '\0');
-    std::vsnprintf(text.data(), text.size(), format, arguments);
-    text.pop_back();
-    const std::string entry = std::string(level) + ": " + oneLine(text);
+void writeToStandardError(const Level &level, std::string_view text) {
+    const std::string_view own = nal::takeLineEnd(text);
+    const std::string entry = std::string(level.name) + ": " + nal::spellControls(text) +
+                              std::string(own.empty() ? "\n" : own);
     // One write for the entry: lines of several processes on one standard error stay whole.
     nal::writeFully(STDERR_FILENO, entry.data(), entry.size());
 }
 
+__attribute__((format(printf, 4, 0))) void writeEntry(const Level &level, const char *function,
+                                                      int line, const char *format,
+                                                      va_list arguments) {
+    char *formatted = nullptr;
+    const int size = vasprintf(&formatted, format, arguments);
+    if (size < 0) {
+        return;
+    }
+    const std::unique_ptr<char, MemoryFree> owner(formatted);
+    const std::string_view text(formatted, static_cast<std::size_t>(size));
+    if (!writeToJournal(level, function, line, text)) {
+        writeToStandardError(level, text);
+    }
+    if (follower != nullptr) {
+        follower(function, line, text);
+    }
+}
+
 } // namespace
 
-// Function and line are part of the agent's text already.
-void nalLogNotice(const char *, int, const char *format, ...) {
+void nalOnLog(void (*told)(const char *function, int line, std::string_view text)) {
+    follower = told;
+}
+
+void nalLogNotice(const char *function, int line, const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    writeEntry("notice", format, arguments);
+    writeEntry(kNotice, function, line, format, arguments);
     va_end(arguments);
 }
 
-void nalLogError(const char *, int, const char *format, ...) {
+void nalLogError(const char *function, int line, const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    writeEntry("error", format, arguments);
+    writeEntry(kError, function, line, format, arguments);
     va_end(arguments);
 }

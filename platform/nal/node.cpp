@@ -3,35 +3,17 @@
 #include "platform/nal/node.h"
 
 #include "platform/nal.h"
-#include "platform/nal/bank_device.h"
 #include "platform/nal/open.h"
+#include "platform/nal/settings_overlay.h"
 
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 
 namespace nal {
 namespace {
 
 constexpr mode_t kLockMode = 0644;
-
-bool directoryExists(const std::string &configPath, const char *key, const std::string &path,
-                     std::string &whatIsWrong) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
-        return true;
-    }
-    whatIsWrong = configPath + ": [paths] " + key + ": there is no directory " + path +
-                  "; make it or name another";
-    return false;
-}
-
-bool directoriesExist(const std::string &path, const Config &config, std::string &whatIsWrong) {
-    return directoryExists(path, "tmp", config.tmpDirectory, whatIsWrong) &&
-           directoryExists(path, "configs", config.configsDirectory, whatIsWrong) &&
-           directoryExists(path, "logs", config.logsDirectory, whatIsWrong);
-}
 
 // Two processes that write one boot state and one bank would each undo the other's work.
 UniqueFd lockNode(const std::string &bootStatePath, std::string &whatIsWrong) {
@@ -50,19 +32,29 @@ UniqueFd lockNode(const std::string &bootStatePath, std::string &whatIsWrong) {
     return lock;
 }
 
+// Says what is new about a file that is read again and again.
+void reportOnce(const std::string &whatIsWrong, const char *whatHolds, std::string &reported) {
+    if (whatIsWrong != reported && !whatIsWrong.empty()) {
+        nalLogError(__func__, __LINE__, "nal: %s; %s", whatIsWrong.c_str(), whatHolds);
+    }
+    reported = whatIsWrong;
+}
+
+void takeRunTimeSettings(const Config &from, Config &to) {
+    to.workMode = from.workMode;
+    to.workRole = from.workRole;
+    to.onboarding = from.onboarding;
+    to.preferredActivationTime = from.preferredActivationTime;
+}
+
 } // namespace
 
 bool Node::open(const std::string &configPath, std::string &whatIsWrong) {
     Config config;
     std::string text;
     BootState state;
-    if (!readConfigText(configPath, text, whatIsWrong)) {
-        whatIsWrong += "; give a configuration made after node.conf.example";
-        return false;
-    }
-    if (!parseConfig(configPath, text, config, whatIsWrong) ||
-        !directoriesExist(configPath, config, whatIsWrong) ||
-        !banksAreUsable(configPath, config, whatIsWrong) ||
+    if (!checkConfigFile(configPath, config, whatIsWrong) ||
+        !readConfigText(configPath, text, whatIsWrong) ||
         !readBootState(config.bootStatePath, state, whatIsWrong)) {
         return false;
     }
@@ -73,46 +65,40 @@ bool Node::open(const std::string &configPath, std::string &whatIsWrong) {
     }
     configPath_ = configPath;
     configText_ = text;
+    base_ = config;
     config_ = config;
     return true;
 }
 
 const Config &Node::freshConfig() {
-    std::string text;
-    std::string whatIsWrong;
-    if (!readConfigText(configPath_, text, whatIsWrong)) {
-        reportOnce(whatIsWrong);
-    } else if (text == configText_) {
-        reported_.clear();
-    } else {
-        takeNewText(text);
-    }
+    followConfig();
+    takeRunTimeSettings(base_, config_);
+    followOverlay();
     return config_;
 }
 
 // The directories and banks stay as they were opened: the agent holds paths made of them.
-void Node::takeNewText(const std::string &text) {
-    Config changed;
+void Node::followConfig() {
+    std::string text;
     std::string whatIsWrong;
-    if (!parseConfig(configPath_, text, changed, whatIsWrong)) {
-        reportOnce(whatIsWrong);
-        return;
+    Config changed;
+    if (readConfigText(configPath_, text, whatIsWrong) && text != configText_ &&
+        parseConfig(configPath_, text, changed, whatIsWrong)) {
+        takeRunTimeSettings(changed, base_);
+        configText_ = text;
     }
-    config_.workMode = changed.workMode;
-    config_.workRole = changed.workRole;
-    config_.onboarding = changed.onboarding;
-    config_.preferredActivationTime = changed.preferredActivationTime;
-    configText_ = text;
-    reported_.clear();
+    reportOnce(whatIsWrong, "the last good values stay in use", configReported_);
 }
 
-void Node::reportOnce(const std::string &whatIsWrong) {
-    if (whatIsWrong == reported_) {
-        return;
+void Node::followOverlay() {
+    Overlay overlay;
+    std::string whatIsWrong;
+    if (readOverlay(config_.overlayPath(), overlay, whatIsWrong)) {
+        applyOverlay(overlay, config_);
     }
-    nalLogError(__func__, __LINE__, "nal: %s; the last good values stay in use",
-                whatIsWrong.c_str());
-    reported_ = whatIsWrong;
+    reportOnce(whatIsWrong,
+               "the values of the configuration hold; change a setting to write it anew",
+               overlayReported_);
 }
 
 bool Node::bootState(BootState &state, const char *function, int line) const {

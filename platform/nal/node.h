@@ -19,7 +19,10 @@ class Node {
     /* As read by open; valid for the life of the process. Empty before. */
     const Config &config() const { return config_; }
 
-    /* The same with mode, role, onboarding and preferred time as the file has them now. */
+    /*
+     * The same with mode, role, onboarding and preferred time as the file has them now, or the
+     * overlay beside the daemon's state where that has them.
+     */
     const Config &freshConfig();
 
     /* Reads the boot state; a failure is logged under the caller's name. */
@@ -29,13 +32,15 @@ class Node {
     bool activationHalfWay = false;
 
   private:
-    void takeNewText(const std::string &text);
-    void reportOnce(const std::string &whatIsWrong);
+    void followConfig();
+    void followOverlay();
 
     std::string configPath_;
     std::string configText_;
-    std::string reported_;
-    Config config_;
+    std::string configReported_;
+    std::string overlayReported_;
+    Config base_;   // as the file has it
+    Config config_; // with the overlay
     UniqueFd lock_; // held until the process ends
 };
 

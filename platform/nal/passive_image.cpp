@@ -5,6 +5,7 @@
 #include "platform/nal/image_manifest.h"
 #include "platform/nal/image_stream.h"
 #include "platform/nal/node.h"
+#include "platform/nal/stage.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -137,6 +138,7 @@ int nal_writePassiveImage(const char *imagePath) {
     nal::Image image;
     nal::BootState state;
     std::string whatIsWrong;
+    nal::tellStage(NalStage::writing);
     if (nal::openImage(imagePath, image, whatIsWrong) &&
         nal::readBootState(nal::node().config().bootStatePath, state, whatIsWrong) &&
         nal::mayBeWritten(state, whatIsWrong) && nal::installImage(image, state, whatIsWrong)) {

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
-// ota-boot-state: makes the first boot state of a node, and shows one.
+// ota-boot-state: makes the first boot state of a node, boots by one as a boot loader does, shows
+// one.
+#include "platform/nal/boot.h"
 #include "platform/nal/boot_state.h"
 #include "platform/nal/image_stream.h"
 #include "platform/nal/tools/command_line.h"
@@ -11,8 +13,11 @@
 
 namespace {
 
+constexpr int kPassedOver = 3;
+
 const tools::Program kProgram = {
     "ota-boot-state", "ota-boot-state init --active a|b --image IMAGE-IN-THAT-BANK --output FILE, "
+                      "or ota-boot-state boot --a BANK --b BANK --state FILE, "
                       "or ota-boot-state show FILE"};
 
 int makeBootState(const tools::Options &options) {
@@ -28,6 +33,24 @@ int makeBootState(const tools::Options &options) {
         !nal::writeBootState(options.at("--output"), state, whatIsWrong)) {
         tools::reportFailure(kProgram, whatIsWrong);
         return 1;
+    }
+    return 0;
+}
+
+// The exit code says whether the chosen bank is the one that booted.
+int bootByState(const tools::Options &options) {
+    nal::BootState state;
+    std::string passedOver;
+    std::string whatIsWrong;
+    if (!nal::bootNode(options.at("--state"), {options.at("--a"), options.at("--b")}, state,
+                       passedOver, whatIsWrong)) {
+        tools::reportFailure(kProgram, whatIsWrong);
+        return 1;
+    }
+    std::printf("active=%s\n", nal::bankName(state.active));
+    if (!passedOver.empty()) {
+        tools::reportFailure(kProgram, passedOver);
+        return kPassedOver;
     }
     return 0;
 }
@@ -59,8 +82,13 @@ int main(int argc, char **argv) {
     if (verb == "show" && argc == 3) {
         return showBootState(argv[2]);
     }
+    if (verb == "boot") {
+        tools::Options options = {{"--a", ""}, {"--b", ""}, {"--state", ""}};
+        return tools::readOptions(kProgram, argc, argv, options) ? bootByState(options)
+                                                                 : tools::kWrongUse;
+    }
     if (verb != "init") {
-        return tools::reportUse(kProgram, "give init or show");
+        return tools::reportUse(kProgram, "give init, boot or show");
     }
     tools::Options options = {{"--active", ""}, {"--image", ""}, {"--output", ""}};
     return tools::readOptions(kProgram, argc, argv, options) ? makeBootState(options)

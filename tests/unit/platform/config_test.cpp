@@ -2,6 +2,7 @@
 // Every mistake in the configuration names the file, the line and what was expected.
 #include "fixture.h"
 #include "platform/nal/config.h"
+#include "platform/nal/config_rows.h"
 #include "platform/nal/open.h"
 
 #include <filesystem>
@@ -27,9 +28,10 @@ class Configuration : public OnANode {
 };
 
 const Mistake kMistakes[] = {
-    {"empty model", "model", "model =", ":2: [node] model is \"\": expected 1 to 31 characters"},
+    {"empty model", "model", "model =", ":2: [node] model is \"\": expected a text"},
     {"long serial", "serial", "serial = 0123456789012345678901234567890X",
-     ":3: [node] serial is \"0123456789012345678901234567890X\": expected 1 to 31 characters"},
+     ":3: [node] serial is \"0123456789012345678901234567890X\", 32 characters: expected at most "
+     "31, since the agent reads no more"},
     {"onboarding", "onboarding", "onboarding = yes",
      ":6: [node] onboarding is \"yes\": expected 0 or 1"},
     {"hour 24", "preferred_activation_time", "preferred_activation_time = 24:00",
@@ -40,34 +42,73 @@ const Mistake kMistakes[] = {
     {"blank in tmp", "tmp", "tmp = /t m", ":9: [paths] tmp is \"/t m\": expected a directory"},
     {"shell in logs", "logs", "logs = /l$(x)",
      ":11: [paths] logs is \"/l$(x)\": expected a directory"},
-    {"long tmp", "tmp", "tmp = /var/tmp/x",
-     ":9: [paths] tmp is \"/var/tmp/x\": expected a directory without \"/\" at the end, of at most "
-     "9 characters"},
+    {"long tmp", "tmp", "tmp = /tmp/ab",
+     ":9: [paths] tmp is \"/tmp/ab\", 7 characters: expected at most 6, since the agent keeps 18 "
+     "characters of its clean-up command \"rm -rf <tmp>/4QZ*\" and 31 of its progress command "
+     "\"echo 100 > <tmp>/ota_dwld_prog\""},
     {"long configs", "configs", "configs = /opt/configs/1",
-     ":10: [paths] configs is \"/opt/configs/1\": expected a directory without \"/\" at the end, of "
-     "at most 13 characters"},
+     ":10: [paths] configs is \"/opt/configs/1\", 14 characters: expected at most 13, since the "
+     "agent keeps 30 characters of <configs>/last_reboot_info"},
     {"long logs", "logs", "logs = /opt/some/logs1",
-     ":11: [paths] logs is \"/opt/some/logs1\": expected a directory without \"/\" at the end, of at "
-     "most 14 characters"},
+     ":11: [paths] logs is \"/opt/some/logs1\", 15 characters: expected at most 14, since the agent "
+     "keeps 30 characters of <logs>/ota_act_success"},
     {"long certificate", "ca_certificate", "ca_certificate = /opt/certificates/authority.pem",
-     ":12: [paths] ca_certificate is \"/opt/certificates/authority.pem\": expected a file, its path "
-     "of at most 30 characters"},
+     ":12: [paths] ca_certificate is \"/opt/certificates/authority.pem\", 31 characters: expected "
+     "at most 30, since the agent keeps no more of a path"},
     {"zero size", "size", "size = 0", ":16: [banks] size is \"0\": expected a number of bytes"},
     {"size suffix", "size", "size = 5X", ":16: [banks] size is \"5X\": expected a number of bytes"},
     {"huge size", "size", "size = 99999999999G", ":16: [banks] size is \"99999999999G\""},
     {"no key", "serial", "just words", ":3: expected \"[section]\", \"key = value\" or a comment"},
     {"unknown key", "serial", "colour = red", ":3: [node] colour is not known"},
     {"second time", "serial", "model = other", ":3: [node] model is given a second time"},
-    {"missing key", "serial", "", ": [node] serial is missing: expected 1 to 31 characters"},
+    {"missing key", "serial", "", ": [node] serial is missing: expected a text"},
     {"missing size", "size", "", ": [banks] size is missing: expected a size"},
-    {"no directory", "logs", "logs = /nonexistent", ": [paths] logs: there is no directory"},
-    {"no bank", "b", "b = /nonexistent/b", ": [banks] b: the bank /nonexistent/b cannot be opened"},
+    {"no directory", "logs", "logs = /nonexistent",
+     ":11: [paths] logs names no directory: there is none at /nonexistent; make it or name another"},
+    {"no bank", "b", "b = /nonexistent/b",
+     ":15: [banks] b cannot be used: the bank /nonexistent/b cannot be opened"},
     {"other size", "size", "size = 2M", " has 1048576 bytes: expected the 2097152 of [banks] size"},
+    {"state", "", "[service]\nstate = /opt/",
+     ":2: [service] state is \"/opt/\": expected a directory without \"/\" at the end"},
+    {"plain http", "", "[service]\nallow_plain_http = 1",
+     ":2: [service] allow_plain_http is \"1\": expected yes or no"},
+    {"floor", "", "[service]\nlowest_version = 4QZ$(x)",
+     ":2: [service] lowest_version is \"4QZ$(x)\": expected a version of the characters"},
+    {"history size", "", "[service]\nhistory_size = -1",
+     ":2: [service] history_size is \"-1\": expected a number of bytes above 0"},
+    {"no history files", "", "[service]\nhistory_files = 0",
+     ":2: [service] history_files is \"0\": expected a number from 1 to 20"},
+    {"many history files", "", "[service]\nhistory_files = 21",
+     ":2: [service] history_files is \"21\": expected a number from 1 to 20"},
+    {"port 0", "", "[root]\nca_certificate = node.conf\nbroker = h:0",
+     ":3: [root] broker is \"h:0\": expected a host name or IPv4 address"},
+    {"port 65536", "", "[root]\nca_certificate = node.conf\nbroker = h:65536",
+     ":3: [root] broker is \"h:65536\": expected a host name"},
+    {"no host", "", "[root]\nca_certificate = node.conf\nbroker = :1883",
+     ":3: [root] broker is \":1883\": expected a host name"},
+    {"shell in host", "", "[root]\nca_certificate = node.conf\nbroker = $(h)",
+     ":3: [root] broker is \"$(h)\": expected a host name"},
+    {"wildcard in topic", "", "[root]\nca_certificate = node.conf\nbroker = h\ntopic = a/#",
+     ":4: [root] topic is \"a/#\": expected names of the characters"},
+    {"empty level in topic", "", "[root]\nca_certificate = node.conf\nbroker = h\ntopic = a//b",
+     ":4: [root] topic is \"a//b\": expected names of the characters"},
+    {"broker alone", "", "[root]\nbroker = h", ":2: [root] broker needs ca_certificate: expected"},
+    {"topic alone", "", "[root]\ntopic = t", ":2: [root] topic has no broker to go with"},
+    {"key alone", "", "[root]\nca_certificate = node.conf\nbroker = h\nkey = node.conf",
+     ":4: [root] key stands alone: expected certificate and key together, or neither"},
+    {"certificate alone", "", "[root]\nca_certificate = node.conf\nbroker = h\ncertificate = x",
+     ":4: [root] certificate stands alone: expected certificate and key together, or neither"},
+    {"no root certificate", "", "[root]\nbroker = h\nca_certificate = /nonexistent.pem",
+     ":3: [root] ca_certificate names a file that cannot be read, /nonexistent.pem: No such file or "
+     "directory; put it there or name another"},
 };
 
 TEST_F(Configuration, NamesFileLineAndExpectationOfEveryMistake) {
     for (const Mistake &mistake : kMistakes) {
-        const std::string complaint = complaintAbout(configWith(mistake.key, mistake.line));
+        const bool isAdded = *mistake.key == '\0'; // in front, for a line number of its own
+        const std::string complaint =
+            complaintAbout(isAdded ? std::string(mistake.line) + "\n" + configWith("", "")
+                                   : configWith(mistake.key, mistake.line));
         EXPECT_EQ(complaint.find(configPath_), 0U) << mistake.title << ": " << complaint;
         EXPECT_NE(complaint.find(mistake.complaint), std::string::npos)
             << mistake.title << ": " << complaint;
@@ -100,7 +141,7 @@ TEST_F(Configuration, TellsOfABootStateThatCannotBeRead) {
 
 TEST_F(Configuration, TakesPathsOfTheGreatestLengths) {
     const std::pair<const char *, std::size_t> limits[] = {
-        {"tmp", 9}, {"configs", 13}, {"logs", 14}, {"ca_certificate", 30}};
+        {"tmp", 6}, {"configs", 13}, {"logs", 14}, {"ca_certificate", 30}};
     for (const auto &[key, limit] : limits) {
         const std::string line = std::string(key) + " = " + std::string(limit, 'd');
         nal::Config config;
@@ -123,6 +164,101 @@ TEST_F(Configuration, ReadsSizesWithTheirSuffixes) {
     }
 }
 
+TEST_F(Configuration, WithoutTheOptionalSectionsHasTheirDefaults) {
+    nal::Config config;
+    std::string whatIsWrong;
+    ASSERT_TRUE(nal::parseConfig("c", configWith("", ""), config, whatIsWrong)) << whatIsWrong;
+    EXPECT_EQ(config.stateDirectory, "configs/otad");
+    EXPECT_EQ(config.overlayPath(), "configs/otad/settings.ini");
+    EXPECT_FALSE(config.allowPlainHttp);
+    EXPECT_EQ(config.lowestVersion, "");
+    EXPECT_EQ(config.historySize, 262144U);
+    EXPECT_EQ(config.historyFiles, 4);
+    EXPECT_EQ(config.rootHost, "");
+}
+
+TEST_F(Configuration, TakesEveryKeyOfTheServiceAndTheRoot) {
+    nal::Config config;
+    std::string whatIsWrong;
+    const std::string text =
+        configWith("", "") +
+        "[service]\nstate = /s\nallow_plain_http = yes\nlowest_version = 4QZ-1\nhistory_size = 1M\n"
+        "history_files = 20\n[root]\nbroker = 10.0.0.1:1883\nca_certificate = ca\n"
+        "certificate = c\nkey = k\ntopic = a/b.c\n";
+    ASSERT_TRUE(nal::parseConfig("c", text, config, whatIsWrong)) << whatIsWrong;
+    EXPECT_EQ(config.stateDirectory, "/s");
+    EXPECT_TRUE(config.allowPlainHttp);
+    EXPECT_EQ(config.lowestVersion, "4QZ-1");
+    EXPECT_EQ(config.historySize, 1048576U);
+    EXPECT_EQ(config.historyFiles, 20);
+    EXPECT_EQ(config.rootHost, "10.0.0.1");
+    EXPECT_EQ(config.rootPort, 1883);
+    EXPECT_EQ(config.rootCaCertificate, "ca");
+    EXPECT_EQ(config.rootCertificate, "c");
+    EXPECT_EQ(config.rootKey, "k");
+    EXPECT_EQ(config.rootTopic, "a/b.c");
+    ASSERT_TRUE(nal::parseConfig(
+        "c", configWith("", "") + "[root]\nbroker = gateway.mesh\nca_certificate = ca\n", config,
+        whatIsWrong));
+    EXPECT_EQ(config.rootHost, "gateway.mesh");
+    EXPECT_EQ(config.rootPort, 8883);
+    EXPECT_EQ(config.rootTopic, "otaSwAgent");
+}
+
+TEST_F(Configuration, ShowsEveryMistakeAtOnce) {
+    std::string text = configWith("onboarding", "onboarding = 2");
+    text += "words\nmore words\n[banks]\nsize = 1M\ncolour = red\n[service]\nhistory_files = x\n";
+    text.replace(text.find("logs = logs"), 11, "logs = none");
+    text.replace(text.find("serial = SN42"), 13, "");
+    writeText(configPath_, text);
+    const std::vector<std::string> expected{
+        ":18: expected \"[section]\", \"key = value\" or a comment that begins with \"#\"",
+        ":19: expected \"[section]\", \"key = value\" or a comment that begins with \"#\"",
+        ":21: [banks] size is given a second time; remove one",
+        ":22: [banks] colour is not known: expected a key of node.conf.example",
+        ": [node] serial is missing: expected a text",
+        ":6: [node] onboarding is \"2\": expected 0 or 1",
+        ":24: [service] history_files is \"x\": expected a number from 1 to 20",
+        ":11: [paths] logs names no directory: there is none at none; make it or name another",
+    };
+    const std::vector<std::string> mistakes = nal::configMistakes(configPath_);
+    ASSERT_EQ(mistakes.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_EQ(mistakes[i], configPath_ + expected[i]);
+    }
+    nal::Config config;
+    std::string whatIsWrong;
+    EXPECT_FALSE(nal::checkConfigFile(configPath_, config, whatIsWrong));
+    EXPECT_EQ(whatIsWrong, mistakes.front());
+    EXPECT_EQ(config.model, "") << "a configuration with mistakes is not taken over";
+}
+
+TEST_F(Configuration, EndsItsListOfWrongLinesAfterTwenty) {
+    std::string text;
+    for (int i = 0; i < 5000; ++i) {
+        text += "words\n";
+    }
+    writeText(configPath_, text);
+    const std::vector<std::string> mistakes = nal::configMistakes(configPath_);
+    ASSERT_GT(mistakes.size(), 20U);
+    EXPECT_EQ(mistakes[19].find(configPath_ + ":20: expected"), 0U) << mistakes[19];
+    EXPECT_EQ(mistakes[20].find(configPath_ + ": [node] model is missing"), 0U) << mistakes[20];
+}
+
+TEST_F(Configuration, IsCheckedWithoutALockAndWithoutABootState) {
+    open();
+    std::filesystem::remove(statePath_);
+    nal::Config config;
+    std::string whatIsWrong;
+    EXPECT_TRUE(nal::checkConfigFile(configPath_, config, whatIsWrong)) << whatIsWrong;
+    EXPECT_EQ(config.model, "GW-1000");
+    EXPECT_TRUE(nal::configMistakes(configPath_).empty());
+    const std::vector<std::string> missing = nal::configMistakes(in("none.conf"));
+    ASSERT_EQ(missing.size(), 1U);
+    EXPECT_EQ(missing[0], in("none.conf") + ": cannot be opened: No such file or directory; give a "
+                                            "configuration made after node.conf.example");
+}
+
 TEST_F(Configuration, ExampleIsWithoutMistakesAndNamesEveryKey) {
     nal::Config config;
     std::string whatIsWrong;
@@ -130,6 +266,12 @@ TEST_F(Configuration, ExampleIsWithoutMistakesAndNamesEveryKey) {
         << whatIsWrong;
     EXPECT_EQ(config.model, "GW-1000");
     EXPECT_EQ(config.bankSize, 268435456U);
+    EXPECT_EQ(config.rootPort, 8883);
+    for (const nal::ConfigRow &row : nal::configRows()) {
+        EXPECT_NE(readText(NODE_CONF_EXAMPLE).find(std::string("\n") + row.key + " = "),
+                  std::string::npos)
+            << row.key;
+    }
 }
 
 } // namespace

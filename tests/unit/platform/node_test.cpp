@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
 // What the node says of itself, and how it follows its configuration at run time.
-#include "faults.h"
 #include "fixture.h"
 #include "platform/nal.h"
 
 #include <array>
-#include <cerrno>
 #include <filesystem>
 
 namespace {
@@ -105,16 +103,47 @@ TEST_F(Node, SaysWhichVersionsItCannotTellAndLeavesTheTextAlone) {
     EXPECT_EQ(errors.find("error: nal: " + statePath_ + ": the boot state is cut"), 0U) << errors;
 }
 
-TEST_F(Node, KeepsTheHandOverAsOneWholeFile) {
+TEST_F(Node, PrefersTheSettingsThatWereChangedAtRunTime) {
     open();
-    const std::string path = in("configs") + "/file_server_info.json";
-    EXPECT_EQ(nal_setSwmgntFileServerInfo("{\"swVersion\":\"1\"}"), 0);
-    EXPECT_EQ(readText(path), "{\"swVersion\":\"1\"}");
-    faults::failFrom(faults::Call::write, 1, ENOSPC);
-    const std::string errors =
-        errorsOf([] { EXPECT_NE(nal_setSwmgntFileServerInfo("{\"swVersion\":\"2\"}"), 0); });
-    EXPECT_NE(errors.find("cannot be written: No space left on device"), std::string::npos);
-    EXPECT_EQ(readText(path), "{\"swVersion\":\"1\"}");
+    char mode[NAL_MODE_WIDTH] = "";
+    char role[NAL_MODE_WIDTH] = "";
+    const auto ask = [&] {
+        EXPECT_EQ(nal_getWorkMode(mode), 0);
+        EXPECT_EQ(nal_getWorkRole(role), 0);
+    };
+    std::filesystem::create_directories(in("configs/otad"));
+    const std::string overlay = in("configs/otad/settings.ini");
+    EXPECT_EQ(errorsOf([&] {
+                  writeText(overlay, "[node]\nwork_mode = AP_Bridge\n");
+                  ask();
+                  EXPECT_STREQ(mode, "AP_Bridge");
+                  EXPECT_STREQ(role, "Controller") << "what was not changed comes from node.conf";
+                  writeText(configPath_, configWith("work_role", "work_role = Agent"));
+                  ask();
+                  EXPECT_STREQ(mode, "AP_Bridge");
+                  EXPECT_STREQ(role, "Agent");
+                  std::filesystem::remove(overlay);
+                  ask();
+                  EXPECT_STREQ(mode, "RGW") << "no file, no change";
+              }),
+              "");
+}
+
+TEST_F(Node, FallsBackOnItsConfigurationWhereTheChangedSettingsAreDamagedAndSaysSoOnce) {
+    open();
+    char mode[NAL_MODE_WIDTH] = "";
+    int onboarding = 0;
+    std::filesystem::create_directories(in("configs/otad"));
+    writeText(in("configs/otad/settings.ini"), "[node]\nwork_mode = AP_Bridge\nonboarding = 2\n");
+    EXPECT_EQ(
+        errorsOf([&] {
+            EXPECT_EQ(nal_getWorkMode(mode), 0);
+            EXPECT_EQ(nal_getRootOnBoardingStatus(&onboarding), 0);
+        }),
+        "error: nal: configs/otad/settings.ini:3: [node] onboarding is \"2\": expected 0 or 1; "
+        "the values of the configuration hold; change a setting to write it anew\n");
+    EXPECT_STREQ(mode, "RGW");
+    EXPECT_EQ(onboarding, 0);
 }
 
 } // namespace

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+// What is left of an upgrade that was cancelled is taken back.
+#include "platform/nal/abandon.h"
+
+#include "platform/nal/activation.h"
+#include "platform/nal/file_io.h"
+#include "platform/nal/node.h"
+
+#include <cerrno>
+#include <dirent.h>
+#include <memory>
+#include <string_view>
+#include <unistd.h>
+#include <vector>
+
+namespace nal {
+namespace {
+
+constexpr std::string_view kImagePrefix = "4QZ";
+
+struct DirectoryClose {
+    void operator()(DIR *directory) const { closedir(directory); }
+};
+
+bool keepRunningBank(std::string &whatIsWrong) {
+    BootState state;
+    if (!readBootState(node().config().bootStatePath, state, whatIsWrong)) {
+        return false;
+    }
+    return state.next == state.active || takeChoiceBack(state, whatIsWrong);
+}
+
+// The images keep their names; only what begins like one is touched.
+bool listImages(const std::string &directory, std::vector<std::string> &paths,
+                std::string &whatIsWrong) {
+    const std::unique_ptr<DIR, DirectoryClose> opened(opendir(directory.c_str()));
+    if (!opened) {
+        whatIsWrong = systemReason(directory + ": cannot be listed") + "; check the directory";
+        return false;
+    }
+    while (const dirent *entry = readdir(opened.get())) {
+        if (std::string_view(entry->d_name).starts_with(kImagePrefix)) {
+            paths.push_back(directory + "/" + entry->d_name);
+        }
+    }
+    return true;
+}
+
+bool remove(const std::string &path, std::string &whatIsWrong) {
+    // A directory of such a name is nobody's download.
+    if (unlink(path.c_str()) == 0 || errno == ENOENT || errno == EISDIR) {
+        return true;
+    }
+    whatIsWrong = systemReason(path + ": cannot be removed") + "; remove it by hand";
+    return false;
+}
+
+} // namespace
+} // namespace nal
+
+bool nalAbandon(std::string &whatIsWrong) {
+    const nal::Config &config = nal::node().config();
+    // The choice first: it is what would still act on its own.
+    bool whole = nal::keepRunningBank(whatIsWrong);
+    std::vector<std::string> paths{config.logsDirectory + "/ota_act_success",
+                                   config.tmpDirectory + "/ota_dwld_prog",
+                                   config.tmpDirectory + "/ota_agent_data"};
+    std::string alsoWrong;
+    const auto note = [&](bool done) {
+        if (!done && whole) {
+            whatIsWrong = alsoWrong;
+        }
+        whole = whole && done;
+    };
+    note(nal::listImages(config.tmpDirectory, paths, alsoWrong));
+    for (const std::string &path : paths) {
+        note(nal::remove(path, alsoWrong));
+    }
+    return whole;
+}

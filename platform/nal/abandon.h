@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+// What is left of an upgrade that was cancelled is taken back.
+#ifndef PLATFORM_NAL_ABANDON_H
+#define PLATFORM_NAL_ABANDON_H
+
+#include <string>
+
+/*
+ * The running bank boots next where another one was chosen and has not booted; the activation mark,
+ * the downloaded images, the progress file and the file for the mobile app are removed. Everything
+ * else stays, an image in the passive bank too. Call it between two calls of the agent, after
+ * nalOpen. False: whatIsWrong is one line, and the rest was done as far as it could be.
+ */
+bool nalAbandon(std::string &whatIsWrong);
+
+#endif

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+// Taking the choice of the next bank back.
+#ifndef PLATFORM_NAL_ACTIVATION_H
+#define PLATFORM_NAL_ACTIVATION_H
+
+#include "platform/nal/boot_state.h"
+
+#include <string>
+
+namespace nal {
+
+/* The running bank boots next, and `state` is stored so. False: whatIsWrong is one line. */
+bool takeChoiceBack(BootState &state, std::string &whatIsWrong);
+
+} // namespace nal
+
+#endif
