@@ -18,10 +18,6 @@ inline constexpr int kMaxNesting = 8; // the object itself is the first
  */
 bool scanObject(std::string_view text, std::vector<std::string_view> &values, std::string &fault);
 
-/* How many bytes at the beginning are whole, valid UTF-8 characters (no surrogates, none overlong).
- */
-std::size_t validUtf8(std::string_view text);
-
 } // namespace host::guard
 
 #endif

@@ -74,7 +74,7 @@ std::optional<Refusal> StrictObject::takeText(const char *key, std::size_t width
                                               std::string &value) const {
     std::size_t index = 0;
     const cJSON *item = nullptr;
-    if (const auto refusal = findOnly(key, index, item)) {
+    if (auto refusal = findOnly(key, index, item)) {
         return refusal;
     }
     if (!cJSON_IsString(item)) {
@@ -93,7 +93,7 @@ std::optional<Refusal> StrictObject::takeText(const char *key, std::size_t width
 std::optional<Refusal> StrictObject::takeWholeNumber(const char *key, int &value) const {
     std::size_t index = 0;
     const cJSON *item = nullptr;
-    if (const auto refusal = findOnly(key, index, item)) {
+    if (auto refusal = findOnly(key, index, item)) {
         return refusal;
     }
     const std::string &spelling = spellings_[index];

@@ -2,6 +2,7 @@
 // Files on the node's storage: whole reads, whole writes, replacement in one step.
 #include "platform/nal/file_io.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -97,13 +98,21 @@ bool readWholeFile(const std::string &path, std::size_t limit, std::string &text
         whatIsWrong = systemReason(path + ": cannot be opened");
         return false;
     }
-    std::string bytes(limit + 1, '\0');
+    struct stat status {};
+    // As large as the file is, and a byte more to see that it did not grow; kernel files say 0.
+    const bool sized = fstat(file.get(), &status) == 0 && status.st_size > 0;
+    const std::size_t expected = sized ? static_cast<std::size_t>(status.st_size) : limit;
+    std::string bytes(std::min(expected, limit) + 1, '\0');
     const std::int64_t got = readFully(file.get(), bytes.data(), bytes.size());
     if (got < 0) {
         whatIsWrong = systemReason(path + ": cannot be read");
         return false;
     }
     bytes.resize(static_cast<std::size_t>(got));
+    if (sized && bytes.size() > expected && expected < limit) {
+        whatIsWrong = path + ": it grew while it was read; try again";
+        return false;
+    }
     if (bytes.size() > limit) {
         whatIsWrong = path + ": is larger than " + std::to_string(limit) + " bytes";
         return false;

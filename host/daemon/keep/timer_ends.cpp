@@ -16,13 +16,10 @@ std::int64_t untilNextDay(std::int64_t missedBySeconds) {
 }
 
 std::int64_t secondsOverABoot(const ArmedTimer &timer, std::int64_t wallNow, bool timeOfDay) {
-    const std::int64_t whole = std::max(timer.seconds, 0);
-    if (wallNow < timer.armedAt) {
-        return whole;
-    }
     const std::int64_t left = timer.endsAt - wallNow;
     if (left > 0) {
-        return std::min(left, whole);
+        // More than all of it: the clock went back behind the arming.
+        return std::min<std::int64_t>(left, std::max(timer.seconds, 0));
     }
     return timeOfDay ? untilNextDay(-left) : 0;
 }

@@ -14,7 +14,7 @@ namespace {
 using Kind = FromExtender::Kind;
 
 // Long enough for a farewell to a living broker.
-constexpr std::chrono::milliseconds kPatienceAtTheEnd{400};
+constexpr std::chrono::milliseconds kPatienceAtTheEnd{200};
 
 const char *nameOf(Kind kind) {
     return kind == Kind::report ? "the status report" : "the file server's address";

@@ -27,7 +27,7 @@ struct RootConfig {
 /* How patient the road is. Only tests want others than these. */
 struct RootTimes {
     // Under the 5 s that the agent may lose, by what tick() and the loop around it may be late.
-    std::chrono::milliseconds publish{4800};
+    std::chrono::milliseconds publish{4700};
     std::chrono::milliseconds connect{5000};       // one attempt, up to the broker's answer
     std::chrono::milliseconds shortestDelay{1000}; // before the second attempt, then doubled
     std::chrono::milliseconds longestDelay{10000};

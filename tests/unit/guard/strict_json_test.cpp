@@ -4,6 +4,7 @@
 
 #include "host/guard/json_text.h"
 #include "host/guard/strict_json.h"
+#include "host/guard/utf8.h"
 
 #include <gtest/gtest.h>
 
@@ -53,6 +54,11 @@ TEST(StrictJson, SaysWhatIsWrongAndWhere) {
     EXPECT_EQ(faultOf(std::string_view("{}\0", 3)), "holds a NUL at byte 2");
     EXPECT_EQ(faultOf("{\"\xFF\":1}"), "is not UTF-8 at byte 2");
     EXPECT_EQ(faultOf("{\"a\":[[[[[[[[1]]]]]]]]}"), "nests deeper than 8 at byte 12");
+    for (const char *low : {"\\udbff", "\\ue000", "\\ud800"}) {
+        EXPECT_EQ(faultOf("{\"a\":\"\\ud800" + std::string(low) + "\"}"),
+                  "is not JSON: half a surrogate pair at byte 18");
+    }
+    EXPECT_EQ(faultOf("{\"a\":\"\\udc00\"}"), "is not JSON: half a surrogate pair at byte 12");
     EXPECT_EQ(faultOf("{\"a\":-}"), "is not JSON: expected a number at byte 6");
 }
 
