@@ -43,8 +43,11 @@ class Reading {
         lookAtDirectory("tmp", config_.tmpDirectory);
         lookAtDirectory("configs", config_.configsDirectory);
         lookAtDirectory("logs", config_.logsDirectory);
-        for (const BankMistake &mistake : bankMistakes(config_)) {
-            complain("banks", mistake.key, mistake.text);
+        // Of values that were refused already there is nothing more to say.
+        if (!bankRefused_) {
+            for (const BankMistake &mistake : bankMistakes(config_)) {
+                complain("banks", mistake.key, mistake.text);
+            }
         }
         // The one for downloads may still be to come.
         if (access(config_.caCertificate.c_str(), F_OK) == 0) {
@@ -65,6 +68,7 @@ class Reading {
         if (entry != nullptr) {
             if (!takeValue(row, entry->value, config_, whatIsWrong)) {
                 mistakes_.push_back(atLine(path_, entry->line) + whatIsWrong);
+                bankRefused_ = bankRefused_ || std::string_view(row.section) == "banks";
             }
         } else if (row.required) {
             complain(row.section, row.key, std::string("is missing: expected ") + row.expected);
@@ -117,6 +121,7 @@ class Reading {
     std::vector<IniEntry> entries_;
     Config config_;
     std::vector<std::string> mistakes_;
+    bool bankRefused_ = false;
 };
 
 std::vector<std::string> check(const std::string &path, Config &config) {

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+// What was seen of a call of the agent while it ran, and the outcome that follows.
+#include "host/daemon/call_witness.h"
+
+#include "otaSwAgent/status_words.h"
+
+#include <array>
+
+namespace otad {
+
+std::optional<host::Outcome> outcomeOfWord(const std::string &word) {
+    struct Row {
+        const char *word;
+        host::Outcome outcome;
+    };
+    // "..._ACTIVATION_COMPLETE" and "..._SWAP_PASSIVE" are not here: what follows decides.
+    static constexpr std::array kRows{
+        Row{OTA_STATUS_NO_UPGRADE, host::Outcome::notNeeded},
+        Row{OTA_STATUS_CRC_CHECK_FAILED, host::Outcome::checksumFailed},
+        Row{OTA_STATUS_FLASH_WRITE_FAILED, host::Outcome::flashWriteFailed},
+        Row{OTA_STATUS_ACTIVATION_FAILED, host::Outcome::activationFailed},
+        Row{OTA_STATUS_RECONNECT, host::Outcome::downloadGaveUp},
+        Row{OTA_STATUS_COMMIT_COMPLETE, host::Outcome::done},
+        Row{OTA_STATUS_COMMIT_FAILED, host::Outcome::commitFailed},
+    };
+    for (const Row &row : kRows) {
+        if (word == row.word) {
+            return row.outcome;
+        }
+    }
+    return std::nullopt;
+}
+
+host::Outcome outcomeOfCall(const CallWitness &witness) {
+    if (const auto outcome = outcomeOfWord(witness.lastWord)) {
+        return *outcome;
+    }
+    if (witness.handedOver) {
+        return host::Outcome::handedOver;
+    }
+    // A failed activation of policy 1 passes without a word; one of policy 3 goes on to a download.
+    if (witness.activating && !witness.activated && witness.lastWord.empty()) {
+        return host::Outcome::activationFailed;
+    }
+    // A swap that nothing is awaited of: the passive bank holds the image, as policy 2 wants it.
+    const bool holds = witness.wrote || witness.lastWord == OTA_STATUS_SWAP_PASSIVE;
+    return holds ? host::Outcome::writtenOnly : host::Outcome::interruptedNothingKnown;
+}
+
+bool endsTheRequest(const CallWitness &witness) {
+    return !witness.activated && outcomeOfWord(witness.lastWord).has_value();
+}
+
+} // namespace otad

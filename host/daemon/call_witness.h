@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+// What was seen of a call of the agent while it ran, and the outcome that follows.
+#ifndef HOST_DAEMON_CALL_WITNESS_H
+#define HOST_DAEMON_CALL_WITNESS_H
+
+#include "host/outcome.h"
+
+#include <optional>
+#include <string>
+
+namespace otad {
+
+struct CallWitness {
+    std::string lastWord{};  // status word; empty: none came
+    bool wrote = false;      // the passive bank was being written
+    bool activating = false; // an activation was tried
+    bool activated = false;  // and succeeded: a reboot follows
+    bool handedOver = false; // to the gateway
+};
+
+/* The outcome that a status word stands for; none where the road goes on behind it. */
+std::optional<host::Outcome> outcomeOfWord(const std::string &word);
+
+/* The outcome of an offer whose call is over while nothing is awaited any more. */
+host::Outcome outcomeOfCall(const CallWitness &witness);
+
+/* Whether the word alone ends the request, whatever timers run. */
+bool endsTheRequest(const CallWitness &witness);
+
+} // namespace otad
+
+#endif

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+// Tells every event of the node in three places: history file, bus, log.
+#include "host/daemon/chronicle.h"
+
+#include <cstdio>
+#include <ctime>
+
+namespace otad {
+namespace {
+
+std::string sentence(const HistoryLine &line) {
+    std::string text = line.event;
+    if (line.ticket != 0) {
+        text += ", ticket " + std::to_string(line.ticket);
+    }
+    for (const std::string &part : {line.version, line.reason, line.next}) {
+        if (!part.empty()) {
+            text += ": " + part;
+        }
+    }
+    return text;
+}
+
+} // namespace
+
+void Chronicle::tell(HistoryLine line) {
+    const NodeStatus &status = board_.lastStatus();
+    if (line.stage.empty()) {
+        line.stage = status.stage;
+    }
+    const std::string node = status.mac.empty() ? status.serial : status.mac;
+    const std::string text = formatHistoryLine(line, std::time(nullptr), node);
+    history_.add(text);
+    bus_.raiseHistory(text);
+    // Stages and reports are in the agent's own log lines already.
+    if (line.event != "stage" && line.event != "status") {
+        logNotice(sentence(line));
+    }
+}
+
+void logNotice(const std::string &text) {
+    std::fprintf(stderr, "notice: otad: %s\n", text.c_str());
+}
+
+void logError(const std::string &text) { std::fprintf(stderr, "error: otad: %s\n", text.c_str()); }
+
+} // namespace otad

@@ -1,0 +1,223 @@
+// SPDX-License-Identifier: MIT
+// The host's life: start, what is taken up, crash, cancel.
+#include "host/daemon/conductor.h"
+
+#include "host/message.h"
+
+#include <algorithm>
+#include <ctime>
+#include <utility>
+
+namespace otad {
+namespace {
+
+constexpr std::int64_t kMsPerSecond = 1000;
+constexpr std::int64_t kLongestPauseMs = 30'000;
+constexpr int kDoublings = 5; // of one second, until the longest pause is reached
+
+std::int64_t pauseBeforeStart(int crashes) {
+    return crashes == 0
+               ? 0
+               : std::min(kMsPerSecond << std::min(crashes - 1, kDoublings), kLongestPauseMs);
+}
+
+} // namespace
+
+Conductor::Conductor(const Means &means, HostProgram program, Callbacks callbacks)
+    : with_(means), nodeKnown_(std::move(callbacks.nodeKnown)),
+      host_(means.loop, std::move(program),
+            {std::move(callbacks.hostMessage), [this](const std::string &how) { hostEnded(how); }}),
+      restart_(means.loop, [this] { launchHost(); }),
+      keepAgain_(means.loop, [this] { keepAndSend(); }) {}
+
+void Conductor::start() { launchHost(); }
+
+Facts Conductor::facts() const {
+    return {.bootId = with_.bootId,
+            .activeBank = with_.board.activeBank(),
+            .runningVersion = with_.board.runningVersion(),
+            .bootNowMs = bootNowMs(),
+            .wallNow = std::time(nullptr),
+            .preferredTime = with_.board.lastStatus().preferredActivationTime};
+}
+
+void Conductor::launchHost() {
+    ++life_;
+    restartAtMs_ = 0;
+    state_ = State::startingUp;
+    witness_ = {};
+    waitsForPath_.clear();
+    lookAtBanks();
+    std::string whatIsWrong;
+    if (!host_.start(planTakeUp(ledger(), facts()).commitCheck, whatIsWrong)) {
+        return hostEnded(whatIsWrong);
+    }
+    HistoryLine line;
+    line.event = "host-started";
+    with_.chronicle.tell(line);
+}
+
+void Conductor::hostIsWrong(const std::string &why) {
+    host_.kill();
+    logError("the host process said what it should not: " + why + "; it is started anew");
+}
+
+void Conductor::hostEnded(const std::string &how) {
+    ++life_;
+    keepAgain_.cancel();
+    const bool inTheCall = state_ == State::busy;
+    state_ = State::off;
+    with_.timers.restore({}); // the ledger has those that were armed before the call
+    with_.board.setStage("");
+    if (cancelling_ && how.empty()) {
+        hostCrashes_ = 0;
+        forgetEverything();
+    } else {
+        tellCrash(how.empty() ? "it was ended because it could not be understood" : how, inTheCall);
+    }
+    const std::int64_t pause = pauseBeforeStart(hostCrashes_);
+    restartAtMs_ = bootNowMs() + pause;
+    restart_.setInMs(pause);
+    if (cancelling_ && hostCrashes_ > 0) {
+        // The clean-up may never come: whoever asked must not wait for it.
+        answerCancels("");
+    }
+}
+
+// Only a call that the agent had begun can be at fault.
+void Conductor::tellCrash(const std::string &how, bool inTheCall) {
+    ++hostCrashes_;
+    HistoryLine line;
+    line.event = "host-crashed";
+    line.ticket = with_.board.lastStatus().ticket;
+    line.version = with_.board.lastStatus().version;
+    line.outcome = host::Outcome::hostCrashed;
+    line.reason = how;
+    line.next = "it is started again in " +
+                std::to_string(pauseBeforeStart(hostCrashes_) / kMsPerSecond) + " s";
+    with_.chronicle.tell(line);
+    if (ledger().running && inTheCall) {
+        ++ledger().running->crashes;
+        with_.book.save();
+    }
+}
+
+int Conductor::restartInSeconds() const {
+    return restart_.isSet()
+               ? static_cast<int>(std::max<std::int64_t>(restartAtMs_ - bootNowMs(), 0) /
+                                  kMsPerSecond)
+               : -1;
+}
+
+void Conductor::hostKnowsNode(const std::string &mac) {
+    with_.board.setMac(mac);
+    nodeKnown_();
+}
+
+void Conductor::hostWaitsFor(const std::string &path) {
+    waitsForPath_ = path;
+    with_.board.setStage("waiting");
+    HistoryLine line;
+    line.event = "agent-waits";
+    line.reason = "the agent waits until " + path + " is there";
+    line.next = "start the configuration manager that makes it";
+    with_.chronicle.tell(line);
+}
+
+void Conductor::startUpDone(const cJSON &message) {
+    waitsForPath_.clear();
+    with_.board.setStage("");
+    const Facts now = facts();
+    const TakeUp plan = planTakeUp(ledger(), now);
+    ledger() = takenUp(ledger(), plan, now);
+    with_.timers.restore(plan.timers);
+    if (plan.commitCheck) {
+        HistoryLine line;
+        line.event = "boot";
+        line.version = with_.board.runningVersion();
+        line.reason = "bank " + with_.board.activeBank();
+        with_.chronicle.tell(line);
+    }
+    if (plan.decided) {
+        tellOutcomeOfBoot(plan);
+    }
+    for (const Finished &finished : plan.finished) {
+        finish(finished.request, finished.outcome, finished.reason);
+        gaveUp_ = gaveUp_ || finished.outcome == host::Outcome::hostCrashed;
+    }
+    // Also of a fresh agent: a call that breaks off begins again with the times that it knew.
+    agentIsFresh_ = ledger().memory.empty();
+    if (agentIsFresh_) {
+        ledger().memory = host::printed(cJSON_GetObjectItemCaseSensitive(&message, "memory"));
+    }
+    if (cancelling_ || gaveUp_) {
+        state_ = State::abandoning;
+        host_.send(host::message({{"event", "abandon"}}).get());
+        return;
+    }
+    restoreMemory();
+}
+
+// The commit check has its say; policy 3 leaves no mark for it, so the bank itself tells.
+void Conductor::tellOutcomeOfBoot(const TakeUp &plan) {
+    const auto word = outcomeOfWord(witness_.lastWord);
+    if (plan.awaitCommitWord && word) {
+        finish(*plan.decided, *word, "the commit check says " + witness_.lastWord);
+    } else {
+        finish(*plan.decided, plan.withoutWord, plan.withoutWordReason);
+    }
+}
+
+void Conductor::restoreMemory() {
+    if (std::exchange(agentIsFresh_, false)) {
+        return goOn();
+    }
+    state_ = State::restoring;
+    const host::Json restore = host::message({{"event", "restore"}});
+    cJSON_AddItemToObject(restore.get(), "memory", host::parsed(ledger().memory).release());
+    host_.send(restore.get());
+}
+
+// Behind start-up and restore: the broken call again, or the next request.
+void Conductor::goOn() {
+    if (ledger().running) {
+        tell("taken-up", ledger().running->request, "it had broken off");
+        return begin(*ledger().running);
+    }
+    if (ledger().standing) {
+        tell("taken-up", ledger().standing->offer, "it waits on");
+    }
+    with_.book.save();
+    becomeIdle();
+}
+
+void Conductor::becomeIdle() {
+    state_ = State::idle;
+    with_.board.refresh();
+    if (std::exchange(forgetDeferral_, false)) {
+        forgetDeferral();
+    } else {
+        pump();
+    }
+}
+
+// The agent itself never takes its mark back.
+void Conductor::forgetDeferral() {
+    const host::Json memory = host::parsed(ledger().memory);
+    cJSON *const mark = cJSON_GetObjectItemCaseSensitive(memory.get(), "g_ISDeferedUpgrade");
+    if (mark == nullptr) {
+        return pump();
+    }
+    cJSON_SetNumberValue(mark, 0);
+    ledger().memory = host::printed(memory.get());
+    restoreMemory();
+}
+
+void Conductor::lookAtBanks() {
+    std::string whatIsWrong;
+    if (!with_.board.lookAtBanks(whatIsWrong)) {
+        logError(whatIsWrong);
+    }
+}
+
+} // namespace otad

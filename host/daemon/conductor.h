@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+// Runs the agent's calls one at a time, keeps on disk which one, and takes up again what broke off.
+#ifndef HOST_DAEMON_CONDUCTOR_H
+#define HOST_DAEMON_CONDUCTOR_H
+
+#include "host/daemon/bus/bus_calls.h"
+#include "host/daemon/call_witness.h"
+#include "host/daemon/chronicle.h"
+#include "host/daemon/host_process.h"
+#include "host/daemon/keep/resume.h"
+#include "host/daemon/node_timers.h"
+#include "host/daemon/request_book.h"
+#include "host/daemon/status_board.h"
+
+#include "platform/nal/config.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace otad {
+
+/* What the conductor works with; all of it outlives the conductor. */
+struct Means {
+    sd_event *loop;
+    const nal::Config &config;
+    const std::string &bootId;
+    RequestBook &book;
+    Chronicle &chronicle;
+    StatusBoard &board;
+    BusService &bus;
+    NodeTimers &timers;
+};
+
+/*
+ * A request goes queue -> running -> (standing, while timers or a reboot are awaited) -> finished.
+ * The ledger is on disk before each step takes effect outside, so that a start at any moment finds
+ * what to do: begin the queue, do the broken call again, or wait on.
+ */
+class Conductor {
+  public:
+    using Answer = BusCalls::Answer;
+
+    struct Callbacks {
+        std::function<void(const cJSON &message)> hostMessage;
+        std::function<void()> nodeKnown; // the host told the node's MAC address
+    };
+
+    Conductor(const Means &means, HostProgram program, Callbacks callbacks);
+
+    /* The ledger was read: everything in it is on the disk. */
+    void bookLoaded() { keptTicket_ = ledger().nextTicket - 1; }
+
+    /* Takes up what the ledger holds and starts the host. */
+    void start();
+    /* Keeps the request, then answers with its ticket, then runs it in its turn. */
+    void accept(Request request, Answer answer);
+    /* Ends the request of this ticket, or with 0 whatever runs or waits. */
+    void cancel(std::uint64_t ticket, Answer answer);
+    /* A timer of the agent ran out. */
+    void timerRanOut(const std::string &name);
+    /* The agent stopped or restarted one. */
+    void timerStopped(const std::string &name);
+    /* The node is not being onboarded any more: what was put off for it has its turn. */
+    void onboardingEnded();
+
+    /* What the host says; calls are answered elsewhere. */
+    void hostDone(const cJSON &message);
+    void hostKnowsNode(const std::string &mac);
+    void hostStage(const std::string &stage);
+    void hostWaitsFor(const std::string &path);
+    void hostReported(const std::string &word, const std::string &record);
+    void hostHandedOver() { witness_.handedOver = true; }
+    /* What the host says cannot be understood: it is as good as crashed. */
+    void hostIsWrong(const std::string &why);
+    HostProcess &host() { return host_; }
+    void timersChanged() { with_.board.refresh(); }
+
+    /* Another number for each host process that was started. */
+    std::uint64_t life() const { return life_; }
+    bool agentStarted() const { return state_ != State::off && state_ != State::startingUp; }
+    const std::string &waitsForPath() const { return waitsForPath_; }
+    int hostCrashes() const { return hostCrashes_; }
+    /* In a row. */
+    int failedSaves() const { return failedSaves_; }
+    /* One line; empty: none yet. */
+    const std::string &lastFinished() const { return lastFinished_; }
+    /* Seconds until the host is started again; below 0: it runs. */
+    int restartInSeconds() const;
+
+  private:
+    enum class State { off, startingUp, restoring, abandoning, idle, keeping, busy };
+
+    Ledger &ledger() { return with_.book.ledger(); }
+
+    Facts facts() const;
+    void launchHost();
+    void hostEnded(const std::string &how);
+    void tellCrash(const std::string &how, bool inTheCall);
+    void startUpDone(const cJSON &message);
+    void tellOutcomeOfBoot(const TakeUp &plan);
+    void restoreMemory();
+    void goOn();
+    void becomeIdle();
+    void forgetDeferral();
+    void pump();
+    void begin(Running running);
+    void keepAndSend();
+    void callDone(const cJSON &message);
+    void offerDone(const Request &offer, const Running &ended);
+    void standingGoesOn(const Running &ended);
+    Request expiryOf(const std::string &name) const;
+    bool passiveBankHolds(const std::string &version) const;
+    const Request *currentOffer() const;
+    bool timersAwaited() const;
+    void supersedeStanding();
+    void finish(const Request &request, host::Outcome outcome, const std::string &reason);
+    void tell(const std::string &event, const Request &request, const std::string &reason = "",
+              const std::string &next = "");
+    bool runsOrStands(std::uint64_t ticket) const;
+    bool cancelInQueue(std::uint64_t ticket, const Answer &answer);
+    void forgetEverything();
+    void answerCancels(const std::string &whatIsLeft);
+    void saveAndAnswer(std::vector<Answer> answers, std::uint64_t ticket,
+                       const std::string &whatIsLeft);
+    void lookAtBanks();
+
+    Means with_;
+    std::function<void()> nodeKnown_;
+    HostProcess host_;
+    State state_ = State::off;
+    CallWitness witness_;
+    bool forgetDeferral_ = false;  // before the next call
+    bool onboardingEnded_ = false; // while the call ran
+    bool cancelling_ = false;
+    bool agentIsFresh_ = false; // it remembers what a start-up gives it
+    bool gaveUp_ = false;       // what the request left is still to be taken back
+    std::uint64_t cancelled_ = 0;
+    std::vector<Answer> cancelAnswers_;
+    std::uint64_t keptTicket_ = 0; // the newest that is on the disk
+    std::uint64_t life_ = 0;       // of the host process; what was begun for an earlier one is void
+    std::string waitsForPath_;
+    int failedSaves_ = 0;
+    std::string lastFinished_;
+    int hostCrashes_ = 0; // since a call last came to its end
+    std::int64_t restartAtMs_ = 0;
+    Alarm restart_;
+    Alarm keepAgain_;
+};
+
+} // namespace otad
+
+#endif

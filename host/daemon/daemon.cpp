@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+// The daemon: its parts in the order in which they need each other, and its run.
+#include "host/daemon/daemon.h"
+
+#include <csignal>
+#include <sys/epoll.h>
+#include <systemd/sd-daemon.h>
+
+namespace otad {
+
+Daemon::Daemon(sd_event *loop, Options options, const nal::Config &config)
+    : loop_(loop), options_(std::move(options)), config_(config),
+      book_(disk_, config_.stateDirectory + "/requests.json"),
+      history_(disk_, config_.stateDirectory + "/history.jsonl", config_.historySize,
+               config_.historyFiles, logError),
+      settings_(config_, disk_),
+      timers_(loop, [this](const std::string &name) { conductor_.timerRanOut(name); }),
+      board_(loop, config_, book_, timers_, [this] { bus_.statusChanged(); }),
+      bus_(loop, options_.bus, *this), chronicle_(history_, board_, bus_),
+      root_(loop, config_, bus_, board_, chronicle_),
+      conductor_(
+          {loop, config_, options_.bootId, book_, chronicle_, board_, bus_, timers_},
+          {options_.host, options_.library, options_.config},
+          {[this](const cJSON &message) { hostCalls_.take(message); }, [this] { root_.follow(); }}),
+      hostCalls_(conductor_, chronicle_, bus_, root_, timers_),
+      front_({config_, book_, board_, bus_, history_, chronicle_, conductor_, settings_, root_}),
+      diskDone_(loop, disk_.fd(), EPOLLIN, [this](std::uint32_t) { disk_.dispatch(); }) {}
+
+bool Daemon::start() {
+    loadWhatWasKept();
+    std::string whatIsWrong;
+    watchTheBus();
+    if (!bus_.start(whatIsWrong)) {
+        logError(whatIsWrong);
+        return false;
+    }
+    HistoryLine line;
+    line.event = "service-started";
+    chronicle_.tell(line);
+    conductor_.start();
+    return true;
+}
+
+int Daemon::run() {
+    const Signalled terminated(loop_, SIGTERM, [this] { end(0); });
+    const Signalled interrupted(loop_, SIGINT, [this] { end(0); });
+    // The loop itself answers the watchdog: a daemon that hangs is started anew.
+    sd_event_set_watchdog(loop_, 1);
+    return start() ? sd_event_loop(loop_) : host::rowOf(host::Outcome::wrongUse).code;
+}
+
+void Daemon::loadWhatWasKept() {
+    std::string whatIsWrong;
+    history_.load();
+    if (!settings_.load(whatIsWrong)) {
+        logError(whatIsWrong);
+    }
+    board_.setSettings(settings_.inForce());
+    if (!book_.load(whatIsWrong)) {
+        HistoryLine line;
+        line.event = "state-damaged";
+        line.outcome = host::Outcome::failed;
+        line.reason = whatIsWrong;
+        chronicle_.tell(line);
+    }
+    conductor_.bookLoaded();
+    board_.setReport(book_.ledger().lastWord, book_.ledger().lastRecord);
+}
+
+void Daemon::watchTheBus() {
+    bus_.onEvents({.connected = [this] { nameTaken(); },
+                   .lost = [](const std::string &why) { logError(why); },
+                   .refused =
+                       [this](const std::string &whatIsWrong) {
+                           logError(whatIsWrong);
+                           end(host::rowOf(host::Outcome::failed).code);
+                       }});
+}
+
+// Whoever waits for the service can call it from now on.
+void Daemon::nameTaken() {
+    if (!ready_) {
+        ready_ = true;
+        sd_notify(0, "READY=1\nSTATUS=answers on the bus");
+    }
+    bus_.statusChanged();
+}
+
+void Daemon::end(int exitCode) {
+    sd_notify(0, "STOPPING=1");
+    sd_event_exit(loop_, exitCode);
+}
+
+void Daemon::offerImage(std::string descriptor, host::guard::OfferFlags flags, Answer answer) {
+    front_.offerImage(descriptor, flags, answer);
+}
+
+void Daemon::triggerMobileApp(int newswavailflag, Answer answer) {
+    front_.triggerMobileApp(newswavailflag, answer);
+}
+
+void Daemon::setActivationTime(std::string record, Answer answer) {
+    front_.setActivationTime(record, answer);
+}
+
+void Daemon::cancel(std::uint64_t ticket, Answer answer) {
+    conductor_.cancel(ticket, std::move(answer));
+}
+
+void Daemon::changeSetting(std::string name, std::string value, Answer answer) {
+    front_.changeSetting(name, value, answer);
+}
+
+std::vector<std::string> Daemon::history(std::uint32_t count) { return history_.newest(count); }
+
+std::vector<std::pair<std::string, std::string>> Daemon::explain() { return front_.explain(); }
+
+const NodeStatus &Daemon::status() { return board_.status(); }
+
+} // namespace otad

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+// The daemon: its parts in the order in which they need each other, and its run.
+#ifndef HOST_DAEMON_DAEMON_H
+#define HOST_DAEMON_DAEMON_H
+
+#include "host/daemon/front.h"
+#include "host/daemon/host_calls.h"
+#include "host/daemon/options.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace otad {
+
+class Daemon final : public BusCalls {
+  public:
+    Daemon(sd_event *loop, Options options, const nal::Config &config);
+
+    /*
+     * Takes up what was kept, asks for the name on the bus and starts the host; all of it goes on
+     * in the loop. False: it can never work, which was logged.
+     */
+    bool start();
+    /* start(), then until the service is told to end, or cannot go on; the exit code. */
+    int run();
+
+    void offerImage(std::string descriptor, host::guard::OfferFlags flags, Answer answer) override;
+    void triggerMobileApp(int newswavailflag, Answer answer) override;
+    void setActivationTime(std::string record, Answer answer) override;
+    void cancel(std::uint64_t ticket, Answer answer) override;
+    void changeSetting(std::string name, std::string value, Answer answer) override;
+    std::vector<std::string> history(std::uint32_t count) override;
+    std::vector<std::pair<std::string, std::string>> explain() override;
+    const NodeStatus &status() override;
+
+  private:
+    void loadWhatWasKept();
+    void watchTheBus();
+    void nameTaken();
+    void end(int exitCode);
+
+    sd_event *loop_;
+    Options options_;
+    nal::Config config_;
+    DiskWriter disk_;
+    RequestBook book_;
+    History history_;
+    NodeSettings settings_;
+    NodeTimers timers_;
+    StatusBoard board_;
+    BusService bus_;
+    Chronicle chronicle_;
+    RootRoad root_;
+    Conductor conductor_;
+    HostCalls hostCalls_;
+    Front front_;
+    Watched diskDone_;
+    bool ready_ = false;
+};
+
+} // namespace otad
+
+#endif

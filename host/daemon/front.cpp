@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: MIT
+// What the bus asks: judged by the guard, then handed on.
+#include "host/daemon/front.h"
+
+#include "host/guard/activation_record.h"
+#include "host/guard/offer.h"
+#include "host/guard/setting.h"
+#include "host/guard/version.h"
+#include "host/message.h"
+
+#include <ctime>
+
+namespace otad {
+namespace {
+
+constexpr const char *kMarker = "/ota_act_success";
+
+} // namespace
+
+std::optional<host::guard::Refusal> Front::notReady() const {
+    if (!house_.board.lastStatus().mac.empty()) {
+        return std::nullopt;
+    }
+    const std::string &path = house_.conductor.waitsForPath();
+    return host::guard::Refusal{host::Outcome::notReady, "node",
+                                path.empty() ? "the agent is starting"
+                                             : "the agent waits until " + path + " is there"};
+}
+
+host::guard::NodeIdentity Front::identity() const {
+    return {.model = house_.config.model,
+            .serial = house_.config.serial,
+            .mac = house_.board.lastStatus().mac,
+            .longestVersion = host::guard::longestVersion(house_.config.logsDirectory + kMarker)};
+}
+
+void Front::refuse(const host::guard::Refusal &refusal, const BusCalls::Answer &answer) {
+    HistoryLine line;
+    line.event = "refused";
+    line.outcome = refusal.outcome;
+    line.reason = refusal.text();
+    line.next = host::rowOf(refusal.outcome).remedy;
+    house_.chronicle.tell(line);
+    lastRefusal_ = refusal.text();
+    answer(&refusal, 0);
+}
+
+void Front::offerImage(const std::string &descriptor, const host::guard::OfferFlags &flags,
+                       const BusCalls::Answer &answer) {
+    if (const auto refusal = notReady()) {
+        return refuse(*refusal, answer);
+    }
+    host::guard::Offer offer;
+    const host::guard::Rules rules{house_.config.allowPlainHttp, house_.config.lowestVersion};
+    if (const auto refusal = host::guard::checkOffer(descriptor, identity(), rules, offer)) {
+        return refuse(*refusal, answer);
+    }
+    if (const auto refusal = host::guard::checkFlags(flags)) {
+        return refuse(*refusal, answer);
+    }
+    const host::Json event =
+        host::message({{"event", kNewImage}, {"descriptor", offer.descriptor}});
+    cJSON *const config = cJSON_AddObjectToObject(event.get(), "config");
+    cJSON_AddNumberToObject(config, "OffloadDownloadActivate", flags.offload);
+    cJSON_AddNumberToObject(config, "initial_obardingStatus", flags.initialOnboarding);
+    cJSON_AddNumberToObject(config, "firsttime_polling", flags.firstPolling);
+    Request request;
+    request.kind = kNewImage;
+    request.event = host::printed(event.get());
+    request.version = offer.version;
+    request.policy = offer.policy;
+    house_.conductor.accept(std::move(request), answer);
+}
+
+void Front::triggerMobileApp(int newswavailflag, const BusCalls::Answer &answer) {
+    if (const auto refusal = notReady()) {
+        return refuse(*refusal, answer);
+    }
+    const host::Json event = host::message({{"event", kMobileTrigger}});
+    cJSON_AddNumberToObject(event.get(), "newswavailflag", newswavailflag);
+    Request request;
+    request.kind = kMobileTrigger;
+    request.event = host::printed(event.get());
+    house_.conductor.accept(std::move(request), answer);
+}
+
+void Front::setActivationTime(const std::string &record, const BusCalls::Answer &answer) {
+    if (const auto refusal = notReady()) {
+        return refuse(*refusal, answer);
+    }
+    host::guard::ActivationRecord activation;
+    if (const auto refusal = host::guard::checkActivationTime(record, identity(), activation)) {
+        return refuse(*refusal, answer);
+    }
+    Request request;
+    request.kind = kActivationTime;
+    request.event = host::printed(
+        host::message({{"event", kActivationTime}, {"record", activation.record}}).get());
+    house_.conductor.accept(std::move(request), answer);
+}
+
+void Front::changeSetting(const std::string &name, const std::string &value,
+                          const BusCalls::Answer &answer) {
+    host::guard::Setting setting{};
+    if (const auto refusal = host::guard::checkSetting(name, value, setting)) {
+        return refuse(*refusal, answer);
+    }
+    house_.settings.change(
+        setting, value, [this, setting, value, answer](const std::string &whatIsWrong) {
+            if (!whatIsWrong.empty()) {
+                return refuse(
+                    {host::Outcome::notKept, host::guard::settingName(setting), whatIsWrong},
+                    answer);
+            }
+            house_.board.setSettings(house_.settings.inForce());
+            HistoryLine line;
+            line.event = "setting-changed";
+            line.reason = std::string(host::guard::settingName(setting)) + " is " + value;
+            house_.chronicle.tell(line);
+            house_.root.follow();
+            if (setting == host::guard::Setting::onboarding && value == "0") {
+                house_.conductor.onboardingEnded();
+            }
+            answer(nullptr, 0);
+        });
+}
+
+std::vector<std::pair<std::string, std::string>> Front::explain() {
+    ExplainFacts facts;
+    facts.now = std::time(nullptr);
+    facts.agentStarted = house_.conductor.agentStarted();
+    facts.waitsForPath = house_.conductor.waitsForPath();
+    facts.hostCrashes = house_.conductor.hostCrashes();
+    facts.restartInSeconds = house_.conductor.restartInSeconds();
+    facts.lastRefusal = lastRefusal_;
+    facts.lastFinished = house_.conductor.lastFinished();
+    facts.plainHttpAllowed = house_.config.allowPlainHttp;
+    facts.rootConfigured = !house_.config.rootHost.empty();
+    facts.busConnected = house_.bus.connected();
+    facts.failedSaves = house_.conductor.failedSaves();
+    return explainNode(house_.board.status(), house_.book.ledger(), facts);
+}
+
+} // namespace otad

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+// otad: the upgrade service of a node.
+#include "host/daemon/chronicle.h"
+#include "host/daemon/daemon.h"
+#include "host/daemon/loop.h"
+#include "host/daemon/options.h"
+
+#include "host/outcome.h"
+#include "platform/nal/config.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <sys/stat.h>
+
+namespace {
+
+constexpr mode_t kStateMode = 0750;
+
+// Before any thread is started, so that none of them takes the loop's signals.
+void blockSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int number : {SIGCHLD, SIGTERM, SIGINT}) {
+        sigaddset(&signals, number);
+    }
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    // A reader of standard error that went away must not end the daemon.
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+bool makeStateDirectory(const std::string &path) {
+    if (mkdir(path.c_str(), kStateMode) == 0 || errno == EEXIST) {
+        return true;
+    }
+    otad::logError("[service] state: " + path + " cannot be made: " + std::strerror(errno) +
+                   "; make it or name another");
+    return false;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    const otad::Options options = otad::readOptions(argc, argv);
+    const int configWrong = host::rowOf(host::Outcome::configWrong).code;
+    nal::Config config;
+    std::string whatIsWrong;
+    if (!nal::checkConfigFile(options.config, config, whatIsWrong)) {
+        for (const std::string &mistake : nal::configMistakes(options.config)) {
+            otad::logError(mistake);
+        }
+        return configWrong;
+    }
+    if (options.check) {
+        std::printf("%s: correct\n", options.config.c_str());
+        return 0;
+    }
+    if (!makeStateDirectory(config.stateDirectory)) {
+        return configWrong;
+    }
+    blockSignals();
+    const otad::EventLoop loop = otad::newLoop();
+    return otad::Daemon(loop.get(), options, config).run();
+}

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+// The settings that change at run time: the configuration's, and over them those kept on disk.
+#include "host/daemon/node_settings.h"
+
+#include <string>
+
+namespace otad {
+namespace {
+
+std::optional<std::string> &fieldOf(nal::Overlay &overlay, host::guard::Setting setting) {
+    switch (setting) {
+    case host::guard::Setting::workMode:
+        return overlay.workMode;
+    case host::guard::Setting::workRole:
+        return overlay.workRole;
+    case host::guard::Setting::onboarding:
+        return overlay.onboarding;
+    case host::guard::Setting::preferredActivationTime:
+        break;
+    }
+    return overlay.preferredActivationTime;
+}
+
+} // namespace
+
+NodeSettings::NodeSettings(const nal::Config &config, DiskWriter &disk)
+    : config_(config), disk_(disk), path_(config.overlayPath()) {}
+
+bool NodeSettings::load(std::string &whatIsWrong) {
+    return nal::readOverlay(path_, kept_, whatIsWrong);
+}
+
+void NodeSettings::change(host::guard::Setting setting, const std::string &value,
+                          DiskWriter::Done done) {
+    changes_.push_back({setting, value, std::move(done)});
+    if (changes_.size() == 1) {
+        keepFirst();
+    }
+}
+
+// One after the other: each is made on what the one before it left, kept or not.
+void NodeSettings::keepFirst() {
+    nal::Overlay changed = kept_;
+    fieldOf(changed, changes_.front().setting) = changes_.front().value;
+    const std::string text = nal::printOverlay(changed);
+    disk_.replace(path_, text,
+                  [this, changed = std::move(changed)](const std::string &whatIsWrong) {
+                      if (whatIsWrong.empty()) {
+                          kept_ = changed;
+                      }
+                      const Change change = std::move(changes_.front());
+                      changes_.pop_front();
+                      if (!changes_.empty()) {
+                          keepFirst();
+                      }
+                      change.done(whatIsWrong);
+                  });
+}
+
+nal::Config NodeSettings::inForce() const {
+    nal::Config config = config_;
+    nal::applyOverlay(kept_, config);
+    return config;
+}
+
+} // namespace otad

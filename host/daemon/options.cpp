@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+// The command line of the daemon.
+#include "host/daemon/options.h"
+
+#include "host/outcome.h"
+#include "platform/nal/file_io.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace otad {
+namespace {
+
+constexpr const char *kBootIdFile = "/proc/sys/kernel/random/boot_id";
+constexpr std::size_t kLongestBootId = 128;
+
+std::string kernelBootId() {
+    std::string text;
+    std::string whatIsWrong;
+    if (!nal::readWholeFile(kBootIdFile, kLongestBootId, text, whatIsWrong)) {
+        std::fprintf(stderr, "error: otad: %s; name this boot with --boot-id\n",
+                     whatIsWrong.c_str());
+        std::exit(host::rowOf(host::Outcome::failed).code);
+    }
+    return text.substr(0, text.find('\n'));
+}
+
+} // namespace
+
+Options readOptions(int argc, char **argv) {
+    Options options;
+    options.config = OTA_DEFAULT_CONFIG;
+    options.host = OTA_DEFAULT_HOST;
+    options.library = OTA_DEFAULT_LIBRARY;
+    CLI::App app("Runs the upgrade agent of a node as a service on the bus.", "otad");
+    app.add_option("--config", options.config, "the node's configuration")->capture_default_str();
+    app.add_option("--host", options.host, "the program that holds the agent's library")
+        ->capture_default_str();
+    app.add_option("--library", options.library, "the agent's library")->capture_default_str();
+    app.add_option("--bus", options.bus, "address of the bus (default: the system bus)");
+    app.add_option("--boot-id", options.bootId,
+                   "names this boot of the node (default: the kernel's)");
+    app.add_flag("--check", options.check, "check the configuration and end");
+    app.set_version_flag("--version", OTA_VERSION);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        if (error.get_exit_code() == 0) {
+            std::exit(app.exit(error));
+        }
+        std::fprintf(stderr, "error: otad: %s; see otad --help\n", error.what());
+        std::exit(host::rowOf(host::Outcome::wrongUse).code);
+    }
+    if (options.bootId.empty()) {
+        options.bootId = kernelBootId();
+    }
+    return options;
+}
+
+} // namespace otad

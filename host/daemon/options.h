@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+// The command line of the daemon.
+#ifndef HOST_DAEMON_OPTIONS_H
+#define HOST_DAEMON_OPTIONS_H
+
+#include <string>
+
+namespace otad {
+
+struct Options {
+    std::string config;
+    std::string host;    // the program that holds the agent's library
+    std::string library; // libotaSwAgent.so
+    std::string bus;     // address; empty: the system bus
+    std::string bootId;  // names this boot of the node; another one means that it was booted since
+    bool check = false;  // only check the configuration
+};
+
+/*
+ * Fills the options; where the command line asks for help or is wrong, the process ends with what
+ * it prints: 0 after help, 2 after one line that says what is wrong.
+ */
+Options readOptions(int argc, char **argv);
+
+} // namespace otad
+
+#endif

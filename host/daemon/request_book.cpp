@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+// The ledger of requests and its file.
+#include "host/daemon/request_book.h"
+
+#include "platform/nal/file_io.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
+
+namespace otad {
+namespace {
+
+// Sixty-four requests of 64 KiB each, every byte escaped.
+constexpr std::size_t kLargestBook = 32U * 1024 * 1024;
+
+} // namespace
+
+bool RequestBook::load(std::string &whatIsWrong) {
+    if (access(path_.c_str(), F_OK) != 0 && errno == ENOENT) {
+        return true;
+    }
+    std::string text;
+    Ledger ledger;
+    std::string why;
+    if (!nal::readWholeFile(path_, kLargestBook, text, why)) {
+        whatIsWrong = why + "; the node starts without the requests that it held";
+        return false;
+    }
+    if (!parseLedger(text, ledger, why)) {
+        const std::string aside = path_ + ".damaged";
+        const bool moved = std::rename(path_.c_str(), aside.c_str()) == 0;
+        whatIsWrong = path_ + ": the kept requests cannot be used: " + why +
+                      (moved ? "; moved to " + aside : "; remove it") +
+                      "; the node starts without them, offer again";
+        return false;
+    }
+    ledger_ = std::move(ledger);
+    return true;
+}
+
+void RequestBook::save(DiskWriter::Done done) {
+    disk_.replace(path_, printLedger(ledger_), std::move(done));
+}
+
+} // namespace otad

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+// The road between extenders and root as this node takes it, whatever its role is just now.
+#ifndef HOST_DAEMON_ROOT_ROAD_H
+#define HOST_DAEMON_ROOT_ROAD_H
+
+#include "host/daemon/bus/bus_service.h"
+#include "host/daemon/chronicle.h"
+#include "host/daemon/loop.h"
+#include "host/daemon/root/root_link.h"
+#include "host/daemon/status_board.h"
+
+#include "platform/nal/config.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace otad {
+
+class RootRoad {
+  public:
+    /* All of them outlive the road. */
+    RootRoad(sd_event *loop, const nal::Config &config, BusService &bus, StatusBoard &board,
+             Chronicle &chronicle)
+        : loop_(loop), config_(config), bus_(bus), board_(board), chronicle_(chronicle),
+          tick_(loop, [this] { tick(); }) {}
+
+    /* Connects, or connects anew, where address and role of the node are known and others now. */
+    void follow();
+    /*
+     * Sends the text to the root. What a gateway hands over is raised on its own bus: it is the
+     * root. The answer comes from the loop or at once, within 5 s, and always.
+     */
+    void publish(FromExtender::Kind kind, const std::string &text,
+                 std::function<void(bool reached)> answer);
+
+  private:
+    bool isGateway() const;
+    void take(const FromExtender &message);
+    void tick();
+    void tell(const char *event, host::Outcome outcome, const std::string &reason);
+    void raiseFileServer(const std::string &mac, const std::string &info);
+
+    sd_event *loop_;
+    const nal::Config &config_;
+    BusService &bus_;
+    StatusBoard &board_;
+    Chronicle &chronicle_;
+    std::unique_ptr<RootLink> link_;
+    std::optional<Watched> watched_;
+    bool followLater_ = false; // once nobody waits for an answer of the present link
+    std::string linkedMac_;
+    bool listens_ = false;
+    Alarm tick_;
+};
+
+} // namespace otad
+
+#endif

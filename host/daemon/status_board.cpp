@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: MIT
+// What the node tells about itself, kept up to date from where it happens.
+#include "host/daemon/status_board.h"
+
+#include <algorithm>
+#include <fstream>
+#include <sys/stat.h>
+
+namespace otad {
+namespace {
+
+constexpr const char *kDownloading = "downloading";
+constexpr std::int64_t kGlanceMs = 250;
+constexpr std::int64_t kMsPerSecond = 1000;
+constexpr std::uint32_t kWhole = 100;
+// The agent names the image file by so many characters of the version.
+constexpr std::size_t kImageName = 14;
+constexpr const char *kProgressFile = "/ota_dwld_prog";
+
+std::vector<TimerLeft> leftOf(const std::vector<ArmedTimer> &timers) {
+    std::vector<TimerLeft> left;
+    left.reserve(timers.size());
+    for (const ArmedTimer &timer : timers) {
+        left.push_back({timer.name, secondsLeft(timer)});
+    }
+    return left;
+}
+
+// The agent writes it through a shell: it may be empty for a moment, or hold a mark of failure.
+std::uint32_t percentIn(const std::string &path, std::time_t since) {
+    struct stat file {};
+    if (stat(path.c_str(), &file) != 0 || file.st_mtime < since) {
+        return 0; // of an earlier download
+    }
+    std::ifstream stream(path);
+    std::uint32_t percent = 0;
+    return stream >> percent ? std::min(percent, kWhole) : 0;
+}
+
+} // namespace
+
+StatusBoard::StatusBoard(sd_event *loop, const nal::Config &config, const RequestBook &book,
+                         const NodeTimers &timers, std::function<void()> changed)
+    : config_(config), book_(book), timers_(timers), changed_(std::move(changed)),
+      glance_(loop, [this] { lookAtDownload(); }) {
+    status_.model = config.model;
+    status_.serial = config.serial;
+}
+
+void StatusBoard::setStage(const std::string &stage) {
+    if (stage == kDownloading && callStage_ != kDownloading) {
+        downloadSince_ = std::time(nullptr);
+        status_.percentage = 0;
+        status_.downloadedBytes = 0;
+        glance_.setInMs(kGlanceMs);
+    } else if (stage == "verifying") {
+        lookAtDownload(); // a short download may have ended between two glances
+        status_.percentage = kWhole;
+    } else if (stage.empty()) {
+        status_.percentage = 0;
+        status_.downloadedBytes = 0;
+    }
+    callStage_ = stage;
+    refresh();
+}
+
+void StatusBoard::setReport(const std::string &word, const std::string &record) {
+    status_.statusWord = word;
+    status_.statusRecord = record;
+    changed_();
+}
+
+void StatusBoard::setDeferred(bool deferred) {
+    status_.deferred = deferred;
+    refresh();
+}
+
+void StatusBoard::setMac(const std::string &mac) {
+    status_.mac = mac;
+    changed_();
+}
+
+void StatusBoard::setSettings(const nal::Config &config) {
+    status_.workMode = config.workMode;
+    status_.workRole = config.workRole;
+    status_.onboarding = config.onboarding;
+    status_.preferredActivationTime = config.preferredActivationTime;
+    changed_();
+}
+
+void StatusBoard::setRootConnected(bool connected) {
+    status_.rootConnected = connected;
+    changed_();
+}
+
+bool StatusBoard::lookAtBanks(std::string &whatIsWrong) {
+    nal::BootState state;
+    if (!nal::readBootState(config_.bootStatePath, state, whatIsWrong)) {
+        return false;
+    }
+    status_.banks.clear();
+    for (const nal::Bank bank : {nal::Bank::a, nal::Bank::b}) {
+        const nal::BankRecord &record = state.of(bank);
+        status_.banks.push_back({nal::bankName(bank), record.version, record.whole,
+                                 bank == state.active, bank == nal::bankToBoot(state)});
+    }
+    activeBank_ = nal::bankName(state.active);
+    runningVersion_ = state.of(state.active).version;
+    changed_();
+    return true;
+}
+
+void StatusBoard::refresh() {
+    const Ledger &ledger = book_.ledger();
+    status_.timers = leftOf(timers_.armed());
+    status_.queued = static_cast<std::uint32_t>(ledger.queue.size());
+    status_.ticket = ledger.running    ? ledger.running->request.ticket
+                     : ledger.standing ? ledger.standing->offer.ticket
+                                       : 0;
+    status_.version = ledger.running && !ledger.running->request.version.empty()
+                          ? ledger.running->request.version
+                      : ledger.standing ? ledger.standing->offer.version
+                                        : "";
+    status_.stage = callStage_.empty() || callStage_ == "idle" ? restingStage() : callStage_;
+    changed_();
+}
+
+std::string StatusBoard::restingStage() const {
+    const Ledger &ledger = book_.ledger();
+    if (ledger.standing && ledger.standing->activated) {
+        return "rebooting";
+    }
+    // A request between two stages, or between a crash and its redoing, is not over.
+    const bool waits = ledger.running || ledger.standing || !timers_.armed().empty();
+    return waits ? "waiting" : "idle";
+}
+
+const NodeStatus &StatusBoard::status() {
+    status_.timers = leftOf(timers_.armed());
+    status_.uptime = static_cast<std::uint64_t>(bootNowMs() / kMsPerSecond);
+    return status_;
+}
+
+void StatusBoard::lookAtDownload() {
+    if (callStage_ != kDownloading) {
+        return;
+    }
+    const std::string image = config_.tmpDirectory + "/" + status_.version.substr(0, kImageName);
+    struct stat file {};
+    if (!status_.version.empty() && stat(image.c_str(), &file) == 0) {
+        status_.downloadedBytes = static_cast<std::uint64_t>(file.st_size);
+    }
+    const std::uint32_t percent = percentIn(config_.tmpDirectory + kProgressFile, downloadSince_);
+    status_.percentage = std::max(status_.percentage, percent);
+    changed_();
+    glance_.setInMs(kGlanceMs);
+}
+
+} // namespace otad

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+// What the node tells about itself, kept up to date from where it happens.
+#ifndef HOST_DAEMON_STATUS_BOARD_H
+#define HOST_DAEMON_STATUS_BOARD_H
+
+#include "host/daemon/bus/node_status.h"
+#include "host/daemon/loop.h"
+#include "host/daemon/node_timers.h"
+#include "host/daemon/request_book.h"
+
+#include "platform/nal/boot_state.h"
+#include "platform/nal/config.h"
+
+#include <ctime>
+#include <functional>
+#include <string>
+
+namespace otad {
+
+class StatusBoard {
+  public:
+    /* `changed` is called behind every change, from the loop. All references outlive the board. */
+    StatusBoard(sd_event *loop, const nal::Config &config, const RequestBook &book,
+                const NodeTimers &timers, std::function<void()> changed);
+
+    /* What the host said of the call that runs; "" once none runs. */
+    void setStage(const std::string &stage);
+    /* A report of the agent. */
+    void setReport(const std::string &word, const std::string &record);
+    void setDeferred(bool deferred);
+    void setMac(const std::string &mac);
+    void setSettings(const nal::Config &config);
+    void setRootConnected(bool connected);
+    /* Reads the banks anew. False: the boot state cannot be read; whatIsWrong is one line. */
+    bool lookAtBanks(std::string &whatIsWrong);
+    /* Timers, queue or ticket are others now. */
+    void refresh();
+
+    /* With uptime and remaining seconds of this moment. */
+    const NodeStatus &status();
+    const NodeStatus &lastStatus() const { return status_; }
+    /* "a" or "b", and what runs from it; empty while unknown. */
+    const std::string &activeBank() const { return activeBank_; }
+    const std::string &runningVersion() const { return runningVersion_; }
+
+  private:
+    void lookAtDownload();
+    std::string restingStage() const;
+
+    const nal::Config &config_;
+    const RequestBook &book_;
+    const NodeTimers &timers_;
+    std::function<void()> changed_;
+    NodeStatus status_;
+    std::string callStage_; // of the call that runs
+    std::time_t downloadSince_ = 0;
+    std::string activeBank_;
+    std::string runningVersion_;
+    Alarm glance_;
+};
+
+} // namespace otad
+
+#endif
