@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+// otactl activate-at: the time of day at which a written image is activated.
+#include "cli/answer.h"
+#include "cli/bus_client.h"
+#include "cli/failure.h"
+#include "cli/printable.h"
+#include "cli/verbs.h"
+
+#include <array>
+#include <charconv>
+#include <ctime>
+#include <memory>
+#include <string_view>
+
+namespace otactl {
+namespace {
+
+constexpr std::string_view kFromNow = "now+";
+constexpr std::int64_t kDay = 86400;
+
+// A time of day means at most a day ahead; the node's local time is this process's.
+std::string fromNow(std::string_view seconds) {
+    std::int64_t count = 0;
+    const auto parsed = std::from_chars(seconds.data(), seconds.data() + seconds.size(), count);
+    if (parsed.ec != std::errc() || parsed.ptr != seconds.data() + seconds.size() || count < 1 ||
+        count >= kDay) {
+        throw Failure(host::Outcome::wrongUse,
+                      "now+" + std::string(seconds) + ": expected now+SECONDS, 1 to 86399");
+    }
+    const std::time_t then = std::time(nullptr) + count;
+    std::tm local{};
+    localtime_r(&then, &local);
+    std::array<char, 16> text{};
+    std::strftime(text.data(), text.size(), "%H:%M:%S", &local);
+    return text.data();
+}
+
+std::string recordFor(const Node &node, const std::string &time) {
+    const host::Json object = newObject();
+    add(object.get(), "model", node.model);
+    add(object.get(), "mac", node.mac);
+    add(object.get(), "sn", node.serial);
+    add(object.get(), "actTime", time);
+    const host::JsonText text(cJSON_PrintUnformatted(object.get()));
+    return text.get();
+}
+
+} // namespace
+
+Action declareActivateAt(CLI::App &command) {
+    const auto time = std::make_shared<std::string>();
+    command
+        .add_option("time", *time,
+                    "Time of day, hh[:mm[:ss]] of 24 hours in local time, or now+SECONDS")
+        ->required()
+        ->type_name("TIME");
+    return [time](const Globals &globals) {
+        const std::string when =
+            time->starts_with(kFromNow) ? fromNow(time->substr(kFromNow.size())) : *time;
+        if (!isBusText(when)) {
+            throw Failure(host::Outcome::timeMalformed, "actTime: not a text in UTF-8");
+        }
+        BusClient client(globals.bus);
+        const std::string record = recordFor(client.readNode(), when);
+        const std::uint64_t ticket = client.callForTicket("SetActivationTime", "s", record.c_str());
+        answerTicket("accepted", ticket, globals);
+        return 0;
+    };
+}
+
+} // namespace otactl

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+// What the verbs that only ask for something print when they got it.
+#include "cli/answer.h"
+
+#include <cstdio>
+
+namespace otactl {
+
+host::Json success() { return outcomeAsJson(host::rowOf(host::Outcome::done), ""); }
+
+void answerTicket(const std::string &what, std::uint64_t ticket, const Globals &globals) {
+    if (globals.json) {
+        const host::Json object = success();
+        add(object.get(), "ticket", ticket);
+        printJson(object.get());
+        return;
+    }
+    std::printf("%s, ticket %s\n", what.c_str(), std::to_string(ticket).c_str());
+    std::fflush(stdout);
+}
+
+int answerEnd(const Finished &end) {
+    const host::Json object = newObject();
+    addEnd(object.get(), end);
+    printJson(object.get());
+    return static_cast<int>(end.code);
+}
+
+} // namespace otactl

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+// What the verbs that only ask for something print when they got it.
+#ifndef CLI_ANSWER_H
+#define CLI_ANSWER_H
+
+#include "cli/finished.h"
+#include "cli/json_output.h"
+#include "cli/verbs.h"
+
+#include <cstdint>
+#include <string>
+
+namespace otactl {
+
+/* "accepted, ticket 7", or the object of a success with that ticket. */
+void answerTicket(const std::string &what, std::uint64_t ticket, const Globals &globals);
+
+/* The end of a ticket as one object; returns its code. */
+int answerEnd(const Finished &end);
+
+/* {"code":0,"result":"done","reason":""}, to be added to. */
+host::Json success();
+
+} // namespace otactl
+
+#endif

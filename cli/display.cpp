@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+// What a person sees: aligned names and texts, and on a terminal a last line that is redrawn.
+#include "cli/display.h"
+
+#include "cli/printable.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace otactl {
+namespace {
+
+constexpr int kNameWidth = 12;
+constexpr std::size_t kUsualColumns = 80;
+
+const char *const kBold = "\033[1m";
+const char *const kGreen = "\033[32m";
+const char *const kRed = "\033[31m";
+const char *const kNormal = "\033[0m";
+const char *const kClearLine = "\r\033[K";
+
+std::string_view environment(const char *name) {
+    const char *const value = std::getenv(name);
+    return value == nullptr ? "" : value;
+}
+
+std::size_t columns() {
+    winsize size{};
+    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return known ? size.ws_col : kUsualColumns;
+}
+
+const char *colourOf(Tone tone) {
+    switch (tone) {
+    case Tone::good:
+        return kGreen;
+    case Tone::bad:
+        return kRed;
+    case Tone::plain:
+        break;
+    }
+    return "";
+}
+
+} // namespace
+
+Display::Display()
+    : colour_(isatty(STDOUT_FILENO) == 1 && environment("TERM") != "dumb" &&
+              environment("NO_COLOR").empty()),
+      redraws_(isatty(STDOUT_FILENO) == 1 && environment("TERM") != "dumb") {}
+
+Display::~Display() {
+    clearFoot();
+    std::fflush(stdout);
+}
+
+void Display::line(const std::string &name, const std::string &text, Tone tone) {
+    clearFoot();
+    const bool toned = colour_ && tone != Tone::plain;
+    std::printf("%s%-*s%s%s%s%s\n", colour_ ? kBold : "", kNameWidth, printable(name).c_str(),
+                colour_ ? kNormal : "", toned ? colourOf(tone) : "", printable(text).c_str(),
+                toned ? kNormal : "");
+    drawFoot();
+    std::fflush(stdout);
+}
+
+void Display::foot(const std::string &text) {
+    if (!redraws_ || text == foot_) {
+        return;
+    }
+    clearFoot();
+    foot_ = printable(text);
+    drawFoot();
+    std::fflush(stdout);
+}
+
+void Display::clearFoot() const {
+    if (!foot_.empty()) {
+        std::fputs(kClearLine, stdout);
+    }
+}
+
+// One column stays free: a line that fills the last one would wrap, and be drawn again below.
+void Display::drawFoot() const {
+    if (!foot_.empty()) {
+        std::fputs(foot_.substr(0, columns() - 1).c_str(), stdout);
+    }
+}
+
+void printTable(const std::vector<std::vector<std::string>> &rows) {
+    std::vector<std::size_t> widths;
+    for (const auto &row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            widths[i] = std::max(widths[i], printable(row[i]).size());
+        }
+    }
+    for (const auto &row : rows) {
+        std::string text;
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            std::string cell = printable(row[i]);
+            cell.resize(i + 1 < row.size() ? widths[i] + 2 : cell.size(), ' ');
+            text += cell;
+        }
+        text.erase(text.find_last_not_of(' ') + 1);
+        std::printf("%s\n", text.c_str());
+    }
+}
+
+} // namespace otactl

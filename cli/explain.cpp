@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+// otactl explain: why nothing happens now, and what will happen when.
+#include "cli/bus_client.h"
+#include "cli/display.h"
+#include "cli/failure.h"
+#include "cli/json_output.h"
+#include "cli/verbs.h"
+
+namespace otactl {
+namespace {
+
+using Sentences = std::vector<std::pair<std::string, std::string>>;
+
+Sentences readSentences(BusClient &client) {
+    const Message answer = client.call("Explain", "");
+    Sentences sentences;
+    int result = sd_bus_message_enter_container(answer.get(), 'a', "(ss)");
+    const char *topic = nullptr;
+    const char *sentence = nullptr;
+    while (result >= 0 &&
+           (result = sd_bus_message_read(answer.get(), "(ss)", &topic, &sentence)) > 0) {
+        sentences.emplace_back(topic, sentence);
+    }
+    if (result < 0) {
+        throw Failure(host::Outcome::failed, "the answer to Explain cannot be read");
+    }
+    return sentences;
+}
+
+void printSentences(const Sentences &sentences) {
+    host::Json list(cJSON_CreateArray());
+    for (const auto &[topic, sentence] : sentences) {
+        host::Json item = newObject();
+        add(item.get(), "topic", topic);
+        add(item.get(), "sentence", sentence);
+        cJSON_AddItemToArray(list.get(), item.release());
+    }
+    const host::Json object = newObject();
+    add(object.get(), "sentences", std::move(list));
+    printJson(object.get());
+}
+
+} // namespace
+
+Action declareExplain(CLI::App &) {
+    return [](const Globals &globals) {
+        BusClient client(globals.bus);
+        const Sentences sentences = readSentences(client);
+        if (globals.json) {
+            printSentences(sentences);
+            return 0;
+        }
+        Display display;
+        for (const auto &[topic, sentence] : sentences) {
+            display.line(topic, sentence);
+        }
+        return 0;
+    };
+}
+
+} // namespace otactl

@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+// otactl history: the newest events, oldest first.
+#include "cli/bus_client.h"
+#include "cli/display.h"
+#include "cli/failure.h"
+#include "cli/json_output.h"
+#include "cli/verbs.h"
+
+#include <array>
+#include <memory>
+
+namespace otactl {
+namespace {
+
+constexpr std::uint32_t kUsual = 20;
+
+std::vector<std::string> readLines(BusClient &client, std::uint32_t count) {
+    const Message answer = client.call("History", "u", count);
+    std::vector<std::string> lines;
+    int result = sd_bus_message_enter_container(answer.get(), 'a', "s");
+    const char *line = nullptr;
+    while (result >= 0 && (result = sd_bus_message_read(answer.get(), "s", &line)) > 0) {
+        lines.emplace_back(line);
+    }
+    if (result < 0) {
+        throw Failure(host::Outcome::failed, "the answer to History cannot be read");
+    }
+    return lines;
+}
+
+std::string cell(const cJSON *object, const char *key) {
+    const cJSON *const item = cJSON_GetObjectItemCaseSensitive(object, key);
+    if (cJSON_IsNumber(item) != 0) {
+        return item->valuedouble == 0
+                   ? ""
+                   : std::to_string(static_cast<std::int64_t>(item->valuedouble));
+    }
+    return textOf(object, key);
+}
+
+std::vector<std::string> rowOfLine(const std::string &line) {
+    const host::Json object(cJSON_Parse(line.c_str()));
+    if (cJSON_IsObject(object.get()) == 0) {
+        return {"", line};
+    }
+    std::string what;
+    for (const char *key : {"result", "reason", "next"}) {
+        const std::string text = cell(object.get(), key);
+        // Of most events there is nothing more to say than that they happened.
+        const bool plain = text == host::rowOf(host::Outcome::done).name &&
+                           cell(object.get(), "event") != "finished";
+        if (!text.empty() && !plain) {
+            what += (what.empty() ? "" : "; ") + text;
+        }
+    }
+    return {cell(object.get(), "time"),   cell(object.get(), "event"),
+            cell(object.get(), "ticket"), cell(object.get(), "version"),
+            cell(object.get(), "stage"),  what};
+}
+
+} // namespace
+
+Action declareHistory(CLI::App &command) {
+    const auto count = std::make_shared<std::uint32_t>(kUsual);
+    command.add_option("-n", *count, "How many; 20 if not given")
+        ->type_name("N")
+        ->check(wholeNumber());
+    return [count](const Globals &globals) {
+        BusClient client(globals.bus);
+        const std::vector<std::string> lines = readLines(client, *count);
+        if (globals.json) {
+            for (const std::string &line : lines) {
+                const host::Json object = parsedOrText(line);
+                printJson(object.get());
+            }
+            return 0;
+        }
+        std::vector<std::vector<std::string>> rows = {
+            {"TIME", "EVENT", "TICKET", "VERSION", "STAGE", "WHAT"}};
+        for (const std::string &line : lines) {
+            rows.push_back(rowOfLine(line));
+        }
+        printTable(rows);
+        return 0;
+    };
+}
+
+} // namespace otactl

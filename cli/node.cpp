@@ -1,0 +1,207 @@
+// SPDX-License-Identifier: MIT
+// The node as the service describes it: its properties, read from the bus, printed as JSON.
+#include "cli/node.h"
+
+#include "cli/failure.h"
+#include "cli/json_output.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <variant>
+
+namespace otactl {
+namespace {
+
+using Member = std::variant<std::string Node::*, std::uint32_t Node::*, std::uint64_t Node::*,
+                            std::int32_t Node::*, bool Node::*, std::vector<Timer> Node::*,
+                            std::vector<Bank> Node::*>;
+
+struct Property {
+    const char *name; // on the bus
+    const char *key;  // in JSON
+    Member member;
+};
+
+constexpr std::string_view kStatusRecord = "StatusRecord";
+
+const std::array kProperties = {
+    Property{"StatusWord", "status_word", &Node::statusWord},
+    Property{kStatusRecord.data(), "status_record", &Node::statusRecord},
+    Property{"Stage", "stage", &Node::stage},
+    Property{"Percentage", "percentage", &Node::percentage},
+    Property{"DownloadedBytes", "downloaded_bytes", &Node::downloadedBytes},
+    Property{"Timers", "timers", &Node::timers},
+    Property{"Deferred", "deferred", &Node::deferred},
+    Property{"Banks", "banks", &Node::banks},
+    Property{"Uptime", "uptime", &Node::uptime},
+    Property{"Queued", "queued", &Node::queued},
+    Property{"Ticket", "ticket", &Node::ticket},
+    Property{"OfferedVersion", "offered_version", &Node::version},
+    Property{"Model", "model", &Node::model},
+    Property{"Serial", "serial", &Node::serial},
+    Property{"Mac", "mac", &Node::mac},
+    Property{"WorkMode", "work_mode", &Node::workMode},
+    Property{"WorkRole", "work_role", &Node::workRole},
+    Property{"Onboarding", "onboarding", &Node::onboarding},
+    Property{"PreferredActivationTime", "preferred_activation_time",
+             &Node::preferredActivationTime},
+    Property{"RootConnected", "root_connected", &Node::rootConnected},
+    Property{"DaemonVersion", "daemon_version", &Node::daemonVersion},
+};
+
+// Each read: negative where the value is of another type.
+int readValue(sd_bus_message *message, std::string &value) {
+    const char *text = "";
+    const int result = sd_bus_message_read(message, "s", &text);
+    value = text;
+    return result;
+}
+
+int readValue(sd_bus_message *message, std::uint32_t &value) {
+    return sd_bus_message_read(message, "u", &value);
+}
+
+int readValue(sd_bus_message *message, std::uint64_t &value) {
+    return sd_bus_message_read(message, "t", &value);
+}
+
+int readValue(sd_bus_message *message, std::int32_t &value) {
+    return sd_bus_message_read(message, "i", &value);
+}
+
+int readValue(sd_bus_message *message, bool &value) {
+    int flag = 0;
+    const int result = sd_bus_message_read(message, "b", &flag);
+    value = flag != 0;
+    return result;
+}
+
+int readValue(sd_bus_message *message, std::vector<Timer> &timers) {
+    timers.clear();
+    int result = sd_bus_message_enter_container(message, 'a', "(su)");
+    const char *name = nullptr;
+    std::uint32_t seconds = 0;
+    while (result >= 0 && (result = sd_bus_message_read(message, "(su)", &name, &seconds)) > 0) {
+        timers.push_back({name, seconds});
+    }
+    return result < 0 ? result : sd_bus_message_exit_container(message);
+}
+
+int readValue(sd_bus_message *message, std::vector<Bank> &banks) {
+    banks.clear();
+    int result = sd_bus_message_enter_container(message, 'a', "(ssbbb)");
+    const char *name = nullptr;
+    const char *version = nullptr;
+    int whole = 0;
+    int running = 0;
+    int next = 0;
+    while (result >= 0 && (result = sd_bus_message_read(message, "(ssbbb)", &name, &version, &whole,
+                                                        &running, &next)) > 0) {
+        banks.push_back({name, version, whole != 0, running != 0, next != 0});
+    }
+    return result < 0 ? result : sd_bus_message_exit_container(message);
+}
+
+int readVariant(sd_bus_message *message, const Property &property, Node &node) {
+    const int entered = sd_bus_message_enter_container(message, 'v', nullptr);
+    if (entered < 0) {
+        return entered;
+    }
+    const int read =
+        std::visit([&](auto member) { return readValue(message, node.*member); }, property.member);
+    return read < 0 ? read : sd_bus_message_exit_container(message);
+}
+
+// One name and value of the a{sv}.
+int readEntry(sd_bus_message *message, Node &node, std::vector<std::string_view> &taken) {
+    const char *name = nullptr;
+    const int result = sd_bus_message_read(message, "s", &name);
+    if (result < 0) {
+        return result;
+    }
+    const auto *const property =
+        std::find_if(kProperties.begin(), kProperties.end(),
+                     [name](const Property &row) { return std::string_view(row.name) == name; });
+    if (property == kProperties.end()) {
+        return sd_bus_message_skip(message, "v");
+    }
+    if (readVariant(message, *property, node) < 0) {
+        throw Failure(host::Outcome::failed,
+                      std::string("the service describes ") + property->name +
+                          " in a way that this otactl does not know: their versions differ");
+    }
+    taken.emplace_back(property->name);
+    return 0;
+}
+
+void addValue(cJSON *object, const char *key, const std::vector<Timer> &timers) {
+    add(object, key, timersAsJson(timers));
+}
+
+void addValue(cJSON *object, const char *key, const std::vector<Bank> &banks) {
+    add(object, key, banksAsJson(banks));
+}
+
+template <typename Value>
+void addValue(cJSON *object, const char *key, const Value &value) {
+    add(object, key, value);
+}
+
+} // namespace
+
+std::vector<std::string_view> takeProperties(sd_bus_message *message, Node &node) {
+    std::vector<std::string_view> taken;
+    int result = sd_bus_message_enter_container(message, 'a', "{sv}");
+    while (result >= 0 && (result = sd_bus_message_enter_container(message, 'e', "sv")) > 0) {
+        result = readEntry(message, node, taken);
+        if (result >= 0) {
+            result = sd_bus_message_exit_container(message);
+        }
+    }
+    if (result >= 0) {
+        result = sd_bus_message_exit_container(message);
+    }
+    if (result < 0) {
+        throw Failure(host::Outcome::failed, "the service's list of properties cannot be read");
+    }
+    return taken;
+}
+
+host::Json timersAsJson(const std::vector<Timer> &timers) {
+    host::Json list(cJSON_CreateArray());
+    for (const Timer &timer : timers) {
+        host::Json object = newObject();
+        add(object.get(), "name", timer.name);
+        add(object.get(), "seconds", timer.seconds);
+        cJSON_AddItemToArray(list.get(), object.release());
+    }
+    return list;
+}
+
+host::Json banksAsJson(const std::vector<Bank> &banks) {
+    host::Json list(cJSON_CreateArray());
+    for (const Bank &bank : banks) {
+        host::Json object = newObject();
+        add(object.get(), "bank", bank.name);
+        add(object.get(), "version", bank.version);
+        add(object.get(), "whole", bank.whole);
+        add(object.get(), "running", bank.running);
+        add(object.get(), "next", bank.next);
+        cJSON_AddItemToArray(list.get(), object.release());
+    }
+    return list;
+}
+
+void addProperties(cJSON *object, const Node &node) {
+    for (const Property &property : kProperties) {
+        if (property.name == kStatusRecord) {
+            add(object, property.key, parsedOrText(node.statusRecord));
+            continue;
+        }
+        std::visit([&](auto member) { addValue(object, property.key, node.*member); },
+                   property.member);
+    }
+}
+
+} // namespace otactl

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+// The node as the service describes it: its properties, read from the bus, printed as JSON.
+#ifndef CLI_NODE_H
+#define CLI_NODE_H
+
+#include "host/daemon/bus/node_status.h"
+#include "host/json.h"
+
+#include <string>
+#include <string_view>
+#include <systemd/sd-bus.h>
+#include <vector>
+
+namespace otactl {
+
+using Timer = otad::TimerLeft;
+using Bank = otad::BankView;
+
+struct Node : otad::NodeStatus {
+    std::string daemonVersion;
+};
+
+/* Takes the properties of an a{sv} over; those that are not there stay, unknown ones are skipped.
+ * Returns the names that were taken. Throws Failure where one has another type than its own. */
+std::vector<std::string_view> takeProperties(sd_bus_message *message, Node &node);
+
+/* Adds every property under its name in snake_case. */
+void addProperties(cJSON *object, const Node &node);
+host::Json timersAsJson(const std::vector<Timer> &timers);
+host::Json banksAsJson(const std::vector<Bank> &banks);
+
+} // namespace otactl
+
+#endif

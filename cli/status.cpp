@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+// otactl status: the node as it is now.
+#include "cli/bus_client.h"
+#include "cli/display.h"
+#include "cli/json_output.h"
+#include "cli/readable.h"
+#include "cli/verbs.h"
+#include "cli/watch_text.h"
+
+namespace otactl {
+namespace {
+
+std::string stageText(const Node &node) {
+    std::string text = node.stage;
+    if (node.stage == "downloading") {
+        text += ", " + std::to_string(node.percentage) + " %, " +
+                readableBytes(node.downloadedBytes) + " so far";
+    }
+    return node.deferred ? text + "; deferred while the node is onboarding" : text;
+}
+
+std::string offerText(const Node &node) {
+    if (node.ticket == 0) {
+        return "none";
+    }
+    const std::string ticket = "ticket " + std::to_string(node.ticket);
+    return node.version.empty() ? ticket : node.version + ", " + ticket;
+}
+
+std::string softwareText(const Node &node) {
+    for (const Bank &bank : node.banks) {
+        if (bank.running) {
+            return bank.version + " from bank " + bank.name;
+        }
+    }
+    return "unknown";
+}
+
+std::string timersText(const Node &node) {
+    std::string text;
+    for (const Timer &timer : node.timers) {
+        text += (text.empty() ? "" : ", ") + timer.name + " in " + readableSpan(timer.seconds);
+    }
+    return text.empty() ? "none" : text;
+}
+
+void show(const Node &node) {
+    Display display;
+    display.line("node", node.model + ", " + node.serial + ", " +
+                             (node.mac.empty() ? "MAC not known yet" : node.mac));
+    display.line("software", softwareText(node));
+    display.line("stage", stageText(node));
+    display.line("request", offerText(node));
+    display.line("queued", std::to_string(node.queued));
+    display.line("status", node.statusWord.empty() ? "none yet" : statusText(node.statusRecord));
+    display.line("timers", timersText(node));
+    display.line("mode", node.workMode + ", " + node.workRole +
+                             (node.onboarding == 1 ? ", being onboarded" : ""));
+    display.line("activates", "at " + node.preferredActivationTime + " if nobody names a time");
+    display.line("root", node.rootConnected ? "connected" : "not connected");
+    display.line("up", readableSpan(node.uptime));
+    display.line("service", "otad " + node.daemonVersion);
+}
+
+} // namespace
+
+Action declareStatus(CLI::App &) {
+    return [](const Globals &globals) {
+        const Node node = BusClient(globals.bus).readNode();
+        if (globals.json) {
+            const host::Json object = newObject();
+            addProperties(object.get(), node);
+            printJson(object.get());
+        } else {
+            show(node);
+        }
+        return 0;
+    };
+}
+
+} // namespace otactl

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+// otactl watch: follows the node, for a person or a program.
+#include "cli/node_watch.h"
+#include "cli/verbs.h"
+#include "cli/watch_json.h"
+#include "cli/watch_text.h"
+
+#include <memory>
+
+namespace otactl {
+namespace {
+
+struct Options {
+    bool untilIdle = false;
+    std::optional<std::uint64_t> untilFinished;
+};
+
+int watch(const Options &options, const Globals &globals) {
+    const std::unique_ptr<WatchView> view =
+        globals.json ? std::unique_ptr<WatchView>(std::make_unique<JsonWatch>())
+                     : std::make_unique<TextWatch>();
+    NodeWatch watch(globals.bus, *view);
+    const std::optional<Finished> end =
+        watch.follow({.idle = options.untilIdle, .ticket = options.untilFinished});
+    return end ? static_cast<int>(end->code) : 0;
+}
+
+} // namespace
+
+Action declareWatch(CLI::App &command) {
+    const auto options = std::make_shared<Options>();
+    CLI::Option *const idle = command.add_flag("--until-idle", options->untilIdle,
+                                               "Stop when nothing runs, waits or is queued");
+    command
+        .add_option("--until-finished", options->untilFinished,
+                    "Stop at the end of this request, with its code")
+        ->type_name("TICKET")
+        ->check(wholeNumber())
+        ->excludes(idle);
+    return [options](const Globals &globals) { return watch(*options, globals); };
+}
+
+} // namespace otactl

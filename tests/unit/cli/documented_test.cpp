@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: MIT
+// The manual page and the completion know exactly the verbs and options that otactl has.
+#include "cli/verbs.h"
+
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
+
+namespace {
+
+using Names = std::set<std::string>;
+
+std::string contentOf(const std::string &path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+Names optionsOf(const CLI::App &app) {
+    Names names;
+    for (const CLI::Option *option : app.get_options()) {
+        for (const std::string &name : option->get_snames()) {
+            names.insert("-" + name);
+        }
+        for (const std::string &name : option->get_lnames()) {
+            names.insert("--" + name);
+        }
+    }
+    return names;
+}
+
+class Documented : public testing::Test {
+  protected:
+    Documented() {
+        otactl::declareAll(app_, globals_, action_);
+        for (CLI::App *command : app_.get_subcommands({})) {
+            options_[command->get_name()] = optionsOf(*command);
+            for (const CLI::App *inner : command->get_subcommands({})) {
+                inner_[command->get_name()].insert(inner->get_name());
+            }
+        }
+    }
+
+    CLI::App app_{"", "otactl"};
+    otactl::Globals globals_;
+    otactl::Action action_;
+    std::map<std::string, Names> options_; // by verb
+    std::map<std::string, Names> inner_;   // second words by verb
+};
+
+// The rows [word]="word word" of one of the completion's tables.
+std::map<std::string, Names> completionTable(const std::string &name) {
+    const std::string script = contentOf(OTA_PACKAGING "/completion/otactl");
+    const std::size_t begin = script.find("local -A " + name + "=(");
+    const std::string text = script.substr(begin, script.find("\n    )", begin) - begin);
+    const std::regex row(R"re(\[([a-z-]+)\]="([^"]*)")re");
+    std::map<std::string, Names> table;
+    for (std::sregex_iterator at(text.begin(), text.end(), row), end; at != end; ++at) {
+        std::istringstream words((*at)[2]);
+        table[(*at)[1]] = {std::istream_iterator<std::string>(words), {}};
+    }
+    return table;
+}
+
+// A macro of the page at the beginning of a line, with what follows it unescaped.
+std::string unescaped(std::string text) {
+    for (const auto &[from, to] :
+         std::map<std::string, std::string>{{R"(\\-)", "-"}, {R"(\\f[BIR])", ""}}) {
+        text = std::regex_replace(text, std::regex(from), to);
+    }
+    return text;
+}
+
+Names optionsIn(const std::string &text) {
+    const std::regex option(R"((^|[^\w-])(--?[a-z][a-z-]*))");
+    Names names;
+    for (std::sregex_iterator at(text.begin(), text.end(), option), end; at != end; ++at) {
+        names.insert((*at)[2]);
+    }
+    return names;
+}
+
+TEST_F(Documented, TheTableOfVerbsIsTheCommandLine) {
+    Names names;
+    for (const otactl::Verb &verb : otactl::verbs()) {
+        names.insert(verb.name);
+        EXPECT_TRUE(options_.contains(verb.name)) << verb.name;
+    }
+    EXPECT_EQ(names.size(), options_.size());
+    EXPECT_EQ(names.size(), 11U);
+}
+
+TEST_F(Documented, TheCompletionHasEveryVerbAndOption) {
+    Names globals = optionsOf(app_);
+    EXPECT_EQ(completionTable("words").at("otactl"), globals);
+    const std::map<std::string, Names> table = completionTable("options");
+    ASSERT_EQ(table.size(), options_.size());
+    for (auto [verb, options] : options_) {
+        options.erase("-h");
+        options.erase("--help");
+        ASSERT_TRUE(table.contains(verb)) << verb;
+        EXPECT_EQ(table.at(verb), options) << verb;
+    }
+    EXPECT_EQ(completionTable("second"), inner_);
+}
+
+// "otactl offer ... --wait" under SYNOPSIS is a paragraph each; the options' own are below a verb.
+TEST_F(Documented, TheManualPageHasEveryVerbAndOption) {
+    const std::string page = contentOf(OTA_PACKAGING "/otactl.1");
+    const std::regex verbLine(R"(\n\.SS ([a-z\\-]+)[^\n]*\n)");
+    std::map<std::string, Names> documented;
+    std::string previous;
+    std::size_t begin = 0;
+    for (std::sregex_iterator at(page.begin(), page.end(), verbLine), end; at != end; ++at) {
+        const auto place = static_cast<std::size_t>(at->position());
+        if (!previous.empty()) {
+            documented[previous] = optionsIn(unescaped(page.substr(begin, place - begin)));
+        }
+        previous = unescaped((*at)[1]);
+        begin = place;
+    }
+    const std::size_t last = page.find("\n.SH", begin);
+    documented[previous] = optionsIn(unescaped(page.substr(begin, last - begin)));
+    ASSERT_EQ(documented.size(), options_.size());
+    for (auto [verb, options] : options_) {
+        options.erase("-h");
+        options.erase("--help");
+        EXPECT_EQ(documented[verb], options) << verb;
+    }
+    const std::size_t general = page.find("\n.SH OPTIONS\n");
+    ASSERT_NE(general, std::string::npos);
+    const std::string text = page.substr(general, page.find("\n.SH", general + 4) - general);
+    EXPECT_EQ(optionsIn(unescaped(text)), optionsOf(app_));
+}
+
+} // namespace

@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: MIT
+// Every way to fail: one line, the table's code, and with --json one object.
+#include "otactl_test.h"
+
+#include "host/guard/refusal.h"
+#include "host/outcome.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <sys/stat.h>
+
+namespace {
+
+using host::Outcome;
+using host::rowOf;
+
+class Failures : public OtactlTest {
+  protected:
+    using OtactlTest::OtactlTest;
+
+    static void expectFailure(const Ended &ended, Outcome outcome, const std::string &what) {
+        EXPECT_EQ(ended.errors, "otactl: " + what + "; " + rowOf(outcome).remedy + "\n");
+        EXPECT_EQ(ended.code, rowOf(outcome).code);
+        EXPECT_EQ(ended.output, "");
+    }
+};
+
+TEST_F(Failures, EveryErrorOfTheServiceIsItsExitCodeAndItsAdvice) {
+    ASSERT_TRUE(service_.start());
+    int refusals = 0;
+    for (const host::OutcomeRow &row : host::outcomes()) {
+        if (*row.busError == '\0') {
+            continue;
+        }
+        service_.raise([&](otad::BusService &) {
+            service_.refusal = host::guard::Refusal{row.outcome, "field", "not as it should be"};
+        });
+        expectFailure(otactl({"offer", "-"}, {.input = "{}"}), row.outcome,
+                      service_.refusal->text());
+        ++refusals;
+    }
+    EXPECT_GT(refusals, 20);
+}
+
+TEST_F(Failures, ForProgramsARefusalIsAnObjectToo) {
+    ASSERT_TRUE(service_.start());
+    service_.raise([this](otad::BusService &) {
+        service_.refusal = host::guard::Refusal{Outcome::wrongModel, "model", "is \"X\""};
+    });
+    const Ended ended = otactl({"offer", "-", "--json"}, {.input = "{}"});
+    EXPECT_EQ(ended.output,
+              "{\"code\":29,\"result\":\"wrongModel\",\"reason\":\"model: is \\\"X\\\"\"}\n");
+    EXPECT_EQ(ended.code, 29);
+    EXPECT_EQ(std::count(ended.errors.begin(), ended.errors.end(), '\n'), 1);
+}
+
+TEST_F(Failures, WithoutTheServiceEveryVerbSaysSo) {
+    const std::vector<std::vector<std::string>> verbs = {{"offer", "-"}, {"offer", "-", "--wait"},
+                                                         {"trigger"},    {"activate-at", "1"},
+                                                         {"cancel"},     {"status"},
+                                                         {"explain"},    {"history"},
+                                                         {"banks"},      {"set", "a", "b"}};
+    for (const std::vector<std::string> &verb : verbs) {
+        expectFailure(otactl(verb), Outcome::noService, "otad is not on the bus");
+    }
+}
+
+TEST_F(Failures, WithoutABusItNamesTheBus) {
+    const std::string address = "unix:path=" + bus_.in("nothing-here");
+    for (const char *verb : {"status", "watch"}) {
+        expectFailure(run({"--bus", address, verb}), Outcome::noService,
+                      "the bus at " + address + " cannot be reached: No such file or directory");
+        expectFailure(run({verb}, {.environment = {{"DBUS_SYSTEM_BUS_ADDRESS", address}}}),
+                      Outcome::noService,
+                      "the system bus cannot be reached: No such file or directory");
+    }
+}
+
+TEST_F(Failures, TheSystemBusIsTheOneThatTheEnvironmentNames) {
+    ASSERT_TRUE(service_.start());
+    const Ended ended =
+        run({"banks"}, {.environment = {{"DBUS_SYSTEM_BUS_ADDRESS", bus_.address()}}});
+    EXPECT_EQ(ended.code, 0) << ended.errors;
+}
+
+TEST_F(Failures, AServiceThatDiesDuringTheCallIsNoService) {
+    service_.holdsAnswers = true;
+    ASSERT_TRUE(service_.start());
+    Program program(onBus({"trigger"}));
+    while (service_.calls().empty()) {
+    }
+    bus_.kill();
+    EXPECT_EQ(program.code(), rowOf(Outcome::noService).code);
+    const std::string errors = program.errors();
+    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
+}
+
+TEST_F(Failures, WrongUseIsOneLineAndCodeTwo) {
+    const std::vector<std::vector<std::string>> wrong = {
+        {},
+        {"nonsense"},
+        {"offer"},
+        {"offer", "a", "b"},
+        {"status", "--nonsense"},
+        {"cancel", "x"},
+        {"cancel", "-1"},
+        {"cancel", "18446744073709551616"},
+        {"watch", "--until-finished", "-1"},
+        {"history", "-n", "-1"},
+        {"trigger", "--flag", "one"},
+        {"history", "-n", "99999999999"},
+        {"watch", "--until-idle", "--until-finished", "3"},
+        {"config"},
+        {"activate-at"},
+        {"activate-at", "now+"},
+        {"activate-at", "now+0"},
+        {"activate-at", "now+86400"},
+        {"activate-at", "now+5s"},
+        {"set", "work_mode"},
+        {"offer", "/nonexistent/descriptor"},
+        {"offer", "/"},
+        {"status", "\033[31m\nnext"}};
+    for (const std::vector<std::string> &arguments : wrong) {
+        const Ended ended = otactl(arguments);
+        const std::string of = testing::PrintToString(arguments);
+        EXPECT_EQ(ended.code, 2) << of;
+        EXPECT_EQ(ended.output, "") << of;
+        EXPECT_EQ(ended.errors.find("otactl: "), 0U) << of << ended.errors;
+        EXPECT_EQ(std::count(ended.errors.begin(), ended.errors.end(), '\n'), 1) << ended.errors;
+        EXPECT_EQ(ended.errors.find('\033'), std::string::npos) << of;
+    }
+}
+
+TEST_F(Failures, WhatTheBusCannotCarryIsRefusedHere) {
+    ASSERT_TRUE(service_.start());
+    expectFailure(otactl({"offer", "-"}, {.input = std::string("{}\0", 3)}),
+                  Outcome::descriptorNotOneObject,
+                  "descriptor: not a text in UTF-8 without NUL characters");
+    expectFailure(otactl({"offer", "-"}, {.input = "{\"\xff\":1}"}),
+                  Outcome::descriptorNotOneObject,
+                  "descriptor: not a text in UTF-8 without NUL characters");
+    expectFailure(otactl({"offer", "-"}, {.input = std::string(1024 * 1024 + 1, ' ')}),
+                  Outcome::descriptorTooLarge, "descriptor: larger than 1 MiB");
+    EXPECT_EQ(service_.calls(), std::vector<std::string>{});
+    EXPECT_EQ(otactl({"offer", "-"}, {.input = std::string(1024 * 1024, ' ')}).code, 0);
+}
+
+TEST_F(Failures, AFullDiskBehindStandardOutputIsNoSuccess) {
+    ASSERT_TRUE(service_.start());
+    const std::string command =
+        std::string(OTACTL) + " --bus " + bus_.address() + " banks >/dev/full 2>/dev/null";
+    // NOLINTNEXTLINE(cert-env33-c): the shell opens the full device
+    const int status = std::system(command.c_str());
+    EXPECT_EQ(WEXITSTATUS(status), rowOf(Outcome::failed).code);
+}
+
+class Denied : public Failures {
+  protected:
+    Denied()
+        : Failures(PrivateBus::kOpenPolicy +
+                   "<policy context=\"mandatory\">"
+                   "<deny send_destination=\"velmo.otaSwAgent\"/></policy>") {
+        EXPECT_TRUE(service_.start());
+    }
+};
+
+TEST_F(Denied, TheBusPolicysNoIsAccessDenied) {
+    const std::vector<std::vector<std::string>> verbs = {
+        {"offer", "-"}, {"trigger"}, {"status"}, {"explain"}, {"history"}, {"set", "a", "b"}};
+    for (const std::vector<std::string> &verb : verbs) {
+        expectFailure(otactl(verb), Outcome::accessDenied, "this user may not call otad");
+    }
+    const Ended watch = otactl({"watch", "--json"});
+    EXPECT_EQ(watch.output, "{\"event\":\"service\",\"running\":true}\n"
+                            "{\"code\":4,\"result\":\"accessDenied\","
+                            "\"reason\":\"this user may not call otad\"}\n");
+    EXPECT_EQ(watch.code, 4);
+}
+
+} // namespace

@@ -1,0 +1,197 @@
+// SPDX-License-Identifier: MIT
+// Every verb that asks the service once: what reaches the service, and what is printed.
+#include "otactl_test.h"
+
+#include <array>
+#include <ctime>
+
+namespace {
+
+class Verbs : public OtactlTest {
+  protected:
+    Verbs() { EXPECT_TRUE(service_.start()); }
+
+    void expectCall(const std::string &call) {
+        EXPECT_EQ(service_.calls(), std::vector<std::string>{call});
+    }
+};
+
+void expectPrinted(const Ended &ended, const std::string &output) {
+    EXPECT_EQ(ended.output, output);
+    EXPECT_EQ(ended.errors, "");
+    EXPECT_EQ(ended.code, 0);
+}
+
+TEST_F(Verbs, OfferSendsTheFileAsItIs) {
+    const std::string file = fileHolding("{\"model\": \"x\",\n  \"caf\u00e9\": 1}\n");
+    expectPrinted(otactl({"offer", file}), "accepted, ticket 7\n");
+    expectCall("offer 0 0 0 {\"model\": \"x\",\n  \"caf\u00e9\": 1}\n");
+}
+
+TEST_F(Verbs, OfferReadsStandardInputAndItsOptions) {
+    expectPrinted(
+        otactl({"offer", "-", "--offload", "--first-poll", "--onboarding-status", "2", "--json"},
+               {.input = "{}"}),
+        "{\"code\":0,\"result\":\"done\",\"reason\":\"\",\"ticket\":7}\n");
+    expectCall("offer 1 2 1 {}");
+}
+
+TEST_F(Verbs, TriggerSaysGoUnlessAnotherFlagIsGiven) {
+    expectPrinted(otactl({"trigger"}), "accepted, ticket 7\n");
+    expectPrinted(otactl({"--json", "trigger", "--flag", "0"}),
+                  "{\"code\":0,\"result\":\"done\",\"reason\":\"\",\"ticket\":7}\n");
+    EXPECT_EQ(service_.calls(), (std::vector<std::string>{"trigger 1", "trigger 0"}));
+}
+
+TEST_F(Verbs, CancelNamesTheTicketOrWhateverRuns) {
+    expectPrinted(otactl({"cancel"}), "cancelled, ticket 7\n");
+    expectPrinted(otactl({"cancel", "5", "--json"}),
+                  "{\"code\":0,\"result\":\"done\",\"reason\":\"\",\"ticket\":7}\n");
+    EXPECT_EQ(service_.calls(), (std::vector<std::string>{"cancel 0", "cancel 5"}));
+}
+
+TEST_F(Verbs, ActivateAtSendsARecordOfThisNode) {
+    expectPrinted(otactl({"activate-at", "03:30"}), "accepted, ticket 7\n");
+    expectCall(R"(activate-at {"model":"GW-1000","mac":"02:00:5E:00:53:01","sn":"SN1",)"
+               R"("actTime":"03:30"})");
+}
+
+TEST_F(Verbs, ActivateAtCountsFromNowInLocalTime) {
+    // A place that is half an hour off everybody else's hours.
+    const auto before = std::time(nullptr);
+    expectPrinted(otactl({"activate-at", "now+90"}, {.environment = {{"TZ", "XYZ-05:30"}}}),
+                  "accepted, ticket 7\n");
+    const auto after = std::time(nullptr);
+    const std::vector<std::string> calls = service_.calls();
+    ASSERT_EQ(calls.size(), 1U);
+    bool found = false;
+    for (auto moment = before; moment <= after; ++moment) {
+        const std::time_t there = moment + 90 + 5 * 3600 + 30 * 60;
+        std::tm time{};
+        gmtime_r(&there, &time);
+        std::array<char, 40> text{};
+        std::strftime(text.data(), text.size(), "\"actTime\":\"%H:%M:%S\"}", &time);
+        found = found || calls[0].ends_with(text.data());
+    }
+    EXPECT_TRUE(found) << calls[0];
+}
+
+TEST_F(Verbs, SetSendsNameAndValue) {
+    expectPrinted(otactl({"set", "work_mode", "RGW"}), "work_mode is now RGW\n");
+    expectPrinted(otactl({"set", "onboarding", "1", "--json"}),
+                  "{\"code\":0,\"result\":\"done\",\"reason\":\"\",\"name\":\"onboarding\","
+                  "\"value\":\"1\"}\n");
+    EXPECT_EQ(service_.calls(),
+              (std::vector<std::string>{"set work_mode RGW", "set onboarding 1"}));
+}
+
+TEST_F(Verbs, StatusShowsTheNodeAligned) {
+    expectPrinted(otactl({"status"}), "node        GW-1000, SN1, 02:00:5E:00:53:01\n"
+                                      "software    4QZ2.0.0 from bank a\n"
+                                      "stage       downloading, 25 %, 1.0 MiB so far\n"
+                                      "request     4QZ2.1.0, ticket 6\n"
+                                      "queued      1\n"
+                                      "status      OTA_SW_COMMIT_COMPLETE (running 4QZ2.0.0)\n"
+                                      "timers      rebootTimer in 1 h 20 min\n"
+                                      "mode        RGW, Controller\n"
+                                      "activates   at 02:30:00 if nobody names a time\n"
+                                      "root        not connected\n"
+                                      "up          1 h\n"
+                                      "service     otad " OTA_VERSION "\n");
+}
+
+TEST_F(Verbs, StatusOfAnIdleNodeHasNoGaps) {
+    service_.change([](otad::NodeStatus &node) {
+        node = {};
+        node.deferred = true;
+        node.rootConnected = true;
+    });
+    const std::string output = otactl({"status"}).output;
+    for (const char *line :
+         {"node        , , MAC not known yet\n", "software    unknown\n",
+          "stage       idle; deferred while the node is onboarding\n", "request     none\n",
+          "status      none yet\n", "timers      none\n", "root        connected\n"}) {
+        EXPECT_NE(output.find(line), std::string::npos) << line << "in\n" << output;
+    }
+}
+
+TEST_F(Verbs, StatusForProgramsHasEveryProperty) {
+    expectPrinted(
+        otactl({"status", "--json"}),
+        R"({"status_word":"OTA_SW_COMMIT_COMPLETE","status_record":{"model":"GW-1000",)"
+        R"("curswversion":"4QZ2.0.0","status":"OTA_SW_COMMIT_COMPLETE"},"stage":"downloading",)"
+        R"("percentage":25,"downloaded_bytes":1048576,"timers":[{"name":"rebootTimer",)"
+        R"("seconds":4800}],"deferred":false,"banks":[{"bank":"a","version":"4QZ2.0.0",)"
+        R"("whole":true,"running":true,"next":true},{"bank":"b","version":"","whole":false,)"
+        R"("running":false,"next":false}],"uptime":3600,"queued":1,"ticket":6,)"
+        R"("offered_version":"4QZ2.1.0","model":"GW-1000","serial":"SN1",)"
+        R"("mac":"02:00:5E:00:53:01","work_mode":"RGW","work_role":"Controller","onboarding":0,)"
+        R"("preferred_activation_time":"02:30:00","root_connected":false,"daemon_version":")" OTA_VERSION
+        "\"}\n");
+}
+
+TEST_F(Verbs, BanksAreATable) {
+    expectPrinted(otactl({"banks"}), "BANK  VERSION   IMAGE      RUNNING  BOOTS NEXT\n"
+                                     "a     4QZ2.0.0  whole      yes      yes\n"
+                                     "b     -         not whole  no       no\n");
+    expectPrinted(otactl({"--json", "banks"}),
+                  R"({"banks":[{"bank":"a","version":"4QZ2.0.0","whole":true,"running":true,)"
+                  R"("next":true},{"bank":"b","version":"","whole":false,"running":false,)"
+                  "\"next\":false}]}\n");
+}
+
+TEST_F(Verbs, ExplainPairsTopicAndSentence) {
+    service_.raise([this](otad::BusService &) {
+        service_.sentences = {{"now", "An image is downloading."}, {"next", "It is checked."}};
+    });
+    expectPrinted(otactl({"explain"}), "now         An image is downloading.\n"
+                                       "next        It is checked.\n");
+    expectPrinted(otactl({"explain", "--json"}),
+                  R"({"sentences":[{"topic":"now","sentence":"An image is downloading."},)"
+                  "{\"topic\":\"next\",\"sentence\":\"It is checked.\"}]}\n");
+}
+
+TEST_F(Verbs, HistoryIsATableOfTheNewestLines) {
+    service_.raise([this](otad::BusService &) {
+        service_.historyLines = {
+            R"({"time":"2031-01-02T03:04:05Z","event":"stage","ticket":6,"version":"4QZ2.1.0",)"
+            R"("stage":"verifying","code":0,"result":"done","reason":"","next":""})",
+            R"({"time":"2031-01-02T03:05:06Z","event":"finished","ticket":6,"version":"4QZ2.1.0",)"
+            R"("code":51,"result":"checksumFailed","reason":"MD5 differs","next":"offer again"})",
+            R"({"time":"2031-01-02T03:06:07Z","event":"finished","ticket":7,"result":"done"})"};
+    });
+    expectPrinted(otactl({"history", "-n", "3"}),
+                  "TIME                  EVENT     TICKET  VERSION   STAGE      WHAT\n"
+                  "2031-01-02T03:04:05Z  stage     6       4QZ2.1.0  verifying\n"
+                  "2031-01-02T03:05:06Z  finished  6       4QZ2.1.0             "
+                  "checksumFailed; MD5 differs; offer again\n"
+                  "2031-01-02T03:06:07Z  finished  7                            done\n");
+    const Ended json = otactl({"history", "--json"});
+    std::string expected;
+    for (const std::string &line : service_.historyLines) {
+        expected += line + "\n";
+    }
+    EXPECT_EQ(json.output, expected);
+    EXPECT_EQ(service_.calls(), (std::vector<std::string>{"history 3", "history 20"}));
+}
+
+TEST_F(Verbs, ForeignTextsCannotSteerTheTerminal) {
+    service_.change([](otad::NodeStatus &node) {
+        node.model = "\033]0;title\a\u009b2J\u202e";
+        node.statusRecord = R"({"status":"\u001b[31mRED\r"})";
+    });
+    for (const char *json : {"", "--json"}) {
+        std::vector<std::string> arguments = {"status"};
+        if (*json != '\0') {
+            arguments.emplace_back(json);
+        }
+        const Ended ended = otactl(arguments);
+        for (const char *hostile : {"\033", "\a", "\r", "\u009b"}) {
+            EXPECT_EQ(ended.output.find(hostile), std::string::npos) << ended.output;
+        }
+    }
+    EXPECT_NE(otactl({"status"}).output.find(R"(\x1b]0;title\x07\xc2\x9b2J\xe2\x80\xae)"),
+              std::string::npos);
+}
+
+} // namespace
