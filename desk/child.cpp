@@ -3,6 +3,7 @@
 #include "desk/child.h"
 
 #include "desk/failure.h"
+#include "desk/loopback.h"
 
 #include <chrono>
 #include <csignal>
@@ -21,8 +22,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kPatience = 2s;
 constexpr auto kGlance = 10ms;
+constexpr auto kStartLimit = 10s;
 constexpr int kCouldNotStart = 127;
 
 [[noreturn]] void giveUp(const char *what, const std::string &name) {
@@ -37,7 +38,7 @@ void useLog(const Launch &launch) {
         giveUp("its log cannot be opened", launch.arguments.front());
     }
     dup2(nothing, STDIN_FILENO);
-    dup2(log, STDOUT_FILENO);
+    dup2(launch.output >= 0 ? launch.output : log, STDOUT_FILENO);
     dup2(log, STDERR_FILENO);
 }
 
@@ -62,9 +63,6 @@ void limitFiles(std::uint64_t bytes) {
     for (const auto &[name, value] : launch.environment) {
         setenv(name.c_str(), value.c_str(), 1);
     }
-    if (launch.inheritedFd >= 0) {
-        fcntl(launch.inheritedFd, F_SETFD, 0);
-    }
     if (launch.fileLimit > 0) {
         limitFiles(launch.fileLimit);
     }
@@ -84,7 +82,7 @@ std::string describe(int status) {
 
 } // namespace
 
-Child::Child(const Launch &launch) {
+Child::Child(const Launch &launch) : patience_(launch.patience) {
     const pid_t parent = getpid();
     std::fflush(nullptr);
     pid_ = fork();
@@ -97,12 +95,14 @@ Child::Child(const Launch &launch) {
     setpgid(pid_, pid_);
 }
 
-Child::Child(Child &&other) noexcept : pid_(std::exchange(other.pid_, -1)) {}
+Child::Child(Child &&other) noexcept
+    : pid_(std::exchange(other.pid_, -1)), patience_(other.patience_) {}
 
 Child &Child::operator=(Child &&other) noexcept {
     if (this != &other) {
         stop();
         pid_ = std::exchange(other.pid_, -1);
+        patience_ = other.patience_;
     }
     return *this;
 }
@@ -126,8 +126,9 @@ void Child::stop() {
     if (!running()) {
         return;
     }
-    ::kill(-pid_, SIGTERM);
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    // It alone: what it started is its own to end in order.
+    ::kill(pid_, SIGTERM);
+    const auto deadline = std::chrono::steady_clock::now() + patience_;
     while (std::chrono::steady_clock::now() < deadline) {
         if (ending()) {
             return;
@@ -147,6 +148,27 @@ void Child::kill() {
 void Child::reap() {
     waitpid(pid_, nullptr, 0);
     pid_ = -1;
+}
+
+std::string systemProgram(const std::string &name) {
+    const std::string path = "/usr/sbin/" + name;
+    return std::filesystem::exists(path) ? path : name;
+}
+
+void waitUntilListening(Child &child, std::uint16_t port, const std::string &what,
+                        const std::filesystem::path &log, const Interrupt &interrupt) {
+    const auto deadline = std::chrono::steady_clock::now() + kStartLimit;
+    while (!listens(port)) {
+        interrupt.check();
+        if (const auto ending = child.ending()) {
+            throw Failure(what + " ended with " + *ending + "; what it said is in " + log.string());
+        }
+        if (std::chrono::steady_clock::now() > deadline) {
+            throw Failure(what + " does not listen on 127.0.0.1:" + std::to_string(port) +
+                          "; see " + log.string());
+        }
+        std::this_thread::sleep_for(kGlance);
+    }
 }
 
 void runProgram(const Launch &launch, const Interrupt &interrupt) {

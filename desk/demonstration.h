@@ -1,71 +1,40 @@
 // SPDX-License-Identifier: MIT
-// One upgrade from the offer to its end, shown step by step.
+// All nodes of a demonstration, side by side until each has come to its end.
 #ifndef DESK_DEMONSTRATION_H
 #define DESK_DEMONSTRATION_H
 
 #include "desk/display.h"
-#include "desk/file_server.h"
-#include "desk/image.h"
-#include "desk/log_story.h"
-#include "desk/progress.h"
-#include "desk/roads.h"
-#include "desk/supervisor.h"
+#include "desk/journey.h"
+#include "desk/scene.h"
 
 #include <chrono>
-#include <filesystem>
+#include <deque>
 #include <string>
 #include <vector>
 
 namespace desk {
 
-// What a node that took a road has shown.
-struct Witness {
-    std::vector<std::string> words; // status words, in order
-    std::size_t rootNotifications = 0;
-    bool handedOver = false;
-};
-
-class Demonstration : private Observer {
+class Demonstration {
   public:
-    Demonstration(const Options &options, const Road &road, const NodeFolder &node,
-                  const FileServer &server, const Image &image, const HostProgram &host,
-                  Display &display, const Interrupt &interrupt);
+    // Lines of a lone node, or of the one that takes the road, go to the display as they are;
+    // others are marked with the node's name.
+    Demonstration(const Scene &scene, const std::vector<Traveller> &travellers, Display &display);
 
-    // Ends when the node is idle, all steps are done and no timer runs.
-    Witness run();
+    // What each of the nodes has shown, in their order.
+    std::vector<Witness> run();
 
   private:
     using Clock = std::chrono::steady_clock;
 
-    void booted(const NodeBoot &boot) override;
-    void signalled(const std::string &name, const std::string &data) override;
-    void rootNotified(const std::string &text) override;
-    void timerStarted(const std::string &name, int seconds) override;
-    void timerStopped(const std::string &name) override;
-    void timerRanOut(const std::string &name) override;
-    void rebooting() override;
+    Journey *journeyOf(const std::string &mac);
+    void waitForNews();
+    [[nodiscard]] bool allReady();
+    [[nodiscard]] bool allOver() const;
+    void giveUp() const;
 
-    void take(Step step);
-    void damageBank();
-    void offer(const std::string &url);
-    void trigger();
-    void moveActivationTime();
-    void cutPowerDuringDownload();
-    void tellNews();
-    void tellHandOff();
-
-    const Options &options_;
-    const Road &road_;
-    const NodeFolder &node_;
-    const FileServer &server_;
-    const Image &image_;
-    Display &display_;
-    ProgressFile progress_;
-    LogStory story_;
-    Supervisor supervisor_;
-    Witness witness_;
-    bool fast_;
-    bool cutPending_ = false;
+    const Scene &scene_;
+    std::deque<Display> displays_; // the marked ones
+    std::deque<Journey> journeys_;
 };
 
 } // namespace desk

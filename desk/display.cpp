@@ -4,6 +4,7 @@
 
 #include "desk/sizes.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@ namespace desk {
 namespace {
 
 constexpr int kNameWidth = 13;
+constexpr std::size_t kMarkWidth = 9;
 constexpr int kBarWidth = 30;
 constexpr int kPlainStep = 10; // percent between two lines where no bar can be drawn
 
@@ -35,6 +37,12 @@ std::string describe(const Progress &progress) {
 
 Display::Display() : Display(isatty(STDOUT_FILENO) == 1) {}
 
+Display::Display(bool terminal, std::string mark) : terminal_(terminal), mark_(std::move(mark)) {
+    if (!mark_.empty()) {
+        mark_.resize(std::max(mark_.size(), kMarkWidth), ' ');
+    }
+}
+
 void Display::title(const std::string &text) {
     std::printf("%s%s%s\n", terminal_ ? kBold : "", text.c_str(), terminal_ ? kPlain : "");
     std::fflush(stdout);
@@ -53,7 +61,7 @@ void Display::more(const std::string &text) {
 
 void Display::progress(const Progress &progress) {
     lastStep_ = "download: " + std::to_string(progress.percent) + " %";
-    if (!terminal_) {
+    if (!terminal_ || !mark_.empty()) {
         if (progress.percent < lastPercent_) {
             lastPercent_ = 0;
         }
@@ -80,7 +88,7 @@ void Display::verdict(bool asExpected, const std::string &text) {
 }
 
 void Display::line(const std::string &name, const std::string &text) {
-    std::printf("  %s%-*s%s%s\n", terminal_ ? kBold : "", kNameWidth, name.c_str(),
+    std::printf("  %s%s%-*s%s%s\n", mark_.c_str(), terminal_ ? kBold : "", kNameWidth, name.c_str(),
                 terminal_ ? kPlain : "", text.c_str());
     std::fflush(stdout);
 }

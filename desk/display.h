@@ -3,17 +3,25 @@
 #ifndef DESK_DISPLAY_H
 #define DESK_DISPLAY_H
 
-#include "desk/progress.h"
-
+#include <cstdint>
 #include <string>
 
 namespace desk {
+
+struct Progress {
+    int percent = 0;
+    std::uint64_t bytesPerSecond = 0; // 0: not known yet
+    std::int64_t secondsLeft = 0;
+};
 
 class Display {
   public:
     // Colour and the redrawn bar only where standard output is a terminal.
     Display();
-    explicit Display(bool terminal) : terminal_(terminal) {}
+    // With a mark, every line begins with it, and a bar, which several could not share, is lines.
+    explicit Display(bool terminal, std::string mark = "");
+    // The same place, for the lines of one node among several.
+    [[nodiscard]] Display marked(const std::string &mark) const { return Display(terminal_, mark); }
 
     void title(const std::string &text);
     void step(const std::string &name, const std::string &text);
@@ -30,6 +38,7 @@ class Display {
     void line(const std::string &name, const std::string &text);
 
     bool terminal_;
+    std::string mark_;
     bool barOpen_ = false;
     int lastPercent_ = 0;
     std::string lastStep_;

@@ -2,22 +2,15 @@
 // Configures, starts and stops nginx.
 #include "desk/file_server.h"
 
-#include "desk/failure.h"
 #include "desk/files.h"
 #include "desk/loopback.h"
-
-#include <chrono>
-#include <cstdlib>
-#include <thread>
 
 namespace desk {
 namespace {
 
 namespace fs = std::filesystem;
-using namespace std::chrono_literals;
 
-constexpr auto kStartLimit = 10s;
-constexpr auto kGlance = 20ms;
+constexpr const char *kCrawlMark = "crawl";
 
 // One process without a master: nothing changes its user, and one process id stops it.
 const char *const kHead = R"(daemon off;
@@ -45,25 +38,26 @@ std::string fromFolder(const FileServerSetup &setup, const fs::path &file) {
     return file.lexically_relative(setup.folder).string();
 }
 
-std::string nginxProgram() {
-    // A user's PATH often leaves /usr/sbin out.
-    return fs::exists("/usr/sbin/nginx") ? "/usr/sbin/nginx" : "nginx";
-}
-
 } // namespace
 
 FileServer::FileServer(const FileServerSetup &setup, const Interrupt &interrupt)
-    : scheme_(setup.certificates ? "https" : "http"), imageName_(setup.image.filename().string()),
-      port_(freePort()) {
+    : folder_(setup.folder), scheme_(setup.certificates ? "https" : "http"),
+      imageName_(setup.image.filename().string()), port_(freePort()) {
     fs::create_directories(setup.folder / "www" / "slow");
     fs::create_symlink(setup.image, setup.folder / "www" / imageName_);
     fs::create_symlink(setup.image, setup.folder / "www" / "slow" / imageName_);
     writeConfiguration(setup);
-    process_ = Child(Launch{{nginxProgram(), "-p", ".", "-c", "nginx.conf", "-e", "error.log"},
-                            setup.folder,
-                            setup.folder / "nginx.log"});
-    waitUntilItListens(setup, interrupt);
+    writeFile(setup.folder / kCrawlMark, "");
+    process_ =
+        Child(Launch{{systemProgram("nginx"), "-p", ".", "-c", "nginx.conf", "-e", "error.log"},
+                     setup.folder,
+                     setup.folder / "nginx.log"});
+    // Started without a folder that it may write in, it says so in the second file.
+    waitUntilListening(process_, port_, "the file server (nginx)", setup.folder / "error.log",
+                       interrupt);
 }
+
+void FileServer::endCrawl() const { fs::remove(folder_ / kCrawlMark); }
 
 std::string FileServer::address() const {
     return scheme_ + "://127.0.0.1:" + std::to_string(port_);
@@ -84,26 +78,14 @@ void FileServer::writeConfiguration(const FileServerSetup &setup) const {
     } else {
         text += "        location / { limit_rate " + std::to_string(setup.bytesPerSecond) +
                 "; }\n"
-                "        location /slow/ { limit_rate 16k; }\n";
+                "        location /slow/ {\n"
+                "            limit_rate " +
+                std::to_string(setup.bytesPerSecond) +
+                ";\n"
+                "            if (-f crawl) { set $limit_rate 16k; }\n"
+                "        }\n";
     }
     writeFile(setup.folder / "nginx.conf", text + "    }\n}\n");
-}
-
-void FileServer::waitUntilItListens(const FileServerSetup &setup, const Interrupt &interrupt) {
-    const auto deadline = std::chrono::steady_clock::now() + kStartLimit;
-    while (!listens(port_)) {
-        interrupt.check();
-        if (const auto ending = process_.ending()) {
-            throw Failure("the file server (nginx) ended with " + *ending +
-                          "; what it said is in " + (setup.folder / "error.log").string() +
-                          " and nginx.log beside it");
-        }
-        if (std::chrono::steady_clock::now() > deadline) {
-            throw Failure("the file server (nginx) does not listen on " + address() + "; see " +
-                          (setup.folder / "error.log").string());
-        }
-        std::this_thread::sleep_for(kGlance);
-    }
 }
 
 } // namespace desk

@@ -27,13 +27,16 @@ class FileServer {
 
     [[nodiscard]] std::string address() const;
     [[nodiscard]] std::string imageUrl() const { return address() + "/" + imageName_; }
-    // The same image at 16 KiB a second: the download blocks for many minutes.
+    // The same image at 16 KiB a second: the download blocks for many minutes, until the crawl
+    // ends.
     [[nodiscard]] std::string slowImageUrl() const { return address() + "/slow/" + imageName_; }
+    // Downloads of the slow address that begin from now on are as fast as the others.
+    void endCrawl() const;
 
   private:
     void writeConfiguration(const FileServerSetup &setup) const;
-    void waitUntilItListens(const FileServerSetup &setup, const Interrupt &interrupt);
 
+    std::filesystem::path folder_;
     std::string scheme_;
     std::string imageName_;
     std::uint16_t port_;

@@ -4,6 +4,7 @@
 
 #include "desk/failure.h"
 #include "desk/files.h"
+#include "desk/folder_lock.h"
 
 #include "platform/nal/boot.h"
 #include "platform/nal/image_stream.h"
@@ -27,6 +28,7 @@ constexpr std::array kTemporaryNames{"tmpImage",           "software_download", 
                                      "ota_agent_data",     "otaMD5.txt",        "upgrade_status",
                                      "upgrade_done_reboot"};
 constexpr std::string_view kImagePrefix = "4QZ";
+constexpr const char *kRootAuthority = "root-ca.pem";
 
 bool isDownloadedImage(const fs::path &path) {
     return path.filename().string().starts_with(kImagePrefix);
@@ -45,6 +47,11 @@ nal::BankRecord install(const Image &image, const fs::path &bank, std::uint64_t 
 
 } // namespace
 
+NodeIdentity identityOf(int number) {
+    const std::string digit = std::to_string(number);
+    return {"02:00:5E:00:53:0" + digit, "DESK0000000" + digit};
+}
+
 fs::path NodeFolder::bank(nal::Bank bank) const { return path_ / "banks" / nal::bankName(bank); }
 
 void NodeFolder::make(const NodePlan &plan) const {
@@ -53,6 +60,9 @@ void NodeFolder::make(const NodePlan &plan) const {
     }
     if (!plan.authority.empty()) {
         fs::copy_file(plan.authority, path_ / "ca.pem");
+    }
+    if (plan.broker) {
+        fs::copy_file(plan.broker->authority, path_ / kRootAuthority);
     }
     makeConfig(plan);
     makeBanks(plan);
@@ -70,7 +80,7 @@ void NodeFolder::makeConfig(const NodePlan &plan) const {
     }
     std::string text = "[node]\n";
     text += std::string("model = ") + kModel + "\n";
-    text += std::string("serial = ") + kSerial + "\n";
+    text += "serial = " + plan.identity.serial + "\n";
     text += "work_mode = " + plan.mode + "\n";
     text += "work_role = " + plan.role + "\n";
     text += "onboarding = 0\n";
@@ -78,6 +88,13 @@ void NodeFolder::makeConfig(const NodePlan &plan) const {
     text += "\n[paths]\ntmp = .\nconfigs = configs\nlogs = logs\nca_certificate = ca.pem\n";
     text += "\n[banks]\na = banks/a\nb = banks/b\nsize = " + std::to_string(plan.bankBytes) + "\n";
     text += "boot_state = boot_state.ini\n";
+    if (plan.authority.empty()) {
+        text += "\n[service]\nallow_plain_http = yes\n";
+    }
+    if (plan.broker) {
+        text += "\n[root]\nbroker = " + plan.broker->address + "\n";
+        text += std::string("ca_certificate = ") + kRootAuthority + "\n";
+    }
     writeFile(config(), text);
 }
 
@@ -103,7 +120,13 @@ void NodeFolder::makeConfigurationManagerSocket() const {
     }
 }
 
+bool NodeFolder::isOff() const {
+    // The host holds this lock for as long as it lives.
+    return FolderLock(bootStatePath() + ".lock").tryLock();
+}
+
 NodeBoot NodeFolder::boot() const {
+    fs::remove(rebootAsked());
     for (const char *name : kTemporaryNames) {
         fs::remove_all(path_ / name);
     }

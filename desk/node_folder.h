@@ -14,18 +14,33 @@
 
 namespace desk {
 
-inline constexpr const char *kMac = "02:00:5E:00:53:01";
-inline constexpr const char *kSerial = "DESK00000001";
 inline constexpr const char *kPreferredTime = "03:00";
 
+// Who a node is, beside its model.
+struct NodeIdentity {
+    std::string mac;
+    std::string serial;
+};
+// The first one is 1.
+NodeIdentity identityOf(int number);
+
+// The message broker of the root, as a node's configuration has it.
+struct RootBroker {
+    std::string address;             // host:port
+    std::filesystem::path authority; // the CA certificate that its own is signed by
+};
+
 struct NodePlan {
+    NodeIdentity identity;
     std::string mode;
     std::string role;
     std::uint64_t bankBytes = 0;
-    Image factory{};                   // runs from bank A
-    std::optional<Image> passive{};    // in bank B, where it holds one
-    std::filesystem::path authority{}; // the CA certificate it trusts; empty: none
-    std::filesystem::path config{};    // a node configuration to use as it is; empty: written here
+    Image factory{};                // runs from bank A
+    std::optional<Image> passive{}; // in bank B, where it holds one
+    // The CA certificate that it trusts for images; empty: none, it takes plain http.
+    std::filesystem::path authority{};
+    std::optional<RootBroker> broker{};
+    std::filesystem::path config{}; // a node configuration to use as it is; empty: written here
 };
 
 // How a boot went.
@@ -54,12 +69,13 @@ class NodeFolder {
     [[nodiscard]] const std::filesystem::path &path() const { return path_; }
     [[nodiscard]] std::filesystem::path config() const { return path_ / "node.conf"; }
     [[nodiscard]] std::filesystem::path bank(nal::Bank bank) const;
-    [[nodiscard]] std::filesystem::path progress() const { return path_ / "ota_dwld_prog"; }
     [[nodiscard]] std::filesystem::path agentData() const { return path_ / "ota_agent_data"; }
     [[nodiscard]] std::filesystem::path mark() const { return path_ / "logs/ota_act_success"; }
-    [[nodiscard]] std::filesystem::path handOff() const {
-        return path_ / "configs/file_server_info.json";
-    }
+    // Is there once the agent asked for a reboot.
+    [[nodiscard]] std::filesystem::path rebootAsked() const { return path_ / kRebootAsked; }
+    // True where no process runs the node.
+    [[nodiscard]] bool isOff() const;
+    static constexpr const char *kRebootAsked = "reboot-asked";
 
   private:
     void makeConfig(const NodePlan &plan) const;

@@ -45,12 +45,16 @@ constexpr std::array kRows{
         [](Options &options, const std::string &) { options.offload = true; }},
     Row{"--first-poll", "", "a gateway's first poll: the download waits for the mobile app",
         [](Options &options, const std::string &) { options.firstPoll = true; }},
-    Row{"--power-cut", "", "the node loses power during the download; the offer comes again",
+    Row{"--power-cut", "", "the node loses power during the download, and takes it up again",
         [](Options &options, const std::string &) { options.powerCut = true; }},
+    Row{"--mesh", "",
+        "a gateway and two extenders at once; the extenders' reports arrive at the\n"
+        "gateway, as the root; takes policy 0 or 1, and no mode, role or node-conf",
+        [](Options &options, const std::string &) { options.mesh = true; }},
     Row{"--fail", "checksum|flash|activate|boot|server|certificate|version|disk",
         "let this go wrong, and see what the agent makes of it",
         [](Options &options, const std::string &value) { options.fail = value; }},
-    Row{"--fast", "", "timers and sleeps pass at once, the server sends as fast as it can",
+    Row{"--fast", "", "sleeps and retries pass at once, the server sends as fast as it can",
         [](Options &options, const std::string &) { options.fast = true; }},
     Row{"--build-dir", "DIR", "where the project was built (default: where this program is)",
         [](Options &options, const std::string &value) { options.buildFolder = value; }},
@@ -103,6 +107,15 @@ std::string valueOf(const Row &row, const std::vector<std::string> &arguments, s
     return value;
 }
 
+// The three nodes have modes, roles and configurations of their own.
+void checkMesh(const std::vector<std::string> &arguments) {
+    for (const char *name : {"--mode", "--role", "--node-conf"}) {
+        if (std::find(arguments.begin(), arguments.end(), name) != arguments.end()) {
+            refuse(std::string(name) + " and --mesh do not go together");
+        }
+    }
+}
+
 } // namespace
 
 Options readOptions(const std::vector<std::string> &arguments) {
@@ -110,6 +123,9 @@ Options readOptions(const std::vector<std::string> &arguments) {
     for (std::size_t at = 0; at < arguments.size(); ++at) {
         const Row &row = rowOf(arguments[at]);
         row.store(options, row.values.empty() ? "" : valueOf(row, arguments, at));
+    }
+    if (options.mesh) {
+        checkMesh(arguments);
     }
     if (options.role.empty()) {
         options.role = options.mode == "RGW" ? "Controller" : "Agent";

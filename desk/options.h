@@ -11,6 +11,11 @@
 
 namespace desk {
 
+// As the agent classifies modes and roles: a bridge that is the controller counts as the gateway.
+inline bool countsAsGateway(const std::string &mode, const std::string &role) {
+    return mode == "RGW" || role == "Controller";
+}
+
 struct Options {
     int policy = 1;
     std::string mode = "RGW";
@@ -19,6 +24,7 @@ struct Options {
     bool offload = false;
     bool firstPoll = false;
     bool powerCut = false;
+    bool mesh = false;
     std::string fail; // empty: nothing is to fail
     bool fast = false;
     bool help = false;
@@ -28,8 +34,7 @@ struct Options {
     std::filesystem::path library;     // empty: the one of the build folder
     std::filesystem::path nodeConfig;  // empty: one is written
 
-    // A bridge that is the controller counts as the gateway.
-    [[nodiscard]] bool gateway() const { return mode == "RGW" || role == "Controller"; }
+    [[nodiscard]] bool gateway() const { return countsAsGateway(mode, role); }
 };
 
 // A mistake on the command line: what, the values allowed, and where help is.

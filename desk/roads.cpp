@@ -80,10 +80,26 @@ const std::vector<Road> kRoads{
     {.name = "power-cut",
      .selector = "--power-cut",
      .policies = "1",
-     .steps = {Step::offerThenCut, Step::offer},
+     .steps = {Step::offerThenCut},
      .words = {OTA_STATUS_ACTIVATION_COMPLETE, OTA_STATUS_COMMIT_COMPLETE},
      .end = End::committed,
-     .ending = "survived the loss of power and committed the second time"},
+     .ending = "lost power, took the download up again by itself and committed"},
+    {.name = "mesh",
+     .selector = "--mesh",
+     .policies = "0",
+     .mesh = true,
+     .steps = {Step::offer, Step::activationTime},
+     .words = {OTA_STATUS_ACTIVATION_COMPLETE, OTA_STATUS_COMMIT_COMPLETE},
+     .end = End::committed,
+     .ending = "all three activated at the activation time and committed; the root knows"},
+    {.name = "mesh",
+     .selector = "--mesh",
+     .policies = "1",
+     .mesh = true,
+     .steps = {Step::offer},
+     .words = {OTA_STATUS_ACTIVATION_COMPLETE, OTA_STATUS_COMMIT_COMPLETE},
+     .end = End::committed,
+     .ending = "all three activated at once and committed; the root knows"},
     {.name = "fail-checksum",
      .selector = "--fail checksum",
      .policies = "012",
@@ -154,7 +170,7 @@ const std::vector<Road> kRoads{
      .selector = "--fail disk",
      .policies = "012",
      .alwaysFast = true,
-     .hostFileLimit = 4 * kMiB,
+     .nodeFileLimit = 4 * kMiB,
      .steps = {Step::offer},
      .words = {OTA_STATUS_RECONNECT},
      .end = End::notWhole,
@@ -171,6 +187,9 @@ std::vector<std::string> selectorsOf(const Options &options) {
     }
     if (options.powerCut) {
         selectors.emplace_back("--power-cut");
+    }
+    if (options.mesh) {
+        selectors.emplace_back("--mesh");
     }
     if (!options.fail.empty()) {
         selectors.push_back("--fail " + options.fail);

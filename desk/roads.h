@@ -15,7 +15,7 @@ namespace desk {
 // What is put to the node once it is idle, one after the other.
 enum class Step {
     offer,          // the new image
-    offerThenCut,   // the new image from a very slow server; the power goes during the download
+    offerThenCut,   // the new image from a very slow server, which hurries once the power went
     mobileTrigger,  // the user says go
     activationTime, // the activation is moved to a few seconds from now
     damageBank,     // bytes of the passive bank change behind the agent's back
@@ -35,12 +35,13 @@ struct Road {
     std::string_view selector; // the option that chooses it; empty: the policy alone does
     std::string_view policies; // those it makes sense with
     bool gatewayOnly = false;
+    bool mesh = false;       // a gateway and two extenders take it at once
     bool alwaysFast = false; // it has waits of minutes
 
     // the node
     bool passiveHoldsImage = false;
     bool smallBanks = false;
-    std::uint64_t hostFileLimit = 0;
+    std::uint64_t nodeFileLimit = 0;
     bool damageAtReboot = false; // of the bank that was just activated
 
     // the offer

@@ -27,11 +27,13 @@ void checkWords(const Road &road, const Witness &witness) {
     }
 }
 
-void checkRoot(const Options &options, const Witness &witness) {
-    const std::size_t expected = options.gateway() ? 0 : witness.words.size();
-    if (witness.rootNotifications != expected) {
-        throw Failure("notifications to the root expected: " + std::to_string(expected) +
-                      "; came: " + std::to_string(witness.rootNotifications));
+void checkRoot(const Road &road, const Traveller &traveller, const Witness &witness) {
+    const std::vector<std::string_view> expected =
+        traveller.gateway() ? std::vector<std::string_view>{} : road.words;
+    if (!std::equal(expected.begin(), expected.end(), witness.atTheRoot.begin(),
+                    witness.atTheRoot.end())) {
+        throw Failure("words on the gateway's bus expected: " + listed(expected) +
+                      "; came: " + listed(witness.atTheRoot));
     }
 }
 
@@ -81,10 +83,11 @@ void checkBanks(const Road &road, const NodeFolder &node, const Image &image) {
 
 } // namespace
 
-void checkEnding(const Options &options, const Road &road, const Witness &witness,
-                 const NodeFolder &node, const Image &image) {
+void checkEnding(const Road &road, const Traveller &traveller, const Witness &witness,
+                 const Image &image) {
+    const NodeFolder &node = traveller.folder;
     checkWords(road, witness);
-    checkRoot(options, witness);
+    checkRoot(road, traveller, witness);
     checkBanks(road, node, image);
     if (witness.handedOver != road.offload) {
         throw Failure(std::string("the image should ") + (road.offload ? "" : "not ") +

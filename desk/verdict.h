@@ -3,13 +3,13 @@
 #ifndef DESK_VERDICT_H
 #define DESK_VERDICT_H
 
-#include "desk/demonstration.h"
+#include "desk/journey.h"
 
 namespace desk {
 
 // Throws a Failure that says what is not as it should be.
-void checkEnding(const Options &options, const Road &road, const Witness &witness,
-                 const NodeFolder &node, const Image &image);
+void checkEnding(const Road &road, const Traveller &traveller, const Witness &witness,
+                 const Image &image);
 
 } // namespace desk
 

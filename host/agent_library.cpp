@@ -12,13 +12,14 @@ class Symbols {
     Symbols(const std::string &path, void *library, std::string &whatIsWrong)
         : path_(path), library_(library), whatIsWrong_(whatIsWrong) {}
 
-    template <typename Function>
-    bool find(const char *name, Function &function) {
-        function = reinterpret_cast<Function>(dlsym(library_, name));
-        if (function == nullptr) {
+    /* A function or a variable. */
+    template <typename Pointer>
+    bool find(const char *name, Pointer &pointer) {
+        pointer = reinterpret_cast<Pointer>(dlsym(library_, name));
+        if (pointer == nullptr) {
             whatIsWrong_ = path_ + ": has no symbol " + name + "; give a libotaSwAgent.so";
         }
-        return function != nullptr;
+        return pointer != nullptr;
     }
 
   private:
@@ -26,6 +27,23 @@ class Symbols {
     void *library_;
     std::string &whatIsWrong_;
 };
+
+bool findState(Symbols &symbols, AgentState &state) {
+    return symbols.find("swInfo", state.swInfo) && symbols.find("swActTime", state.swActTime) &&
+           symbols.find("otaLibConfig", state.otaLibConfig) &&
+           symbols.find("g_rebootTime", state.rebootTime) &&
+           symbols.find("g_dwldStartTimer", state.downloadStartTimer) &&
+           symbols.find("g_dwldRetryTimer", state.downloadRetryTimer) &&
+           symbols.find("g_mobileTriggerExpire", state.mobileTriggerExpired) &&
+           symbols.find("g_mAppRebootTrig", state.rebootTimeBySignal) &&
+           symbols.find("g_ISDeferedUpgrade", state.upgradeDeferred) &&
+           symbols.find("g_firstTimeObardingWindowGivenPSNWBuildSame", state.noFirstTimeWindow) &&
+           symbols.find("reboot_flag", state.rebootScheduled) &&
+           symbols.find("encode_OtaMatrixItem_to_json", state.encodeItem) &&
+           symbols.find("decode_OtaMatrixItem_from_json", state.decodeItem) &&
+           symbols.find("encode_ActivationTime_to_json", state.encodeTime) &&
+           symbols.find("decode_ActivationTime_from_json", state.decodeTime);
+}
 
 } // namespace
 
@@ -49,7 +67,8 @@ bool openAgentLibrary(const std::string &path, AgentLibrary &agent, std::string 
            symbols.find("otaSwAgentProcessRebootTimer", agent.rebootTimerExpired) &&
            symbols.find("otaSwAgentProcessDownloadStartTimer", agent.downloadStartTimerExpired) &&
            symbols.find("otaSwAgentProcessDownloadRetryTimer", agent.downloadRetryTimerExpired) &&
-           symbols.find("ota_ISUpgradeDefered", agent.isUpgradeDeferred);
+           symbols.find("ota_ISUpgradeDefered", agent.isUpgradeDeferred) &&
+           symbols.find("getIfMac", agent.interfaceMac) && findState(symbols, agent.state);
 }
 
 } // namespace host

@@ -5,9 +5,32 @@
 
 #include "otaSwAgent/agent.h"
 
+#include <cstdint>
 #include <string>
 
 namespace host {
+
+/*
+ * What the agent remembers from one call to the next and a later process can be given back: its own
+ * variables, and the codec for the records among them. Read and write them between calls only.
+ */
+struct AgentState {
+    decltype(&::swInfo) swInfo = nullptr;
+    decltype(&::swActTime) swActTime = nullptr;
+    decltype(&::otaLibConfig) otaLibConfig = nullptr;
+    decltype(&::g_rebootTime) rebootTime = nullptr;
+    std::uint8_t *downloadStartTimer = nullptr;
+    std::uint8_t *downloadRetryTimer = nullptr;
+    std::uint8_t *mobileTriggerExpired = nullptr;
+    std::uint8_t *rebootTimeBySignal = nullptr;
+    std::uint8_t *upgradeDeferred = nullptr;
+    std::int32_t *noFirstTimeWindow = nullptr;
+    std::int32_t *rebootScheduled = nullptr;
+    decltype(&::encode_OtaMatrixItem_to_json) encodeItem = nullptr;
+    decltype(&::decode_OtaMatrixItem_from_json) decodeItem = nullptr;
+    decltype(&::encode_ActivationTime_to_json) encodeTime = nullptr;
+    decltype(&::decode_ActivationTime_from_json) decodeTime = nullptr;
+};
 
 struct AgentLibrary {
     decltype(&::initOTAlib) initOTAlib = nullptr;
@@ -21,11 +44,13 @@ struct AgentLibrary {
     decltype(&::otaSwAgentProcessDownloadStartTimer) downloadStartTimerExpired = nullptr;
     decltype(&::otaSwAgentProcessDownloadRetryTimer) downloadRetryTimerExpired = nullptr;
     decltype(&::ota_ISUpgradeDefered) isUpgradeDeferred = nullptr;
+    decltype(&::getIfMac) interfaceMac = nullptr;
+    AgentState state;
 };
 
 /*
- * Opens the library and finds every call; it stays open for the life of the process. False:
- * whatIsWrong is one line.
+ * Opens the library and finds every call and variable; it stays open for the life of the process.
+ * False: whatIsWrong is one line.
  */
 bool openAgentLibrary(const std::string &path, AgentLibrary &agent, std::string &whatIsWrong);
 

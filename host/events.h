@@ -10,16 +10,18 @@
 
 namespace host {
 
+struct Handled {
+    std::string name;    // the event's
+    std::string failure; // of one that was understood and could not be carried out: one line
+};
+
 /*
- * Hands the event to the agent and returns when the call is done; `name` is then the event's.
- * False: the agent was not called, and whatIsWrong is one line: what is wrong and what was
+ * Hands the event to the agent, or to the node where it is none of the agent's, and returns when
+ * that is done. False: nothing was called, and whatIsWrong is one line: what is wrong and what was
  * expected.
  */
-bool handleEvent(const AgentLibrary &agent, const Json &event, std::string &name,
+bool handleEvent(const AgentLibrary &agent, const Json &event, Handled &handled,
                  std::string &whatIsWrong);
-
-/* A whole number that fits in an int. False: whatIsWrong names the key. */
-bool takeInteger(const cJSON *object, const char *key, int &number, std::string &whatIsWrong);
 
 } // namespace host
 

@@ -24,6 +24,10 @@ bool readOptions(int argc, char **argv, Options &options, std::string &whatIsWro
             options.help = true;
             return true;
         }
+        if (name == "--no-commit-check") {
+            options.commitCheck = false;
+            continue;
+        }
         if (name != "--library" && name != "--config" && name != "--channel") {
             whatIsWrong = wrong("the option " + std::string(name) + " is not known");
             return false;

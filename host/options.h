@@ -7,12 +7,14 @@
 
 namespace host {
 
-constexpr const char *kUse = "ota-host --library PATH --config FILE --channel FD";
+constexpr const char *kUse =
+    "ota-host --library PATH --config FILE --channel FD [--no-commit-check]";
 
 struct Options {
     std::string library;
     std::string config;
     int channel = -1;
+    bool commitCheck = true; // it belongs to the first start after a boot
     bool help = false;
 };
 

@@ -3,14 +3,20 @@
 #include "host/run.h"
 
 #include "host/agent_library.h"
+#include "host/agent_memory.h"
 #include "host/channel.h"
 #include "host/events.h"
 #include "host/options.h"
+#include "host/stage.h"
 #include "host/supervisor_link.h"
 #include "platform/nal/open.h"
 
+#include <array>
+#include <csignal>
 #include <cstdio>
+#include <poll.h>
 #include <string>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,22 +24,61 @@ namespace host {
 namespace {
 
 constexpr int kWrongUse = 2;
+constexpr const char *kStartUp = "start-up";
+constexpr const char *kBridge = "br0"; // the interface whose address names the node
 
 bool isSocket(int descriptor) {
     struct stat status {};
     return fstat(descriptor, &status) == 0 && S_ISSOCK(status.st_mode);
 }
 
-void reportDone(Channel &channel, const AgentLibrary &agent, const std::string &what) {
-    const Json done(cJSON_CreateObject());
-    std::string whatIsWrong;
+// A host without its supervisor would keep the node locked and do what nobody sees any more.
+void endWithSupervisor() { prctl(PR_SET_PDEATHSIG, SIGKILL); }
+
+// One that ended before the signal was asked for has closed its end of the channel already.
+bool supervisorIsGone(const Channel &channel) {
+    pollfd entry{channel.fd(), POLLRDHUP, 0};
+    return poll(&entry, 1, 0) > 0 && (entry.revents & (POLLHUP | POLLRDHUP)) != 0;
+}
+
+// The whole of what the supervisor learns when a call ends.
+Json doneMessage(const AgentLibrary &agent, const std::string &what) {
+    Json done(cJSON_CreateObject());
+    Json memory = takeMemory(agent.state);
     if (cJSON_AddStringToObject(done.get(), "done", what.c_str()) == nullptr ||
-        cJSON_AddNumberToObject(done.get(), "deferred", agent.isUpgradeDeferred()) == nullptr) {
+        cJSON_AddNumberToObject(done.get(), "deferred", agent.isUpgradeDeferred()) == nullptr ||
+        !memory || cJSON_AddItemToObject(done.get(), "memory", memory.get()) == 0) {
         endHost("no memory for a message to the supervisor");
     }
+    static_cast<void>(memory.release()); // the message's now
+    return done;
+}
+
+void sendDone(Channel &channel, const Json &done, const std::string &what) {
+    std::string whatIsWrong;
+    endStage();
     if (!channel.send(done.get(), whatIsWrong)) {
         endHost("the end of " + what + " could not be sent to the supervisor: " + whatIsWrong);
     }
+}
+
+// Offers are checked against the address that the agent itself compares with, and the root's broker
+// is called under it: the supervisor needs it before the commit check has something to report.
+void tellAddress(const AgentLibrary &agent) {
+    std::array<char, OTA_MAC_WIDTH> mac{};
+    agent.interfaceMac(kBridge, mac.data(), mac.size());
+    const Json note = newNote("node");
+    cJSON_AddStringToObject(note.get(), "mac", mac.data());
+    tellSupervisor(note);
+}
+
+void reportHandled(Channel &channel, const AgentLibrary &agent, const Handled &handled) {
+    const Json done = doneMessage(agent, handled.name);
+    if (!handled.failure.empty()) {
+        complain(handled.failure);
+        cJSON_AddStringToObject(done.get(), "failed", handled.failure.c_str());
+    }
+    sendDone(channel, done, handled.name);
 }
 
 // The agent waits for it without a word, for as long as it takes.
@@ -44,13 +89,26 @@ void sayWhatTheAgentWaitsFor(const AgentLibrary &agent) {
                      "notice: ota-host: the agent waits until %s is there; start the configuration "
                      "manager that makes it\n",
                      path);
+        const Json note = newNote("waits-for");
+        cJSON_AddStringToObject(note.get(), "path", path);
+        tellSupervisor(note);
+    }
+}
+
+void startAgent(const AgentLibrary &agent, bool commitCheck) {
+    agent.initOTAlib();
+    tellAddress(agent);
+    sayWhatTheAgentWaitsFor(agent);
+    agent.main();
+    if (commitCheck) {
+        agent.checkCommit();
     }
 }
 
 int serveEvents(Channel &channel, const AgentLibrary &agent) {
     for (;;) {
         Json event;
-        std::string name;
+        Handled handled;
         std::string whatIsWrong;
         const Channel::Status status = channel.receive(event, whatIsWrong);
         if (status == Channel::Status::endOfFile) {
@@ -60,21 +118,22 @@ int serveEvents(Channel &channel, const AgentLibrary &agent) {
             endHost("an event could not be read from the channel: " + whatIsWrong +
                     "; the supervisor must send a length and one JSON object");
         }
-        if (!handleEvent(agent, event, name, whatIsWrong)) {
+        if (!handleEvent(agent, event, handled, whatIsWrong)) {
             endHost("an event from the channel cannot be used: " + whatIsWrong);
         }
-        reportDone(channel, agent, name);
+        reportHandled(channel, agent, handled);
     }
 }
 
 } // namespace
 
 int runHost(int argc, char **argv) {
+    endWithSupervisor();
+    std::signal(SIGPIPE, SIG_IGN); // a reader of standard error that went away must not end it
     Options options;
-    AgentLibrary agent;
     std::string whatIsWrong;
     if (!readOptions(argc, argv, options, whatIsWrong)) {
-        std::fprintf(stderr, "error: ota-host: %s\n", whatIsWrong.c_str());
+        complain(whatIsWrong);
         return kWrongUse;
     }
     if (options.help) {
@@ -82,22 +141,23 @@ int runHost(int argc, char **argv) {
         return 0;
     }
     if (!isSocket(options.channel)) {
-        std::fprintf(stderr,
-                     "error: ota-host: --channel %d is no open socket; start the host with one\n",
-                     options.channel);
+        complain("--channel " + std::to_string(options.channel) +
+                 " is no open socket; start the host with one");
         return kWrongUse;
     }
     Channel channel(options.channel);
+    AgentLibrary agent;
+    if (supervisorIsGone(channel)) {
+        endHost("the supervisor ended before the host began; start it again");
+    }
     if (!nalOpen(options.config.c_str(), whatIsWrong) ||
         !openAgentLibrary(options.library, agent, whatIsWrong)) {
         endHost(whatIsWrong);
     }
     setSupervisor(&channel);
-    agent.initOTAlib();
-    sayWhatTheAgentWaitsFor(agent);
-    agent.main();
-    agent.checkCommit();
-    reportDone(channel, agent, "start-up");
+    followStages();
+    startAgent(agent, options.commitCheck);
+    sendDone(channel, doneMessage(agent, kStartUp), kStartUp);
     return serveEvents(channel, agent);
 }
 

@@ -2,7 +2,7 @@
 // The channel as the platform's calls use it: one question, one answer.
 #include "host/supervisor_link.h"
 
-#include "host/events.h"
+#include "host/json_fields.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -17,17 +17,21 @@ std::string nameOf(const Json &call) {
     return std::string("the call ") + (name == nullptr ? "" : name);
 }
 
+Json newMessage(const char *kind, const char *name) {
+    Json message(cJSON_CreateObject());
+    if (cJSON_AddStringToObject(message.get(), kind, name) == nullptr) {
+        endHost("no memory for a message to the supervisor");
+    }
+    return message;
+}
+
 } // namespace
 
 void setSupervisor(Channel *channel) { supervisor = channel; }
 
-Json newCall(const char *name) {
-    Json call(cJSON_CreateObject());
-    if (cJSON_AddStringToObject(call.get(), "call", name) == nullptr) {
-        endHost("no memory for a message to the supervisor");
-    }
-    return call;
-}
+Json newCall(const char *name) { return newMessage("call", name); }
+
+Json newNote(const char *name) { return newMessage("note", name); }
 
 int askSupervisor(const Json &call) {
     if (supervisor == nullptr) {
@@ -53,8 +57,22 @@ int askSupervisor(const Json &call) {
     return result;
 }
 
-void endHost(const std::string &whatIsWrong) {
+void tellSupervisor(const Json &note) {
+    std::string whatIsWrong;
+    if (supervisor == nullptr) {
+        endHost("a note was made before the channel was open");
+    }
+    if (!supervisor->send(note.get(), whatIsWrong)) {
+        endHost("a note could not be sent to the supervisor: " + whatIsWrong);
+    }
+}
+
+void complain(const std::string &whatIsWrong) {
     std::fprintf(stderr, "error: ota-host: %s\n", whatIsWrong.c_str());
+}
+
+void endHost(const std::string &whatIsWrong) {
+    complain(whatIsWrong);
     std::exit(1);
 }
 

@@ -12,8 +12,9 @@ namespace host {
 /* The channel that askSupervisor uses; set once, before the agent is called. */
 void setSupervisor(Channel *channel);
 
-/* A new message {"call": name}. Ends the host where memory ran out. */
+/* A new message {"call": name} or {"note": name}. Ends the host where memory ran out. */
 Json newCall(const char *name);
+Json newNote(const char *name);
 
 /*
  * Sends the call and waits for its {"ack": n}. The agent's frames are below, through which nothing
@@ -21,7 +22,13 @@ Json newCall(const char *name);
  */
 int askSupervisor(const Json &call);
 
-/* Writes "error: ota-host: " and the line, and ends the host with 1. */
+/* Sends a note, which has no answer. Ends the host where it cannot be sent. */
+void tellSupervisor(const Json &note);
+
+/* Writes "error: ota-host: " and the line on standard error. */
+void complain(const std::string &whatIsWrong);
+
+/* The same, and ends the host with 1. */
 [[noreturn]] void endHost(const std::string &whatIsWrong);
 
 } // namespace host

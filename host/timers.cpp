@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: MIT
-// The timer service: the supervisor keeps the timers and sends their expiry as events.
-#include "platform/timers.h"
+// Timers as questions to the supervisor, which keeps them and sends their expiry as events.
+#include "host/timers.h"
 
 #include "host/supervisor_link.h"
+#include "platform/timers.h"
 
-int startTimer(int seconds, const char *name) {
-    const host::Json call = host::newCall("startTimer");
+int host::askToStartTimer(int seconds, const char *name) {
+    const Json call = newCall("startTimer");
     cJSON_AddNumberToObject(call.get(), "seconds", seconds);
     cJSON_AddStringToObject(call.get(), "name", name);
-    return host::askSupervisor(call);
+    return askSupervisor(call);
 }
 
 int stopTimer(const char *name) {

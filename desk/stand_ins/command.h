@@ -9,7 +9,7 @@ namespace desk {
 
 struct Verdict {
     enum class Kind {
-        reboot, // ask the supervisor
+        reboot, // ask the desk
         run,    // `text` is the command for the shell in the node's folder
         refuse  // `text` says why
     };

@@ -35,7 +35,8 @@ class Outside:
 
 
 class DeskRun:
-    """One finished run: exit code, output, status words, banks."""
+    """One finished run: exit code, output, status words, banks. A node is named where the run has
+    several that take the road."""
 
     def __init__(self, run_folder, exit_code, output):
         self.run_folder = run_folder
@@ -43,34 +44,39 @@ class DeskRun:
         self.output = output
         self.lines = output.splitlines()
 
-    def step(self, name):
+    def step(self, name, node=""):
         """The texts of all steps of this name, in order."""
-        head = f"  {name:<13}"
+        mark = f"{node:<9}" if node else ""
+        head = f"  {mark}{name:<13}"
         return [line[len(head):] for line in self.lines if line.startswith(head)]
 
-    @property
-    def words(self):
-        return self.step("status")
+    def words(self, node=""):
+        return self.step("status", node)
+
+    def at_the_root(self, node=""):
+        """The words that the gateway's bus raised."""
+        return [text.split(",")[0] for text in self.step("at the root", node)]
 
     @property
     def last_line(self):
         return self.lines[-1] if self.lines else ""
 
-    @property
-    def node(self):
-        return self.run_folder / "node"
+    def node(self, name=""):
+        return self.run_folder / (name or "node")
 
-    def boot_state(self):
+    def boot_state(self, node=""):
         state = configparser.ConfigParser()
-        state.read_string((self.node / "boot_state.ini").read_text())
+        state.read_string((self.node(node) / "boot_state.ini").read_text())
         return state
 
-    def host_log(self):
-        return (self.run_folder / "host.log").read_text(errors="replace")
+    def logs(self):
+        """What the processes of all nodes said."""
+        return "".join(log.read_text(errors="replace")
+                       for log in sorted(self.run_folder.glob("*.log")))
 
-    def bank_begins_with(self, bank, image):
+    def bank_begins_with(self, bank, image, node=""):
         size = image.stat().st_size
-        with open(self.node / "banks" / bank, "rb") as held, open(image, "rb") as wanted:
+        with open(self.node(node) / "banks" / bank, "rb") as held, open(image, "rb") as wanted:
             return held.read(size) == wanted.read()
 
 

@@ -52,20 +52,22 @@ class Mishap(unittest.TestCase):
         self.assertEqual(result.exit_code, exit_code, result.output)
         return lines[0]
 
-    def start_slow_download(self):
-        """A demonstration whose download takes its three seconds; returns it and its host."""
+    def start_slow_download(self, *options, node="node"):
+        """A demonstration whose download takes some seconds; returns it, and the ids of its daemon
+        and its host process."""
         run_folder = self.outside.run_folder
         # pylint: disable=consider-using-with
-        desk = subprocess.Popen(desk_run.command(self.build, run_folder, ["--plain-http"]),
+        desk = subprocess.Popen(desk_run.command(self.build, run_folder, ["--plain-http", *options]),
                                 stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
         self.addCleanup(desk.stdout.close)
         self.addCleanup(desk.wait)
         self.addCleanup(desk.kill)
-        wait_for((run_folder / "node/ota_dwld_prog").exists)
-        hosts = [pid for pid, line in desk_run.processes_of(run_folder).items()
-                 if "ota-desk-host" in line]
-        self.assertEqual(len(hosts), 1)
-        return desk, hosts[0]
+        wait_for((run_folder / node / "ota_dwld_prog").exists)
+        processes = desk_run.processes_of(run_folder).items()
+        daemons = [pid for pid, line in processes if "/otad " in line]
+        hosts = [pid for pid, line in processes if line.split()[0].endswith("/ota-desk-host")]
+        self.assertTrue(daemons and hosts, processes)
+        return desk, daemons[0], hosts[0]
 
     def finish(self, desk):
         output, _ = desk.communicate(timeout=PATIENCE)
@@ -83,6 +85,8 @@ class Mishap(unittest.TestCase):
                 (["--fail", "version", "--policy", "2"], "only with 1"),
                 (["--first-poll", "--mode", "AP_Bridge"], "gateway"),
                 (["--fail", "certificate", "--plain-http"], "https"),
+                (["--mesh", "--mode", "RGW"], "do not go together"),
+                (["--mesh", "--policy", "3"], "only with 0, 1"),
                 (["--role", "a\nwork_mode = RGW"], "--role")]:
             with self.subTest(options=options):
                 result = self.run_desk(*options)
@@ -96,7 +100,7 @@ class Mishap(unittest.TestCase):
         result = self.run_desk("--help")
         self.assertEqual(result.exit_code, 0)
         for option in ["--policy", "--mode", "--role", "--plain-http", "--offload",
-                       "--first-poll", "--fail", "--fast", "exit codes", "empties it again"]:
+                       "--first-poll", "--mesh", "--fail", "--fast", "exit codes", "empties it again"]:
             self.assertIn(option, result.output)
         program = str(self.build / "desk/ota-desk")
         alone = subprocess.run([program, "--help"], capture_output=True, text=True, check=False)
@@ -108,16 +112,37 @@ class Mishap(unittest.TestCase):
     def test_missing_library(self):
         line = self.one_line(self.run_desk("--fast", "--library", "/nowhere/libotaSwAgent.so"), 1)
         self.assertIn("/nowhere/libotaSwAgent.so", line)
-        self.assertIn("exit code 1", line)
-        self.assertIn(str(self.outside.run_folder / "host.log"), line)
+        self.assertIn("--library", line)
+        self.assertFalse(self.outside.run_folder.exists())
+
+    def test_library_that_is_none(self):
+        """The daemon starts the host process again and again; the desk has seen enough."""
+        library = self.outside.run_folder.with_name("none.so")
+        library.write_text("no library\n")
+        self.outside.before = self.outside.snapshot()
+        result = self.run_desk("--fast", "--library", str(library))
+        line = self.one_line(result, 1)
+        self.assertIn("host process does not start, having said: error: ota-host: ", line)
+        self.assertIn(str(library), line)
+        self.assertIn(str(self.outside.run_folder / "node.log"), line)
+        self.assertEqual(len(result.step("host process")), 3)
+
+    def other_configuration(self, old, new):
+        """The configuration of a first run with one text replaced, in a file of its own."""
+        self.assertEqual(self.run_desk("--fast", "--offload").exit_code, 3)
+        text = (self.outside.run_folder / "node/node.conf").read_text()
+        self.assertIn(old, text)
+        config = self.outside.run_folder.with_name("other.conf")
+        config.write_text(text.replace(old, new))
+        self.outside.before = self.outside.snapshot()
+        return str(config)
 
     def test_broken_configuration(self):
-        config = self.outside.run_folder.with_name("broken.conf")
-        config.write_text("[node]\nmodel = DeskNode-1\nthis is no key\n")
-        self.outside.before = self.outside.snapshot()
-        line = self.one_line(self.run_desk("--fast", "--node-conf", str(config)), 1)
-        self.assertIn("node.conf:3", line)
-        self.assertIn("host.log", line)
+        config = self.other_configuration("work_mode = RGW\n", "work_mode = RGW\nthis is no key\n")
+        line = self.one_line(self.run_desk("--fast", "--node-conf", config), 1)
+        self.assertIn("exit code 9", line)
+        self.assertIn("node.conf:5", line)
+        self.assertIn("node.log", line)
 
     def test_foreign_run_folder(self):
         self.outside.run_folder.mkdir()
@@ -128,27 +153,26 @@ class Mishap(unittest.TestCase):
 
     def test_socket_not_found(self):
         """The agent waits for a socket below its temporary directory, which lacks it here."""
-        self.assertEqual(self.run_desk("--fast", "--offload").exit_code, 3)
-        config = self.outside.run_folder.with_name("elsewhere.conf")
-        config.write_text((self.outside.run_folder / "node/node.conf").read_text()
-                          .replace("tmp = .\n", "tmp = logs\n"))
-        self.outside.before = self.outside.snapshot()
-        line = self.one_line(
-            self.run_desk("--fast", "--limit", "3", "--node-conf", str(config)), 1)
+        config = self.other_configuration("tmp = .\n", "tmp = logs\n")
+        line = self.one_line(self.run_desk("--fast", "--limit", "3", "--node-conf", config), 1)
         self.assertIn("within 3 s", line)
-        self.assertIn('"boot: 4QZ2.0.0 from bank A"', line)
+        self.assertIn('its last step was "agent: the agent waits until ', line)
+
+    def test_refused_offer(self):
+        """The daemon's guard takes no offer for another model."""
+        config = self.other_configuration("model = DeskNode-1", "model = Other-1")
+        line = self.one_line(self.run_desk("--fast", "--node-conf", config), 1)
+        self.assertIn("otactl offer ended with exit code 29", line)
+        self.assertIn("model: ", line)
 
     def test_verdict_tells_the_nodes_error(self):
-        self.assertEqual(self.run_desk("--fast", "--offload").exit_code, 3)
-        config = self.outside.run_folder.with_name("other.conf")
-        config.write_text((self.outside.run_folder / "node/node.conf").read_text()
-                          .replace("model = DeskNode-1", "model = Other-1"))
-        self.outside.before = self.outside.snapshot()
-        line = self.one_line(self.run_desk("--fast", "--node-conf", str(config)), 1)
+        """The agent has no word for a CA certificate that is missing, only lines in its log."""
+        config = self.other_configuration("ca_certificate = ca.pem", "ca_certificate = none.pem")
+        line = self.one_line(self.run_desk("--fast", "--node-conf", config), 1)
         self.assertIn("status words expected", line)
         last = line.split("the node's last error line: ")[1].split("; the logs are in")[0]
         self.assertTrue(last.startswith("error: "), line)
-        self.assertIn(last, (self.outside.run_folder / "host.log").read_text())
+        self.assertIn(last, (self.outside.run_folder / "node.log").read_text())
 
     def test_proxy_of_the_user(self):
         """A proxy in the environment is not asked: nothing leaves the machine."""
@@ -188,8 +212,8 @@ class Mishap(unittest.TestCase):
     def test_build_of_another_user(self):
         """A build that this user may read and run, but not write to."""
         build = self.outside.folder / "build"
-        for part in ["desk/ota-desk", "desk/ota-desk-host", "platform/ota-image",
-                     "src/libotaSwAgent.so"]:
+        for part in ["desk/ota-desk", "desk/ota-desk-host", "host/daemon/otad", "cli/otactl",
+                     "platform/ota-image", "src/libotaSwAgent.so"]:
             (build / part).parent.mkdir(parents=True, exist_ok=True)
             shutil.copy2(self.build / part, build / part)
         (build / "demo/images/work").mkdir(parents=True)
@@ -221,31 +245,52 @@ class Mishap(unittest.TestCase):
         for options in [(), ("--run-dir", str(foreign))]:
             line = self.one_line(run_as_somebody(*options), 1)
             self.assertIn("Permission denied; name a folder of your own with --run-dir", line)
-        result = run_as_somebody("--run-dir", str(self.outside.run_folder))
+        result = run_as_somebody("--mesh", "--run-dir", str(self.outside.run_folder))
         self.assertEqual(result.exit_code, 0, result.output)
         self.assertTrue((self.outside.run_folder / "images/4QZ2.1.0.img").exists())
 
     def test_run_folder_of_any_name(self):
-        self.outside.run_folder = self.outside.folder / 'run $in "any" {name};'
+        name = 'run $in "any" {name}; <of & some> length, longer than the path of a socket may be'
+        self.outside.run_folder = self.outside.folder / name
         result = self.run_desk("--fast")
         self.assertEqual(result.exit_code, 0, result.output)
 
     def test_host_that_dies(self):
-        desk, host = self.start_slow_download()
+        """The daemon starts another one, which takes the offer up again."""
+        desk, _, host = self.start_slow_download()
         os.kill(host, signal.SIGKILL)
         result = self.finish(desk)
+        self.assertEqual(result.exit_code, 0, result.output)
+        self.assertIn("signal 9", result.step("host process")[0])
+        self.assertEqual(len(result.step("taken up")), 1, result.output)
+        self.assertEqual(result.words(), ["OTA_SW_ACTIVATION_COMPLETE", "OTA_SW_COMMIT_COMPLETE"])
+
+    def test_daemon_that_dies(self):
+        """Nobody starts it again on a desk, and its host process goes with it."""
+        desk, daemon, _ = self.start_slow_download()
+        os.kill(daemon, signal.SIGKILL)
+        result = self.finish(desk)
         line = self.one_line(result, 1)
-        self.assertIn("signal 9", line)
-        self.assertIn("host.log", line)
+        self.assertIn("daemon ended with signal 9", line)
+        self.assertIn("node.log", line)
         self.assertEqual(result.boot_state()["boot"]["next"], "a")
         self.assertEqual(result.boot_state()["bank b"]["whole"], "0")
 
     def test_interrupt(self):
-        desk, _ = self.start_slow_download()
+        desk, _, _ = self.start_slow_download()
         desk.send_signal(signal.SIGINT)
         result = self.finish(desk)
         self.assertIn("interrupted", self.one_line(result, 1))
         self.assertEqual(result.boot_state()["bank b"]["whole"], "0")
+
+    def test_interrupt_of_a_mesh(self):
+        desk, _, _ = self.start_slow_download("--mesh", node="ext-2")
+        processes = desk_run.processes_of(self.outside.run_folder).values()
+        for program in ["otad", "ota-desk-host", "dbus-daemon", "otactl", "mosquitto", "nginx"]:
+            self.assertTrue([line for line in processes if program in line], program)
+        desk.send_signal(signal.SIGINT)
+        result = self.finish(desk)
+        self.assertIn("interrupted", self.one_line(result, 1))
 
     def test_interrupt_on_a_terminal(self):
         """Ctrl-C while the bar is drawn; the message begins a line of its own."""
@@ -258,16 +303,16 @@ class Mishap(unittest.TestCase):
         first = self.run_desk("--fast", "--policy", "2")
         second = self.run_desk("--fast", "--policy", "2")
         self.assertEqual((first.exit_code, second.exit_code), (3, 3), second.output)
-        self.assertEqual(second.words, ["OTA_SW_ACTIVATION_COMPLETE"])
+        self.assertEqual(second.words(), ["OTA_SW_ACTIVATION_COMPLETE"])
 
     def test_stand_ins(self):
         result = self.run_desk("--fast", "--library", self.stand_ins_agent)
         self.assertIn("status words expected", self.one_line(result, 1))
         answers = dict(line.split(": ", 1) for line in
-                       (result.node / "answers.txt").read_text().splitlines())
+                       (result.node() / "answers.txt").read_text().splitlines())
         refused = str(126 << 8)
         self.assertEqual(answers["system echo inside > ./inside.txt"], "0")
-        self.assertEqual((result.node / "inside.txt").read_text(), "inside\n")
+        self.assertEqual((result.node() / "inside.txt").read_text(), "inside\n")
         for command in ["echo outside > /tmp/ota-desk-outside",
                         "echo outside >/tmp/ota-desk-outside",
                         "echo outside > ../outside.txt",
@@ -275,10 +320,10 @@ class Mishap(unittest.TestCase):
                         "echo outside;touch ./second.txt",
                         "/sbin/reboot now"]:
             self.assertEqual(answers[f"system {command}"], refused, command)
-            self.assertIn(f'"{command}"', result.host_log())
+            self.assertIn(f'"{command}"', result.logs())
         self.assertFalse(pathlib.Path("/tmp/ota-desk-outside").exists())
         self.assertFalse((result.run_folder / "outside.txt").exists())
-        self.assertFalse((result.node / "second.txt").exists())
+        self.assertFalse((result.node() / "second.txt").exists())
         # Both find no such file in the node's folder.
         self.assertNotIn(answers["system rm /tmp/ota_agent_data"], ["0", refused])
         self.assertNotIn(answers["system rm /tmp/otaMD5.txt"], ["0", refused])

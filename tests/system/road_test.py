@@ -19,52 +19,61 @@ OLD_RUNS = {"runs": "a", "holds": None}
 WRITTEN = {"runs": "a", "holds": "4QZ2.1.0"}
 OTHER_RUNS = {"runs": "b", "holds": "4QZ2.0.9"}
 
-# name: options, exit code, status words, banks, boots (versions in order), root notifications
+# name: options, exit code, status words, banks, boots (versions in order), whether each word arrives
+# at the root
 ROADS = {
-    "gateway": ([], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], 0),
-    "policy-0": (["--policy", "0"], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], 0),
-    "policy-1": (["--policy", "1"], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], 0),
-    "policy-2": (["--policy", "2"], 3, [COMPLETE], WRITTEN, ["4QZ2.0.0"], 0),
+    "gateway": ([], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], False),
+    "policy-0": (["--policy", "0"], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], False),
+    "policy-1": (["--policy", "1"], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], False),
+    "policy-2": (["--policy", "2"], 3, [COMPLETE], WRITTEN, ["4QZ2.0.0"], False),
     "policy-3": (["--policy", "3"], 3,
                  ["OTA_SW_ACTIVATION_REBOOT_COMPLETE", "OTA_SW_SWAP_PASSIVE"], NEW_RUNS,
-                 ["4QZ2.0.0", "4QZ2.1.0"], 0),
-    "extender": (["--mode", "AP_Bridge"], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], 2),
+                 ["4QZ2.0.0", "4QZ2.1.0"], False),
+    "extender": (["--mode", "AP_Bridge"], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], True),
     "extender-policy-0": (["--mode", "AP_Bridge", "--policy", "0"], 0, COMMITTED, NEW_RUNS,
-                          ["4QZ2.0.0", "4QZ2.1.0"], 2),
+                          ["4QZ2.0.0", "4QZ2.1.0"], True),
     "controller": (["--mode", "AP_Bridge", "--role", "Controller"], 0, COMMITTED, NEW_RUNS,
-                   ["4QZ2.0.0", "4QZ2.1.0"], 0),
-    "plain-http": (["--plain-http"], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], 0),
-    "offload": (["--offload"], 3, [], OLD_RUNS, ["4QZ2.0.0"], 0),
-    "first-poll": (["--first-poll"], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], 0),
+                   ["4QZ2.0.0", "4QZ2.1.0"], False),
+    "plain-http": (["--plain-http"], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], False),
+    "offload": (["--offload"], 3, [], OLD_RUNS, ["4QZ2.0.0"], False),
+    "offload-extender": (["--offload", "--mode", "AP_Bridge"], 3, [], OLD_RUNS, ["4QZ2.0.0"],
+                         True),
+    "first-poll": (["--first-poll"], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], False),
     "first-poll-policy-0": (["--first-poll", "--policy", "0"], 0, COMMITTED, NEW_RUNS,
-                            ["4QZ2.0.0", "4QZ2.1.0"], 0),
+                            ["4QZ2.0.0", "4QZ2.1.0"], False),
     "first-poll-policy-2": (["--first-poll", "--policy", "2"], 3, [COMPLETE], WRITTEN,
-                            ["4QZ2.0.0"], 0),
+                            ["4QZ2.0.0"], False),
     "power-cut": (["--power-cut"], 0, COMMITTED, NEW_RUNS,
-                  ["4QZ2.0.0", "4QZ2.0.0", "4QZ2.1.0"], 0),
+                  ["4QZ2.0.0", "4QZ2.0.0", "4QZ2.1.0"], False),
     "fail-checksum": (["--fail", "checksum"], 3, ["OTA_CRC_CHECK_FAILED"], OLD_RUNS,
-                      ["4QZ2.0.0"], 0),
+                      ["4QZ2.0.0"], False),
     "fail-flash": (["--fail", "flash"], 3, ["OTA_SW_FLASH_WRITE_FAILED"], OLD_RUNS,
-                   ["4QZ2.0.0"], 0),
+                   ["4QZ2.0.0"], False),
     "fail-activate": (["--fail", "activate"], 3,
                       ["OTA_SW_SWAP_PASSIVE", "OTA_SW_ACTIVATION_FAILED"], OLD_RUNS,
-                      ["4QZ2.0.0"], 0),
+                      ["4QZ2.0.0"], False),
     "fail-activate-policy-0": (["--fail", "activate", "--policy", "0"], 3,
-                               ["OTA_SW_ACTIVATION_FAILED"], OLD_RUNS, ["4QZ2.0.0"], 0),
+                               ["OTA_SW_ACTIVATION_FAILED"], OLD_RUNS, ["4QZ2.0.0"], False),
     "fail-boot": (["--fail", "boot"], 3, [COMPLETE, "OTA_SW_COMMIT_FAILED"], OLD_RUNS,
-                  ["4QZ2.0.0", "4QZ2.0.0"], 0),
-    "fail-server": (["--fail", "server"], 3, GAVE_UP, OLD_RUNS, ["4QZ2.0.0"], 0),
+                  ["4QZ2.0.0", "4QZ2.0.0"], False),
+    "fail-server": (["--fail", "server"], 3, GAVE_UP, OLD_RUNS, ["4QZ2.0.0"], False),
     "fail-server-extender": (["--fail", "server", "--mode", "AP_Bridge"], 3, GAVE_UP, OLD_RUNS,
-                             ["4QZ2.0.0"], 1),
-    "fail-certificate": (["--fail", "certificate"], 3, GAVE_UP, OLD_RUNS, ["4QZ2.0.0"], 0),
+                             ["4QZ2.0.0"], True),
+    "fail-certificate": (["--fail", "certificate"], 3, GAVE_UP, OLD_RUNS, ["4QZ2.0.0"], False),
     "fail-version": (["--fail", "version"], 3, [COMPLETE, "OTA_SW_COMMIT_FAILED"], OTHER_RUNS,
-                     ["4QZ2.0.0", "4QZ2.0.9"], 0),
-    "fail-disk": (["--fail", "disk"], 3, GAVE_UP, OLD_RUNS, ["4QZ2.0.0"], 0),
+                     ["4QZ2.0.0", "4QZ2.0.9"], False),
+    "mesh": (["--mesh"], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], True),
+    "mesh-policy-0": (["--mesh", "--policy", "0"], 0, COMMITTED, NEW_RUNS,
+                      ["4QZ2.0.0", "4QZ2.1.0"], True),
+    "fail-disk": (["--fail", "disk"], 3, GAVE_UP, OLD_RUNS, ["4QZ2.0.0"], False),
 }
 
 
 # Taken in real time and on a terminal; all others are fast and write to a pipe.
 WATCHED = "gateway"
+# Taken by three nodes at once.
+MESHES = ["mesh", "mesh-policy-0"]
+MESH = ["gateway", "ext-1", "ext-2"]
 
 
 class Road(unittest.TestCase):
@@ -108,39 +117,44 @@ class Road(unittest.TestCase):
 
     def test_road(self):
         result = self.take()
-        _, exit_code, words, banks, boots, notifications = ROADS[self.name]
+        _, exit_code, words, banks, boots, reports = ROADS[self.name]
         self.assertEqual(result.exit_code, exit_code, result.output)
-        self.assertEqual(result.words, words, result.output)
-        self.assertEqual([boot.split()[0] for boot in result.step("boot")], boots)
-        self.assertEqual(len(result.step("to the root")), notifications)
+        for node in MESH if self.name in MESHES else [""]:
+            with self.subTest(node=node):
+                self.assertEqual(result.words(node), words, result.output)
+                self.assertEqual([boot.split()[0] for boot in result.step("boot", node)], boots)
+                self.assertEqual(result.at_the_root(node),
+                                 words if reports and node != "gateway" else [], result.output)
+                self.check_banks(result, banks, node)
+        self.assertEqual(len(result.step("hand-off")), 1 if "--offload" in result.lines[0] else 0)
         self.assertTrue(result.last_line.startswith("As expected: "), result.last_line)
-        self.check_banks(result, banks)
         self.check_surroundings(result)
 
-    def check_banks(self, result, banks):
-        state = result.boot_state()
+    def check_banks(self, result, banks, node):
+        state = result.boot_state(node)
         self.assertEqual(state["boot"]["active"], banks["runs"])
         self.assertEqual(state["boot"]["next"], banks["runs"])
         self.assertEqual(state["bank a"]["whole"], "1")
         self.assertEqual(state["bank a"]["version"], "4QZ2.0.0")
         images = self.build / "demo/images"
-        self.assertTrue(result.bank_begins_with("a", images / "4QZ2.0.0.img"))
+        self.assertTrue(result.bank_begins_with("a", images / "4QZ2.0.0.img", node))
         if banks["holds"] is None:
             self.assertEqual(state["bank b"]["whole"], "0")
         else:
             self.assertEqual(state["bank b"]["whole"], "1")
             self.assertEqual(state["bank b"]["version"], banks["holds"])
-            self.assertTrue(result.bank_begins_with("b", images / f"{banks['holds']}.img"))
-        self.assertFalse((result.node / "logs/ota_act_success").exists())
+            self.assertTrue(result.bank_begins_with("b", images / f"{banks['holds']}.img", node))
+        self.assertFalse((result.node(node) / "logs/ota_act_success").exists())
 
     def check_surroundings(self, result):
         commands = self.journal.read_text().splitlines()
         self.journal.unlink()
-        self.assertTrue([line for line in commands if "ota-desk-host" in line],
-                        "the journal did not see the host, so it proves nothing")
+        for program in ["ota-desk-host", "otad", "otactl"]:
+            self.assertTrue([line for line in commands if program in line],
+                            f"the journal did not see {program}, so it proves nothing")
         self.assertEqual([line for line in commands if "/sbin/reboot" in line], [])
         self.assertEqual([line for line in commands if "rm /tmp" in line], [])
-        self.assertNotIn("not run on this desk", result.host_log())
+        self.assertNotIn("not run on this desk", result.logs())
         self.assertEqual(self.outside.snapshot(), self.outside.before)
         self.assertEqual(desk_run.processes_of(result.run_folder), {})
 

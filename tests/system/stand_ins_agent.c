@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: MIT
 // An agent that does nothing but ask the desk's stand-ins, and writes down what they answer.
+#include "otaSwAgent/agent.h"
+#include "otaSwAgent/globals.h"
+
+#include <cjson/cJSON.h>
 #include <net/if.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -8,6 +12,19 @@
 #include <sys/socket.h>
 #include <time.h>
 #include <unistd.h>
+
+/* The state that a host keeps over its own end; this agent has none to keep. */
+OtaMatrixItem swInfo;
+ActivationTime swActTime;
+OtaLibConfig otaLibConfig;
+char g_rebootTime[OTA_TIME_TEXT_WIDTH];
+uint8_t g_dwldStartTimer;
+uint8_t g_dwldRetryTimer;
+uint8_t g_mobileTriggerExpire;
+uint8_t g_mAppRebootTrig;
+uint8_t g_ISDeferedUpgrade;
+int32_t g_firstTimeObardingWindowGivenPSNWBuildSame;
+int32_t reboot_flag;
 
 static FILE *answers;
 
@@ -33,10 +50,38 @@ static void tellMac(const char *interface) {
     close(any);
 }
 
+int decode_OtaMatrixItem_from_json(const cJSON *object, OtaMatrixItem *record) {
+    (void)object;
+    (void)record;
+    return 0;
+}
+
+cJSON *encode_OtaMatrixItem_to_json(const OtaMatrixItem *record) {
+    (void)record;
+    return cJSON_CreateObject();
+}
+
+int decode_ActivationTime_from_json(const cJSON *object, ActivationTime *record) {
+    (void)object;
+    (void)record;
+    return 0;
+}
+
+cJSON *encode_ActivationTime_to_json(const ActivationTime *record) {
+    (void)record;
+    return cJSON_CreateObject();
+}
+
+int getIfMac(const char *ifName, char *out, size_t outLen) {
+    (void)ifName;
+    snprintf(out, outLen, "02:00:5E:00:53:01");
+    return 0;
+}
+
 void initOTAlib(void) {}
 const char *getCfgmgrSocketPath(void) { return "."; }
 void otaSwAgentSWCommitStatus(void) {}
-void otaMobileApp_process_newimage_request(const void *notify) { (void)notify; }
+void otaMobileApp_process_newimage_request(const MobileAppNotify *notify) { (void)notify; }
 void otaSwmgnt_process_activation_time(const char *text, void *reserved) {
     (void)text;
     (void)reserved;
@@ -51,7 +96,7 @@ int main(void) {
     return answers == NULL;
 }
 
-void otaSwmgnt_process_newimage_info(const char *text, void *reserved, const void *config) {
+void otaSwmgnt_process_newimage_info(const char *text, void *reserved, const OtaLibConfig *config) {
     static const char *const kCommands[] = {
         "echo inside > ./inside.txt",
         "rm /tmp/ota_agent_data",

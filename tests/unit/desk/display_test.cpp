@@ -85,6 +85,22 @@ TEST(Display, OnATerminalTheBarIsRedrawnAndLeftBeforeTheNextLine) {
               "  \033[1magain        \033[0myes\n");
 }
 
+TEST(Display, LinesOfOneNodeAmongSeveralAreMarkedAndABarIsLines) {
+    EXPECT_EQ(shown(true,
+                    [](Display &display) {
+                        Display marked = display.marked("ext-1");
+                        marked.step("boot", "from bank A");
+                        marked.more("and more");
+                        marked.progress({5, 0, 0});
+                        marked.progress({50, 0, 0});
+                        marked.step("written", "yes");
+                    }),
+              "  ext-1    \033[1mboot         \033[0mfrom bank A\n"
+              "  ext-1    \033[1m             \033[0mand more\n"
+              "  ext-1    \033[1mdownload     \033[0m50 %\n"
+              "  ext-1    \033[1mwritten      \033[0myes\n");
+}
+
 TEST(Display, TheBarIsLeftOnce) {
     const std::string text = shown(true, [](Display &display) {
         display.leaveBar();

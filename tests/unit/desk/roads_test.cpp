@@ -29,6 +29,8 @@ TEST(Roads, WhatDoesNotGoTogetherIsRefused) {
     EXPECT_THROW(roadOf({"--fail", "activate", "--policy", "2"}), OptionError);
     EXPECT_THROW(roadOf({"--first-poll", "--mode", "AP_Bridge"}), OptionError);
     EXPECT_THROW(roadOf({"--fail", "certificate", "--plain-http"}), OptionError);
+    EXPECT_THROW(roadOf({"--mesh", "--power-cut"}), OptionError);
+    EXPECT_THROW(roadOf({"--mesh", "--policy", "2"}), OptionError);
 }
 
 TEST(Roads, ASelectorMayNameARoadForEachPolicy) {
@@ -41,6 +43,24 @@ TEST(Roads, ASelectorMayNameARoadForEachPolicy) {
     } catch (const OptionError &error) {
         EXPECT_STREQ(error.what(), "--first-poll does not go with --policy 3, only with 0, 1, 2; "
                                    "see ota-desk demo --help");
+    }
+}
+
+TEST(Roads, AMeshTakesItsRoadByPolicy) {
+    EXPECT_EQ(roadOf({"--mesh", "--plain-http"}), "mesh");
+    EXPECT_TRUE(chooseRoad(readOptions({"--mesh"})).mesh);
+    EXPECT_EQ(chooseRoad(readOptions({"--mesh", "--policy", "0"})).steps.size(), 2U);
+}
+
+TEST(Options, AMeshHasModesRolesAndConfigurationsOfItsOwn) {
+    for (const char *name : {"--mode", "--role", "--node-conf"}) {
+        try {
+            readOptions({"--mesh", name, "RGW"});
+            FAIL() << "accepted";
+        } catch (const OptionError &error) {
+            EXPECT_EQ(error.what(), std::string(name) + " and --mesh do not go together; see "
+                                                        "ota-desk demo --help");
+        }
     }
 }
 

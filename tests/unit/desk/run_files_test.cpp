@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The run folder, the progress file and the story in the host's log.
+// The run folder, the log of a node, and files of a run.
 #include "desk/failure.h"
 #include "desk/files.h"
-#include "desk/log_story.h"
-#include "desk/progress.h"
+#include "desk/node_log.h"
 #include "desk/run_folder.h"
 
 #include <gtest/gtest.h>
@@ -60,41 +59,14 @@ TEST_F(RunFiles, AFileInPlaceOfTheFolderIsOneClearFailure) {
     EXPECT_EQ(desk::readFile(folder_ / "run"), "a file");
 }
 
-TEST_F(RunFiles, ProgressIsToldOnlyWhereItRose) {
-    desk::ProgressFile progress(folder_ / "progress", 1000);
-    EXPECT_FALSE(progress.look());
-    desk::writeFile(folder_ / "progress", "7\n");
-    EXPECT_EQ(progress.look().value().percent, 7);
-    EXPECT_FALSE(progress.look());
-    desk::writeFile(folder_ / "progress", "");
-    EXPECT_FALSE(progress.look());
-    desk::writeFile(folder_ / "progress", "100\nOTA_SW_DOWNLOAD_FAILED\n");
-    const desk::Progress whole = progress.look().value();
-    EXPECT_EQ(whole.percent, 100);
-    EXPECT_EQ(whole.secondsLeft, 0);
-}
-
-TEST_F(RunFiles, ARestartedDownloadCountsFromZero) {
-    desk::ProgressFile progress(folder_ / "progress", 1000);
-    desk::writeFile(folder_ / "progress", "80\n");
-    EXPECT_TRUE(progress.look());
-    progress.restart();
-    desk::writeFile(folder_ / "progress", "5\n");
-    EXPECT_EQ(progress.look().value().percent, 5);
-}
-
-TEST_F(RunFiles, TheStoryTakesWholeLinesOnceAndWaitsForTheRest) {
-    desk::LogStory story(folder_ / "log");
-    EXPECT_TRUE(story.news().empty());
-    append("log", "notice ota: [upgrade upgrade:1] MD5 CRC check PASS...go for Flash write\nOTAFl");
-    const std::vector<desk::Tale> first = story.news();
-    ASSERT_EQ(first.size(), 1U);
-    EXPECT_EQ(first[0].step, "checked");
-    append("log", "ashWriteComplete\n");
-    const std::vector<desk::Tale> second = story.news();
-    ASSERT_EQ(second.size(), 1U);
-    EXPECT_EQ(second[0].step, "written");
-    EXPECT_TRUE(story.news().empty());
+TEST_F(RunFiles, TheLogTellsWhyDownloadsFailedOnceAndInWholeLines) {
+    desk::NodeLog log(folder_ / "log");
+    EXPECT_TRUE(log.failedDownloads().empty());
+    append("log", "error: x curl_easy_perform() failed: Timeout was reached\nnotice: y\nDownload");
+    EXPECT_EQ(log.failedDownloads(), std::vector<std::string>{"failed: Timeout was reached"});
+    append("log", " Rety Exceeded\n");
+    EXPECT_EQ(log.failedDownloads(), std::vector<std::string>{"no further attempt"});
+    EXPECT_TRUE(log.failedDownloads().empty());
 }
 
 TEST_F(RunFiles, TheLastLineAndTheLastErrorOfALogAreFound) {

@@ -2,6 +2,7 @@
 // The host starts the agent in order and hands it one event at a time.
 #include "host_process.h"
 
+#include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <poll.h>
@@ -38,9 +39,47 @@ TEST_F(Host, SaysWhichFileTheAgentWaitsForBeforeItWaits) {
     EXPECT_NE(next().find("initOTAlib"), std::string::npos);
     EXPECT_EQ(errors(), "");
     send(R"({"ack":0})");
+    EXPECT_EQ(next(), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})");
+    EXPECT_EQ(next(), R"({"note":"waits-for","path":"cfgmgr_socket"})");
     EXPECT_NE(next().find("startTimer"), std::string::npos) << "the agent's main is called";
     EXPECT_EQ(errors(), "notice: ota-host: the agent waits until cfgmgr_socket is there; start the "
                         "configuration manager that makes it\n");
+}
+
+TEST_F(Host, LeavesTheCommitCheckOutWhereItIsToldTo) {
+    start(FAKE_AGENT, "--no-commit-check");
+    expect({signalOf("initOTAlib", R"(".")"), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})",
+            R"({"call":"startTimer","seconds":-7,"name":"rebootTimer"})", signalOf("main", "\"0\""),
+            R"({"done":"start-up","deferred":0})"});
+}
+
+TEST_F(Host, HandsTheFileServerInformationOverAndTellsTheAgentWhatCameOfIt) {
+    const std::string offer = R"({"event":"new-image","descriptor":"hand over","config":)"
+                              R"({"OffloadDownloadActivate":1,"initial_obardingStatus":0,)"
+                              R"("firsttime_polling":0}})";
+    const std::string call = R"({"call":"fileServerInfo","info":"{\"swVersion\":\"1\"}"})";
+    start();
+    expectStartUp();
+    send(offer);
+    expect({call, signalOf("handOver", "\"0\""), R"({"done":"new-image","deferred":0})"});
+    EXPECT_EQ(errors(), "");
+    send(offer);
+    ASSERT_EQ(next(), call);
+    send(R"({"ack":7})");
+    expect({signalOf("handOver", "\"-1\""), R"({"done":"new-image","deferred":0})"});
+    EXPECT_EQ(
+        errors(),
+        "error: ota-host: the file-server information was not taken over (answer 7); the "
+        "gateway does not know of the image, offer it again once the gateway can be reached\n");
+    EXPECT_FALSE(std::filesystem::exists(in("file_server_info.json")));
+}
+
+TEST_F(Host, EndsWithTheProcessThatStartedIt) {
+    hasParentOfItsOwn_ = true;
+    start();
+    expectStartUp();
+    ASSERT_EQ(kill(child_, SIGKILL), 0);
+    EXPECT_EQ(next(), "end") << "nobody closed the channel, and the host is gone all the same";
 }
 
 TEST_F(Host, HandsEveryEventToItsCall) {
@@ -68,6 +107,7 @@ TEST_F(Host, GivesTheAgentTheResultOfEachCall) {
     start();
     EXPECT_NE(next().find("initOTAlib"), std::string::npos);
     send(R"({"ack":5})");
+    EXPECT_EQ(next(), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})");
     EXPECT_NE(next().find("startTimer"), std::string::npos);
     send(R"({"ack":-42})");
     EXPECT_EQ(next(), signalOf("main", "\"-42\""));
@@ -79,6 +119,7 @@ TEST_F(Host, WaitsForItsAnswerBeforeItGoesOn) {
     pollfd more{channel_->fd(), POLLIN, 0};
     EXPECT_EQ(poll(&more, 1, 200), 0) << "the host went on without an answer";
     send(R"({"ack":0})");
+    EXPECT_EQ(next(), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})");
     EXPECT_NE(next().find("startTimer"), std::string::npos);
 }
 

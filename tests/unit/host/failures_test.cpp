@@ -83,6 +83,12 @@ TEST_F(HostFailure, EventInsteadOfAnAnswerEndsTheHost) {
     EXPECT_EQ(endsWith("the supervisor did not answer the call signal with {\"ack\": number}"), 1);
 }
 
+TEST_F(HostFailure, SupervisorThatEndedBeforeTheHostBeganEndsTheHost) {
+    closeChannel();
+    start();
+    EXPECT_EQ(endsWith("the supervisor ended before the host began; start it again"), 1);
+}
+
 TEST_F(HostFailure, MissingLibraryEndsTheHost) {
     start(in("none.so"));
     EXPECT_EQ(endsWith(in("none.so")), 1);
@@ -109,7 +115,7 @@ TEST_F(HostFailure, NodeThatAnotherProcessRunsEndsTheHost) {
     const int lock = open(in("boot_state.lock").c_str(), O_RDWR | O_CREAT, 0644);
     ASSERT_EQ(flock(lock, LOCK_EX | LOCK_NB), 0);
     start();
-    closeChannel(); // a host that goes on all the same ends here
+    EXPECT_EQ(next(), "end");
     EXPECT_EQ(endsWith(in("boot_state.lock") + ": another process runs this node; stop that"), 1);
     close(lock);
 }

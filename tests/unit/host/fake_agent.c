@@ -10,7 +10,67 @@
 #include <stdlib.h>
 #include <string.h>
 
+/* The state that a host keeps over its own end. */
+OtaMatrixItem swInfo;
+ActivationTime swActTime;
+OtaLibConfig otaLibConfig;
+char g_rebootTime[OTA_TIME_TEXT_WIDTH];
+uint8_t g_dwldStartTimer;
+uint8_t g_dwldRetryTimer;
+uint8_t g_mobileTriggerExpire;
+uint8_t g_mAppRebootTrig;
+uint8_t g_ISDeferedUpgrade;
+int32_t g_firstTimeObardingWindowGivenPSNWBuildSame = 1;
+int32_t reboot_flag;
+
 static int deferred;
+
+static void take(const cJSON *object, const char *key, char *text, size_t width) {
+    snprintf(text, width, "%s", cJSON_GetObjectItem(object, key)->valuestring);
+}
+
+int decode_OtaMatrixItem_from_json(const cJSON *object, OtaMatrixItem *record) {
+    take(object, "model", record->model, sizeof record->model);
+    take(object, "nxtMSVersion", record->nxtMSVersion, sizeof record->nxtMSVersion);
+    take(object, "fileServerURL", record->fileServerURL, sizeof record->fileServerURL);
+    take(object, "checksum", record->checksum, sizeof record->checksum);
+    take(object, "mac", record->mac, sizeof record->mac);
+    record->policy = cJSON_GetObjectItem(object, "policy")->valueint;
+    return 0;
+}
+
+cJSON *encode_OtaMatrixItem_to_json(const OtaMatrixItem *record) {
+    cJSON *object = cJSON_CreateObject();
+    cJSON_AddStringToObject(object, "model", record->model);
+    cJSON_AddStringToObject(object, "nxtMSVersion", record->nxtMSVersion);
+    cJSON_AddStringToObject(object, "fileServerURL", record->fileServerURL);
+    cJSON_AddStringToObject(object, "checksum", record->checksum);
+    cJSON_AddStringToObject(object, "mac", record->mac);
+    cJSON_AddNumberToObject(object, "policy", record->policy);
+    return object;
+}
+
+int decode_ActivationTime_from_json(const cJSON *object, ActivationTime *record) {
+    take(object, "model", record->model, sizeof record->model);
+    take(object, "mac", record->mac, sizeof record->mac);
+    take(object, "sn", record->sn, sizeof record->sn);
+    take(object, "actTime", record->actTime, sizeof record->actTime);
+    return 0;
+}
+
+cJSON *encode_ActivationTime_to_json(const ActivationTime *record) {
+    cJSON *object = cJSON_CreateObject();
+    cJSON_AddStringToObject(object, "model", record->model);
+    cJSON_AddStringToObject(object, "mac", record->mac);
+    cJSON_AddStringToObject(object, "sn", record->sn);
+    cJSON_AddStringToObject(object, "actTime", record->actTime);
+    return object;
+}
+
+int getIfMac(const char *ifName, char *out, size_t outLen) {
+    snprintf(out, outLen, "%s", strcmp(ifName, "br0") == 0 ? "02:00:00:AB:CD:EF" : "?");
+    return 0;
+}
 
 static int tell(const char *name, const char *data) {
     return evbusSendSignal("fake", name, data, data == NULL ? 0 : (int)strlen(data) + 1);
@@ -37,6 +97,10 @@ void otaSwAgentSWCommitStatus(void) { tell("commit", NULL); }
 void otaSwmgnt_process_newimage_info(const char *jsonText, void *reserved,
                                      const OtaLibConfig *config) {
     char text[256];
+    if (strcmp(jsonText, "hand over") == 0) {
+        tellNumber("handOver", nal_setSwmgntFileServerInfo("{\"swVersion\":\"1\"}"));
+        return;
+    }
     snprintf(text, sizeof text, "%s|%d|%d|%d|%d", jsonText, reserved == NULL,
              config->OffloadDownloadActivate, config->initial_obardingStatus,
              config->firsttime_polling);

@@ -28,10 +28,23 @@ HostProcess::HostProcess() {
     directory_ = name;
     configPath_ = in("node.conf");
     writeNode();
+    openChannel();
+}
+
+void HostProcess::openChannel() {
     int sockets[2] = {-1, -1};
     EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, sockets), 0);
     channel_ = std::make_unique<host::Channel>(sockets[0]);
     childSocket_ = sockets[1];
+}
+
+void HostProcess::startOver() {
+    if (child_ > 0) {
+        kill(child_, SIGKILL);
+        waitpid(child_, nullptr, 0);
+        child_ = -1;
+    }
+    openChannel();
 }
 
 HostProcess::~HostProcess() {
@@ -60,13 +73,17 @@ void HostProcess::writeNode() {
     EXPECT_TRUE(nal::writeBootState(in("boot_state"), nal::BootState{}, whatIsWrong));
 }
 
-void HostProcess::start(const std::string &library) {
-    startWith(
-        {"--library", library, "--config", configPath_, "--channel", std::to_string(childSocket_)});
+void HostProcess::start(const std::string &library, const std::string &option) {
+    std::vector<std::string> arguments{"--library", library,     "--config",
+                                       configPath_, "--channel", std::to_string(childSocket_)};
+    if (!option.empty()) {
+        arguments.push_back(option);
+    }
+    startWith(arguments);
 }
 
 void HostProcess::startWith(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), OTA_HOST);
+    arguments.insert(arguments.begin(), program_);
     std::vector<char *> pointers;
     for (std::string &argument : arguments) {
         pointers.push_back(argument.data());
@@ -75,16 +92,27 @@ void HostProcess::startWith(std::vector<std::string> arguments) {
     child_ = fork();
     ASSERT_GE(child_, 0);
     if (child_ == 0) {
-        const int log = open(in("errors").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-        dup2(log, STDERR_FILENO);
-        if (chdir(directory_.c_str()) != 0) {
-            _exit(126);
+        if (hasParentOfItsOwn_ && fork() != 0) {
+            pause();
+            _exit(0);
         }
-        execv(pointers[0], pointers.data());
-        _exit(127);
+        becomeHost(pointers);
     }
     close(childSocket_);
     childSocket_ = -1;
+}
+
+void HostProcess::becomeHost(std::vector<char *> &arguments) const {
+    const int log = open(in("errors").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+    dup2(log, STDERR_FILENO);
+    if (chdir(directory_.c_str()) != 0) {
+        _exit(126);
+    }
+    for (const auto &[name, value] : environment_) {
+        setenv(name.c_str(), value.c_str(), 1);
+    }
+    execv(arguments[0], arguments.data());
+    _exit(127);
 }
 
 void HostProcess::send(const std::string &json) {
@@ -99,6 +127,10 @@ std::string HostProcess::next() {
     std::string error;
     switch (channel_->receive(object, error, kPatienceMs)) {
     case host::Channel::Status::message:
+        if (const host::Json memory{
+                cJSON_DetachItemFromObjectCaseSensitive(object.get(), "memory")}) {
+            memory_ = host::JsonText(cJSON_PrintUnformatted(memory.get())).get();
+        }
         return host::JsonText(cJSON_PrintUnformatted(object.get())).get();
     case host::Channel::Status::endOfFile:
         return "end";
@@ -120,7 +152,7 @@ void HostProcess::expect(const std::vector<std::string> &messages) {
 }
 
 void HostProcess::expectStartUp() {
-    expect({signalOf("initOTAlib", R"(".")"),
+    expect({signalOf("initOTAlib", R"(".")"), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})",
             R"({"call":"startTimer","seconds":-7,"name":"rebootTimer"})", signalOf("main", "\"0\""),
             signalOf("commit", "null"), R"({"done":"start-up","deferred":0})"});
 }

@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 #include <sys/types.h>
+#include <utility>
 #include <vector>
 
 class HostProcess : public testing::Test {
@@ -18,17 +19,22 @@ class HostProcess : public testing::Test {
 
     std::string in(const std::string &name) const { return directory_ + "/" + name; }
     /* Starts it with the fake agent, or with these arguments instead of the usual ones. */
-    void start(const std::string &library = FAKE_AGENT);
+    void start(const std::string &library = FAKE_AGENT, const std::string &option = "");
     void startWith(std::vector<std::string> arguments);
     /* Sends one message; the text is JSON. */
     void send(const std::string &json);
-    /* The next message of the host, unformatted; "end" where it closed the channel. */
+    /*
+     * The next message of the host, unformatted; "end" where it closed the channel. The memory that
+     * comes with the end of an event is put aside.
+     */
     std::string next();
     /* Expects these messages in order and answers each call among them with 0. */
     void expect(const std::vector<std::string> &messages);
     /* Expects the messages of a start-up. */
     void expectStartUp();
     void closeChannel() { channel_.reset(); }
+    /* A new channel for another start; the host that runs is killed. */
+    void startOver();
     /* Waits for the end of the host. */
     int exitCode();
     std::string errors() const;
@@ -36,12 +42,20 @@ class HostProcess : public testing::Test {
 
     std::string configPath_;
     std::unique_ptr<host::Channel> channel_;
+    std::string memory_; // of the last event that ended
+    std::string program_ = OTA_HOST;
+    std::vector<std::pair<std::string, std::string>> environment_;
+    /* Another process between the test and the host: the host's parent, and this process's child.
+     */
+    bool hasParentOfItsOwn_ = false;
+    pid_t child_ = -1;
 
   private:
     void writeNode();
+    [[noreturn]] void becomeHost(std::vector<char *> &arguments) const;
+    void openChannel();
 
     std::string directory_;
-    pid_t child_ = -1;
     int childSocket_ = -1;
 };
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Finds in the host's log the steps that no signal tells.
-#ifndef DESK_LOG_STORY_H
-#define DESK_LOG_STORY_H
+// What the log of a node's service tells beside the events on its bus.
+#ifndef DESK_NODE_LOG_H
+#define DESK_NODE_LOG_H
 
 #include <cstdint>
 #include <filesystem>
@@ -10,17 +10,12 @@
 
 namespace desk {
 
-struct Tale {
-    std::string step;
-    std::string text;
-};
-
-class LogStory {
+class NodeLog {
   public:
-    explicit LogStory(std::filesystem::path log) : log_(std::move(log)) {}
+    explicit NodeLog(std::filesystem::path log) : log_(std::move(log)) {}
 
-    // What the lines tell that were written since the last call.
-    std::vector<Tale> news();
+    // Why downloads failed, by the lines that were written since the last call.
+    std::vector<std::string> failedDownloads();
 
   private:
     std::filesystem::path log_;

@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: MIT
+// What the events of a node's watch mean and how they are shown.
+#include "desk/journey.h"
+
+#include "desk/failure.h"
+
+#include "host/message.h"
+
+#include "otaSwAgent/status_words.h"
+
+#include <algorithm>
+#include <array>
+
+namespace desk {
+namespace {
+
+constexpr int kCrashesInARow = 3;
+
+std::string describe(const cJSON *record) {
+    const std::string previous = host::textOf(record, "prevswversion");
+    return "running " + host::textOf(record, "curswversion") + ", previous " +
+           (previous.empty() ? "none" : previous) + ", " + host::textOf(record, "model") + " " +
+           host::textOf(record, "sn") + ", " + host::textOf(record, "mac");
+}
+
+// The agent sleeps behind some of its words; a person who watches should know.
+void tellPause(Display &display, const std::string &word) {
+    struct Row {
+        const char *word;
+        int seconds;
+    };
+    static constexpr std::array kRows{
+        Row{OTA_STATUS_ACTIVATION_COMPLETE, 10},
+        Row{OTA_STATUS_ACTIVATION_REBOOT_COMPLETE, 20},
+        Row{OTA_STATUS_SWAP_PASSIVE, 5},
+    };
+    for (const Row &row : kRows) {
+        if (word == row.word) {
+            display.more("(the agent pauses for " + std::to_string(row.seconds) + " s)");
+        }
+    }
+}
+
+const cJSON *member(const cJSON *object, const char *key) {
+    return cJSON_GetObjectItemCaseSensitive(object, key);
+}
+
+} // namespace
+
+void Journey::takeEvents() {
+    while (const host::Json event = service_.next()) {
+        lastEvent_ = Clock::now();
+        take(event.get());
+    }
+}
+
+void Journey::take(const cJSON *event) {
+    const std::string kind = host::textOf(event, "event");
+    if (kind == "service") {
+        running_ = cJSON_IsTrue(member(event, "running")) != 0;
+    } else if (kind == "status") {
+        takeStatus(event);
+    } else if (kind == "progress") {
+        takeProgress(event);
+    } else if (kind == "finished") {
+        takeFinished(event);
+    } else if (kind == "history") {
+        takeHistory(member(event, "line"));
+    } else if (kind == "extender") {
+        reported_(host::textOf(event, "mac"), member(event, "record"));
+    } else if (kind == "extender-file-server") {
+        handedOver_(host::textOf(event, "mac"), member(event, "info"));
+    }
+}
+
+void Journey::takeStatus(const cJSON *event) {
+    const cJSON *const record = member(event, "record");
+    const std::string word = host::textOf(record, "status");
+    tellFailedDownloads();
+    tell(story_.wordCame(word));
+    witness_.words.push_back(word);
+    display_.step("status", word);
+    display_.more(describe(record));
+    if (!scene_.fast) {
+        tellPause(display_, word);
+    }
+}
+
+void Journey::takeProgress(const cJSON *event) {
+    Progress progress{.percent = host::numberOf(event, "percent")};
+    progress.bytesPerSecond = static_cast<std::uint64_t>(host::numberOf(event, "rate"));
+    progress.secondsLeft = host::numberOf(event, "seconds_left");
+    // Between downloads it is 0; where only the bytes rose, there is nothing to draw.
+    if (progress.percent > 0 && progress.percent != lastPercent_) {
+        display_.progress(progress);
+    }
+    lastPercent_ = progress.percent;
+}
+
+void Journey::takeFinished(const cJSON *event) {
+    const auto ticket = static_cast<std::uint64_t>(host::numberOf(event, "ticket"));
+    const int code = host::numberOf(event, "code");
+    open_.erase(ticket);
+    if (code != 0) {
+        display_.step("outcome", host::textOf(event, "result") + " (" + std::to_string(code) + ")");
+    }
+}
+
+void Journey::takeHistory(const cJSON *line) {
+    const std::string event = host::textOf(line, "event");
+    const std::string reason = host::textOf(line, "reason");
+    if (event == "stage") {
+        crashes_ = 0;
+        tell(story_.stageBegan(reason));
+    } else if (event.starts_with("timer-")) {
+        tellTimer(event, reason);
+    } else if (event == "host-crashed") {
+        tellCrash(reason, host::textOf(line, "next"));
+    } else if (event == "taken-up") {
+        display_.step("taken up",
+                      "ticket " + std::to_string(host::numberOf(line, "ticket")) + ": " + reason);
+    } else if (event == "agent-waits") {
+        display_.step("agent", reason);
+    } else if (event == "root-failed") {
+        display_.step("root", "NOT reached: " + reason);
+    } else if (event == "state-damaged") {
+        display_.step("state", reason);
+    }
+}
+
+void Journey::tellTimer(const std::string &event, const std::string &reason) {
+    const std::string name = reason.substr(0, reason.find(' '));
+    tellFailedDownloads();
+    if (event == "timer-started") {
+        tell(story_.timerStarted(name));
+        display_.step("timer", reason);
+    } else {
+        display_.step("timer", name + (event == "timer-stopped" ? " stopped" : " ran out"));
+    }
+}
+
+void Journey::tellCrash(const std::string &reason, const std::string &next) {
+    display_.step("host process", reason + (next.empty() ? "" : "; " + next));
+    if (++crashes_ >= kCrashesInARow) {
+        const std::string last = lastErrorLine(traveller_.log);
+        throw Failure("the node's host process does not start" +
+                      (last.empty() ? "" : ", having said: " + last) + "; its log is " +
+                      traveller_.log.string());
+    }
+}
+
+void Journey::tell(const std::optional<Tale> &tale) {
+    if (tale) {
+        display_.step(tale->step, tale->text);
+    }
+}
+
+void Journey::tellFailedDownloads() {
+    for (const std::string &reason : log_.failedDownloads()) {
+        display_.step("download", reason);
+    }
+}
+
+void Journey::reportedAtTheRoot(const cJSON *report) {
+    const std::string text = host::printed(report);
+    // The broker may bring a message twice where the gateway was down in between.
+    if (text == lastReport_) {
+        return;
+    }
+    lastReport_ = text;
+    witness_.atTheRoot.push_back(host::textOf(report, "status"));
+    display_.step("at the root", witness_.atTheRoot.back() + ", raised on the gateway's bus");
+    display_.more(describe(report));
+}
+
+void Journey::handedOverAtTheRoot(const cJSON *info) {
+    witness_.handedOver = true;
+    display_.step("hand-off", host::printed(info));
+}
+
+} // namespace desk

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+// A node under power: its message bus, the daemon that runs its host process, and who watches both.
+#ifndef DESK_SERVICE_H
+#define DESK_SERVICE_H
+
+#include "desk/child.h"
+#include "desk/control.h"
+#include "desk/layout.h"
+#include "desk/line_stream.h"
+#include "desk/node_folder.h"
+#include "desk/private_bus.h"
+
+#include "host/json.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace desk {
+
+struct ServicePlan {
+    std::filesystem::path log;   // of the daemon and its host process
+    bool fast = false;           // sleeps and the waits of the download pass at once
+    std::uint64_t fileLimit = 0; // bytes that a file of the node may grow to; 0: no limit
+};
+
+class Service {
+  public:
+    // Starts the bus and the watch; the node itself is off.
+    Service(const Layout &layout, const NodeFolder &folder, std::string mac, ServicePlan plan,
+            const Interrupt &interrupt);
+    ~Service();
+    Service(const Service &) = delete;
+    Service &operator=(const Service &) = delete;
+
+    // Starts the node, which is off, on the bank that boots next.
+    NodeBoot boot();
+    // Ends it in order.
+    void shutDown();
+    // Ends it in the middle of whatever it does.
+    void cutPower();
+
+    // Readable once there is something to take.
+    [[nodiscard]] int fd() const { return watch_.fd(); }
+    // The next event of the node, in the order in which they happened; null where there is none
+    // yet. Throws a Failure where the daemon or the watch ended by itself.
+    host::Json next();
+
+    [[nodiscard]] const Control &control() const { return control_; }
+
+  private:
+    void waitForWatch();
+    void waitUntilOff();
+    [[noreturn]] void ended(const std::string &who, const std::string &how,
+                            const std::filesystem::path &log) const;
+
+    const Layout &layout_;
+    const NodeFolder &folder_;
+    std::string mac_;
+    ServicePlan plan_;
+    const Interrupt &interrupt_;
+    PrivateBus bus_;
+    Control control_;
+    LineStream watch_;
+    Child daemon_;
+    int boots_ = 0;
+};
+
+} // namespace desk
+
+#endif

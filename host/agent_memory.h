@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+// What the agent remembers between calls, as JSON: taken after a call, given to a later process.
+#ifndef HOST_AGENT_MEMORY_H
+#define HOST_AGENT_MEMORY_H
+
+#include "host/agent_library.h"
+#include "host/json.h"
+
+#include <string>
+
+namespace host {
+
+/*
+ * A new object {"swInfo": {…}, "swActTime": {…}, "otaLibConfig": {…}, "g_rebootTime": text, and the
+ * flags as numbers}; each key is the variable's name. Null where memory ran out. The count of
+ * failed downloads is the library's own: a restored series begins anew.
+ */
+Json takeMemory(const AgentState &state);
+
+/*
+ * Sets the agent's variables from such an object: every key must be there, of the right type, its
+ * text within the variable's width. Nothing outside the process changes. False: whatIsWrong is one
+ * line, and no variable has changed.
+ */
+bool restoreMemory(const AgentState &state, const cJSON *memory, std::string &whatIsWrong);
+
+} // namespace host
+
+#endif

@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT
+// Where in an update the agent is, for the supervisor to tell.
+#include "host/stage.h"
+
+#include "host/supervisor_link.h"
+#include "platform/nal/log_entry.h"
+#include "platform/nal/log_hook.h"
+#include "platform/nal/stage_hook.h"
+
+#include <array>
+
+namespace host {
+namespace {
+
+struct LogRow {
+    std::string_view function;
+    std::string_view text; // its beginning
+    Stage stage;
+};
+
+// The agent's first words of each step that the platform does not see by itself.
+constexpr std::array kLogRows{
+    LogRow{"ota_httpDownLoadFile", "Removing the image files for last time failure",
+           Stage::downloading},
+    LogRow{"upgrade", "Sw Download Start Time = ", Stage::verifying},
+    LogRow{"isReceivedValidImage", "Previous and Target Software version is same, so no download",
+           Stage::activating},
+    LogRow{"otaSwAgentSWCommitStatus", "swVer = ", Stage::committing},
+};
+
+constexpr std::array kNames{"idle",       "downloading", "verifying", "writing",
+                            "activating", "rebooting",   "committing"};
+
+Stage current = Stage::idle;
+
+void enter(Stage stage) {
+    if (stage == current) {
+        return;
+    }
+    current = stage;
+    const Json note = newNote("stage");
+    cJSON_AddStringToObject(note.get(), "stage", stageName(stage));
+    tellSupervisor(note);
+}
+
+void onBanks(NalStage stage) {
+    switch (stage) {
+    case NalStage::writing:
+        enter(Stage::writing);
+        break;
+    case NalStage::activating:
+        enter(Stage::activating);
+        break;
+    case NalStage::activated: // every road of the agent goes on to the reboot from here
+        enter(Stage::rebooting);
+        break;
+    }
+}
+
+void onLog(const char *function, int /*line*/, std::string_view text) {
+    nal::LogOrigin origin;
+    if (!nal::takeLogPrefix(text, origin)) {
+        return;
+    }
+    if (const auto stage = stageThatBegins(function, text)) {
+        enter(*stage);
+    }
+}
+
+} // namespace
+
+const char *stageName(Stage stage) { return kNames.at(static_cast<std::size_t>(stage)); }
+
+std::optional<Stage> stageThatBegins(std::string_view function, std::string_view text) {
+    for (const LogRow &row : kLogRows) {
+        if (function == row.function && text.starts_with(row.text)) {
+            return row.stage;
+        }
+    }
+    return std::nullopt;
+}
+
+void followStages() {
+    nalOnStage(onBanks);
+    nalOnLog(onLog);
+}
+
+void endStage() { enter(Stage::idle); }
+
+} // namespace host

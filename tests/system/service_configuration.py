@@ -1,0 +1,198 @@
+# SPDX-License-Identifier: MIT
+"""What is wrong on the disk: every mistake of the configuration named, damaged state told."""
+
+import json
+import re
+import sys
+
+import node_case
+from node import Node
+from node_place import Process, wait_for
+
+CONFIG_WRONG, DONE = 9, 0
+
+# One mistake each: what is changed (a line that begins so, and what stands there instead), the key
+# that the first complaint must name, and what it must say of it.
+MISTAKES = [
+    ("model = ", "model = " + "x" * 32, "[node] model", "at most 31"),
+    ("model = ", "model =", "[node] model", "expected"),
+    ("model = ", None, "[node] model", "is missing"),
+    ("serial = ", "serial = " + "s" * 40, "[node] serial", "at most 31"),
+    ("work_mode = ", "work_mode = " + "m" * 32, "[node] work_mode", "at most 31"),
+    ("onboarding = ", "onboarding = 2", "[node] onboarding", "0 or 1"),
+    ("onboarding = ", "onboarding = yes", "[node] onboarding", "0 or 1"),
+    ("preferred_activation_time = ", "preferred_activation_time = 24:00",
+     "[node] preferred_activation_time", "hh[:mm[:ss]]"),
+    ("preferred_activation_time = ", "preferred_activation_time = soon",
+     "[node] preferred_activation_time", "hh[:mm[:ss]]"),
+    ("tmp = ", "tmp = /tmp/an/other", "[paths] tmp", "at most 6"),
+    ("tmp = ", "tmp = none", "[paths] tmp", "make it or name another"),
+    ("tmp = ", "tmp = $(x)", "[paths] tmp", "expected"),
+    ("configs = ", "configs = configs-of-this-node", "[paths] configs", "at most 13"),
+    ("configs = ", "configs = con;figs", "[paths] configs", "expected"),
+    ("logs = ", "logs = logs/of/this/node", "[paths] logs", "at most 14"),
+    ("logs = ", "logs = node-logs/", "[paths] logs", "expected"),
+    ("ca_certificate = ", "ca_certificate = " + "c" * 31, "[paths] ca_certificate", "at most 30"),
+    ("a = ", "a = banks/none", "[banks] a", ""),
+    ("b = ", "b = banks/a", "[banks] b", "another"),
+    ("size = ", "size = 3X", "[banks] size", "expected"),
+    ("size = ", "size = 0", "[banks] size", "expected"),
+    ("size = ", None, "[banks]", ""),
+    ("boot_state = ", None, "[banks] boot_state", "is missing"),
+    ("allow_plain_http = ", "allow_plain_http = perhaps", "[service] allow_plain_http",
+     "yes or no"),
+    ("lowest_version = ", "lowest_version = a b", "[service] lowest_version", "expected"),
+    ("lowest_version = ", "lowest_version = " + "4" * 64, "[service] lowest_version",
+     "at most 63"),
+    ("history_size = ", "history_size = much", "[service] history_size", "expected"),
+    ("history_files = ", "history_files = 0", "[service] history_files", "1 to 20"),
+    ("history_files = ", "history_files = 21", "[service] history_files", "1 to 20"),
+    ("broker = ", "broker = localhost:0", "[root] broker", "1 to 65535"),
+    ("broker = ", "broker = local host", "[root] broker", "expected"),
+    ("broker = ", None, "[root]", "broker"),
+    ("certificate = ", None, "[root] key", "certificate"),
+    ("key = ", "key = none.key", "[root] key", "cannot be read"),
+    ("topic = ", "topic = a//b", "[root] topic", "expected"),
+    ("topic = ", "topic = #", "[root] topic", "expected"),
+    ("serial = ", "serial SN", "", "expected"),
+    ("serial = ", "serial = SN\nserial = SN", "[node] serial", "second time"),
+    ("serial = ", "serial = SN\nserail = SN", "[node] serail", ""),
+    ("[service]", "[servce]", "[servce] allow_plain_http", "not known"),
+]
+# One line each but these, where one change leaves several keys wrong.
+LINES = {("size = ", None): 2, ("broker = ", None): 4, ("serial = ", "serial SN"): 2,
+         ("[service]", "[servce]"): 4}
+GOOD = """[service]
+allow_plain_http = no
+lowest_version = 4QZ1
+history_size = 64K
+history_files = 2
+[root]
+broker = localhost:8883
+ca_certificate = root.pem
+certificate = root.pem
+key = root.pem
+topic = a/b
+"""
+
+
+class Configuration(node_case.Case):
+    """One node that nothing is downloaded to."""
+
+    def setUp(self):
+        super().setUp()
+        self.node = Node(self.place, "n1")
+        (self.node.folder / "root.pem").touch()
+        self.good = self.node.config.read_text()
+
+    def check(self, *words):
+        """Exit code and lines on standard error of otad."""
+        log = self.place.folder / "check.log"
+        log.unlink(missing_ok=True)
+        code = Process([*self.node.arguments(), *words], self.node.folder, log,
+                       self.node.environment()).child.wait(20)
+        return code, log.read_text().splitlines()
+
+    def with_lines(self, begin, text):
+        """The configuration with one line changed, and that line's number."""
+        lines = (self.good + GOOD).splitlines()
+        # The last one: [root] has keys of the same names as [paths].
+        number = max(i for i, line in enumerate(lines) if line.startswith(begin))
+        if begin == "ca_certificate = ":
+            number = min(i for i, line in enumerate(lines) if line.startswith(begin))
+        lines[number:number + 1] = [] if text is None else text.split("\n")
+        self.node.config.write_text("\n".join(lines) + "\n")
+        return number + 1 + (text or "").count("\n")
+
+    def test_the_good_one(self):
+        self.node.config.write_text(self.good + GOOD)
+        code, lines = self.check("--check")
+        self.assertEqual((code, lines), (DONE, ["node.conf: correct"]))
+
+    def test_every_mistake(self):
+        for begin, text, key, says in MISTAKES:
+            with self.subTest(f"{begin} -> {text}"):
+                line = self.with_lines(begin, text)
+                code, lines = self.check()
+                self.assertEqual(code, CONFIG_WRONG, lines)
+                self.assertEqual(len(lines), LINES.get((begin, text), 1), lines)
+                # A key that is not there has no line.
+                place = r"(:\d+)?" if text is None else f":{line + (begin == '[service]')}"
+                self.assertRegex(lines[0], rf"^error: otad: node\.conf{place}: ")
+                self.assertIn(key, lines[0])
+                self.assertIn(says, lines[0])
+                same = self.node.control("config", "check", "node.conf", cwd=self.node.folder)
+                self.assertEqual(same.code, CONFIG_WRONG)
+        self.assertEqual(self.node.history(), [], "it started all the same")
+        print(f"configuration: {len(MISTAKES)} mistakes, each named", flush=True)
+
+    def test_all_mistakes_at_once(self):
+        text = re.sub(r"(?m)^(onboarding|tmp|size) = .*$", r"\1 = wrong!", self.good)
+        self.node.config.write_text(text)
+        code, lines = self.check()
+        self.assertEqual(code, CONFIG_WRONG)
+        for key in ("onboarding", "tmp", "size"):
+            self.assertTrue(any(f"] {key} is " in line for line in lines), lines)
+
+    def test_no_configuration(self):
+        self.node.config.unlink()
+        code, lines = self.check()
+        self.assertEqual((code, len(lines)), (CONFIG_WRONG, 1), lines)
+        self.assertIn("node.conf", lines[0])
+
+    # What the service keeps.
+
+    def kept(self, name):
+        return self.node.folder / "configs/otad" / name
+
+    def test_damaged_requests(self):
+        self.node.start().wait_until_ready().stop()
+        whole = self.kept("requests.json").read_text()
+        ledger = json.loads(whole)
+        for number, text in enumerate([
+                "", "{", "[]", "null", "garbage\0\1", whole[:len(whole) // 2], whole + whole,
+                json.dumps({**ledger, "nextTicket": -1}), json.dumps({**ledger, "queue": "none"}),
+                json.dumps({**ledger, "more": 1}),
+                json.dumps({**ledger, "running": {"request": {}}})], 1):
+            with self.subTest(text[:40]):
+                self.kept("requests.json").write_text(text)
+                self.node.start().wait_until_ready()
+                line = self.node.wait_for_event("state-damaged", number)
+                self.assertIn("requests.json", line["reason"])
+                self.assertEqual(self.kept("requests.json.damaged").read_text(), text)
+                status = self.node.status()
+                self.assertEqual((status["stage"], status["ticket"]), ("idle", 0))
+                self.assertEqual(self.node.stop(), 0)
+        self.node.start()
+        ticket = self.node.told("trigger", "--flag", "0")["ticket"]
+        wait_for("it is done", lambda: self.node.end_of(ticket))
+
+    def test_damaged_settings_and_history(self):
+        self.node.start()
+        self.node.told("set", "onboarding", "1")
+        self.node.stop()
+        self.kept("settings.ini").write_text("[node]\nonboarding = \xff\n[[[")
+        with open(self.kept("history.jsonl"), "ab") as history:
+            history.write(b"\xff\0garbage\n{\"time\": 1}\n[]\n")
+        lines = len(self.kept("history.jsonl").read_bytes().splitlines())
+        self.node.start()
+        # The file of the node counts again, and one line says so.
+        self.assertEqual(self.node.told("status")["onboarding"], 0)
+        said = [line for line in self.node.log.read_text().splitlines()
+                if line.startswith("error: otad: ") and "settings.ini" in line]
+        self.assertEqual(len(said), 1, said)
+        shown = self.node.control("history", "-n", "500")
+        self.assertEqual(shown.code, DONE)
+        self.assertTrue(all("event" in line for line in shown.lines))
+        self.assertGreater(len(shown.lines), 3)
+        self.assertGreater(len(self.kept("history.jsonl").read_bytes().splitlines()), lines)
+
+    def test_no_place_for_the_state(self):
+        self.node.config.write_text(self.good + "[service]\nstate = none/below/here\n")
+        code, lines = self.check()
+        self.assertEqual((code, len(lines)), (CONFIG_WRONG, 1), lines)
+        self.assertIn("none/below/here", lines[0])
+
+
+if __name__ == "__main__":
+    sys.exit(node_case.run(Configuration))

@@ -1,0 +1,268 @@
+# SPDX-License-Identifier: MIT
+"""Either process is killed, or the power cut, at every step of an upgrade: it comes to its end."""
+
+import dataclasses
+import json
+import subprocess
+import sys
+import time
+
+import node_case
+from node import own_environment, seconds_left
+from node_folder import ACTIVATES_IN
+from node_place import GLANCE, Place, wait_for
+
+COMMITTED, SUPERSEDED, ACTIVATED = 0, 59, 58
+BLOWS = ("host", "daemon", "power")
+MOST_SAVES = 6  # one more than a process of the daemon makes in an upgrade
+
+
+@dataclasses.dataclass(frozen=True)
+class Point:
+    """Where the node is when it is hit."""
+    name: str
+    spot: str             # as hold_probe.cpp takes it, of the host
+    fetches: tuple        # how often the image may be fetched in the end
+    policy: int = 1
+    boot: int = 1         # before the reboot, or behind it
+    timed: bool = False   # when the activation time has come
+    marked: bool = True   # the mark of the activation is there: the commit check finds it
+
+
+AGAIN, ONCE, NEVER = (2,), (1,), (0,)
+POINTS = [
+    Point("before the first byte", "fopen 4QZ 1 before", ONCE),
+    Point("verifying", "popen md5sum 1 before", AGAIN),
+    Point("writing, nothing changed yet", "rename boot_state.ini 1 before", AGAIN),
+    Point("writing, the bank is given up", "rename boot_state.ini 1 after", AGAIN),
+    Point("writing, in the middle", "write banks/b 3 before", AGAIN),
+    Point("writing, not on the disk yet", "fsync banks/b 1 before", AGAIN),
+    Point("written, not noted", "rename boot_state.ini 2 before", AGAIN),
+    Point("written and noted", "rename boot_state.ini 2 after", ONCE),
+    Point("activating", "rename boot_state.ini 3 before", ONCE),
+    Point("activated", "rename boot_state.ini 3 after", ONCE, marked=False),
+    Point("activated, not marked", "system ota_act_success 1 before", ONCE, marked=False),
+    Point("rebooting, reported", "sleep sleep 1 before", ONCE),
+    Point("rebooting, asked for", "open /reboot 1 after", ONCE),
+    Point("committing", "fopen ota_act_success 1 before", ONCE, boot=2),
+    Point("committing, reported", "system ota_act_success 1 before", ONCE, boot=2),
+    Point("written, not noted, on schedule", "rename boot_state.ini 2 before", AGAIN, policy=0),
+    Point("written and noted, on schedule", "rename boot_state.ini 2 after", ONCE, policy=0),
+    Point("activating at its time", "rename boot_state.ini 1 before", ONCE, policy=0, timed=True),
+    Point("activated at its time", "rename boot_state.ini 1 after", ONCE, policy=0, timed=True,
+          marked=False),
+    Point("on arrival: activating", "rename boot_state.ini 1 before", NEVER, policy=3),
+    Point("on arrival: activated", "rename boot_state.ini 1 after", NEVER, policy=3),
+    Point("on arrival: rebooting", "sleep sleep 1 before", NEVER, policy=3),
+    Point("on arrival: asked for", "open /reboot 1 after", NEVER, policy=3),
+]
+
+
+class Kill(node_case.FleetCase):
+    """One node a point and a blow."""
+
+    @staticmethod
+    def tell(points, seconds):
+        print(f"kill points: {points}, all came to their end ({seconds:.0f} s)", flush=True)
+
+    @staticmethod
+    def hit(node, blow):
+        """Held where it is until it is dead."""
+        if blow == "host":
+            node.kill_host()
+            node.let_go()
+            return
+        node.kill_daemon()
+        node.let_go()
+        if blow == "power":
+            node.boot()
+        else:
+            node.start()
+
+    def check_end(self, node, ticket, codes, fetches, version=Place.NEW):
+        end = node.live_until_end_of(ticket)
+        self.assertIn(end["code"], codes, end)
+        wait_for("the node is idle", lambda: node.status()["stage"] == "idle")
+        status = node.status()
+        self.assertEqual((status["ticket"], status["queued"], status["timers"]), (0, 0, []))
+        state = node.boot_state()
+        self.assertEqual((state["active"], state["next"]), ("b", "b"))
+        self.assertEqual((state["b"]["whole"], state["b"]["version"]), ("1", version))
+        self.assertTrue(node.bank_holds("b", version), "the bank is not the image")
+        self.assertTrue(node.bank_holds("a", Place.OLD), "the bank that ran was written to")
+        self.assertFalse([word for word in node.words() if "FAIL" in word], node.words())
+        whole = self.place.images[version].stat().st_size
+        got = [size for status, size in self.server.fetched(node.name)
+               if (status, size) == (200, whole)]
+        self.assertIn(len(got), fetches, "an image that was written whole is not fetched again")
+        self.assertFalse(node.had_twin(), "two host processes at a time")
+
+    def go_to(self, node, point):
+        """Until the host is held there; returns the ticket."""
+        spot = f"ota-desk-host {point.spot}"
+        if point.boot == 1 and not point.timed:
+            node.wait_until_ready()
+            node.hold(spot)
+        ticket = node.offer(policy=point.policy)
+        if point.timed:
+            wait_for("the reboot timer is armed", lambda: seconds_left(node, "rebootTimer"))
+            node.hold(spot)
+            node.told("activate-at", "now+3")
+        elif point.boot == 2:
+            wait_for("the agent asks for the reboot", node.reboot_file.exists)
+            node.stop()
+            node.hold(spot)
+            node.boot()
+        node.wait_until_held()
+        return ticket
+
+    def upgrade_hit_at(self, point, blow):
+        node = self.node()
+        fetches = point.fetches
+        if point.policy == 3:
+            node.live_until_end_of(node.offer(policy=2))
+            fetches = (len(self.server.fetched(node.name)),)
+        ticket = self.go_to(node, point)
+        self.hit(node, blow)
+        if point.policy == 0 and not point.timed:
+            left = wait_for("the reboot timer is armed", lambda: seconds_left(node, "rebootTimer"))
+            self.assertAlmostEqual(left, ACTIVATES_IN, delta=60)
+            node.told("activate-at", "now+3")
+        unmarked = point.policy == 3 or (blow == "power" and not point.marked)
+        self.check_end(node, ticket, [ACTIVATED] if unmarked else [COMMITTED], fetches)
+        if point.policy == 3:
+            # Not activated a second time, which would swap back.
+            node.reboot().wait_until_ready()
+            self.assertEqual(node.boot_state()["active"], "b")
+            self.assertEqual(node.status()["stage"], "idle")
+        node.close()
+
+    def test_every_step(self):
+        jobs = {f"{point.name}, {blow}": lambda point=point, blow=blow: self.upgrade_hit_at(
+            point, blow) for point in POINTS for blow in BLOWS}
+        self.tell(len(jobs), self.each_at_once(jobs))
+
+    # Where nothing can be held: the node is hit while it rests or crawls.
+
+    def idle(self, blow):
+        node = self.node().wait_until_ready()
+        self.hit(node, blow)
+        self.check_end(node, node.offer(), [COMMITTED], ONCE)
+
+    def downloading(self, blow):
+        node = self.node()
+        self.server.crawl(node.name)
+        ticket = node.offer()
+        wait_for("the first bytes", lambda: node.status()["downloaded_bytes"] > 10_000)
+        self.server.crawl(node.name, False)
+        self.hit(node, blow)
+        self.check_end(node, ticket, [COMMITTED], ONCE)
+
+    def check_timer_goes_on(self, node, timer, blow):
+        before = wait_for(f"{timer} is armed", lambda: seconds_left(node, timer))
+        began = time.monotonic()
+        crashes = len(node.events("host-started"))
+        self.hit(node, blow)
+        node.wait_for_event("host-started", crashes + 1)
+        after = wait_for(f"{timer} is armed again", lambda: seconds_left(node, timer))
+        self.assertAlmostEqual(before - after, time.monotonic() - began, delta=2.5)
+        self.assertEqual(node.status()["stage"], "waiting")
+
+    def reboot_timer(self, blow):
+        node = self.node()
+        ticket = node.offer(policy=0)
+        self.check_timer_goes_on(node, "rebootTimer", blow)
+        node.told("activate-at", "now+3")
+        self.check_end(node, ticket, [COMMITTED], ONCE)
+
+    def retry_timer(self, blow):
+        node = self.node(fast=False)
+        self.server.refuse(node.name)
+        ticket = node.offer(policy=2)
+        self.check_timer_goes_on(node, "downloadRetryTimer", blow)
+        self.server.refuse(node.name, False)
+        self.assertEqual(node.told("cancel", str(ticket))["ticket"], ticket)
+        self.assertEqual(node.status()["stage"], "idle")
+
+    def first_poll(self, blow):
+        node = self.node()
+        ticket = node.offer(words=["--first-poll"])
+        if blow == "power":
+            # What the mobile app reads of the window is gone: the window opens anew.
+            wait_for("the window is open", lambda: seconds_left(node, "downloadStartTimer"))
+            self.hit(node, blow)
+            wait_for("it is open again", lambda: seconds_left(node, "downloadStartTimer"))
+        else:
+            self.check_timer_goes_on(node, "downloadStartTimer", blow)
+        node.told("trigger")
+        self.check_end(node, ticket, [COMMITTED], ONCE)
+
+    def test_every_rest(self):
+        jobs = {}
+        for rest in (self.idle, self.downloading, self.reboot_timer, self.retry_timer,
+                     self.first_poll):
+            for blow in BLOWS:
+                jobs[f"{rest.__name__}, {blow}"] = lambda rest=rest, blow=blow: rest(blow)
+        self.tell(len(jobs), self.each_at_once(jobs))
+
+    # Every time that the daemon keeps its requests: killed just before it and just behind it.
+
+    def meet_save(self, node):
+        """True once the daemon is held; false where the upgrade ended before."""
+        while not node.held_file.exists():
+            if node.end_of(1):
+                return False
+            if node.reboot_file.exists() and node.daemon.is_running():
+                node.daemon.child.terminate()
+                wait_for("it ends or is held",
+                         lambda: not node.daemon.is_running() or node.held_file.exists())
+            if not node.daemon.is_running():
+                node.wait_until_off()
+                node.boot()
+            time.sleep(GLANCE)
+        return True
+
+    def save_hit(self, number, moment):
+        """Returns whether there was such a save."""
+        node = self.node().wait_until_ready()
+        node.hold(f"otad rename requests.json {number} {moment}")
+        descriptor = node.folder.parent / f"{node.name}.json"
+        descriptor.write_text(json.dumps(node.descriptor()))
+        # It has no answer yet where the daemon dies over the first of them.
+        with subprocess.Popen([self.place.program("cli/otactl"), "--bus", node.bus.address, "offer",
+                               descriptor], env=own_environment(), stdout=subprocess.DEVNULL,
+                              stderr=subprocess.DEVNULL) as offer:
+            met = self.meet_save(node)
+            kept = True
+            if met:
+                rebooting = node.reboot_file.exists()
+                node.kill_daemon()
+                kept = node.kept_requests()["nextTicket"] > 1
+                node.let_go()
+                if rebooting:
+                    node.boot()
+                else:
+                    node.start()
+            offer.wait()
+        if not kept:
+            self.assertNotEqual(offer.returncode, 0, "a ticket was given and lost")
+            self.assertEqual(node.offer(), 1)
+        self.check_end(node, 1, [COMMITTED], (1, 2))
+        return met
+
+    def test_every_save(self):
+        met = {}
+
+        def hit(number, moment):
+            met[number, moment] = self.save_hit(number, moment)
+
+        seconds = self.each_at_once(
+            {f"save {number}, {moment}": lambda number=number, moment=moment: hit(number, moment)
+             for number in range(1, MOST_SAVES + 1) for moment in ("before", "after")})
+        # The last ones are beyond what an upgrade needs: so all were hit.
+        self.assertFalse(met[MOST_SAVES, "before"], "there are more: raise MOST_SAVES")
+        self.tell(sum(met.values()), seconds)
+
+
+if __name__ == "__main__":
+    sys.exit(node_case.run(Kill))

@@ -1,0 +1,135 @@
+# SPDX-License-Identifier: MIT
+"""Settings at run time, times that are awaited, and an offer that is put off while onboarding."""
+
+import datetime
+import json
+import sys
+import time
+
+import node_case
+from node import Node, seconds_left
+from node_place import Place, wait_for
+from node_servers import FileServer
+
+COMMITTED, WRITTEN_ONLY, HANDED_OVER = 0, 57, 56
+HOUR = 3600
+
+
+def time_of_day(hours_ahead):
+    ahead = datetime.datetime.now(datetime.timezone.utc) + datetime.timedelta(hours=hours_ahead)
+    return f"{ahead:%H:%M:%S}"
+
+
+class Settings(node_case.Case):
+    """One gateway."""
+
+    def setUp(self):
+        super().setUp()
+        self.server = FileServer(self.place)
+        self.node = Node(self.place, "n1", self.server).start().wait_until_ready()
+
+    def pass_time(self, timer):
+        """As if the timer had run for all but a second: it is kept with its end."""
+        self.node.stop()
+        path = self.node.folder / "configs/otad/requests.json"
+        kept = self.node.kept_requests()
+        armed = [one for one in kept["timers"] if one["name"] == timer]
+        self.assertEqual(len(armed), 1, kept["timers"])
+        now = time.clock_gettime(time.CLOCK_BOOTTIME)
+        armed[0]["endBootMs"] = int((now + 1) * 1000)
+        path.write_text(json.dumps(kept))
+        self.node.start()
+
+    def test_they_take_effect_and_are_kept(self):
+        node = self.node
+        wanted = {"work_mode": "AP_Bridge", "work_role": "Controller", "onboarding": "1",
+                  "preferred_activation_time": time_of_day(3)}
+        for name, value in wanted.items():
+            node.told("set", name, value)
+        for power in (None, node.reboot, node.cut_power):
+            if power:
+                power().wait_until_ready()
+            status = node.status()
+            self.assertEqual({name: str(status[name]) for name in wanted}, wanted)
+        self.assertEqual(len(node.events("setting-changed")), len(wanted))
+        # The agent asks for the time anew: three hours ahead, not the six of the file.
+        node.offer(policy=0)
+        left = wait_for("the reboot timer is armed", lambda: seconds_left(node, "rebootTimer"))
+        self.assertAlmostEqual(left, 3 * HOUR, delta=60)
+        self.assertRegex(json.dumps(node.control("explain").lines), "in (2 h 59 min|3 h 0 min)")
+        # The file's values are back where the kept ones are removed.
+        node.stop()
+        (node.folder / "configs/otad/settings.ini").unlink()
+        node.start().wait_until_ready()
+        self.assertEqual(node.status()["work_mode"], "RGW")
+
+    def test_a_time_that_is_moved(self):
+        node = self.node
+        ticket = node.offer(policy=0)
+        wait_for("the reboot timer is armed", lambda: seconds_left(node, "rebootTimer"))
+        node.told("activate-at", "now+7200")
+        wait_for("it is moved", lambda: abs(seconds_left(node, "rebootTimer") - 2 * HOUR) < 60)
+        before = seconds_left(node, "rebootTimer")
+        node.reboot().wait_until_ready()
+        after = wait_for("it goes on", lambda: seconds_left(node, "rebootTimer"))
+        self.assertTrue(0 <= before - after < 60, (before, after))
+        self.pass_time("rebootTimer")
+        self.assertEqual(node.live_until_end_of(ticket)["code"], COMMITTED)
+        self.assertEqual(node.boot_state()["active"], "b")
+
+    def put_off(self):
+        """An offer whose window ends while the node is being onboarded; returns its ticket."""
+        node = self.node
+        node.told("set", "onboarding", "1")
+        ticket = node.offer(words=["--first-poll"])
+        wait_for("the window is open", lambda: seconds_left(node, "downloadStartTimer"))
+        self.pass_time("downloadStartTimer")
+        node.wait_for_event("deferred", ticket=ticket)
+        status = node.status()
+        self.assertEqual((status["deferred"], status["ticket"], status["timers"]),
+                         (True, ticket, []))
+        self.assertEqual(self.server.fetched(node.name), [])
+        return ticket
+
+    def test_put_off_until_onboarding_ends(self):
+        node = self.node
+        ticket = self.put_off()
+        self.assertIn("onboard", json.dumps(node.control("explain").lines))
+        # Also behind a restart of the service.
+        node.stop()
+        node.start().wait_until_ready()
+        self.assertTrue(node.status()["deferred"])
+        node.told("set", "onboarding", "0")
+        node.wait_for_event("taken-up", ticket=ticket)
+        wait_for("it goes on", lambda: node.status()["stage"] != "idle" or node.end_of(ticket))
+        self.assertFalse(node.status()["deferred"])
+        self.assertEqual(node.live_until_end_of(ticket)["code"], COMMITTED)
+
+    def test_put_off_until_the_next_boot(self):
+        node = self.node
+        ticket = self.put_off()
+        node.told("set", "work_role", "Agent")  # anything else changes nothing
+        self.assertTrue(node.status()["deferred"])
+        node.cut_power()
+        wait_for("it is offered again", lambda: seconds_left(node, "downloadStartTimer"))
+        self.assertFalse(node.status()["deferred"])
+        node.told("trigger")
+        self.assertEqual(node.live_until_end_of(ticket)["code"], COMMITTED)
+
+    def test_put_off_until_the_next_offer(self):
+        node = self.node
+        ticket = self.put_off()
+        later = node.offer(Place.NEWER, policy=2)
+        self.assertEqual(node.live_until_end_of(later)["code"], WRITTEN_ONLY)
+        self.assertEqual(node.end_of(ticket)["result"], "superseded")
+        self.assertFalse(self.node.kept_requests()["standing"])
+
+    def test_a_gateway_hands_over_to_itself(self):
+        node = self.node
+        end = node.live_until_end_of(node.offer(words=["--offload"]))
+        self.assertEqual(end["code"], HANDED_OVER)
+        self.assertEqual(len(node.events("extender-file-server")), 1)
+
+
+if __name__ == "__main__":
+    sys.exit(node_case.run(Settings))

@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: MIT
+// The folder of a node and the message bus in it, wherever that lies.
+#include "desk/failure.h"
+#include "desk/files.h"
+#include "desk/folder_lock.h"
+#include "desk/node_folder.h"
+#include "desk/private_bus.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class ServiceParts : public testing::Test {
+  protected:
+    ServiceParts() {
+        std::string pattern = (fs::temp_directory_path() / "desk-parts.XXXXXX").string();
+        folder_ = mkdtemp(pattern.data());
+    }
+    ~ServiceParts() override { fs::remove_all(folder_); }
+
+    // Lists the names on the bus, from its folder.
+    void askTheBus(const fs::path &folder) {
+        desk::runProgram({{"dbus-send", std::string("--bus=") + desk::kBusAddress, "--print-reply",
+                           "--dest=org.freedesktop.DBus", "/org/freedesktop/DBus",
+                           "org.freedesktop.DBus.ListNames"},
+                          folder,
+                          folder_ / "ask.log"},
+                         interrupt_);
+    }
+
+    fs::path folder_;
+    desk::Interrupt interrupt_;
+};
+
+TEST_F(ServiceParts, TheBusComesUpInAFolderOfAnyLengthAndName) {
+    const fs::path folder = folder_ / std::string(150, 'x') / R"(a 'b' "c" <d>; $e)";
+    fs::create_directories(folder);
+    {
+        const desk::PrivateBus bus(folder, folder_ / "bus.log", interrupt_);
+        EXPECT_NO_THROW(askTheBus(folder)) << desk::readFile(folder_ / "ask.log");
+    }
+    EXPECT_THROW(askTheBus(folder), desk::Failure) << "the bus outlives its owner";
+}
+
+TEST_F(ServiceParts, ABusThatDoesNotComeUpNamesItsLog) {
+    fs::create_directories(folder_ / "bus.conf/in/its/place");
+    try {
+        const desk::PrivateBus bus(folder_, folder_ / "bus.log", interrupt_);
+        FAIL() << "came up";
+    } catch (const desk::Failure &failure) {
+        EXPECT_NE(std::string(failure.what()).find("bus.conf"), std::string::npos);
+    }
+}
+
+TEST_F(ServiceParts, ANodeIsOffOnceNoProcessHoldsItsLock) {
+    const desk::NodeFolder node(folder_);
+    EXPECT_TRUE(node.isOff());
+    {
+        const desk::FolderLock host(folder_ / "boot_state.ini.lock");
+        ASSERT_TRUE(host.tryLock());
+        EXPECT_FALSE(node.isOff());
+    }
+    EXPECT_TRUE(node.isOff());
+}
+
+class Configuration : public ServiceParts {
+  protected:
+    std::string configuration(const desk::NodePlan &plan) {
+        desk::NodeFolder node(folder_ / "node");
+        desk::writeFile(folder_ / "factory", "too small for an image");
+        desk::writeFile(folder_ / "ca.pem", "a certificate");
+        try {
+            node.make(plan);
+        } catch (const desk::Failure &) { // the image; the configuration is written before it
+        }
+        return desk::readFile(node.config());
+    }
+
+    desk::NodePlan plan() const {
+        desk::NodePlan plan{.identity = desk::identityOf(3), .mode = "AP_Bridge", .role = "Agent"};
+        plan.bankBytes = 4096;
+        plan.factory = {folder_ / "factory", "4QZ1", 4};
+        return plan;
+    }
+};
+
+TEST_F(Configuration, ANodeWithoutAnAuthorityTakesPlainHttp) {
+    const std::string text = configuration(plan());
+    EXPECT_NE(text.find("allow_plain_http = yes"), std::string::npos);
+    EXPECT_NE(text.find("serial = DESK00000003"), std::string::npos);
+    EXPECT_EQ(text.find("[root]"), std::string::npos);
+}
+
+TEST_F(Configuration, ANodeOfAMeshKnowsItsRoot) {
+    desk::NodePlan mesh = plan();
+    mesh.authority = folder_ / "ca.pem";
+    mesh.broker = desk::RootBroker{"127.0.0.1:1", folder_ / "ca.pem"};
+    desk::writeFile(folder_ / "ca.pem", "a certificate");
+    const std::string text = configuration(mesh);
+    EXPECT_EQ(text.find("allow_plain_http"), std::string::npos);
+    EXPECT_NE(text.find("[root]\nbroker = 127.0.0.1:1\nca_certificate = root-ca.pem\n"),
+              std::string::npos);
+    EXPECT_EQ(desk::readFile(folder_ / "node/root-ca.pem"), "a certificate");
+}
+
+} // namespace

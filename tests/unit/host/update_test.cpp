@@ -1,0 +1,256 @@
+// SPDX-License-Identifier: MIT
+// The real library in the real host: every stage is told before its work, and a new process goes
+// on.
+#include "host_process.h"
+
+#include "platform/nal/boot.h"
+#include "platform/nal/digest.h"
+#include "platform/nal/image_manifest.h"
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <openssl/evp.h>
+
+namespace {
+
+constexpr const char *kMac = "02:00:00:AB:CD:EF";
+constexpr const char *kRunning = "4QZ-1.0";
+constexpr const char *kOffered = "4QZ-2.0";
+constexpr std::size_t kBankSize = 64 * 1024;
+
+std::string md5Of(const std::string &bytes) {
+    std::array<unsigned char, EVP_MAX_MD_SIZE> sum{};
+    unsigned size = 0;
+    EXPECT_EQ(EVP_Digest(bytes.data(), bytes.size(), sum.data(), &size, EVP_md5(), nullptr), 1);
+    std::string text;
+    for (unsigned i = 0; i < size; ++i) {
+        char digits[3];
+        std::snprintf(digits, sizeof digits, "%02x", sum.at(i));
+        text += digits;
+    }
+    return text;
+}
+
+// The stand-ins of the desk give the node its bridge, and let neither time pass nor it reboot.
+class Update : public HostProcess {
+  protected:
+    Update() {
+        program_ = OTA_DESK_HOST;
+        environment_ = {
+            {"OTA_DESK_MAC", kMac}, {"OTA_DESK_FAST", "1"}, {"OTA_DESK_REBOOT_FILE", in("reboot")}};
+        writeBanks();
+        writeImage();
+    }
+
+    void startAgent(const std::string &option = "") {
+        start(REAL_AGENT, option);
+        expect({R"({"note":"node","mac":"02:00:00:AB:CD:EF"})",
+                R"({"done":"start-up","deferred":0})"});
+    }
+
+    std::string offer(int policy, const std::string &checksum) const {
+        const std::string descriptor = R"({\"model\":\"M\",\"nxtMSVersion\":\")" +
+                                       std::string(kOffered) + R"(\",\"fileServerURL\":\"file://)" +
+                                       in("served") + R"(\",\"checksum\":\")" + checksum +
+                                       R"(\",\"mac\":\")" + kMac + R"(\",\"policy\":)" +
+                                       std::to_string(policy) + "}";
+        return R"({"event":"new-image","descriptor":")" + descriptor +
+               R"(","config":{"OffloadDownloadActivate":0,"initial_obardingStatus":1,)"
+               R"("firsttime_polling":0}})";
+    }
+
+    // The messages until the event is done, each call answered with 0: the stage of a note, the
+    // status word of a signal, the name of a timer.
+    std::vector<std::string> story() {
+        std::vector<std::string> words;
+        for (;;) {
+            const std::string text = next();
+            const host::Json message(cJSON_Parse(text.c_str()));
+            const cJSON *const root = message.get();
+            if (!root) {
+                words.push_back(text);
+                return words;
+            }
+            const auto textOf = [](const cJSON *object, const char *key) {
+                const char *const value = cJSON_GetStringValue(cJSON_GetObjectItem(object, key));
+                return std::string(value == nullptr ? "" : value);
+            };
+            if (cJSON_HasObjectItem(root, "done")) {
+                return words;
+            }
+            if (cJSON_HasObjectItem(root, "note")) {
+                words.push_back(textOf(root, "stage"));
+                continue;
+            }
+            const host::Json record(cJSON_Parse(textOf(root, "data").c_str()));
+            words.push_back(textOf(root, "call") == "signal" ? textOf(record.get(), "status")
+                                                             : textOf(root, "name"));
+            if (beforeAnswer_) {
+                beforeAnswer_(words.back());
+            }
+            send(R"({"ack":0})");
+        }
+    }
+
+    nal::BootState bootState() const {
+        nal::BootState state;
+        std::string whatIsWrong;
+        EXPECT_TRUE(nal::readBootState(in("boot_state"), state, whatIsWrong)) << whatIsWrong;
+        return state;
+    }
+
+    void boot() {
+        nal::BootState state;
+        std::string passedOver;
+        std::string whatIsWrong;
+        ASSERT_TRUE(
+            nal::bootNode(in("boot_state"), {in("a"), in("b")}, state, passedOver, whatIsWrong))
+            << whatIsWrong;
+    }
+
+    std::string fileText(const std::string &name) const {
+        std::ifstream file(in(name), std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    std::string image_;
+    std::function<void(const std::string &word)> beforeAnswer_;
+
+  private:
+    void writeBanks() {
+        std::string running(kBankSize, 'r');
+        std::ofstream(in("a")) << running;
+        std::ofstream(in("b")) << std::string(kBankSize, '\0');
+        nal::BootState state;
+        state.of(nal::Bank::a) = {true, kRunning, kBankSize, nal::sha256Of(running)};
+        std::string whatIsWrong;
+        EXPECT_TRUE(nal::writeBootState(in("boot_state"), state, whatIsWrong)) << whatIsWrong;
+        std::string config = fileText("node.conf");
+        config.replace(config.find("size=1K"), 7, "size=64K");
+        std::ofstream(configPath_) << config;
+    }
+
+    void writeImage() {
+        const std::string payload(20000, 'p');
+        std::string trailer;
+        std::string whatIsWrong;
+        EXPECT_TRUE(nal::formatImageTrailer({kOffered, "M", payload.size(), nal::sha256Of(payload)},
+                                            trailer, whatIsWrong))
+            << whatIsWrong;
+        image_ = payload + trailer;
+        std::ofstream(in("served")) << image_;
+    }
+};
+
+using Words = std::vector<std::string>;
+
+TEST_F(Update, TellsEveryStageOfAnUpdateUntilItsCommit) {
+    startAgent();
+    bool askedTooEarly = true;
+    beforeAnswer_ = [&](const std::string &) {
+        askedTooEarly = std::filesystem::exists(in("reboot"));
+    };
+    send(offer(1, md5Of(image_)));
+    EXPECT_EQ(story(), (Words{"downloading", "verifying", "writing", "activating", "rebooting",
+                              "OTA_SW_ACTIVATION_COMPLETE", "idle"}))
+        << errors();
+    EXPECT_FALSE(askedTooEarly) << "the report comes before the reboot";
+    EXPECT_TRUE(std::filesystem::exists(in("reboot")));
+    EXPECT_EQ(bootState().next, nal::Bank::b);
+    boot();
+    startOver();
+    start(REAL_AGENT);
+    EXPECT_EQ(next(), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})");
+    EXPECT_EQ(story(), (Words{"committing", "OTA_SW_COMMIT_COMPLETE", "idle"})) << errors();
+}
+
+TEST_F(Update, EndsIdleWhereItFailsOnItsWay) {
+    startAgent();
+    send(offer(1, std::string(32, '0')));
+    EXPECT_EQ(story(), (Words{"downloading", "verifying", "OTA_CRC_CHECK_FAILED", "idle"}))
+        << errors();
+    std::filesystem::remove(in("served"));
+    send(offer(1, md5Of(image_)));
+    EXPECT_EQ(story(), (Words{"downloading", "downloadRetryTimer", "idle"})) << errors();
+}
+
+TEST_F(Update, AsksForTheNextAttemptAtOnceWhereTheDeskHurries) {
+    startAgent();
+    std::filesystem::remove(in("served"));
+    send(offer(1, md5Of(image_)));
+    ASSERT_EQ(next(), R"({"note":"stage","stage":"downloading"})");
+    EXPECT_EQ(next(), R"({"call":"startTimer","seconds":0,"name":"downloadRetryTimer"})");
+}
+
+TEST_F(Update, GoesOnInANewProcessWithTheMemoryOfTheOldOne) {
+    startAgent();
+    send(offer(0, md5Of(image_)));
+    EXPECT_EQ(story(), (Words{"downloading", "verifying", "writing", "rebootTimer", "idle"}))
+        << errors();
+    send(R"({"event":"activation-time","record":"{\"model\":\"M\",\"actTime\":\"04:05\"}"})");
+    EXPECT_EQ(story(), (Words{"rebootTimer", "rebootTimer"}));
+    const std::string before = memory_;
+    EXPECT_NE(before.find(kOffered), std::string::npos) << before;
+    EXPECT_NE(before.find("\"g_rebootTime\":\"04:05\""), std::string::npos) << before;
+    EXPECT_NE(before.find("\"reboot_flag\":1"), std::string::npos) << before;
+    startOver();
+    startAgent("--no-commit-check");
+    EXPECT_NE(memory_, before);
+    send(R"({"event":"restore","memory":)" + before + "}");
+    EXPECT_EQ(story(), Words{});
+    EXPECT_EQ(memory_, before);
+    send(R"({"event":"timer","name":"rebootTimer"})");
+    EXPECT_EQ(story(), (Words{"activating", "rebooting", "OTA_SW_ACTIVATION_COMPLETE", "idle"}))
+        << errors();
+    EXPECT_EQ(fileText("ota_act_success"), std::string(kOffered) + "\n");
+}
+
+TEST_F(Update, OfTheVersionInThePassiveBankIsASwapInTheActivatingStage) {
+    startAgent();
+    send(offer(2, md5Of(image_)));
+    EXPECT_EQ(story().back(), "idle");
+    send(offer(1, md5Of(image_)));
+    EXPECT_EQ(story(), (Words{"activating", "OTA_SW_SWAP_PASSIVE", "rebooting",
+                              "OTA_SW_ACTIVATION_COMPLETE", "idle"}))
+        << errors();
+}
+
+TEST_F(Update, ThatIsAbandonedIsTakenBackAndNeverBoots) {
+    startAgent();
+    send(offer(1, md5Of(image_)));
+    EXPECT_EQ(story().back(), "idle");
+    ASSERT_EQ(bootState().next, nal::Bank::b);
+    startOver();
+    startAgent("--no-commit-check");
+    send(R"({"event":"abandon"})");
+    EXPECT_EQ(next(), R"({"done":"abandon","deferred":0})");
+    EXPECT_EQ(bootState().next, nal::Bank::a);
+    EXPECT_FALSE(std::filesystem::exists(in("ota_act_success")));
+    EXPECT_FALSE(std::filesystem::exists(in(kOffered)));
+    EXPECT_FALSE(std::filesystem::exists(in("ota_dwld_prog")));
+    EXPECT_TRUE(std::filesystem::exists(in("served")));
+    boot();
+    EXPECT_EQ(bootState().active, nal::Bank::a);
+}
+
+TEST_F(Update, ThatCannotBeTakenBackIsToldAndTheHostGoesOn) {
+    startAgent();
+    std::filesystem::remove(in("boot_state"));
+    send(R"({"event":"abandon"})");
+    const std::string done = next();
+    EXPECT_EQ(done.find(R"({"done":"abandon","deferred":0,"failed":"the upgrade was not taken )"
+                        "back as a whole: "),
+              0U)
+        << done;
+    EXPECT_NE(errors().find("error: ota-host: the upgrade was not taken back as a whole: " +
+                            in("boot_state") + ": cannot be opened"),
+              std::string::npos)
+        << errors();
+    send(R"({"event":"timer","name":"downloadStartTimer"})");
+    EXPECT_EQ(story(), (Words{"downloading", "idle"}));
+}
+
+} // namespace
