@@ -222,7 +222,10 @@ void Conductor::hostDone(const cJSON &message) {
         cancelling_ = false;
         gaveUp_ = false;
         lookAtBanks();
-        answerCancels(failed);
+        // Not before it is on the disk: what was cancelled must not come back.
+        with_.book.save([this, failed](const std::string &whatIsWrong) {
+            answerCancels(failed.empty() ? whatIsWrong : failed);
+        });
         return restoreMemory();
     case State::busy:
         hostCrashes_ = 0;
