@@ -1,0 +1,208 @@
+// SPDX-License-Identifier: MIT
+// What is refused and told, settings that change at run time, and what was put off for onboarding.
+#include "daemon_test.h"
+
+#include "host/message.h"
+
+#include "platform/nal/settings_overlay.h"
+
+#include <filesystem>
+#include <fstream>
+
+namespace otad::test {
+namespace {
+
+using host::Outcome;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+const char *const kPutOff = R"({"deferred":1,"memory":{"g_ISDeferedUpgrade":1}})";
+
+class Front : public DaemonTest {
+  protected:
+    nal::Overlay keptSettings() const {
+        nal::Overlay overlay;
+        std::string whatIsWrong;
+        EXPECT_TRUE(nal::readOverlay(config_.overlayPath(), overlay, whatIsWrong)) << whatIsWrong;
+        return overlay;
+    }
+
+    void waitUntilAnswered(const ReplyRef &reply) const {
+        ASSERT_TRUE(turnUntil([&] { return reply->times > 0; }));
+        EXPECT_EQ(reply->times, 1);
+    }
+
+    // An offer that the agent puts off when its window ends.
+    std::uint64_t offerThatIsPutOff() {
+        host_.on("new-image", {startTimer("downloadStartTimer", 0)});
+        host_.on("timer", {doneWith(kPutOff)});
+        startUp();
+        const std::uint64_t ticket = ticketOf(offer());
+        EXPECT_TRUE(turnUntil([&] { return kept().standing && kept().standing->deferred; }));
+        return ticket;
+    }
+};
+
+TEST_F(Front, refuses_what_the_guard_refuses_and_tells_it_with_its_code) {
+    startUp();
+    struct Row {
+        ReplyRef reply;
+        Outcome outcome;
+        const char *field;
+    };
+    const Row rows[] = {
+        {offerText("{}"), Outcome::keyMissing, "model"},
+        {offer(4), Outcome::policyOutOfRange, "policy"},
+        {offer(0, "4QZ-$(reboot)"), Outcome::versionMalformed, "nxtMSVersion"},
+        {activateAt("25:00"), Outcome::timeMalformed, "actTime"},
+        {change("model", "x"), Outcome::settingUnknown, "model"},
+        {change("onboarding", "2"), Outcome::settingMalformed, "onboarding"},
+    };
+    std::vector<std::string> expected;
+    for (const Row &row : rows) {
+        ASSERT_EQ(row.reply->times, 1);
+        EXPECT_EQ(row.reply->refused, row.outcome) << row.reply->text;
+        EXPECT_THAT(row.reply->text, HasSubstr(row.field));
+        expected.push_back("0 " + std::to_string(host::rowOf(row.outcome).code) + " " +
+                           row.reply->text);
+    }
+    EXPECT_EQ(told("refused"), expected);
+    turnWhileBusy();
+    EXPECT_THAT(host_.heard(), ElementsAre("start-up"));
+    EXPECT_FALSE(std::filesystem::exists(config_.overlayPath()));
+}
+
+TEST_F(Front, refuses_flags_out_of_range) {
+    startUp();
+    std::optional<Outcome> refused;
+    daemon_->offerImage(
+        descriptorOf(0, kNew), {256, 0, 0},
+        [&](const host::guard::Refusal *refusal, std::uint64_t) { refused = refusal->outcome; });
+    EXPECT_EQ(refused, Outcome::flagOutOfRange);
+}
+
+TEST_F(Front, judges_by_the_rules_of_the_configuration) {
+    config_.lowestVersion = kOther;
+    startUp();
+    EXPECT_EQ(offer()->refused, Outcome::versionBelowFloor);
+    EXPECT_NE(ticketOf(offer(0, kOther)), 0U);
+}
+
+TEST_F(Front, keeps_a_setting_and_has_it_in_force) {
+    startUp();
+    const ReplyRef reply = change("preferred_activation_time", "04:15");
+    waitUntilAnswered(reply);
+    EXPECT_FALSE(reply->refused) << reply->text;
+    EXPECT_EQ(daemon_->status().preferredActivationTime, "04:15");
+    EXPECT_EQ(keptSettings().preferredActivationTime, "04:15");
+    EXPECT_THAT(told("setting-changed"), ElementsAre("0 0 preferred_activation_time is 04:15"));
+    startUp();
+    EXPECT_EQ(daemon_->status().preferredActivationTime, "04:15");
+}
+
+TEST_F(Front, keeps_settings_that_change_at_the_same_time) {
+    startUp();
+    const ReplyRef mode = change("work_mode", "AP_Bridge");
+    const ReplyRef role = change("work_role", "Agent");
+    const ReplyRef again = change("work_mode", "RGW");
+    waitUntilAnswered(mode);
+    waitUntilAnswered(role);
+    waitUntilAnswered(again);
+    EXPECT_EQ(keptSettings().workMode, "RGW");
+    EXPECT_EQ(keptSettings().workRole, "Agent");
+    EXPECT_EQ(daemon_->status().workMode, "RGW");
+    EXPECT_EQ(daemon_->status().workRole, "Agent");
+}
+
+TEST_F(Front, refuses_a_setting_that_cannot_be_kept_and_goes_on_with_the_old_one) {
+    startUp();
+    turnWhileBusy();
+    breakStateDirectory();
+    const ReplyRef lost = change("work_mode", "AP_Bridge");
+    const ReplyRef alsoLost = change("work_role", "Agent");
+    waitUntilAnswered(lost);
+    waitUntilAnswered(alsoLost);
+    EXPECT_EQ(lost->refused, Outcome::notKept);
+    EXPECT_EQ(daemon_->status().workMode, "RGW");
+    mendStateDirectory();
+    waitUntilAnswered(change("onboarding", "1"));
+    EXPECT_FALSE(keptSettings().workMode);
+    EXPECT_EQ(keptSettings().onboarding, "1");
+}
+
+TEST_F(Front, tells_settings_that_cannot_be_used_and_goes_on_with_the_configuration) {
+    std::ofstream(config_.overlayPath()) << "nonsense\n";
+    testing::internal::CaptureStderr();
+    startUp();
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("settings.ini"));
+    EXPECT_EQ(daemon_->status().workMode, "RGW");
+}
+
+TEST_F(Front, explains_what_was_refused_last_and_how_the_last_request_ended) {
+    host_.on("new-image", {report("OTA_CRC_CHECK_FAILED")});
+    startUp();
+    const std::uint64_t ticket = ticketOf(offer());
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    const std::string refusal = offer(4)->text;
+    std::string all;
+    for (const auto &[topic, sentence] : daemon_->explain()) {
+        all += sentence + "\n";
+    }
+    EXPECT_THAT(all, HasSubstr(refusal));
+    EXPECT_THAT(all, HasSubstr("OTA_CRC_CHECK_FAILED"));
+}
+
+TEST_F(Front, shows_an_offer_that_was_put_off_and_keeps_that) {
+    config_.onboarding = 1;
+    const std::uint64_t ticket = offerThatIsPutOff();
+    EXPECT_TRUE(daemon_->status().deferred);
+    EXPECT_EQ(daemon_->status().stage, "waiting");
+    EXPECT_EQ(daemon_->status().ticket, ticket);
+    EXPECT_EQ(told("deferred").size(), 1U);
+    EXPECT_THAT(codesOf(ticket), IsEmpty());
+}
+
+TEST_F(Front, takes_up_what_was_put_off_when_onboarding_ends) {
+    config_.onboarding = 1;
+    const std::uint64_t ticket = offerThatIsPutOff();
+    host_.on("timer", {report("NO_OTA_SW_UPGRADE")});
+    waitUntilAnswered(change("onboarding", "1"));
+    turnWhileBusy();
+    EXPECT_EQ(host_.count("timer"), 1U);
+    waitUntilAnswered(change("onboarding", "0"));
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_THAT(host_.heard(), ElementsAre("start-up", "new-image", "ack 0", "timer", "restore",
+                                           "timer", "ack -1"));
+    EXPECT_THAT(host_.events("restore")[0], HasSubstr(R"("g_ISDeferedUpgrade":0)"));
+    EXPECT_THAT(host_.events("timer")[1], HasSubstr("downloadStartTimer"));
+    EXPECT_THAT(codesOf(ticket), ElementsAre(host::rowOf(Outcome::notNeeded).code));
+    EXPECT_FALSE(daemon_->status().deferred);
+    EXPECT_TRUE(idle());
+}
+
+TEST_F(Front, takes_up_an_activation_that_was_put_off_when_onboarding_ends) {
+    config_.onboarding = 1;
+    runFrom(nal::Bank::a, kOld, kNew);
+    offerThatIsPutOff();
+    waitUntilAnswered(change("onboarding", "0"));
+    ASSERT_TRUE(turnUntil([&] { return host_.count("timer") == 2; }));
+    EXPECT_THAT(host_.events("timer")[1], HasSubstr("rebootTimer"));
+}
+
+TEST_F(Front, takes_up_what_the_agent_puts_off_while_onboarding_ends) {
+    config_.onboarding = 1;
+    host_.on("new-image", {startTimer("downloadStartTimer", 0)});
+    host_.on("timer", {waitFor("go"), doneWith(kPutOff)});
+    host_.on("timer", {report("NO_OTA_SW_UPGRADE")});
+    startUp();
+    const std::uint64_t ticket = ticketOf(offer());
+    ASSERT_TRUE(turnUntil([&] { return host_.count("timer") == 1; }));
+    waitUntilAnswered(change("onboarding", "0"));
+    host_.release("go");
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_EQ(host_.count("timer"), 2U);
+}
+
+} // namespace
+} // namespace otad::test

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+// The ledger's file: kept, read again, and put aside where it is damaged.
+#include "host/daemon/request_book.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <poll.h>
+
+namespace otad {
+namespace {
+
+namespace fs = std::filesystem;
+
+class Book : public testing::Test {
+  protected:
+    Book() {
+        char name[] = "/tmp/ota-book-test.XXXXXX";
+        folder_ = mkdtemp(name);
+        path_ = folder_ / "requests.json";
+    }
+    ~Book() override { fs::remove_all(folder_); }
+
+    std::string save(RequestBook &book) {
+        std::string result = "never answered";
+        book.save([&](const std::string &whatIsWrong) { result = whatIsWrong; });
+        pollfd entry{disk_.fd(), POLLIN, 0};
+        poll(&entry, 1, 10'000);
+        disk_.dispatch();
+        return result;
+    }
+
+    fs::path folder_;
+    std::string path_;
+    DiskWriter disk_;
+    std::string whatIsWrong_;
+};
+
+TEST_F(Book, without_a_file_is_empty) {
+    RequestBook book(disk_, path_);
+    EXPECT_TRUE(book.load(whatIsWrong_));
+    EXPECT_EQ(book.ledger(), Ledger{});
+}
+
+TEST_F(Book, reads_what_it_kept) {
+    RequestBook book(disk_, path_);
+    book.ledger().nextTicket = 7;
+    book.ledger().queue.push_back({6, kMobileTrigger, R"({"event":"mobile-trigger"})", "", 0});
+    ASSERT_EQ(save(book), "");
+    RequestBook again(disk_, path_);
+    ASSERT_TRUE(again.load(whatIsWrong_)) << whatIsWrong_;
+    EXPECT_EQ(again.ledger(), book.ledger());
+}
+
+TEST_F(Book, that_is_damaged_is_put_aside_and_told) {
+    std::ofstream(path_) << "{\"half\": ";
+    RequestBook book(disk_, path_);
+    book.ledger().nextTicket = 9;
+    EXPECT_FALSE(book.load(whatIsWrong_));
+    EXPECT_NE(whatIsWrong_.find(path_ + ".damaged"), std::string::npos) << whatIsWrong_;
+    EXPECT_TRUE(fs::exists(path_ + ".damaged"));
+    EXPECT_FALSE(fs::exists(path_));
+}
+
+TEST_F(Book, tells_where_it_cannot_be_kept) {
+    RequestBook book(disk_, (folder_ / "missing/requests.json").string());
+    EXPECT_NE(save(book).find("missing/requests.json"), std::string::npos);
+}
+
+} // namespace
+} // namespace otad

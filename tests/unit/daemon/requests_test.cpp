@@ -1,0 +1,193 @@
+// SPDX-License-Identifier: MIT
+// Requests are kept before anything happens with them, and run one at a time, in their order.
+#include "daemon_test.h"
+
+#include "host/message.h"
+
+#include <filesystem>
+
+namespace otad::test {
+namespace {
+
+using host::Outcome;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr int kLongestQueue = 16;
+
+class Requests : public DaemonTest {
+  protected:
+    // The agent works on an offer until "go".
+    std::uint64_t makeBusy() {
+        host_.on("new-image",
+                 {stage("downloading"), waitFor("go"), report("OTA_SW_FLASH_WRITE_FAILED")});
+        startUp();
+        const std::uint64_t ticket = ticketOf(offer());
+        EXPECT_TRUE(turnUntil([&] { return daemon_->status().stage == "downloading"; }));
+        return ticket;
+    }
+};
+
+TEST_F(Requests, are_on_the_disk_before_they_are_answered) {
+    startUp();
+    Ledger seen;
+    std::uint64_t answered = 0;
+    daemon_->offerImage(descriptorOf(1, kNew), {2, 1, 0},
+                        [&](const host::guard::Refusal *refusal, std::uint64_t ticket) {
+                            EXPECT_EQ(refusal, nullptr);
+                            seen = kept();
+                            answered = ticket;
+                        });
+    EXPECT_EQ(answered, 0U);
+    ASSERT_TRUE(turnUntil([&] { return answered != 0; }));
+    ASSERT_EQ(seen.queue.size(), 1U);
+    EXPECT_EQ(seen.queue[0].ticket, answered);
+    EXPECT_EQ(seen.queue[0].version, kNew);
+    EXPECT_EQ(seen.queue[0].policy, 1);
+    EXPECT_EQ(seen.nextTicket, answered + 1);
+}
+
+TEST_F(Requests, are_on_the_disk_as_running_before_the_agent_hears_of_them) {
+    host_.on("new-image", {copy("state/requests.json", "seen"), report("NO_OTA_SW_UPGRADE")});
+    startUp();
+    const std::uint64_t ticket = ticketOf(offer());
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    const Ledger seen = ledgerIn("seen");
+    ASSERT_TRUE(seen.running);
+    EXPECT_EQ(seen.running->request.ticket, ticket);
+    EXPECT_EQ(seen.running->starts, 1);
+    EXPECT_EQ(seen.running->bank, "a");
+    EXPECT_THAT(seen.queue, IsEmpty());
+}
+
+TEST_F(Requests, carry_to_the_agent_what_was_checked) {
+    startUp();
+    const auto reply = std::make_shared<Reply>();
+    daemon_->offerImage(
+        descriptorOf(2, kNew), {3, 1, 0},
+        [&](const host::guard::Refusal *, std::uint64_t ticket) { reply->ticket = ticket; });
+    ASSERT_TRUE(turnUntil([&] { return reply->ticket != 0 && finished(reply->ticket); }));
+    ASSERT_EQ(host_.count("new-image"), 1U);
+    const host::Json event = host::parsed(host_.events("new-image")[0]);
+    EXPECT_EQ(host::textOf(event.get(), "descriptor"), descriptorOf(2, kNew));
+    const cJSON *const config = cJSON_GetObjectItemCaseSensitive(event.get(), "config");
+    EXPECT_EQ(host::numberOf(config, "OffloadDownloadActivate"), 3);
+    EXPECT_EQ(host::numberOf(config, "initial_obardingStatus"), 1);
+    EXPECT_EQ(host::numberOf(config, "firsttime_polling"), 0);
+}
+
+TEST_F(Requests, that_cannot_be_kept_are_refused_and_leave_nothing_behind) {
+    startUp();
+    turnWhileBusy();
+    breakStateDirectory();
+    const ReplyRef lost = offer();
+    ASSERT_TRUE(turnUntil([&] { return lost->times > 0; }));
+    EXPECT_EQ(lost->refused, Outcome::notKept);
+    EXPECT_THAT(lost->text, HasSubstr(in("state/requests.json")));
+    EXPECT_EQ(daemon_->status().queued, 0U);
+    turnWhileBusy();
+    EXPECT_EQ(host_.count("new-image"), 0U);
+    mendStateDirectory();
+    EXPECT_THAT(kept().queue, IsEmpty());
+    const std::uint64_t ticket = ticketOf(offer());
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_EQ(host_.count("new-image"), 1U);
+    EXPECT_EQ(lost->times, 1);
+}
+
+TEST_F(Requests, wait_where_the_disk_fails_behind_the_answer_and_tell_it) {
+    startUp();
+    turnWhileBusy();
+    const auto reply = std::make_shared<Reply>();
+    daemon_->offerImage(descriptorOf(0, kNew), {0, 0, 0},
+                        [&](const host::guard::Refusal *, std::uint64_t ticket) {
+                            reply->ticket = ticket;
+                            breakStateDirectory(); // full, or gone, a moment later
+                        });
+    ASSERT_TRUE(turnUntil([&] { return reply->ticket != 0; }));
+    turnWhileBusy();
+    EXPECT_EQ(host_.count("new-image"), 0U);
+    EXPECT_NE(daemon_->status().ticket, 0U);
+    stop(); // as in a power cut: the request is on the disk that comes back
+    mendStateDirectory();
+    startUp();
+    ASSERT_TRUE(turnUntil([&] { return finished(reply->ticket); }));
+    EXPECT_EQ(host_.count("new-image"), 1U);
+}
+
+TEST_F(Requests, run_in_their_order_and_are_answered_while_the_agent_is_busy) {
+    makeBusy();
+    const std::uint64_t second = ticketOf(trigger());
+    const std::uint64_t third = ticketOf(activateAt("03:30"));
+    const std::uint64_t fourth = ticketOf(offer(0, kOther));
+    EXPECT_EQ(daemon_->status().queued, 3U);
+    EXPECT_THAT(host_.heard(), ElementsAre("start-up", "new-image"));
+    host_.release("go");
+    ASSERT_TRUE(turnUntil([&] { return finished(fourth); }));
+    EXPECT_THAT(host_.heard(), ElementsAre("start-up", "new-image", "ack -1", "mobile-trigger",
+                                           "activation-time", "new-image"));
+    EXPECT_THAT(codesOf(second), ElementsAre(0));
+    EXPECT_THAT(codesOf(third), ElementsAre(0));
+    EXPECT_LT(second, third);
+    EXPECT_LT(third, fourth);
+    EXPECT_TRUE(idle());
+}
+
+TEST_F(Requests, more_than_the_queue_takes_are_refused) {
+    makeBusy();
+    for (int i = 0; i < kLongestQueue; ++i) {
+        ticketOf(trigger());
+    }
+    const ReplyRef tooMany = trigger();
+    ASSERT_EQ(tooMany->times, 1);
+    EXPECT_EQ(tooMany->refused, Outcome::queueFull);
+    host_.release("go");
+    ASSERT_TRUE(
+        turnUntil([&] { return daemon_->status().ticket == 0 && daemon_->status().queued == 0; }));
+    EXPECT_EQ(host_.count("mobile-trigger"), static_cast<std::size_t>(kLongestQueue));
+}
+
+TEST_F(Requests, an_offer_that_waits_is_superseded_by_the_next_one) {
+    host_.on("new-image", {startTimer("rebootTimer", kLong)});
+    host_.on("new-image", {stopTimer("rebootTimer"), report("NO_OTA_SW_UPGRADE")});
+    startUp();
+    const std::uint64_t first = ticketOf(offer());
+    ASSERT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
+    const std::uint64_t second = ticketOf(offer(0, kOther));
+    ASSERT_TRUE(turnUntil([&] { return finished(second); }));
+    EXPECT_THAT(codesOf(first), ElementsAre(host::rowOf(Outcome::superseded).code));
+    EXPECT_THAT(codesOf(second), ElementsAre(host::rowOf(Outcome::notNeeded).code));
+    ASSERT_TRUE(turnUntil([&] { return !kept().standing && !kept().running; }));
+    EXPECT_TRUE(idle());
+}
+
+TEST_F(Requests, before_the_node_s_address_is_known_are_refused_as_too_early) {
+    host_.release("nameless");
+    host_.on("start-up", {waitFor("go"), say(R"({"note":"node","mac":"02:00:5E:10:00:01"})")});
+    start();
+    for (const ReplyRef &early : {offer(), trigger(), activateAt("03:30")}) {
+        EXPECT_EQ(early->refused, Outcome::notReady);
+    }
+    EXPECT_EQ(told("refused").size(), 3U);
+    host_.release("go");
+    ASSERT_TRUE(turnUntil([&] { return hasStarted(); }));
+    EXPECT_NE(ticketOf(trigger()), 0U);
+}
+
+TEST_F(Requests, wait_for_an_agent_that_waits_itself_which_is_told) {
+    host_.on("start-up",
+             {say(R"({"note":"waits-for","path":"/run/manager.sock"})"), waitFor("go")});
+    start();
+    ASSERT_TRUE(turnUntil([&] { return daemon_->status().stage == "waiting"; }));
+    ASSERT_EQ(told("agent-waits").size(), 1U);
+    EXPECT_THAT(told("agent-waits")[0], HasSubstr("/run/manager.sock"));
+    const std::uint64_t ticket = ticketOf(trigger());
+    turnWhileBusy();
+    EXPECT_EQ(host_.count("mobile-trigger"), 0U);
+    host_.release("go");
+    EXPECT_TRUE(turnUntil([&] { return finished(ticket); }));
+}
+
+} // namespace
+} // namespace otad::test

@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: MIT
+// Another daemon on what an earlier one kept: in the same boot, and after another one.
+#include "daemon_test.h"
+
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+
+namespace otad::test {
+namespace {
+
+using host::Outcome;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+int codeOf(Outcome outcome) { return host::rowOf(outcome).code; }
+
+class Restart : public DaemonTest {
+  protected:
+    // The daemon ends in the middle of an offer's call.
+    std::uint64_t breakOffACall() {
+        host_.on("new-image", {stage("downloading"), waitFor("never")});
+        startUp();
+        const std::uint64_t ticket = ticketOf(offer());
+        EXPECT_TRUE(turnUntil([&] { return host_.count("new-image") == 1; }));
+        stop();
+        return ticket;
+    }
+
+    // An offer of this policy was activated, and the daemon ended.
+    std::uint64_t activate(int policy = 0) {
+        host_.on("new-image", {stage("activating"), stage("rebooting")});
+        startUp();
+        const std::uint64_t ticket = ticketOf(offer(policy));
+        EXPECT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
+        stop();
+        return ticket;
+    }
+
+    static ArmedTimer endingIn(const std::string &name, int seconds) {
+        const std::int64_t now = std::time(nullptr);
+        return {name, kLong, bootNowMs() + seconds * 1000, now + seconds - kLong, now + seconds};
+    }
+};
+
+TEST_F(Restart, does_the_call_again_that_broke_off) {
+    const std::uint64_t ticket = breakOffACall();
+    host_.on("new-image", {report("NO_OTA_SW_UPGRADE")});
+    startUp();
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_THAT(codesOf(ticket), ElementsAre(codeOf(Outcome::notNeeded)));
+    EXPECT_EQ(host_.count("new-image"), 2U);
+    EXPECT_THAT(host_.events("start-up"), ElementsAre(HasSubstr(R"("commitCheck":true)"),
+                                                      HasSubstr(R"("commitCheck":false)")));
+    EXPECT_THAT(told("taken-up"), ElementsAre(std::to_string(ticket) + " 0 it had broken off"));
+    EXPECT_THAT(told("boot").size(), 1U);
+}
+
+TEST_F(Restart, after_another_boot_checks_the_commit_and_does_the_call_again) {
+    const std::uint64_t ticket = breakOffACall();
+    host_.on("new-image", {report("NO_OTA_SW_UPGRADE")});
+    startUp("boot-2");
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_THAT(host_.events("start-up")[1], HasSubstr(R"("commitCheck":true)"));
+    EXPECT_THAT(told("boot").size(), 2U);
+    ASSERT_TRUE(turnUntil([&] { return kept().bootId == "boot-2"; }));
+}
+
+TEST_F(Restart, keeps_the_order_of_what_waits) {
+    breakOffACall();
+    Ledger ledger = kept();
+    ledger.queue.push_back({ledger.nextTicket++, kMobileTrigger,
+                            R"({"event":"mobile-trigger","newswavailflag":1})", "", 0});
+    ledger.queue.push_back(offerRequest(ledger.nextTicket++, 0, kOther));
+    keep(ledger);
+    startUp();
+    const std::uint64_t last = ledger.nextTicket - 1;
+    ASSERT_TRUE(turnUntil([&] { return finished(last); }));
+    EXPECT_THAT(host_.heard(), ElementsAre("start-up", "new-image", "start-up", "restore",
+                                           "new-image", "mobile-trigger", "new-image"));
+    EXPECT_GT(ticketOf(trigger()), last);
+}
+
+TEST_F(Restart, takes_up_an_offer_that_waits_for_its_timer) {
+    host_.on("new-image", {startTimer("rebootTimer", kLong)});
+    host_.on("timer", {stage("activating"), report("OTA_SW_ACTIVATION_FAILED")});
+    startUp();
+    const std::uint64_t ticket = ticketOf(offer());
+    ASSERT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
+    stop();
+    startUp();
+    ASSERT_TRUE(turnUntil([&] { return !told("taken-up").empty(); }));
+    EXPECT_EQ(daemon_->status().ticket, ticket);
+    EXPECT_EQ(daemon_->status().stage, "waiting");
+    ASSERT_EQ(daemon_->status().timers.size(), 1U);
+    EXPECT_GT(daemon_->status().timers[0].seconds, kLong - 100U);
+    EXPECT_THAT(host_.events("restore"), ElementsAre(HasSubstr(R"("after":"new-image")")));
+    stop();
+    Ledger ledger = kept();
+    ledger.timers = {endingIn("rebootTimer", 0)};
+    keep(ledger);
+    startUp();
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_THAT(codesOf(ticket), ElementsAre(codeOf(Outcome::activationFailed)));
+    EXPECT_THAT(host_.heard(), ElementsAre("start-up", "new-image", "ack 0", "start-up", "restore",
+                                           "start-up", "restore", "timer", "ack -1"));
+}
+
+TEST_F(Restart, into_the_activated_bank_ends_the_offer_as_the_commit_check_says) {
+    const std::uint64_t ticket = activate();
+    runFrom(nal::Bank::b, kNew);
+    host_.on("start-up", {});
+    host_.on("start-up", {report("OTA_SW_COMMIT_COMPLETE")});
+    startUp("boot-2");
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_THAT(codesOf(ticket), ElementsAre(codeOf(Outcome::done)));
+    EXPECT_EQ(host_.count("new-image"), 1U);
+    EXPECT_TRUE(idle());
+    EXPECT_EQ(daemon_->status().statusWord, "OTA_SW_COMMIT_COMPLETE");
+    ASSERT_TRUE(turnUntil([&] { return !kept().standing; }));
+    startUp("boot-2");
+    turnWhileBusy();
+    EXPECT_THAT(codesOf(ticket), ElementsAre(codeOf(Outcome::done))) << "only once";
+    EXPECT_EQ(daemon_->status().statusWord, "OTA_SW_COMMIT_COMPLETE");
+    EXPECT_THAT(daemon_->status().statusRecord, HasSubstr("OTA_SW_COMMIT_COMPLETE"));
+}
+
+TEST_F(Restart, into_the_activated_bank_without_a_word_is_judged_by_the_bank) {
+    const std::uint64_t ticket = activate(3);
+    runFrom(nal::Bank::b, kNew);
+    startUp("boot-2");
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_THAT(codesOf(ticket), ElementsAre(codeOf(Outcome::activated)));
+}
+
+TEST_F(Restart, into_the_old_bank_tells_that_the_activated_one_was_passed_over) {
+    const std::uint64_t ticket = activate();
+    startUp("boot-2");
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_THAT(codesOf(ticket), ElementsAre(codeOf(Outcome::commitFailed)));
+    EXPECT_EQ(host_.count("new-image"), 1U);
+}
+
+TEST_F(Restart, before_the_reboot_came_waits_on_for_it) {
+    const std::uint64_t ticket = activate();
+    startUp();
+    ASSERT_TRUE(turnUntil([&] { return daemon_->status().stage == "rebooting"; }));
+    turnWhileBusy();
+    EXPECT_THAT(codesOf(ticket), IsEmpty());
+    EXPECT_EQ(host_.count("new-image"), 1U);
+}
+
+TEST_F(Restart, puts_a_damaged_book_aside_tells_it_and_starts_idle) {
+    std::ofstream(in("state/requests.json")) << "{\"half\": ";
+    startUp();
+    ASSERT_EQ(told("state-damaged").size(), 1U);
+    EXPECT_THAT(told("state-damaged")[0], HasSubstr("requests.json.damaged"));
+    EXPECT_TRUE(std::filesystem::exists(in("state/requests.json.damaged")));
+    const std::uint64_t ticket = ticketOf(offer());
+    EXPECT_TRUE(turnUntil([&] { return finished(ticket); }));
+}
+
+TEST_F(Restart, gives_up_a_call_that_crashed_too_often_before) {
+    Ledger ledger;
+    ledger.bootId = "boot-1";
+    ledger.nextTicket = 3;
+    ledger.running = Running{offerRequest(2), 3, 3, "a", false};
+    keep(ledger);
+    startUp();
+    ASSERT_TRUE(turnUntil([&] { return finished(2) && idle() && !kept().running; }));
+    EXPECT_THAT(codesOf(2), ElementsAre(codeOf(Outcome::hostCrashed)));
+    EXPECT_THAT(host_.heard(), ElementsAre("start-up", "abandon"));
+}
+
+} // namespace
+} // namespace otad::test
