@@ -151,7 +151,10 @@ __attribute__((constructor)) void lookForTwin() {
         return;
     }
     DIR *const processes = opendir("/proc");
-    while (const dirent *entry = processes == nullptr ? nullptr : readdir(processes)) {
+    if (processes == nullptr) {
+        std::abort(); // twins would go unseen
+    }
+    while (const dirent *entry = readdir(processes)) {
         const long id = std::strtol(entry->d_name, nullptr, 10);
         if (id > 0 && id != getpid() && sameFolder(entry->d_name) && isLivingHost(entry->d_name)) {
             leaveMark(hold, ".twin", id);
