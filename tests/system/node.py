@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """A node as the tests of the service see it: its bus, otad, a client, and who boots it."""
 
+import contextlib
 import hashlib
 import json
 import os
@@ -47,9 +48,13 @@ class Node(NodeFolder):
         place.closes(self.close)
 
     def close(self):
+        """Whatever state a test has left it in."""
         if self.daemon and self.daemon.is_running():
             self.daemon.kill()
         self.bus.stop()
+        for pid in self.processes():
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(pid, signal.SIGKILL)
         self.wait_until_off()
 
     # Power and processes.

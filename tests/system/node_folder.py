@@ -72,8 +72,9 @@ class NodeFolder:
             return bank.read(len(image)) == image
 
     def kept_requests(self):
-        """What the daemon keeps on the disk."""
-        return json.loads((self.folder / "configs/otad/requests.json").read_text())
+        """What the daemon keeps on the disk; none before it kept anything."""
+        path = self.folder / "configs/otad/requests.json"
+        return json.loads(path.read_text()) if path.exists() else None
 
     def boot_state(self):
         """{"active": ..., "next": ..., "a": {"whole": ..., "version": ...}, "b": ...}"""

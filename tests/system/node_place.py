@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """Where a test of the service happens: a folder, programs that were built, processes, waiting."""
 
+import contextlib
 import os
 import pathlib
 import shutil
@@ -102,9 +103,10 @@ class Place:
         return self
 
     def __exit__(self, *_):
-        for close in reversed(self._closers):
-            close()
-        shutil.rmtree(self.folder)
+        with contextlib.ExitStack() as everything:
+            everything.callback(shutil.rmtree, self.folder)
+            for close in self._closers:
+                everything.callback(close)
 
     def closes(self, close):
         self._closers.append(close)

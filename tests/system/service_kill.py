@@ -237,7 +237,8 @@ class Kill(node_case.FleetCase):
             if met:
                 rebooting = node.reboot_file.exists()
                 node.kill_daemon()
-                kept = node.kept_requests()["nextTicket"] > 1
+                requests = node.kept_requests()
+                kept = requests is not None and requests["nextTicket"] > 1
                 node.let_go()
                 if rebooting:
                     node.boot()

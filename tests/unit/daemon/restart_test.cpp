@@ -50,6 +50,7 @@ TEST_F(Restart, does_the_call_again_that_broke_off) {
     startUp();
     ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
     EXPECT_THAT(codesOf(ticket), ElementsAre(codeOf(Outcome::notNeeded)));
+    EXPECT_THAT(host_.events("restore"), ElementsAre(HasSubstr(R"("after":"start-up")")));
     EXPECT_EQ(host_.count("new-image"), 2U);
     EXPECT_THAT(host_.events("start-up"), ElementsAre(HasSubstr(R"("commitCheck":true)"),
                                                       HasSubstr(R"("commitCheck":false)")));

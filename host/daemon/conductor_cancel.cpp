@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: MIT
+// Requests that are ended before their time.
+#include "host/daemon/conductor.h"
+
+#include <algorithm>
+
+namespace otad {
+
+// What runs works for the offer that stands: one is not cancelled without the other.
+bool Conductor::runsOrStands(std::uint64_t ticket) const {
+    const Ledger &ledger = with_.book.ledger();
+    if (ticket == 0) {
+        return ledger.running || ledger.standing || !with_.timers.armed().empty();
+    }
+    return (ledger.running && ledger.running->request.ticket == ticket) ||
+           (ledger.standing && ledger.standing->offer.ticket == ticket);
+}
+
+void Conductor::cancel(std::uint64_t ticket, Answer answer) {
+    if (runsOrStands(ticket)) {
+        cancelAnswers_.push_back(std::move(answer));
+        if (!cancelling_) {
+            cancelling_ = true;
+            cancelled_ = ticket != 0 ? ticket : with_.board.lastStatus().ticket;
+            if (host_.running()) {
+                host_.kill(); // its end comes from the loop
+            } else {
+                hostEnded("");
+            }
+        }
+        return;
+    }
+    if (cancelInQueue(ticket, answer)) {
+        return;
+    }
+    const auto nothing = host::guard::Refusal{
+        host::Outcome::nothingToCancel, "ticket",
+        ticket == 0 ? "nothing runs and nothing waits"
+                    : "no request of ticket " + std::to_string(ticket) + " runs or waits"};
+    answer(&nothing, 0);
+}
+
+// With 0 the first that waits.
+bool Conductor::cancelInQueue(std::uint64_t ticket, const Answer &answer) {
+    auto &queue = ledger().queue;
+    const auto found = std::find_if(queue.begin(), queue.end(), [&](const Request &one) {
+        return (ticket == 0 || one.ticket == ticket) && one.kind != kTimer;
+    });
+    if (found == queue.end()) {
+        return false;
+    }
+    const Request request = *found;
+    queue.erase(found);
+    finish(request, host::Outcome::cancelled, "it had not begun");
+    saveAndAnswer({answer}, request.ticket, "");
+    with_.board.refresh();
+    return true;
+}
+
+// The host was killed for it: nothing of the request may come back.
+void Conductor::forgetEverything() {
+    // The call of a timer is the standing offer's.
+    if (ledger().running && ledger().running->request.kind != kTimer) {
+        finish(ledger().running->request, host::Outcome::cancelled, "while it ran");
+    }
+    if (ledger().standing) {
+        finish(ledger().standing->offer, host::Outcome::cancelled, "while it waited");
+    }
+    ledger().running.reset();
+    ledger().standing.reset();
+    ledger().timers.clear();
+    ledger().memory.clear();
+    std::erase_if(ledger().queue, [](const Request &one) { return one.kind == kTimer; });
+    with_.board.setDeferred(false);
+    with_.book.save();
+}
+
+// Ended it is in any case; what could not be cleaned away is told to whoever asked.
+void Conductor::answerCancels(const std::string &whatIsLeft) {
+    std::vector<Answer> answers;
+    answers.swap(cancelAnswers_);
+    saveAndAnswer(std::move(answers), cancelled_, whatIsLeft);
+}
+
+// Not before it is kept that the request is over: no start may take it up again.
+void Conductor::saveAndAnswer(std::vector<Answer> answers, std::uint64_t ticket,
+                              const std::string &whatIsLeft) {
+    with_.book.save(
+        [answers = std::move(answers), ticket, whatIsLeft](const std::string &whatIsWrong) {
+            const auto left = host::guard::Refusal{host::Outcome::failed, "cancel",
+                                                   whatIsLeft.empty() ? whatIsWrong : whatIsLeft};
+            for (const Answer &answer : answers) {
+                answer(left.reason.empty() ? nullptr : &left, ticket);
+            }
+        });
+}
+
+} // namespace otad
