@@ -52,7 +52,8 @@ void RootRoad::publish(FromExtender::Kind kind, const std::string &text,
     }
     if (!link_) {
         tell("root-failed", host::Outcome::rootUnreachable,
-             "no broker of the root is configured; set [root] broker");
+             config_.rootHost.empty() ? "no broker of the root is configured; set [root] broker"
+                                      : "the node's own address is not known; look for br0");
         return answer(false);
     }
     link_->publish(kind, text, [this, answer = std::move(answer)](const std::string &whatIsWrong) {
