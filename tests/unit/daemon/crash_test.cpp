@@ -32,7 +32,7 @@ class Crash : public DaemonTest {
 
 TEST_F(Crash, in_a_call_is_told_and_the_call_done_again_with_the_memory_of_before) {
     host_.on("new-image",
-             {stage("downloading"), startTimer("downloadRetryTimer", kLong), dieOf(SIGSEGV)});
+             {stage("downloading"), startTimer("downloadRetryTimer", kLong), dieOf(SIGKILL)});
     host_.on("new-image", {report("NO_OTA_SW_UPGRADE")});
     startUp();
     const std::uint64_t before = ticketOf(activateAt("03:30"));
@@ -49,7 +49,7 @@ TEST_F(Crash, in_a_call_is_told_and_the_call_done_again_with_the_memory_of_befor
     EXPECT_THAT(host_.events("start-up"), ElementsAre(HasSubstr(R"("commitCheck":true)"),
                                                       HasSubstr(R"("commitCheck":false)")));
     EXPECT_THAT(told("host-crashed"),
-                ElementsAre(std::to_string(ticket) + " 61 it was ended by signal 11"));
+                ElementsAre(std::to_string(ticket) + " 61 it was ended by signal 9"));
     EXPECT_THAT(codesOf(ticket), ElementsAre(host::rowOf(Outcome::notNeeded).code));
     EXPECT_THAT(daemon_->status().timers, IsEmpty());
 }
