@@ -22,9 +22,13 @@ std::optional<host::guard::Refusal> Front::notReady() const {
         return std::nullopt;
     }
     const std::string &path = house_.conductor.waitsForPath();
-    return host::guard::Refusal{host::Outcome::notReady, "node",
-                                path.empty() ? "the agent is starting"
-                                             : "the agent waits until " + path + " is there"};
+    std::string reason = "the agent is starting";
+    if (!path.empty()) {
+        reason = "the agent waits until " + path + " is there";
+    } else if (house_.conductor.agentStarted()) {
+        reason = "the bridge br0 had no address; bring it up and restart the service";
+    }
+    return host::guard::Refusal{host::Outcome::notReady, "node", reason};
 }
 
 host::guard::NodeIdentity Front::identity() const {
