@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: MIT
+// Follows a program and all that it starts, call by call, until they end or the power is cut.
+#include "desk/power/tracer.h"
+
+#include "desk/failure.h"
+#include "desk/power/launch.h"
+#include "desk/power/machine.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <sys/ptrace.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <utility>
+
+namespace power {
+namespace {
+
+constexpr int kCallStop = SIGTRAP | 0x80; // as PTRACE_O_TRACESYSGOOD marks it
+constexpr int kSignalled = 128;
+
+std::optional<Call> readCall(pid_t thread) {
+    __ptrace_syscall_info info{};
+    if (ptrace(PTRACE_GET_SYSCALL_INFO, thread, sizeof(info), &info) <= 0 ||
+        info.op != PTRACE_SYSCALL_INFO_SECCOMP) {
+        return std::nullopt;
+    }
+    Call call;
+    call.row = callOf(static_cast<long>(info.seccomp.nr));
+    std::copy(std::begin(info.seccomp.args), std::end(info.seccomp.args), call.arguments.begin());
+    return call.row == nullptr ? std::nullopt : std::optional(call);
+}
+
+std::optional<std::int64_t> resultOf(pid_t thread) {
+    __ptrace_syscall_info info{};
+    if (ptrace(PTRACE_GET_SYSCALL_INFO, thread, sizeof(info), &info) <= 0 ||
+        info.op != PTRACE_SYSCALL_INFO_EXIT) {
+        return std::nullopt;
+    }
+    return info.exit.rval;
+}
+
+bool needsSpace(Act act) {
+    return act == Act::write || act == Act::allocate || act == Act::open || act == Act::make ||
+           act == Act::rename || act == Act::sync;
+}
+
+bool isStop(int signal) {
+    return signal == SIGSTOP || signal == SIGTSTP || signal == SIGTTIN || signal == SIGTTOU;
+}
+
+} // namespace
+
+int Tracer::run() {
+    program_ = launchTraced(options_.program);
+    threads_.insert(program_);
+    // All that is left of the node is waited for, also after the cut.
+    for (;;) {
+        int status = 0;
+        const pid_t thread = waitpid(-1, &status, __WALL);
+        if (thread < 0 && errno == EINTR) {
+            continue;
+        }
+        if (thread < 0) {
+            break;
+        }
+        if (!WIFSTOPPED(status)) {
+            ended(thread, status);
+        } else if (isOff_) {
+            kill(thread, SIGKILL);
+        } else {
+            stopped(thread, status);
+        }
+    }
+    if (isOff_) {
+        disk_.cut(options_.mode, options_.seed);
+        std::fprintf(stderr, "ota-power: power cut at call %s\n", report_.lastLine().c_str());
+        return kPowerCut;
+    }
+    return exitCode_;
+}
+
+void Tracer::ended(pid_t thread, int status) {
+    threads_.erase(thread);
+    std::erase(waiting_, thread);
+    if (thread == program_) {
+        exitCode_ = WIFEXITED(status) ? WEXITSTATUS(status) : kSignalled + WTERMSIG(status);
+    }
+    // Killed by another one before its call came back: the power goes all the same.
+    const auto found = inFlight_.find(thread);
+    if (!isOff_ && found != inFlight_.end() && found->second.cuts) {
+        cutPower();
+    }
+    letGo(thread);
+}
+
+void Tracer::resume(pid_t thread, int signal) {
+    // One that is gone by now tells so itself.
+    ptrace(inFlight_.contains(thread) ? PTRACE_SYSCALL : PTRACE_CONT, thread, nullptr, signal);
+}
+
+void Tracer::stopped(pid_t thread, int status) {
+    threads_.insert(thread);
+    const int signal = WSTOPSIG(status);
+    switch (static_cast<unsigned int>(status) >> 16) {
+    case PTRACE_EVENT_SECCOMP:
+        callBegins(thread);
+        return;
+    case PTRACE_EVENT_STOP:
+        if (isStop(signal)) {
+            ptrace(PTRACE_LISTEN, thread, nullptr, nullptr);
+        } else {
+            resume(thread);
+        }
+        return;
+    case 0:
+        if (signal == kCallStop) {
+            callEnds(thread);
+        } else {
+            resume(thread, signal);
+        }
+        return;
+    default: // a fork or an exec: what is new stops by itself
+        resume(thread);
+    }
+}
+
+void Tracer::callBegins(pid_t thread) {
+    const auto call = readCall(thread);
+    if (!call || !watch_.mayConcern(Tracee(thread), *call)) {
+        resume(thread);
+    } else if (busy_) {
+        waiting_.push_back(thread);
+    } else {
+        begin(thread, *call);
+    }
+}
+
+Tracer::Fate Tracer::fateOf(std::uint64_t number, Act act) const {
+    if (number == options_.cutAt) {
+        return Fate::meetsTheCut;
+    }
+    if (number == options_.failAt) {
+        return Fate::fails;
+    }
+    const bool fails = options_.failFrom && number >= *options_.failFrom &&
+                       (options_.failWith != ENOSPC || needsSpace(act));
+    return fails ? Fate::fails : Fate::happens;
+}
+
+void Tracer::begin(pid_t thread, const Call &call) {
+    const Tracee tracee(thread);
+    auto effect = watch_.examine(tracee, call);
+    if (!effect) {
+        resume(thread);
+        return;
+    }
+    InFlight flight{call, std::move(*effect)};
+    const Act act = call.row->act;
+    if (flight.effect.counts) {
+        const Fate fate = fateOf(report_.count(tracee, call, flight.effect), act);
+        // A sync that is cut has not kept anything for sure: as if it had not begun.
+        const bool isSync = act == Act::sync || act == Act::syncAll || act == Act::syncRange;
+        if (fate == Fate::meetsTheCut && (options_.mode == CutMode::drop || isSync)) {
+            cutPower();
+            return;
+        }
+        flight.cuts = fate == Fate::meetsTheCut;
+        if (fate == Fate::fails) {
+            flight.effect.result = -options_.failWith;
+        }
+    }
+    if (flight.effect.result) {
+        skipCall(thread);
+    } else {
+        flight.effect.before();
+    }
+    // What comes out of a pipe may come late, from one who must not stand still meanwhile.
+    if (call.row->number != SYS_splice) {
+        busy_ = thread;
+    }
+    inFlight_.emplace(thread, std::move(flight));
+    resume(thread);
+}
+
+void Tracer::callEnds(pid_t thread) {
+    const auto found = inFlight_.find(thread);
+    const auto result = resultOf(thread);
+    if (found != inFlight_.end() && result) {
+        const InFlight &flight = found->second;
+        if (flight.effect.result) {
+            setResult(thread, *flight.effect.result);
+        } else if (!flight.cuts || flight.call.row->act != Act::write) {
+            flight.effect.after(*result); // a write that is cut stays in flight
+        }
+        if (flight.cuts) {
+            cutPower();
+            return;
+        }
+    }
+    letGo(thread);
+    resume(thread);
+}
+
+void Tracer::letGo(pid_t thread) {
+    inFlight_.erase(thread);
+    if (busy_ != thread) {
+        return;
+    }
+    busy_.reset();
+    while (!busy_ && !isOff_ && !waiting_.empty()) {
+        const pid_t next = waiting_.front();
+        waiting_.pop_front();
+        callBegins(next);
+    }
+}
+
+void Tracer::cutPower() {
+    isOff_ = true;
+    for (const pid_t thread : threads_) {
+        kill(thread, SIGKILL);
+    }
+}
+
+} // namespace power

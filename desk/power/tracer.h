@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+// Follows a program and all that it starts, call by call, until they end or the power is cut.
+#ifndef DESK_POWER_TRACER_H
+#define DESK_POWER_TRACER_H
+
+#include "desk/power/options.h"
+#include "desk/power/report.h"
+#include "desk/power/watch.h"
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <optional>
+#include <set>
+#include <sys/types.h>
+
+namespace power {
+
+constexpr int kPowerCut = 75; // exit code
+
+class Tracer {
+  public:
+    Tracer(const Options &options, Disk &disk, Watch &watch, Report &report)
+        : options_(options), disk_(disk), watch_(watch), report_(report) {}
+
+    // The exit code: the program's, or kPowerCut. Returns once all that was started has ended.
+    int run();
+
+  private:
+    struct InFlight {
+        Call call;
+        Effect effect;
+        bool cuts = false; // the power goes when the call has done its work
+    };
+    enum class Fate { happens, fails, meetsTheCut };
+
+    void ended(pid_t thread, int status);
+    void stopped(pid_t thread, int status);
+    void resume(pid_t thread, int signal = 0);
+    void callBegins(pid_t thread);
+    void callEnds(pid_t thread);
+    void begin(pid_t thread, const Call &call);
+    void letGo(pid_t thread);
+    [[nodiscard]] Fate fateOf(std::uint64_t number, Act act) const;
+    void cutPower();
+
+    const Options &options_;
+    Disk &disk_;
+    Watch &watch_;
+    Report &report_;
+    pid_t program_ = 0;
+    int exitCode_ = 0;
+    bool isOff_ = false;
+    std::set<pid_t> threads_;
+    std::map<pid_t, InFlight> inFlight_;
+    // One at a time changes the disk, so that what came first is known. The others stand still.
+    std::optional<pid_t> busy_;
+    std::deque<pid_t> waiting_;
+};
+
+} // namespace power
+
+#endif

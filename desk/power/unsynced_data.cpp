@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: MIT
+// The bytes of one file that were changed and not synced, as they were before.
+#include "desk/power/unsynced_data.h"
+
+#include "desk/failure.h"
+
+#include <algorithm>
+#include <fcntl.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace power {
+namespace {
+
+std::uint64_t roundedUp(std::uint64_t bytes) {
+    return bytes / kSectorSize + (bytes % kSectorSize == 0 ? 0 : 1);
+}
+
+off_t offsetOf(std::uint64_t sector) { return static_cast<off_t>(sector * kSectorSize); }
+
+// Past the longest file there is, as "to the end" is often asked for.
+std::uint64_t endOf(const Range &range) {
+    return range.length > UINT64_MAX - range.offset ? UINT64_MAX : range.offset + range.length;
+}
+
+[[noreturn]] void failAt(const char *what) {
+    throw desk::Failure(nal::systemReason(what) + "; check the disk that holds --disk");
+}
+
+} // namespace
+
+UnsyncedData::UnsyncedData(nal::UniqueFd file) : file_(std::move(file)), durableSize_(sizeNow()) {}
+
+std::uint64_t UnsyncedData::sizeNow() const {
+    struct stat status {};
+    if (fstat(file_.get(), &status) != 0) {
+        failAt("a file's size cannot be read");
+    }
+    return static_cast<std::uint64_t>(status.st_size);
+}
+
+void UnsyncedData::keep(std::uint64_t firstSector, std::uint64_t endSector) {
+    for (std::uint64_t at = firstSector; at < std::min(endSector, roundedUp(durableSize_)); ++at) {
+        const auto [place, isNew] = before_.try_emplace(at);
+        if (isNew &&
+            pread(file_.get(), place->second.data(), place->second.size(), offsetOf(at)) < 0) {
+            failAt("a file cannot be read before it changes");
+        }
+    }
+}
+
+void UnsyncedData::willWrite(const Range &range) {
+    if (range.length > 0) {
+        keep(range.offset / kSectorSize, roundedUp(endOf(range)));
+    }
+}
+
+void UnsyncedData::willResize(std::uint64_t size) {
+    keep(size / kSectorSize, roundedUp(std::max(size, durableSize_)));
+}
+
+void UnsyncedData::wasWrittenThrough(const Range &range) {
+    if (range.length == 0) {
+        return;
+    }
+    const std::uint64_t end = std::min(endOf(range), sizeNow());
+    // What lies between the durable end and this write was not synced: a gap, until it is.
+    for (std::uint64_t at = roundedUp(durableSize_); at < range.offset / kSectorSize; ++at) {
+        before_.try_emplace(at);
+    }
+    durableSize_ = std::max(durableSize_, end);
+    for (std::uint64_t at = range.offset / kSectorSize; at < roundedUp(end); ++at) {
+        before_.erase(at);
+    }
+}
+
+void UnsyncedData::cutNewSectors(int file, std::uint64_t size, Survival &survival,
+                                 const std::optional<std::uint64_t> &lastInFlight) const {
+    static constexpr Sector kNothing{};
+    for (std::uint64_t at = roundedUp(durableSize_); at < roundedUp(size); ++at) {
+        if (!survival.sector(at == lastInFlight) &&
+            pwrite(file, kNothing.data(), kNothing.size(), offsetOf(at)) < 0) {
+            failAt("a file cannot be taken back");
+        }
+    }
+}
+
+void UnsyncedData::cut(Survival &survival, const std::optional<Range> &inFlight) {
+    const std::string path = "/proc/self/fd/" + std::to_string(file_.get());
+    const nal::UniqueFd file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    if (!file) {
+        failAt("a file cannot be taken back");
+    }
+    const std::uint64_t changedSize = sizeNow();
+    std::optional<std::uint64_t> lastInFlight;
+    if (inFlight && inFlight->length > 0 && changedSize > 0) {
+        lastInFlight = (std::min(endOf(*inFlight), changedSize) - 1) / kSectorSize;
+    }
+    const bool newSize = survival.size();
+    for (const auto &[sector, bytes] : before_) {
+        const bool isThere = sector * kSectorSize < changedSize;
+        if (!(isThere && survival.sector(sector == lastInFlight)) &&
+            pwrite(file.get(), bytes.data(), bytes.size(), offsetOf(sector)) < 0) {
+            failAt("a file cannot be taken back");
+        }
+    }
+    if (newSize) {
+        cutNewSectors(file.get(), changedSize, survival, lastInFlight);
+    }
+    if (ftruncate(file.get(), static_cast<off_t>(newSize ? changedSize : durableSize_)) != 0) {
+        failAt("a file cannot be taken back");
+    }
+}
+
+} // namespace power

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+// What a system call means for the disk, before it happens and after.
+#ifndef DESK_POWER_WATCH_H
+#define DESK_POWER_WATCH_H
+
+#include "desk/power/calls.h"
+#include "desk/power/disk.h"
+#include "desk/power/tracee.h"
+
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace power {
+
+struct Call {
+    const CallRow *row = nullptr;
+    std::array<std::uint64_t, 6> arguments{};
+
+    // 0 where the call has no such argument.
+    [[nodiscard]] std::uint64_t argument(int which) const {
+        return which == kNone ? 0 : arguments.at(static_cast<std::size_t>(which));
+    }
+};
+
+struct Effect {
+    std::filesystem::path path;
+    std::optional<Range> range;
+    bool counts = true; // as something that a power cut can meet
+    // With the result that the program is given: the call does not happen.
+    std::optional<std::int64_t> result;
+    std::function<void()> before = [] {};
+    std::function<void(std::int64_t result)> after = [](std::int64_t) {};
+};
+
+// Where the real disk would do as it is told, this one does not.
+struct Faults {
+    std::vector<std::filesystem::path> lying;     // a sync of it does nothing, and succeeds
+    std::vector<std::filesystem::path> corrupted; // each write to it changes one byte more
+};
+
+class Watch {
+  public:
+    Watch(Disk &disk, Faults faults) : disk_(disk), faults_(std::move(faults)) {}
+
+    // False where the call has nothing to do with the disk for sure.
+    [[nodiscard]] bool mayConcern(const Tracee &tracee, const Call &call) const;
+    // None where the call does not change the disk, and fails or does nothing.
+    std::optional<Effect> examine(const Tracee &tracee, const Call &call);
+
+  private:
+    struct Target;
+
+    [[nodiscard]] std::optional<Target> targetOf(const Tracee &tracee, int descriptor) const;
+    [[nodiscard]] std::optional<Target> targetOf(const Name &name) const;
+    [[nodiscard]] Effect effectOn(const std::filesystem::path &path,
+                                  std::optional<Range> range = {}) const;
+    std::optional<Effect> write(const Tracee &tracee, const Call &call);
+    std::optional<Effect> sync(const Tracee &tracee, const Call &call);
+    std::optional<Effect> syncAll(const Tracee &tracee, const Call &call);
+    std::optional<Effect> resize(const Tracee &tracee, const Call &call);
+    std::optional<Effect> open(const Tracee &tracee, const Call &call);
+    std::optional<Effect> make(const Tracee &tracee, const Call &call);
+    std::optional<Effect> remove(const Tracee &tracee, const Call &call);
+    std::optional<Effect> rename(const Tracee &tracee, const Call &call);
+
+    Disk &disk_;
+    Faults faults_;
+};
+
+} // namespace power
+
+#endif
