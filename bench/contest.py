@@ -1,0 +1,166 @@
+# SPDX-License-Identifier: MIT
+"""One image size: a server, a node, and the commands that take turns on the same bank."""
+
+import configparser
+import hashlib
+import json
+import pathlib
+import shlex
+import shutil
+import subprocess
+
+import node_folder
+from node_place import Place, own_environment
+from node_servers import FileServer
+
+HERE = pathlib.Path(__file__).resolve().parent
+MIB = 1024 * 1024
+NAMES = BY_HAND, UNSIGNED, SIGNED = "by-hand", "unsigned", "signed"
+
+
+SIGNER = """[req]
+distinguished_name = name
+prompt = no
+[name]
+CN = Bench
+[authority]
+basicConstraints = critical, CA:TRUE
+keyUsage = critical, keyCertSign
+[signer]
+basicConstraints = CA:FALSE
+keyUsage = critical, digitalSignature
+extendedKeyUsage = codeSigning
+"""
+
+
+def md5_of(path):
+    """Of a file that need not fit into memory."""
+    with open(path, "rb") as file:
+        return hashlib.file_digest(file, "md5").hexdigest()
+
+
+class Signer:
+    """An authority and a signer of images."""
+
+    def __init__(self, folder):
+        folder.mkdir()
+        (folder / "openssl.cnf").write_text(SIGNER)
+        key = ["-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
+               "-config", "openssl.cnf"]
+        for words in (
+                ["req", "-x509", *key, "-subj", "/CN=Bench CA", "-extensions", "authority",
+                 "-keyout", "ca.key", "-out", "ca.pem"],
+                ["req", *key, "-keyout", "signer.key", "-out", "signer.csr"],
+                ["x509", "-req", "-in", "signer.csr", "-CA", "ca.pem", "-CAkey", "ca.key",
+                 "-CAcreateserial", "-extfile", "openssl.cnf", "-extensions", "signer",
+                 "-out", "signer.pem"]):
+            subprocess.run(["openssl", *words], cwd=folder, check=True, capture_output=True)
+        self.authority = folder / "ca.pem"
+        self.key = folder / "signer.key"
+        self.certificate = folder / "signer.pem"
+
+
+class BenchPlace(Place):
+    """The offered image has the size that is measured, the others are small."""
+
+    def __init__(self, build, payload):
+        self.payloads = {Place.NEW: payload}
+        super().__init__(build)
+
+    def _make_image(self, version):
+        self.PAYLOAD = self.payloads.get(version, MIB)  # pylint: disable=invalid-name
+        return super()._make_image(version)
+
+
+class Contest:
+    """Every round runs each command once, the next round in the other order."""
+
+    def __init__(self, build, payload):
+        self.place = BenchPlace(build, payload)
+        try:
+            self._prepare()
+        except BaseException:
+            self.place.__exit__()
+            raise
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.place.__exit__()
+
+    def _prepare(self):
+        self.server = FileServer(self.place)
+        self.signer = Signer(self.place.folder / "signer")
+        unsigned = self.place.images[Place.NEW]
+        node_folder.BANK = (unsigned.stat().st_size // MIB + 1) * MIB
+        self.node = node_folder.NodeFolder(self.place, "n1", self.server)
+        self._fill_bank()
+        shutil.copy(self.node.folder / "boot_state.ini", self.node.folder / "boot_state.fresh")
+        signed = self.place.folder / "signed.img"
+        self.place.run_tool("cli/otactl", "sign", unsigned, "--output", signed,
+                            "--key", self.signer.key, "--certificate", self.signer.certificate)
+        self.seconds = {}
+        self.times = {name: self.place.folder / f"{name}.times" for name in NAMES}
+        self.commands = {BY_HAND: self._by_hand(unsigned),
+                         UNSIGNED: self._upgrade(UNSIGNED, unsigned, "signature = optional"),
+                         SIGNED: self._upgrade(SIGNED, signed, "signature = required\n"
+                                               f"signer_ca = {self.signer.authority}")}
+
+    def _by_hand(self, image):
+        return [HERE / "by_hand", self._url(BY_HAND, image), self.server.certificates.authority,
+                md5_of(image), self.node.folder / Place.NEW, self.node.bank("b"),
+                self.times[BY_HAND]]
+
+    def _upgrade(self, name, image, trust):
+        """The host's words; its configuration differs in what images it believes."""
+        config = configparser.ConfigParser()
+        config.read(self.node.config)
+        config.read_string(f"[images]\n{trust}\n")
+        with open(self.node.folder / f"{name}.conf", "w", encoding="utf-8") as file:
+            config.write(file)
+        self._write_offer(self.node.folder / f"{name}.json", self._url(name, image), md5_of(image))
+        return [self.place.program("bench/ota-bench-upgrade"),
+                self.place.program("desk/ota-desk-host"),
+                self.place.program("src/libotaSwAgent.so"), f"{name}.conf", f"{name}.json",
+                self.place.folder / f"{name}.log", self.times[name]]
+
+    def _url(self, name, image):
+        self.place.images[name] = image
+        return self.server.url(self.node.name, name)
+
+    def _fill_bank(self):
+        """A bank in the field has its blocks: whoever comes first must not pay for them."""
+        with open(self.node.bank("b"), "r+b") as bank:
+            for _ in range(node_folder.BANK // MIB):
+                bank.write(b"\xff" * MIB)
+
+    def _write_offer(self, path, url, md5):
+        descriptor = {"model": Place.MODEL, "nxtMSVersion": Place.NEW, "fileServerURL": url,
+                      "checksum": md5, "mac": self.node.mac, "policy": 1}
+        config = {"OffloadDownloadActivate": 0, "initial_obardingStatus": 1, "firsttime_polling": 0}
+        path.write_text(json.dumps(
+            {"event": "new-image", "descriptor": json.dumps(descriptor), "config": config}))
+
+    def run_round(self, number):
+        """One hyperfine, so that what it runs has the same conditions."""
+        exported = self.place.folder / "round.json"
+        names = list(self.commands)[::-1 if number % 2 else 1]
+        words = ["hyperfine", "--runs", "1", "--shell", "none", "--style", "none",
+                 "--export-json", str(exported),
+                 "--prepare", shlex.join([str(HERE / "prepare"), str(self.node.folder)])]
+        for name in names:
+            words += ["--command-name", name, shlex.join(map(str, self.commands[name]))]
+        done = subprocess.run(words, cwd=self.node.folder, capture_output=True, text=True,
+                              check=False, env=own_environment(
+                                  OTA_DESK_MAC=self.node.mac, OTA_DESK_FAST="1",
+                                  OTA_DESK_REBOOT_FILE=str(self.node.reboot_file)))
+        if done.returncode != 0:
+            raise SystemExit(f"bench: a run failed: {done.stderr.strip()}; try it by hand: " +
+                             " ".join(words))
+        for result in json.loads(exported.read_text())["results"]:
+            self.seconds.setdefault(result["command"], []).append(result["times"][0])
+
+    def stages(self, name):
+        """What the runs of this command told of themselves, a dictionary each."""
+        return [json.loads(line) for line in self.times[name].read_text().splitlines()]

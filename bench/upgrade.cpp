@@ -1,0 +1,193 @@
+// SPDX-License-Identifier: MIT
+// ota-bench-upgrade: one upgrade by the real host process, from its start until the call is done.
+#include "host/channel.h"
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kPatienceMs = 10 * 60 * 1000;
+constexpr int kNotStarted = 127;
+constexpr const char *kUse =
+    "ota-bench-upgrade HOST LIBRARY CONFIG EVENT-FILE LOG TIMES-FILE, in the node's folder";
+
+struct Arguments {
+    const char *host;
+    const char *library;
+    const char *config;
+    const char *event; // one message for the channel, the offer
+    const char *log;   // of the host; what follows is appended
+    const char *times; // one JSON object, appended as a line
+};
+
+// The host dies with this process, by itself.
+[[noreturn]] void giveUp(const std::string &whatIsWrong) {
+    std::fprintf(stderr, "bench: %s\n", whatIsWrong.c_str());
+    std::exit(EXIT_FAILURE);
+}
+
+std::string textOf(const cJSON *object, const char *key) {
+    const char *const text = cJSON_GetStringValue(cJSON_GetObjectItem(object, key));
+    return text == nullptr ? "" : text;
+}
+
+[[noreturn]] void becomeHost(const Arguments &given, int socket) {
+    const int log = open(given.log, O_WRONLY | O_CREAT | O_APPEND, 0644);
+    const std::string channel = std::to_string(socket);
+    if (log >= 0 && dup2(log, STDERR_FILENO) >= 0 && dup2(log, STDOUT_FILENO) >= 0) {
+        execl(given.host, given.host, "--library", given.library, "--config", given.config,
+              "--channel", channel.c_str(), "--no-commit-check", nullptr);
+    }
+    std::fprintf(stderr, "bench: %s cannot be started: %s\n", given.host, std::strerror(errno));
+    _exit(kNotStarted);
+}
+
+class Upgrade {
+  public:
+    explicit Upgrade(const Arguments &given) : given_(given), stageBegan_(Clock::now()) {
+        int sockets[2] = {-1, -1};
+        if (socketpair(AF_UNIX, SOCK_STREAM, 0, sockets) != 0) {
+            giveUp(std::string("no channel can be made: ") + std::strerror(errno));
+        }
+        host_ = fork();
+        if (host_ == 0) {
+            close(sockets[0]);
+            becomeHost(given, sockets[1]);
+        }
+        close(sockets[1]);
+        channel_.emplace(sockets[0]);
+    }
+
+    // The messages until the call is done, each call answered with 0.
+    void followUntilDone() {
+        for (;;) {
+            const host::Json message = receive();
+            const std::string stage = textOf(message.get(), "stage");
+            if (cJSON_HasObjectItem(message.get(), "done")) {
+                return;
+            }
+            if (!stage.empty()) {
+                enter(stage);
+            } else if (cJSON_HasObjectItem(message.get(), "call")) {
+                noteStatus(message.get());
+                answer();
+            }
+        }
+    }
+
+    void offer() {
+        std::ifstream file(given_.event);
+        const std::string text(std::istreambuf_iterator<char>(file), {});
+        const host::Json event(cJSON_Parse(text.c_str()));
+        if (!event) {
+            giveUp(std::string(given_.event) + " is no JSON object: give an event of the channel");
+        }
+        send(event.get());
+    }
+
+    void enter(const std::string &stage) {
+        const auto now = Clock::now();
+        const std::chrono::duration<double> seconds = now - stageBegan_;
+        cJSON_AddNumberToObject(times_.get(), stage_.c_str(), seconds.count());
+        stage_ = stage;
+        stageBegan_ = now;
+    }
+
+    // Memory is read while the host still lives.
+    void report() {
+        if (status_ != "OTA_SW_ACTIVATION_COMPLETE") {
+            giveUp("the upgrade did not end in an activation but in \"" + status_ + "\"; see " +
+                   given_.log);
+        }
+        addMemory();
+        const host::JsonText text(cJSON_PrintUnformatted(times_.get()));
+        std::ofstream(given_.times, std::ios::app) << text.get() << '\n';
+    }
+
+    void end() {
+        channel_.reset();
+        waitpid(host_, nullptr, 0);
+    }
+
+  private:
+    host::Json receive() {
+        host::Json message;
+        std::string whatIsWrong = "nothing more came";
+        if (channel_->receive(message, whatIsWrong, kPatienceMs) !=
+            host::Channel::Status::message) {
+            giveUp("the host does not go on: " + whatIsWrong + "; see " + given_.log);
+        }
+        return message;
+    }
+
+    void send(const cJSON *message) {
+        std::string whatIsWrong;
+        if (!channel_->send(message, whatIsWrong)) {
+            giveUp("the host takes no message: " + whatIsWrong + "; see " + given_.log);
+        }
+    }
+
+    void answer() {
+        const host::Json acknowledgement(cJSON_CreateObject());
+        cJSON_AddNumberToObject(acknowledgement.get(), "ack", 0);
+        send(acknowledgement.get());
+    }
+
+    void noteStatus(const cJSON *call) {
+        const host::Json record(cJSON_Parse(textOf(call, "data").c_str()));
+        const std::string status = textOf(record.get(), "status");
+        if (!status.empty()) {
+            status_ = status;
+        }
+    }
+
+    void addMemory() {
+        std::ifstream file("/proc/" + std::to_string(host_) + "/status");
+        for (std::string line; std::getline(file, line);) {
+            if (line.starts_with("VmHWM:")) {
+                cJSON_AddNumberToObject(times_.get(), "peak_kb", std::stod(line.substr(6)));
+                return;
+            }
+        }
+        giveUp("the kernel does not tell the memory of the host; look whether it still runs");
+    }
+
+    Arguments given_;
+    pid_t host_ = -1;
+    std::optional<host::Channel> channel_;
+    std::string stage_ = "start";
+    Clock::time_point stageBegan_;
+    host::Json times_{cJSON_CreateObject()};
+    std::string status_;
+};
+
+} // namespace
+
+int main(int argc, char **argv) {
+    if (argc != 7) {
+        std::fprintf(stderr, "bench: usage: %s\n", kUse);
+        return 2;
+    }
+    Upgrade upgrade({argv[1], argv[2], argv[3], argv[4], argv[5], argv[6]});
+    upgrade.followUntilDone();
+    upgrade.enter("offer");
+    upgrade.offer();
+    upgrade.followUntilDone();
+    upgrade.enter("end");
+    upgrade.report();
+    upgrade.end();
+    return 0;
+}
