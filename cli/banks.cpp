@@ -1,29 +1,80 @@
 // SPDX-License-Identifier: MIT
-// otactl banks: what the two banks hold.
+// otactl banks: what the two banks hold, which of them is on trial, and which versions failed.
 #include "cli/bus_client.h"
 #include "cli/display.h"
 #include "cli/json_output.h"
+#include "cli/printable.h"
 #include "cli/verbs.h"
 
+#include <algorithm>
+#include <cstdio>
+
 namespace otactl {
+namespace {
+
+// A service of an older version tells nothing of trials.
+BankTrial trialOf(const Node &node, const Bank &bank) {
+    const auto found =
+        std::find_if(node.bankTrials.begin(), node.bankTrials.end(),
+                     [&](const BankTrial &trial) { return trial.bank == bank.name; });
+    return found == node.bankTrials.end() ? BankTrial{} : *found;
+}
+
+std::string stateOf(const Bank &bank, const BankTrial &trial) {
+    if (trial.trial) {
+        return "on trial, " + std::to_string(trial.attempts) +
+               (trial.attempts == 1 ? " attempt left" : " attempts left");
+    }
+    if (trial.failedTrials > 0) {
+        return "failed its trial: " + trial.lastFailure;
+    }
+    return bank.whole ? "good" : "-";
+}
+
+void printBanksAsJson(const Node &node) {
+    host::Json list(cJSON_CreateArray());
+    for (const Bank &bank : node.banks) {
+        host::Json object = newObject();
+        addBank(object.get(), bank);
+        addTrial(object.get(), trialOf(node, bank));
+        cJSON_AddItemToArray(list.get(), object.release());
+    }
+    const host::Json object = newObject();
+    add(object.get(), "banks", std::move(list));
+    add(object.get(), "failed_versions", failedVersionsAsJson(node.failedVersions));
+    printJson(object.get());
+}
+
+void printBanks(const Node &node) {
+    std::vector<std::vector<std::string>> rows = {
+        {"BANK", "VERSION", "IMAGE", "RUNNING", "BOOTS NEXT", "STATE"}};
+    for (const Bank &bank : node.banks) {
+        rows.push_back({bank.name, bank.version.empty() ? "-" : bank.version,
+                        bank.whole ? "whole" : "not whole", bank.running ? "yes" : "no",
+                        bank.next ? "yes" : "no", stateOf(bank, trialOf(node, bank))});
+    }
+    printTable(rows);
+    for (const FailedVersion &failed : node.failedVersions) {
+        const std::string version = printable(failed.version);
+        std::printf(
+            "%s failed its trial %s, last: %s; %s\n", version.c_str(),
+            failed.trials == 1 ? "once" : (std::to_string(failed.trials) + " times").c_str(),
+            printable(failed.reason).c_str(),
+            failed.refused ? ("offers of it are refused until otactl forget " + version).c_str()
+                           : "it may be offered again");
+    }
+}
+
+} // namespace
 
 Action declareBanks(CLI::App &) {
     return [](const Globals &globals) {
         const Node node = BusClient(globals.bus).readNode();
         if (globals.json) {
-            const host::Json object = newObject();
-            add(object.get(), "banks", banksAsJson(node.banks));
-            printJson(object.get());
-            return 0;
+            printBanksAsJson(node);
+        } else {
+            printBanks(node);
         }
-        std::vector<std::vector<std::string>> rows = {
-            {"BANK", "VERSION", "IMAGE", "RUNNING", "BOOTS NEXT"}};
-        for (const Bank &bank : node.banks) {
-            rows.push_back({bank.name, bank.version.empty() ? "-" : bank.version,
-                            bank.whole ? "whole" : "not whole", bank.running ? "yes" : "no",
-                            bank.next ? "yes" : "no"});
-        }
-        printTable(rows);
         return 0;
     };
 }

@@ -15,7 +15,8 @@ namespace {
 
 using Member = std::variant<std::string Node::*, std::uint32_t Node::*, std::uint64_t Node::*,
                             std::int32_t Node::*, bool Node::*, std::vector<Timer> Node::*,
-                            std::vector<Bank> Node::*>;
+                            std::vector<Bank> Node::*, std::vector<BankTrial> Node::*,
+                            std::vector<FailedVersion> Node::*>;
 
 struct Property {
     const char *name; // on the bus
@@ -34,6 +35,8 @@ const std::array kProperties = {
     Property{"Timers", "timers", &Node::timers},
     Property{"Deferred", "deferred", &Node::deferred},
     Property{"Banks", "banks", &Node::banks},
+    Property{"BankTrials", "bank_trials", &Node::bankTrials},
+    Property{"FailedVersions", "failed_versions", &Node::failedVersions},
     Property{"Uptime", "uptime", &Node::uptime},
     Property{"Queued", "queued", &Node::queued},
     Property{"Ticket", "ticket", &Node::ticket},
@@ -103,6 +106,36 @@ int readValue(sd_bus_message *message, std::vector<Bank> &banks) {
     return result < 0 ? result : sd_bus_message_exit_container(message);
 }
 
+int readValue(sd_bus_message *message, std::vector<BankTrial> &trials) {
+    trials.clear();
+    int result = sd_bus_message_enter_container(message, 'a', "(sbuus)");
+    const char *bank = nullptr;
+    const char *lastFailure = nullptr;
+    int trial = 0;
+    std::uint32_t attempts = 0;
+    std::uint32_t failedTrials = 0;
+    while (result >= 0 &&
+           (result = sd_bus_message_read(message, "(sbuus)", &bank, &trial, &attempts,
+                                         &failedTrials, &lastFailure)) > 0) {
+        trials.push_back({bank, trial != 0, attempts, failedTrials, lastFailure});
+    }
+    return result < 0 ? result : sd_bus_message_exit_container(message);
+}
+
+int readValue(sd_bus_message *message, std::vector<FailedVersion> &failed) {
+    failed.clear();
+    int result = sd_bus_message_enter_container(message, 'a', "(susb)");
+    const char *version = nullptr;
+    const char *reason = nullptr;
+    std::uint32_t trials = 0;
+    int refused = 0;
+    while (result >= 0 && (result = sd_bus_message_read(message, "(susb)", &version, &trials,
+                                                        &reason, &refused)) > 0) {
+        failed.push_back({version, trials, reason, refused != 0});
+    }
+    return result < 0 ? result : sd_bus_message_exit_container(message);
+}
+
 int readVariant(sd_bus_message *message, const Property &property, Node &node) {
     const int entered = sd_bus_message_enter_container(message, 'v', nullptr);
     if (entered < 0) {
@@ -143,6 +176,21 @@ void addValue(cJSON *object, const char *key, const std::vector<Bank> &banks) {
     add(object, key, banksAsJson(banks));
 }
 
+void addValue(cJSON *object, const char *key, const std::vector<BankTrial> &trials) {
+    host::Json list(cJSON_CreateArray());
+    for (const BankTrial &trial : trials) {
+        host::Json item = newObject();
+        add(item.get(), "bank", trial.bank);
+        addTrial(item.get(), trial);
+        cJSON_AddItemToArray(list.get(), item.release());
+    }
+    add(object, key, std::move(list));
+}
+
+void addValue(cJSON *object, const char *key, const std::vector<FailedVersion> &failed) {
+    add(object, key, failedVersionsAsJson(failed));
+}
+
 template <typename Value>
 void addValue(cJSON *object, const char *key, const Value &value) {
     add(object, key, value);
@@ -179,15 +227,39 @@ host::Json timersAsJson(const std::vector<Timer> &timers) {
     return list;
 }
 
+void addBank(cJSON *object, const Bank &bank) {
+    add(object, "bank", bank.name);
+    add(object, "version", bank.version);
+    add(object, "whole", bank.whole);
+    add(object, "running", bank.running);
+    add(object, "next", bank.next);
+}
+
 host::Json banksAsJson(const std::vector<Bank> &banks) {
     host::Json list(cJSON_CreateArray());
     for (const Bank &bank : banks) {
         host::Json object = newObject();
-        add(object.get(), "bank", bank.name);
-        add(object.get(), "version", bank.version);
-        add(object.get(), "whole", bank.whole);
-        add(object.get(), "running", bank.running);
-        add(object.get(), "next", bank.next);
+        addBank(object.get(), bank);
+        cJSON_AddItemToArray(list.get(), object.release());
+    }
+    return list;
+}
+
+void addTrial(cJSON *object, const BankTrial &trial) {
+    add(object, "trial", trial.trial);
+    add(object, "attempts", trial.attempts);
+    add(object, "failed_trials", trial.failedTrials);
+    add(object, "last_failure", trial.lastFailure);
+}
+
+host::Json failedVersionsAsJson(const std::vector<FailedVersion> &failed) {
+    host::Json list(cJSON_CreateArray());
+    for (const FailedVersion &version : failed) {
+        host::Json object = newObject();
+        add(object.get(), "version", version.version);
+        add(object.get(), "trials", version.trials);
+        add(object.get(), "reason", version.reason);
+        add(object.get(), "refused", version.refused);
         cJSON_AddItemToArray(list.get(), object.release());
     }
     return list;

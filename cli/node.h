@@ -15,6 +15,8 @@ namespace otactl {
 
 using Timer = otad::TimerLeft;
 using Bank = otad::BankView;
+using BankTrial = otad::BankTrial;
+using FailedVersion = otad::FailedTrial;
 
 struct Node : otad::NodeStatus {
     std::string daemonVersion;
@@ -28,6 +30,10 @@ std::vector<std::string_view> takeProperties(sd_bus_message *message, Node &node
 void addProperties(cJSON *object, const Node &node);
 host::Json timersAsJson(const std::vector<Timer> &timers);
 host::Json banksAsJson(const std::vector<Bank> &banks);
+host::Json failedVersionsAsJson(const std::vector<FailedVersion> &failed);
+void addBank(cJSON *object, const Bank &bank);
+/* What is known of the bank beside its view. */
+void addTrial(cJSON *object, const BankTrial &trial);
 
 } // namespace otactl
 

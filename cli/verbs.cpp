@@ -17,9 +17,14 @@ constexpr std::array kVerbs = {
     Verb{"watch", "Follow the node: progress, status words, timers", declareWatch},
     Verb{"history", "Show the newest events", declareHistory},
     Verb{"explain", "Say why nothing happens now and what will happen when", declareExplain},
-    Verb{"banks", "Show what the two banks hold", declareBanks},
+    Verb{"banks", "Show what the two banks hold, and which versions failed", declareBanks},
+    Verb{"commit", "Mark the running bank good, where it is on trial", declareCommit},
+    Verb{"forget", "Let a version in again that failed its trial", declareForget},
     Verb{"set", "Change a setting of the node; it is kept", declareSet},
     Verb{"config", "Work on a configuration file, without the service", declareConfig},
+    Verb{"sign", "Sign an image file, without the service", declareSign},
+    Verb{"verify", "Check signature and payload of an image file, without the service",
+         declareVerify},
 };
 
 } // namespace

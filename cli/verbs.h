@@ -45,8 +45,12 @@ Action declareWatch(CLI::App &command);
 Action declareHistory(CLI::App &command);
 Action declareExplain(CLI::App &command);
 Action declareBanks(CLI::App &command);
+Action declareCommit(CLI::App &command);
+Action declareForget(CLI::App &command);
 Action declareSet(CLI::App &command);
 Action declareConfig(CLI::App &command);
+Action declareSign(CLI::App &command);
+Action declareVerify(CLI::App &command);
 
 } // namespace otactl
 

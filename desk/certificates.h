@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A certificate authority of the desk's own and a server certificate signed by it.
+// Certificate authorities of the desk's own: one for its servers, one for who signs its images.
 #ifndef DESK_CERTIFICATES_H
 #define DESK_CERTIFICATES_H
 
@@ -17,6 +17,15 @@ struct Certificates {
 
 // For "localhost" and 127.0.0.1, made in the folder, good for some days.
 Certificates makeCertificates(const std::filesystem::path &folder, const Interrupt &interrupt);
+
+struct Signer {
+    std::filesystem::path authority; // what a node trusts
+    std::filesystem::path certificate;
+    std::filesystem::path key;
+};
+
+// For images, made in the folder.
+Signer makeSigner(const std::filesystem::path &folder, const Interrupt &interrupt);
 
 } // namespace desk
 

@@ -53,6 +53,7 @@ void Desk::tellTitle() const {
     display_.title(
         "otaSwAgent on a desk: " + who + ", policy " + std::to_string(options_.policy) +
         (road_.selector.empty() || road_.mesh ? "" : ", " + std::string(road_.selector)) +
+        (road_.cutsAtACall ? " " + std::to_string(options_.cutPowerAt) : "") +
         (fast_ ? ", waits pass at once" : ""));
 }
 
@@ -80,7 +81,14 @@ void Desk::makeImages(const Layout &layout) {
     }
     image_ = store.release(version);
     factory_ = store.factory();
-    display_.step("image", version + ", " + readableSize(image_.size) + ", squashfs and manifest" +
+    signerAuthority_ = store.authority();
+    if (road_.strangeSigner) {
+        const Signer strange = makeSigner(folder_ / "strange-signer", interrupt_);
+        image_ = signedAgain(image_, folder_ / "strange.img", strange);
+        display_.step("image", "signed by one of a CA that the node does not know");
+    }
+    display_.step("image", version + ", " + readableSize(image_.size) +
+                               ", squashfs and signed manifest" +
                                (build ? "" : " (kept from an earlier run)"));
 }
 
@@ -147,6 +155,10 @@ void Desk::makeNode(const Traveller &traveller) const {
     if (traveller.takesRoad && road_.passiveHoldsImage) {
         plan.passive = image_;
     }
+    if (traveller.takesRoad && road_.passiveHoldsOld) {
+        plan.passive = factory_;
+    }
+    plan.signerAuthority = signerAuthority_;
     if (!options_.plainHttp) {
         plan.authority = authority_->authority;
     }
@@ -155,12 +167,15 @@ void Desk::makeNode(const Traveller &traveller) const {
     }
     if (traveller.takesRoad) {
         plan.config = options_.nodeConfig;
+        plan.unhealthy = road_.unhealthy;
     }
     traveller.folder.make(plan);
     display_.step(traveller.name, std::string(kModel) + " " + traveller.identity.serial + ", br0 " +
                                       traveller.identity.mac + ", two banks of " +
                                       readableSize(plan.bankBytes) +
-                                      (plan.passive ? ", the image is already in bank B" : ""));
+                                      (road_.passiveHoldsOld ? ", the old version is in both"
+                                       : plan.passive        ? ", the image is already in bank B"
+                                                             : ""));
 }
 
 void Desk::waitForLocalPorts() {
@@ -192,7 +207,7 @@ void Desk::takeRoad(const Scene &scene) {
 
 void Desk::judge(const Traveller &traveller, const Witness &witness) const {
     try {
-        checkEnding(road_, traveller, witness, image_);
+        checkEnding(road_, traveller, witness, road_.end == End::untouched ? factory_ : image_);
     } catch (const Failure &failure) {
         const std::string last = lastErrorLine(traveller.log);
         throw Failure((road_.mesh ? traveller.name + ": " : "") + failure.what() +
@@ -221,7 +236,9 @@ ExitCode Desk::run() {
     takeRoad(Scene{options_, road_, layout, server, image_, interrupt_, fast_, hasRoot()});
     if (road_.end != End::notWhole) {
         display_.step("compared", std::string(road_.mesh ? "bank B of each node" : "bank B") +
-                                      " holds the image, byte for byte");
+                                      (road_.end == End::untouched ? " still holds the old version"
+                                                                   : " holds the image") +
+                                      ", byte for byte");
     }
     display_.verdict(true, "As expected: " + std::string(road_.ending) + ".");
     return road_.end == End::committed ? kCommitted : kEndedOtherwise;

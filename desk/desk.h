@@ -63,6 +63,7 @@ class Desk {
     std::vector<Traveller> travellers_;
     Image factory_;
     Image image_;
+    std::filesystem::path signerAuthority_; // of who signs images that a node takes
     std::optional<Certificates> authority_; // of the image server and of the root
     std::optional<Broker> broker_;
 };

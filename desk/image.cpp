@@ -3,10 +3,13 @@
 #include "desk/image.h"
 
 #include "desk/child.h"
+#include "desk/failure.h"
 #include "desk/files.h"
 #include "desk/folder_lock.h"
 #include "desk/root_file_system.h"
 #include "desk/sizes.h"
+
+#include "platform/nal/image_signing.h"
 
 #include <chrono>
 #include <thread>
@@ -28,9 +31,31 @@ Image ImageStore::release(const std::string &version) {
 }
 
 bool ImageStore::mustBuild(const std::string &version) const {
-    // An image of an older tool may be of an older format.
     const fs::path image = imagePath(version);
-    return !fs::exists(image) || fs::last_write_time(image) < fs::last_write_time(tool_);
+    const fs::path authority = signer().authority;
+    if (!fs::exists(image) || !fs::exists(authority)) {
+        return true;
+    }
+    // An image of an older tool may be of an older format, one older than the key of another.
+    const fs::file_time_type built = fs::last_write_time(image);
+    return built < fs::last_write_time(tool_) || built < fs::last_write_time(authority);
+}
+
+Signer ImageStore::signer() const {
+    const fs::path folder = folder_ / "signer";
+    return {folder / "ca.pem", folder / "signer.pem", folder / "signer.key"};
+}
+
+// All of it or nothing: a key without its certificate would never be used, nor made anew.
+void ImageStore::makeSignerOnce() const {
+    const fs::path folder = signer().authority.parent_path();
+    if (fs::exists(folder)) {
+        return;
+    }
+    const fs::path unfinished = folder_ / "work" / "signer";
+    fs::remove_all(unfinished);
+    makeSigner(unfinished, interrupt_);
+    fs::rename(unfinished, folder);
 }
 
 bool ImageStore::mayBuild() const {
@@ -61,24 +86,41 @@ Image ImageStore::make(const std::string &version, const std::string &payload,
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }
     if (mustBuild(version)) {
-        const fs::path squashfs = folder_ / payload;
-        const fs::path work = folder_ / "work";
-        fs::create_directories(work);
-        requireSpace(work, leastBytes * kSpaceFactor);
-        if (!fs::exists(squashfs)) {
-            makeRootFileSystem(work, work / payload, leastBytes, interrupt_);
-            fs::rename(work / payload, squashfs);
-        }
-        const fs::path unfinished = work / (version + ".img");
-        fs::remove(unfinished);
-        runProgram(Launch{{tool_.string(), "make", "--payload", squashfs.string(), "--version",
-                           version, "--model", kModel, "--output", unfinished.string()},
-                          folder_,
-                          folder_ / "ota-image.log"},
-                   interrupt_);
-        fs::rename(unfinished, image);
+        build(version, payload, leastBytes);
     }
     return {image, version, fs::file_size(image)};
+}
+
+void ImageStore::build(const std::string &version, const std::string &payload,
+                       std::uint64_t leastBytes) {
+    const fs::path squashfs = folder_ / payload;
+    const fs::path work = folder_ / "work";
+    fs::create_directories(work);
+    requireSpace(work, leastBytes * kSpaceFactor);
+    if (!fs::exists(squashfs)) {
+        makeRootFileSystem(work, work / payload, leastBytes, interrupt_);
+        fs::rename(work / payload, squashfs);
+    }
+    makeSignerOnce();
+    const fs::path unfinished = work / (version + ".img");
+    fs::remove(unfinished);
+    runProgram(Launch{{tool_.string(), "make", "--payload", squashfs.string(), "--version", version,
+                       "--model", kModel, "--output", unfinished.string()},
+                      folder_,
+                      folder_ / "ota-image.log"},
+               interrupt_);
+    signedAgain({unfinished, version}, unfinished, signer());
+    fs::rename(unfinished, imagePath(version));
+}
+
+Image signedAgain(const Image &image, const fs::path &path, const Signer &signer) {
+    nal::ImageManifest manifest;
+    std::string whatIsWrong;
+    if (!nal::signImage(image.path, path, {signer.key, signer.certificate}, manifest,
+                        whatIsWrong)) {
+        throw Failure(whatIsWrong);
+    }
+    return {path, manifest.version, fs::file_size(path)};
 }
 
 } // namespace desk

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The image files of a demonstration, built once and kept.
+// The image files of a demonstration, built and signed once and kept.
 #ifndef DESK_IMAGE_H
 #define DESK_IMAGE_H
 
+#include "desk/certificates.h"
 #include "desk/interrupt.h"
 
 #include <cstdint>
@@ -32,6 +33,8 @@ class ImageStore {
     Image factory() { return make(kOldVersion, "factory.squashfs", 0); }
     // What is offered: a root file system of at least 16 MiB, packed.
     Image release(const std::string &version);
+    // What a node has to trust for these images; there once an image is.
+    [[nodiscard]] std::filesystem::path authority() const { return signer().authority; }
     // True where an image has to be built first; a release takes some seconds.
     [[nodiscard]] bool mustBuild(const std::string &version) const;
     // True where this user may keep images here.
@@ -39,12 +42,18 @@ class ImageStore {
 
   private:
     Image make(const std::string &version, const std::string &payload, std::uint64_t leastBytes);
+    void build(const std::string &version, const std::string &payload, std::uint64_t leastBytes);
+    [[nodiscard]] Signer signer() const;
+    void makeSignerOnce() const;
     [[nodiscard]] std::filesystem::path imagePath(const std::string &version) const;
 
     std::filesystem::path folder_;
     std::filesystem::path tool_;
     const Interrupt &interrupt_;
 };
+
+// The image as the signer signs it, in another file.
+Image signedAgain(const Image &image, const std::filesystem::path &path, const Signer &signer);
 
 } // namespace desk
 

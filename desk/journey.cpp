@@ -56,7 +56,8 @@ Journey::Journey(const Scene &scene, const Traveller &traveller, Display &displa
       service_(scene.layout, traveller.folder, traveller.identity.mac,
                {.log = traveller.log,
                 .fast = scene.fast,
-                .fileLimit = traveller.takesRoad ? scene.road.nodeFileLimit : 0},
+                .fileLimit = traveller.takesRoad ? scene.road.nodeFileLimit : 0,
+                .cutAt = scene.options.cutPowerAt},
                scene.interrupt),
       log_(traveller.log) {
     if (traveller.takesRoad) {
@@ -66,8 +67,8 @@ Journey::Journey(const Scene &scene, const Traveller &traveller, Display &displa
 
 void Journey::boot() {
     const NodeBoot boot = service_.boot();
-    if (!boot.passedOver.empty()) {
-        display_.step("boot loader", boot.passedOver);
+    for (const std::string &line : boot.passedOver) {
+        display_.step("boot loader", line);
     }
     const nal::BootState &state = boot.state;
     display_.step("boot",
@@ -78,6 +79,9 @@ void Journey::boot() {
 
 void Journey::turn() {
     takeEvents();
+    if (service_.powerIsCut()) {
+        return afterTheCut();
+    }
     if (!rebootAsked_ && std::filesystem::exists(traveller_.folder.rebootAsked())) {
         rebootAsked_ = Clock::now();
     }
@@ -125,7 +129,7 @@ void Journey::goOn() {
         nextLook_ = Clock::now() + kLookEvery;
         return;
     }
-    over_ = isIdle_ && open_.empty() && wordsArrived();
+    over_ = isIdle_ && open_.empty() && !offerAgain() && wordsArrived();
 }
 
 // A word that the gateway does not raise in time is for the verdict to tell.
@@ -138,7 +142,13 @@ bool Journey::wordsArrived() {
            Clock::now() > *endedAt_ + kRootLimit;
 }
 
-void Journey::end() { service_.shutDown(); }
+void Journey::end() {
+    service_.shutDown();
+    if (scene_.road.cutsAtACall && service_.cutAt().empty()) {
+        display_.step("power cut", "none: the node changed its storage only " +
+                                       std::to_string(service_.changes()) + " times");
+    }
+}
 
 void Journey::take(Step step) {
     switch (step) {
@@ -184,7 +194,14 @@ void Journey::offer(const std::string &url) {
     if (scene_.road.firstPoll) {
         words.emplace_back("--first-poll");
     }
-    open_.insert(service_.control().hand(words));
+    try {
+        open_.insert(service_.control().hand(words));
+    } catch (const Failure &) {
+        if (!service_.powerIsCut()) {
+            throw;
+        }
+        afterTheCut();
+    }
 }
 
 void Journey::trigger() {
@@ -237,6 +254,30 @@ void Journey::cutPower() {
     }
     scene_.server.endCrawl();
     boot();
+}
+
+// The node finds out by itself how far it came; what it had not kept is gone.
+void Journey::afterTheCut() {
+    constexpr int kOffers = 2;
+    drain();
+    rebootAsked_.reset();
+    display_.step("power cut", "at " + service_.cutAt());
+    display_.more("what was not synced by then is gone");
+    open_.clear();
+    offersLeft_ = kOffers;
+    boot();
+}
+
+// As the server does that polls on: true where the node is idle and the new version does not run.
+bool Journey::offerAgain() {
+    const nal::BootState state = traveller_.folder.bootState();
+    if (offersLeft_ == 0 || state.of(state.active).version == kNewVersion) {
+        return false;
+    }
+    --offersLeft_;
+    take(Step::offer);
+    nextLook_ = Clock::now() + kLookEvery;
+    return true;
 }
 
 // Until the end of the daemon shows: what it said before came before.

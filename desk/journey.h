@@ -80,6 +80,8 @@ class Journey {
 
     void rebootOnceQuiet();
     void cutPower();
+    void afterTheCut();
+    bool offerAgain();
     void drain();
 
     const Scene &scene_;
@@ -96,6 +98,7 @@ class Journey {
     std::vector<Step> steps_;      // that are still to do
     std::set<std::uint64_t> open_; // tickets without an end
     bool cutPending_ = false;
+    int offersLeft_ = 0;   // after a power cut that took the first one away
     bool running_ = false; // the daemon has its name on the bus
     int lastPercent_ = 0;  // of the download
     int crashes_ = 0;      // of the host, since it last did something

@@ -119,6 +119,10 @@ void Journey::takeHistory(const cJSON *line) {
     } else if (event == "taken-up") {
         display_.step("taken up",
                       "ticket " + std::to_string(host::numberOf(line, "ticket")) + ": " + reason);
+    } else if (event == "trial") {
+        display_.step("trial", reason);
+    } else if (event == "trial-failed") {
+        display_.step("trial", "FAILED: " + reason);
     } else if (event == "agent-waits") {
         display_.step("agent", reason);
     } else if (event == "root-failed") {

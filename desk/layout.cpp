@@ -14,10 +14,11 @@ Layout::Layout(const Options &options)
                 ? fs::read_symlink("/proc/self/exe").parent_path().parent_path()
                 : absolutePath(options.buildFolder)),
       daemon(build / "host/daemon/otad"), control(build / "cli/otactl"),
-      host(build / "desk/ota-desk-host"), imageTool(build / "platform/ota-image"),
+      host(build / "desk/ota-desk-host"), power(build / "desk/power/ota-power"),
+      imageTool(build / "platform/ota-image"),
       library(options.library.empty() ? build / "src/libotaSwAgent.so"
                                       : absolutePath(options.library)) {
-    for (const fs::path &part : {daemon, control, host, imageTool}) {
+    for (const fs::path &part : {daemon, control, host, power, imageTool}) {
         if (!fs::exists(part)) {
             throw Failure(part.string() + " is missing: build the project first, or name its "
                                           "build folder with --build-dir");

@@ -17,6 +17,7 @@ struct Layout {
     std::filesystem::path daemon;
     std::filesystem::path control;
     std::filesystem::path host;
+    std::filesystem::path power; // cuts it at a call
     std::filesystem::path imageTool;
     std::filesystem::path library;
 };

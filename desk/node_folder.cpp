@@ -29,6 +29,7 @@ constexpr std::array kTemporaryNames{"tmpImage",           "software_download", 
                                      "upgrade_done_reboot"};
 constexpr std::string_view kImagePrefix = "4QZ";
 constexpr const char *kRootAuthority = "root-ca.pem";
+constexpr const char *kSignerAuthority = "signer-ca.pem";
 
 bool isDownloadedImage(const fs::path &path) {
     return path.filename().string().starts_with(kImagePrefix);
@@ -61,6 +62,7 @@ void NodeFolder::make(const NodePlan &plan) const {
     if (!plan.authority.empty()) {
         fs::copy_file(plan.authority, path_ / "ca.pem");
     }
+    fs::copy_file(plan.signerAuthority, path_ / kSignerAuthority);
     if (plan.broker) {
         fs::copy_file(plan.broker->authority, path_ / kRootAuthority);
     }
@@ -87,7 +89,10 @@ void NodeFolder::makeConfig(const NodePlan &plan) const {
     text += std::string("preferred_activation_time = ") + kPreferredTime + "\n";
     text += "\n[paths]\ntmp = .\nconfigs = configs\nlogs = logs\nca_certificate = ca.pem\n";
     text += "\n[banks]\na = banks/a\nb = banks/b\nsize = " + std::to_string(plan.bankBytes) + "\n";
-    text += "boot_state = boot_state.ini\n";
+    text += "boot_state = boot_state\n";
+    text +=
+        std::string("\n[trial]\nhealth_command = ") + (plan.unhealthy ? "false" : "true") + "\n";
+    text += std::string("\n[images]\nsignature = required\nsigner_ca = ") + kSignerAuthority + "\n";
     if (plan.authority.empty()) {
         text += "\n[service]\nallow_plain_http = yes\n";
     }
@@ -141,7 +146,7 @@ NodeBoot NodeFolder::boot() const {
     }
     NodeBoot boot;
     std::string whatIsWrong;
-    if (!nal::bootNode(bootStatePath(), {bank(nal::Bank::a), bank(nal::Bank::b)}, boot.state,
+    if (!nal::bootNode({bootStatePath(), {bank(nal::Bank::a), bank(nal::Bank::b)}, ""}, boot.state,
                        boot.passedOver, whatIsWrong)) {
         throw Failure("the node cannot boot: " + whatIsWrong);
     }

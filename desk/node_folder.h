@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace desk {
 
@@ -39,14 +40,16 @@ struct NodePlan {
     std::optional<Image> passive{}; // in bank B, where it holds one
     // The CA certificate that it trusts for images; empty: none, it takes plain http.
     std::filesystem::path authority{};
+    std::filesystem::path signerAuthority{}; // whose signers it trusts
+    bool unhealthy = false;                  // its health command fails on every new version
     std::optional<RootBroker> broker{};
     std::filesystem::path config{}; // a node configuration to use as it is; empty: written here
 };
 
 // How a boot went.
 struct NodeBoot {
-    nal::BootState state;   // its active bank is the one that booted
-    std::string passedOver; // why that is not the chosen one; empty where it is
+    nal::BootState state;                // its active bank is the one that booted
+    std::vector<std::string> passedOver; // a line for each attempt and bank that did not come up
 };
 
 class NodeFolder {
@@ -81,7 +84,7 @@ class NodeFolder {
     void makeConfig(const NodePlan &plan) const;
     void makeBanks(const NodePlan &plan) const;
     void makeConfigurationManagerSocket() const;
-    [[nodiscard]] std::string bootStatePath() const { return path_ / "boot_state.ini"; }
+    [[nodiscard]] std::string bootStatePath() const { return path_ / "boot_state"; }
 
     std::filesystem::path path_;
 };

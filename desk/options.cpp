@@ -30,6 +30,15 @@ std::chrono::seconds secondsFrom(const std::string &text) {
     return std::chrono::seconds(seconds);
 }
 
+std::uint64_t callFrom(const std::string &text) {
+    std::uint64_t call = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), call);
+    if (error != std::errc() || end != text.data() + text.size() || call == 0) {
+        refuse("--cut-power \"" + text + "\" is not a number from 1");
+    }
+    return call;
+}
+
 constexpr std::array kRows{
     Row{"--policy", "0|1|2|3",
         "0 activate at the activation time, 1 at once (default), 2 write only,\n"
@@ -47,11 +56,15 @@ constexpr std::array kRows{
         [](Options &options, const std::string &) { options.firstPoll = true; }},
     Row{"--power-cut", "", "the node loses power during the download, and takes it up again",
         [](Options &options, const std::string &) { options.powerCut = true; }},
+    Row{"--cut-power", "N",
+        "the node loses power at the N-th change of its storage, counted over its lives;\n"
+        "what was not synced by then is gone",
+        [](Options &options, const std::string &value) { options.cutPowerAt = callFrom(value); }},
     Row{"--mesh", "",
         "a gateway and two extenders at once; the extenders' reports arrive at the\n"
         "gateway, as the root; takes policy 0 or 1, and no mode, role or node-conf",
         [](Options &options, const std::string &) { options.mesh = true; }},
-    Row{"--fail", "checksum|flash|activate|boot|server|certificate|version|disk",
+    Row{"--fail", "checksum|flash|activate|boot|health|server|certificate|signature|version|disk",
         "let this go wrong, and see what the agent makes of it",
         [](Options &options, const std::string &value) { options.fail = value; }},
     Row{"--fast", "", "sleeps and retries pass at once, the server sends as fast as it can",

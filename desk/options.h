@@ -4,6 +4,7 @@
 #define DESK_OPTIONS_H
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -24,6 +25,7 @@ struct Options {
     bool offload = false;
     bool firstPoll = false;
     bool powerCut = false;
+    std::uint64_t cutPowerAt = 0; // changes of its storage; 0: never
     bool mesh = false;
     std::string fail; // empty: nothing is to fail
     bool fast = false;

@@ -84,6 +84,16 @@ const std::vector<Road> kRoads{
      .words = {OTA_STATUS_ACTIVATION_COMPLETE, OTA_STATUS_COMMIT_COMPLETE},
      .end = End::committed,
      .ending = "lost power, took the download up again by itself and committed"},
+    // Which words come, and how often, depends on where the power goes.
+    {.name = "cut-power",
+     .selector = "--cut-power",
+     .policies = "1",
+     .gatewayOnly = true,
+     .cutsAtACall = true,
+     .steps = {Step::offer},
+     .words = {},
+     .end = End::committed,
+     .ending = "lost power at that very call, and committed all the same"},
     {.name = "mesh",
      .selector = "--mesh",
      .policies = "0",
@@ -139,7 +149,16 @@ const std::vector<Road> kRoads{
      .steps = {Step::offer},
      .words = {OTA_STATUS_ACTIVATION_COMPLETE, OTA_STATUS_COMMIT_FAILED},
      .end = End::notWhole,
-     .ending = "not committed: the activated bank is damaged, the old version boots again"},
+     .ending = "not committed: the new version does not boot, its attempts are used up, the old "
+               "version boots again"},
+    {.name = "fail-health",
+     .selector = "--fail health",
+     .policies = "1",
+     .unhealthy = true,
+     .steps = {Step::offer},
+     .words = {OTA_STATUS_ACTIVATION_COMPLETE, OTA_STATUS_COMMIT_FAILED},
+     .end = End::written,
+     .ending = "not committed: the new version is not healthy, the old version boots again"},
     {.name = "fail-server",
      .selector = "--fail server",
      .policies = "012",
@@ -160,12 +179,22 @@ const std::vector<Road> kRoads{
      .ending = "gave up after seven attempts: the server's certificate is of another CA"},
     {.name = "fail-version",
      .selector = "--fail version",
-     .policies = "1",
+     .policies = "012",
+     .passiveHoldsOld = true,
      .otherVersionInside = true,
      .steps = {Step::offer},
-     .words = {OTA_STATUS_ACTIVATION_COMPLETE, OTA_STATUS_COMMIT_FAILED},
-     .end = End::otherVersion,
-     .ending = "not committed: the image is of another version than the one offered"},
+     .words = {OTA_STATUS_FLASH_WRITE_FAILED},
+     .end = End::untouched,
+     .ending = "refused: the image is of another version than the one offered"},
+    {.name = "fail-signature",
+     .selector = "--fail signature",
+     .policies = "012",
+     .passiveHoldsOld = true,
+     .strangeSigner = true,
+     .steps = {Step::offer},
+     .words = {OTA_STATUS_FLASH_WRITE_FAILED},
+     .end = End::untouched,
+     .ending = "refused: the image is signed by one whom the node does not trust"},
     {.name = "fail-disk",
      .selector = "--fail disk",
      .policies = "012",
@@ -187,6 +216,9 @@ std::vector<std::string> selectorsOf(const Options &options) {
     }
     if (options.powerCut) {
         selectors.emplace_back("--power-cut");
+    }
+    if (options.cutPowerAt != 0) {
+        selectors.emplace_back("--cut-power");
     }
     if (options.mesh) {
         selectors.emplace_back("--mesh");

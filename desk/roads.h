@@ -23,11 +23,11 @@ enum class Step {
 
 // How the node stands in the end.
 enum class End {
-    committed,    // the new version runs, its bank is the image byte for byte, no mark is left
-    switched,     // the new version runs, its bank is the image byte for byte
-    written,      // the old version runs, the passive bank holds the image whole
-    notWhole,     // the old version runs, the passive bank is not bootable
-    otherVersion, // a version runs, byte for byte, that was not the offered one
+    committed, // the new version runs, its bank is the image byte for byte, no mark is left
+    switched,  // the new version runs, its bank is the image byte for byte
+    written,   // the old version runs, the passive bank holds the image whole
+    notWhole,  // the old version runs, the passive bank is not bootable
+    untouched, // the old version runs, the passive bank holds what it held before
 };
 
 struct Road {
@@ -40,14 +40,18 @@ struct Road {
 
     // the node
     bool passiveHoldsImage = false;
+    bool passiveHoldsOld = false; // as the running one: a change would show
     bool smallBanks = false;
     std::uint64_t nodeFileLimit = 0;
+    bool cutsAtACall = false;    // the power goes at a change of the storage, and comes back
     bool damageAtReboot = false; // of the bank that was just activated
+    bool unhealthy = false;      // its health command fails on the new version
 
     // the offer
     bool wrongChecksum = false;
     bool serverRefuses = false;
     bool strangeAuthority = false;
+    bool strangeSigner = false;
     bool otherVersionInside = false;
     bool offload = false;
     bool firstPoll = false;

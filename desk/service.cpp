@@ -7,6 +7,7 @@
 #include "host/message.h"
 
 #include <chrono>
+#include <fstream>
 #include <poll.h>
 #include <thread>
 
@@ -19,6 +20,7 @@ constexpr auto kGlance = 5ms;
 constexpr auto kOffLimit = 10s;
 constexpr auto kEndTakes = 5s;
 constexpr auto kWatchLimit = 10s;
+constexpr const char *kPowerCut = "exit code 75"; // of the power supply, once it cut the power
 
 } // namespace
 
@@ -54,11 +56,7 @@ void Service::waitForWatch() {
 
 NodeBoot Service::boot() {
     NodeBoot booted = folder_.boot();
-    Launch launch{{layout_.daemon.string(), "--config", "node.conf", "--host",
-                   layout_.host.string(), "--library", layout_.library.string(), "--bus",
-                   kBusAddress, "--boot-id", "desk-boot-" + std::to_string(++boots_)},
-                  folder_.path(),
-                  plan_.log};
+    Launch launch{daemonCommand(), folder_.path(), plan_.log};
     // A proxy of whoever runs the desk would carry the download off this machine.
     launch.environment = {{"OTA_DESK_MAC", mac_},
                           {"OTA_DESK_FAST", plan_.fast ? "1" : "0"},
@@ -71,9 +69,59 @@ NodeBoot Service::boot() {
     return booted;
 }
 
+// Where the power is to go, the daemon and all that it starts run under a power supply that counts.
+std::vector<std::string> Service::daemonCommand() {
+    std::vector<std::string> words;
+    if (plan_.cutAt > changes_ && !powerIsCut_) {
+        words = {layout_.power.string(),
+                 "--disk",
+                 folder_.path().string(),
+                 "--cut",
+                 std::to_string(plan_.cutAt - changes_),
+                 "--mode",
+                 "drop",
+                 "--count",
+                 countFile().string(),
+                 "--journal",
+                 journalFile().string(),
+                 "--"};
+    }
+    words.insert(words.end(),
+                 {layout_.daemon.string(), "--config", "node.conf", "--host", layout_.host.string(),
+                  "--library", layout_.library.string(), "--bus", kBusAddress, "--boot-id",
+                  "desk-boot-" + std::to_string(++boots_)});
+    return words;
+}
+
+void Service::countChanges() {
+    std::uint64_t counted = 0;
+    std::ifstream(countFile()) >> counted;
+    changes_ += counted;
+    std::filesystem::remove(countFile());
+}
+
+bool Service::powerIsCut() {
+    if (powerIsCut_ || plan_.cutAt == 0) {
+        return false;
+    }
+    const auto ending = daemon_.ending();
+    if (!ending) {
+        return false;
+    }
+    if (*ending != kPowerCut) {
+        ended("the node's daemon", *ending, plan_.log);
+    }
+    powerIsCut_ = true;
+    waitUntilOff();
+    return true;
+}
+
+std::string Service::cutAt() const { return powerIsCut_ ? lastLine(journalFile()) : ""; }
+
 void Service::shutDown() {
     daemon_.stop();
     waitUntilOff();
+    countChanges();
 }
 
 void Service::cutPower() {
@@ -104,7 +152,7 @@ host::Json Service::next() {
     if (const auto ending = watch_.ending()) {
         ended("otactl watch", *ending, control_.log());
     }
-    if (const auto ending = daemon_.ending()) {
+    if (const auto ending = plan_.cutAt == 0 || powerIsCut_ ? daemon_.ending() : std::nullopt) {
         ended("the node's daemon", *ending, plan_.log);
     }
     return nullptr;

@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace desk {
 
@@ -23,6 +24,7 @@ struct ServicePlan {
     std::filesystem::path log;   // of the daemon and its host process
     bool fast = false;           // sleeps and the waits of the download pass at once
     std::uint64_t fileLimit = 0; // bytes that a file of the node may grow to; 0: no limit
+    std::uint64_t cutAt = 0;     // change of the storage at which the power goes; 0: never
 };
 
 class Service {
@@ -41,6 +43,13 @@ class Service {
     // Ends it in the middle of whatever it does.
     void cutPower();
 
+    // True once the power went by itself, as planned; the node is off.
+    bool powerIsCut();
+    // What the power was cut at; empty: it was not.
+    [[nodiscard]] std::string cutAt() const;
+    // Changes of the storage so far, where the power is to be cut at one.
+    [[nodiscard]] std::uint64_t changes() const { return changes_; }
+
     // Readable once there is something to take.
     [[nodiscard]] int fd() const { return watch_.fd(); }
     // The next event of the node, in the order in which they happened; null where there is none
@@ -52,8 +61,16 @@ class Service {
   private:
     void waitForWatch();
     void waitUntilOff();
+    [[nodiscard]] std::vector<std::string> daemonCommand();
+    void countChanges();
     [[noreturn]] void ended(const std::string &who, const std::string &how,
                             const std::filesystem::path &log) const;
+
+    // Beside the log: not on the node's storage.
+    [[nodiscard]] std::filesystem::path countFile() const { return plan_.log.string() + ".count"; }
+    [[nodiscard]] std::filesystem::path journalFile() const {
+        return plan_.log.string() + ".changes";
+    }
 
     const Layout &layout_;
     const NodeFolder &folder_;
@@ -65,6 +82,8 @@ class Service {
     LineStream watch_;
     Child daemon_;
     int boots_ = 0;
+    std::uint64_t changes_ = 0;
+    bool powerIsCut_ = false;
 };
 
 } // namespace desk

@@ -6,6 +6,7 @@
 #include "host/json_fields.h"
 #include "host/lib_config.h"
 #include "platform/nal/abandon.h"
+#include "platform/nal/trial.h"
 #include "platform/timers.h"
 
 namespace host {
@@ -99,6 +100,26 @@ bool handleAbandon(const AgentLibrary & /*agent*/, const cJSON * /*event*/, std:
     return true;
 }
 
+bool handleCommit(const AgentLibrary & /*agent*/, const cJSON * /*event*/, std::string &failure,
+                  std::string & /*whatIsWrong*/) {
+    if (!nalCommit(failure)) {
+        failure = "the running bank was not marked good: " + failure;
+    }
+    return true;
+}
+
+bool handleForget(const AgentLibrary & /*agent*/, const cJSON *event, std::string &failure,
+                  std::string &whatIsWrong) {
+    const char *const version = takeText(event, "version", whatIsWrong);
+    if (version == nullptr) {
+        return false;
+    }
+    if (!nalForget(version, failure)) {
+        failure = "the version was not forgotten: " + failure;
+    }
+    return true;
+}
+
 const EventRow kEvents[] = {
     {"new-image", handleNewImage},
     {"mobile-trigger", handleMobileTrigger},
@@ -106,6 +127,8 @@ const EventRow kEvents[] = {
     {"timer", handleTimer},
     {"restore", handleRestore},
     {"abandon", handleAbandon},
+    {"commit", handleCommit},
+    {"forget", handleForget},
 };
 
 } // namespace
@@ -128,7 +151,7 @@ bool handleEvent(const AgentLibrary &agent, const Json &event, Handled &handled,
     }
     whatIsWrong = "the event \"" + handled.name +
                   "\" is not known: expected new-image, mobile-trigger, activation-time, timer, "
-                  "restore or abandon";
+                  "restore, abandon, commit or forget";
     return false;
 }
 

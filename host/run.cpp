@@ -9,6 +9,7 @@
 #include "host/options.h"
 #include "host/stage.h"
 #include "host/supervisor_link.h"
+#include "host/trial.h"
 #include "platform/nal/open.h"
 
 #include <array>
@@ -95,13 +96,18 @@ void sayWhatTheAgentWaitsFor(const AgentLibrary &agent) {
     }
 }
 
-void startAgent(const AgentLibrary &agent, bool commitCheck) {
+// The agent reports a commit only where nothing is left that could take the bank back.
+void startAgent(const Channel &channel, const AgentLibrary &agent, bool commitCheck) {
     agent.initOTAlib();
     tellAddress(agent);
+    const bool commits = commitCheck && passesTrial(channel);
     sayWhatTheAgentWaitsFor(agent);
     agent.main();
     if (commitCheck) {
         agent.checkCommit();
+    }
+    if (commits) {
+        commitTrial();
     }
 }
 
@@ -156,7 +162,7 @@ int runHost(int argc, char **argv) {
     }
     setSupervisor(&channel);
     followStages();
-    startAgent(agent, options.commitCheck);
+    startAgent(channel, agent, options.commitCheck);
     sendDone(channel, doneMessage(agent, kStartUp), kStartUp);
     return serveEvents(channel, agent);
 }

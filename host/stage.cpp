@@ -33,26 +33,16 @@ constexpr std::array kNames{"idle",       "downloading", "verifying", "writing",
 
 Stage current = Stage::idle;
 
-void enter(Stage stage) {
-    if (stage == current) {
-        return;
-    }
-    current = stage;
-    const Json note = newNote("stage");
-    cJSON_AddStringToObject(note.get(), "stage", stageName(stage));
-    tellSupervisor(note);
-}
-
 void onBanks(NalStage stage) {
     switch (stage) {
     case NalStage::writing:
-        enter(Stage::writing);
+        enterStage(Stage::writing);
         break;
     case NalStage::activating:
-        enter(Stage::activating);
+        enterStage(Stage::activating);
         break;
     case NalStage::activated: // every road of the agent goes on to the reboot from here
-        enter(Stage::rebooting);
+        enterStage(Stage::rebooting);
         break;
     }
 }
@@ -63,7 +53,7 @@ void onLog(const char *function, int /*line*/, std::string_view text) {
         return;
     }
     if (const auto stage = stageThatBegins(function, text)) {
-        enter(*stage);
+        enterStage(*stage);
     }
 }
 
@@ -85,6 +75,16 @@ void followStages() {
     nalOnLog(onLog);
 }
 
-void endStage() { enter(Stage::idle); }
+void enterStage(Stage stage) {
+    if (stage == current) {
+        return;
+    }
+    current = stage;
+    const Json note = newNote("stage");
+    cJSON_AddStringToObject(note.get(), "stage", stageName(stage));
+    tellSupervisor(note);
+}
+
+void endStage() { enterStage(Stage::idle); }
 
 } // namespace host

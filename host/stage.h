@@ -22,6 +22,9 @@ std::optional<Stage> stageThatBegins(std::string_view function, std::string_view
  */
 void followStages();
 
+/* What is not the agent's own enters its stage by itself: told where it is another one. */
+void enterStage(Stage stage);
+
 /* The agent's call is over: tells that the stage is idle where it was not. */
 void endStage();
 

@@ -38,7 +38,8 @@ Facts Conductor::facts() const {
             .runningVersion = with_.board.runningVersion(),
             .bootNowMs = bootNowMs(),
             .wallNow = std::time(nullptr),
-            .preferredTime = with_.board.lastStatus().preferredActivationTime};
+            .preferredTime = with_.board.lastStatus().preferredActivationTime,
+            .failedVersions = with_.board.lastStatus().failedVersions};
 }
 
 void Conductor::launchHost() {
@@ -47,6 +48,7 @@ void Conductor::launchHost() {
     state_ = State::startingUp;
     witness_ = {};
     waitsForPath_.clear();
+    trial_ = {};
     lookAtBanks();
     std::string whatIsWrong;
     if (!host_.start(planTakeUp(ledger(), facts()).commitCheck, whatIsWrong)) {
@@ -67,6 +69,9 @@ void Conductor::hostEnded(const std::string &how) {
     keepAgain_.cancel();
     const bool inTheCall = state_ == State::busy;
     state_ = State::off;
+    if (chore_) {
+        choreDone("the host process ended over it; ask again once it runs");
+    }
     with_.timers.restore({}); // the ledger has those that were armed before the call
     with_.board.setStage("");
     if (cancelling_ && how.empty()) {
@@ -127,6 +132,7 @@ void Conductor::hostWaitsFor(const std::string &path) {
 void Conductor::startUpDone(const cJSON &message) {
     waitsForPath_.clear();
     with_.board.setStage("");
+    lookAtBanks(); // the trial may have ended meanwhile
     const Facts now = facts();
     const TakeUp plan = planTakeUp(ledger(), now);
     ledger() = takenUp(ledger(), plan, now);
@@ -162,7 +168,8 @@ void Conductor::startUpDone(const cJSON &message) {
 void Conductor::tellOutcomeOfBoot(const TakeUp &plan) {
     const auto word = outcomeOfWord(witness_.lastWord);
     if (plan.awaitCommitWord && word) {
-        finish(*plan.decided, *word, "the commit check says " + witness_.lastWord);
+        const std::string why = plan.trialFailure.empty() ? "" : "; " + plan.trialFailure;
+        finish(*plan.decided, *word, "the commit check says " + witness_.lastWord + why);
     } else {
         finish(*plan.decided, plan.withoutWord, plan.withoutWordReason);
     }

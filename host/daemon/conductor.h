@@ -7,6 +7,7 @@
 #include "host/daemon/call_witness.h"
 #include "host/daemon/chronicle.h"
 #include "host/daemon/host_process.h"
+#include "host/daemon/keep/explain.h"
 #include "host/daemon/keep/resume.h"
 #include "host/daemon/node_timers.h"
 #include "host/daemon/request_book.h"
@@ -59,6 +60,11 @@ class Conductor {
     void accept(Request request, Answer answer);
     /* Ends the request of this ticket, or with 0 whatever runs or waits. */
     void cancel(std::uint64_t ticket, Answer answer);
+    /* The running bank is marked good. Refused unless the agent is idle; answered when it is done.
+     */
+    void commit(Answer answer);
+    /* A version that failed its trial may be offered again; likewise. */
+    void forget(const std::string &version, Answer answer);
     /* A timer of the agent ran out. */
     void timerRanOut(const std::string &name);
     /* The agent stopped or restarted one. */
@@ -71,6 +77,8 @@ class Conductor {
     void hostKnowsNode(const std::string &mac);
     void hostStage(const std::string &stage);
     void hostWaitsFor(const std::string &path);
+    /* Of the trial of the running bank, or of the one before it. */
+    void hostTellsTrial(const std::string &note, const cJSON &message);
     void hostReported(const std::string &word, const std::string &record);
     void hostHandedOver() { witness_.handedOver = true; }
     /* What the host says cannot be understood: it is as good as crashed. */
@@ -83,6 +91,9 @@ class Conductor {
     bool agentStarted() const { return state_ != State::off && state_ != State::startingUp; }
     const std::string &waitsForPath() const { return waitsForPath_; }
     int hostCrashes() const { return hostCrashes_; }
+    /* The host does nothing that the daemon would have to wait for. */
+    bool isIdle() const { return state_ == State::idle; }
+    const TrialNow &trial() const { return trial_; }
     /* In a row. */
     int failedSaves() const { return failedSaves_; }
     /* One line; empty: none yet. */
@@ -91,7 +102,14 @@ class Conductor {
     int restartInSeconds() const;
 
   private:
-    enum class State { off, startingUp, restoring, abandoning, idle, keeping, busy };
+    enum class State { off, startingUp, restoring, abandoning, idle, choring, keeping, busy };
+
+    // What the host does for the node and not for the agent.
+    struct Chore {
+        host::Json event;
+        HistoryLine done; // told when it is
+        Answer answer;
+    };
 
     Ledger &ledger() { return with_.book.ledger(); }
 
@@ -126,6 +144,11 @@ class Conductor {
     void saveAndAnswer(std::vector<Answer> answers, std::uint64_t ticket,
                        const std::string &whatIsLeft);
     void lookAtBanks();
+    void begin(Chore chore);
+    void choreDone(const std::string &failed);
+    void forgetBaselines(const std::string &version);
+    std::string whyBusy() const;
+    HistoryLine lineOfRunningBank(const std::string &event) const;
 
     Means with_;
     std::function<void()> nodeKnown_;
@@ -142,6 +165,8 @@ class Conductor {
     std::uint64_t keptTicket_ = 0; // the newest that is on the disk
     std::uint64_t life_ = 0;       // of the host process; what was begun for an earlier one is void
     std::string waitsForPath_;
+    TrialNow trial_;
+    std::optional<Chore> chore_;
     int failedSaves_ = 0;
     std::string lastFinished_;
     int hostCrashes_ = 0; // since a call last came to its end

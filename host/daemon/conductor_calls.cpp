@@ -7,10 +7,16 @@
 namespace otad {
 
 void Conductor::hostStage(const std::string &stage) {
+    if (stage == "idle" && trial_.step == TrialNow::Step::checking) {
+        trial_.step = TrialNow::Step::passed;
+    }
     if (stage == "writing") {
         witness_.wrote = true;
     } else if (stage == "activating") {
         witness_.activating = true;
+    } else if (stage == "rebooting" && state_ != State::busy) {
+        trial_.step = TrialNow::Step::rebooting;
+        lookAtBanks();
     } else if (stage == "rebooting" && !witness_.activated) {
         witness_.activated = true;
         if (ledger().running) {
@@ -60,6 +66,10 @@ void Conductor::hostDone(const cJSON &message) {
         lookAtBanks();
         answerCancels(failed);
         return restoreMemory();
+    case State::choring:
+        state_ = State::idle;
+        choreDone(failed);
+        return becomeIdle();
     case State::busy:
         hostCrashes_ = 0;
         return callDone(message);
@@ -98,7 +108,7 @@ void Conductor::callDone(const cJSON &message) {
 void Conductor::offerDone(const Request &offer, const Running &ended) {
     const bool awaited = ended.activated || timersAwaited();
     if (awaited && !endsTheRequest(witness_)) {
-        ledger().standing = Standing{offer, ended.bank, ended.activated, false};
+        ledger().standing = Standing{offer, ended.bank, ended.activated, false, ended.failedTrials};
         return;
     }
     finish(offer, outcomeOfCall(witness_), witness_.lastWord);

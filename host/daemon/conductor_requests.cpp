@@ -2,6 +2,7 @@
 // The requests' way to the agent: kept, in their turn, begun.
 #include "host/daemon/conductor.h"
 
+#include "host/daemon/keep/resume_fate.h"
 #include "host/message.h"
 #include "platform/timers.h"
 
@@ -139,6 +140,8 @@ void Conductor::begin(Running running) {
     onboardingEnded_ = false;
     if (running.bank.empty()) {
         running.bank = with_.board.activeBank();
+        running.failedTrials =
+            failedTrialsOf(running.request.version, with_.board.lastStatus().failedVersions);
     }
     ledger().running = std::move(running);
     if (ledger().running->request.kind == kNewImage) {

@@ -107,6 +107,10 @@ void Daemon::cancel(std::uint64_t ticket, Answer answer) {
     conductor_.cancel(ticket, std::move(answer));
 }
 
+void Daemon::commit(Answer answer) { front_.commit(answer); }
+
+void Daemon::forget(std::string version, Answer answer) { front_.forget(version, answer); }
+
 void Daemon::changeSetting(std::string name, std::string value, Answer answer) {
     front_.changeSetting(name, value, answer);
 }

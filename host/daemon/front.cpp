@@ -2,6 +2,7 @@
 // What the bus asks: judged by the guard, then handed on.
 #include "host/daemon/front.h"
 
+#include "host/daemon/keep/trial_words.h"
 #include "host/guard/activation_record.h"
 #include "host/guard/offer.h"
 #include "host/guard/setting.h"
@@ -38,6 +39,19 @@ host::guard::NodeIdentity Front::identity() const {
             .longestVersion = host::guard::longestVersion(house_.config.logsDirectory + kMarker)};
 }
 
+host::guard::Rules Front::rules() const {
+    host::guard::Rules rules{house_.config.allowPlainHttp, house_.config.lowestVersion, {}};
+    for (const FailedTrial &failed : house_.board.lastStatus().failedVersions) {
+        if (failed.refused) {
+            rules.refusedVersions.push_back(
+                {failed.version, "failed its trial on this node " +
+                                     times(static_cast<int>(failed.trials)) + ": " +
+                                     failureWords(failed.reason)});
+        }
+    }
+    return rules;
+}
+
 void Front::refuse(const host::guard::Refusal &refusal, const BusCalls::Answer &answer) {
     HistoryLine line;
     line.event = "refused";
@@ -55,8 +69,7 @@ void Front::offerImage(const std::string &descriptor, const host::guard::OfferFl
         return refuse(*refusal, answer);
     }
     host::guard::Offer offer;
-    const host::guard::Rules rules{house_.config.allowPlainHttp, house_.config.lowestVersion};
-    if (const auto refusal = host::guard::checkOffer(descriptor, identity(), rules, offer)) {
+    if (const auto refusal = host::guard::checkOffer(descriptor, identity(), rules(), offer)) {
         return refuse(*refusal, answer);
     }
     if (const auto refusal = host::guard::checkFlags(flags)) {
@@ -103,6 +116,43 @@ void Front::setActivationTime(const std::string &record, const BusCalls::Answer 
     house_.conductor.accept(std::move(request), answer);
 }
 
+// An operator decides by what is now, not by what was when the host last spoke. While that one
+// works it may hold the boot state's lock, and nobody waits for it here.
+bool Front::knowsTheBanks(const BusCalls::Answer &answer) {
+    std::string whatIsWrong;
+    if (!house_.conductor.isIdle() || house_.board.lookAtBanks(whatIsWrong)) {
+        return true;
+    }
+    const auto failed = host::guard::Refusal{host::Outcome::failed, "banks", whatIsWrong};
+    answer(&failed, 0);
+    return false;
+}
+
+void Front::commit(const BusCalls::Answer &answer) {
+    if (!knowsTheBanks(answer)) {
+        return;
+    }
+    const std::string why = whyNothingToCommit(house_.board.lastStatus());
+    if (!why.empty()) {
+        const auto nothing = host::guard::Refusal{host::Outcome::nothingToCommit, "bank", why};
+        return answer(&nothing, 0);
+    }
+    house_.conductor.commit(answer);
+}
+
+void Front::forget(const std::string &version, const BusCalls::Answer &answer) {
+    if (!knowsTheBanks(answer)) {
+        return;
+    }
+    if (failedTrial(house_.board.lastStatus(), version) == nullptr) {
+        const auto nothing =
+            host::guard::Refusal{host::Outcome::nothingToForget, "version",
+                                 host::guard::spelled(version) + " failed no trial on this node"};
+        return answer(&nothing, 0);
+    }
+    house_.conductor.forget(version, answer);
+}
+
 void Front::changeSetting(const std::string &name, const std::string &value,
                           const BusCalls::Answer &answer) {
     host::guard::Setting setting{};
@@ -142,6 +192,10 @@ std::vector<std::pair<std::string, std::string>> Front::explain() {
     facts.rootConfigured = !house_.config.rootHost.empty();
     facts.busConnected = house_.bus.connected();
     facts.failedSaves = house_.conductor.failedSaves();
+    facts.trial = house_.conductor.trial();
+    facts.healthLimitSeconds =
+        house_.config.healthCommand.empty() ? 0 : house_.config.healthLimitSeconds;
+    facts.refuseAfterTrials = house_.config.refuseAfterTrials;
     return explainNode(house_.board.status(), house_.book.ledger(), facts);
 }
 

@@ -40,6 +40,10 @@ class Front {
                     const BusCalls::Answer &answer);
     void triggerMobileApp(int newswavailflag, const BusCalls::Answer &answer);
     void setActivationTime(const std::string &record, const BusCalls::Answer &answer);
+    /* Of the bank that runs. */
+    void commit(const BusCalls::Answer &answer);
+    /* Of a version that failed its trial. */
+    void forget(const std::string &version, const BusCalls::Answer &answer);
     void changeSetting(const std::string &name, const std::string &value,
                        const BusCalls::Answer &answer);
     std::vector<std::pair<std::string, std::string>> explain();
@@ -47,6 +51,8 @@ class Front {
   private:
     std::optional<host::guard::Refusal> notReady() const;
     host::guard::NodeIdentity identity() const;
+    host::guard::Rules rules() const;
+    bool knowsTheBanks(const BusCalls::Answer &answer);
     void refuse(const host::guard::Refusal &refusal, const BusCalls::Answer &answer);
 
     House house_;

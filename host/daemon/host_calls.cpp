@@ -34,6 +34,9 @@ void HostCalls::takeNote(const std::string &note, const cJSON &message) {
         conductor_.hostKnowsNode(host::textOf(&message, "mac"));
     } else if (note == "waits-for") {
         conductor_.hostWaitsFor(host::textOf(&message, "path"));
+    } else if (note == "trial" || note == "trial-failed" || note == "committed" ||
+               note == "not-committed") {
+        conductor_.hostTellsTrial(note, message);
     } else {
         conductor_.hostIsWrong("the note \"" + note + "\" is not known");
     }

@@ -7,6 +7,7 @@
 
 #include "host/outcome.h"
 #include "platform/nal/config.h"
+#include "platform/nal/file_io.h"
 
 #include <cerrno>
 #include <csignal>
@@ -31,7 +32,9 @@ void blockSignals() {
 }
 
 bool makeStateDirectory(const std::string &path) {
-    if (mkdir(path.c_str(), kStateMode) == 0 || errno == EEXIST) {
+    const bool made = mkdir(path.c_str(), kStateMode) == 0;
+    // Without the sync a power cut would take the directory, and with it all that was kept there.
+    if (made ? nal::syncDirectoryOf(path) : errno == EEXIST) {
         return true;
     }
     otad::logError("[service] state: " + path + " cannot be made: " + std::strerror(errno) +

@@ -26,6 +26,29 @@ std::vector<TimerLeft> leftOf(const std::vector<ArmedTimer> &timers) {
     return left;
 }
 
+BankView viewOf(const nal::BootState &state, nal::Bank bank) {
+    const nal::BankRecord &record = state.of(bank);
+    BankView view;
+    view.name = nal::bankName(bank);
+    view.version = record.version;
+    view.whole = record.whole;
+    view.running = bank == state.active;
+    view.next = bank == nal::bankToBoot(state);
+    return view;
+}
+
+BankTrial trialOf(const nal::BootState &state, nal::Bank bank) {
+    BankTrial trial;
+    trial.bank = nal::bankName(bank);
+    trial.trial = state.isOnTrial(bank);
+    trial.attempts = trial.trial ? static_cast<std::uint32_t>(state.attemptsOf(bank)) : 0;
+    if (const auto *const failed = nal::failedVersion(state, state.of(bank).version)) {
+        trial.failedTrials = static_cast<std::uint32_t>(failed->trials);
+        trial.lastFailure = nal::trialFailureName(failed->last);
+    }
+    return trial;
+}
+
 // The agent writes it through a shell: it may be empty for a moment, or hold a mark of failure.
 std::uint32_t percentIn(const std::string &path, std::time_t since) {
     struct stat file {};
@@ -93,16 +116,19 @@ void StatusBoard::setRootConnected(bool connected) {
     changed_();
 }
 
+// What was known stays where the boot state cannot be read.
 bool StatusBoard::lookAtBanks(std::string &whatIsWrong) {
     nal::BootState state;
-    if (!nal::readBootState(config_.bootStatePath, state, whatIsWrong)) {
+    if (!nal::readBootState(config_.bootState, state, whatIsWrong)) {
         return false;
     }
-    status_.banks.clear();
-    for (const nal::Bank bank : {nal::Bank::a, nal::Bank::b}) {
-        const nal::BankRecord &record = state.of(bank);
-        status_.banks.push_back({nal::bankName(bank), record.version, record.whole,
-                                 bank == state.active, bank == nal::bankToBoot(state)});
+    status_.banks = {viewOf(state, nal::Bank::a), viewOf(state, nal::Bank::b)};
+    status_.bankTrials = {trialOf(state, nal::Bank::a), trialOf(state, nal::Bank::b)};
+    status_.failedVersions.clear();
+    for (const nal::FailedVersion &one : state.failed) {
+        status_.failedVersions.push_back(
+            {one.version, static_cast<std::uint32_t>(one.trials), nal::trialFailureName(one.last),
+             nal::isRefused(state, one.version, config_.refuseAfterTrials)});
     }
     activeBank_ = nal::bankName(state.active);
     runningVersion_ = state.of(state.active).version;

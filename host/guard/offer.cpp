@@ -51,7 +51,7 @@ std::optional<Refusal> readKeys(const StrictObject &object, Offer &offer) {
 }
 
 std::optional<Refusal> checkVersion(const std::string &version, std::size_t longest,
-                                    const std::string &lowest) {
+                                    const Rules &rules) {
     if (!hasVersionCharacters(version)) {
         return Refusal{Outcome::versionMalformed, kVersion,
                        spelled(version) + " is not 1 to 63 characters of A-Z a-z 0-9 . _ + -"};
@@ -65,9 +65,16 @@ std::optional<Refusal> checkVersion(const std::string &version, std::size_t long
                        spelled(version) + " has " + std::to_string(version.size()) +
                            " characters, this node takes at most " + std::to_string(longest)};
     }
-    if (!lowest.empty() && compareVersions(version, lowest) < 0) {
+    if (!rules.lowestVersion.empty() && compareVersions(version, rules.lowestVersion) < 0) {
         return Refusal{Outcome::versionBelowFloor, kVersion,
-                       spelled(version) + " is under the configured lowest version " + lowest};
+                       spelled(version) + " is under the configured lowest version " +
+                           rules.lowestVersion};
+    }
+    for (const RefusedVersion &refused : rules.refusedVersions) {
+        if (version == refused.version) {
+            return Refusal{Outcome::versionFailedTrial, kVersion,
+                           spelled(version) + " " + refused.why};
+        }
     }
     return std::nullopt;
 }
@@ -98,7 +105,7 @@ std::optional<Refusal> checkPolicy(int policy) {
 
 std::optional<Refusal> checkValues(const Offer &offer, const NodeIdentity &node,
                                    const Rules &rules) {
-    auto refusal = checkVersion(offer.version, node.longestVersion, rules.lowestVersion);
+    auto refusal = checkVersion(offer.version, node.longestVersion, rules);
     if (!refusal) {
         refusal = checkTarget(offer, node);
     }

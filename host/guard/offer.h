@@ -9,12 +9,19 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace host::guard {
+
+struct RefusedVersion {
+    std::string version;
+    std::string why; // what follows the version in a sentence
+};
 
 struct Rules {
     bool allowPlainHttp = false;
     std::string lowestVersion; // empty: no floor
+    std::vector<RefusedVersion> refusedVersions{};
 };
 
 struct Offer {

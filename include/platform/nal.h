@@ -38,7 +38,11 @@ const char *nal_getHIECertifcatePath(void); /* CA certificate file for https dow
 
 /* Fills a zeroed record of NAL_NODE_INFO_SIZE bytes with two texts at the offsets above. */
 int nal_getNodeInfo(void *record);
-/* The running software version, at most NAL_VERSION_WIDTH bytes. */
+/*
+ * The version of the bank that runs, which need not be the one activated last: after a boot the
+ * agent tells by this whether the activation took, and reports a failure to answer as a failed
+ * commit. At most NAL_VERSION_WIDTH bytes; one of more than 31 characters is never committed.
+ */
 int nal_getCurSwVersion(char *version);
 /* The version in the passive bank; NAL_NO_PREVIOUS_IMAGE where that holds no whole image. */
 int nal_getPrevSwVersion(char *version);
@@ -58,21 +62,27 @@ int nal_setSwmgntFileServerInfo(const char *json);
 
 /*
  * Writes the image file into the passive bank. 0: every byte is there and was read back; any
- * other value: it is not, and the passive bank must not be bootable. Never touches the running
- * bank and never changes which bank boots. Blocks for the whole write.
+ * other value: it is not, and the passive bank must not be bootable, unless the image was refused
+ * before its first byte was written. Never touches the running bank and never changes which bank
+ * boots; a bank that was activated is not written over. Blocks for the whole write.
  */
 int nal_writePassiveImage(const char *imagePath);
 
 /*
- * Makes the passive bank the one to boot next. NOT 0 is success. 0: the passive bank holds no
- * whole image or the choice could not be stored; the running bank stays the one to boot.
+ * Makes the passive bank the one to boot next. NOT 0 is success, also where it was activated
+ * before: the choice survives a power cut, and the bank is on trial. It boots a limited number of
+ * times until the node marks it good, without a call of the agent's; then the running one boots
+ * again by itself. 0: the passive bank holds no whole image, its version failed a trial before, the
+ * running bank is on trial itself, or the choice could not be stored; the running bank stays the
+ * one to boot. May block to read the bank.
  */
 int nal_activatePassiveImage(void);
 
 /*
  * Makes the running bank the one to boot where an activation failed half-way. The agent calls
- * it at the end of every installation, also right after a successful activation and its
- * reboot command: an activation that succeeded must stand. The result is ignored.
+ * it at the end of every installation, also in the same run as a successful activation, right
+ * behind its reboot command: an activation that succeeded must stand. The result is ignored. May
+ * block to read the bank.
  */
 int nal_fallBackToActiveImage(void);
 

@@ -24,7 +24,7 @@ struct DirectoryClose {
 
 bool keepRunningBank(std::string &whatIsWrong) {
     BootState state;
-    if (!readBootState(node().config().bootStatePath, state, whatIsWrong)) {
+    if (!readBootState(node().config().bootState, state, whatIsWrong)) {
         return false;
     }
     return state.next == state.active || takeChoiceBack(state, whatIsWrong);

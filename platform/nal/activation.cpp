@@ -13,7 +13,7 @@ namespace nal {
 namespace {
 
 bool store(const BootState &state, std::string &whatIsWrong) {
-    return writeBootState(node().config().bootStatePath, state, whatIsWrong);
+    return writeBootState(node().config().bootState, state, whatIsWrong);
 }
 
 // A bank found damaged is recorded as not whole: it must not boot, nor be offered as a version.
@@ -26,8 +26,11 @@ BankBytes compareAndRecord(BootState &state, Bank bank, std::string &whatIsWrong
     return bytes;
 }
 
+// Chosen is on trial, until the node was healthy on it.
 bool choose(BootState &state, Bank bank, std::string &whatIsWrong) {
     state.next = bank;
+    state.trial = bank;
+    state.attemptsOf(bank) = node().config().trialAttempts;
     if (store(state, whatIsWrong)) {
         return true;
     }
@@ -39,9 +42,19 @@ bool choose(BootState &state, Bank bank, std::string &whatIsWrong) {
     return false;
 }
 
+bool isRefusedVersion(const BootState &state, Bank bank, std::string &whatIsWrong) {
+    const std::string &version = state.of(bank).version;
+    if (!isRefused(state, version, node().config().refuseAfterTrials)) {
+        return false;
+    }
+    whatIsWrong = std::string("bank ") + bankName(bank) + " holds " + version +
+                  ", which failed its trial; offer another version, or otactl forget " + version;
+    return true;
+}
+
 bool activatePassive(std::string &whatIsWrong) {
     BootState state;
-    if (!readBootState(node().config().bootStatePath, state, whatIsWrong)) {
+    if (!readBootState(node().config().bootState, state, whatIsWrong)) {
         return false;
     }
     const Bank passive = otherBank(state.active);
@@ -50,7 +63,11 @@ bool activatePassive(std::string &whatIsWrong) {
             std::string("bank ") + bankName(passive) + " holds no whole image; write one first";
         return false;
     }
-    const bool stands = state.next == passive && !node().activationHalfWay;
+    if (isOnTrialItself(state, whatIsWrong) || isRefusedVersion(state, passive, whatIsWrong)) {
+        return false;
+    }
+    const bool stands =
+        state.next == passive && state.isOnTrial(passive) && !node().activationHalfWay;
     node().activationHalfWay = true;
     const BankBytes bytes = compareAndRecord(state, passive, whatIsWrong);
     if (bytes == BankBytes::different) {
@@ -68,7 +85,7 @@ bool activatePassive(std::string &whatIsWrong) {
 
 bool fallBack(std::string &whatIsWrong) {
     BootState state;
-    if (!readBootState(node().config().bootStatePath, state, whatIsWrong)) {
+    if (!readBootState(node().config().bootState, state, whatIsWrong)) {
         return false;
     }
     if (!node().activationHalfWay && bankToBoot(state) == state.next) {
@@ -84,7 +101,20 @@ bool fallBack(std::string &whatIsWrong) {
 
 } // namespace
 
+bool isOnTrialItself(const BootState &state, std::string &whatIsWrong) {
+    if (!state.isOnTrial(state.active)) {
+        return false;
+    }
+    whatIsWrong = std::string("bank ") + bankName(state.active) +
+                  " runs on trial, and the other one is what it would fall back to; wait for the "
+                  "commit, or otactl commit";
+    return true;
+}
+
 bool takeChoiceBack(BootState &state, std::string &whatIsWrong) {
+    if (!state.isOnTrial(state.active)) {
+        state.trial.reset();
+    }
     state.next = state.active;
     if (!store(state, whatIsWrong)) {
         return false;

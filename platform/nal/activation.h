@@ -9,6 +9,9 @@
 
 namespace nal {
 
+/* True where the running bank must still prove itself: the other one is not to be touched then. */
+bool isOnTrialItself(const BootState &state, std::string &whatIsWrong);
+
 /* The running bank boots next, and `state` is stored so. False: whatIsWrong is one line. */
 bool takeChoiceBack(BootState &state, std::string &whatIsWrong);
 

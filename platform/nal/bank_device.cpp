@@ -2,9 +2,9 @@
 // A bank as a device: its size, its bytes, and what was really stored.
 #include "platform/nal/bank_device.h"
 
-#include "platform/nal/digest.h"
-#include "platform/nal/image_stream.h"
+#include "platform/nal/read_back.h"
 
+#include <ctime>
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
@@ -46,6 +46,36 @@ bool isSameDevice(const struct stat &one, const struct stat &other) {
         return one.st_rdev == other.st_rdev;
     }
     return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+// The last bank that this process read back as a whole; the path is empty where there is none.
+struct LastReadBack {
+    std::string path;
+    BankRecord record;
+    struct stat status {};
+    timespec at{}; // since the boot
+};
+LastReadBack lastReadBack;
+
+constexpr time_t kCallOfTheAgent = 5; // seconds between the two banks calls of one, at most
+
+timespec clockNow(clockid_t clock) {
+    timespec now{};
+    clock_gettime(clock, &now);
+    return now;
+}
+
+bool isBefore(const timespec &one, const timespec &other) {
+    return one.tv_sec != other.tv_sec ? one.tv_sec < other.tv_sec : one.tv_nsec < other.tv_nsec;
+}
+
+bool isSameTime(const timespec &one, const timespec &other) {
+    return !isBefore(one, other) && !isBefore(other, one);
+}
+
+bool isSameRecord(const BankRecord &one, const BankRecord &other) {
+    return one.whole && other.whole && one.version == other.version && one.size == other.size &&
+           one.sha256 == other.sha256;
 }
 
 } // namespace
@@ -91,25 +121,26 @@ UniqueFd openBank(const std::string &path, int access, std::uint64_t &size,
 bool readBackDigest(const std::string &path, std::uint64_t size, std::string &sha256,
                     std::string &whatIsWrong) {
     std::uint64_t bankSize = 0;
-    const UniqueFd device = openBank(path, O_RDONLY, bankSize, whatIsWrong);
+    UniqueFd device = openBank(path, O_RDONLY, bankSize, whatIsWrong);
     if (!device) {
         return false;
     }
-    // Only a wish: where the pages cannot be dropped, the comparison is still of the bank's bytes.
-    posix_fadvise(device.get(), 0, 0, POSIX_FADV_DONTNEED);
-    Sha256 sum;
-    const PieceTaker add = [&](const void *piece, std::size_t pieceSize, std::string &) {
-        sum.add(piece, pieceSize);
-        return true;
-    };
-    if (!readInPieces(device.get(), path, size, add, whatIsWrong)) {
+    ReadBack readBack(std::move(device), path, size, size);
+    if (!readBack.start(whatIsWrong)) {
         return false;
     }
-    sha256 = sum.text();
+    readBack.synced(size);
+    if (!readBack.finish(whatIsWrong)) {
+        return false;
+    }
+    sha256 = readBack.sums().whole();
     return true;
 }
 
 BankBytes compareBank(const BankRecord &record, const std::string &path, std::string &whatIsWrong) {
+    if (readBackStillHolds(record, path)) {
+        return BankBytes::recorded;
+    }
     std::string stored;
     if (!readBackDigest(path, record.size, stored, whatIsWrong)) {
         return BankBytes::unreadable;
@@ -120,6 +151,35 @@ BankBytes compareBank(const BankRecord &record, const std::string &path, std::st
     whatIsWrong = "the image in the bank " + path +
                   " is damaged, its SHA-256 sum is not the recorded one; write it again";
     return BankBytes::different;
+}
+
+void forgetReadBack() { lastReadBack.path.clear(); }
+
+void rememberReadBack(const BankRecord &record, const std::string &path) {
+    forgetReadBack();
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        return;
+    }
+    // A change within the same tick of the kernel's clock would leave the file's times as they are.
+    if (S_ISREG(status.st_mode) && !isBefore(status.st_ctim, clockNow(CLOCK_REALTIME_COARSE))) {
+        return;
+    }
+    lastReadBack = {path, record, status, clockNow(CLOCK_BOOTTIME)};
+}
+
+bool readBackStillHolds(const BankRecord &record, const std::string &path) {
+    const struct stat &then = lastReadBack.status;
+    struct stat now {};
+    if (lastReadBack.path != path || path.empty() || !isSameRecord(lastReadBack.record, record) ||
+        stat(path.c_str(), &now) != 0 || !isSameDevice(then, now)) {
+        return false;
+    }
+    if (S_ISREG(now.st_mode)) {
+        return now.st_size == then.st_size && isSameTime(now.st_mtim, then.st_mtim) &&
+               isSameTime(now.st_ctim, then.st_ctim);
+    }
+    return clockNow(CLOCK_BOOTTIME).tv_sec - lastReadBack.at.tv_sec < kCallOfTheAgent;
 }
 
 } // namespace nal

@@ -1,52 +1,144 @@
 // SPDX-License-Identifier: MIT
-// What a boot loader does: boots the chosen bank if its bytes are good, else the other one.
+// What a boot loader does: boots the chosen bank, counts the attempts of one on trial, falls back.
 #include "platform/nal/boot.h"
 
 #include "platform/nal/bank_device.h"
+#include "platform/nal/file_io.h"
 
 namespace nal {
 namespace {
 
-// Says whether this bank can boot; one whose bytes are wrong loses its record.
-bool canBoot(BankRecord &record, const std::string &path, std::string &whatIsWrong) {
-    if (!record.whole) {
-        whatIsWrong = "the bank " + path + " holds no whole image";
+class PowerOn {
+  public:
+    PowerOn(const BootWay &way, BootState &state, std::vector<std::string> &passedOver)
+        : way_(way), state_(state), stored_(state), passedOver_(passedOver) {}
+
+    bool boot(std::string &whatIsWrong) {
+        for (const Bank bank : {state_.next, otherBank(state_.next)}) {
+            if (state_.isOnTrial(bank) ? tryTrial(bank) : tryBank(bank)) {
+                return keep(bank, whatIsWrong);
+            }
+        }
+        // Attempts are for a bank to fall back from: without one, a whole bank is all there is.
+        if (state_.trial && comesUp(*state_.trial)) {
+            return keep(*state_.trial, whatIsWrong);
+        }
+        whatIsWrong = "no bank can boot";
+        for (const std::string &line : passedOver_) {
+            whatIsWrong += "; " + line;
+        }
         return false;
     }
-    const BankBytes bytes = compareBank(record, path, whatIsWrong);
-    if (bytes == BankBytes::different) {
-        record = BankRecord{};
+
+  private:
+    const std::string &pathOf(Bank bank) const {
+        return way_.bankPaths.at(static_cast<std::size_t>(bank));
     }
-    return bytes == BankBytes::recorded;
-}
+
+    bool comesUp(Bank bank) {
+        std::string why;
+        if (!state_.of(bank).whole) {
+            why = "the bank " + pathOf(bank) + " holds no whole image";
+        } else {
+            const BankBytes bytes = compareBank(state_.of(bank), pathOf(bank), why);
+            if (bytes == BankBytes::recorded) {
+                return true;
+            }
+            if (bytes == BankBytes::different && !state_.isOnTrial(bank)) {
+                state_.of(bank) = BankRecord{};
+            }
+        }
+        passedOver_.push_back(why);
+        return false;
+    }
+
+    bool tryTrial(Bank bank) {
+        const std::string name = std::string("bank ") + bankName(bank);
+        int &left = state_.attemptsOf(bank);
+        while (left > 0) {
+            --left;
+            state_.active = bank;
+            std::string whatIsWrong;
+            if (!store(whatIsWrong)) {
+                passedOver_.push_back(
+                    name + " is on trial, and the attempt cannot be counted: " + whatIsWrong);
+                return false;
+            }
+            if (comesUp(bank)) {
+                return true;
+            }
+            passedOver_.back() += "; " + std::to_string(left) + " of its attempts left";
+        }
+        passedOver_.push_back(name + " is on trial and has no attempt left");
+        return false;
+    }
+
+    bool tryBank(Bank bank) {
+        if (!comesUp(bank)) {
+            return false;
+        }
+        state_.active = bank;
+        if (!state_.trial) {
+            state_.next = bank;
+        }
+        return true;
+    }
+
+    bool keep(Bank bank, std::string &whatIsWrong) {
+        state_.active = bank;
+        const bool toldToKernel = tellKernel(bank);
+        if (store(whatIsWrong)) {
+            return true;
+        }
+        passedOver_.push_back("what this boot changes cannot be stored: " + whatIsWrong);
+        return toldToKernel || stored_.active == bank;
+    }
+
+    // What runs must be known to the system that boots, whatever became of the state.
+    bool tellKernel(Bank bank) const {
+        if (way_.commandLine.empty()) {
+            return false;
+        }
+        std::string whatIsWrong;
+        return replaceFile(way_.commandLine, std::string("ota.bank=") + bankName(bank) + "\n",
+                           whatIsWrong) != Replaced::no;
+    }
+
+    bool store(std::string &whatIsWrong) {
+        const auto sameRecords = state_.banks[0].whole == stored_.banks[0].whole &&
+                                 state_.banks[1].whole == stored_.banks[1].whole;
+        if (sameRecords && state_.active == stored_.active && state_.next == stored_.next &&
+            state_.attemptsLeft == stored_.attemptsLeft) {
+            return true;
+        }
+        if (!writeBootState(way_.state, state_, whatIsWrong)) {
+            return false;
+        }
+        stored_ = state_;
+        return true;
+    }
+
+    const BootWay &way_;
+    BootState &state_;
+    BootState stored_;
+    std::vector<std::string> &passedOver_;
+};
 
 } // namespace
 
-bool bootNode(const std::string &statePath, const std::array<std::string, 2> &bankPaths,
-              BootState &state, std::string &passedOver, std::string &whatIsWrong) {
-    if (!readBootState(statePath, state, whatIsWrong)) {
+bool bootNode(const BootWay &way, BootState &state, std::vector<std::string> &passedOver,
+              std::string &whatIsWrong) {
+    BootFindings findings;
+    BootState read;
+    if (!readBootState(way.state, read, whatIsWrong, &findings)) {
         return false;
     }
-    const auto pathOf = [&](Bank bank) { return bankPaths.at(static_cast<std::size_t>(bank)); };
-    BootState booted = state;
-    Bank bank = state.next;
-    passedOver.clear();
-    if (!canBoot(booted.of(bank), pathOf(bank), passedOver)) {
-        bank = otherBank(bank);
-        if (!canBoot(booted.of(bank), pathOf(bank), whatIsWrong)) {
-            whatIsWrong = "no bank can boot: " + passedOver + "; " + whatIsWrong;
-            return false;
-        }
+    passedOver = findings.damages;
+    if (!PowerOn(way, read, passedOver).boot(whatIsWrong)) {
+        return false;
     }
-    const bool sameWholeness = booted.banks[0].whole == state.banks[0].whole &&
-                               booted.banks[1].whole == state.banks[1].whole;
-    if (sameWholeness && state.active == bank && state.next == bank) {
-        return true;
-    }
-    booted.active = bank;
-    booted.next = bank;
-    state = booted;
-    return writeBootState(statePath, state, whatIsWrong);
+    state = read;
+    return true;
 }
 
 } // namespace nal

@@ -53,6 +53,9 @@ class Reading {
         if (access(config_.caCertificate.c_str(), F_OK) == 0) {
             lookAtFile("paths", "ca_certificate", config_.caCertificate);
         }
+        lookAtFile("banks", "fw_env_config", config_.bootState.fwEnvConfig);
+        lookAtFile("banks", "kernel_command_line", config_.bootState.kernelCommandLine);
+        lookAtFile("images", "signer_ca", config_.signerAuthority);
         lookAtFile("root", "ca_certificate", config_.rootCaCertificate);
         lookAtFile("root", "certificate", config_.rootCertificate);
         lookAtFile("root", "key", config_.rootKey);
@@ -76,6 +79,29 @@ class Reading {
     }
 
     void checkTogether() {
+        checkBootState();
+        checkSignature();
+        checkRoot();
+    }
+
+    void checkBootState() {
+        const BootPlace &place = config_.bootState;
+        if (place.file.empty() == place.fwEnvConfig.empty()) {
+            complain("banks", "boot_state",
+                     place.file.empty() ? "is missing: expected it, or fw_env_config"
+                                        : "stands beside fw_env_config: expected one of the two");
+        }
+    }
+
+    void checkSignature() {
+        if (config_.signatureRequired && config_.signerAuthority.empty()) {
+            complain("images", "signer_ca",
+                     "is missing: expected the file of the authority whose signers this node "
+                     "trusts, or signature = optional to take unsigned images");
+        }
+    }
+
+    void checkRoot() {
         const auto given = [&](const char *key) {
             return findEntry(entries_, "root", key) != nullptr;
         };
@@ -140,6 +166,10 @@ std::vector<std::string> check(const std::string &path, Config &config) {
 }
 
 } // namespace
+
+std::string Config::lockPath() const {
+    return (bootState.file.empty() ? configsDirectory + "/boot_state" : bootState.file) + ".lock";
+}
 
 bool readConfigText(const std::string &path, std::string &text, std::string &whatIsWrong) {
     return readWholeFile(path, kMaxConfig, text, whatIsWrong);

@@ -31,7 +31,17 @@ struct Config {
     // [banks]
     std::array<std::string, 2> bankPaths;
     std::uint64_t bankSize = 0; // 0: not given
-    std::string bootStatePath;
+    BootPlace bootState;
+
+    // [trial]
+    int trialAttempts = 3;
+    std::string healthCommand;   // for the shell; empty: none, every boot is a healthy one
+    int healthLimitSeconds = 60; // until the command counts as failed
+    int refuseAfterTrials = 1;   // failed trials of one version; 0: never refused
+
+    // [images]
+    bool signatureRequired = true;
+    std::string signerAuthority; // certificate file; empty: no signature can be checked
 
     // [service]
     std::string stateDirectory; // never empty; need not exist
@@ -47,6 +57,9 @@ struct Config {
     std::string rootCertificate; // empty together with rootKey
     std::string rootKey;
     std::string rootTopic = "otaSwAgent";
+
+    /* A file that tells two processes of one node from each other. */
+    std::string lockPath() const;
 
     const std::string &bankPath(Bank bank) const {
         return bankPaths.at(static_cast<std::size_t>(bank));

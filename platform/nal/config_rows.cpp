@@ -171,9 +171,42 @@ const ConfigRow kRows[] = {
      }},
     {"banks", "size", kSize, false, 0, "",
      [](const std::string &value, Config &config) { return takeSize(value, config.bankSize); }},
-    {"banks", "boot_state", kPlainFile, true, 0, "",
+    {"banks", "boot_state", kPlainFile, false, 0, "",
      [](const std::string &value, Config &config) {
-         return takePath(value, config.bootStatePath);
+         return takePath(value, config.bootState.file);
+     }},
+    {"banks", "fw_env_config", kPlainFile, false, 0, "",
+     [](const std::string &value, Config &config) {
+         return takePath(value, config.bootState.fwEnvConfig);
+     }},
+    {"banks", "kernel_command_line", kPlainFile, false, 0, "",
+     [](const std::string &value, Config &config) {
+         return takePath(value, config.bootState.kernelCommandLine);
+     }},
+    {"trial", "attempts", "a number from 1 to 9", false, 0, "",
+     [](const std::string &value, Config &config) {
+         return takeNumberWithin(value, 1, 9, config.trialAttempts);
+     }},
+    {"trial", "health_command", "a command for the shell", false, 0, "",
+     [](const std::string &value, Config &config) {
+         return takeText(value, config.healthCommand);
+     }},
+    {"trial", "health_limit", "a number of seconds from 1 to 3600", false, 0, "",
+     [](const std::string &value, Config &config) {
+         return takeNumberWithin(value, 1, 3600, config.healthLimitSeconds);
+     }},
+    {"trial", "refuse_after", "a number from 0 to 9", false, 0, "",
+     [](const std::string &value, Config &config) {
+         return takeNumberWithin(value, 0, 9, config.refuseAfterTrials);
+     }},
+    {"images", "signature", "required or optional", false, 0, "",
+     [](const std::string &value, Config &config) {
+         config.signatureRequired = value != "optional";
+         return value == "required" || value == "optional";
+     }},
+    {"images", "signer_ca", kPlainFile, false, 0, "",
+     [](const std::string &value, Config &config) {
+         return takePath(value, config.signerAuthority);
      }},
     {"service", "state", "a directory without \"/\" at the end", false, 0, "",
      [](const std::string &value, Config &config) {

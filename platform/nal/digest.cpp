@@ -19,6 +19,19 @@ void require(bool done) {
     }
 }
 
+std::string finalText(evp_md_ctx_st *context) {
+    std::array<unsigned char, EVP_MAX_MD_SIZE> sum{};
+    unsigned int length = 0;
+    require(EVP_DigestFinal_ex(context, sum.data(), &length) == 1);
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string text;
+    for (std::size_t i = 0; i < length; ++i) {
+        text.push_back(kDigits[sum[i] >> 4]);
+        text.push_back(kDigits[sum[i] & 0xF]);
+    }
+    return text;
+}
+
 } // namespace
 
 Sha256::Sha256() : context_(EVP_MD_CTX_new()) {
@@ -31,17 +44,12 @@ void Sha256::add(const void *bytes, std::size_t size) {
     require(EVP_DigestUpdate(context_, bytes, size) == 1);
 }
 
-std::string Sha256::text() {
-    std::array<unsigned char, EVP_MAX_MD_SIZE> sum{};
-    unsigned int length = 0;
-    require(EVP_DigestFinal_ex(context_, sum.data(), &length) == 1);
-    constexpr char kDigits[] = "0123456789abcdef";
-    std::string text;
-    for (std::size_t i = 0; i < length; ++i) {
-        text.push_back(kDigits[sum[i] >> 4]);
-        text.push_back(kDigits[sum[i] & 0xF]);
-    }
-    return text;
+std::string Sha256::text() { return finalText(context_); }
+
+std::string Sha256::textSoFar() const {
+    Sha256 copy;
+    require(EVP_MD_CTX_copy_ex(copy.context_, context_) == 1);
+    return copy.text();
 }
 
 std::string sha256Of(std::string_view bytes) {

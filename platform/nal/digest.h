@@ -23,6 +23,8 @@ class Sha256 {
     void add(const void *bytes, std::size_t size);
     /* The sum as 64 lower-case hexadecimal digits; nothing may be added afterwards. */
     std::string text();
+    /* The sum of what was added until now; more may be added afterwards. */
+    std::string textSoFar() const;
 
   private:
     evp_md_ctx_st *context_;

@@ -29,11 +29,6 @@ bool writeNewFile(const std::string &path, std::string_view text) {
            file.reset();
 }
 
-bool syncDirectory(const std::string &path) {
-    const UniqueFd directory(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return directory && fsync(directory.get()) == 0;
-}
-
 } // namespace
 
 UniqueFd &UniqueFd::operator=(UniqueFd &&other) noexcept {
@@ -121,6 +116,11 @@ bool readWholeFile(const std::string &path, std::size_t limit, std::string &text
     return true;
 }
 
+bool syncDirectoryOf(const std::string &path) {
+    const UniqueFd directory(open(directoryOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return directory && fsync(directory.get()) == 0;
+}
+
 Replaced replaceFile(const std::string &path, std::string_view text, std::string &whatIsWrong) {
     const std::string temporary = path + ".new";
     if (!writeNewFile(temporary, text)) {
@@ -133,7 +133,7 @@ Replaced replaceFile(const std::string &path, std::string_view text, std::string
         unlink(temporary.c_str());
         return Replaced::no;
     }
-    if (!syncDirectory(directoryOf(path))) {
+    if (!syncDirectoryOf(path)) {
         whatIsWrong = systemReason(path + ": was replaced, but its directory cannot be synced");
         return Replaced::uncertain;
     }

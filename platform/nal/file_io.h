@@ -42,6 +42,9 @@ bool writeFully(int fd, const void *bytes, std::size_t size);
 bool readWholeFile(const std::string &path, std::size_t limit, std::string &text,
                    std::string &whatIsWrong);
 
+/* Names that were made, changed or removed beside `path` are on the disk. False: errno says why. */
+bool syncDirectoryOf(const std::string &path);
+
 enum class Replaced {
     yes,      // the new text is there and survives a power cut
     no,       // the old file stands as it was

@@ -34,7 +34,7 @@ int nal_getCurSwVersion(char *version) {
     if (running.empty() || running.size() >= NAL_VERSION_WIDTH) {
         nalLogError(__func__, __LINE__,
                     "nal: %s: the running bank %s has no usable version; write the boot state anew",
-                    nal::node().config().bootStatePath.c_str(), nal::bankName(state.active));
+                    nal::node().config().bootState.name().c_str(), nal::bankName(state.active));
         return kFailed;
     }
     copyText(version, running);

@@ -13,12 +13,13 @@
 namespace nal {
 namespace {
 
-constexpr std::string_view kMagic = "OTAMANI1";
+constexpr std::string_view kPlainMagic = "OTAMANI1";
+constexpr std::string_view kSignedMagic = "OTASIGN1";
 constexpr std::size_t kFooterSize = 16;
 constexpr std::size_t kLengthOffset = 8;
 constexpr std::size_t kLengthSize = 4;
-constexpr std::size_t kMaxManifest = 64 * 1024; // room for a signature
-constexpr std::size_t kMaxVersion = 31;         // what is read back of it after the reboot
+constexpr std::size_t kMaxTrailer = kMaxSignature;
+constexpr std::size_t kMaxVersion = 31; // what is read back of it after the reboot
 constexpr std::size_t kMaxModel = 31;
 
 bool isPrintable(char character) { return character >= ' ' && character <= '~'; }
@@ -37,14 +38,16 @@ bool isModel(std::string_view text) {
            text.back() != ' ';
 }
 
+const std::string kGetAgain = "; get the image again";
+
 bool readAt(int image, std::uint64_t offset, std::string &bytes) {
     return lseek(image, static_cast<off_t>(offset), SEEK_SET) >= 0 &&
            readFully(image, bytes.data(), bytes.size()) == static_cast<std::int64_t>(bytes.size());
 }
 
-// The manifest's length, or 0 where these 16 bytes are no footer.
-std::size_t manifestLength(const std::string &footer) {
-    if (!footer.starts_with(kMagic) ||
+// The trailer's length, or 0 where these 16 bytes are no footer.
+std::size_t trailerLength(const std::string &footer) {
+    if ((!footer.starts_with(kPlainMagic) && !footer.starts_with(kSignedMagic)) ||
         footer.substr(kLengthOffset + kLengthSize).find_first_not_of('\0') != std::string::npos) {
         return 0;
     }
@@ -54,6 +57,15 @@ std::size_t manifestLength(const std::string &footer) {
         length |= static_cast<std::size_t>(byte) << (8 * i);
     }
     return length;
+}
+
+std::string footerOf(std::string_view magic, std::size_t length) {
+    std::string footer(magic);
+    for (std::size_t i = 0; i < kLengthSize; ++i) {
+        footer.push_back(static_cast<char>((length >> (8 * i)) & 0xFFU));
+    }
+    footer.resize(kFooterSize, '\0');
+    return footer;
 }
 
 // The value of the one line with this name; empty where there is none or more than one.
@@ -93,30 +105,80 @@ bool parseManifest(std::string_view text, ImageManifest &manifest, std::string &
     return false;
 }
 
-bool readTrailer(int image, std::uint64_t fileSize, ImageManifest &manifest,
-                 std::string &whatIsWrong) {
+struct Trailer {
+    bool isSigned = false;
+    std::string bytes;
+    std::uint64_t payloadSize = 0; // of what lies before it
+};
+
+bool readTrailer(int image, std::uint64_t fileSize, Trailer &trailer, std::string &whatIsWrong) {
     std::string footer(kFooterSize, '\0');
     if (fileSize < kFooterSize || !readAt(image, fileSize - kFooterSize, footer)) {
-        whatIsWrong = "it is cut: there is no room for a manifest";
+        whatIsWrong = "it is cut: there is no room for a manifest" + kGetAgain;
         return false;
     }
-    const std::size_t length = manifestLength(footer);
-    if (length == 0 || length > kMaxManifest || length > fileSize - kFooterSize) {
-        whatIsWrong = "it is cut or no image: it does not end in a manifest";
+    const std::size_t length = trailerLength(footer);
+    if (length == 0 || length > kMaxTrailer || length > fileSize - kFooterSize) {
+        whatIsWrong = "it is cut or no image: it does not end in a manifest" + kGetAgain;
         return false;
     }
-    std::string text(length, '\0');
-    const std::uint64_t payloadSize = fileSize - kFooterSize - length;
-    if (!readAt(image, payloadSize, text)) {
-        whatIsWrong = systemReason("its manifest cannot be read");
+    trailer.isSigned = footer.starts_with(kSignedMagic);
+    trailer.bytes.assign(length, '\0');
+    trailer.payloadSize = fileSize - kFooterSize - length;
+    if (!readAt(image, trailer.payloadSize, trailer.bytes)) {
+        whatIsWrong = systemReason("its manifest cannot be read") + kGetAgain;
+        return false;
+    }
+    return true;
+}
+
+// The manifest's text, from a trailer that the trust lets pass.
+bool openTrailer(const Trailer &trailer, const ImageTrust &trust, std::string &text,
+                 ImageManifest &manifest, std::string &whatIsWrong) {
+    if (!trailer.isSigned) {
+        text = trailer.bytes;
+        if (trust.signatureRequired) {
+            whatIsWrong = "it is not signed; have it signed (otactl sign)";
+        }
+        return !trust.signatureRequired;
+    }
+    if (trust.authority.empty() && !trust.signatureRequired) {
+        return peekSignedManifest(trailer.bytes, text, manifest.signer, whatIsWrong);
+    }
+    manifest.signerChecked =
+        openSignedManifest(trailer.bytes, trust.authority, text, manifest.signer, whatIsWrong);
+    return manifest.signerChecked;
+}
+
+bool readManifest(int image, std::uint64_t fileSize, const ImageTrust &trust,
+                  ImageManifest &manifest, std::string &whatIsWrong) {
+    Trailer trailer;
+    std::string text;
+    if (!readTrailer(image, fileSize, trailer, whatIsWrong) ||
+        !openTrailer(trailer, trust, text, manifest, whatIsWrong)) {
         return false;
     }
     if (!parseManifest(text, manifest, whatIsWrong)) {
+        whatIsWrong += kGetAgain;
         return false;
     }
-    if (manifest.payloadSize != payloadSize) {
+    if (manifest.payloadSize != trailer.payloadSize) {
         whatIsWrong = "its manifest announces " + std::to_string(manifest.payloadSize) +
-                      " bytes of payload, there are " + std::to_string(payloadSize);
+                      " bytes of payload, there are " + std::to_string(trailer.payloadSize) +
+                      kGetAgain;
+        return false;
+    }
+    return true;
+}
+
+bool formatManifest(const ImageManifest &manifest, std::string &text, std::string &whatIsWrong) {
+    text = "version=" + manifest.version + "\nmodel=" + manifest.model +
+           "\nsize=" + std::to_string(manifest.payloadSize) + "\nsha256=" + manifest.payloadSha256 +
+           "\n";
+    ImageManifest readBack;
+    if (!parseManifest(text, readBack, whatIsWrong)) {
+        whatIsWrong = "version \"" + manifest.version + "\", model \"" + manifest.model +
+                      "\": " + whatIsWrong + "; give others";
         return false;
     }
     return true;
@@ -124,8 +186,9 @@ bool readTrailer(int image, std::uint64_t fileSize, ImageManifest &manifest,
 
 } // namespace
 
-bool readImageManifest(int image, const std::string &path, ImageManifest &manifest,
-                       std::uint64_t &imageSize, std::string &whatIsWrong) {
+bool readImageManifest(int image, const std::string &path, const ImageTrust &trust,
+                       ImageManifest &manifest, std::uint64_t &imageSize,
+                       std::string &whatIsWrong) {
     struct stat status {};
     if (fstat(image, &status) != 0 || !S_ISREG(status.st_mode)) {
         whatIsWrong = path + ": the image is not a regular file; give an image file";
@@ -134,8 +197,8 @@ bool readImageManifest(int image, const std::string &path, ImageManifest &manife
     const auto fileSize = static_cast<std::uint64_t>(status.st_size);
     std::string reason;
     ImageManifest read;
-    if (!readTrailer(image, fileSize, read, reason)) {
-        whatIsWrong = path + ": the image cannot be used, " + reason + "; get the image again";
+    if (!readManifest(image, fileSize, trust, read, reason)) {
+        whatIsWrong = path + ": the image cannot be used, " + reason;
         return false;
     }
     manifest = read;
@@ -145,22 +208,23 @@ bool readImageManifest(int image, const std::string &path, ImageManifest &manife
 
 bool formatImageTrailer(const ImageManifest &manifest, std::string &trailer,
                         std::string &whatIsWrong) {
-    std::string text = "version=" + manifest.version + "\nmodel=" + manifest.model +
-                       "\nsize=" + std::to_string(manifest.payloadSize) +
-                       "\nsha256=" + manifest.payloadSha256 + "\n";
-    ImageManifest readBack;
-    if (!parseManifest(text, readBack, whatIsWrong)) {
-        whatIsWrong = "version \"" + manifest.version + "\", model \"" + manifest.model +
-                      "\": " + whatIsWrong + "; give others";
+    std::string text;
+    if (!formatManifest(manifest, text, whatIsWrong)) {
         return false;
     }
-    const std::size_t length = text.size();
-    text += kMagic;
-    for (std::size_t i = 0; i < kLengthSize; ++i) {
-        text.push_back(static_cast<char>((length >> (8 * i)) & 0xFFU));
+    trailer = text + footerOf(kPlainMagic, text.size());
+    return true;
+}
+
+bool formatSignedTrailer(const ImageManifest &manifest, const SigningFiles &files,
+                         std::string &trailer, std::string &whatIsWrong) {
+    std::string text;
+    std::string cms;
+    if (!formatManifest(manifest, text, whatIsWrong) ||
+        !signManifest(text, files, cms, whatIsWrong)) {
+        return false;
     }
-    text.append(kFooterSize - kLengthOffset - kLengthSize, '\0');
-    trailer = std::move(text);
+    trailer = cms + footerOf(kSignedMagic, cms.size());
     return true;
 }
 

@@ -1,28 +1,45 @@
 // SPDX-License-Identifier: MIT
-// One pass over an image file: both digests, and each piece to whoever takes it.
+// One pass over an image file: its digests, and each piece to whoever takes it.
 #include "platform/nal/image_stream.h"
 
-#include "platform/nal/digest.h"
-#include "platform/nal/file_io.h"
+#include "platform/nal/direct_file.h"
 
 #include <algorithm>
 #include <fcntl.h>
 #include <unistd.h>
-#include <vector>
 
 namespace nal {
-namespace {
 
-constexpr std::uint64_t kPieceSize = 256 * 1024;
+void ImageSums::add(const void *piece, std::size_t size) {
+    const auto *const bytes = static_cast<const char *>(piece);
+    const auto ofPayload = static_cast<std::size_t>(std::min<std::uint64_t>(payloadLeft_, size));
+    sum_.add(bytes, ofPayload);
+    payloadLeft_ -= ofPayload;
+    if (size > ofPayload) {
+        static_cast<void>(payload()); // before anything that is not of it
+        sum_.add(bytes + ofPayload, size - ofPayload);
+        trailer_.append(bytes + ofPayload, size - ofPayload);
+    }
+}
 
-} // namespace
+const std::string &ImageSums::payload() {
+    if (payload_.empty() && payloadLeft_ == 0) {
+        payload_ = sum_.textSoFar();
+    }
+    return payload_;
+}
+
+std::string ImageSums::whole() {
+    static_cast<void>(payload());
+    return sum_.text();
+}
 
 bool readInPieces(int file, const std::string &path, std::uint64_t size, const PieceTaker &take,
                   std::string &whatIsWrong) {
-    std::vector<char> piece(kPieceSize);
+    const AlignedBytes piece = alignedBytes(kPieceSize);
     for (std::uint64_t left = size; left > 0;) {
-        const auto wanted = static_cast<std::size_t>(std::min(left, kPieceSize));
-        const std::int64_t got = readFully(file, piece.data(), wanted);
+        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(left, kPieceSize));
+        const std::int64_t got = readFully(file, piece.get(), wanted);
         if (got < 0) {
             whatIsWrong = systemReason(path + ": cannot be read");
             return false;
@@ -31,12 +48,17 @@ bool readInPieces(int file, const std::string &path, std::uint64_t size, const P
             whatIsWrong = path + ": ends before its " + std::to_string(size) + " bytes were read";
             return false;
         }
-        if (!take(piece.data(), wanted, whatIsWrong)) {
+        if (!take(piece.get(), wanted, whatIsWrong)) {
             return false;
         }
         left -= wanted;
     }
     return true;
+}
+
+std::string damagedImage(const std::string &path) {
+    return path + ": the image is damaged, its payload does not have the SHA-256 sum of its "
+                  "manifest; get the image again";
 }
 
 bool readImage(int image, const std::string &path, const ImageManifest &manifest,
@@ -46,25 +68,19 @@ bool readImage(int image, const std::string &path, const ImageManifest &manifest
         whatIsWrong = systemReason(path + ": cannot be read");
         return false;
     }
-    Sha256 whole;
-    Sha256 payload;
-    std::uint64_t payloadLeft = manifest.payloadSize;
+    ImageSums sums(manifest.payloadSize);
     const PieceTaker sumAndTake = [&](const void *piece, std::size_t size, std::string &wrong) {
-        const auto ofPayload = static_cast<std::size_t>(std::min<std::uint64_t>(payloadLeft, size));
-        payload.add(piece, ofPayload);
-        payloadLeft -= ofPayload;
-        whole.add(piece, size);
+        sums.add(piece, size);
         return take(piece, size, wrong);
     };
     if (!readInPieces(image, path, imageSize, sumAndTake, whatIsWrong)) {
         return false;
     }
-    if (payload.text() != manifest.payloadSha256) {
-        whatIsWrong = path + ": the image is damaged, its payload does not have the SHA-256 sum "
-                             "of its manifest; get the image again";
+    if (sums.payload() != manifest.payloadSha256) {
+        whatIsWrong = damagedImage(path);
         return false;
     }
-    imageSha256 = whole.text();
+    imageSha256 = sums.whole();
     return true;
 }
 
@@ -77,7 +93,8 @@ bool recordOfImage(const std::string &imagePath, BankRecord &record, std::string
     ImageManifest manifest;
     BankRecord read;
     const PieceTaker keepNothing = [](const void *, std::size_t, std::string &) { return true; };
-    if (!readImageManifest(image.get(), imagePath, manifest, read.size, whatIsWrong) ||
+    if (!readImageManifest(image.get(), imagePath, ImageTrust{false}, manifest, read.size,
+                           whatIsWrong) ||
         !readImage(image.get(), imagePath, manifest, read.size, keepNothing, read.sha256,
                    whatIsWrong)) {
         return false;

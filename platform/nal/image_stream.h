@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
-// One pass over an image file: both digests, and each piece to whoever takes it.
+// One pass over an image file: its digests, and each piece to whoever takes it.
 #ifndef PLATFORM_NAL_IMAGE_STREAM_H
 #define PLATFORM_NAL_IMAGE_STREAM_H
 
 #include "platform/nal/boot_state.h"
+#include "platform/nal/digest.h"
 #include "platform/nal/image_manifest.h"
 
 #include <cstddef>
@@ -17,9 +18,36 @@ namespace nal {
 using PieceTaker =
     std::function<bool(const void *piece, std::size_t size, std::string &whatIsWrong)>;
 
+/* What is read or written at once, at most. A whole number of blocks of any device. */
+constexpr std::size_t kPieceSize = 128 * 1024;
+
+/* The digests of payload and whole image, of bytes that are given in order and hashed once. */
+class ImageSums {
+  public:
+    explicit ImageSums(std::uint64_t payloadSize) : payloadLeft_(payloadSize) {}
+
+    void add(const void *piece, std::size_t size);
+
+    /* As 64 lower-case hexadecimal digits; empty until all of the payload was given. */
+    const std::string &payload();
+    /* Of all that was given; nothing may be given afterwards. */
+    std::string whole();
+    /* What was given behind the payload. */
+    const std::string &trailer() const { return trailer_; }
+
+  private:
+    Sha256 sum_;
+    std::uint64_t payloadLeft_;
+    std::string payload_;
+    std::string trailer_;
+};
+
 /* Reads the file's next `size` bytes in pieces. False: whatIsWrong is one line naming `path`. */
 bool readInPieces(int file, const std::string &path, std::uint64_t size, const PieceTaker &take,
                   std::string &whatIsWrong);
+
+/* The line for an image whose payload has another digest than its manifest says. */
+std::string damagedImage(const std::string &path);
 
 /*
  * Reads the image of imageSize bytes from its beginning, hands every piece to `take` and compares

@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cstdint>
 #include <cstdlib>
+#include <dlfcn.h>
 #include <string_view>
 #include <sys/stat.h>
 #include <sys/uio.h>
@@ -24,6 +25,13 @@ bool isNumber(std::string_view text, std::uint64_t number) {
     return parsed.ec == std::errc() && parsed.ptr == text.data() + text.size() && value == number;
 }
 
+// Only a node whose log is the journal has use for libsystemd, which brings five more libraries
+// along: it is not loaded before the first entry. Null where this node has none.
+auto findSend() {
+    dlopen("libsystemd.so.0", RTLD_LAZY | RTLD_GLOBAL);
+    return reinterpret_cast<decltype(&sd_journal_sendv)>(dlsym(RTLD_DEFAULT, "sd_journal_sendv"));
+}
+
 } // namespace
 
 bool standardErrorIsTheJournal() {
@@ -39,6 +47,10 @@ bool standardErrorIsTheJournal() {
 }
 
 bool sendToJournal(int priority, const LogOrigin &origin, const std::string &message) {
+    static const auto send = findSend();
+    if (send == nullptr) {
+        return false;
+    }
     std::array<std::string, 8> fields{
         "MESSAGE=" + message,
         "PRIORITY=" + std::to_string(priority),
@@ -53,7 +65,7 @@ bool sendToJournal(int priority, const LogOrigin &origin, const std::string &mes
     for (std::size_t i = 0; i < fields.size(); ++i) {
         parts.at(i) = {fields.at(i).data(), fields.at(i).size()};
     }
-    return sd_journal_sendv(parts.data(), static_cast<int>(parts.size())) >= 0;
+    return send(parts.data(), static_cast<int>(parts.size())) >= 0;
 }
 
 } // namespace nal

@@ -16,8 +16,7 @@ namespace {
 constexpr mode_t kLockMode = 0644;
 
 // Two processes that write one boot state and one bank would each undo the other's work.
-UniqueFd lockNode(const std::string &bootStatePath, std::string &whatIsWrong) {
-    const std::string path = bootStatePath + ".lock";
+UniqueFd lockNode(const std::string &path, std::string &whatIsWrong) {
     UniqueFd lock(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kLockMode));
     if (!lock) {
         whatIsWrong = systemReason(path + ": cannot be opened") +
@@ -55,11 +54,11 @@ bool Node::open(const std::string &configPath, std::string &whatIsWrong) {
     BootState state;
     if (!checkConfigFile(configPath, config, whatIsWrong) ||
         !readConfigText(configPath, text, whatIsWrong) ||
-        !readBootState(config.bootStatePath, state, whatIsWrong)) {
+        !readBootState(config.bootState, state, whatIsWrong)) {
         return false;
     }
     lock_.reset(); // where the node is opened anew, in the same process
-    lock_ = lockNode(config.bootStatePath, whatIsWrong);
+    lock_ = lockNode(config.lockPath(), whatIsWrong);
     if (!lock_) {
         return false;
     }
@@ -67,7 +66,27 @@ bool Node::open(const std::string &configPath, std::string &whatIsWrong) {
     configText_ = text;
     base_ = config;
     config_ = config;
+    mendBootState();
     return true;
+}
+
+// Under the lock: a copy that another process is writing looks damaged for a moment.
+void Node::mendBootState() const {
+    BootState state;
+    BootFindings findings;
+    std::string whatIsWrong;
+    if (!readBootState(config_.bootState, state, whatIsWrong, &findings) || findings.none()) {
+        return;
+    }
+    const bool mended = writeBootState(config_.bootState, state, whatIsWrong);
+    for (const std::string &damage : findings.damages) {
+        nalLogError(__func__, __LINE__, "nal: %s; the other copy holds%s", damage.c_str(),
+                    mended ? ", it was written anew" : "");
+    }
+    if (!mended) {
+        nalLogError(__func__, __LINE__, "nal: the boot state was not mended: %s",
+                    whatIsWrong.c_str());
+    }
 }
 
 const Config &Node::freshConfig() {
@@ -103,7 +122,7 @@ void Node::followOverlay() {
 
 bool Node::bootState(BootState &state, const char *function, int line) const {
     std::string whatIsWrong;
-    if (readBootState(config_.bootStatePath, state, whatIsWrong)) {
+    if (readBootState(config_.bootState, state, whatIsWrong)) {
         return true;
     }
     nalLogError(function, line, "nal: %s", whatIsWrong.c_str());

@@ -34,6 +34,7 @@ class Node {
   private:
     void followConfig();
     void followOverlay();
+    void mendBootState() const;
 
     std::string configPath_;
     std::string configText_;

@@ -8,8 +8,9 @@
 /*
  * Reads the configuration file (see node.conf.example) and checks the directories, the banks and
  * the boot state it names, and keeps the node to this process: it holds a lock on a file beside the
- * boot state. Call it once, before any call of platform/nal.h. False: the node cannot run and
- * whatIsWrong is one line that says what, where and what to do.
+ * boot state. A damaged copy of the boot state is written anew from the other one, and said. Call
+ * it once, before any call of platform/nal.h. False: the node cannot run and whatIsWrong is one
+ * line that says what, where and what to do.
  */
 bool nalOpen(const char *configPath, std::string &whatIsWrong);
 

@@ -1,26 +1,22 @@
 // SPDX-License-Identifier: MIT
 // Writes an image into the passive bank, and believes only what it reads back.
 #include "platform/nal.h"
+#include "platform/nal/activation.h"
+#include "platform/nal/bank_copy.h"
 #include "platform/nal/bank_device.h"
+#include "platform/nal/image_check.h"
 #include "platform/nal/image_manifest.h"
-#include "platform/nal/image_stream.h"
 #include "platform/nal/node.h"
 #include "platform/nal/stage.h"
 
+#include <chrono>
+#include <cinttypes>
 #include <fcntl.h>
-#include <unistd.h>
 
 namespace nal {
 namespace {
 
-struct Image {
-    std::string path;
-    UniqueFd file;
-    ImageManifest manifest;
-    std::uint64_t size = 0;
-};
-
-bool openImage(const char *path, Image &image, std::string &whatIsWrong) {
+bool openImage(const char *path, ImageFile &image, std::string &whatIsWrong) {
     image.path = path;
     image.file = UniqueFd(open(path, O_RDONLY | O_CLOEXEC));
     if (!image.file) {
@@ -28,14 +24,14 @@ bool openImage(const char *path, Image &image, std::string &whatIsWrong) {
             systemReason(image.path + ": the image cannot be opened") + "; get the image again";
         return false;
     }
-    if (!readImageManifest(image.file.get(), image.path, image.manifest, image.size, whatIsWrong)) {
+    if (!readImageManifest(image.file.get(), image.path, trustOf(node().config()), image.manifest,
+                           image.size, whatIsWrong)) {
         return false;
     }
-    const std::string &model = node().config().model;
-    if (image.manifest.model != model) {
-        whatIsWrong = image.path + ": the image is for model " + image.manifest.model +
-                      ", this node is a " + model + "; offer an image for this model";
-        return false;
+    if (!image.manifest.signer.empty() && !image.manifest.signerChecked) {
+        nalLogNotice(__func__, __LINE__,
+                     "nal: %s is signed by %s, which was not checked: [images] has no signer_ca",
+                     path, image.manifest.signer.c_str());
     }
     return true;
 }
@@ -43,6 +39,9 @@ bool openImage(const char *path, Image &image, std::string &whatIsWrong) {
 // An activated bank is left alone: it would boot with what was never activated.
 bool mayBeWritten(const BootState &state, std::string &whatIsWrong) {
     const Bank passive = otherBank(state.active);
+    if (isOnTrialItself(state, whatIsWrong)) {
+        return false;
+    }
     if (state.next != passive || !state.of(passive).whole) {
         return true;
     }
@@ -51,7 +50,7 @@ bool mayBeWritten(const BootState &state, std::string &whatIsWrong) {
     return false;
 }
 
-bool fits(const Image &image, const std::string &bankPath, std::uint64_t bankSize,
+bool fits(const ImageFile &image, const std::string &bankPath, std::uint64_t bankSize,
           std::string &whatIsWrong) {
     if (image.size <= bankSize) {
         return true;
@@ -62,49 +61,27 @@ bool fits(const Image &image, const std::string &bankPath, std::uint64_t bankSiz
     return false;
 }
 
-bool copyToBank(const Image &image, UniqueFd &bank, const std::string &bankPath,
-                std::string &sha256, std::string &whatIsWrong) {
-    const std::string cannotWrite = "the bank " + bankPath + " cannot be written";
-    const PieceTaker write = [&](const void *piece, std::size_t size, std::string &wrong) {
-        if (writeFully(bank.get(), piece, size)) {
-            return true;
-        }
-        wrong = systemReason(cannotWrite) + "; check the space and the device";
-        return false;
+void tellTimes(const BankRecord &record, const std::string &bankPath, const CopyTimes &times) {
+    const auto seconds = [](std::chrono::nanoseconds time) {
+        return std::chrono::duration<double>(time).count();
     };
-    if (!readImage(image.file.get(), image.path, image.manifest, image.size, write, sha256,
-                   whatIsWrong)) {
-        return false;
-    }
-    if (fsync(bank.get()) != 0 || !bank.reset()) {
-        whatIsWrong = systemReason(cannotWrite) + "; check the device";
-        return false;
-    }
-    return true;
-}
-
-bool readsBack(const std::string &bankPath, std::uint64_t size, const std::string &sha256,
-               std::string &whatIsWrong) {
-    std::string stored;
-    if (!readBackDigest(bankPath, size, stored, whatIsWrong)) {
-        return false;
-    }
-    if (stored != sha256) {
-        whatIsWrong = "the bank " + bankPath + " does not hold what was written; check the device";
-        return false;
-    }
-    return true;
+    nalLogNotice(
+        __func__, __LINE__,
+        "nal: %s: %s was written and read back, %" PRIu64 " bytes in %.3f s (write %.3f s, "
+        "sync %.3f s; beside it read-back %.3f s, digest %.3f s)",
+        bankPath.c_str(), record.version.c_str(), record.size, seconds(times.all),
+        seconds(times.write), seconds(times.sync), seconds(times.readBack), seconds(times.sum));
 }
 
 // The record may be in place and only not known to last: a failed call must not leave it there.
 void withdraw(BootState &state, Bank bank) {
     std::string alreadyReported;
     state.of(bank) = BankRecord{};
-    writeBootState(node().config().bootStatePath, state, alreadyReported);
+    writeBootState(node().config().bootState, state, alreadyReported);
 }
 
 // The bank is marked before its first byte changes and believed only after its last was read.
-bool installImage(const Image &image, BootState &state, std::string &whatIsWrong) {
+bool installImage(const ImageFile &image, BootState &state, std::string &whatIsWrong) {
     const Config &config = node().config();
     const Bank passive = otherBank(state.active);
     const std::string &bankPath = config.bankPath(passive);
@@ -114,20 +91,24 @@ bool installImage(const Image &image, BootState &state, std::string &whatIsWrong
         return false;
     }
     state.of(passive) = BankRecord{};
-    state.next = bankToBoot(state); // an old choice of a broken bank must not wait for this image
-    if (!writeBootState(config.bootStatePath, state, whatIsWrong)) {
+    state.next = state.active; // an old choice of a broken bank must not wait for this image
+    state.trial.reset();
+    if (!writeBootState(config.bootState, state, whatIsWrong)) {
         return false;
     }
     BankRecord written{true, image.manifest.version, image.size, ""};
-    if (!copyToBank(image, bank, bankPath, written.sha256, whatIsWrong) ||
-        !readsBack(bankPath, written.size, written.sha256, whatIsWrong)) {
+    CopyTimes times;
+    forgetReadBack();
+    if (!copyToBank(image, std::move(bank), bankPath, written.sha256, times, whatIsWrong)) {
         return false;
     }
+    rememberReadBack(written, bankPath);
     state.of(passive) = written;
-    if (!writeBootState(config.bootStatePath, state, whatIsWrong)) {
+    if (!writeBootState(config.bootState, state, whatIsWrong)) {
         withdraw(state, passive);
         return false;
     }
+    tellTimes(written, bankPath, times);
     return true;
 }
 
@@ -135,12 +116,14 @@ bool installImage(const Image &image, BootState &state, std::string &whatIsWrong
 } // namespace nal
 
 int nal_writePassiveImage(const char *imagePath) {
-    nal::Image image;
+    nal::ImageFile image;
     nal::BootState state;
     std::string whatIsWrong;
     nal::tellStage(NalStage::writing);
     if (nal::openImage(imagePath, image, whatIsWrong) &&
-        nal::readBootState(nal::node().config().bootStatePath, state, whatIsWrong) &&
+        nal::readBootState(nal::node().config().bootState, state, whatIsWrong) &&
+        nal::imageIsForThisNode(image.path, image.manifest, nal::node().config(), state,
+                                whatIsWrong) &&
         nal::mayBeWritten(state, whatIsWrong) && nal::installImage(image, state, whatIsWrong)) {
         return 0;
     }

@@ -31,7 +31,9 @@ class BusCalls {
     virtual void setActivationTime(std::string record, Answer answer) = 0;
     // 0: whatever runs or waits.
     virtual void cancel(std::uint64_t ticket, Answer answer) = 0;
-    // Its answer's ticket is not used.
+    // The tickets of these answers are not used.
+    virtual void commit(Answer answer) = 0;
+    virtual void forget(std::string version, Answer answer) = 0;
     virtual void changeSetting(std::string name, std::string value, Answer answer) = 0;
     // The newest lines, oldest first; at most `count` of them.
     virtual std::vector<std::string> history(std::uint32_t count) = 0;

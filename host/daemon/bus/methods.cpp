@@ -70,6 +70,20 @@ int cancel(sd_bus_message *call, BusCalls &calls) {
     return result;
 }
 
+int commit(sd_bus_message *call, BusCalls &calls) {
+    calls.commit(answerTo(call, AnswerText::nothing));
+    return 0;
+}
+
+int forget(sd_bus_message *call, BusCalls &calls) {
+    const char *version = nullptr;
+    const int result = sd_bus_message_read(call, "s", &version);
+    if (result >= 0) {
+        calls.forget(version, answerTo(call, AnswerText::nothing));
+    }
+    return result;
+}
+
 int changeSetting(sd_bus_message *call, BusCalls &calls) {
     const char *name = nullptr;
     const char *value = nullptr;
@@ -137,6 +151,10 @@ void addMethods(std::vector<sd_bus_vtable> &vtable) {
     vtable.push_back(SD_BUS_METHOD_WITH_NAMES("Cancel", "t", SD_BUS_PARAM(ticket), "t",
                                               SD_BUS_PARAM(cancelled), guarded<cancel>,
                                               kFromAnybody));
+    vtable.push_back(
+        SD_BUS_METHOD_WITH_NAMES("Commit", "", "", "", "", guarded<commit>, kFromAnybody));
+    vtable.push_back(SD_BUS_METHOD_WITH_NAMES("Forget", "s", SD_BUS_PARAM(version), "", "",
+                                              guarded<forget>, kFromAnybody));
     vtable.push_back(SD_BUS_METHOD_WITH_NAMES("ChangeSetting", "ss",
                                               SD_BUS_PARAM(name) SD_BUS_PARAM(value), "", "",
                                               guarded<changeSetting>, kFromAnybody));

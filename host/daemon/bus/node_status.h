@@ -24,6 +24,25 @@ struct BankView {
     bool operator==(const BankView &) const = default;
 };
 
+/* The rest of what is known of a bank. */
+struct BankTrial {
+    std::string bank;
+    bool trial = false;             // it must still prove itself
+    std::uint32_t attempts = 0;     // of a bank on trial: boots that it has left
+    std::uint32_t failedTrials = 0; // of the version that it holds
+    std::string lastFailure;        // of these: "boot" or "health"; empty: none
+    bool operator==(const BankTrial &) const = default;
+};
+
+/* A version that is remembered because it failed. */
+struct FailedTrial {
+    std::string version;
+    std::uint32_t trials = 0; // that it failed
+    std::string reason;       // of the newest: "boot" or "health"
+    bool refused = false;     // offers of it are
+    bool operator==(const FailedTrial &) const = default;
+};
+
 struct NodeStatus {
     std::string statusWord;   // of the agent's last report; empty: none yet
     std::string statusRecord; // that report, JSON text
@@ -34,9 +53,11 @@ struct NodeStatus {
     std::vector<TimerLeft> timers;
     bool deferred = false;
     std::vector<BankView> banks;
-    std::uint64_t uptime = 0; // seconds since boot
-    std::uint32_t queued = 0; // requests that wait for their turn
-    std::uint64_t ticket = 0; // of the request that runs or stands; 0: none
+    std::vector<BankTrial> bankTrials;       // one for each bank, in the same order
+    std::vector<FailedTrial> failedVersions; // the newest last
+    std::uint64_t uptime = 0;                // seconds since boot
+    std::uint32_t queued = 0;                // requests that wait for their turn
+    std::uint64_t ticket = 0;                // of the request that runs or stands; 0: none
     std::string model;
     std::string serial;
     std::string mac; // empty until the agent has started

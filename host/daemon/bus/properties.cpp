@@ -35,6 +35,10 @@ template <>
 constexpr const char *kSignature<std::vector<TimerLeft>> = "a(su)";
 template <>
 constexpr const char *kSignature<std::vector<BankView>> = "a(ssbbb)";
+template <>
+constexpr const char *kSignature<std::vector<BankTrial>> = "a(sbuus)";
+template <>
+constexpr const char *kSignature<std::vector<FailedTrial>> = "a(susb)";
 
 int append(sd_bus_message *reply, const std::string &value) {
     return sd_bus_message_append(reply, "s", busText(value).c_str());
@@ -58,6 +62,15 @@ int append(sd_bus_message *reply, const BankView &bank) {
     return sd_bus_message_append(reply, "(ssbbb)", busText(bank.name).c_str(),
                                  busText(bank.version).c_str(), static_cast<int>(bank.whole),
                                  static_cast<int>(bank.running), static_cast<int>(bank.next));
+}
+int append(sd_bus_message *reply, const BankTrial &bank) {
+    return sd_bus_message_append(reply, "(sbuus)", busText(bank.bank).c_str(),
+                                 static_cast<int>(bank.trial), bank.attempts, bank.failedTrials,
+                                 busText(bank.lastFailure).c_str());
+}
+int append(sd_bus_message *reply, const FailedTrial &failed) {
+    return sd_bus_message_append(reply, "(susb)", busText(failed.version).c_str(), failed.trials,
+                                 busText(failed.reason).c_str(), static_cast<int>(failed.refused));
 }
 template <typename Row>
 int append(sd_bus_message *reply, const std::vector<Row> &rows) {
@@ -133,6 +146,8 @@ constexpr std::array kProperties = {
     property<&NodeStatus::timers>("Timers"),
     property<&NodeStatus::deferred>("Deferred"),
     property<&NodeStatus::banks>("Banks"),
+    property<&NodeStatus::bankTrials>("BankTrials"),
+    property<&NodeStatus::failedVersions>("FailedVersions"),
     silentProperty<&NodeStatus::uptime>("Uptime"),
     property<&NodeStatus::queued>("Queued"),
     property<&NodeStatus::ticket>("Ticket"),

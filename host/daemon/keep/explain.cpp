@@ -3,6 +3,7 @@
 #include "host/daemon/keep/explain.h"
 
 #include "host/daemon/keep/agent_memory_text.h"
+#include "host/daemon/keep/trial_words.h"
 #include "platform/timers.h"
 
 #include <algorithm>
@@ -38,8 +39,6 @@ std::string moment(std::time_t now, std::uint32_t seconds) {
     }
     return std::string(clock) + " (in " + durationOf(seconds) + ")";
 }
-
-std::string times(int count) { return count == 1 ? "once" : std::to_string(count) + " times"; }
 
 // "Version 4QZ.. (ticket 3)", as the subject of a sentence.
 std::string subject(const NodeStatus &status) {
@@ -197,6 +196,7 @@ Sentences explainNode(const NodeStatus &status, const Ledger &ledger, const Expl
     Sentences sentences;
     sentences.emplace_back("now", nowWords(status, ledger, facts));
     addNext(status, ledger, facts, sentences);
+    addTrial(status, facts, sentences);
     addAgent(facts, sentences);
     addQueue(status, sentences);
     addRoads(status, facts, sentences);

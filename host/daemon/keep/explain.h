@@ -13,6 +13,20 @@
 
 namespace otad {
 
+/* How the trial that this start-up of the host settles stands. */
+struct TrialNow {
+    enum class Step {
+        none,      // there is none, or it is over
+        checking,  // the health command runs
+        unhealthy, // it failed, and what follows is not known yet
+        rebooting, // the old bank boots next
+        passed,    // what is left is the agent's start and commit check
+        notStored  // it passed, and the bank could not be marked good
+    };
+    Step step = Step::none;
+    std::string reason; // of unhealthy, rebooting and notStored: one line
+};
+
 /* What status and ledger do not tell. */
 struct ExplainFacts {
     std::time_t now = 0;
@@ -26,11 +40,14 @@ struct ExplainFacts {
     bool rootConfigured = false; // the configuration names a broker
     bool busConnected = true;
     int failedSaves = 0; // in a row: requests that could not be kept on disk
+    TrialNow trial;
+    int healthLimitSeconds = 0; // of the health command; 0: there is none
+    int refuseAfterTrials = 0;  // failed trials of a version; 0: none is refused for them
 };
 
 /*
- * Topics (now, next, agent, queue, bus, root, disk, last, rules) and sentences; never empty. Times
- * are local ones of this node.
+ * Topics (now, next, trial, agent, queue, bus, root, disk, last, rules) and sentences; never empty.
+ * Times are local ones of this node.
  */
 std::vector<std::pair<std::string, std::string>>
 explainNode(const NodeStatus &status, const Ledger &ledger, const ExplainFacts &facts);

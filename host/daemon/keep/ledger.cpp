@@ -40,6 +40,13 @@ void putFlag(cJSON *object, const char *key, bool flag) {
     put(object, key, orThrow(cJSON_CreateBool(flag ? 1 : 0)));
 }
 
+// Left out where it says nothing: the service of an older image then reads the ledger too.
+void putFailedTrials(cJSON *object, int failedTrials) {
+    if (failedTrials != 0) {
+        putNumber(object, "failedTrials", failedTrials);
+    }
+}
+
 Json newObject() { return orThrow(cJSON_CreateObject()); }
 
 Json toJson(const Request &request) {
@@ -69,6 +76,7 @@ Json toJson(const Running &running) {
     putNumber(object.get(), "crashes", running.crashes);
     put(object.get(), "bank", running.bank);
     putFlag(object.get(), "activated", running.activated);
+    putFailedTrials(object.get(), running.failedTrials);
     return object;
 }
 
@@ -78,6 +86,7 @@ Json toJson(const Standing &standing) {
     put(object.get(), "bank", standing.bank);
     putFlag(object.get(), "activated", standing.activated);
     putFlag(object.get(), "deferred", standing.deferred);
+    putFailedTrials(object.get(), standing.failedTrials);
     return object;
 }
 

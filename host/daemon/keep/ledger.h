@@ -44,6 +44,7 @@ struct Running {
     int crashes = 0;        // how often the host process ended in it, of itself
     std::string bank;       // that was running at its first start: "a" or "b", empty: unknown
     bool activated = false; // the other bank was chosen to boot next
+    int failedTrials = 0;   // of the request's version, before its first start
     bool operator==(const Running &) const = default;
 };
 
@@ -53,6 +54,7 @@ struct Standing {
     std::string bank; // as in Running
     bool activated = false;
     bool deferred = false; // put off because of an onboarding
+    int failedTrials = 0;  // as in Running
     bool operator==(const Standing &) const = default;
 };
 
@@ -81,8 +83,9 @@ struct Ledger {
 std::string printLedger(const Ledger &ledger);
 
 /*
- * Strict: every key once and no other, every value of its type and within its bounds, whole numbers
- * up to 2^53. False: the ledger is untouched and whatIsWrong is one line that names the key.
+ * Strict: every key once and no other (failedTrials: at most once), every value of its type and
+ * within its bounds, whole numbers up to 2^53. False: the ledger is untouched and whatIsWrong is
+ * one line that names the key.
  */
 bool parseLedger(std::string_view text, Ledger &ledger, std::string &whatIsWrong);
 

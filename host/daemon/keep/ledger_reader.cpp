@@ -19,6 +19,8 @@ constexpr double kMaxWhole = 9007199254740992.0; // 2^53: beyond it a double ski
 constexpr std::size_t kMaxBootId = 128;
 constexpr std::size_t kMaxText = host::Channel::kMaxMessage; // each came as one message, or less
 constexpr int kManyStarts = 1000;
+constexpr int kManyTrials = 99;
+constexpr const char *kFailedTrials = "failedTrials";
 
 // One object of the ledger: takes its values, and keeps the first thing that is wrong.
 class ObjectReader {
@@ -26,7 +28,8 @@ class ObjectReader {
     ObjectReader(const cJSON *object, std::string where, std::string &whatIsWrong)
         : object_(object), where_(std::move(where)), whatIsWrong_(whatIsWrong) {}
 
-    bool hasExactly(std::initializer_list<const char *> keys) {
+    // One of the keys may be missing.
+    bool hasExactly(std::initializer_list<const char *> keys, const char *optional = nullptr) {
         if (!cJSON_IsObject(object_)) {
             return complain("", "an object");
         }
@@ -35,7 +38,11 @@ class ObjectReader {
                 return complain(key, "this key exactly once");
             }
         }
-        if (static_cast<std::size_t>(cJSON_GetArraySize(object_)) != keys.size()) {
+        const int more = optional == nullptr ? 0 : count(optional);
+        if (more > 1) {
+            return complain(optional, "this key once");
+        }
+        if (cJSON_GetArraySize(object_) != static_cast<int>(keys.size()) + more) {
             return complain("", "no other keys");
         }
         return true;
@@ -83,6 +90,11 @@ class ObjectReader {
         }
         value = static_cast<Number>(number);
         return true;
+    }
+
+    // 0 where it is not there.
+    bool failedTrials(int &value) {
+        return item(kFailedTrials) == nullptr || whole(kFailedTrials, 0, kManyTrials, value);
     }
 
     bool flag(const char *key, bool &value) {
@@ -147,20 +159,21 @@ bool readMember(ObjectReader &reader, const char *key, Request &request) {
 }
 
 bool read(ObjectReader reader, Running &running) {
-    return reader.hasExactly({"request", "starts", "crashes", "bank", "activated"}) &&
+    return reader.hasExactly({"request", "starts", "crashes", "bank", "activated"},
+                             kFailedTrials) &&
            readMember(reader, "request", running.request) &&
            reader.whole("starts", 0, kManyStarts, running.starts) &&
            reader.whole("crashes", 0, kManyStarts, running.crashes) &&
            reader.oneOf("bank", {"", "a", "b"}, running.bank) &&
-           reader.flag("activated", running.activated);
+           reader.flag("activated", running.activated) && reader.failedTrials(running.failedTrials);
 }
 
 bool read(ObjectReader reader, Standing &standing) {
-    return reader.hasExactly({"offer", "bank", "activated", "deferred"}) &&
+    return reader.hasExactly({"offer", "bank", "activated", "deferred"}, kFailedTrials) &&
            readMember(reader, "offer", standing.offer) &&
            reader.oneOf("bank", {"", "a", "b"}, standing.bank) &&
            reader.flag("activated", standing.activated) &&
-           reader.flag("deferred", standing.deferred);
+           reader.flag("deferred", standing.deferred) && reader.failedTrials(standing.failedTrials);
 }
 
 template <typename Item>

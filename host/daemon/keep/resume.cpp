@@ -78,6 +78,9 @@ class Planner {
         plan_.awaitCommitWord = plan_.commitCheck;
         plan_.withoutWord = outcomeWithoutWord(subject, facts_);
         plan_.withoutWordReason = reasonWithoutWord(subject, facts_);
+        if (subject.fate == Fate::failedTrial) {
+            plan_.trialFailure = plan_.withoutWordReason;
+        }
         const bool ofRunning = subject.holder == Holder::running;
         if (ofRunning && running_->request.kind == kNewImage) {
             supersedeStanding();
@@ -91,7 +94,7 @@ class Planner {
         }
         plan_.standing.reset();
         dropTimers();
-        if (subject.fate != Fate::passedOver) {
+        if (subject.fate != Fate::passedOver && subject.fate != Fate::failedTrial) {
             dropArrivalOffers();
         }
         fresh_ = true;
@@ -135,7 +138,8 @@ class Planner {
     void restOnActivation(const Running &broken) {
         if (broken.request.kind == kNewImage) {
             supersedeStanding();
-            plan_.standing = Standing{broken.request, broken.bank, true, false};
+            plan_.standing =
+                Standing{broken.request, broken.bank, true, false, broken.failedTrials};
         } else if (plan_.standing) {
             plan_.standing->bank = broken.bank;
             plan_.standing->activated = true;
@@ -196,7 +200,8 @@ class Planner {
                              .starts = 1,
                              .crashes = 0,
                              .bank = facts_.activeBank,
-                             .activated = false};
+                             .activated = false,
+                             .failedTrials = plan_.standing->failedTrials};
         plan_.standing.reset();
         std::erase_if(timers_,
                       [](const ArmedTimer &armed) { return armed.name == TIMER_DOWNLOAD_START; });

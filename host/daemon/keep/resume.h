@@ -3,6 +3,7 @@
 #ifndef HOST_DAEMON_KEEP_RESUME_H
 #define HOST_DAEMON_KEEP_RESUME_H
 
+#include "host/daemon/bus/node_status.h"
 #include "host/daemon/keep/ledger.h"
 #include "host/outcome.h"
 
@@ -24,11 +25,12 @@ constexpr int kMaxStarts = 10;
 /* The node as it is now. */
 struct Facts {
     std::string bootId;
-    std::string activeBank;     // that the node runs from; empty: unknown
-    std::string runningVersion; // empty: unknown
-    std::int64_t bootNowMs = 0; // CLOCK_BOOTTIME
-    std::int64_t wallNow = 0;   // seconds; may be years off
-    std::string preferredTime;  // of activations, as configured
+    std::string activeBank;                    // that the node runs from; empty: unknown
+    std::string runningVersion;                // empty: unknown
+    std::int64_t bootNowMs = 0;                // CLOCK_BOOTTIME
+    std::int64_t wallNow = 0;                  // seconds; may be years off
+    std::string preferredTime;                 // of activations, as configured
+    std::vector<FailedTrial> failedVersions{}; // that the node remembers
 };
 
 struct Finished {
@@ -42,14 +44,15 @@ struct TakeUp {
     bool commitCheck = false; // the host starts with it
 
     /*
-     * The offer whose activation was booted, or passed over by the boot loader. Where
-     * awaitCommitWord is set the commit check's status word decides its outcome; without a word by
-     * the end of start-up it is withoutWord, with its reason.
+     * The offer whose activation was booted, or passed over by the boot loader, or failed its
+     * trial. Where awaitCommitWord is set the commit check's status word decides its outcome;
+     * without a word by the end of start-up it is withoutWord, with its reason.
      */
     std::optional<Request> decided;
     bool awaitCommitWord = false;
     host::Outcome withoutWord = host::Outcome::failed;
     std::string withoutWordReason;
+    std::string trialFailure; // how its trial failed, one line; empty: it did not
 
     /* What ended without the host. Behind a hostCrashed the host is sent `abandon` before anything.
      */

@@ -2,6 +2,7 @@
 // Did a kept offer's activation boot? Judged by the bank that runs now.
 #include "host/daemon/keep/resume_fate.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace otad {
@@ -9,12 +10,19 @@ namespace {
 
 constexpr int kOnArrival = 3;
 
+const FailedTrial *find(const std::string &version, const std::vector<FailedTrial> &failed) {
+    const auto found = std::find_if(failed.begin(), failed.end(),
+                                    [&](const FailedTrial &one) { return one.version == version; });
+    return found == failed.end() ? nullptr : &*found;
+}
+
 // A call or a waiting offer, as far as an activation by it can be told.
 struct Candidate {
     Holder holder;
     const Request &offer;
     const std::string &bank;
     bool activated;
+    int failedTrials; // of the offer's version, before its first start
 };
 
 bool bankChanged(const Candidate &candidate, const Facts &facts) {
@@ -29,9 +37,17 @@ bool explainsTheBank(const Candidate &candidate, const Facts &facts) {
            facts.runningVersion.empty() || facts.runningVersion == candidate.offer.version;
 }
 
+// One more failed trial than at the beginning tells of an activation that nobody noted, too.
+bool failedSinceItsStart(const Candidate &candidate, const Facts &facts) {
+    return failedTrialsOf(candidate.offer.version, facts.failedVersions) > candidate.failedTrials;
+}
+
 Fate fateOf(const Candidate &candidate, const Facts &facts, bool otherBoot) {
     if (bankChanged(candidate, facts)) {
         return explainsTheBank(candidate, facts) ? Fate::booted : Fate::untouched;
+    }
+    if (otherBoot && failedSinceItsStart(candidate, facts)) {
+        return Fate::failedTrial;
     }
     if (!candidate.activated || !otherBoot) {
         return Fate::untouched;
@@ -46,6 +62,11 @@ const Request &offerOf(const Running &running, const std::optional<Standing> &st
 
 } // namespace
 
+int failedTrialsOf(const std::string &version, const std::vector<FailedTrial> &failedVersions) {
+    const FailedTrial *const found = find(version, failedVersions);
+    return found == nullptr ? 0 : static_cast<int>(found->trials);
+}
+
 bool activatesOnArrival(const Request &request) {
     return request.kind == kNewImage && request.policy == kOnArrival;
 }
@@ -55,12 +76,14 @@ Subject findSubject(const std::optional<Running> &running, const std::optional<S
     std::vector<Candidate> candidates;
     // A new activation time activates nothing.
     if (running && running->request.kind != kActivationTime) {
-        candidates.push_back(
-            {Holder::running, offerOf(*running, standing), running->bank, running->activated});
+        const bool ofStanding = running->request.kind != kNewImage && standing;
+        candidates.push_back({Holder::running, offerOf(*running, standing), running->bank,
+                              running->activated,
+                              ofStanding ? standing->failedTrials : running->failedTrials});
     }
     if (standing) {
-        candidates.push_back(
-            {Holder::standing, standing->offer, standing->bank, standing->activated});
+        candidates.push_back({Holder::standing, standing->offer, standing->bank,
+                              standing->activated, standing->failedTrials});
     }
     Subject subject;
     // What was noted as activated goes before what only may have been.
@@ -84,6 +107,7 @@ host::Outcome outcomeWithoutWord(const Subject &subject, const Facts &facts) {
     case Fate::booted:
         return anotherVersion ? host::Outcome::commitFailed : host::Outcome::activated;
     case Fate::passedOver:
+    case Fate::failedTrial:
         return host::Outcome::commitFailed;
     case Fate::unknown:
     case Fate::untouched:
@@ -101,6 +125,10 @@ std::string reasonWithoutWord(const Subject &subject, const Facts &facts) {
     case Fate::passedOver:
         return "bank " + facts.activeBank + " with " + version +
                " runs as before: the boot loader passed the activated bank over";
+    case Fate::failedTrial:
+        return subject.offer.version + " failed its trial (" +
+               find(subject.offer.version, facts.failedVersions)->reason + "): bank " +
+               facts.activeBank + " with " + version + " runs again";
     case Fate::unknown:
     case Fate::untouched:
         break;

@@ -11,10 +11,11 @@
 namespace otad {
 
 enum class Fate {
-    untouched,  // no activation was booted: it may go on
-    booted,     // the node runs from the bank that was activated
-    passedOver, // the node booted since, from the same bank
-    unknown     // activated and booted since, but no one knows from which bank
+    untouched,   // no activation was booted: it may go on
+    booted,      // the node runs from the bank that was activated
+    passedOver,  // the node booted since, from the same bank
+    failedTrial, // the bank booted or tried to, failed its trial, and the old one runs again
+    unknown      // activated and booted since, but no one knows from which bank
 };
 
 enum class Holder { nobody, running, standing };
@@ -27,6 +28,9 @@ struct Subject {
     /* The node runs from another bank than before, but not because of what was kept. */
     bool otherwiseBooted = false;
 };
+
+/* How often a version failed its trial, of those that the node remembers. */
+int failedTrialsOf(const std::string &version, const std::vector<FailedTrial> &failedVersions);
 
 /* Policy 3: the passive bank is activated whatever it holds. */
 bool activatesOnArrival(const Request &request);

@@ -27,7 +27,8 @@ bool reportFailure(const Program &program, const std::string &what) {
     return false;
 }
 
-bool readOptions(const Program &program, int argc, char **argv, Options &options) {
+bool readOptions(const Program &program, int argc, char **argv, Options &options,
+                 std::string_view optional) {
     for (int i = 2; i < argc; i += 2) {
         const auto option = options.find(argv[i]);
         if (option == options.end() || i + 1 == argc) {
@@ -38,7 +39,7 @@ bool readOptions(const Program &program, int argc, char **argv, Options &options
         option->second = argv[i + 1];
     }
     for (const auto &[name, value] : options) {
-        if (value.empty()) {
+        if (value.empty() && name != optional) {
             reportUse(program, "the option " + std::string(name) + " is missing");
             return false;
         }

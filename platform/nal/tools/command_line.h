@@ -25,8 +25,12 @@ bool helpWasGiven(const Program &program, int argc, char **argv);
 int reportUse(const Program &program, const std::string &what);
 /* One line on standard error. False. */
 bool reportFailure(const Program &program, const std::string &what);
-/* Reads "--name value" pairs behind the verb; every option must be given. False: reported. */
-bool readOptions(const Program &program, int argc, char **argv, Options &options);
+/*
+ * Reads "--name value" pairs behind the verb; every option must be given, but for the optional one.
+ * False: reported.
+ */
+bool readOptions(const Program &program, int argc, char **argv, Options &options,
+                 std::string_view optional = {});
 
 } // namespace tools
 

@@ -10,15 +10,30 @@
 #include <cstdio>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace {
 
 constexpr int kPassedOver = 3;
 
 const tools::Program kProgram = {
-    "ota-boot-state", "ota-boot-state init --active a|b --image IMAGE-IN-THAT-BANK --output FILE, "
-                      "or ota-boot-state boot --a BANK --b BANK --state FILE, "
-                      "or ota-boot-state show FILE"};
+    "ota-boot-state",
+    "ota-boot-state init --active a|b --image IMAGE-IN-THAT-BANK --output FILE, "
+    "or ota-boot-state boot --a BANK --b BANK --state FILE [--command-line FILE], "
+    "or ota-boot-state show FILE; FILE of a boot state: the file, or fw_env.config:FILE for the "
+    "devices that FILE names"};
+
+// A boot state in a file, or where a file in fw_env.config's format says.
+nal::BootPlace placeOf(const std::string &argument) {
+    constexpr std::string_view kDevices = "fw_env.config:";
+    nal::BootPlace place;
+    if (argument.starts_with(kDevices)) {
+        place.fwEnvConfig = argument.substr(kDevices.size());
+    } else {
+        place.file = argument;
+    }
+    return place;
+}
 
 int makeBootState(const tools::Options &options) {
     const std::string &active = options.at("--active");
@@ -30,44 +45,54 @@ int makeBootState(const tools::Options &options) {
     state.active = active == "b" ? nal::Bank::b : nal::Bank::a;
     state.next = state.active;
     if (!nal::recordOfImage(options.at("--image"), state.of(state.active), whatIsWrong) ||
-        !nal::writeBootState(options.at("--output"), state, whatIsWrong)) {
+        !nal::makeBootState(placeOf(options.at("--output")), state, whatIsWrong)) {
         tools::reportFailure(kProgram, whatIsWrong);
         return 1;
     }
     return 0;
 }
 
-// The exit code says whether the chosen bank is the one that booted.
+// The exit code says whether the chosen bank booted at once, with nothing to say.
 int bootByState(const tools::Options &options) {
+    const nal::BootWay way{placeOf(options.at("--state")),
+                           {options.at("--a"), options.at("--b")},
+                           options.at("--command-line")};
     nal::BootState state;
-    std::string passedOver;
+    std::vector<std::string> passedOver;
     std::string whatIsWrong;
-    if (!nal::bootNode(options.at("--state"), {options.at("--a"), options.at("--b")}, state,
-                       passedOver, whatIsWrong)) {
+    if (!nal::bootNode(way, state, passedOver, whatIsWrong)) {
         tools::reportFailure(kProgram, whatIsWrong);
         return 1;
     }
     std::printf("active=%s\n", nal::bankName(state.active));
-    if (!passedOver.empty()) {
-        tools::reportFailure(kProgram, passedOver);
-        return kPassedOver;
+    for (const std::string &line : passedOver) {
+        tools::reportFailure(kProgram, line);
     }
-    return 0;
+    return passedOver.empty() ? 0 : kPassedOver;
 }
 
 int showBootState(const std::string &path) {
     nal::BootState state;
     std::string whatIsWrong;
-    if (!nal::readBootState(path, state, whatIsWrong)) {
+    nal::BootFindings findings;
+    if (!nal::readBootState(placeOf(path), state, whatIsWrong, &findings)) {
         tools::reportFailure(kProgram, whatIsWrong);
         return 1;
     }
-    std::printf("active=%s\nnext=%s\n", nal::bankName(state.active), nal::bankName(state.next));
+    std::printf("active=%s\nnext=%s\ntrial=%s\n", nal::bankName(state.active),
+                nal::bankName(state.next), state.trial ? nal::bankName(*state.trial) : "none");
     for (const nal::Bank bank : {nal::Bank::a, nal::Bank::b}) {
         const nal::BankRecord &record = state.of(bank);
-        std::printf("%s: whole=%d version=%s size=%" PRIu64 " sha256=%s\n", nal::bankName(bank),
-                    record.whole ? 1 : 0, record.version.c_str(), record.size,
-                    record.sha256.c_str());
+        std::printf("%s: whole=%d attempts=%d version=%s size=%" PRIu64 " sha256=%s\n",
+                    nal::bankName(bank), record.whole ? 1 : 0, state.attemptsOf(bank),
+                    record.version.c_str(), record.size, record.sha256.c_str());
+    }
+    for (const nal::FailedVersion &failed : state.failed) {
+        std::printf("failed: %s trials=%d last=%s\n", failed.version.c_str(), failed.trials,
+                    nal::trialFailureName(failed.last));
+    }
+    for (const std::string &damage : findings.damages) {
+        tools::reportFailure(kProgram, damage);
     }
     return 0;
 }
@@ -83,9 +108,11 @@ int main(int argc, char **argv) {
         return showBootState(argv[2]);
     }
     if (verb == "boot") {
-        tools::Options options = {{"--a", ""}, {"--b", ""}, {"--state", ""}};
-        return tools::readOptions(kProgram, argc, argv, options) ? bootByState(options)
-                                                                 : tools::kWrongUse;
+        tools::Options options = {
+            {"--a", ""}, {"--b", ""}, {"--state", ""}, {"--command-line", ""}};
+        return tools::readOptions(kProgram, argc, argv, options, "--command-line")
+                   ? bootByState(options)
+                   : tools::kWrongUse;
     }
     if (verb != "init") {
         return tools::reportUse(kProgram, "give init, boot or show");

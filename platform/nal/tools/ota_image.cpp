@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 // ota-image: puts the manifest behind a payload, and shows the manifest of an image.
-#include "platform/nal/boot_state.h"
 #include "platform/nal/digest.h"
 #include "platform/nal/file_io.h"
 #include "platform/nal/image_manifest.h"
+#include "platform/nal/image_signing.h"
 #include "platform/nal/image_stream.h"
+#include "platform/nal/new_file.h"
 #include "platform/nal/tools/command_line.h"
 
 #include <cinttypes>
@@ -13,7 +14,6 @@
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -26,8 +26,7 @@ const tools::Program kProgram = {
 bool reportFailure(const std::string &what) { return tools::reportFailure(kProgram, what); }
 
 // Copies the payload and fills in its size and sum; constant memory, whatever the size.
-bool copyPayload(const std::string &from, const std::string &to, int output,
-                 nal::ImageManifest &manifest) {
+bool copyPayload(const std::string &from, nal::NewFile &output, nal::ImageManifest &manifest) {
     const nal::UniqueFd payload(open(from.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat status {};
     if (!payload || fstat(payload.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
@@ -38,11 +37,7 @@ bool copyPayload(const std::string &from, const std::string &to, int output,
     std::string whatIsWrong;
     const nal::PieceTaker copy = [&](const void *piece, std::size_t size, std::string &wrong) {
         sum.add(piece, size);
-        if (nal::writeFully(output, piece, size)) {
-            return true;
-        }
-        wrong = nal::systemReason(to + ": cannot be written");
-        return false;
+        return output.write(piece, size, wrong);
     };
     if (!nal::readInPieces(payload.get(), from, manifest.payloadSize, copy, whatIsWrong)) {
         return reportFailure(whatIsWrong);
@@ -51,63 +46,42 @@ bool copyPayload(const std::string &from, const std::string &to, int output,
     return true;
 }
 
-bool writeImage(const std::string &payloadPath, const std::string &path,
-                nal::ImageManifest &manifest) {
-    nal::UniqueFd output(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kImageMode));
-    if (!output) {
-        return reportFailure(nal::systemReason(path + ": cannot be written"));
-    }
-    std::string trailer;
-    std::string whatIsWrong;
-    if (!copyPayload(payloadPath, path, output.get(), manifest)) {
-        return false;
-    }
-    if (!nal::formatImageTrailer(manifest, trailer, whatIsWrong)) {
-        return reportFailure(whatIsWrong);
-    }
-    if (!nal::writeFully(output.get(), trailer.data(), trailer.size()) ||
-        fsync(output.get()) != 0 || !output.reset()) {
-        return reportFailure(nal::systemReason(path + ": cannot be written"));
-    }
-    return true;
-}
-
-// The output appears under its name only once it is whole.
 int makeImage(const tools::Options &options) {
     nal::ImageManifest manifest;
     manifest.version = options.at("--version");
     manifest.model = options.at("--model");
-    const std::string &path = options.at("--output");
-    const std::string unfinished = path + ".new";
-    if (!writeImage(options.at("--payload"), unfinished, manifest)) {
-        unlink(unfinished.c_str());
+    nal::NewFile output;
+    std::string trailer;
+    std::string whatIsWrong;
+    if (!output.begin(options.at("--output"), kImageMode, whatIsWrong)) {
+        reportFailure(whatIsWrong);
         return 1;
     }
-    if (rename(unfinished.c_str(), path.c_str()) != 0) {
-        reportFailure(nal::systemReason(path + ": cannot be written"));
-        unlink(unfinished.c_str());
+    if (!copyPayload(options.at("--payload"), output, manifest)) {
+        return 1;
+    }
+    if (!nal::formatImageTrailer(manifest, trailer, whatIsWrong) ||
+        !output.write(trailer.data(), trailer.size(), whatIsWrong) || !output.finish(whatIsWrong)) {
+        reportFailure(whatIsWrong);
         return 1;
     }
     return 0;
 }
 
+// The lines of the manifest, and the signer on one that is not of it.
 int showImage(const std::string &path) {
-    const nal::UniqueFd image(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!image) {
-        reportFailure(nal::systemReason(path + ": cannot be opened"));
-        return 1;
-    }
     nal::ImageManifest manifest;
-    nal::BankRecord record;
     std::string whatIsWrong;
     std::uint64_t size = 0;
-    if (!nal::readImageManifest(image.get(), path, manifest, size, whatIsWrong) ||
-        !nal::recordOfImage(path, record, whatIsWrong)) {
+    if (!nal::verifyImage(path, nal::ImageTrust{false}, manifest, size, whatIsWrong)) {
         reportFailure(whatIsWrong);
         return 1;
     }
     std::printf("version=%s\nmodel=%s\nsize=%" PRIu64 "\nsha256=%s\n", manifest.version.c_str(),
                 manifest.model.c_str(), manifest.payloadSize, manifest.payloadSha256.c_str());
+    if (!manifest.signer.empty()) {
+        std::printf("signer, not checked: %s\n", manifest.signer.c_str());
+    }
     return 0;
 }
 

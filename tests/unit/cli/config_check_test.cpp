@@ -30,11 +30,12 @@ class ConfigCheck : public testing::Test {
     }
 
     static void write(const std::string &onboarding, const std::string &tmp) {
-        std::ofstream("node.conf") << "[node]\nmodel=M\nserial=S\nwork_mode=RGW\nwork_role=R\n"
-                                   << "onboarding=" << onboarding
-                                   << "\npreferred_activation_time=02:00\n[paths]\ntmp=" << tmp
-                                   << "\nconfigs=.\nlogs=.\nca_certificate=ca.pem\n[banks]\na=a\n"
-                                      "b=b\nsize=1K\nboot_state=state\n";
+        std::ofstream("node.conf")
+            << "[node]\nmodel=M\nserial=S\nwork_mode=RGW\nwork_role=R\n"
+            << "onboarding=" << onboarding
+            << "\npreferred_activation_time=02:00\n[paths]\ntmp=" << tmp
+            << "\nconfigs=.\nlogs=.\nca_certificate=ca.pem\n[banks]\na=a\n"
+               "b=b\nsize=1K\nboot_state=state\n[images]\nsignature=optional\n";
     }
 
     std::string folder_ = testing::TempDir() + "config-check-XXXXXX";

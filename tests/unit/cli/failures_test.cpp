@@ -55,11 +55,12 @@ TEST_F(Failures, ForProgramsARefusalIsAnObjectToo) {
 }
 
 TEST_F(Failures, WithoutTheServiceEveryVerbSaysSo) {
-    const std::vector<std::vector<std::string>> verbs = {{"offer", "-"}, {"offer", "-", "--wait"},
-                                                         {"trigger"},    {"activate-at", "1"},
-                                                         {"cancel"},     {"status"},
-                                                         {"explain"},    {"history"},
-                                                         {"banks"},      {"set", "a", "b"}};
+    const std::vector<std::vector<std::string>> verbs = {{"offer", "-"},  {"offer", "-", "--wait"},
+                                                         {"trigger"},     {"activate-at", "1"},
+                                                         {"cancel"},      {"status"},
+                                                         {"explain"},     {"history"},
+                                                         {"banks"},       {"commit"},
+                                                         {"forget", "x"}, {"set", "a", "b"}};
     for (const std::vector<std::string> &verb : verbs) {
         expectFailure(otactl(verb), Outcome::noService, "otad is not on the bus");
     }

@@ -128,6 +128,10 @@ void FakeService::cancel(std::uint64_t which, Answer answer) {
     take("cancel " + std::to_string(which), answer);
 }
 
+void FakeService::commit(Answer answer) { take("commit", answer); }
+
+void FakeService::forget(std::string version, Answer answer) { take("forget " + version, answer); }
+
 void FakeService::changeSetting(std::string name, std::string value, Answer answer) {
     take("set " + name + " " + value, answer);
 }
@@ -150,6 +154,7 @@ otad::NodeStatus someNode() {
     node.downloadedBytes = 1024 * 1024;
     node.timers = {{"rebootTimer", 4800}};
     node.banks = {{"a", "4QZ2.0.0", true, true, true}, {"b", "", false, false, false}};
+    node.bankTrials = {{"a", false, 0, 0, ""}, {"b", false, 0, 0, ""}};
     node.uptime = 3600;
     node.queued = 1;
     node.ticket = 6;

@@ -123,7 +123,9 @@ TEST_F(Verbs, StatusForProgramsHasEveryProperty) {
         R"("percentage":25,"downloaded_bytes":1048576,"timers":[{"name":"rebootTimer",)"
         R"("seconds":4800}],"deferred":false,"banks":[{"bank":"a","version":"4QZ2.0.0",)"
         R"("whole":true,"running":true,"next":true},{"bank":"b","version":"","whole":false,)"
-        R"("running":false,"next":false}],"uptime":3600,"queued":1,"ticket":6,)"
+        R"("running":false,"next":false}],"bank_trials":[{"bank":"a","trial":false,"attempts":0,)"
+        R"("failed_trials":0,"last_failure":""},{"bank":"b","trial":false,"attempts":0,)"
+        R"("failed_trials":0,"last_failure":""}],"failed_versions":[],"uptime":3600,"queued":1,"ticket":6,)"
         R"("offered_version":"4QZ2.1.0","model":"GW-1000","serial":"SN1",)"
         R"("mac":"02:00:5E:00:53:01","work_mode":"RGW","work_role":"Controller","onboarding":0,)"
         R"("preferred_activation_time":"02:30:00","root_connected":false,"daemon_version":")" OTA_VERSION
@@ -131,13 +133,54 @@ TEST_F(Verbs, StatusForProgramsHasEveryProperty) {
 }
 
 TEST_F(Verbs, BanksAreATable) {
-    expectPrinted(otactl({"banks"}), "BANK  VERSION   IMAGE      RUNNING  BOOTS NEXT\n"
-                                     "a     4QZ2.0.0  whole      yes      yes\n"
-                                     "b     -         not whole  no       no\n");
+    expectPrinted(otactl({"banks"}), "BANK  VERSION   IMAGE      RUNNING  BOOTS NEXT  STATE\n"
+                                     "a     4QZ2.0.0  whole      yes      yes         good\n"
+                                     "b     -         not whole  no       no          -\n");
+}
+
+TEST_F(Verbs, BanksShowTrialsAndWhatFailed) {
+    service_.change([](otad::NodeStatus &node) {
+        node.banks = {{"a", "4QZ2.0.0", true, false, false}, {"b", "4QZ2.1.0", true, true, true}};
+        node.bankTrials = {{"a", false, 0, 2, "health"}, {"b", true, 1, 0, ""}};
+        node.failedVersions = {{"4QZ2.0.0", 2, "health", true}, {"4QZ1.9", 1, "boot", false}};
+    });
+    expectPrinted(otactl({"banks"}),
+                  "BANK  VERSION   IMAGE  RUNNING  BOOTS NEXT  STATE\n"
+                  "a     4QZ2.0.0  whole  no       no          failed its trial: health\n"
+                  "b     4QZ2.1.0  whole  yes      yes         on trial, 1 attempt left\n"
+                  "4QZ2.0.0 failed its trial 2 times, last: health; offers of it are refused until "
+                  "otactl forget 4QZ2.0.0\n"
+                  "4QZ1.9 failed its trial once, last: boot; it may be offered again\n");
     expectPrinted(otactl({"--json", "banks"}),
-                  R"({"banks":[{"bank":"a","version":"4QZ2.0.0","whole":true,"running":true,)"
-                  R"("next":true},{"bank":"b","version":"","whole":false,"running":false,)"
-                  "\"next\":false}]}\n");
+                  R"({"banks":[{"bank":"a","version":"4QZ2.0.0","whole":true,"running":false,)"
+                  R"("next":false,"trial":false,"attempts":0,"failed_trials":2,)"
+                  R"("last_failure":"health"},{"bank":"b","version":"4QZ2.1.0","whole":true,)"
+                  R"("running":true,"next":true,"trial":true,"attempts":1,"failed_trials":0,)"
+                  R"("last_failure":""}],"failed_versions":[{"version":"4QZ2.0.0","trials":2,)"
+                  R"("reason":"health","refused":true},{"version":"4QZ1.9","trials":1,)"
+                  "\"reason\":\"boot\",\"refused\":false}]}\n");
+}
+
+TEST_F(Verbs, CommitAndForgetAreAnsweredWhenTheyAreDone) {
+    expectPrinted(otactl({"commit"}), "the running bank is marked good\n");
+    expectPrinted(otactl({"commit", "--json"}),
+                  "{\"code\":0,\"result\":\"done\",\"reason\":\"\"}\n");
+    expectPrinted(otactl({"forget", "4QZ2.1.0"}), "4QZ2.1.0 may be offered again\n");
+    expectPrinted(otactl({"--json", "forget", "4QZ2.1.0"}),
+                  "{\"code\":0,\"result\":\"done\",\"reason\":\"\",\"version\":\"4QZ2.1.0\"}\n");
+    EXPECT_EQ(service_.calls(),
+              (std::vector<std::string>{"commit", "commit", "forget 4QZ2.1.0", "forget 4QZ2.1.0"}));
+}
+
+TEST_F(Verbs, CommitThatIsRefusedEndsWithTheCodeAndTheReason) {
+    service_.raise([this](otad::BusService &) {
+        service_.refusal =
+            host::guard::Refusal{host::Outcome::nothingToCommit, "bank", "bank a (4QZ2.0.0) runs"};
+    });
+    const Ended ended = otactl({"commit"});
+    EXPECT_EQ(ended.code, 12);
+    EXPECT_EQ(ended.output, "");
+    EXPECT_NE(ended.errors.find("bank: bank a (4QZ2.0.0) runs"), std::string::npos) << ended.errors;
 }
 
 TEST_F(Verbs, ExplainPairsTopicAndSentence) {

@@ -47,7 +47,7 @@ DaemonTest::DaemonTest() : folder_(newFolder()), host_(folder_) {
     config_.tmpDirectory = in("tmp");
     config_.configsDirectory = in("configs");
     config_.logsDirectory = in("logs");
-    config_.bootStatePath = in("boot-state");
+    config_.bootState = in("boot-state");
     config_.stateDirectory = in("state");
     options_.config = "node.conf";
     options_.host = OTA_SCRIPTED_HOST;
@@ -71,7 +71,7 @@ void DaemonTest::runFrom(nal::Bank bank, const std::string &version,
     state.of(nal::otherBank(bank)) = {
         .whole = true, .version = otherVersion, .size = 1, .sha256 = sum};
     std::string whatIsWrong;
-    ASSERT_TRUE(nal::writeBootState(config_.bootStatePath, state, whatIsWrong)) << whatIsWrong;
+    ASSERT_TRUE(nal::writeBootState(config_.bootState, state, whatIsWrong)) << whatIsWrong;
 }
 
 void DaemonTest::start(const std::string &bootId) {

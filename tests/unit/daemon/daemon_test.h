@@ -89,7 +89,6 @@ class DaemonTest : public testing::Test {
     Options options_;
     std::optional<Daemon> daemon_;
 
-  private:
     static BusCalls::Answer answerInto(const ReplyRef &reply);
 };
 

@@ -21,10 +21,24 @@ TEST(Roads, EachSetOfOptionsNamesOneRoad) {
     EXPECT_EQ(roadOf({"--offload", "--policy", "2"}), "offload");
     EXPECT_EQ(roadOf({"--first-poll"}), "first-poll");
     EXPECT_EQ(roadOf({"--fail", "flash", "--mode", "AP_Bridge"}), "fail-flash");
+    EXPECT_EQ(roadOf({"--fail", "health"}), "fail-health");
+    EXPECT_EQ(roadOf({"--cut-power", "7"}), "cut-power");
+    EXPECT_EQ(readOptions({"--cut-power", "7"}).cutPowerAt, 7U);
+}
+
+TEST(Roads, AnImageThatIsRefusedLeavesTheBankAsItWas) {
+    for (const char *failure : {"signature", "version"}) {
+        const desk::Road &road = chooseRoad(readOptions({"--fail", failure}));
+        EXPECT_EQ(road.words, std::vector<std::string_view>{"OTA_SW_FLASH_WRITE_FAILED"});
+        EXPECT_EQ(road.end, desk::End::untouched);
+        EXPECT_TRUE(road.passiveHoldsOld); // or nothing would show a change
+    }
 }
 
 TEST(Roads, WhatDoesNotGoTogetherIsRefused) {
     EXPECT_THROW(roadOf({"--offload", "--power-cut"}), OptionError);
+    EXPECT_THROW(roadOf({"--cut-power", "1", "--mode", "AP_Bridge"}), OptionError);
+    EXPECT_THROW(roadOf({"--cut-power", "1", "--policy", "0"}), OptionError);
     EXPECT_THROW(roadOf({"--offload", "--policy", "3"}), OptionError);
     EXPECT_THROW(roadOf({"--fail", "activate", "--policy", "2"}), OptionError);
     EXPECT_THROW(roadOf({"--first-poll", "--mode", "AP_Bridge"}), OptionError);
@@ -98,6 +112,8 @@ TEST(Options, EveryMistakeIsRefused) {
                                                {"--role", ""},
                                                {"--role", "two\nlines"},
                                                {"--limit", "0"},
+                                               {"--cut-power", "0"},
+                                               {"--cut-power", "1x"},
                                                {"--limit", "10s"},
                                                {"--limit", "10000"},
                                                {"--unknown"},

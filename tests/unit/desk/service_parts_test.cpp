@@ -60,7 +60,7 @@ TEST_F(ServiceParts, ANodeIsOffOnceNoProcessHoldsItsLock) {
     const desk::NodeFolder node(folder_);
     EXPECT_TRUE(node.isOff());
     {
-        const desk::FolderLock host(folder_ / "boot_state.ini.lock");
+        const desk::FolderLock host(folder_ / "boot_state.lock");
         ASSERT_TRUE(host.tryLock());
         EXPECT_FALSE(node.isOff());
     }
@@ -73,6 +73,7 @@ class Configuration : public ServiceParts {
         desk::NodeFolder node(folder_ / "node");
         desk::writeFile(folder_ / "factory", "too small for an image");
         desk::writeFile(folder_ / "ca.pem", "a certificate");
+        desk::writeFile(folder_ / "signers.pem", "another certificate");
         try {
             node.make(plan);
         } catch (const desk::Failure &) { // the image; the configuration is written before it
@@ -84,6 +85,7 @@ class Configuration : public ServiceParts {
         desk::NodePlan plan{.identity = desk::identityOf(3), .mode = "AP_Bridge", .role = "Agent"};
         plan.bankBytes = 4096;
         plan.factory = {folder_ / "factory", "4QZ1", 4};
+        plan.signerAuthority = folder_ / "signers.pem";
         return plan;
     }
 };
@@ -93,6 +95,13 @@ TEST_F(Configuration, ANodeWithoutAnAuthorityTakesPlainHttp) {
     EXPECT_NE(text.find("allow_plain_http = yes"), std::string::npos);
     EXPECT_NE(text.find("serial = DESK00000003"), std::string::npos);
     EXPECT_EQ(text.find("[root]"), std::string::npos);
+}
+
+TEST_F(Configuration, ANodeTakesSignedImagesOnly) {
+    const std::string text = configuration(plan());
+    EXPECT_NE(text.find("[images]\nsignature = required\nsigner_ca = signer-ca.pem\n"),
+              std::string::npos);
+    EXPECT_EQ(desk::readFile(folder_ / "node/signer-ca.pem"), "another certificate");
 }
 
 TEST_F(Configuration, ANodeOfAMeshKnowsItsRoot) {

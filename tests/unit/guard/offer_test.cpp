@@ -207,6 +207,19 @@ TEST(Offers, StayAtOrAboveTheLowestVersion) {
     }
 }
 
+TEST(Offers, OfAVersionThatFailedItsTrialAreRefusedWithTheReason) {
+    Rules rules;
+    rules.refusedVersions = {{"4QZ2.1", "was another one"},
+                             {"4QZ2.1.0", "failed its trial: health"}};
+    Offer offer;
+    const auto refusal = checkOffer(Descriptor().text(), thisNode(), rules, offer);
+    ASSERT_TRUE(refusal);
+    EXPECT_EQ(refusal->outcome, Outcome::versionFailedTrial);
+    EXPECT_EQ(refusal->text(), "nxtMSVersion: \"4QZ2.1.0\" failed its trial: health");
+    rules.refusedVersions = {{"4QZ2.1.0.0", ""}, {"4QZ2.1", ""}, {"4QZ2.01.0", ""}};
+    EXPECT_EQ(refusalOf(Descriptor(), thisNode(), rules), "");
+}
+
 // Every value is wrong; each step repairs the mistake that was told.
 TEST(Offers, ToldOfSeveralMistakesNameThemInOrder) {
     const Rules rules{false, "4QZ2"};

@@ -48,6 +48,7 @@ const BadEvent kBadEvents[] = {
     {R"({"event":"mobile-trigger","newswavailflag":1.5})", "\"newswavailflag\" is missing or no"},
     {R"({"event":"mobile-trigger","newswavailflag":3e9})", "\"newswavailflag\" is missing or no"},
     {R"({"event":"activation-time","record":{}})", "\"record\" is missing or no text"},
+    {R"({"event":"forget"})", "the event \"forget\": \"version\" is missing or no text"},
     {R"({"event":"timer"})", "the event \"timer\": \"name\" is missing or no text"},
     {R"({"event":"timer","name":"eggTimer"})", "the timer \"eggTimer\" is not known: expected"},
     {R"({"event":"new-image","config":{}})", "\"descriptor\" is missing or no text"},

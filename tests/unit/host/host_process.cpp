@@ -64,7 +64,8 @@ void HostProcess::writeNode() {
                                   "onboarding=0\npreferred_activation_time=02:00\n[paths]\ntmp=."
                                << "\nconfigs=.\nlogs=.\nca_certificate=ca.pem\n[banks]\na="
                                << in("a") << "\nb=" << in("b")
-                               << "\nsize=1K\nboot_state=" << in("boot_state") << "\n";
+                               << "\nsize=1K\nboot_state=" << in("boot_state")
+                               << "\n[images]\nsignature=optional\n";
     for (const char *bank : {"a", "b"}) {
         std::ofstream(in(bank)) << std::string(1024, '\0');
     }

@@ -62,8 +62,8 @@ class Update : public HostProcess {
                R"("firsttime_polling":0}})";
     }
 
-    // The messages until the event is done, each call answered with 0: the stage of a note, the
-    // status word of a signal, the name of a timer.
+    // The messages until the event is done, each call answered with 0: the stage or name of a note,
+    // the status word of a signal, the name of a timer.
     std::vector<std::string> story() {
         std::vector<std::string> words;
         for (;;) {
@@ -81,8 +81,8 @@ class Update : public HostProcess {
             if (cJSON_HasObjectItem(root, "done")) {
                 return words;
             }
-            if (cJSON_HasObjectItem(root, "note")) {
-                words.push_back(textOf(root, "stage"));
+            if (const std::string note = textOf(root, "note"); !note.empty()) {
+                words.push_back(note == "stage" ? textOf(root, "stage") : note);
                 continue;
             }
             const host::Json record(cJSON_Parse(textOf(root, "data").c_str()));
@@ -104,10 +104,10 @@ class Update : public HostProcess {
 
     void boot() {
         nal::BootState state;
-        std::string passedOver;
+        std::vector<std::string> passedOver;
         std::string whatIsWrong;
-        ASSERT_TRUE(
-            nal::bootNode(in("boot_state"), {in("a"), in("b")}, state, passedOver, whatIsWrong))
+        ASSERT_TRUE(nal::bootNode({in("boot_state"), {in("a"), in("b")}, ""}, state, passedOver,
+                                  whatIsWrong))
             << whatIsWrong;
     }
 
@@ -164,7 +164,10 @@ TEST_F(Update, TellsEveryStageOfAnUpdateUntilItsCommit) {
     startOver();
     start(REAL_AGENT);
     EXPECT_EQ(next(), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})");
-    EXPECT_EQ(story(), (Words{"committing", "OTA_SW_COMMIT_COMPLETE", "idle"})) << errors();
+    EXPECT_EQ(story(), (Words{"committing", "trial", "idle", "committing", "OTA_SW_COMMIT_COMPLETE",
+                              "committed", "idle"}))
+        << errors();
+    EXPECT_FALSE(bootState().trial);
 }
 
 TEST_F(Update, EndsIdleWhereItFailsOnItsWay) {
@@ -246,7 +249,7 @@ TEST_F(Update, ThatCannotBeTakenBackIsToldAndTheHostGoesOn) {
               0U)
         << done;
     EXPECT_NE(errors().find("error: ota-host: the upgrade was not taken back as a whole: " +
-                            in("boot_state") + ": cannot be opened"),
+                            in("boot_state") + ": the boot state cannot be read"),
               std::string::npos)
         << errors();
     send(R"({"event":"timer","name":"downloadStartTimer"})");

@@ -50,6 +50,7 @@ TEST_F(Abandon, TakesAnActivationBackAndKeepsTheImage) {
     leaveFiles();
     EXPECT_TRUE(nalAbandon(whatIsWrong_)) << whatIsWrong_;
     EXPECT_EQ(bootState().next, nal::Bank::a);
+    EXPECT_FALSE(bootState().trial);
     EXPECT_TRUE(bootState().of(nal::Bank::b).whole);
     expectFilesGone();
     EXPECT_EQ(nal_fallBackToActiveImage(), 0);
@@ -87,10 +88,11 @@ TEST_F(Abandon, ThatCannotStoreTheChoiceSaysSoAndRemovesTheFilesAllTheSame) {
     installPassive("2.0.0");
     ASSERT_NE(nal_activatePassiveImage(), 0);
     leaveFiles();
-    faults::failFrom(faults::Call::rename, 1, EIO);
+    faults::failFrom(faults::Call::write, 1, EIO);
     EXPECT_FALSE(nalAbandon(whatIsWrong_));
-    EXPECT_EQ(whatIsWrong_, statePath_ + ": cannot be replaced: Input/output error; check the file "
-                                         "system that holds the boot state");
+    EXPECT_EQ(whatIsWrong_, statePath_ + ": the boot state cannot be written: Input/output error; "
+                                         "check the file system or device that holds the boot "
+                                         "state");
     EXPECT_EQ(bootState().next, nal::Bank::b);
     expectFilesGone();
 }

@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: MIT
-// The boot state is read whole or not at all, and replaced in one step.
+// The boot state is two copies, of which one is always whole: read as the newer, stored as both.
 #include "platform/nal/boot_state.h"
 
 #include "faults.h"
 #include "fixture.h"
-#include "platform/nal/digest.h"
+#include "platform/nal/boot_copies.h"
 
 #include <cerrno>
+#include <fcntl.h>
 #include <filesystem>
+#include <unistd.h>
 
 namespace {
 
@@ -19,15 +21,21 @@ class BootStateFile : public InTemporaryDirectory {
         nal::BootState state;
         state.active = nal::Bank::b;
         state.next = nal::Bank::a;
+        state.trial = nal::Bank::a;
+        state.attemptsLeft = {2, 7};
         state.of(nal::Bank::a) = {true, "4QZ-2.0.1", 5368709120, std::string(64, 'a')};
-        state.of(nal::Bank::b) = {false, "", 0, ""};
+        state.failed = {{"4QZ-1.9", 1, nal::TrialFailure::boot},
+                        {"4QZ-1.8+x", 12, nal::TrialFailure::health}};
         return state;
     }
     bool write(const nal::BootState &state) { return nal::writeBootState(path_, state, wrong_); }
-    bool read(nal::BootState &state) { return nal::readBootState(path_, state, wrong_); }
+    bool read(nal::BootState &state) {
+        return nal::readBootState(path_, state, wrong_, &findings_);
+    }
 
     std::string path_ = in("state");
     std::string wrong_;
+    nal::BootFindings findings_;
 };
 
 TEST_F(BootStateFile, GivesBackWhatWasWritten) {
@@ -36,74 +44,275 @@ TEST_F(BootStateFile, GivesBackWhatWasWritten) {
     ASSERT_TRUE(read(state)) << wrong_;
     EXPECT_EQ(state.active, nal::Bank::b);
     EXPECT_EQ(state.next, nal::Bank::a);
+    EXPECT_TRUE(state.isOnTrial(nal::Bank::a));
+    EXPECT_EQ(state.attemptsOf(nal::Bank::a), 2);
+    EXPECT_EQ(state.attemptsOf(nal::Bank::b), 7);
     EXPECT_TRUE(state.of(nal::Bank::a).whole);
     EXPECT_EQ(state.of(nal::Bank::a).version, "4QZ-2.0.1");
     EXPECT_EQ(state.of(nal::Bank::a).size, 5368709120U);
     EXPECT_EQ(state.of(nal::Bank::a).sha256, std::string(64, 'a'));
     EXPECT_FALSE(state.of(nal::Bank::b).whole);
+    ASSERT_EQ(state.failed.size(), 2U);
+    EXPECT_EQ(state.failed[1].version, "4QZ-1.8+x");
+    EXPECT_EQ(state.failed[1].trials, 12);
+    EXPECT_EQ(state.failed[1].last, nal::TrialFailure::health);
+    EXPECT_TRUE(findings_.none());
 }
 
-TEST_F(BootStateFile, IsRefusedWhereverItIsCut) {
+TEST_F(BootStateFile, UsesTheNamesThatBootScriptsUse) {
+    ASSERT_TRUE(write(filled())) << wrong_;
+    nal::BootVariables variables;
+    ASSERT_TRUE(nal::readBootEnvironment(path_, variables, nullptr, wrong_)) << wrong_;
+    EXPECT_EQ(variables["BOOT_ORDER"], "A B");
+    EXPECT_EQ(variables["BOOT_A_LEFT"], "2");
+    EXPECT_EQ(variables["BOOT_B_LEFT"], "7");
+    EXPECT_EQ(variables["ota_trial"], "a");
+    EXPECT_EQ(variables["ota_active"], "b");
+    EXPECT_EQ(variables.count("ota_b_version"), 0U);
+}
+
+TEST_F(BootStateFile, LeavesTheVariablesOfOthersAlone) {
     ASSERT_TRUE(write(filled()));
-    const std::string text = readText(path_);
-    for (std::size_t size = 0; size < text.size(); ++size) {
+    ASSERT_TRUE(nal::changeBootEnvironment(path_, {{"bootdelay", "2"}}, wrong_)) << wrong_;
+    nal::BootState emptied;
+    ASSERT_TRUE(write(emptied)) << wrong_;
+    nal::BootVariables variables;
+    ASSERT_TRUE(nal::readBootEnvironment(path_, variables, nullptr, wrong_)) << wrong_;
+    EXPECT_EQ(variables["bootdelay"], "2");
+    EXPECT_EQ(variables.count("ota_trial"), 0U);
+    EXPECT_EQ(variables.count("ota_a_version"), 0U);
+    EXPECT_EQ(variables.count("ota_failed"), 0U);
+}
+
+TEST_F(BootStateFile, IsReadFromTheNewerCopyAfterAChangeThatWasInterrupted) {
+    ASSERT_TRUE(write(nal::BootState{}));
+    const std::string before = readText(path_);
+    ASSERT_TRUE(write(filled()));
+    const std::string after = readText(path_);
+    for (const bool firstIsOld : {true, false}) {
+        const std::string &first = firstIsOld ? before : after;
+        const std::string &second = firstIsOld ? after : before;
+        writeText(path_,
+                  first.substr(0, nal::kEnvironmentCopy) + second.substr(nal::kEnvironmentCopy));
         nal::BootState state;
-        writeText(path_, text.substr(0, size));
-        ASSERT_FALSE(read(state)) << size;
-        ASSERT_NE(wrong_.find("the boot state is cut"), std::string::npos) << wrong_;
-        ASSERT_EQ(wrong_.find(path_), 0U);
+        ASSERT_TRUE(read(state)) << wrong_;
+        EXPECT_EQ(state.active, nal::Bank::b);
+        EXPECT_TRUE(findings_.copiesDiffer);
     }
 }
 
-TEST_F(BootStateFile, IsRefusedWhicheverByteIsDamaged) {
-    ASSERT_TRUE(write(filled()));
-    const std::string text = readText(path_);
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        nal::BootState state;
-        std::string damaged = text;
-        damaged[at] = static_cast<char>(damaged[at] ^ 1);
-        writeText(path_, damaged);
-        ASSERT_FALSE(read(state)) << "byte " << at;
-        ASSERT_EQ(wrong_.find('\n'), std::string::npos);
+TEST_F(BootStateFile, CountsItsChangesOverTheEndOfTheCounter) {
+    for (int change = 0; change < 300; ++change) {
+        nal::BootState state = filled();
+        state.attemptsOf(nal::Bank::a) = change % 9;
+        ASSERT_TRUE(write(state)) << wrong_;
+        ASSERT_TRUE(read(state)) << wrong_;
+        ASSERT_EQ(state.attemptsOf(nal::Bank::a), change % 9);
+        ASSERT_TRUE(findings_.none()) << "change " << change;
     }
 }
 
-TEST_F(BootStateFile, NamesTheLineOfAWrongValueUnderARightChecksum) {
+TEST_F(BootStateFile, IsRefusedWhereBothCopiesAreDamaged) {
     ASSERT_TRUE(write(filled()));
-    std::string text = readText(path_);
-    text.replace(text.find("next=a"), 6, "next=c");
-    text.resize(text.find("checksum="));
-    writeText(path_, text + "checksum=" + nal::sha256Of(text) + "\n");
+    std::string bytes = readText(path_);
+    bytes[100] = static_cast<char>(bytes[100] ^ 1);
+    bytes[nal::kEnvironmentCopy + 100] = static_cast<char>(bytes[nal::kEnvironmentCopy + 100] ^ 1);
+    writeText(path_, bytes);
     nal::BootState state;
     EXPECT_FALSE(read(state));
-    EXPECT_EQ(wrong_.find(path_ + ":6: [boot] next: expected a or b"), 0U) << wrong_;
+    EXPECT_EQ(wrong_, path_ + ": no copy of the boot state is whole; the node cannot tell its "
+                              "banks apart: write the boot state anew (ota-boot-state init)");
+}
+
+TEST_F(BootStateFile, IsRefusedWhereTheFileIsCut) {
+    ASSERT_TRUE(write(filled()));
+    std::filesystem::resize_file(path_, nal::kEnvironmentCopy);
+    nal::BootState state;
+    EXPECT_FALSE(read(state));
+    EXPECT_EQ(wrong_.find(path_ + ": the boot state is cut"), 0U) << wrong_;
+}
+
+TEST_F(BootStateFile, NamesTheVariableOfAWrongValue) {
+    const std::pair<const char *, const char *> wrongs[] = {
+        {"BOOT_ORDER", "A"},        {"BOOT_A_LEFT", "10"},      {"BOOT_B_LEFT", "x"},
+        {"ota_active", "c"},        {"ota_trial", "1"},         {"ota_a_size", "-1"},
+        {"ota_a_sha256", "beef"},   {"ota_a_version", ""},      {"ota_failed", "4QZ-1"},
+        {"ota_failed", "x:0:boot"}, {"ota_failed", "x:1:other"}};
+    for (const auto &[name, value] : wrongs) {
+        ASSERT_TRUE(write(filled()));
+        ASSERT_TRUE(nal::changeBootEnvironment(path_, {{name, value}}, wrong_)) << wrong_;
+        nal::BootState state;
+        EXPECT_FALSE(read(state)) << name;
+        EXPECT_EQ(wrong_.find(path_ + ": " + name + " is "), 0U) << wrong_;
+        EXPECT_NE(wrong_.find(": expected "), std::string::npos) << wrong_;
+        EXPECT_EQ(wrong_.find('\n'), std::string::npos);
+        std::filesystem::remove(path_);
+    }
 }
 
 TEST_F(BootStateFile, TellsThatItIsMissing) {
     nal::BootState state;
     EXPECT_FALSE(read(state));
-    EXPECT_EQ(wrong_.find(path_ + ": cannot be opened: No such file or directory; "), 0U) << wrong_;
+    EXPECT_EQ(wrong_.find(path_ + ": the boot state cannot be read: No such file or directory; "),
+              0U)
+        << wrong_;
 }
 
-TEST_F(BootStateFile, StandsAsItWasWhereReplacingItFails) {
-    const std::pair<faults::Call, int> kinds[] = {
-        {faults::Call::rename, EIO}, {faults::Call::fileSync, EIO}, {faults::Call::write, ENOSPC}};
+TEST_F(BootStateFile, StandsAsItWasWhereItCannotBeWritten) {
     ASSERT_TRUE(write(filled()));
-    const std::string before = readText(path_);
-    for (const auto &[call, reason] : kinds) {
-        faults::failFrom(call, 1, reason);
-        EXPECT_FALSE(write(nal::BootState{}));
+    faults::failFrom(faults::Call::write, 1, EIO);
+    EXPECT_FALSE(write(nal::BootState{}));
+    EXPECT_EQ(wrong_.find(path_ + ": the boot state cannot be written: Input/output error"), 0U)
+        << wrong_;
+    faults::clear();
+    nal::BootState state;
+    ASSERT_TRUE(read(state)) << wrong_;
+    EXPECT_EQ(state.active, nal::Bank::b);
+    EXPECT_TRUE(findings_.none());
+}
+
+TEST_F(BootStateFile, IsNotCalledStoredWhereItCannotBeSynced) {
+    ASSERT_TRUE(write(filled()));
+    faults::failFrom(faults::Call::fileSync, 1, EIO);
+    EXPECT_FALSE(write(nal::BootState{}));
+    EXPECT_EQ(wrong_.find(path_ + ": the boot state cannot be synced: Input/output error"), 0U)
+        << wrong_;
+    faults::clear();
+    nal::BootState state;
+    EXPECT_TRUE(read(state)) << "the second copy was left alone: " << wrong_;
+}
+
+TEST_F(BootStateFile, IsNotMadeHalf) {
+    for (const faults::Call call :
+         {faults::Call::write, faults::Call::fileSync, faults::Call::rename}) {
+        faults::failFrom(call, 1, ENOSPC);
+        EXPECT_FALSE(nal::makeBootState(path_, filled(), wrong_));
         EXPECT_EQ(wrong_.find(path_), 0U) << wrong_;
-        EXPECT_EQ(readText(path_), before);
-        EXPECT_FALSE(std::filesystem::exists(path_ + ".new"));
         faults::clear();
+        EXPECT_FALSE(std::filesystem::exists(path_));
+        EXPECT_FALSE(std::filesystem::exists(path_ + ".new"));
     }
 }
 
-TEST_F(BootStateFile, IsNotCalledStoredWhereItsDirectoryCannotBeSynced) {
-    faults::failFrom(faults::Call::directorySync, 1, EIO);
-    EXPECT_FALSE(write(filled()));
-    EXPECT_NE(wrong_.find("its directory cannot be synced"), std::string::npos) << wrong_;
+TEST_F(BootStateFile, MayStandOnTwoDevicesThatAFileNames) {
+    writeText(in("one"), std::string(0x5000, '\xFF'));
+    writeText(in("two"), std::string(0x4000, '\xFF'));
+    writeText(in("fw_env.config"), "# device offset size\n" + in("one") + " 0x1000 0x4000\n" +
+                                       in("two") + " 0x0 0x4000\n");
+    nal::BootPlace place;
+    place.fwEnvConfig = in("fw_env.config");
+    nal::BootState state;
+    EXPECT_FALSE(nal::readBootState(place, state, wrong_));
+    EXPECT_EQ(wrong_.find(in("fw_env.config") + ": no copy of the boot state is whole"), 0U);
+    EXPECT_FALSE(nal::writeBootState(place, filled(), wrong_)) << "a change needs what it changes";
+    ASSERT_TRUE(nal::makeBootState(place, filled(), wrong_)) << wrong_;
+    ASSERT_TRUE(nal::readBootState(place, state, wrong_, &findings_)) << wrong_;
+    EXPECT_EQ(state.active, nal::Bank::b);
+    EXPECT_TRUE(findings_.none());
+    EXPECT_EQ(readText(in("one")).substr(0, 0x1000), std::string(0x1000, '\xFF'));
+    std::string damaged = readText(in("two"));
+    damaged[50] = static_cast<char>(damaged[50] ^ 1);
+    writeText(in("two"), damaged);
+    ASSERT_TRUE(nal::readBootState(place, state, wrong_, &findings_)) << wrong_;
+    ASSERT_EQ(findings_.damages.size(), 1U);
+    EXPECT_EQ(findings_.damages[0], "the copy of the boot state in " + in("two") +
+                                        " at byte 0 is damaged, its checksum does not hold");
+}
+
+TEST_F(BootStateFile, BelievesTheKernelAboutTheRunningBank) {
+    ASSERT_TRUE(write(filled()));
+    nal::BootPlace place(path_);
+    place.kernelCommandLine = in("cmdline");
+    nal::BootState state;
+    writeText(in("cmdline"), "console=ttyS0 ota.bank=a quiet\n");
+    ASSERT_TRUE(nal::readBootState(place, state, wrong_)) << wrong_;
+    EXPECT_EQ(state.active, nal::Bank::a);
+    writeText(in("cmdline"), "console=ttyS0 xota.bank=a ota.bank=c\n");
+    EXPECT_FALSE(nal::readBootState(place, state, wrong_));
+    EXPECT_EQ(wrong_.find(in("cmdline") + ": does not name the running bank"), 0U) << wrong_;
+}
+
+TEST(FailedVersions, AreCountedRefusedAndForgotten) {
+    nal::BootState state;
+    nal::rememberFailure(state, "4QZ1", nal::TrialFailure::boot);
+    EXPECT_TRUE(nal::isRefused(state, "4QZ1", 1));
+    EXPECT_FALSE(nal::isRefused(state, "4QZ1", 2));
+    EXPECT_FALSE(nal::isRefused(state, "4QZ1", 0)) << "0 refuses none";
+    EXPECT_FALSE(nal::isRefused(state, "4QZ", 1));
+    nal::rememberFailure(state, "4QZ2", nal::TrialFailure::boot);
+    nal::rememberFailure(state, "4QZ1", nal::TrialFailure::health);
+    EXPECT_TRUE(nal::isRefused(state, "4QZ1", 2));
+    ASSERT_EQ(state.failed.size(), 2U);
+    EXPECT_EQ(state.failed.back().version, "4QZ1");
+    EXPECT_EQ(state.failed.back().last, nal::TrialFailure::health);
+    EXPECT_TRUE(nal::forgetFailure(state, "4QZ1"));
+    EXPECT_FALSE(nal::forgetFailure(state, "4QZ1"));
+    EXPECT_EQ(nal::failedVersion(state, "4QZ1"), nullptr);
+    for (int i = 0; i < 20; ++i) {
+        nal::rememberFailure(state, "v" + std::to_string(i), nal::TrialFailure::boot);
+    }
+    EXPECT_EQ(state.failed.size(), nal::kMaxFailed);
+    EXPECT_EQ(state.failed.back().version, "v19");
+    EXPECT_EQ(nal::failedVersion(state, "4QZ2"), nullptr) << "the oldest goes first";
+}
+
+TEST_F(BootStateFile, HoldsAsManyFailedVersionsAsAreRemembered) {
+    nal::BootState state = filled();
+    for (std::size_t i = 0; i < nal::kMaxFailed; ++i) {
+        nal::rememberFailure(state, std::string(29, 'v') + std::to_string(10 + i),
+                             nal::TrialFailure::health);
+    }
+    ASSERT_TRUE(write(state)) << wrong_;
+    ASSERT_TRUE(read(state)) << wrong_;
+    EXPECT_EQ(state.failed.size(), nal::kMaxFailed);
+}
+
+class DamagedBootState : public OnANode {
+  protected:
+    static void flip(int file, off_t at) {
+        char byte = 0;
+        ASSERT_EQ(pread(file, &byte, 1, at), 1);
+        byte = static_cast<char>(byte ^ 0xFF);
+        ASSERT_EQ(pwrite(file, &byte, 1, at), 1);
+    }
+};
+
+TEST_F(DamagedBootState, InAnyByteOfEitherCopyStillBootsAndSaysWhatItFound) {
+    const int file = ::open(statePath_.c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(file, 0);
+    for (off_t at = 0; at < static_cast<off_t>(2 * nal::kEnvironmentCopy); ++at) {
+        flip(file, at);
+        nal::BootState state;
+        ASSERT_TRUE(boot(state)) << "byte " << at << ": " << bootComplaint_;
+        ASSERT_EQ(state.active, nal::Bank::a);
+        ASSERT_EQ(state.of(nal::Bank::a).version, "1.0.0");
+        ASSERT_NE(passedOver_.find("of the boot state in " + statePath_), std::string::npos)
+            << "byte " << at;
+        ASSERT_NE(passedOver_.find("is damaged"), std::string::npos);
+        flip(file, at);
+    }
+    close(file);
+}
+
+TEST_F(DamagedBootState, IsWrittenAnewWhenTheNodeIsOpenedAndThatIsSaid) {
+    const std::string good = readText(statePath_);
+    std::string bytes = good;
+    bytes[77] = static_cast<char>(bytes[77] ^ 4);
+    writeText(statePath_, bytes);
+    const std::string said = errorsOf([&] { open(); });
+    EXPECT_NE(said.find("the copy of the boot state in " + statePath_ +
+                        " at byte 0 is damaged, its checksum does not hold; the other copy holds, "
+                        "it was written anew"),
+              std::string::npos)
+        << said;
+    nal::BootFindings findings;
+    nal::BootState state;
+    std::string wrong;
+    ASSERT_TRUE(nal::readBootState(statePath_, state, wrong, &findings));
+    EXPECT_TRUE(findings.none());
+    const std::string mended = readText(statePath_);
+    EXPECT_EQ(errorsOf([&] { open(); }), "");
+    EXPECT_EQ(readText(statePath_), mended) << "nothing more to mend, nothing written";
 }
 
 } // namespace

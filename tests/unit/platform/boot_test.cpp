@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
-// A boot takes the chosen bank where its bytes are good, else the other one, and stores which.
+// A boot takes the chosen bank where it comes up; one on trial has its attempts; else the other.
 #include "platform/nal/boot.h"
 
 #include "faults.h"
 #include "fixture.h"
 #include "platform/nal.h"
+#include "platform/nal/trial.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -24,7 +25,16 @@ class Boot : public OnANode {
         ASSERT_TRUE(boot(state)) << bootComplaint_;
         EXPECT_EQ(state.active, bank);
         EXPECT_EQ(bootState().active, bank);
-        EXPECT_EQ(bootState().next, bank);
+    }
+
+    void commit() {
+        std::string whatIsWrong;
+        ASSERT_TRUE(nalCommit(whatIsWrong)) << whatIsWrong;
+    }
+
+    void store(const nal::BootState &state) {
+        std::string whatIsWrong;
+        ASSERT_TRUE(nal::writeBootState(statePath_, state, whatIsWrong)) << whatIsWrong;
     }
 };
 
@@ -34,27 +44,56 @@ TEST_F(Boot, TakesTheChosenBank) {
     EXPECT_TRUE(bootState().of(nal::Bank::a).whole);
 }
 
-TEST_F(Boot, TakesTheRunningBankAgainWithoutAWrite) {
+TEST_F(Boot, TakesAnAttemptOffABankOnTrialUntilNoneIsLeft) {
+    for (const int left : {2, 1, 0}) {
+        expectBooted(nal::Bank::b);
+        EXPECT_EQ(bootState().attemptsOf(nal::Bank::b), left);
+        EXPECT_TRUE(bootState().isOnTrial(nal::Bank::b));
+        EXPECT_EQ(bootState().attemptsOf(nal::Bank::a), 3);
+    }
+    expectBooted(nal::Bank::a);
+    EXPECT_EQ(passedOver_, "bank b is on trial and has no attempt left");
+    EXPECT_TRUE(bootState().isOnTrial(nal::Bank::b))
+        << "what became of it is for the node to settle";
+    EXPECT_TRUE(bootState().of(nal::Bank::b).whole);
+}
+
+TEST_F(Boot, OfACommittedBankWritesAndCountsNothing) {
     expectBooted(nal::Bank::b);
-    faults::failFrom(faults::Call::rename, 1, EIO);
-    expectBooted(nal::Bank::b);
+    commit();
+    const std::string before = readText(statePath_);
+    const auto written = std::filesystem::last_write_time(statePath_);
+    faults::failFrom(faults::Call::write, 1, EIO);
+    for (int restart = 0; restart < 1000; ++restart) {
+        expectBooted(nal::Bank::b);
+        ASSERT_FALSE(HasFailure()) << restart;
+    }
+    faults::clear();
+    EXPECT_EQ(readText(statePath_), before);
+    EXPECT_EQ(std::filesystem::last_write_time(statePath_), written);
 }
 
 TEST_F(Boot, TakesTheRunningBankWhereTheChosenOneIsNotWhole) {
     nal::BootState state = bootState();
+    state.trial.reset();
     state.of(nal::Bank::b).whole = false;
-    std::string whatIsWrong;
-    ASSERT_TRUE(nal::writeBootState(statePath_, state, whatIsWrong)) << whatIsWrong;
+    store(state);
     expectBooted(nal::Bank::a);
+    EXPECT_EQ(bootState().next, nal::Bank::a);
     EXPECT_EQ(passedOver_, "the bank " + in("bank_b") + " holds no whole image");
 }
 
-TEST_F(Boot, TakesTheRunningBankWhereTheChosenOneWasDamagedAndForgetsThatOne) {
+TEST_F(Boot, UsesUpTheAttemptsOfABankOnTrialThatDoesNotComeUp) {
     damagePassive();
     expectBooted(nal::Bank::a);
+    for (const char *left : {"; 2 of its attempts left\n", "; 1 of its attempts left\n",
+                             "; 0 of its attempts left\nbank b is on trial and has no attempt"}) {
+        EXPECT_NE(passedOver_.find(left), std::string::npos) << passedOver_;
+    }
     EXPECT_EQ(passedOver_.find("the image in the bank " + in("bank_b") + " is damaged"), 0U);
-    EXPECT_FALSE(bootState().of(nal::Bank::b).whole);
-    EXPECT_TRUE(bootState().of(nal::Bank::a).whole);
+    EXPECT_EQ(bootState().attemptsOf(nal::Bank::b), 0);
+    EXPECT_EQ(bootState().of(nal::Bank::b).version, "2.0.0") << "it says which version failed";
+    expectBooted(nal::Bank::a);
 }
 
 TEST_F(Boot, PassesOverABankThatCannotBeReadAndKeepsItsRecord) {
@@ -64,27 +103,58 @@ TEST_F(Boot, PassesOverABankThatCannotBeReadAndKeepsItsRecord) {
     EXPECT_TRUE(bootState().of(nal::Bank::b).whole);
 }
 
-TEST_F(Boot, TakesTheOtherBankWhereTheRunningOneWasDamaged) {
+TEST_F(Boot, TakesTheOtherBankWhereTheRunningOneWasDamagedAndForgetsThatOne) {
     expectBooted(nal::Bank::b);
+    commit();
     damagePassive();
     expectBooted(nal::Bank::a);
     EXPECT_FALSE(bootState().of(nal::Bank::b).whole);
+    EXPECT_EQ(bootState().next, nal::Bank::a);
 }
 
-TEST_F(Boot, IsRefusedWhereNoBankIsGoodOrTheStateCannotBeStored) {
+TEST_F(Boot, TakesABankWithoutAttemptsLeftWhereThereIsNoOther) {
+    nal::BootState state = bootState();
+    state.attemptsOf(nal::Bank::b) = 0;
+    store(state);
+    writeText(in("bank_a"), std::string(kBankSize, '\xEE'));
+    expectBooted(nal::Bank::b);
+    EXPECT_FALSE(bootState().of(nal::Bank::a).whole);
+}
+
+TEST_F(Boot, DoesNotTryABankWhoseAttemptCannotBeCounted) {
+    faults::failFrom(faults::Call::write, 1, EROFS);
     nal::BootState state;
-    faults::failFrom(faults::Call::rename, 1, EIO);
+    ASSERT_TRUE(boot(state)) << bootComplaint_;
+    EXPECT_EQ(state.active, nal::Bank::a);
+    EXPECT_EQ(passedOver_.find("bank b is on trial, and the attempt cannot be counted: "), 0U)
+        << passedOver_;
+    EXPECT_NE(passedOver_.find("Read-only file system"), std::string::npos) << passedOver_;
+}
+
+TEST_F(Boot, OfAnotherBankThanRecordedThatCannotBeStoredNeedsTheKernelToBeTold) {
+    expectBooted(nal::Bank::b);
+    commit();
+    damagePassive();
+    faults::failFrom(faults::Call::fileSync, 1, EIO);
+    nal::BootState state;
     EXPECT_FALSE(boot(state));
-    EXPECT_NE(bootComplaint_.find("boot_state: cannot be replaced"), std::string::npos);
+    EXPECT_NE(bootComplaint_.find("the boot state cannot be synced"), std::string::npos);
     faults::clear();
+    commandLine_ = in("cmdline");
+    faults::failOnce(faults::Call::fileSync, 2, EIO); // the first is the command line's
+    ASSERT_TRUE(boot(state)) << bootComplaint_;
+    EXPECT_EQ(state.active, nal::Bank::a);
+    EXPECT_EQ(readText(commandLine_), "ota.bank=a\n");
+}
+
+TEST_F(Boot, IsRefusedWhereNoBankIsGood) {
     damagePassive();
     writeText(in("bank_a"), std::string(kBankSize, '\xEE'));
-    const std::string before = readText(statePath_);
+    nal::BootState state;
     EXPECT_FALSE(boot(state));
-    EXPECT_EQ(bootComplaint_.find("no bank can boot: the image in the bank " + in("bank_b")), 0U)
+    EXPECT_EQ(bootComplaint_.find("no bank can boot; the image in the bank " + in("bank_b")), 0U)
         << bootComplaint_;
     EXPECT_EQ(bootComplaint_.find('\n'), std::string::npos);
-    EXPECT_EQ(readText(statePath_), before);
 }
 
 } // namespace

@@ -82,7 +82,7 @@ void OnANode::resetNode() const {
     nal::BootState state;
     state.of(nal::Bank::a) = {true, "1.0.0", running.size(), nal::sha256Of(running)};
     std::string whatIsWrong;
-    EXPECT_TRUE(nal::writeBootState(statePath_, state, whatIsWrong)) << whatIsWrong;
+    EXPECT_TRUE(nal::makeBootState(statePath_, state, whatIsWrong)) << whatIsWrong;
 }
 
 std::string OnANode::configWith(const std::string &key, const std::string &line) const {
@@ -104,6 +104,8 @@ std::string OnANode::configWith(const std::string &key, const std::string &line)
         {"b", "b = " + in("bank_b")},
         {"size", "size = 1M"},
         {"boot_state", "boot_state = " + in("boot_state")},
+        {"", "[images]"},
+        {"signature", "signature = optional"},
     };
     std::string text;
     for (const auto &[name, usual] : lines) {
@@ -142,6 +144,12 @@ void OnANode::damagePassive() const {
 }
 
 bool OnANode::boot(nal::BootState &state) {
-    return nal::bootNode(statePath_, {in("bank_a"), in("bank_b")}, state, passedOver_,
-                         bootComplaint_);
+    std::vector<std::string> passedOver;
+    const nal::BootWay way{statePath_, {in("bank_a"), in("bank_b")}, commandLine_};
+    const bool booted = nal::bootNode(way, state, passedOver, bootComplaint_);
+    passedOver_.clear();
+    for (const std::string &line : passedOver) {
+        passedOver_ += (passedOver_.empty() ? "" : "\n") + line;
+    }
+    return booted;
 }

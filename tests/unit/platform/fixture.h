@@ -55,7 +55,8 @@ class OnANode : public InTemporaryDirectory {
 
     std::string configPath_;
     std::string statePath_;
-    std::string passedOver_;
+    std::string commandLine_; // where the boot loader tells the kernel; empty: nowhere
+    std::string passedOver_;  // by the last boot, a line each
     std::string bootComplaint_;
 
   private:

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
-// An image says what it is in its last bytes, and a damaged one is not believed.
+// An image says what it is in its last bytes; neither a damaged nor a strange one is believed.
 #include "platform/nal/image_manifest.h"
 
 #include "fixture.h"
+#include "platform/nal/digest.h"
 #include "platform/nal/file_io.h"
 #include "platform/nal/image_stream.h"
+#include "signers.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -16,8 +18,10 @@ class ImageFile : public InTemporaryDirectory {
     bool read(const std::string &bytes) {
         writeText(path_, bytes);
         const nal::UniqueFd image(open(path_.c_str(), O_RDONLY));
-        return nal::readImageManifest(image.get(), path_, manifest_, size_, wrong_);
+        return nal::readImageManifest(image.get(), path_, trust_, manifest_, size_, wrong_);
     }
+
+    nal::ImageTrust trust_{false};
 
     std::string path_ = in("image");
     nal::ImageManifest manifest_;
@@ -103,6 +107,134 @@ TEST_F(ImageFile, IsNotRecordedWhereItsPayloadIsDamaged) {
     writeText(path_, bytes);
     EXPECT_FALSE(nal::recordOfImage(path_, record, wrong_));
     EXPECT_NE(wrong_.find("the image is damaged"), std::string::npos) << wrong_;
+}
+
+std::string footerOf(std::size_t length) {
+    std::string footer = "OTASIGN1";
+    for (int byte = 0; byte < 4; ++byte) {
+        footer += static_cast<char>(length >> (8 * byte) & 0xFFU);
+    }
+    return footer + std::string(4, '\0');
+}
+
+class SignedImage : public ImageFile {
+  protected:
+    SignedImage() {
+        writeText(in("root.pem"), pemOf(root_.certificate.get()));
+        trust_ = {true, in("root.pem")};
+    }
+    std::string signedImageOf(const std::string &payload, const Identity &root,
+                              const std::string &version = "4QZ2.0.0") {
+        const Identity signer = issue({.name = "Release"}, &root);
+        writeText(in("key.pem"), pemOf(signer.key.get()));
+        writeText(in("signer.pem"), pemOf(signer.certificate.get()));
+        std::string trailer;
+        EXPECT_TRUE(
+            nal::formatSignedTrailer({version, kModel, payload.size(), nal::sha256Of(payload)},
+                                     {in("key.pem"), in("signer.pem")}, trailer, wrong_))
+            << wrong_;
+        return payload + trailer;
+    }
+    bool isRefused(const std::string &bytes, const std::string &reason) {
+        const bool taken = read(bytes);
+        EXPECT_EQ(wrong_.find(path_ + ": the image cannot be used, " + reason), 0U) << wrong_;
+        return !taken;
+    }
+
+    Identity root_ = authority("Root");
+    Identity strange_ = authority("Strange");
+    std::string bytes_ = signedImageOf(payloadOf(100), root_);
+};
+
+TEST_F(SignedImage, SaysTheSameAsAnUnsignedOneAndWhoSignedIt) {
+    ASSERT_TRUE(read(bytes_)) << wrong_;
+    EXPECT_EQ(manifest_.version, "4QZ2.0.0");
+    EXPECT_EQ(manifest_.model, kModel);
+    EXPECT_EQ(manifest_.payloadSize, 100U);
+    EXPECT_EQ(manifest_.payloadSha256, nal::sha256Of(payloadOf(100)));
+    EXPECT_EQ(manifest_.signer, "CN = Release");
+    EXPECT_TRUE(manifest_.signerChecked);
+    EXPECT_EQ(size_, bytes_.size());
+}
+
+TEST_F(SignedImage, EndsInTheFooterThatOtherToolsRead) {
+    const std::string footer = bytes_.substr(bytes_.size() - 16);
+    EXPECT_EQ(footer, footerOf(bytes_.size() - 100 - 16));
+    EXPECT_NE(bytes_.find("version=4QZ2.0.0\nmodel=GW-1000\nsize=100\nsha256="), std::string::npos);
+}
+
+TEST_F(SignedImage, IsTheOnlyOneWhereASignatureIsRequired) {
+    EXPECT_TRUE(isRefused(imageOf(payloadOf(100), "4QZ2.0.0"), "it is not signed"));
+    trust_.authority = "";
+    EXPECT_TRUE(isRefused(bytes_, "its signature cannot be checked"));
+}
+
+TEST_F(SignedImage, IsCheckedAlsoWhereASignatureIsOptional) {
+    trust_.signatureRequired = false;
+    EXPECT_TRUE(read(imageOf(payloadOf(100), "4QZ2.0.0"))) << wrong_;
+    EXPECT_EQ(manifest_.signer, "");
+    EXPECT_FALSE(manifest_.signerChecked);
+    EXPECT_TRUE(read(bytes_)) << wrong_;
+    EXPECT_TRUE(manifest_.signerChecked);
+    EXPECT_TRUE(isRefused(signedImageOf(payloadOf(100), strange_),
+                          "its signer (CN = Release) is not of an authority"));
+}
+
+TEST_F(SignedImage, IsTakenUncheckedWhereNobodySaidWhomToTrust) {
+    trust_ = {false};
+    ASSERT_TRUE(read(signedImageOf(payloadOf(100), strange_))) << wrong_;
+    EXPECT_EQ(manifest_.signer, "CN = Release");
+    EXPECT_FALSE(manifest_.signerChecked);
+    bytes_[bytes_.find("4QZ2.0.0")] = '5';
+    EXPECT_TRUE(isRefused(bytes_, "its signature does not hold"));
+}
+
+TEST_F(SignedImage, IsRefusedWhereverAByteOfItsTrailerChanges) {
+    std::size_t refused = 0;
+    for (std::size_t at = 100; at < bytes_.size(); ++at) {
+        for (const char change : {'\x01', '\x80'}) {
+            std::string changed = bytes_;
+            changed[at] = static_cast<char>(changed[at] ^ change);
+            const bool taken = read(changed);
+            EXPECT_FALSE(taken) << "byte " << at - 100;
+            refused += taken ? 0 : 1;
+        }
+    }
+    EXPECT_EQ(refused, 2 * (bytes_.size() - 100));
+    RecordProperty("refused", static_cast<int>(refused));
+}
+
+TEST_F(SignedImage, IsRefusedWhereverItIsCut) {
+    for (std::size_t size = 0; size < bytes_.size(); ++size) {
+        ASSERT_FALSE(read(bytes_.substr(0, size))) << size;
+    }
+}
+
+TEST_F(SignedImage, LendsItsSignatureToNoOtherPayload) {
+    const std::string trailer = bytes_.substr(100);
+    EXPECT_TRUE(isRefused(payloadOf(101) + trailer, "its manifest announces 100 bytes"));
+    // One of the same size is found out by its digest.
+    writeText(path_, payloadOf(100, 2) + trailer);
+    nal::BankRecord record;
+    EXPECT_FALSE(nal::recordOfImage(path_, record, wrong_));
+    EXPECT_NE(wrong_.find("the image is damaged"), std::string::npos) << wrong_;
+}
+
+TEST_F(SignedImage, HasATrailerOfBoundedSize) {
+    const std::string rest(nal::kMaxSignature + 1, '0');
+    EXPECT_TRUE(isRefused(rest + footerOf(rest.size()), "it is cut or no image"));
+    EXPECT_TRUE(isRefused(rest + footerOf(nal::kMaxSignature), "its signature is damaged"));
+    EXPECT_TRUE(isRefused(rest + footerOf(0), "it is cut or no image"));
+}
+
+TEST_F(SignedImage, HoldsAManifestThatCanBeUsed) {
+    // Signed by the right one, and yet no manifest.
+    std::string cms;
+    const Identity signer = issue({.name = "Release"}, &root_);
+    writeText(in("key.pem"), pemOf(signer.key.get()));
+    writeText(in("signer.pem"), pemOf(signer.certificate.get()));
+    ASSERT_TRUE(nal::signManifest("nothing", {in("key.pem"), in("signer.pem")}, cms, wrong_));
+    EXPECT_TRUE(isRefused(cms + footerOf(cms.size()), "its manifest has no usable version"));
 }
 
 } // namespace

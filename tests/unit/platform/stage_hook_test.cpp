@@ -47,7 +47,7 @@ TEST_F(Stages, EndBeforeActivatedWhereTheActivationFails) {
     open();
     EXPECT_EQ(errorsOf([] { EXPECT_EQ(nal_activatePassiveImage(), 0); }).find("error: nal: "), 0U);
     installPassive("2.0.0");
-    faults::failFrom(faults::Call::rename, 1, EIO);
+    faults::failFrom(faults::Call::write, 1, EIO);
     EXPECT_NE(errorsOf([] { EXPECT_EQ(nal_activatePassiveImage(), 0); }), "");
     ASSERT_EQ(told.size(), 3U);
     EXPECT_EQ(told[0].stage, NalStage::activating);

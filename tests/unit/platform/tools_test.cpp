@@ -96,8 +96,9 @@ TEST_F(StorageTools, MakeTheFirstBootStateAndShowIt) {
               0)
         << readText(in("errors"));
     ASSERT_EQ(run(OTA_BOOT_STATE_TOOL, "show " + in("state")), 0);
-    EXPECT_EQ(readText(in("out")), "active=b\nnext=b\na: whole=0 version= size=0 sha256=\n"
-                                   "b: whole=1 version=1.2.3 size=" +
+    EXPECT_EQ(readText(in("out")), "active=b\nnext=b\ntrial=none\n"
+                                   "a: whole=0 attempts=3 version= size=0 sha256=\n"
+                                   "b: whole=1 attempts=3 version=1.2.3 size=" +
                                        std::to_string(image.size()) +
                                        " sha256=" + nal::sha256Of(image) + "\n");
 }

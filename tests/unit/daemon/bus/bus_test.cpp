@@ -44,6 +44,12 @@ void FakeDaemon::cancel(std::uint64_t which, Answer answer) {
     take("cancel " + std::to_string(which), std::move(answer));
 }
 
+void FakeDaemon::commit(Answer answer) { take("commit", std::move(answer)); }
+
+void FakeDaemon::forget(std::string version, Answer answer) {
+    take("forget " + version, std::move(answer));
+}
+
 void FakeDaemon::changeSetting(std::string name, std::string value, Answer answer) {
     take("set " + name + " " + value, std::move(answer));
 }

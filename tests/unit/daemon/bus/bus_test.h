@@ -21,6 +21,8 @@ class FakeDaemon : public otad::BusCalls {
     void triggerMobileApp(int newswavailflag, Answer answer) override;
     void setActivationTime(std::string record, Answer answer) override;
     void cancel(std::uint64_t ticket, Answer answer) override;
+    void commit(Answer answer) override;
+    void forget(std::string version, Answer answer) override;
     void changeSetting(std::string name, std::string value, Answer answer) override;
     std::vector<std::string> history(std::uint32_t count) override;
     std::vector<std::pair<std::string, std::string>> explain() override;

@@ -25,9 +25,11 @@ TEST_F(BusMethods, EachOtherCallArrivesWithItsArguments) {
     EXPECT_EQ(resultOf(client_->call("TriggerMobileApp", "i", -1)), ticket);
     EXPECT_EQ(resultOf(client_->call("SetActivationTime", "s", "{\"actTime\":\"02:30\"}")), ticket);
     EXPECT_EQ(resultOf(client_->call("Cancel", "t", std::uint64_t{9})), ticket);
+    EXPECT_EQ(resultOf(client_->call("Commit", "")), "");
+    EXPECT_EQ(resultOf(client_->call("Forget", "s", "4QZ-2.0")), "");
     EXPECT_EQ(resultOf(client_->call("ChangeSetting", "ss", "work_mode", "Router")), "");
     EXPECT_EQ(daemon_.calls, (Calls{"trigger -1", "activate-at {\"actTime\":\"02:30\"}", "cancel 9",
-                                    "set work_mode Router"}));
+                                    "commit", "forget 4QZ-2.0", "set work_mode Router"}));
 }
 
 TEST_F(BusMethods, HistoryAndExplanationComeInOrder) {
@@ -40,13 +42,15 @@ TEST_F(BusMethods, HistoryAndExplanationComeInOrder) {
 
 TEST_F(BusMethods, ARefusalIsAnErrorOfItsOwnNameWithFieldAndReason) {
     const Calls methods = {"OfferImage", "TriggerMobileApp", "SetActivationTime", "Cancel",
-                           "ChangeSetting"};
+                           "Commit",     "Forget",           "ChangeSetting"};
     daemon_.refusal = Refusal{Outcome::wrongModel, "model", "\"X\" is not this node's"};
     const std::string expected = "velmo.otaSwAgent.Error.WrongModel: " + daemon_.refusal->text();
     EXPECT_EQ(resultOf(client_->call("OfferImage", "syii", "{}", 0, 0, 0)), expected);
     EXPECT_EQ(resultOf(client_->call("TriggerMobileApp", "i", 1)), expected);
     EXPECT_EQ(resultOf(client_->call("SetActivationTime", "s", "{}")), expected);
     EXPECT_EQ(resultOf(client_->call("Cancel", "t", std::uint64_t{1})), expected);
+    EXPECT_EQ(resultOf(client_->call("Commit", "")), expected);
+    EXPECT_EQ(resultOf(client_->call("Forget", "s", "4QZ-2.0")), expected);
     EXPECT_EQ(resultOf(client_->call("ChangeSetting", "ss", "a", "b")), expected);
     EXPECT_EQ(daemon_.calls.size(), methods.size());
 }

@@ -20,6 +20,8 @@ otad::NodeStatus busyNode() {
     node.timers = {{"rebootTimer", 3600}, {"downloadRetryTimer", 5}};
     node.deferred = true;
     node.banks = {{"bank0", "4QZ-1.0", true, true, false}, {"bank1", "", false, false, true}};
+    node.bankTrials = {{"bank0", false, 0, 0, ""}, {"bank1", true, 2, 3, "health"}};
+    node.failedVersions = {{"4QZ-2.0", 3, "health", true}, {"4QZ-3.0", 1, "boot", false}};
     node.uptime = 123456;
     node.queued = 3;
     node.ticket = 12;
@@ -63,6 +65,8 @@ TEST_F(BusProperties, EachIsReadAsTheDaemonHoldsIt) {
         {"Timers", "[(\"rebootTimer\" 3600) (\"downloadRetryTimer\" 5)]"},
         {"Deferred", "true"},
         {"Banks", "[(\"bank0\" \"4QZ-1.0\" true true false) (\"bank1\" \"\" false false true)]"},
+        {"BankTrials", "[(\"bank0\" false 0 0 \"\") (\"bank1\" true 2 3 \"health\")]"},
+        {"FailedVersions", "[(\"4QZ-2.0\" 3 \"health\" true) (\"4QZ-3.0\" 1 \"boot\" false)]"},
         {"Uptime", "123456"},
         {"Queued", "3"},
         {"Ticket", "12"},
@@ -130,10 +134,12 @@ TEST(ChangedProperties, EveryFieldButTheUptimeCountsUnderItsOwnName) {
     const otad::NodeStatus idle;
     otad::NodeStatus busy = busyNode();
     EXPECT_EQ(changed(idle, busy),
-              (Signals{"StatusWord", "StatusRecord", "Stage", "Percentage", "DownloadedBytes",
-                       "Timers", "Deferred", "Banks", "Queued", "Ticket", "OfferedVersion", "Model",
-                       "Serial", "Mac", "WorkMode", "WorkRole", "Onboarding",
-                       "PreferredActivationTime", "RootConnected"}));
+              (Signals{"StatusWord",      "StatusRecord",   "Stage",      "Percentage",
+                       "DownloadedBytes", "Timers",         "Deferred",   "Banks",
+                       "BankTrials",      "FailedVersions", "Queued",     "Ticket",
+                       "OfferedVersion",  "Model",          "Serial",     "Mac",
+                       "WorkMode",        "WorkRole",       "Onboarding", "PreferredActivationTime",
+                       "RootConnected"}));
     EXPECT_EQ(changed(busy, busy), Signals{});
     otad::NodeStatus later = busy;
     later.uptime += 1;

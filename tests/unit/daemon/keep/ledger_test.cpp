@@ -16,8 +16,8 @@ Ledger fullLedger() {
     Ledger ledger = emptyLedger();
     ledger.nextTicket = kLargest;
     ledger.queue = {offer(7, 3), trigger(8), activationTime(9), expiryOf("rebootTimer")};
-    ledger.running = otad::Running{offer(5, 1), 2, 1, "a", true};
-    ledger.standing = otad::Standing{offer(kLargest - 1, 0), "b", true, true};
+    ledger.running = otad::Running{offer(5, 1), 2, 1, "a", true, 99};
+    ledger.standing = otad::Standing{offer(kLargest - 1, 0), "b", true, true, 1};
     ledger.timers = {armed("rebootTimer", 1800), {"downloadRetryTimer", -5, -1, -2, -3}};
     ledger.memory = memoryWith({{"reboot_flag", 1}}, "01:00", "02:00");
     ledger.lastWord = "OTA_SW_COMMIT_COMPLETE";
@@ -66,6 +66,15 @@ TEST(TheLedger, ComesBackWithLargeEventsAndEveryByte) {
     expectComesBack(ledger);
 }
 
+// An image of before reads it, and so does this one what that one wrote.
+TEST(TheLedger, NamesFailedTrialsOnlyWhereThereWereAny) {
+    Ledger ledger = fullLedger();
+    ledger.running->failedTrials = 0;
+    ledger.standing->failedTrials = 0;
+    EXPECT_EQ(otad::printLedger(ledger).find("failedTrials"), std::string::npos);
+    expectComesBack(ledger);
+}
+
 TEST(TheLedger, EndsWithALineEnd) { EXPECT_EQ(otad::printLedger(emptyLedger()).back(), '\n'); }
 
 TEST(TheLedger, HoldsAFullQueueWithItsSpareRoomAndNoMore) {
@@ -109,51 +118,58 @@ TEST_P(ADamagedLedger, IsRefusedWithTheKeyAndWhatWasExpected) {
 
 INSTANTIATE_TEST_SUITE_P(
     All, ADamagedLedger,
-    testing::Values(Damage{"KeyMissing", "\"lastWord\"", "\"lostWord\"",
-                           "\"lastWord\": expected this key exactly once"},
-                    Damage{"KeyRepeated", "\"bootId\":", "\"bootId\":\"x\",\"bootId\":",
-                           "\"bootId\": expected this key exactly once"},
-                    Damage{"KeyUnknown", "\"bootId\":", "\"more\":1,\"bootId\":",
-                           "the ledger: expected no other keys"},
-                    Damage{"KeyOfAnotherCase", "\"bootId\"", "\"BootId\"",
-                           "\"bootId\": expected this key exactly once"},
-                    Damage{"KeyMissingInside", "\"policy\":\t3", "\"polite\":\t3",
-                           "\"queue[0].policy\": expected this key exactly once"},
-                    Damage{"KeyUnknownInside", "\"policy\":\t3", "\"policy\":\t3,\"x\":1",
-                           "\"queue[0]\": expected no other keys"},
-                    Damage{"TextForANumber", "\"policy\":\t3", "\"policy\":\"3\"",
-                           "\"queue[0].policy\": expected a whole number within its bounds"},
-                    Damage{"PolicyOutOfBounds", "\"policy\":\t3", "\"policy\":4",
-                           "\"queue[0].policy\": expected a whole number within its bounds"},
-                    Damage{"PolicyWithAFraction", "\"policy\":\t3", "\"policy\":2.5",
-                           "\"queue[0].policy\": expected a whole number within its bounds"},
-                    Damage{"TicketNegative", "\"ticket\":\t7", "\"ticket\":-7",
-                           "\"queue[0].ticket\": expected a whole number within its bounds"},
-                    Damage{"TicketBeyondADouble", "\"ticket\":\t7", "\"ticket\":9007199254740994",
-                           "\"queue[0].ticket\": expected a whole number within its bounds"},
-                    Damage{"TicketNotGivenOut", "\"nextTicket\":\t9007199254740992",
-                           "\"nextTicket\":9",
-                           "\"nextTicket\": expected a number above every ticket"},
-                    Damage{"KindUnknown", "\"kind\":\t\"mobile-trigger\"", "\"kind\":\"reboot\"",
-                           "\"queue[1].kind\": expected one of the known words"},
-                    Damage{"EventNoJson", R"("event":	"{\"event\":\"mobile-trigger)",
-                           R"("event":"[\"event\":\"mobile-trigger)",
-                           "\"queue[1].event\": expected the text of a JSON object"},
-                    Damage{"BankUnknown", "\"bank\":\t\"a\"", "\"bank\":\"c\"",
-                           "\"running.bank\": expected one of the known words"},
-                    Damage{"FlagAsNumber", "\"activated\":\ttrue", "\"activated\":1",
-                           "\"running.activated\": expected true or false"},
-                    Damage{"StartsNegative", "\"starts\":\t2", "\"starts\":-1",
-                           "\"running.starts\": expected a whole number within its bounds"},
-                    Damage{"RunningNoObject", "\"running\":\t{", "\"running\":7,\"was\":{",
-                           "the ledger: expected no other keys"},
-                    Damage{"SecondsBeyondAnInt", "\"seconds\":\t1800", "\"seconds\":2147483648",
-                           "\"timers[0].seconds\": expected a whole number within its bounds"},
-                    Damage{"TimerNameTooLong", "\"name\":\t\"rebootTimer\"",
-                           "\"name\":\"rebootTimerrebootTimerrebootTime\"",
-                           "\"timers[0].name\": expected a text of at most 31 bytes"},
-                    Damage{"MemoryNoObject", "\"memory\":\t\"{", "\"memory\":\"",
-                           "\"memory\": expected the text of a JSON object"}),
+    testing::Values(
+        Damage{"KeyMissing", "\"lastWord\"", "\"lostWord\"",
+               "\"lastWord\": expected this key exactly once"},
+        Damage{"KeyRepeated", "\"bootId\":", "\"bootId\":\"x\",\"bootId\":",
+               "\"bootId\": expected this key exactly once"},
+        Damage{"KeyUnknown",
+               "\"bootId\":", "\"more\":1,\"bootId\":", "the ledger: expected no other keys"},
+        Damage{"KeyOfAnotherCase", "\"bootId\"", "\"BootId\"",
+               "\"bootId\": expected this key exactly once"},
+        Damage{"KeyMissingInside", "\"policy\":\t3", "\"polite\":\t3",
+               "\"queue[0].policy\": expected this key exactly once"},
+        Damage{"KeyUnknownInside", "\"policy\":\t3", "\"policy\":\t3,\"x\":1",
+               "\"queue[0]\": expected no other keys"},
+        Damage{"TextForANumber", "\"policy\":\t3", "\"policy\":\"3\"",
+               "\"queue[0].policy\": expected a whole number within its bounds"},
+        Damage{"PolicyOutOfBounds", "\"policy\":\t3", "\"policy\":4",
+               "\"queue[0].policy\": expected a whole number within its bounds"},
+        Damage{"PolicyWithAFraction", "\"policy\":\t3", "\"policy\":2.5",
+               "\"queue[0].policy\": expected a whole number within its bounds"},
+        Damage{"TicketNegative", "\"ticket\":\t7", "\"ticket\":-7",
+               "\"queue[0].ticket\": expected a whole number within its bounds"},
+        Damage{"TicketBeyondADouble", "\"ticket\":\t7", "\"ticket\":9007199254740994",
+               "\"queue[0].ticket\": expected a whole number within its bounds"},
+        Damage{"TicketNotGivenOut", "\"nextTicket\":\t9007199254740992", "\"nextTicket\":9",
+               "\"nextTicket\": expected a number above every ticket"},
+        Damage{"KindUnknown", "\"kind\":\t\"mobile-trigger\"", "\"kind\":\"reboot\"",
+               "\"queue[1].kind\": expected one of the known words"},
+        Damage{"EventNoJson", R"("event":	"{\"event\":\"mobile-trigger)",
+               R"("event":"[\"event\":\"mobile-trigger)",
+               "\"queue[1].event\": expected the text of a JSON object"},
+        Damage{"BankUnknown", "\"bank\":\t\"a\"", "\"bank\":\"c\"",
+               "\"running.bank\": expected one of the known words"},
+        Damage{"FlagAsNumber", "\"activated\":\ttrue", "\"activated\":1",
+               "\"running.activated\": expected true or false"},
+        Damage{"StartsNegative", "\"starts\":\t2", "\"starts\":-1",
+               "\"running.starts\": expected a whole number within its bounds"},
+        Damage{"FailedTrialsOutOfBounds", "\"failedTrials\":\t99", "\"failedTrials\":100",
+               "\"running.failedTrials\": expected a whole number within its bounds"},
+        Damage{"FailedTrialsRepeated", "\"failedTrials\":\t1",
+               "\"failedTrials\":1,\"failedTrials\":1",
+               "\"standing.failedTrials\": expected this key once"},
+        Damage{"FailedTrialsNoNumber", "\"failedTrials\":\t1", "\"failedTrials\":true",
+               "\"standing.failedTrials\": expected a whole number within its bounds"},
+        Damage{"RunningNoObject", "\"running\":\t{", "\"running\":7,\"was\":{",
+               "the ledger: expected no other keys"},
+        Damage{"SecondsBeyondAnInt", "\"seconds\":\t1800", "\"seconds\":2147483648",
+               "\"timers[0].seconds\": expected a whole number within its bounds"},
+        Damage{"TimerNameTooLong", "\"name\":\t\"rebootTimer\"",
+               "\"name\":\"rebootTimerrebootTimerrebootTime\"",
+               "\"timers[0].name\": expected a text of at most 31 bytes"},
+        Damage{"MemoryNoObject", "\"memory\":\t\"{", "\"memory\":\"",
+               "\"memory\": expected the text of a JSON object"}),
     [](const auto &suite) { return std::string(suite.param.name); });
 
 TEST(TheLedger, IsRefusedWhereAnOptionalPartIsOfAnotherType) {

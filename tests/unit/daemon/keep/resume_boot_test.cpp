@@ -133,6 +133,62 @@ INSTANTIATE_TEST_SUITE_P(
                           withoutBootState(otherBoot()), "check memory redo #1 start 2 bank a"}),
     storyName);
 
+// Also where the power went before anybody noted the activation: the node remembers the trial.
+INSTANTIATE_TEST_SUITE_P(
+    AfterTheOldBankTookOverFromAFailedTrial, AStartAfterABoot,
+    testing::Values(
+        Story{"OfARunningOffer", running(offer(1, 1), true), failed(otherBoot(), 1, "health"),
+              "check decided #1 by word or commitFailed"},
+        Story{"OfARunningOfferWithoutANote", running(offer(1, 1)), failed(otherBoot(), 1, "health"),
+              "check decided #1 by word or commitFailed"},
+        Story{"OfARunningOfferWithoutANoteWhoseAttemptsWereUsedUp", running(offer(1, 1)),
+              failed(otherBoot(), 1, "boot"), "check decided #1 by word or commitFailed"},
+        Story{"OfARunningOfferThatBrokeOffManyTimes", running(offer(1, 1), false, 10),
+              failed(otherBoot(), 1, "boot"), "check decided #1 by word or commitFailed"},
+        Story{"OfAStandingOffer", standing(offer(1, 0), {}, true), failed(otherBoot(), 1, "boot"),
+              "check decided #1 by word or commitFailed"},
+        Story{"OfAnExpiryWithoutANote",
+              runningOver(expiryOf("rebootTimer"),
+                          standing(offer(1, 0), {armed("rebootTimer", 1800)})),
+              failed(otherBoot(), 1, "health"), "check decided #1 by word or commitFailed"},
+        Story{"OfATriggerWithoutANote", runningOver(trigger(2), standing(offer(1, 1), {})),
+              failed(otherBoot(), 1, "health"),
+              "check decided #1 by word or commitFailed finished #2 done"},
+        Story{"OnceMore", failedBefore(running(offer(1, 1)), 1), failed(otherBoot(), 2, "health"),
+              "check decided #1 by word or commitFailed"},
+        Story{"WhereNobodyKnowsWhichBankRuns", running(offer(1, 1), true),
+              failed(withoutBootState(otherBoot()), 1, "health"),
+              "check decided #1 by word or commitFailed"},
+        Story{"ALaterOfferOnArrivalStays", queued({offer(2, 3, kOld)}, running(offer(1, 1))),
+              failed(otherBoot(), 1, "health"),
+              "check decided #1 by word or commitFailed queue #2"}),
+    storyName);
+
+// A trial of long ago, or of another version, is not the kept offer's.
+INSTANTIATE_TEST_SUITE_P(
+    AfterABootWithAnOldFailure, AStartAfterABoot,
+    testing::Values(
+        Story{"ABrokenDownloadIsDoneAgain", failedBefore(running(offer(1, 1)), 1),
+              failed(otherBoot(), 1, "health"), "check memory redo #1 start 2 bank a"},
+        Story{"OfAnotherVersionABrokenDownloadIsDoneAgain", running(offer(1, 1)),
+              failed(otherBoot(), 1, "health", kOtherImage), "check memory redo #1 start 2 bank a"},
+        Story{"OneThatWasForgottenIsNone", failedBefore(running(offer(1, 1)), 1), otherBoot(),
+              "check memory redo #1 start 2 bank a"},
+        Story{"TheActivatedBankThatBootedIsOnTrial", failedBefore(running(offer(1, 1), true), 1),
+              failed(bootedTheOther(), 1, "health"), "check decided #1 by word or activated"},
+        Story{"AScheduleGoesOn",
+              failedBefore(standing(offer(1, 0), {armed("rebootTimer", 1800)}), 2),
+              failed(otherBoot(), 2, "boot"), "check memory rebootTimer=1707000 standing #1"}),
+    storyName);
+
+TEST(ARedo, KeepsTheFailuresThatItBeganWith) {
+    const otad::Ledger broken = failedBefore(running(offer(1, 1)), 2);
+    EXPECT_EQ(planTakeUp(broken, failed(otherBoot(), 2, "boot")).redo->failedTrials, 2);
+    const otad::Ledger retry =
+        failedBefore(standing(offer(1, 0), {armed("downloadStartTimer", 1800)}), 2);
+    EXPECT_EQ(planTakeUp(retry, failed(otherBoot(), 2, "boot")).redo->failedTrials, 2);
+}
+
 // The boot loader fell back from a damaged bank: nothing that was kept explains it.
 INSTANTIATE_TEST_SUITE_P(
     AfterABootIntoTheOtherBankForAnotherReason, AStartAfterABoot,
@@ -159,6 +215,8 @@ TEST(ADecidedOffer, SaysWhatRunsWhereTheCommitCheckSaysNothing) {
     EXPECT_EQ(
         planTakeUp(running(offer(1, 1), true), otherBoot()).withoutWordReason,
         "bank a with 4QZ-1.0.0 runs as before: the boot loader passed the activated bank over");
+    EXPECT_EQ(planTakeUp(running(offer(1, 1)), failed(otherBoot(), 1, "health")).withoutWordReason,
+              "4QZ-2.0.0 failed its trial (health): bank a with 4QZ-1.0.0 runs again");
 }
 
 } // namespace

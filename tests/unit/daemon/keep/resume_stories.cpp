@@ -80,6 +80,22 @@ Ledger queued(std::deque<Request> queue, Ledger ledger) {
     return ledger;
 }
 
+Facts failed(Facts facts, std::uint32_t trials, const std::string &reason,
+             const std::string &version) {
+    facts.failedVersions = {{"4QZ-0.1", 7, "boot", true}, {version, trials, reason, true}};
+    return facts;
+}
+
+Ledger failedBefore(Ledger ledger, int trials) {
+    if (ledger.running) {
+        ledger.running->failedTrials = trials;
+    }
+    if (ledger.standing) {
+        ledger.standing->failedTrials = trials;
+    }
+    return ledger;
+}
+
 Facts at1970(Facts facts) {
     facts.wallNow = 40;
     return facts;

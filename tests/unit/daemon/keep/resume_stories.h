@@ -25,6 +25,12 @@ otad::Ledger runningOver(const otad::Request &request, otad::Ledger ledger, bool
 otad::Ledger queued(std::deque<otad::Request> queue, otad::Ledger ledger);
 otad::Ledger withMemory(otad::Ledger ledger);
 
+/* The node remembers that this version failed so many trials, the last one by this reason. */
+otad::Facts failed(otad::Facts facts, std::uint32_t trials, const std::string &reason,
+                   const std::string &version = kNew);
+/* What is kept began when the version had failed so many trials already. */
+otad::Ledger failedBefore(otad::Ledger ledger, int trials);
+
 otad::Facts at1970(otad::Facts facts);
 otad::Facts later(otad::Facts facts, std::int64_t seconds);
 otad::Facts withoutBootState(otad::Facts facts);

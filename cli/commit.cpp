@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+// otactl commit: marks the running bank good before its trial ends by itself.
+#include "cli/answer.h"
+#include "cli/bus_client.h"
+#include "cli/verbs.h"
+
+#include <cstdio>
+
+namespace otactl {
+
+Action declareCommit(CLI::App &) {
+    return [](const Globals &globals) {
+        BusClient(globals.bus).call("Commit", "");
+        if (globals.json) {
+            printJson(success().get());
+        } else {
+            std::puts("the running bank is marked good");
+        }
+        return 0;
+    };
+}
+
+} // namespace otactl

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+// otactl forget: a version that failed its trial may be offered again.
+#include "cli/answer.h"
+#include "cli/bus_client.h"
+#include "cli/failure.h"
+#include "cli/printable.h"
+#include "cli/verbs.h"
+
+#include <cstdio>
+#include <memory>
+
+namespace otactl {
+namespace {
+
+int forget(const std::string &version, const Globals &globals) {
+    if (!isBusText(version)) {
+        throw Failure(host::Outcome::wrongUse, "the version must be a text in UTF-8");
+    }
+    BusClient(globals.bus).call("Forget", "s", version.c_str());
+    if (globals.json) {
+        const host::Json object = success();
+        add(object.get(), "version", version);
+        printJson(object.get());
+    } else {
+        std::printf("%s may be offered again\n", printable(version).c_str());
+    }
+    return 0;
+}
+
+} // namespace
+
+Action declareForget(CLI::App &command) {
+    const auto version = std::make_shared<std::string>();
+    command.add_option("version", *version, "As otactl banks lists it")
+        ->required()
+        ->type_name("VERSION");
+    return [version](const Globals &globals) { return forget(*version, globals); };
+}
+
+} // namespace otactl

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+// What the verbs on image files print, and how they fail.
+#include "cli/image_report.h"
+
+#include "cli/answer.h"
+#include "cli/display.h"
+#include "cli/printable.h"
+
+#include <cstdio>
+
+namespace otactl {
+
+int reportImage(const std::string &file, const nal::ImageManifest &manifest,
+                const Globals &globals) {
+    if (globals.json) {
+        const host::Json object = success();
+        add(object.get(), "file", file);
+        add(object.get(), "version", manifest.version);
+        add(object.get(), "model", manifest.model);
+        add(object.get(), "size", manifest.payloadSize);
+        add(object.get(), "sha256", manifest.payloadSha256);
+        add(object.get(), "signer", manifest.signer);
+        printJson(object.get());
+        return 0;
+    }
+    Display display;
+    display.line("file", file);
+    display.line("version", manifest.version);
+    display.line("model", manifest.model);
+    display.line("size", std::to_string(manifest.payloadSize) + " bytes");
+    display.line("sha256", manifest.payloadSha256);
+    display.line("signer", manifest.signer);
+    return 0;
+}
+
+int reportRefusal(host::Outcome outcome, const std::string &reason, const Globals &globals) {
+    const host::OutcomeRow &row = host::rowOf(outcome);
+    if (globals.json) {
+        printJson(outcomeAsJson(row, reason).get());
+    }
+    std::fprintf(stderr, "otactl: %s\n", printable(reason).c_str());
+    return row.code;
+}
+
+} // namespace otactl

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+// What the verbs on image files print, and how they fail.
+#ifndef CLI_IMAGE_REPORT_H
+#define CLI_IMAGE_REPORT_H
+
+#include "cli/verbs.h"
+#include "host/outcome.h"
+#include "platform/nal/image_manifest.h"
+
+#include <string>
+
+namespace otactl {
+
+/* Version, model, size, digest and signer; returns the exit code of a success. */
+int reportImage(const std::string &file, const nal::ImageManifest &manifest,
+                const Globals &globals);
+
+/* The reason in one line, which says itself what to do; returns the outcome's code. */
+int reportRefusal(host::Outcome outcome, const std::string &reason, const Globals &globals);
+
+} // namespace otactl
+
+#endif

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+// otactl sign: puts a signature on an image file, without the service.
+#include "cli/image_report.h"
+#include "cli/verbs.h"
+#include "platform/nal/image_signing.h"
+
+#include <memory>
+
+namespace otactl {
+namespace {
+
+struct Signing {
+    std::string image;
+    std::string output; // empty: the image itself
+    nal::SigningFiles files;
+};
+
+int sign(const Signing &signing, const Globals &globals) {
+    const std::string &output = signing.output.empty() ? signing.image : signing.output;
+    nal::ImageManifest manifest;
+    std::string whatIsWrong;
+    return nal::signImage(signing.image, output, signing.files, manifest, whatIsWrong)
+               ? reportImage(output, manifest, globals)
+               : reportRefusal(host::Outcome::failed, whatIsWrong, globals);
+}
+
+} // namespace
+
+Action declareSign(CLI::App &command) {
+    const auto signing = std::make_shared<Signing>();
+    command.add_option("image", signing->image, "The image file, signed or not")
+        ->type_name("IMAGE")
+        ->required();
+    command.add_option("--key", signing->files.key, "The signer's private key, PEM")
+        ->type_name("FILE")
+        ->required();
+    command
+        .add_option("--certificate", signing->files.certificate, "The signer's certificate, PEM")
+        ->type_name("FILE")
+        ->required();
+    command
+        .add_option("--chain", signing->files.chain,
+                    "Certificates between the signer and its authority, PEM")
+        ->type_name("FILE");
+    command
+        .add_option("--output", signing->output,
+                    "Write the signed image here; in place of the image if not given")
+        ->type_name("FILE");
+    return [signing](const Globals &globals) { return sign(*signing, globals); };
+}
+
+} // namespace otactl

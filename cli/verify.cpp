@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+// otactl verify: checks signature and payload of an image file, without the service.
+#include "cli/image_report.h"
+#include "cli/verbs.h"
+#include "platform/nal/image_signing.h"
+
+#include <memory>
+
+namespace otactl {
+namespace {
+
+struct Verification {
+    std::string image;
+    std::string authority;
+};
+
+int verify(const Verification &verification, const Globals &globals) {
+    nal::ImageManifest manifest;
+    std::uint64_t size = 0;
+    std::string whatIsWrong;
+    return nal::verifyImage(verification.image, nal::ImageTrust{true, verification.authority},
+                            manifest, size, whatIsWrong)
+               ? reportImage(verification.image, manifest, globals)
+               : reportRefusal(host::Outcome::imageRefused, whatIsWrong, globals);
+}
+
+} // namespace
+
+Action declareVerify(CLI::App &command) {
+    const auto verification = std::make_shared<Verification>();
+    command.add_option("image", verification->image, "The image file")
+        ->type_name("IMAGE")
+        ->required();
+    command
+        .add_option("--ca", verification->authority,
+                    "The certificates of the authorities that are trusted, PEM")
+        ->type_name("FILE")
+        ->required();
+    return [verification](const Globals &globals) { return verify(*verification, globals); };
+}
+
+} // namespace otactl

@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: MIT
+// The two copies of the boot environment as bytes: where they are, whether they are whole.
+#include "platform/nal/boot_copies.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <optional>
+#include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zlib.h>
+
+namespace nal {
+namespace {
+
+constexpr std::size_t kMaxFwEnvConfig = 16 * 1024;
+constexpr std::size_t kChecksum = 4;
+constexpr std::size_t kCounter = 1; // only where there are two copies
+
+struct CopyBytes {
+    bool whole = false;
+    unsigned char counter = 0;
+    std::string data;
+};
+
+// "device offset size ...", numbers decimal or hexadecimal with 0x; "#" begins a comment.
+std::optional<BootCopy> copyOfLine(const std::string &line) {
+    std::istringstream words(line);
+    std::string path;
+    std::string offset;
+    std::string size;
+    if (!(words >> path >> offset >> size) || path.front() == '#') {
+        return std::nullopt;
+    }
+    return BootCopy{path, std::strtoull(offset.c_str(), nullptr, 0),
+                    std::strtoull(size.c_str(), nullptr, 16)};
+}
+
+std::optional<CopyBytes> readCopy(const BootCopy &copy, std::size_t head) {
+    const UniqueFd file(open(copy.path.c_str(), O_RDONLY | O_CLOEXEC));
+    struct stat status {};
+    if (!file || fstat(file.get(), &status) != 0 || S_ISCHR(status.st_mode) || copy.size <= head) {
+        return std::nullopt;
+    }
+    CopyBytes bytes;
+    std::string raw(copy.size, '\0');
+    if (lseek(file.get(), static_cast<off_t>(copy.offset), SEEK_SET) < 0 ||
+        readFully(file.get(), raw.data(), raw.size()) != static_cast<std::int64_t>(raw.size())) {
+        return bytes;
+    }
+    std::uint32_t stored = 0;
+    std::memcpy(&stored, raw.data(), kChecksum);
+    bytes.counter = static_cast<unsigned char>(raw[kChecksum]);
+    bytes.data = raw.substr(head);
+    const auto sum = crc32(0, reinterpret_cast<const Bytef *>(bytes.data.data()),
+                           static_cast<uInt>(bytes.data.size()));
+    bytes.whole = sum == stored;
+    return bytes;
+}
+
+// The variables end at the first empty text; what is behind it is whatever was in memory.
+std::string_view variablesOf(const CopyBytes &copy) {
+    const std::string_view data = copy.data;
+    return data.substr(0, data.find(std::string_view("\0\0", 2)));
+}
+
+std::string placeOf(const BootCopy &copy) {
+    return copy.path + " at byte " + std::to_string(copy.offset);
+}
+
+} // namespace
+
+bool bootCopies(const BootPlace &place, std::vector<BootCopy> &copies, std::string &whatIsWrong) {
+    copies.clear();
+    if (!place.file.empty()) {
+        copies = {{place.file, 0, kEnvironmentCopy},
+                  {place.file, kEnvironmentCopy, kEnvironmentCopy}};
+        return true;
+    }
+    std::string text;
+    if (!readWholeFile(place.fwEnvConfig, kMaxFwEnvConfig, text, whatIsWrong)) {
+        return false;
+    }
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line) && copies.size() < 2;) {
+        if (auto copy = copyOfLine(line)) {
+            copies.push_back(std::move(*copy));
+        }
+    }
+    if (copies.empty()) {
+        whatIsWrong = place.fwEnvConfig + ": names no device: expected lines of device, offset "
+                                          "and size";
+    }
+    return !copies.empty();
+}
+
+BootFindings lookAtCopies(const std::vector<BootCopy> &copies) {
+    BootFindings findings;
+    const std::size_t head = kChecksum + (copies.size() > 1 ? kCounter : 0);
+    std::vector<CopyBytes> whole;
+    for (const BootCopy &copy : copies) {
+        auto bytes = readCopy(copy, head);
+        if (bytes && bytes->whole) {
+            whole.push_back(std::move(*bytes));
+        } else if (bytes) {
+            findings.damages.push_back("the copy of the boot state in " + placeOf(copy) +
+                                       " is damaged, its checksum does not hold");
+        }
+    }
+    if (whole.size() != 2) {
+        return findings;
+    }
+    findings.copiesDiffer = variablesOf(whole[0]) != variablesOf(whole[1]);
+    // Each change counts one further than the copy that it replaces.
+    const int distance = static_cast<signed char>(whole[1].counter - whole[0].counter);
+    if (std::abs(distance) != 1) {
+        findings.damages.push_back("a counter of the boot state in " + placeOf(copies[0]) +
+                                   " and " + placeOf(copies[1]) +
+                                   " is damaged, they do not follow each other");
+    }
+    return findings;
+}
+
+bool OpenCopies::open(const std::vector<BootCopy> &copies, std::string &whatIsWrong) {
+    for (const BootCopy &copy : copies) {
+        if (!files_.empty() && files_.back().first == copy.path) {
+            continue; // both in one file
+        }
+        files_.emplace_back(copy.path, UniqueFd(::open(copy.path.c_str(), O_RDWR | O_CLOEXEC)));
+        if (!files_.back().second) {
+            whatIsWrong = systemReason(copy.path + ": the boot state cannot be written");
+            return false;
+        }
+    }
+    return true;
+}
+
+bool OpenCopies::sync(std::string &whatIsWrong) const {
+    for (const auto &[path, file] : files_) {
+        // A character device writes through and may know no sync.
+        if (fsync(file.get()) != 0 && errno != EINVAL) {
+            whatIsWrong = systemReason(path + ": the boot state cannot be synced");
+            return false;
+        }
+        posix_fadvise(file.get(), 0, 0, POSIX_FADV_DONTNEED);
+    }
+    return true;
+}
+
+} // namespace nal

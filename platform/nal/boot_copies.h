@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+// The two copies of the boot environment as bytes: where they are, whether they are whole.
+#ifndef PLATFORM_NAL_BOOT_COPIES_H
+#define PLATFORM_NAL_BOOT_COPIES_H
+
+#include "platform/nal/boot_environment.h"
+#include "platform/nal/file_io.h"
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace nal {
+
+struct BootCopy {
+    std::string path;
+    std::uint64_t offset = 0;
+    std::size_t size = 0; // bytes, checksum and counter included
+};
+
+/* One copy or two. False: whatIsWrong is one line. */
+bool bootCopies(const BootPlace &place, std::vector<BootCopy> &copies, std::string &whatIsWrong);
+
+/* Looks at the bytes of each copy; character devices are left to the library that knows them. */
+BootFindings lookAtCopies(const std::vector<BootCopy> &copies);
+
+/*
+ * The copies, opened before they are written: what fails while they are written back is told to
+ * whoever had them open by then.
+ */
+class OpenCopies {
+  public:
+    /* False: whatIsWrong is one line. */
+    bool open(const std::vector<BootCopy> &copies, std::string &whatIsWrong);
+    /* Everything written to them since is on the disk. False: whatIsWrong is one line. */
+    bool sync(std::string &whatIsWrong) const;
+
+  private:
+    std::vector<std::pair<std::string, UniqueFd>> files_;
+};
+
+} // namespace nal
+
+#endif

@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: MIT
+// The boot loader's environment: two copies with a checksum each, of which one is always whole.
+#include "platform/nal/boot_environment.h"
+
+#include "platform/nal/boot_copies.h"
+#include "platform/nal/file_io.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <libuboot.h>
+#include <memory>
+#include <unistd.h>
+
+namespace nal {
+namespace {
+
+constexpr mode_t kFileMode = 0644;
+constexpr int kReadings = 5;
+constexpr timespec kBetweenReadings = {0, 20'000'000};
+
+// One reading of the environment, under the lock that every user of the library takes.
+class Environment {
+  public:
+    explicit Environment(const BootPlace &place) : place_(place) {}
+    ~Environment() {
+        libuboot_close(context_);
+        libuboot_exit(context_);
+    }
+    Environment(const Environment &) = delete;
+    Environment &operator=(const Environment &) = delete;
+
+    /* 0, -ENODATA where no copy is whole, or another negated errno. */
+    int open() {
+        int result = libuboot_initialize(&context_, nullptr);
+        if (result == 0) {
+            result = place_.file.empty()
+                         ? libuboot_read_config(context_, place_.fwEnvConfig.c_str())
+                         : configureFile();
+        }
+        return result == 0 ? libuboot_open(context_) : result;
+    }
+
+    BootVariables variables() const {
+        BootVariables all;
+        for (void *entry = nullptr; (entry = libuboot_iterator(context_, entry)) != nullptr;) {
+            all[libuboot_getname(entry)] = libuboot_getvalue(entry);
+        }
+        return all;
+    }
+
+    bool store(const BootVariables &changes) {
+        for (const auto &[name, value] : changes) {
+            if (libuboot_set_env(context_, name.c_str(), value.empty() ? nullptr : value.c_str()) !=
+                0) {
+                return false;
+            }
+        }
+        return libuboot_env_store(context_) == 0;
+    }
+
+  private:
+    int configureFile() {
+        std::string path = place_.file;
+        std::array<uboot_env_device, 2> copies{};
+        long long offset = 0;
+        for (uboot_env_device &copy : copies) {
+            copy.devname = path.data();
+            copy.offset = offset;
+            copy.envsize = kEnvironmentCopy;
+            offset += kEnvironmentCopy;
+        }
+        return libuboot_configure(context_, copies.data());
+    }
+
+    const BootPlace &place_;
+    uboot_ctx *context_ = nullptr;
+};
+
+std::string reasonOf(const BootPlace &place, int result) {
+    if (result == -ENODATA) {
+        return place.name() + ": no copy of the boot state is whole";
+    }
+    if (place.file.empty()) {
+        return place.name() + ": the boot state cannot be read: check the devices that it names";
+    }
+    return place.name() + ": the boot state " +
+           (errno == 0 ? "is cut: it is shorter than its two copies"
+                       : std::string("cannot be read: ") + std::strerror(errno));
+}
+
+// Writes one copy, the one that is not in use, and knows it to be on the disk.
+bool storeOneCopy(const BootPlace &place, const BootVariables &changes, bool isNew,
+                  std::string &whatIsWrong) {
+    std::vector<BootCopy> copies;
+    OpenCopies files;
+    if (!bootCopies(place, copies, whatIsWrong) || !files.open(copies, whatIsWrong)) {
+        return false;
+    }
+    {
+        Environment environment(place);
+        const int result = environment.open();
+        if (result != 0 && !(isNew && result == -ENODATA)) {
+            whatIsWrong = reasonOf(place, result);
+            return false;
+        }
+        errno = 0;
+        if (!environment.store(changes)) {
+            whatIsWrong =
+                place.name() + ": the boot state cannot be written" +
+                (errno == 0 ? ", it may be too large" : std::string(": ") + std::strerror(errno));
+            return false;
+        }
+    }
+    return files.sync(whatIsWrong);
+}
+
+bool holds(const BootPlace &place, const BootVariables &changes, std::string &whatIsWrong) {
+    BootVariables stored;
+    BootFindings findings;
+    if (!readBootEnvironment(place, stored, &findings, whatIsWrong)) {
+        return false;
+    }
+    for (const auto &[name, value] : changes) {
+        const auto found = stored.find(name);
+        if ((found == stored.end() ? "" : found->second) != value) {
+            whatIsWrong = place.name() + ": does not hold what was written to it; check the device";
+            return false;
+        }
+    }
+    if (!findings.damages.empty()) {
+        whatIsWrong = findings.damages.front() + " although it was just written; check the device";
+        return false;
+    }
+    return true;
+}
+
+bool storeBothCopies(const BootPlace &place, const BootVariables &changes, bool isNew,
+                     std::string &whatIsWrong) {
+    return storeOneCopy(place, changes, isNew, whatIsWrong) &&
+           storeOneCopy(place, changes, false, whatIsWrong) && holds(place, changes, whatIsWrong);
+}
+
+bool fillWithZeros(const std::string &path) {
+    UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode));
+    const std::string zeros(2 * kEnvironmentCopy, '\0');
+    return file && writeFully(file.get(), zeros.data(), zeros.size()) && file.reset();
+}
+
+// Under its name only once it is whole.
+bool makeFile(const std::string &path, const BootVariables &variables, std::string &whatIsWrong) {
+    const std::string unfinished = path + ".new";
+    if (!fillWithZeros(unfinished)) {
+        whatIsWrong = systemReason(unfinished + ": cannot be written");
+    } else if (storeBothCopies(unfinished, variables, true, whatIsWrong)) {
+        if (rename(unfinished.c_str(), path.c_str()) == 0 && syncDirectoryOf(path)) {
+            return true;
+        }
+        whatIsWrong = systemReason(path + ": cannot be made");
+    }
+    unlink(unfinished.c_str());
+    return false;
+}
+
+} // namespace
+
+bool readBootEnvironment(const BootPlace &place, BootVariables &variables, BootFindings *findings,
+                         std::string &whatIsWrong) {
+    std::vector<BootCopy> copies;
+    if (!bootCopies(place, copies, whatIsWrong)) {
+        return false;
+    }
+    // Where the lock cannot be had, both copies may be in the writer's hands for a moment.
+    int result = 0;
+    for (int reading = 0; reading < kReadings; ++reading) {
+        Environment environment(place);
+        errno = 0;
+        result = environment.open();
+        if (result == 0) {
+            variables = environment.variables();
+            if (findings != nullptr) {
+                *findings = lookAtCopies(copies);
+            }
+            return true;
+        }
+        if (result != -ENODATA) {
+            break;
+        }
+        nanosleep(&kBetweenReadings, nullptr);
+    }
+    whatIsWrong = reasonOf(place, result);
+    return false;
+}
+
+bool changeBootEnvironment(const BootPlace &place, const BootVariables &changes,
+                           std::string &whatIsWrong) {
+    if (!place.file.empty() && access(place.file.c_str(), F_OK) != 0) {
+        return makeFile(place.file, changes, whatIsWrong);
+    }
+    return storeBothCopies(place, changes, false, whatIsWrong);
+}
+
+bool makeBootEnvironment(const BootPlace &place, const BootVariables &variables,
+                         std::string &whatIsWrong) {
+    return place.file.empty() ? storeBothCopies(place, variables, true, whatIsWrong)
+                              : makeFile(place.file, variables, whatIsWrong);
+}
+
+} // namespace nal

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+// Whether an image is one for this node, by what its manifest says.
+#include "platform/nal/image_check.h"
+
+#include "platform/nal/version_order.h"
+
+#include <string_view>
+
+namespace nal {
+namespace {
+
+// The agent names the file after the version that was offered, and cuts the name here.
+constexpr std::size_t kMaxImageName = 14;
+
+bool fileNameContradicts(std::string_view imagePath, std::string_view version) {
+    const std::string_view name = imagePath.substr(imagePath.rfind('/') + 1);
+    return name.starts_with(kVersionPrefix) && name != version &&
+           name != version.substr(0, kMaxImageName);
+}
+
+} // namespace
+
+ImageTrust trustOf(const Config &config) {
+    return {config.signatureRequired, config.signerAuthority};
+}
+
+bool imageIsForThisNode(const std::string &imagePath, const ImageManifest &manifest,
+                        const Config &config, const BootState &state, std::string &whatIsWrong) {
+    const std::string image = imagePath + ": the image is ";
+    const std::string ofVersion = image + "of version " + manifest.version;
+    if (manifest.model != config.model) {
+        whatIsWrong = image + "for model " + manifest.model + ", this node is a " + config.model +
+                      "; offer an image for this model";
+    } else if (fileNameContradicts(imagePath, manifest.version)) {
+        whatIsWrong = ofVersion + ", which is not the one that was offered; offer the version that "
+                                  "the image holds";
+    } else if (!config.lowestVersion.empty() &&
+               compareVersions(manifest.version, config.lowestVersion) < 0) {
+        whatIsWrong = ofVersion + ", the lowest that this node takes is " + config.lowestVersion +
+                      "; offer a newer one, or change lowest_version in [service]";
+    } else if (isRefused(state, manifest.version, config.refuseAfterTrials)) {
+        whatIsWrong = ofVersion +
+                      ", which failed its trial on this node; offer another one, or "
+                      "let it be tried again with otactl forget " +
+                      manifest.version;
+    } else {
+        return true;
+    }
+    return false;
+}
+
+} // namespace nal

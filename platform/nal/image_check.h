@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+// Whether an image is one for this node, by what its manifest says.
+#ifndef PLATFORM_NAL_IMAGE_CHECK_H
+#define PLATFORM_NAL_IMAGE_CHECK_H
+
+#include "platform/nal/boot_state.h"
+#include "platform/nal/config.h"
+#include "platform/nal/image_manifest.h"
+
+#include <string>
+
+namespace nal {
+
+/* The trust that the node's configuration asks for. */
+ImageTrust trustOf(const Config &config);
+
+/*
+ * Looks at model, version and file name only. False, with one line naming imagePath: the image is
+ * for another model, of another version than the file was named after, of one under the lowest that
+ * the node takes, or of one that failed its trial too often.
+ */
+bool imageIsForThisNode(const std::string &imagePath, const ImageManifest &manifest,
+                        const Config &config, const BootState &state, std::string &whatIsWrong);
+
+} // namespace nal
+
+#endif

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+// Whole image files: signed anew, and checked to the last byte.
+#include "platform/nal/image_signing.h"
+
+#include "platform/nal/digest.h"
+#include "platform/nal/image_stream.h"
+#include "platform/nal/new_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace nal {
+namespace {
+
+constexpr mode_t kPermissions = 07777;
+
+UniqueFd openImage(const std::string &path, std::string &whatIsWrong) {
+    UniqueFd image(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!image) {
+        whatIsWrong = systemReason(path + ": the image cannot be opened") + "; give an image file";
+    }
+    return image;
+}
+
+bool copyPayload(int image, const std::string &path, const ImageManifest &manifest, NewFile &output,
+                 std::string &whatIsWrong) {
+    if (lseek(image, 0, SEEK_SET) < 0) {
+        whatIsWrong = systemReason(path + ": cannot be read");
+        return false;
+    }
+    Sha256 sum;
+    const PieceTaker copy = [&](const void *piece, std::size_t size, std::string &wrong) {
+        sum.add(piece, size);
+        return output.write(piece, size, wrong);
+    };
+    if (!readInPieces(image, path, manifest.payloadSize, copy, whatIsWrong)) {
+        return false;
+    }
+    if (sum.text() != manifest.payloadSha256) {
+        whatIsWrong = damagedImage(path);
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+bool signImage(const std::string &path, const std::string &output, const SigningFiles &files,
+               ImageManifest &manifest, std::string &whatIsWrong) {
+    const UniqueFd image = openImage(path, whatIsWrong);
+    ImageManifest read;
+    std::uint64_t size = 0;
+    struct stat status {};
+    std::string trailer;
+    NewFile written;
+    // The signature first: what is wrong with a key should not be told after minutes of copying.
+    if (!image ||
+        !readImageManifest(image.get(), path, ImageTrust{false}, read, size, whatIsWrong) ||
+        !formatSignedTrailer(read, files, trailer, whatIsWrong)) {
+        return false;
+    }
+    if (fstat(image.get(), &status) != 0) {
+        whatIsWrong = systemReason(path + ": cannot be read");
+        return false;
+    }
+    if (!written.begin(output, status.st_mode & kPermissions, whatIsWrong) ||
+        !copyPayload(image.get(), path, read, written, whatIsWrong) ||
+        !written.write(trailer.data(), trailer.size(), whatIsWrong) ||
+        !written.finish(whatIsWrong)) {
+        return false;
+    }
+    const UniqueFd result = openImage(output, whatIsWrong);
+    return result &&
+           readImageManifest(result.get(), output, ImageTrust{false}, manifest, size, whatIsWrong);
+}
+
+bool verifyImage(const std::string &path, const ImageTrust &trust, ImageManifest &manifest,
+                 std::uint64_t &imageSize, std::string &whatIsWrong) {
+    const UniqueFd image = openImage(path, whatIsWrong);
+    const PieceTaker keepNothing = [](const void *, std::size_t, std::string &) { return true; };
+    std::string sha256;
+    return image && readImageManifest(image.get(), path, trust, manifest, imageSize, whatIsWrong) &&
+           readImage(image.get(), path, manifest, imageSize, keepNothing, sha256, whatIsWrong);
+}
+
+} // namespace nal

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+// A file that appears under its name only once it is whole.
+#ifndef PLATFORM_NAL_NEW_FILE_H
+#define PLATFORM_NAL_NEW_FILE_H
+
+#include "platform/nal/file_io.h"
+
+#include <string>
+#include <sys/types.h>
+
+namespace nal {
+
+/*
+ * Until it is finished it has a name of its own beside the file, which is gone with this object.
+ * Each call: true, or false with one line in whatIsWrong that names the file.
+ */
+class NewFile {
+  public:
+    NewFile() = default;
+    ~NewFile();
+    NewFile(const NewFile &) = delete;
+    NewFile &operator=(const NewFile &) = delete;
+
+    /* Where `path` is a symbolic link, the file that it leads to. */
+    bool begin(const std::string &path, mode_t mode, std::string &whatIsWrong);
+    bool write(const void *bytes, std::size_t size, std::string &whatIsWrong);
+    /* Replaces what is there. Blocks until the disk has it all. After a failure the old file may
+     * stand there or the whole new one. */
+    bool finish(std::string &whatIsWrong);
+
+  private:
+    bool fail(std::string &whatIsWrong) const;
+
+    std::string path_;
+    std::string unfinished_; // empty: there is none
+    UniqueFd file_;
+};
+
+} // namespace nal
+
+#endif

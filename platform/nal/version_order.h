@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+// What versions begin with, and which of two is the newer one.
+#ifndef PLATFORM_NAL_VERSION_ORDER_H
+#define PLATFORM_NAL_VERSION_ORDER_H
+
+#include <string_view>
+
+namespace nal {
+
+/* What every version that a node is offered begins with, and so the file of its image. */
+inline constexpr std::string_view kVersionPrefix = "4QZ";
+
+/*
+ * Natural order: runs of digits compare as numbers, all else byte by byte, and of two that begin
+ * alike the longer one is greater. Below 0: a comes before b; 0: neither ("1.01" and "1.1").
+ */
+int compareVersions(std::string_view a, std::string_view b);
+
+} // namespace nal
+
+#endif

@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: MIT
+// The trial of the running bank comes before the agent's start, and the commit behind its check.
+#include "host_process.h"
+
+#include "platform/nal/boot_state.h"
+#include "platform/nal/digest.h"
+
+#include <filesystem>
+#include <fstream>
+#include <poll.h>
+
+namespace {
+
+using nal::Bank;
+using Messages = std::vector<std::string>;
+
+constexpr const char *kOld = "4QZ-1.0";
+constexpr const char *kNew = "4QZ-2.0";
+const std::string kNode = R"({"note":"node","mac":"02:00:00:AB:CD:EF"})";
+const std::string kTimer = R"({"call":"startTimer","seconds":-7,"name":"rebootTimer"})";
+const std::string kDone = R"({"done":"start-up","deferred":0})";
+
+std::string stage(const std::string &name) { return R"({"note":"stage","stage":")" + name + "\"}"; }
+
+std::string ofBankB(const std::string &note, const std::string &more = "") {
+    return R"({"note":")" + note + R"(","bank":"b","version":"4QZ-2.0")" + more + "}";
+}
+
+// Its reboots are asked for with a file; bank b runs on trial.
+class Trial : public HostProcess {
+  protected:
+    Trial() {
+        program_ = OTA_DESK_HOST;
+        environment_ = {{"OTA_DESK_REBOOT_FILE", in("reboot")}};
+        nal::BootState state;
+        const std::string sum = nal::sha256Of(std::string(kBank, '\0'));
+        state.of(Bank::a) = {true, kOld, kBank, sum};
+        state.of(Bank::b) = {true, kNew, kBank, sum};
+        state.active = state.next = Bank::b;
+        state.trial = Bank::b;
+        state.attemptsOf(Bank::b) = 2;
+        keep(state);
+    }
+
+    void keep(const nal::BootState &state) const {
+        std::string whatIsWrong;
+        ASSERT_TRUE(nal::writeBootState(in("boot_state"), state, whatIsWrong)) << whatIsWrong;
+    }
+
+    nal::BootState bootState() const {
+        nal::BootState state;
+        std::string whatIsWrong;
+        EXPECT_TRUE(nal::readBootState(in("boot_state"), state, whatIsWrong)) << whatIsWrong;
+        return state;
+    }
+
+    void checkHealthWith(const std::string &command) const {
+        std::ofstream(configPath_, std::ios::app) << "[trial]\nhealth_command=" << command << "\n";
+    }
+
+    // Nothing more comes, and it goes on living.
+    void expectSilence() const {
+        pollfd more{channel_->fd(), POLLIN, 0};
+        EXPECT_EQ(poll(&more, 1, 200), 0);
+    }
+
+    void expectBegin() {
+        expect({signalOf("initOTAlib", R"(".")"), kNode, stage("committing"),
+                ofBankB("trial", R"(,"attempts":2)")});
+    }
+
+    void expectAgentsStart() {
+        expect({kTimer, signalOf("main", "\"0\""), signalOf("commit", "null")});
+    }
+
+    static constexpr std::size_t kBank = 1024;
+};
+
+TEST_F(Trial, ChecksTheHealthBeforeTheAgentAndCommitsBehindItsCommitCheck) {
+    checkHealthWith("echo checked >> health");
+    start();
+    expectBegin();
+    ASSERT_EQ(next(), stage("idle"));
+    EXPECT_TRUE(std::filesystem::exists(in("health"))) << "the agent starts behind the check";
+    expect({kTimer, signalOf("main", "\"0\"")});
+    ASSERT_EQ(next(), signalOf("commit", "null"));
+    EXPECT_TRUE(bootState().isOnTrial(Bank::b)) << "good only behind the commit check";
+    send(R"({"ack":0})");
+    expect({ofBankB("committed"), kDone});
+    EXPECT_FALSE(bootState().trial);
+    EXPECT_EQ(bootState().next, Bank::b);
+    EXPECT_EQ(errors(), "notice: ota-host: bank b (4QZ-2.0) is on trial, 2 boot attempts left\n");
+}
+
+TEST_F(Trial, ThatFailsAsksForTheRebootAndNeverStartsTheAgent) {
+    checkHealthWith("exit 3");
+    start();
+    expectBegin();
+    const std::string failed = next();
+    EXPECT_EQ(failed.find(R"({"note":"trial-failed","bank":"b","version":"4QZ-2.0","reason":)"
+                          R"("the health command)"),
+              0U)
+        << failed;
+    expect({stage("rebooting")});
+    expectSilence();
+    EXPECT_TRUE(std::filesystem::exists(in("reboot")));
+    const nal::BootState state = bootState();
+    EXPECT_EQ(state.next, Bank::a);
+    EXPECT_FALSE(state.trial);
+    ASSERT_NE(nal::failedVersion(state, kNew), nullptr);
+    EXPECT_EQ(nal::failedVersion(state, kNew)->last, nal::TrialFailure::health);
+    EXPECT_NE(errors().find("error: ota-host: bank b (4QZ-2.0) failed its trial: the health "),
+              std::string::npos)
+        << errors();
+    closeChannel();
+    EXPECT_EQ(exitCode(), 0) << "it waits no longer than its supervisor";
+}
+
+TEST_F(Trial, ThatFailedIsNotForgottenByAHostThatStartsBeforeTheReboot) {
+    checkHealthWith("exit 3");
+    start();
+    expectBegin();
+    EXPECT_NE(next().find("trial-failed"), std::string::npos);
+    expect({stage("rebooting")});
+    expectSilence();
+    startOver();
+    std::filesystem::remove(in("reboot"));
+    start();
+    expect({signalOf("initOTAlib", R"(".")"), kNode, stage("rebooting")});
+    expectSilence();
+    EXPECT_TRUE(std::filesystem::exists(in("reboot")));
+    EXPECT_EQ(nal::failedVersion(bootState(), kNew)->trials, 1);
+}
+
+TEST_F(Trial, ThatFailedLeavesTheNodeWhereTheOldBankIsDamaged) {
+    nal::BootState state = bootState();
+    state.trial.reset();
+    state.next = Bank::a;
+    nal::rememberFailure(state, kNew, nal::TrialFailure::health);
+    keep(state);
+    std::ofstream(in("a")) << std::string(kBank, 'x');
+    start();
+    expect({signalOf("initOTAlib", R"(".")"), kNode});
+    expectAgentsStart();
+    expect({kDone});
+    EXPECT_NE(errors().find("bank b (4QZ-2.0) failed its trial and goes on"), std::string::npos)
+        << errors();
+    EXPECT_FALSE(std::filesystem::exists(in("reboot")));
+}
+
+TEST_F(Trial, ThatFailsWithNothingToFallBackToGoesOnWithoutACommit) {
+    checkHealthWith("false");
+    nal::BootState state = bootState();
+    state.of(Bank::a) = {};
+    keep(state);
+    start();
+    expectBegin();
+    EXPECT_NE(next().find("trial-failed"), std::string::npos);
+    expect({stage("idle")});
+    expectAgentsStart();
+    expect({kDone});
+    EXPECT_TRUE(bootState().isOnTrial(Bank::b));
+    EXPECT_FALSE(std::filesystem::exists(in("reboot")));
+    EXPECT_NE(errors().find("bank a holds no whole image to fall back to"), std::string::npos)
+        << errors();
+}
+
+TEST_F(Trial, WhoseAttemptsAreUsedUpIsToldByTheOldBank) {
+    checkHealthWith("touch health");
+    nal::BootState state = bootState();
+    state.active = Bank::a;
+    state.attemptsOf(Bank::b) = 0;
+    keep(state);
+    start();
+    expect({signalOf("initOTAlib", R"(".")"), kNode});
+    const std::string failed = next();
+    EXPECT_EQ(failed.find(R"({"note":"trial-failed","bank":"b","version":"4QZ-2.0","reason":)"), 0U)
+        << failed;
+    expectAgentsStart();
+    expect({kDone});
+    EXPECT_EQ(nal::failedVersion(bootState(), kNew)->last, nal::TrialFailure::boot);
+    EXPECT_FALSE(std::filesystem::exists(in("health"))) << "the old bank is on no trial";
+}
+
+TEST_F(Trial, IsNobodysBusinessAtALaterStartInTheSameBoot) {
+    checkHealthWith("touch health");
+    start(FAKE_AGENT, "--no-commit-check");
+    expect({signalOf("initOTAlib", R"(".")"), kNode, kTimer, signalOf("main", "\"0\""), kDone});
+    EXPECT_TRUE(bootState().isOnTrial(Bank::b));
+    EXPECT_FALSE(std::filesystem::exists(in("health")));
+}
+
+TEST_F(Trial, ThatCannotBeEndedIsToldAndEndedByACommitLater) {
+    start();
+    expectBegin();
+    expect({stage("idle"), kTimer, signalOf("main", "\"0\"")});
+    ASSERT_EQ(next(), signalOf("commit", "null"));
+    std::filesystem::rename(in("boot_state"), in("away"));
+    send(R"({"ack":0})");
+    EXPECT_NE(next().find(R"({"note":"not-committed")"), std::string::npos);
+    expect({kDone});
+    EXPECT_NE(errors().find("was not marked good: "), std::string::npos) << errors();
+    EXPECT_NE(errors().find("; otactl commit tries again\n"), std::string::npos) << errors();
+    send(R"({"event":"commit"})");
+    EXPECT_NE(next().find(R"({"done":"commit","deferred":0,"failed":"the running bank was not )"),
+              std::string::npos);
+    std::filesystem::rename(in("away"), in("boot_state"));
+    send(R"({"event":"commit"})");
+    expect({R"({"done":"commit","deferred":0})"});
+    EXPECT_FALSE(bootState().trial);
+}
+
+TEST_F(Trial, OfAVersionIsForgottenWhereItIsAskedFor) {
+    nal::BootState state = bootState();
+    nal::rememberFailure(state, "4QZ-3.0", nal::TrialFailure::boot);
+    keep(state);
+    start(FAKE_AGENT, "--no-commit-check");
+    expect({signalOf("initOTAlib", R"(".")"), kNode, kTimer, signalOf("main", "\"0\""), kDone});
+    send(R"({"event":"forget","version":"4QZ-3.0"})");
+    expect({R"({"done":"forget","deferred":0})"});
+    EXPECT_TRUE(bootState().failed.empty());
+    send(R"({"event":"forget","version":"4QZ-3.0"})");
+    expect({R"({"done":"forget","deferred":0,"failed":"the version was not forgotten: 4QZ-3.0 is )"
+            R"(not remembered as a version that failed its trial"})"});
+}
+
+} // namespace

@@ -1,0 +1,55 @@
+#!/bin/sh
+# SPDX-License-Identifier: MIT
+# Runs a boot script in a shell: boot_script_stand_ins.sh BOOT.CMD, in a folder of its own, with the
+# stored environment in "environment". COMES_UP: the partitions that load, SAVES: yes or no.
+# Leaves "booted" with the kernel's arguments, or none, and the environment as the script saved it.
+# What it runs, and so which functions are called and which variables set, is known only then.
+# shellcheck disable=SC1090,SC1091,SC2154,SC2317
+
+setenv() {
+    name=$1
+    shift
+    eval "$name=\"\$*\""
+}
+
+saveenv() {
+    test "${SAVES}" = yes || return 1
+    for name in BOOT_ORDER BOOT_A_LEFT BOOT_B_LEFT ota_active ota_trial ota_a_version \
+        ota_b_version; do
+        eval "echo \"$name='\${$name}'\""
+    done >environment
+    echo saved >>saves
+}
+
+# Its numbers are hexadecimal.
+setexpr() {
+    case $3 in
+    -) setenv "$1" "$(printf '%x' "$((0x${2} - 0x${4}))")" ;;
+    *) return 1 ;;
+    esac
+}
+
+run() {
+    eval "eval \"\${$1}\""
+}
+
+load() {
+    case " ${COMES_UP} " in
+    *" $2 "*) return 0 ;;
+    esac
+    return 1
+}
+
+booti() {
+    echo "${bootargs}" >booted
+    exit 0
+}
+
+reset() {
+    exit 0
+}
+
+. ./environment
+. "$1"
+echo "the script went on behind its reset" >&2
+exit 1

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+// Which images are for this node.
+#include "platform/nal/image_check.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class ForThisNode : public testing::Test {
+  protected:
+    ForThisNode() { config_.model = "GW-1000"; }
+
+    bool isFor(const std::string &version, const std::string &path = "/tmp/image") {
+        wrong_.clear();
+        manifest_.version = version;
+        return nal::imageIsForThisNode(path, manifest_, config_, state_, wrong_);
+    }
+    bool isRefused(const std::string &version, const std::string &reason,
+                   const std::string &path = "/tmp/image") {
+        const bool taken = isFor(version, path);
+        EXPECT_EQ(wrong_.find(path + ": the image is "), 0U) << wrong_;
+        EXPECT_NE(wrong_.find(reason), std::string::npos) << wrong_;
+        return !taken;
+    }
+
+    nal::Config config_;
+    nal::BootState state_;
+    nal::ImageManifest manifest_{"4QZ2.0.0", "GW-1000", 1, std::string(64, '0')};
+    std::string wrong_;
+};
+
+TEST_F(ForThisNode, IsAnImageOfItsModelOnly) {
+    EXPECT_TRUE(isFor("4QZ2.0.0")) << wrong_;
+    manifest_.model = "GW-1001";
+    EXPECT_TRUE(isRefused("4QZ2.0.0", "for model GW-1001, this node is a GW-1000"));
+}
+
+// The agent names the file after the offered version, in at most 14 characters.
+TEST_F(ForThisNode, IsAnImageOfTheVersionThatItsFileWasNamedAfter) {
+    EXPECT_TRUE(isFor("4QZ2.0.0", "/tmp/4QZ2.0.0")) << wrong_;
+    EXPECT_TRUE(isFor("4QZ2.0.0", "4QZ2.0.0")) << wrong_;
+    EXPECT_TRUE(isFor("4QZ2.0.0-release-7", "/tmp/4QZ2.0.0-relea")) << wrong_;
+    EXPECT_TRUE(isFor("4QZ2.0.0-release-7", "/tmp/4QZ2.0.0-release-7")) << wrong_;
+    EXPECT_TRUE(isFor("1.0", "/4QZ9/image")) << wrong_;
+    for (const char *other : {"4QZ2.0.1", "4QZ2.0", "4QZ2.0.0.1", "2.0.0"}) {
+        EXPECT_TRUE(isRefused(other, "is not the one that was offered", "/tmp/4QZ2.0.0"));
+    }
+    EXPECT_TRUE(isRefused("4QZ2.0.0-retail-7", "is not the one", "/tmp/4QZ2.0.0-relea"));
+}
+
+TEST_F(ForThisNode, IsNoVersionUnderTheFloor) {
+    config_.lowestVersion = "4QZ2.9";
+    EXPECT_TRUE(isRefused("4QZ2.8.9", "the lowest that this node takes is 4QZ2.9"));
+    EXPECT_TRUE(isFor("4QZ2.9")) << wrong_;
+    EXPECT_TRUE(isFor("4QZ2.10")) << wrong_;
+}
+
+TEST_F(ForThisNode, IsNoVersionThatFailedItsTrial) {
+    nal::rememberFailure(state_, "4QZ2.0.0", nal::TrialFailure::health);
+    EXPECT_TRUE(isRefused("4QZ2.0.0", "failed its trial on this node"));
+    EXPECT_NE(wrong_.find("otactl forget 4QZ2.0.0"), std::string::npos) << wrong_;
+    EXPECT_TRUE(isFor("4QZ2.0.1")) << wrong_;
+    config_.refuseAfterTrials = 2;
+    EXPECT_TRUE(isFor("4QZ2.0.0")) << wrong_;
+}
+
+TEST_F(ForThisNode, IsTrustedAsItsConfigurationSays) {
+    config_.signerAuthority = "ca.pem";
+    EXPECT_TRUE(nal::trustOf(config_).signatureRequired);
+    EXPECT_EQ(nal::trustOf(config_).authority, "ca.pem");
+    config_.signatureRequired = false;
+    EXPECT_FALSE(nal::trustOf(config_).signatureRequired);
+}
+
+} // namespace
