@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: MIT
 """Runs `ota-desk demo` in a folder of its own and reads what it leaves behind."""
 
-import configparser
 import hashlib
 import os
 import pathlib
@@ -10,6 +9,8 @@ import re
 import shutil
 import subprocess
 import tempfile
+
+import boot_environment
 
 LONGEST_RUN = 150
 
@@ -65,9 +66,7 @@ class DeskRun:
         return self.run_folder / (name or "node")
 
     def boot_state(self, node=""):
-        state = configparser.ConfigParser()
-        state.read_string((self.node(node) / "boot_state.ini").read_text())
-        return state
+        return boot_environment.read_state(self.node(node) / "boot_state")
 
     def logs(self):
         """What the processes of all nodes said."""

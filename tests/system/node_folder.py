@@ -23,7 +23,7 @@ class NodeFolder:
 
     # pylint: disable=too-many-instance-attributes
     def __init__(self, place, name, server, *, number=1, mode="RGW", role="Controller", root=None,
-                 service=""):
+                 service="", trial=""):
         self.place, self.name, self.server = place, name, server
         self.folder = place.folder / name
         self.mac = f"02:00:5E:10:00:{number:02X}"
@@ -31,9 +31,9 @@ class NodeFolder:
         self.mode, self.role = mode, role
         self.reboot_file = self.folder / "reboot"
         self.config = self.folder / "node.conf"
-        self._make(root, service)
+        self._make(root, service, trial)
 
-    def _make(self, root, service):
+    def _make(self, root, service, trial):
         for name in ("banks", LOGS, "configs"):
             (self.folder / name).mkdir(parents=True)
         old = self.place.images[Place.OLD]
@@ -45,17 +45,21 @@ class NodeFolder:
                             "--output", self.folder / "boot_state.ini")
         if self.server:
             shutil.copy(self.server.certificates.authority, self.folder / "ca.pem")
-        self.config.write_text(self._config_text(root, service))
+        self.config.write_text(self._config_text(root, service, trial))
         os.mknod(self.folder / "cfgmgr_socket", 0o600 | 0o140000)
 
-    def _config_text(self, root, service):
+    def _config_text(self, root, service, trial):
         away = (datetime.datetime.now(datetime.timezone.utc) +
                 datetime.timedelta(seconds=ACTIVATES_IN))
         text = (f"[node]\nmodel = {Place.MODEL}\nserial = {self.serial}\nwork_mode = {self.mode}\n"
                 f"work_role = {self.role}\nonboarding = 0\n"
                 f"preferred_activation_time = {away:%H:%M:%S}\n"
                 f"[paths]\ntmp = .\nconfigs = configs\nlogs = {LOGS}\nca_certificate = ca.pem\n"
-                f"[banks]\na = banks/a\nb = banks/b\nsize = {BANK}\nboot_state = boot_state.ini\n")
+                f"[banks]\na = banks/a\nb = banks/b\nsize = {BANK}\nboot_state = boot_state.ini\n"
+                # Most images of these tests are not signed.
+                "[images]\nsignature = optional\n")
+        if trial:
+            text += f"[trial]\n{trial}\n"
         if service:
             text += f"[service]\n{service}\n"
         if root:
@@ -77,12 +81,16 @@ class NodeFolder:
         return json.loads(path.read_text()) if path.exists() else None
 
     def boot_state(self):
-        """{"active": ..., "next": ..., "a": {"whole": ..., "version": ...}, "b": ...}"""
+        """{"active": ..., "next": ..., "trial": ..., "a": {"whole": ..., "version": ...}, "b": ...,
+        "failed": {"<version>": {"trials": ..., "last": ...}}}"""
         shown = self.place.run_tool("platform/ota-boot-state", "show",
                                     self.folder / "boot_state.ini")
-        state = {}
+        state = {"failed": {}}
         for line in shown.splitlines():
-            if ":" in line:
+            if line.startswith("failed: "):
+                version, *rest = line.split()[1:]
+                state["failed"][version] = dict(pair.split("=", 1) for pair in rest)
+            elif ":" in line:
                 bank, rest = line.split(":", 1)
                 state[bank] = dict(pair.split("=", 1) for pair in rest.split())
             else:
@@ -90,8 +98,8 @@ class NodeFolder:
                 state[key] = value
         return state
 
-    def run_boot_loader(self):
-        """What the boot loader and an empty temporary directory make of a node that is off."""
+    def lose_memory(self):
+        """What an empty temporary directory makes of a node that is off."""
         self.reboot_file.unlink(missing_ok=True)
         for name in TEMPORARY:
             path = self.folder / name
@@ -101,7 +109,14 @@ class NodeFolder:
                 path.unlink(missing_ok=True)
         for image in self.folder.glob("4QZ*"):
             image.unlink()
-        subprocess.run([str(self.place.program("platform/ota-boot-state")), "boot",
-                        "--a", self.bank("a"), "--b", self.bank("b"),
-                        "--state", self.folder / "boot_state.ini"], capture_output=True,
-                       check=False)
+
+    def boot_loader(self):
+        """The command line of the boot loader."""
+        return [str(self.place.program("platform/ota-boot-state")), "boot",
+                "--a", str(self.bank("a")), "--b", str(self.bank("b")),
+                "--state", str(self.folder / "boot_state.ini")]
+
+    def run_boot_loader(self):
+        """What the boot loader and an empty temporary directory make of a node that is off."""
+        self.lose_memory()
+        subprocess.run(self.boot_loader(), capture_output=True, check=False)

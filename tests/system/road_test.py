@@ -17,7 +17,7 @@ GAVE_UP = ["OTA_RECONNECT_BUE"]
 NEW_RUNS = {"runs": "b", "holds": "4QZ2.1.0"}
 OLD_RUNS = {"runs": "a", "holds": None}
 WRITTEN = {"runs": "a", "holds": "4QZ2.1.0"}
-OTHER_RUNS = {"runs": "b", "holds": "4QZ2.0.9"}
+UNTOUCHED = {"runs": "a", "holds": "4QZ2.0.0"}
 
 # name: options, exit code, status words, banks, boots (versions in order), whether each word arrives
 # at the root
@@ -45,6 +45,8 @@ ROADS = {
                             ["4QZ2.0.0"], False),
     "power-cut": (["--power-cut"], 0, COMMITTED, NEW_RUNS,
                   ["4QZ2.0.0", "4QZ2.0.0", "4QZ2.1.0"], False),
+    "cut-power": (["--cut-power", "300"], 0, COMMITTED, NEW_RUNS,
+                  ["4QZ2.0.0", "4QZ2.0.0", "4QZ2.1.0"], False),
     "fail-checksum": (["--fail", "checksum"], 3, ["OTA_CRC_CHECK_FAILED"], OLD_RUNS,
                       ["4QZ2.0.0"], False),
     "fail-flash": (["--fail", "flash"], 3, ["OTA_SW_FLASH_WRITE_FAILED"], OLD_RUNS,
@@ -56,12 +58,16 @@ ROADS = {
                                ["OTA_SW_ACTIVATION_FAILED"], OLD_RUNS, ["4QZ2.0.0"], False),
     "fail-boot": (["--fail", "boot"], 3, [COMPLETE, "OTA_SW_COMMIT_FAILED"], OLD_RUNS,
                   ["4QZ2.0.0", "4QZ2.0.0"], False),
+    "fail-health": (["--fail", "health"], 3, [COMPLETE, "OTA_SW_COMMIT_FAILED"], WRITTEN,
+                    ["4QZ2.0.0", "4QZ2.1.0", "4QZ2.0.0"], False),
     "fail-server": (["--fail", "server"], 3, GAVE_UP, OLD_RUNS, ["4QZ2.0.0"], False),
     "fail-server-extender": (["--fail", "server", "--mode", "AP_Bridge"], 3, GAVE_UP, OLD_RUNS,
                              ["4QZ2.0.0"], True),
     "fail-certificate": (["--fail", "certificate"], 3, GAVE_UP, OLD_RUNS, ["4QZ2.0.0"], False),
-    "fail-version": (["--fail", "version"], 3, [COMPLETE, "OTA_SW_COMMIT_FAILED"], OTHER_RUNS,
-                     ["4QZ2.0.0", "4QZ2.0.9"], False),
+    "fail-version": (["--fail", "version"], 3, ["OTA_SW_FLASH_WRITE_FAILED"], UNTOUCHED,
+                     ["4QZ2.0.0"], False),
+    "fail-signature": (["--fail", "signature"], 3, ["OTA_SW_FLASH_WRITE_FAILED"], UNTOUCHED,
+                       ["4QZ2.0.0"], False),
     "mesh": (["--mesh"], 0, COMMITTED, NEW_RUNS, ["4QZ2.0.0", "4QZ2.1.0"], True),
     "mesh-policy-0": (["--mesh", "--policy", "0"], 0, COMMITTED, NEW_RUNS,
                       ["4QZ2.0.0", "4QZ2.1.0"], True),

@@ -39,6 +39,21 @@ MISTAKES = [
     ("size = ", "size = 0", "[banks] size", "expected"),
     ("size = ", None, "[banks]", ""),
     ("boot_state = ", None, "[banks] boot_state", "is missing"),
+    ("boot_state = ", "fw_env_config = node.conf\nboot_state = boot_state.ini",
+     "[banks] boot_state", "one of the two"),
+    ("boot_state = ", "fw_env_config = none", "[banks] fw_env_config", "cannot be read"),
+    ("boot_state = ", "boot_state = boot_state.ini\nkernel_command_line = none",
+     "[banks] kernel_command_line", "cannot be read"),
+    ("attempts = ", "attempts = 0", "[trial] attempts", "1 to 9"),
+    ("attempts = ", "attempts = 10", "[trial] attempts", "1 to 9"),
+    ("health_command = ", "health_command =", "[trial] health_command", "a command"),
+    ("health_limit = ", "health_limit = 0", "[trial] health_limit", "1 to 3600"),
+    ("health_limit = ", "health_limit = 1 h", "[trial] health_limit", "1 to 3600"),
+    ("refuse_after = ", "refuse_after = 10", "[trial] refuse_after", "0 to 9"),
+    ("signature = ", "signature = perhaps", "[images] signature", "required or optional"),
+    ("signature = ", None, "[images] signer_ca", "is missing"),
+    ("signature = ", "signature = required\nsigner_ca = none.pem", "[images] signer_ca",
+     "cannot be read"),
     ("allow_plain_http = ", "allow_plain_http = perhaps", "[service] allow_plain_http",
      "yes or no"),
     ("lowest_version = ", "lowest_version = a b", "[service] lowest_version", "expected"),
@@ -61,8 +76,13 @@ MISTAKES = [
 ]
 # One line each but these, where one change leaves several keys wrong.
 LINES = {("size = ", None): 2, ("broker = ", None): 4, ("serial = ", "serial SN"): 2,
-         ("[service]", "[servce]"): 4}
-GOOD = """[service]
+         ("[service]", "[servce]"): 4, ("signature = ", "signature = perhaps"): 2}
+GOOD = """[trial]
+attempts = 2
+health_command = true
+health_limit = 5
+refuse_after = 0
+[service]
 allow_plain_http = no
 lowest_version = 4QZ1
 history_size = 64K

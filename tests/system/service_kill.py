@@ -27,32 +27,39 @@ class Point:
     boot: int = 1         # before the reboot, or behind it
     timed: bool = False   # when the activation time has come
     marked: bool = True   # the mark of the activation is there: the commit check finds it
+    word: bool = True     # the commit check reports once more
 
 
 AGAIN, ONCE, NEVER = (2,), (1,), (0,)
+# Each change of the boot state is two writes with two syncs behind each.
 POINTS = [
     Point("before the first byte", "fopen 4QZ 1 before", ONCE),
     Point("verifying", "popen md5sum 1 before", AGAIN),
-    Point("writing, nothing changed yet", "rename boot_state.ini 1 before", AGAIN),
-    Point("writing, the bank is given up", "rename boot_state.ini 1 after", AGAIN),
+    Point("writing, nothing changed yet", "write boot_state.ini 1 before", AGAIN),
+    Point("writing, the bank is given up", "fsync boot_state.ini 4 after", AGAIN),
     Point("writing, in the middle", "write banks/b 3 before", AGAIN),
     Point("writing, not on the disk yet", "fsync banks/b 1 before", AGAIN),
-    Point("written, not noted", "rename boot_state.ini 2 before", AGAIN),
-    Point("written and noted", "rename boot_state.ini 2 after", ONCE),
-    Point("activating", "rename boot_state.ini 3 before", ONCE),
-    Point("activated", "rename boot_state.ini 3 after", ONCE, marked=False),
+    Point("written, not noted", "write boot_state.ini 3 before", AGAIN),
+    Point("written, noted in one copy", "write boot_state.ini 3 after", ONCE),
+    Point("written and noted", "fsync boot_state.ini 8 after", ONCE),
+    Point("activating", "write boot_state.ini 5 before", ONCE),
+    Point("activating, in one copy", "write boot_state.ini 5 after", ONCE, marked=False),
+    Point("activated", "fsync boot_state.ini 12 after", ONCE, marked=False),
     Point("activated, not marked", "system ota_act_success 1 before", ONCE, marked=False),
     Point("rebooting, reported", "sleep sleep 1 before", ONCE),
     Point("rebooting, asked for", "open /reboot 1 after", ONCE),
     Point("committing", "fopen ota_act_success 1 before", ONCE, boot=2),
     Point("committing, reported", "system ota_act_success 1 before", ONCE, boot=2),
-    Point("written, not noted, on schedule", "rename boot_state.ini 2 before", AGAIN, policy=0),
-    Point("written and noted, on schedule", "rename boot_state.ini 2 after", ONCE, policy=0),
-    Point("activating at its time", "rename boot_state.ini 1 before", ONCE, policy=0, timed=True),
-    Point("activated at its time", "rename boot_state.ini 1 after", ONCE, policy=0, timed=True,
+    Point("marking good", "write boot_state.ini 1 before", ONCE, boot=2, word=False),
+    Point("marking good, in one copy", "write boot_state.ini 1 after", ONCE, boot=2, word=False),
+    Point("marked good", "fsync boot_state.ini 4 after", ONCE, boot=2, word=False),
+    Point("written, not noted, on schedule", "write boot_state.ini 3 before", AGAIN, policy=0),
+    Point("written and noted, on schedule", "fsync boot_state.ini 8 after", ONCE, policy=0),
+    Point("activating at its time", "write boot_state.ini 1 before", ONCE, policy=0, timed=True),
+    Point("activated at its time", "fsync boot_state.ini 4 after", ONCE, policy=0, timed=True,
           marked=False),
-    Point("on arrival: activating", "rename boot_state.ini 1 before", NEVER, policy=3),
-    Point("on arrival: activated", "rename boot_state.ini 1 after", NEVER, policy=3),
+    Point("on arrival: activating", "write boot_state.ini 1 before", NEVER, policy=3),
+    Point("on arrival: activated", "fsync boot_state.ini 4 after", NEVER, policy=3),
     Point("on arrival: rebooting", "sleep sleep 1 before", NEVER, policy=3),
     Point("on arrival: asked for", "open /reboot 1 after", NEVER, policy=3),
 ]
@@ -86,7 +93,7 @@ class Kill(node_case.FleetCase):
         status = node.status()
         self.assertEqual((status["ticket"], status["queued"], status["timers"]), (0, 0, []))
         state = node.boot_state()
-        self.assertEqual((state["active"], state["next"]), ("b", "b"))
+        self.assertEqual((state["active"], state["next"], state["trial"]), ("b", "b", "none"))
         self.assertEqual((state["b"]["whole"], state["b"]["version"]), ("1", version))
         self.assertTrue(node.bank_holds("b", version), "the bank is not the image")
         self.assertTrue(node.bank_holds("a", Place.OLD), "the bank that ran was written to")
@@ -128,7 +135,8 @@ class Kill(node_case.FleetCase):
             left = wait_for("the reboot timer is armed", lambda: seconds_left(node, "rebootTimer"))
             self.assertAlmostEqual(left, ACTIVATES_IN, delta=60)
             node.told("activate-at", "now+3")
-        unmarked = point.policy == 3 or (blow == "power" and not point.marked)
+        unmarked = (point.policy == 3 or not point.word or
+                    (blow == "power" and not point.marked))
         self.check_end(node, ticket, [ACTIVATED] if unmarked else [COMMITTED], fetches)
         if point.policy == 3:
             # Not activated a second time, which would swap back.

@@ -1,0 +1,185 @@
+# SPDX-License-Identifier: MIT
+"""A full disk, a read-only one, a bank that stores wrong bytes, one that lies about its sync: the
+node stays true, and finishes once the fault is gone."""
+
+import argparse
+import collections
+import concurrent.futures
+import pathlib
+import shutil
+import subprocess
+import sys
+import time
+
+from node_place import Place
+from node_servers import FileServer
+from sweep_node import PowerCut, PowerNode, SmallPlace, Untrue
+
+AT_ONCE = 2
+SOON = 6      # seconds; a node that cannot write may wait for what never comes
+STRIDE = 8    # of the calls that --quick takes
+ERRORS = ("ENOSPC", "EROFS")
+REFUSED = 41  # exit code of otactl: the version failed its trial
+
+
+class FaultyNode(PowerNode):
+    """The fault is that of its file system. What a boot loader writes to lies outside of it."""
+
+    def run_boot_loader(self):
+        power, self.power = self.power, None
+        super().run_boot_loader()
+        self.power = power
+
+    def under_power(self, program):
+        if self.aim and self.aim[1] <= self.used:
+            # A single failure is over; a disk that is full stays full.
+            self.aim = None if self.aim[0] == "--at" else (self.aim[0], self.used + 1)
+            if self.aim is None:
+                self.power = ()
+        return super().under_power(program)
+
+
+def live_as_well_as_can_be(node):
+    """An upgrade whose every step may fail. What is told meanwhile must be true all the same."""
+    node.boot()
+    try:
+        node.wait_until_ready()
+        answer = node.control("offer", "-", text=node.offer_text())
+        if answer.code == 0:
+            node.live_until_idle(SOON)
+        node.check()
+    except Untrue:
+        raise
+    except AssertionError:
+        pass  # it ends, or waits for ever, where it cannot keep what it must keep
+    if node.daemon.is_running():
+        node.stop()
+    node.power, node.aim = None, None
+    node.wait_until_off()
+
+
+def finish(node):
+    """The fault is gone, and the power comes back."""
+    node.boot()
+    node.check()
+    node.live_until_idle()
+    if not node.is_committed(Place.NEW):
+        answer = node.control("offer", "-", text=node.offer_text())
+        if answer.code == REFUSED:
+            node.told("forget", Place.NEW)
+            answer = node.control("offer", "-", text=node.offer_text())
+        if answer.code != 0:
+            raise AssertionError(f"offered again: {answer.error}")
+        node.live_until_idle()
+        node.check()
+    if not node.is_committed(Place.NEW):
+        raise AssertionError(f"it is not committed: {node.boot_state()}\n{node.log_end()}")
+    node.stop()
+
+
+class Faults:
+    """Each fault on a node of its own."""
+
+    def __init__(self, place):
+        self.place, self.server = place, FileServer(place)
+
+    def node(self, name, power, aim=None):
+        return FaultyNode(self.place, name, self.server, power=power, aim=aim)
+
+    def leave(self, node):
+        node.close()
+        shutil.rmtree(node.folder)
+        shutil.rmtree(self.place.folder / f"{node.name}.bus")
+
+    def count(self):
+        node = self.node("count", ())
+        live_as_well_as_can_be(node)
+        if not node.is_committed(Place.NEW):
+            raise AssertionError(f"without a fault it is not committed: {node.log_end()}")
+        calls = node.journal
+        self.leave(node)
+        return calls
+
+    def failing(self, error, which, number):
+        node = self.node(f"{error}{which}-{number}", ("--fail", error), (which, number))
+        try:
+            live_as_well_as_can_be(node)
+            finish(node)
+        finally:
+            self.leave(node)
+
+    def wrong_bytes(self):
+        """What is read back is not what was written: the bank is not marked, nothing activated."""
+        node = self.node("wrong-bytes", ("--corrupt", self.place.folder / "wrong-bytes/banks/b"))
+        node.boot().wait_until_ready()
+        end = node.live_until_end_of(node.offer())
+        state = node.boot_state()
+        if (state["active"], state["next"], state["b"]["whole"]) != ("a", "a", "0") or \
+                "OTA_SW_FLASH_WRITE_FAILED" not in node.words():
+            raise AssertionError(f"wrong bytes were taken: {end}, {state}, {node.words()}")
+        node.check()
+        node.stop()
+        node.power = None
+        finish(node)
+        self.leave(node)
+
+    def lying(self, what, number):
+        name = f"lying-{pathlib.Path(what).stem}-{number}"
+        node = self.node(name, ("--lie", self.place.folder / name / what), ("--cut", number))
+        try:
+            try:
+                live_as_well_as_can_be(node)
+            except PowerCut:
+                node.aim = None
+                finish(node)
+        finally:
+            self.leave(node)
+
+
+def at_once(name, jobs):
+    """Runs them, says how many came to their end; returns the failures."""
+    wrong = collections.OrderedDict()
+    began = time.monotonic()
+    with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
+        running = {pool.submit(job): label for label, job in jobs.items()}
+        for done in concurrent.futures.as_completed(running):
+            try:
+                done.result()
+            except (AssertionError, PowerCut, OSError, subprocess.SubprocessError) as error:
+                wrong[running[done]] = error
+    print(f"{name}: {len(jobs)} nodes, {len(jobs) - len(wrong)} stayed true and finished "
+          f"({time.monotonic() - began:.0f} s)", flush=True)
+    for label, error in wrong.items():
+        print(f"  {label}: {type(error).__name__}: {error}", flush=True)
+    return wrong
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--build", type=pathlib.Path, required=True)
+    parser.add_argument("--quick", action="store_true", help="a stride instead of every call")
+    options = parser.parse_args()
+    wrong = []
+    with SmallPlace(options.build.absolute()) as place:
+        faults = Faults(place)
+        calls = faults.count()
+        every = range(1, len(calls) + 1, STRIDE if options.quick else 1)
+        some = range(1, len(calls) + 1, STRIDE * (4 if options.quick else 1))
+        for error in ERRORS:
+            for which, numbers in (("--at", every), ("--from", some)):
+                wrong += at_once(f"{error} {which}", {
+                    f"{error} {which} {number} ({calls[number - 1]})":
+                        lambda error=error, which=which, number=number:
+                        faults.failing(error, which, number) for number in numbers})
+        wrong += at_once("wrong bytes", {"wrong bytes": faults.wrong_bytes})
+        for what in ("banks/b", "boot_state.ini"):
+            wrong += at_once(f"{what} lies about its sync", {
+                f"{what}, cut at {number} ({calls[number - 1]})":
+                    lambda what=what, number=number: faults.lying(what, number)
+                for number in every if number > len(calls) // 2})
+        print(f"{len(calls)} calls from the offer to the commit")
+    return 1 if wrong else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
