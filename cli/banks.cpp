@@ -28,7 +28,10 @@ std::string stateOf(const Bank &bank, const BankTrial &trial) {
     if (trial.failedTrials > 0) {
         return "failed its trial: " + trial.lastFailure;
     }
-    return bank.whole ? "good" : "-";
+    if (!bank.whole) {
+        return "-";
+    }
+    return bank.running ? "good" : "written";
 }
 
 void printBanksAsJson(const Node &node) {

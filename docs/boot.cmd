@@ -15,6 +15,7 @@ setenv ota_start 'booti ${kernel_addr_r} - ${fdt_addr_r}'
 
 # ---- The rest is the same on every board ----
 known=no
+unread=no
 if test "${BOOT_ORDER}" = "A B" || test "${BOOT_ORDER}" = "B A"; then
     known=yes
     # The last one, once more and not counted, is the bank on trial: attempts are for a bank to fall
@@ -76,23 +77,28 @@ if test "${BOOT_ORDER}" = "A B" || test "${BOOT_ORDER}" = "B A"; then
                 fi
             done
             echo "bank ${bank} is on trial and may not be tried again"
-        elif test "${whole}" = "yes" && run ota_load; then
-            # Nothing is written where the bank boots that booted before.
-            changed=no
-            if test -z "${ota_trial}" && test "${order}" != "${BOOT_ORDER}"; then
-                setenv BOOT_ORDER "${order}"
-                changed=yes
+        elif test "${whole}" = "yes"; then
+            if run ota_load; then
+                # Nothing is written where the bank boots that booted before. A bank that cannot be
+                # read just now may be the better one the next time: it stays the first.
+                changed=no
+                if test "${unread}" = "no" && test -z "${ota_trial}" && test "${order}" != "${BOOT_ORDER}"; then
+                    setenv BOOT_ORDER "${order}"
+                    changed=yes
+                fi
+                if test "${ota_active}" != "${bank}"; then
+                    setenv ota_active ${bank}
+                    changed=yes
+                fi
+                # The kernel is told which bank runs: this one boots, stored or not.
+                if test "${changed}" = "yes"; then
+                    saveenv
+                fi
+                run ota_start
+                echo "bank ${bank} did not boot"
+            else
+                unread=yes
             fi
-            if test "${ota_active}" != "${bank}"; then
-                setenv ota_active ${bank}
-                changed=yes
-            fi
-            # The kernel is told which bank runs: this one boots, stored or not.
-            if test "${changed}" = "yes"; then
-                saveenv
-            fi
-            run ota_start
-            echo "bank ${bank} did not boot"
         fi
     done
 fi

@@ -10,6 +10,7 @@
 #include "host/stage.h"
 #include "host/supervisor_link.h"
 #include "host/trial.h"
+#include "platform/nal/offer_hook.h"
 #include "platform/nal/open.h"
 
 #include <array>
@@ -26,6 +27,8 @@ namespace {
 
 constexpr int kWrongUse = 2;
 constexpr const char *kStartUp = "start-up";
+const OtaMatrixItem *offeredImage = nullptr; // the agent's own
+
 constexpr const char *kBridge = "br0"; // the interface whose address names the node
 
 bool isSocket(int descriptor) {
@@ -100,13 +103,15 @@ void sayWhatTheAgentWaitsFor(const AgentLibrary &agent) {
 void startAgent(const Channel &channel, const AgentLibrary &agent, bool commitCheck) {
     agent.initOTAlib();
     tellAddress(agent);
-    const bool commits = commitCheck && passesTrial(channel);
+    const TrialVerdict trial =
+        commitCheck ? proveTrial(channel, agent.socketPath()) : TrialVerdict::none;
     sayWhatTheAgentWaitsFor(agent);
     agent.main();
-    if (commitCheck) {
+    const bool passed = trial == TrialVerdict::passed && prepareCommit();
+    if (commitCheck && (passed || trial == TrialVerdict::none)) {
         agent.checkCommit();
     }
-    if (commits) {
+    if (passed) {
         commitTrial();
     }
 }
@@ -162,6 +167,8 @@ int runHost(int argc, char **argv) {
     }
     setSupervisor(&channel);
     followStages();
+    offeredImage = agent.state.swInfo;
+    nalAskOffered([]() -> const char * { return offeredImage->nxtMSVersion; });
     startAgent(channel, agent, options.commitCheck);
     sendDone(channel, doneMessage(agent, kStartUp), kStartUp);
     return serveEvents(channel, agent);

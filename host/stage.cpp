@@ -38,6 +38,9 @@ void onBanks(NalStage stage) {
     case NalStage::writing:
         enterStage(Stage::writing);
         break;
+    case NalStage::emptied:
+        tellSupervisor(newNote("banks"));
+        break;
     case NalStage::activating:
         enterStage(Stage::activating);
         break;

@@ -4,7 +4,6 @@
 
 #include "host/stage.h"
 #include "host/supervisor_link.h"
-#include "platform/nal/bank_device.h"
 #include "platform/nal/node.h"
 #include "platform/nal/trial.h"
 
@@ -12,6 +11,7 @@
 #include <cstdlib>
 #include <poll.h>
 #include <string>
+#include <unistd.h>
 
 namespace host {
 namespace {
@@ -68,34 +68,36 @@ bool readState(nal::BootState &state) {
     }
 }
 
-/*
- * True where this process was started between the end of a failed trial and the reboot. The old
- * bank is looked at, since a node that cannot leave its bank must not reboot for ever.
- */
-bool lostItsTrial(const nal::BootState &state, std::string &why) {
-    const nal::Bank old = nal::otherBank(state.active);
-    if (state.trial || state.next != old || !state.of(old).whole ||
-        nal::failedVersion(state, state.of(state.active).version) == nullptr) {
-        return false;
+// True where this process was started between the end of a failed trial and the reboot.
+bool lostItsTrial(const nal::BootState &state) {
+    return !state.trial && state.next != state.active &&
+           nal::failedVersion(state, state.of(state.active).version) != nullptr;
+}
+
+// A new version whose configuration manager never starts would stay on trial for ever.
+bool comesUp(const std::string &path, std::string &whatIsWrong) {
+    constexpr int kGlanceMs = 100;
+    constexpr int kMsPerSecond = 1000;
+    const int seconds = nal::node().config().healthLimitSeconds;
+    for (int waited = 0; access(path.c_str(), F_OK) != 0; waited += kGlanceMs) {
+        if (waited >= seconds * kMsPerSecond) {
+            whatIsWrong = path + ", which the configuration manager makes, was not there within " +
+                          std::to_string(seconds) + " s";
+            return false;
+        }
+        poll(nullptr, 0, kGlanceMs);
     }
-    std::string whatIsWrong;
-    if (nal::compareBank(state.of(old), nal::node().config().bankPath(old), whatIsWrong) !=
-        nal::BankBytes::recorded) {
-        complain(named(state, state.active) + " failed its trial and goes on: " + whatIsWrong);
-        return false;
-    }
-    why =
-        named(state, state.active) + " failed its trial, and " + named(state, old) + " boots next";
     return true;
 }
 
-bool isHealthy(const nal::BootState &state, const Channel &supervisor) {
+TrialVerdict judge(const nal::BootState &state, const Channel &supervisor,
+                   const std::string &agentWaitsFor) {
     enterStage(Stage::committing);
     tellTrial(state);
     std::string unhealthy;
-    if (nalCheckHealth(unhealthy)) {
+    if (nalIsHealthy() || (nalCheckHealth(unhealthy) && comesUp(agentWaitsFor, unhealthy))) {
         endStage();
-        return true;
+        return TrialVerdict::passed;
     }
     tellFailure(state, state.active, unhealthy);
     const std::string failed = named(state, state.active) + " failed its trial: " + unhealthy;
@@ -106,47 +108,73 @@ bool isHealthy(const nal::BootState &state, const Channel &supervisor) {
     // A node that runs is better than none.
     complain(failed + "; it goes on all the same, not marked good: " + cannotFallBack);
     endStage();
-    return false;
+    return TrialVerdict::unproven;
+}
+
+// A node whose boot loader does not follow the choice must not reboot for ever.
+TrialVerdict leaveOnceMore(const nal::BootState &state, const Channel &supervisor) {
+    const std::string lost = named(state, state.active) + " failed its trial";
+    std::string staysHere;
+    if (nalMayReboot(staysHere)) {
+        awaitReboot(supervisor, lost);
+    }
+    complain(lost + " and goes on: " + staysHere);
+    return TrialVerdict::unproven;
+}
+
+void tellNotCommitted(const std::string &whatIsWrong) {
+    nal::BootState state;
+    readState(state);
+    const Json note = noteOf("not-committed", state, state.active);
+    complain(named(state, state.active) + " was not marked good: " + whatIsWrong +
+             "; otactl commit tries again");
+    cJSON_AddStringToObject(note.get(), "reason", whatIsWrong.c_str());
+    tellSupervisor(note);
 }
 
 } // namespace
 
-bool passesTrial(const Channel &supervisor) {
+TrialVerdict proveTrial(const Channel &supervisor, const std::string &agentWaitsFor) {
     nal::BootState state;
     const bool known = readState(state);
     std::string what;
     switch (nalBeginTrial(what)) {
     case NalTrial::running:
         std::fprintf(stderr, "notice: ota-host: %s\n", what.c_str());
-        return isHealthy(state, supervisor);
+        return judge(state, supervisor, agentWaitsFor);
     case NalTrial::failed:
         complain(what);
         tellFailure(state, state.trial.value_or(nal::otherBank(state.active)), what);
-        return false;
+        return TrialVerdict::none;
     case NalTrial::none:
         if (!what.empty()) {
             complain(what);
         }
-        if (known && lostItsTrial(state, what)) {
-            awaitReboot(supervisor, what);
+        if (known && lostItsTrial(state)) {
+            return leaveOnceMore(state, supervisor);
         }
-        return false;
+        break;
     }
+    return TrialVerdict::none;
+}
+
+bool prepareCommit() {
+    std::string whatIsWrong;
+    if (nalPrepareCommit(whatIsWrong)) {
+        return true;
+    }
+    tellNotCommitted(whatIsWrong);
     return false;
 }
 
 void commitTrial() {
-    nal::BootState state;
     std::string whatIsWrong;
-    const bool done = nalCommit(whatIsWrong);
-    readState(state);
-    const Json note = noteOf(done ? "committed" : "not-committed", state, state.active);
-    if (!done) {
-        complain(named(state, state.active) + " was not marked good: " + whatIsWrong +
-                 "; otactl commit tries again");
-        cJSON_AddStringToObject(note.get(), "reason", whatIsWrong.c_str());
+    if (!nalCommit(whatIsWrong)) {
+        return tellNotCommitted(whatIsWrong);
     }
-    tellSupervisor(note);
+    nal::BootState state;
+    readState(state);
+    tellSupervisor(noteOf("committed", state, state.active));
 }
 
 } // namespace host

@@ -5,15 +5,29 @@
 
 #include "host/channel.h"
 
+#include <string>
+
 namespace host {
 
+enum class TrialVerdict {
+    none,    // the running bank is not on trial: the commit check is due as ever
+    passed,  // it is on trial and healthy: prepareCommit, the commit check, commitTrial are due
+    unproven // it goes on without having passed: the agent must not report a commit
+};
+
 /*
- * At the first start after a boot, before the agent starts. Tells the supervisor what it finds and
- * waits for the health command. True: the running bank is on trial and passed so far, so that
- * commitTrial is due behind the agent's commit check. Where the trial failed and the old bank boots
- * next it does not return: a reboot is asked for, and the agent must not report a commit before it.
+ * At the first start after a boot, before the agent starts. Tells the supervisor what it finds,
+ * waits for the health command and, as long again, for the file that the agent's start waits for
+ * without an end. Where the trial failed and the old bank boots next it does not return: a reboot
+ * is asked for.
  */
-bool passesTrial(const Channel &supervisor);
+TrialVerdict proveTrial(const Channel &supervisor, const std::string &agentWaitsFor);
+
+/*
+ * Keeps that the running bank passed, before a commit is reported. False: it is told, and no commit
+ * must be reported; the agent's mark stays for the next start.
+ */
+bool prepareCommit();
 
 /* Marks the running bank good. Where that fails the node goes on, and it is told. */
 void commitTrial();

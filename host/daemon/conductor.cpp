@@ -170,6 +170,9 @@ void Conductor::tellOutcomeOfBoot(const TakeUp &plan) {
     if (plan.awaitCommitWord && word) {
         const std::string why = plan.trialFailure.empty() ? "" : "; " + plan.trialFailure;
         finish(*plan.decided, *word, "the commit check says " + witness_.lastWord + why);
+    } else if (plan.withoutWord == host::Outcome::activated && !trial_.reason.empty()) {
+        // It runs but did not pass: the agent was not asked to report a commit.
+        finish(*plan.decided, host::Outcome::commitFailed, trial_.reason);
     } else {
         finish(*plan.decided, plan.withoutWord, plan.withoutWordReason);
     }

@@ -76,6 +76,7 @@ class Conductor {
     void hostDone(const cJSON &message);
     void hostKnowsNode(const std::string &mac);
     void hostStage(const std::string &stage);
+    void hostChangedBanks() { lookAtBanks(); }
     void hostWaitsFor(const std::string &path);
     /* Of the trial of the running bank, or of the one before it. */
     void hostTellsTrial(const std::string &note, const cJSON &message);

@@ -32,6 +32,8 @@ void HostCalls::takeNote(const std::string &note, const cJSON &message) {
         conductor_.hostStage(host::textOf(&message, "stage"));
     } else if (note == "node") {
         conductor_.hostKnowsNode(host::textOf(&message, "mac"));
+    } else if (note == "banks") {
+        conductor_.hostChangedBanks();
     } else if (note == "waits-for") {
         conductor_.hostWaitsFor(host::textOf(&message, "path"));
     } else if (note == "trial" || note == "trial-failed" || note == "committed" ||

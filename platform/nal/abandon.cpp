@@ -27,7 +27,10 @@ bool keepRunningBank(std::string &whatIsWrong) {
     if (!readBootState(node().config().bootState, state, whatIsWrong)) {
         return false;
     }
-    return state.next == state.active || takeChoiceBack(state, whatIsWrong);
+    // A running version that failed its trial is left for the old one: that is no choice of the
+    // upgrade that was cancelled.
+    const bool leavesItself = failedVersion(state, state.of(state.active).version) != nullptr;
+    return state.next == state.active || leavesItself || takeChoiceBack(state, whatIsWrong);
 }
 
 // The images keep their names; only what begins like one is touched.
@@ -75,6 +78,11 @@ bool nalAbandon(std::string &whatIsWrong) {
     note(nal::listImages(config.tmpDirectory, paths, alsoWrong));
     for (const std::string &path : paths) {
         note(nal::remove(path, alsoWrong));
+    }
+    // A mark that a power cut brought back would have the old bank report a failed commit.
+    if (!nal::syncDirectoryOf(paths.front())) {
+        alsoWrong = nal::systemReason(config.logsDirectory + ": cannot be synced");
+        note(false);
     }
     return whole;
 }

@@ -4,6 +4,7 @@
 
 #include "platform/nal.h"
 #include "platform/nal/bank_device.h"
+#include "platform/nal/image_check.h"
 #include "platform/nal/node.h"
 #include "platform/nal/stage.h"
 
@@ -30,6 +31,7 @@ BankBytes compareAndRecord(BootState &state, Bank bank, std::string &whatIsWrong
 bool choose(BootState &state, Bank bank, std::string &whatIsWrong) {
     state.next = bank;
     state.trial = bank;
+    state.healthy = false;
     state.attemptsOf(bank) = node().config().trialAttempts;
     if (store(state, whatIsWrong)) {
         return true;
@@ -42,8 +44,15 @@ bool choose(BootState &state, Bank bank, std::string &whatIsWrong) {
     return false;
 }
 
+// The agent may activate whatever the bank holds; what may not be written may not boot either.
 bool isRefusedVersion(const BootState &state, Bank bank, std::string &whatIsWrong) {
     const std::string &version = state.of(bank).version;
+    if (isUnderTheLowest(version, node().config())) {
+        whatIsWrong = std::string("bank ") + bankName(bank) + " holds " + version +
+                      ", the lowest that this node takes is " + node().config().lowestVersion +
+                      "; offer a newer one, or change lowest_version in [service]";
+        return true;
+    }
     if (!isRefused(state, version, node().config().refuseAfterTrials)) {
         return false;
     }
@@ -66,11 +75,12 @@ bool activatePassive(std::string &whatIsWrong) {
     if (isOnTrialItself(state, whatIsWrong) || isRefusedVersion(state, passive, whatIsWrong)) {
         return false;
     }
-    const bool stands =
-        state.next == passive && state.isOnTrial(passive) && !node().activationHalfWay;
+    const bool stands = state.next == passive && state.isOnTrial(passive) &&
+                        state.attemptsOf(passive) > 0 && !node().activationHalfWay;
     node().activationHalfWay = true;
     const BankBytes bytes = compareAndRecord(state, passive, whatIsWrong);
-    if (bytes == BankBytes::different) {
+    // What is reported as failed must not boot.
+    if (bytes != BankBytes::recorded) {
         std::string notStored;
         if (!takeChoiceBack(state, notStored)) {
             whatIsWrong += "; " + notStored;
@@ -102,7 +112,7 @@ bool fallBack(std::string &whatIsWrong) {
 } // namespace
 
 bool isOnTrialItself(const BootState &state, std::string &whatIsWrong) {
-    if (!state.isOnTrial(state.active)) {
+    if (!state.isOnTrial(state.active) || !state.of(otherBank(state.active)).whole) {
         return false;
     }
     whatIsWrong = std::string("bank ") + bankName(state.active) +
@@ -113,7 +123,7 @@ bool isOnTrialItself(const BootState &state, std::string &whatIsWrong) {
 
 bool takeChoiceBack(BootState &state, std::string &whatIsWrong) {
     if (!state.isOnTrial(state.active)) {
-        state.trial.reset();
+        state.endTrial();
     }
     state.next = state.active;
     if (!store(state, whatIsWrong)) {

@@ -9,7 +9,7 @@
 
 namespace nal {
 
-/* True where the running bank must still prove itself: the other one is not to be touched then. */
+/* True where the running bank must still prove itself: what it would fall back to stays then. */
 bool isOnTrialItself(const BootState &state, std::string &whatIsWrong);
 
 /* The running bank boots next, and `state` is stored so. False: whatIsWrong is one line. */

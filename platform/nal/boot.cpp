@@ -5,6 +5,8 @@
 #include "platform/nal/bank_device.h"
 #include "platform/nal/file_io.h"
 
+#include <unistd.h>
+
 namespace nal {
 namespace {
 
@@ -15,13 +17,19 @@ class PowerOn {
 
     bool boot(std::string &whatIsWrong) {
         for (const Bank bank : {state_.next, otherBank(state_.next)}) {
-            if (state_.isOnTrial(bank) ? tryTrial(bank) : tryBank(bank)) {
-                return keep(bank, whatIsWrong);
+            if ((state_.isOnTrial(bank) ? tryTrial(bank) : tryBank(bank)) && keep(bank)) {
+                return true;
             }
         }
         // Attempts are for a bank to fall back from: without one, a whole bank is all there is.
-        if (state_.trial && comesUp(*state_.trial)) {
-            return keep(*state_.trial, whatIsWrong);
+        if (state_.trial && comesUp(*state_.trial) && keep(*state_.trial)) {
+            return true;
+        }
+        // What the state names already needs no storing to be true.
+        if (cannotStore_ && comesUp(stored_.active)) {
+            state_ = stored_;
+            tellKernel(state_.active);
+            return true;
         }
         whatIsWrong = "no bank can boot";
         for (const std::string &line : passedOver_) {
@@ -44,6 +52,7 @@ class PowerOn {
             if (bytes == BankBytes::recorded) {
                 return true;
             }
+            sawUnreadable_ = sawUnreadable_ || bytes == BankBytes::unreadable;
             if (bytes == BankBytes::different && !state_.isOnTrial(bank)) {
                 state_.of(bank) = BankRecord{};
             }
@@ -78,15 +87,18 @@ class PowerOn {
             return false;
         }
         state_.active = bank;
-        if (!state_.trial) {
+        // A bank that cannot be read just now may be the better one the next time.
+        if (!state_.trial && !sawUnreadable_) {
             state_.next = bank;
         }
         return true;
     }
 
-    bool keep(Bank bank, std::string &whatIsWrong) {
+    // False where the system would boot from another bank than the state, or the kernel, says.
+    bool keep(Bank bank) {
         state_.active = bank;
         const bool toldToKernel = tellKernel(bank);
+        std::string whatIsWrong;
         if (store(whatIsWrong)) {
             return true;
         }
@@ -94,14 +106,20 @@ class PowerOn {
         return toldToKernel || stored_.active == bank;
     }
 
-    // What runs must be known to the system that boots, whatever became of the state.
-    bool tellKernel(Bank bank) const {
+    // What runs must be known to the system that boots, whatever became of the state; an old word
+    // would be believed.
+    bool tellKernel(Bank bank) {
         if (way_.commandLine.empty()) {
             return false;
         }
         std::string whatIsWrong;
-        return replaceFile(way_.commandLine, std::string("ota.bank=") + bankName(bank) + "\n",
-                           whatIsWrong) != Replaced::no;
+        if (replaceFile(way_.commandLine, std::string("ota.bank=") + bankName(bank) + "\n",
+                        whatIsWrong) != Replaced::no) {
+            return true;
+        }
+        unlink(way_.commandLine.c_str());
+        passedOver_.push_back("the kernel is not told which bank runs: " + whatIsWrong);
+        return false;
     }
 
     bool store(std::string &whatIsWrong) {
@@ -111,17 +129,23 @@ class PowerOn {
             state_.attemptsLeft == stored_.attemptsLeft) {
             return true;
         }
-        if (!writeBootState(way_.state, state_, whatIsWrong)) {
-            return false;
+        if (writeBootState(way_.state, state_, whatIsWrong)) {
+            stored_ = state_;
+            return true;
         }
-        stored_ = state_;
-        return true;
+        // One copy may have been stored before the other one failed.
+        cannotStore_ = true;
+        std::string unreadable;
+        readBootState(way_.state, stored_, unreadable);
+        return false;
     }
 
     const BootWay &way_;
     BootState &state_;
     BootState stored_;
     std::vector<std::string> &passedOver_;
+    bool sawUnreadable_ = false;
+    bool cannotStore_ = false;
 };
 
 } // namespace

@@ -24,7 +24,7 @@ struct BootWay {
  * counted, and where it comes up as recorded nothing is written. Wrong bytes in a bank that is not
  * on trial take its record away; what became of a trial is for the node to settle.
  * Where the state cannot be stored, a bank on trial is passed over, and another bank than the
- * recorded one boots only with a commandLine to say so.
+ * recorded one boots only with a commandLine to say so: else the recorded one does.
  * True: state.active is the bank that booted; passedOver has a line for each attempt and bank that
  * did not come up and for each damage that was met. False: whatIsWrong is one line.
  */

@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::size_t kMaxFwEnvConfig = 16 * 1024;
 constexpr std::size_t kChecksum = 4;
-constexpr std::size_t kCounter = 1; // only where there are two copies
+constexpr std::size_t kHead = kChecksum + 1; // and the counter
 
 struct CopyBytes {
     bool whole = false;
@@ -38,10 +38,10 @@ std::optional<BootCopy> copyOfLine(const std::string &line) {
                     std::strtoull(size.c_str(), nullptr, 16)};
 }
 
-std::optional<CopyBytes> readCopy(const BootCopy &copy, std::size_t head) {
+std::optional<CopyBytes> readCopy(const BootCopy &copy) {
     const UniqueFd file(open(copy.path.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat status {};
-    if (!file || fstat(file.get(), &status) != 0 || S_ISCHR(status.st_mode) || copy.size <= head) {
+    if (!file || fstat(file.get(), &status) != 0 || S_ISCHR(status.st_mode) || copy.size <= kHead) {
         return std::nullopt;
     }
     CopyBytes bytes;
@@ -53,7 +53,7 @@ std::optional<CopyBytes> readCopy(const BootCopy &copy, std::size_t head) {
     std::uint32_t stored = 0;
     std::memcpy(&stored, raw.data(), kChecksum);
     bytes.counter = static_cast<unsigned char>(raw[kChecksum]);
-    bytes.data = raw.substr(head);
+    bytes.data = raw.substr(kHead);
     const auto sum = crc32(0, reinterpret_cast<const Bytef *>(bytes.data.data()),
                            static_cast<uInt>(bytes.data.size()));
     bytes.whole = sum == stored;
@@ -89,19 +89,18 @@ bool bootCopies(const BootPlace &place, std::vector<BootCopy> &copies, std::stri
             copies.push_back(std::move(*copy));
         }
     }
-    if (copies.empty()) {
-        whatIsWrong = place.fwEnvConfig + ": names no device: expected lines of device, offset "
-                                          "and size";
+    if (copies.size() < 2) {
+        whatIsWrong = place.fwEnvConfig + ": names " + std::to_string(copies.size()) +
+                      " devices: expected two lines of device, offset and size, one for each copy";
     }
-    return !copies.empty();
+    return copies.size() == 2;
 }
 
 BootFindings lookAtCopies(const std::vector<BootCopy> &copies) {
     BootFindings findings;
-    const std::size_t head = kChecksum + (copies.size() > 1 ? kCounter : 0);
     std::vector<CopyBytes> whole;
     for (const BootCopy &copy : copies) {
-        auto bytes = readCopy(copy, head);
+        auto bytes = readCopy(copy);
         if (bytes && bytes->whole) {
             whole.push_back(std::move(*bytes));
         } else if (bytes) {

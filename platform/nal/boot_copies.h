@@ -19,7 +19,7 @@ struct BootCopy {
     std::size_t size = 0; // bytes, checksum and counter included
 };
 
-/* One copy or two. False: whatIsWrong is one line. */
+/* Both copies. False: whatIsWrong is one line. */
 bool bootCopies(const BootPlace &place, std::vector<BootCopy> &copies, std::string &whatIsWrong);
 
 /* Looks at the bytes of each copy; character devices are left to the library that knows them. */

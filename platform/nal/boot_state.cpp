@@ -60,7 +60,8 @@ Bank bankToBoot(const BootState &state) {
     if (state.of(next).whole && !usedUp) {
         return next;
     }
-    return state.active != next ? state.active : otherBank(next);
+    const Bank other = state.active != next ? state.active : otherBank(next);
+    return usedUp && !state.of(other).whole ? next : other; // attempts are to fall back from
 }
 
 const FailedVersion *failedVersion(const BootState &state, std::string_view version) {

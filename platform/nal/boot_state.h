@@ -50,6 +50,7 @@ struct BootState {
     Bank active = Bank::a;     // the running bank
     Bank next = Bank::a;       // the bank that was chosen to boot next
     std::optional<Bank> trial; // the bank that must still prove itself
+    bool healthy = false;      // it did, and only the commit is missing
     std::array<int, 2> attemptsLeft{kTrialAttempts, kTrialAttempts};
     std::array<BankRecord, 2> banks;
     std::vector<FailedVersion> failed; // the newest last
@@ -59,6 +60,10 @@ struct BootState {
     int &attemptsOf(Bank bank) { return attemptsLeft.at(static_cast<std::size_t>(bank)); }
     int attemptsOf(Bank bank) const { return attemptsLeft.at(static_cast<std::size_t>(bank)); }
     bool isOnTrial(Bank bank) const { return trial == bank; }
+    void endTrial() {
+        trial.reset();
+        healthy = false;
+    }
 };
 
 /* The bank that boots by its record: the chosen one, or the running one where that is not fit. */

@@ -17,6 +17,7 @@ constexpr int kMostTrials = 99;
 constexpr const char *kOrder = "BOOT_ORDER";
 constexpr const char *kActive = "ota_active";
 constexpr const char *kTrial = "ota_trial";
+constexpr const char *kHealthy = "ota_healthy";
 constexpr const char *kFailed = "ota_failed";
 
 const char *slotName(Bank bank) { return bank == Bank::a ? "A" : "B"; }
@@ -72,6 +73,7 @@ class Reader {
         state.next = order();
         state.active = bank(kActive, false).value_or(Bank::a);
         state.trial = bank(kTrial, true);
+        state.healthy = state.trial && text(kHealthy) == "1";
         for (const Bank which : {Bank::a, Bank::b}) {
             attempts(which, state.attemptsOf(which));
             state.of(which) = record(which);
@@ -164,6 +166,7 @@ BootVariables formatBootState(const BootState &state) {
     variables[kOrder] = std::string(slotName(state.next)) + " " + slotName(otherBank(state.next));
     variables[kActive] = bankName(state.active);
     variables[kTrial] = state.trial ? bankName(*state.trial) : "";
+    variables[kHealthy] = state.trial && state.healthy ? "1" : "";
     variables[kFailed] = formatFailed(state.failed);
     for (const Bank bank : {Bank::a, Bank::b}) {
         const BankRecord &record = state.of(bank);

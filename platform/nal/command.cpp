@@ -6,10 +6,9 @@
 
 #include <cerrno>
 #include <csignal>
+#include <ctime>
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,6 +16,7 @@ namespace nal {
 namespace {
 
 constexpr int kCannotRun = 127;
+constexpr timespec kGlance = {0, 20'000'000};
 
 [[noreturn]] void becomeCommand(const std::string &command) {
     setpgid(0, 0);
@@ -37,22 +37,18 @@ constexpr int kCannotRun = 127;
     _exit(kCannotRun);
 }
 
-// False where the limit came first.
-bool endsWithin(pid_t child, std::chrono::seconds limit) {
-    const UniqueFd process(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
-    using Clock = std::chrono::steady_clock;
-    const auto end = Clock::now() + limit;
+// False where the limit came first; else `status` is the child's, which is waited for.
+bool endsWithin(pid_t child, std::chrono::seconds limit, int &status) {
+    const auto end = std::chrono::steady_clock::now() + limit;
     for (;;) {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
-        pollfd entry{process.get(), POLLIN, 0};
-        const int ready = poll(&entry, 1, left > 0 ? static_cast<int>(left) : 0);
-        if (ready > 0) {
+        const bool late = std::chrono::steady_clock::now() >= end;
+        if (waitpid(child, &status, WNOHANG) == child) {
             return true;
         }
-        if (left <= 0 || (ready < 0 && errno != EINTR)) {
+        if (late) {
             return false;
         }
+        nanosleep(&kGlance, nullptr);
     }
 }
 
@@ -76,10 +72,10 @@ bool runCommand(const std::string &what, const std::string &command, std::chrono
         becomeCommand(command);
     }
     setpgid(child, child); // whoever of the two comes first
-    const bool ended = endsWithin(child, limit);
-    kill(-child, SIGKILL);
     int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    const bool ended = endsWithin(child, limit, status);
+    kill(-child, SIGKILL); // also what it left behind
+    while (!ended && waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
     if (!ended) {
         whatIsWrong =

@@ -91,6 +91,12 @@ class Reading {
                      place.file.empty() ? "is missing: expected it, or fw_env_config"
                                         : "stands beside fw_env_config: expected one of the two");
         }
+        // A boot loader that fell back and could not save it would be taken at its old word.
+        if (!place.fwEnvConfig.empty() && place.kernelCommandLine.empty()) {
+            complain("banks", "kernel_command_line",
+                     "is missing beside fw_env_config: expected /proc/cmdline, where the boot "
+                     "loader says ota.bank=a or b");
+        }
     }
 
     void checkSignature() {

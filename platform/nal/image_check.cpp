@@ -24,18 +24,23 @@ ImageTrust trustOf(const Config &config) {
     return {config.signatureRequired, config.signerAuthority};
 }
 
+bool isUnderTheLowest(const std::string &version, const Config &config) {
+    return !config.lowestVersion.empty() && compareVersions(version, config.lowestVersion) < 0;
+}
+
 bool imageIsForThisNode(const std::string &imagePath, const ImageManifest &manifest,
-                        const Config &config, const BootState &state, std::string &whatIsWrong) {
+                        const std::string &offered, const Config &config, const BootState &state,
+                        std::string &whatIsWrong) {
     const std::string image = imagePath + ": the image is ";
     const std::string ofVersion = image + "of version " + manifest.version;
     if (manifest.model != config.model) {
         whatIsWrong = image + "for model " + manifest.model + ", this node is a " + config.model +
                       "; offer an image for this model";
-    } else if (fileNameContradicts(imagePath, manifest.version)) {
+    } else if (fileNameContradicts(imagePath, manifest.version) ||
+               (!offered.empty() && offered != manifest.version)) {
         whatIsWrong = ofVersion + ", which is not the one that was offered; offer the version that "
                                   "the image holds";
-    } else if (!config.lowestVersion.empty() &&
-               compareVersions(manifest.version, config.lowestVersion) < 0) {
+    } else if (isUnderTheLowest(manifest.version, config)) {
         whatIsWrong = ofVersion + ", the lowest that this node takes is " + config.lowestVersion +
                       "; offer a newer one, or change lowest_version in [service]";
     } else if (isRefused(state, manifest.version, config.refuseAfterTrials)) {

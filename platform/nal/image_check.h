@@ -16,11 +16,16 @@ ImageTrust trustOf(const Config &config);
 
 /*
  * Looks at model, version and file name only. False, with one line naming imagePath: the image is
- * for another model, of another version than the file was named after, of one under the lowest that
- * the node takes, or of one that failed its trial too often.
+ * for another model, of another version than the one offered or the file was named after, of one
+ * under the lowest that the node takes, or of one that failed its trial too often. offered: empty
+ * where nobody knows.
  */
 bool imageIsForThisNode(const std::string &imagePath, const ImageManifest &manifest,
-                        const Config &config, const BootState &state, std::string &whatIsWrong);
+                        const std::string &offered, const Config &config, const BootState &state,
+                        std::string &whatIsWrong);
+
+/* True for a version under [service] lowest_version. */
+bool isUnderTheLowest(const std::string &version, const Config &config);
 
 } // namespace nal
 

@@ -7,6 +7,7 @@
 #include "platform/nal/image_check.h"
 #include "platform/nal/image_manifest.h"
 #include "platform/nal/node.h"
+#include "platform/nal/offered.h"
 #include "platform/nal/stage.h"
 
 #include <chrono>
@@ -92,10 +93,13 @@ bool installImage(const ImageFile &image, BootState &state, std::string &whatIsW
     }
     state.of(passive) = BankRecord{};
     state.next = state.active; // an old choice of a broken bank must not wait for this image
-    state.trial.reset();
+    if (state.trial == passive) {
+        state.endTrial();
+    }
     if (!writeBootState(config.bootState, state, whatIsWrong)) {
         return false;
     }
+    tellStage(NalStage::emptied);
     BankRecord written{true, image.manifest.version, image.size, ""};
     CopyTimes times;
     forgetReadBack();
@@ -122,8 +126,8 @@ int nal_writePassiveImage(const char *imagePath) {
     nal::tellStage(NalStage::writing);
     if (nal::openImage(imagePath, image, whatIsWrong) &&
         nal::readBootState(nal::node().config().bootState, state, whatIsWrong) &&
-        nal::imageIsForThisNode(image.path, image.manifest, nal::node().config(), state,
-                                whatIsWrong) &&
+        nal::imageIsForThisNode(image.path, image.manifest, nal::offeredVersion(),
+                                nal::node().config(), state, whatIsWrong) &&
         nal::mayBeWritten(state, whatIsWrong) && nal::installImage(image, state, whatIsWrong)) {
         return 0;
     }

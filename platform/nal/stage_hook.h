@@ -5,6 +5,7 @@
 
 enum class NalStage {
     writing,    // an image is about to be written to the passive bank
+    emptied,    // the passive bank is marked as not whole: its first byte is about to change
     activating, // the passive bank is about to be chosen
     activated   // the choice is stored: the agent reboots now
 };

@@ -33,10 +33,20 @@ bool settleFailure(BootState &state, Bank bank, TrialFailure failure, std::strin
                                             alreadyKnown) == BankBytes::different) {
         state.of(bank) = BankRecord{};
     }
-    state.trial.reset();
-    state.attemptsOf(bank) = 0;
+    state.endTrial();
     state.next = otherBank(bank);
     return writeBootState(node().config().bootState, state, whatIsWrong);
+}
+
+// A boot loader may look at no checksum: what it is sent to must be there.
+bool canFallBack(const BootState &state, std::string &whatIsWrong) {
+    const Bank old = otherBank(state.active);
+    if (!state.of(old).whole) {
+        whatIsWrong = named(state, old) + " holds no whole image to fall back to";
+        return false;
+    }
+    return compareBank(state.of(old), node().config().bankPath(old), whatIsWrong) ==
+           BankBytes::recorded;
 }
 
 } // namespace
@@ -53,10 +63,20 @@ NalTrial nalBeginTrial(std::string &what) {
         return NalTrial::running;
     }
     const nal::Bank bank = *state.trial;
-    what = nal::named(state, bank) + " failed its trial: it used up its boot attempts, " +
-           nal::named(state, state.active) + " runs again";
+    const int left = state.attemptsOf(bank);
     std::string notStored;
-    if (!nal::settleFailure(state, bank, nal::TrialFailure::boot, notStored)) {
+    bool stored = false;
+    if (left == 0) {
+        what = nal::named(state, bank) + " failed its trial: it used up its boot attempts, ";
+        stored = nal::settleFailure(state, bank, nal::TrialFailure::boot, notStored);
+    } else {
+        // That says nothing about the version: an attempt that could not be counted is not made.
+        what = nal::named(state, bank) + " was passed over by the boot loader with " +
+               std::to_string(left) + " boot attempts left, ";
+        stored = nal::takeChoiceBack(state, notStored);
+    }
+    what += nal::named(state, state.active) + " runs again";
+    if (!stored) {
         what += "; this could not be stored: " + notStored;
     }
     return NalTrial::failed;
@@ -78,12 +98,47 @@ bool nalFailTrial(std::string &whatIsWrong) {
         whatIsWrong = nal::named(state, state.active) + " runs and is not on trial";
         return false;
     }
-    const nal::Bank old = nal::otherBank(state.active);
-    if (!state.of(old).whole) {
-        whatIsWrong = nal::named(state, old) + " holds no whole image to fall back to";
+    if (!nal::canFallBack(state, whatIsWrong)) {
         return false;
     }
+    state.attemptsOf(state.active) = nal::node().config().trialAttempts; // for nalMayReboot
     return nal::settleFailure(state, state.active, nal::TrialFailure::health, whatIsWrong);
+}
+
+bool nalMayReboot(std::string &whatIsWrong) {
+    nal::BootState state;
+    if (!nal::read(state, whatIsWrong)) {
+        return false;
+    }
+    if (!nal::canFallBack(state, whatIsWrong)) {
+        return false;
+    }
+    if (state.attemptsOf(state.active) == 0) {
+        whatIsWrong = "the boot loader does not take " +
+                      nal::named(state, nal::otherBank(state.active)) + ", which was chosen";
+        return false;
+    }
+    --state.attemptsOf(state.active);
+    return nal::writeBootState(nal::node().config().bootState, state, whatIsWrong);
+}
+
+bool nalIsHealthy() {
+    nal::BootState state;
+    std::string whatIsWrong;
+    return nal::read(state, whatIsWrong) && state.isOnTrial(state.active) && state.healthy;
+}
+
+bool nalPrepareCommit(std::string &whatIsWrong) {
+    nal::BootState state;
+    if (!nal::read(state, whatIsWrong)) {
+        return false;
+    }
+    if (!state.isOnTrial(state.active)) {
+        return true;
+    }
+    state.healthy = true;
+    state.attemptsOf(state.active) = nal::node().config().trialAttempts;
+    return nal::writeBootState(nal::node().config().bootState, state, whatIsWrong);
 }
 
 bool nalCommit(std::string &whatIsWrong) {
@@ -94,7 +149,8 @@ bool nalCommit(std::string &whatIsWrong) {
     if (!state.isOnTrial(state.active)) {
         return true;
     }
-    state.trial.reset();
+    state.endTrial();
+    nal::forgetFailure(state, state.of(state.active).version); // of an earlier trial
     state.next = state.active;
     state.attemptsOf(state.active) = nal::node().config().trialAttempts;
     return nal::writeBootState(nal::node().config().bootState, state, whatIsWrong);

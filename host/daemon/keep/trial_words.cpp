@@ -101,7 +101,12 @@ void addBanks(const NodeStatus &status, const ExplainFacts &facts,
     if (others == nullptr) {
         return;
     }
-    if (others->trial) {
+    if (others->trial && others->attempts == 0) {
+        sentences.emplace_back("trial", capital(namedBank(*running)) + " runs, since " +
+                                            namedBank(*other) +
+                                            " used up its boot attempts; its trial is being "
+                                            "settled.");
+    } else if (others->trial) {
         sentences.emplace_back("trial", capital(namedBank(*other)) +
                                             " is activated and has not booted yet: the next boot "
                                             "puts it on trial, with " +
@@ -157,7 +162,9 @@ std::string whyNothingToCommit(const NodeStatus &status) {
     }
     if (isOnTrial(status, other)) {
         return namedBank(*running) + " runs; " + namedBank(*other) +
-               " is on trial and has not booted yet";
+               (trialOf(status, other->name)->attempts == 0
+                    ? " used up its boot attempts"
+                    : " is on trial and has not booted yet");
     }
     const FailedTrial *failed = failedTrial(status, running->version);
     if (failed != nullptr && !running->next) {

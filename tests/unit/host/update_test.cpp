@@ -154,8 +154,8 @@ TEST_F(Update, TellsEveryStageOfAnUpdateUntilItsCommit) {
         askedTooEarly = std::filesystem::exists(in("reboot"));
     };
     send(offer(1, md5Of(image_)));
-    EXPECT_EQ(story(), (Words{"downloading", "verifying", "writing", "activating", "rebooting",
-                              "OTA_SW_ACTIVATION_COMPLETE", "idle"}))
+    EXPECT_EQ(story(), (Words{"downloading", "verifying", "writing", "banks", "activating",
+                              "rebooting", "OTA_SW_ACTIVATION_COMPLETE", "idle"}))
         << errors();
     EXPECT_FALSE(askedTooEarly) << "the report comes before the reboot";
     EXPECT_TRUE(std::filesystem::exists(in("reboot")));
@@ -191,7 +191,8 @@ TEST_F(Update, AsksForTheNextAttemptAtOnceWhereTheDeskHurries) {
 TEST_F(Update, GoesOnInANewProcessWithTheMemoryOfTheOldOne) {
     startAgent();
     send(offer(0, md5Of(image_)));
-    EXPECT_EQ(story(), (Words{"downloading", "verifying", "writing", "rebootTimer", "idle"}))
+    EXPECT_EQ(story(),
+              (Words{"downloading", "verifying", "writing", "banks", "rebootTimer", "idle"}))
         << errors();
     send(R"({"event":"activation-time","record":"{\"model\":\"M\",\"actTime\":\"04:05\"}"})");
     EXPECT_EQ(story(), (Words{"rebootTimer", "rebootTimer"}));

@@ -32,6 +32,18 @@ TEST_F(Activation, ChoosesTheWrittenBank) {
     EXPECT_STREQ(version, "1.0.0");
 }
 
+TEST_F(Activation, IsRefusedForAVersionUnderTheLowest) {
+    open();
+    installPassive("2.0.0");
+    writeText(configPath_, configWith("", "") + "[service]\nlowest_version = 2.0.1\n");
+    open();
+    EXPECT_EQ(activate(), 0);
+    EXPECT_NE(errors_.find("bank b holds 2.0.0, the lowest that this node takes is 2.0.1"),
+              std::string::npos)
+        << errors_;
+    EXPECT_EQ(bootState().next, nal::Bank::a);
+}
+
 TEST_F(Activation, IsRefusedWhereTheBankHoldsNoWholeImage) {
     open();
     EXPECT_EQ(activate(), 0);
@@ -144,7 +156,7 @@ TEST_F(Activation, AgainOfAChosenBankThatCannotBeReadIsRefusedAndTheFallBackKeep
     ASSERT_NE(activate(), 0);
     std::filesystem::rename(in("bank_b"), in("away"));
     EXPECT_EQ(activate(), 0);
-    EXPECT_EQ(bootState().next, nal::Bank::b) << "nothing is known against the choice";
+    EXPECT_EQ(bootState().next, nal::Bank::a) << "what is reported as failed does not boot";
     EXPECT_EQ(nal_fallBackToActiveImage(), 0);
     EXPECT_EQ(bootState().next, nal::Bank::a);
     EXPECT_TRUE(bootState().of(nal::Bank::b).whole);

@@ -135,16 +135,54 @@ TEST_F(Boot, OfAnotherBankThanRecordedThatCannotBeStoredNeedsTheKernelToBeTold) 
     expectBooted(nal::Bank::b);
     commit();
     damagePassive();
-    faults::failFrom(faults::Call::fileSync, 1, EIO);
+    faults::failFrom(faults::Call::write, 1, EIO);
     nal::BootState state;
-    EXPECT_FALSE(boot(state));
-    EXPECT_NE(bootComplaint_.find("the boot state cannot be synced"), std::string::npos);
+    EXPECT_FALSE(boot(state)) << "bank b is damaged, and bank a would be taken for it";
+    EXPECT_NE(bootComplaint_.find("the boot state cannot be written"), std::string::npos)
+        << bootComplaint_;
     faults::clear();
     commandLine_ = in("cmdline");
     faults::failOnce(faults::Call::fileSync, 2, EIO); // the first is the command line's
     ASSERT_TRUE(boot(state)) << bootComplaint_;
     EXPECT_EQ(state.active, nal::Bank::a);
     EXPECT_EQ(readText(commandLine_), "ota.bank=a\n");
+}
+
+TEST_F(Boot, GoesByTheCopyThatWasStoredWhereTheOtherOneCouldNotBe) {
+    faults::failFrom(faults::Call::write, 2, EIO);
+    nal::BootState state;
+    ASSERT_TRUE(boot(state)) << bootComplaint_;
+    faults::clear();
+    EXPECT_EQ(bootState().active, state.active) << "what runs is what the node will believe";
+}
+
+TEST_F(Boot, TakesTheRecordedBankWhereNothingCanBeStored) {
+    expectBooted(nal::Bank::b);
+    faults::failFrom(faults::Call::write, 1, EROFS);
+    nal::BootState state;
+    ASSERT_TRUE(boot(state)) << bootComplaint_;
+    faults::clear();
+    EXPECT_EQ(state.active, nal::Bank::b);
+    EXPECT_EQ(bootState().active, nal::Bank::b);
+}
+
+TEST_F(Boot, TakesAWordOfTheKernelAwayThatItCannotReplace) {
+    commandLine_ = in("cmdline");
+    expectBooted(nal::Bank::b);
+    faults::failFrom(faults::Call::rename, 1, EIO);
+    expectBooted(nal::Bank::b);
+    EXPECT_NE(passedOver_.find("the kernel is not told which bank runs"), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(commandLine_));
+}
+
+TEST_F(Boot, KeepsTheOrderWhereTheChosenBankCannotBeReadJustNow) {
+    expectBooted(nal::Bank::b);
+    commit();
+    std::filesystem::rename(in("bank_b"), in("away"));
+    expectBooted(nal::Bank::a);
+    EXPECT_EQ(bootState().next, nal::Bank::b);
+    std::filesystem::rename(in("away"), in("bank_b"));
+    expectBooted(nal::Bank::b);
 }
 
 TEST_F(Boot, IsRefusedWhereNoBankIsGood) {

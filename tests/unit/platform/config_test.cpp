@@ -72,7 +72,10 @@ const Mistake kMistakes[] = {
      ": [banks] boot_state is missing: expected it, or fw_env_config"},
     {"two boot states", "boot_state", "boot_state = boot_state\nfw_env_config = node.conf",
      ":17: [banks] boot_state stands beside fw_env_config: expected one of the two"},
-    {"no fw_env_config", "boot_state", "fw_env_config = /nonexistent",
+    {"no word of the kernel", "boot_state", "fw_env_config = node.conf",
+     ": [banks] kernel_command_line is missing beside fw_env_config: expected /proc/cmdline"},
+    {"no fw_env_config", "boot_state",
+     "fw_env_config = /nonexistent\nkernel_command_line = node.conf",
      ":17: [banks] fw_env_config names a file that cannot be read, /nonexistent: No such file or "
      "directory; put it there or name another"},
     {"kernel's directory", "", "[banks]\nkernel_command_line = /proc/",

@@ -13,7 +13,7 @@ class ForThisNode : public testing::Test {
     bool isFor(const std::string &version, const std::string &path = "/tmp/image") {
         wrong_.clear();
         manifest_.version = version;
-        return nal::imageIsForThisNode(path, manifest_, config_, state_, wrong_);
+        return nal::imageIsForThisNode(path, manifest_, offered_, config_, state_, wrong_);
     }
     bool isRefused(const std::string &version, const std::string &reason,
                    const std::string &path = "/tmp/image") {
@@ -26,6 +26,7 @@ class ForThisNode : public testing::Test {
     nal::Config config_;
     nal::BootState state_;
     nal::ImageManifest manifest_{"4QZ2.0.0", "GW-1000", 1, std::string(64, '0')};
+    std::string offered_; // empty: nobody knows
     std::string wrong_;
 };
 
@@ -33,6 +34,13 @@ TEST_F(ForThisNode, IsAnImageOfItsModelOnly) {
     EXPECT_TRUE(isFor("4QZ2.0.0")) << wrong_;
     manifest_.model = "GW-1001";
     EXPECT_TRUE(isRefused("4QZ2.0.0", "for model GW-1001, this node is a GW-1000"));
+}
+
+TEST_F(ForThisNode, IsTheOfferedVersionToItsLastCharacter) {
+    offered_ = "4QZ2.0.0-build9";
+    EXPECT_TRUE(isFor("4QZ2.0.0-build9", "/tmp/4QZ2.0.0-build")) << wrong_;
+    EXPECT_TRUE(isRefused("4QZ2.0.0-build1", "which is not the one that was offered",
+                          "/tmp/4QZ2.0.0-build"));
 }
 
 // The agent names the file after the offered version, in at most 14 characters.

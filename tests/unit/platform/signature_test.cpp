@@ -124,8 +124,10 @@ TEST_F(Signature, IsOfExactlyOneSigner) {
     const std::string cms = rawSignedBy({&release_});
     const auto *at = reinterpret_cast<const unsigned char *>(cms.data());
     const nal::UniqueCms nobody(d2i_CMS_ContentInfo(nullptr, &at, static_cast<long>(cms.size())));
-    sk_CMS_SignerInfo_zero(CMS_get0_SignerInfos(nobody.get()));
+    STACK_OF(CMS_SignerInfo) *const signers = CMS_get0_SignerInfos(nobody.get());
+    CMS_SignerInfo *const only = sk_CMS_SignerInfo_pop(signers);
     EXPECT_TRUE(refuses(bytesOf(nobody.get()), "it has 0 signers"));
+    sk_CMS_SignerInfo_push(signers, only); // it is freed with the rest
 }
 
 TEST_F(Signature, UsesNoWeakDigestAndNoWeakKey) {

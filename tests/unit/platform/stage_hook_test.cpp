@@ -39,6 +39,7 @@ TEST_F(Stages, AreToldBeforeTheirWorkBegins) {
     installPassive("2.0.0");
     ASSERT_NE(nal_activatePassiveImage(), 0);
     EXPECT_EQ(told, (std::vector<Told>{{NalStage::writing, false, false},
+                                       {NalStage::emptied, false, false},
                                        {NalStage::activating, true, false},
                                        {NalStage::activated, true, true}}));
 }
@@ -49,10 +50,11 @@ TEST_F(Stages, EndBeforeActivatedWhereTheActivationFails) {
     installPassive("2.0.0");
     faults::failFrom(faults::Call::write, 1, EIO);
     EXPECT_NE(errorsOf([] { EXPECT_EQ(nal_activatePassiveImage(), 0); }), "");
-    ASSERT_EQ(told.size(), 3U);
+    ASSERT_EQ(told.size(), 4U);
     EXPECT_EQ(told[0].stage, NalStage::activating);
     EXPECT_EQ(told[1].stage, NalStage::writing);
-    EXPECT_EQ(told[2].stage, NalStage::activating);
+    EXPECT_EQ(told[2].stage, NalStage::emptied);
+    EXPECT_EQ(told[3].stage, NalStage::activating);
 }
 
 } // namespace

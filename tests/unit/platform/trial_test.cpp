@@ -108,6 +108,71 @@ TEST_F(Trial, OfABankThatWasDamagedTakesItsRecordAway) {
     EXPECT_EQ(bootState().failed.at(0).version, "2.0.0");
 }
 
+TEST_F(Trial, PassedOverWithAttemptsLeftSaysNothingAgainstTheVersion) {
+    open();
+    upgradeTo("2.0.0");
+    faults::failFrom(faults::Call::write, 1, EIO);
+    bootInto(nal::Bank::a);
+    faults::clear();
+    EXPECT_EQ(begin(), NalTrial::failed);
+    EXPECT_EQ(what_, "bank b (2.0.0) was passed over by the boot loader with 3 boot attempts "
+                     "left, bank a (1.0.0) runs again");
+    EXPECT_TRUE(bootState().failed.empty());
+    EXPECT_FALSE(bootState().trial);
+    EXPECT_NE(activate(), 0) << what_;
+}
+
+TEST_F(Trial, ThatPassedIsNotTakenBackBetweenTheReportAndTheCommit) {
+    openWith("attempts = 1\nhealth_command = false\n");
+    upgradeTo("2.0.0");
+    bootInto(nal::Bank::b);
+    EXPECT_FALSE(nalIsHealthy());
+    EXPECT_TRUE(nalPrepareCommit(what_)) << what_;
+    EXPECT_TRUE(nalIsHealthy());
+    EXPECT_TRUE(bootState().isOnTrial(nal::Bank::b));
+    bootInto(nal::Bank::b);
+    EXPECT_EQ(begin(), NalTrial::running);
+    EXPECT_TRUE(nalIsHealthy()) << "the health command is not asked again";
+    EXPECT_TRUE(nalCommit(what_)) << what_;
+    EXPECT_FALSE(bootState().healthy);
+}
+
+TEST_F(Trial, ThatPassesTakesAnEarlierFailureBack) {
+    openWith("refuse_after = 2\n");
+    upgradeTo("2.0.0");
+    bootInto(nal::Bank::b);
+    ASSERT_TRUE(nalFailTrial(what_)) << what_;
+    bootInto(nal::Bank::a);
+    ASSERT_EQ(bootState().failed.size(), 1U);
+    upgradeTo("2.0.0");
+    bootInto(nal::Bank::b);
+    ASSERT_TRUE(nalCommit(what_)) << what_;
+    EXPECT_TRUE(bootState().failed.empty());
+}
+
+TEST_F(Trial, RebootsOnlySoOftenForABankThatDoesNotCome) {
+    open();
+    upgradeTo("2.0.0");
+    bootInto(nal::Bank::b);
+    ASSERT_TRUE(nalFailTrial(what_)) << what_;
+    for (int reboot = 0; reboot < 3; ++reboot) {
+        EXPECT_TRUE(nalMayReboot(what_)) << what_;
+    }
+    EXPECT_FALSE(nalMayReboot(what_));
+    EXPECT_EQ(what_, "the boot loader does not take bank a (1.0.0), which was chosen");
+}
+
+TEST_F(Trial, OfANodeWithNothingToFallBackToTakesAnotherImage) {
+    open();
+    upgradeTo("2.0.0");
+    bootInto(nal::Bank::b);
+    nal::BootState state = bootState();
+    state.of(nal::Bank::a) = nal::BankRecord{};
+    ASSERT_TRUE(nal::writeBootState(statePath_, state, what_));
+    EXPECT_EQ(writeAgain("3.0.0"), 0) << what_;
+    EXPECT_TRUE(bootState().isOnTrial(nal::Bank::b));
+}
+
 TEST_F(Trial, ThatIsUnhealthyGoesBackToTheOldBank) {
     openWith("health_command = exit 7\n");
     upgradeTo("2.0.0");
