@@ -2,6 +2,7 @@
 // The two copies of the boot environment as bytes: where they are, whether they are whole.
 #include "platform/nal/boot_copies.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -66,6 +67,28 @@ std::string_view variablesOf(const CopyBytes &copy) {
     return data.substr(0, data.find(std::string_view("\0\0", 2)));
 }
 
+// As boot loader and library decide: the greater counter, and 0 behind 255.
+bool secondIsNewer(const CopyBytes &first, const CopyBytes &second) {
+    constexpr unsigned char kLast = 255;
+    if (first.counter == kLast && second.counter == 0) {
+        return true;
+    }
+    return second.counter > first.counter && !(second.counter == kLast && first.counter == 0);
+}
+
+BootVariables parsed(std::string_view texts) {
+    BootVariables variables;
+    while (!texts.empty()) {
+        const std::string_view text = texts.substr(0, texts.find('\0'));
+        texts.remove_prefix(std::min(text.size() + 1, texts.size()));
+        const std::size_t equals = text.find('=');
+        if (equals != std::string_view::npos) {
+            variables[std::string(text.substr(0, equals))] = text.substr(equals + 1);
+        }
+    }
+    return variables;
+}
+
 std::string placeOf(const BootCopy &copy) {
     return copy.path + " at byte " + std::to_string(copy.offset);
 }
@@ -96,30 +119,34 @@ bool bootCopies(const BootPlace &place, std::vector<BootCopy> &copies, std::stri
     return copies.size() == 2;
 }
 
-BootFindings lookAtCopies(const std::vector<BootCopy> &copies) {
-    BootFindings findings;
+CopiesView lookAtCopies(const std::vector<BootCopy> &copies) {
+    CopiesView view;
     std::vector<CopyBytes> whole;
     for (const BootCopy &copy : copies) {
         auto bytes = readCopy(copy);
         if (bytes && bytes->whole) {
             whole.push_back(std::move(*bytes));
         } else if (bytes) {
-            findings.damages.push_back("the copy of the boot state in " + placeOf(copy) +
-                                       " is damaged, its checksum does not hold");
+            view.findings.damages.push_back("the copy of the boot state in " + placeOf(copy) +
+                                            " is damaged, its checksum does not hold");
         }
     }
-    if (whole.size() != 2) {
-        return findings;
+    if (whole.size() == 1) {
+        view.variables = parsed(variablesOf(whole[0]));
     }
-    findings.copiesDiffer = variablesOf(whole[0]) != variablesOf(whole[1]);
+    if (whole.size() != 2) {
+        return view;
+    }
+    view.variables = parsed(variablesOf(secondIsNewer(whole[0], whole[1]) ? whole[1] : whole[0]));
+    view.findings.copiesDiffer = variablesOf(whole[0]) != variablesOf(whole[1]);
     // Each change counts one further than the copy that it replaces.
     const int distance = static_cast<signed char>(whole[1].counter - whole[0].counter);
     if (std::abs(distance) != 1) {
-        findings.damages.push_back("a counter of the boot state in " + placeOf(copies[0]) +
-                                   " and " + placeOf(copies[1]) +
-                                   " is damaged, they do not follow each other");
+        view.findings.damages.push_back("a counter of the boot state in " + placeOf(copies[0]) +
+                                        " and " + placeOf(copies[1]) +
+                                        " is damaged, they do not follow each other");
     }
-    return findings;
+    return view;
 }
 
 bool OpenCopies::open(const std::vector<BootCopy> &copies, std::string &whatIsWrong) {

@@ -7,6 +7,7 @@
 #include "platform/nal/file_io.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,8 +23,16 @@ struct BootCopy {
 /* Both copies. False: whatIsWrong is one line. */
 bool bootCopies(const BootPlace &place, std::vector<BootCopy> &copies, std::string &whatIsWrong);
 
-/* Looks at the bytes of each copy; character devices are left to the library that knows them. */
-BootFindings lookAtCopies(const std::vector<BootCopy> &copies);
+struct CopiesView {
+    BootFindings findings;
+    std::optional<BootVariables> variables; // of the newer whole copy; none where none is whole
+};
+
+/*
+ * Looks at the bytes of each copy, under no lock: a writer that hangs must not hold up who only
+ * reads. Character devices are left to the library that knows them.
+ */
+CopiesView lookAtCopies(const std::vector<BootCopy> &copies);
 
 /*
  * The copies, opened before they are written: what fails while they are written back is told to

@@ -174,26 +174,28 @@ bool readBootEnvironment(const BootPlace &place, BootVariables &variables, BootF
     if (!bootCopies(place, copies, whatIsWrong)) {
         return false;
     }
-    // Where the lock cannot be had, both copies may be in the writer's hands for a moment.
-    int result = 0;
+    // Without a lock both copies may be in a writer's hands for a moment.
     for (int reading = 0; reading < kReadings; ++reading) {
-        Environment environment(place);
-        errno = 0;
-        result = environment.open();
-        if (result == 0) {
-            variables = environment.variables();
+        CopiesView view = lookAtCopies(copies);
+        if (view.variables) {
+            variables = std::move(*view.variables);
             if (findings != nullptr) {
-                *findings = lookAtCopies(copies);
+                *findings = std::move(view.findings);
             }
             return true;
         }
-        if (result != -ENODATA) {
-            break;
-        }
         nanosleep(&kBetweenReadings, nullptr);
     }
-    whatIsWrong = reasonOf(place, result);
-    return false;
+    // A device that only the library can read, or none that can be read: it says why.
+    Environment environment(place);
+    errno = 0;
+    const int result = environment.open();
+    if (result != 0) {
+        whatIsWrong = reasonOf(place, result);
+        return false;
+    }
+    variables = environment.variables();
+    return true;
 }
 
 bool changeBootEnvironment(const BootPlace &place, const BootVariables &changes,

@@ -10,8 +10,9 @@ namespace nal {
 
 /*
  * Runs it with /bin/sh in a process group of its own and waits for it; its output goes where this
- * process's goes, its input is empty. At the limit, or when this process dies, the group is killed.
- * True: it ended with 0. False: whatIsWrong is one line that begins with `what`.
+ * process's goes, its input is empty. At its end or the limit the group is killed. When this
+ * process dies, only the shell is: what it started in the background may outlive it. True: it ended
+ * with 0. False: whatIsWrong is one line that begins with `what`.
  */
 bool runCommand(const std::string &what, const std::string &command, std::chrono::seconds limit,
                 std::string &whatIsWrong);

@@ -34,7 +34,8 @@ bool nalCheckHealth(std::string &whatIsWrong);
 /* The other bank boots next, and the running version is remembered as one that failed. */
 bool nalFailTrial(std::string &whatIsWrong);
 
-/* False: rebooting would not bring the chosen bank: it is damaged, or did not come several times. */
+/* False: rebooting would not bring the chosen bank: it is damaged, or did not come several times.
+ */
 bool nalMayReboot(std::string &whatIsWrong);
 
 /* True where the running bank passed its trial and only the commit is missing. */

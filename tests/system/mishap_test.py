@@ -213,7 +213,7 @@ class Mishap(unittest.TestCase):
         """A build that this user may read and run, but not write to."""
         build = self.outside.folder / "build"
         for part in ["desk/ota-desk", "desk/ota-desk-host", "host/daemon/otad", "cli/otactl",
-                     "platform/ota-image", "src/libotaSwAgent.so"]:
+                     "platform/ota-image", "desk/power/ota-power", "src/libotaSwAgent.so"]:
             (build / part).parent.mkdir(parents=True, exist_ok=True)
             shutil.copy2(self.build / part, build / part)
         (build / "demo/images/work").mkdir(parents=True)

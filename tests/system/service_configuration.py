@@ -39,9 +39,11 @@ MISTAKES = [
     ("size = ", "size = 0", "[banks] size", "expected"),
     ("size = ", None, "[banks]", ""),
     ("boot_state = ", None, "[banks] boot_state", "is missing"),
-    ("boot_state = ", "fw_env_config = node.conf\nboot_state = boot_state.ini",
+    ("boot_state = ", "kernel_command_line = node.conf\nfw_env_config = node.conf\n"
+     "boot_state = boot_state.ini",
      "[banks] boot_state", "one of the two"),
-    ("boot_state = ", "fw_env_config = none", "[banks] fw_env_config", "cannot be read"),
+    ("boot_state = ", "kernel_command_line = node.conf\nfw_env_config = none",
+     "[banks] fw_env_config", "cannot be read"),
     ("boot_state = ", "boot_state = boot_state.ini\nkernel_command_line = none",
      "[banks] kernel_command_line", "cannot be read"),
     ("attempts = ", "attempts = 0", "[trial] attempts", "1 to 9"),

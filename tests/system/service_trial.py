@@ -15,7 +15,7 @@ FAILED_WORD = "OTA_SW_COMMIT_FAILED"
 ATTEMPTS = 3
 # The last of the writes that choose the new bank, counted from the offer.
 ACTIVATED = "ota-desk-host write boot_state.ini 6 after"
-BEFORE_COMMIT = "ota-desk-host fopen ota_act_success 1 before"
+BEFORE_COMMIT = "ota-desk-host write boot_state.ini 1 before"
 
 
 class Trial(node_case.Case):

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
+#include <sys/file.h>
 #include <unistd.h>
 
 namespace {
@@ -128,6 +129,9 @@ TEST_F(BootStateFile, IsRefusedWhereTheFileIsCut) {
     ASSERT_TRUE(write(filled()));
     std::filesystem::resize_file(path_, nal::kEnvironmentCopy);
     nal::BootState state;
+    EXPECT_TRUE(read(state)) << "the first copy is whole: " << wrong_;
+    EXPECT_EQ(findings_.damages.size(), 1U);
+    std::filesystem::resize_file(path_, nal::kEnvironmentCopy - 1);
     EXPECT_FALSE(read(state));
     EXPECT_EQ(wrong_.find(path_ + ": the boot state is cut"), 0U) << wrong_;
 }
@@ -148,6 +152,16 @@ TEST_F(BootStateFile, NamesTheVariableOfAWrongValue) {
         EXPECT_EQ(wrong_.find('\n'), std::string::npos);
         std::filesystem::remove(path_);
     }
+}
+
+TEST_F(BootStateFile, IsReadWhileAWriterHangsInTheMiddle) {
+    ASSERT_TRUE(write(filled()));
+    const nal::UniqueFd lock(::open("/var/lock/fw_printenv.lock", O_RDONLY | O_CREAT, 0666));
+    if (!lock || flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
+        GTEST_SKIP() << "somebody writes, or the lock of the boot tools cannot be had here";
+    }
+    nal::BootState state;
+    EXPECT_TRUE(read(state)) << wrong_;
 }
 
 TEST_F(BootStateFile, TellsThatItIsMissing) {
