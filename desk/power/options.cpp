@@ -61,10 +61,10 @@ void declareCut(CLI::App &app, Options &options) {
 }
 
 void declareFaults(CLI::App &app, Options &options) {
-    CLI::Option *const fail =
-        app.add_option("--fail", options.failWith, "calls fail with this error, see --at and --from")
-            ->transform(CLI::CheckedTransformer(kErrors))
-            ->type_name("ENOSPC|EROFS|EIO");
+    CLI::Option *const fail = app.add_option("--fail", options.failWith,
+                                             "calls fail with this error, see --at and --from")
+                                  ->transform(CLI::CheckedTransformer(kErrors))
+                                  ->type_name("ENOSPC|EROFS|EIO");
     CLI::Option *const at = app.add_option("--at", options.failAt, "the N-th call does")
                                 ->needs(fail)
                                 ->type_name("N")

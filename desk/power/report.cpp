@@ -31,8 +31,8 @@ std::uint64_t Report::count(const Tracee &tracee, const Call &call, const Effect
         lastLine_ += " " + effect.path.string();
     }
     if (effect.range) {
-        lastLine_ += " " + std::to_string(effect.range->offset) + " " +
-                     std::to_string(effect.range->length);
+        lastLine_ +=
+            " " + std::to_string(effect.range->offset) + " " + std::to_string(effect.range->length);
     }
     if (journal_.is_open()) {
         journal_ << lastLine_ << std::endl; // at once: it is read where this process hangs, too

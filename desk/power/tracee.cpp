@@ -141,9 +141,8 @@ std::optional<Name> Tracee::resolve(int folder, const std::string &path, bool fo
         if (fstatat(name.folder.get(), name.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
             name.status = status;
         }
-        const auto link = followLink && name.status && S_ISLNK(name.status->st_mode)
-                              ? linkIn(name)
-                              : std::nullopt;
+        const auto link = followLink && name.status && S_ISLNK(name.status->st_mode) ? linkIn(name)
+                                                                                     : std::nullopt;
         if (!link) {
             return name;
         }

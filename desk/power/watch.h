@@ -13,6 +13,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <sys/stat.h>
 #include <vector>
 
 namespace power {
@@ -53,7 +54,16 @@ class Watch {
     std::optional<Effect> examine(const Tracee &tracee, const Call &call);
 
   private:
-    struct Target;
+    // A file or folder that a call is about.
+    struct Target {
+        std::filesystem::path path;
+        Disk::Medium medium = Disk::Medium::other;
+        struct stat status {};
+        std::shared_ptr<nal::UniqueFd> descriptor; // of our own, opened with O_PATH
+    };
+
+    static std::optional<Name> resolved(const Tracee &tracee, const Call &call, int folder,
+                                        int path, bool followLink);
 
     [[nodiscard]] std::optional<Target> targetOf(const Tracee &tracee, int descriptor) const;
     [[nodiscard]] std::optional<Target> targetOf(const Name &name) const;

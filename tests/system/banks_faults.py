@@ -126,6 +126,7 @@ class Faults:
     def lying(self, what, number):
         name = f"lying-{pathlib.Path(what).stem}-{number}"
         node = self.node(name, ("--lie", self.place.folder / name / what), ("--cut", number))
+        node.bank_may_lie = True
         try:
             try:
                 live_as_well_as_can_be(node)

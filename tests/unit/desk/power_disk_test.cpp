@@ -1,114 +1,16 @@
 // SPDX-License-Identifier: MIT
 // What a disk holds once its power was cut, rule by rule.
+#include "powered_disk.h"
+
 #include "desk/failure.h"
-#include "desk/files.h"
-#include "desk/power/disk.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
-#include <functional>
 #include <set>
 #include <string>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
-
-namespace fs = std::filesystem;
-using power::CutMode;
-using power::kSectorSize;
-
-constexpr std::uint64_t kAnySeed = 7;
-
-// Calls as a program makes them, each told to the disk before and after.
-class PoweredDisk : public testing::Test {
-  protected:
-    PoweredDisk() : place_(newFolder()), root_(place_ / "disk") {
-        fs::create_directory(root_);
-        fs::create_directory(root_ / "ram");
-        disk_.emplace(root_, std::vector<fs::path>{root_ / "ram"});
-    }
-    ~PoweredDisk() override {
-        disk_.reset();
-        fs::remove_all(place_);
-    }
-
-    static fs::path newFolder() {
-        std::string name = (fs::temp_directory_path() / "power-XXXXXX").string();
-        return mkdtemp(name.data());
-    }
-
-    // What was there before anything was watched.
-    void given(const std::string &name, const std::string &text) const {
-        desk::writeFile(root_ / name, text);
-    }
-    [[nodiscard]] std::string read(const std::string &name) const {
-        return desk::readFile(root_ / name);
-    }
-    [[nodiscard]] bool exists(const std::string &name) const { return fs::exists(root_ / name); }
-
-    [[nodiscard]] nal::UniqueFd opened(const std::string &name, int flags = O_RDWR) const {
-        return nal::UniqueFd(open((root_ / name).c_str(), flags | O_CLOEXEC));
-    }
-    [[nodiscard]] nal::UniqueFd folder(const std::string &name = ".") const {
-        return opened(name, O_PATH | O_DIRECTORY);
-    }
-
-    void write(int file, std::uint64_t offset, const std::string &text) {
-        disk_->willWrite(file, {offset, text.size()});
-        ASSERT_EQ(pwrite(file, text.data(), text.size(), static_cast<off_t>(offset)),
-                  static_cast<ssize_t>(text.size()));
-    }
-    void write(const std::string &name, std::uint64_t offset, const std::string &text) {
-        write(opened(name).get(), offset, text);
-    }
-    void truncate(const std::string &name, std::uint64_t size) {
-        const nal::UniqueFd file = opened(name);
-        disk_->willResize(file.get(), size);
-        ASSERT_EQ(ftruncate(file.get(), static_cast<off_t>(size)), 0);
-    }
-    void make(const std::string &name) { make(folder(), name); }
-    void make(const nal::UniqueFd &where, const std::string &name) {
-        const auto change = disk_->names().willMake(where.get(), name);
-        ASSERT_GE(nal::UniqueFd(openat(where.get(), name.c_str(), O_CREAT | O_WRONLY, 0600)).get(),
-                  0);
-        disk_->names().happened(change);
-    }
-    void makeFolder(const std::string &name) {
-        const nal::UniqueFd where = folder();
-        const auto change = disk_->names().willMake(where.get(), name);
-        ASSERT_EQ(mkdirat(where.get(), name.c_str(), 0700), 0);
-        disk_->names().happened(change);
-    }
-    void remove(const std::string &name, int flags = 0, const std::string &in = ".") {
-        const nal::UniqueFd where = folder(in);
-        const auto change = disk_->names().willRemove(where.get(), name);
-        ASSERT_EQ(unlinkat(where.get(), name.c_str(), flags), 0);
-        disk_->names().happened(change);
-    }
-    void rename(const std::string &from, const std::string &to, const std::string &toFolder = ".",
-                unsigned int flags = 0) {
-        const nal::UniqueFd here = folder();
-        const nal::UniqueFd there = folder(toFolder);
-        const auto change = disk_->names().willRename(here.get(), from, there.get(), to,
-                                                      (flags & RENAME_EXCHANGE) != 0);
-        ASSERT_EQ(renameat2(here.get(), from.c_str(), there.get(), to.c_str(), flags), 0);
-        disk_->names().happened(change);
-    }
-    void sync(const std::string &name) { disk_->synced(opened(name, O_RDONLY).get()); }
-
-    void drop() { disk_->cut(CutMode::drop, 0); }
-    void tear(std::uint64_t seed) { disk_->cut(CutMode::tear, seed); }
-
-    fs::path place_;
-    fs::path root_;
-    std::optional<power::Disk> disk_;
-};
-
-std::string sectors(std::size_t count, char byte) { return std::string(count * kSectorSize, byte); }
 
 TEST_F(PoweredDisk, BytesThatWereNotSyncedAreAsBefore) {
     given("f", "0123456789");
@@ -315,94 +217,6 @@ TEST_F(PoweredDisk, KnowsWhatLiesOnItAndWhatDoesNot) {
     EXPECT_EQ(disk_->mediumOf(place_), power::Disk::Medium::other);
     EXPECT_THROW(power::Disk(root_, {place_}), desk::Failure);
     EXPECT_THROW(power::Disk(root_ / "none", {}), desk::Failure);
-}
-
-// How a file of so many sectors looks after a tear: a letter for each.
-std::string lettersOf(const std::string &text) {
-    std::string letters;
-    for (std::size_t at = 0; at + kSectorSize <= text.size(); at += kSectorSize) {
-        const std::string sector = text.substr(at, kSectorSize);
-        letters += sector == std::string(kSectorSize, sector[0]) ? sector[0] : '?';
-    }
-    return letters;
-}
-
-TEST_F(PoweredDisk, ATornFileIsOldOrNewSectorBySector) {
-    given("f", sectors(64, 'o'));
-    write("f", 0, sectors(64, 'n'));
-    tear(kAnySeed);
-    const std::string letters = lettersOf(read("f"));
-    EXPECT_EQ(letters.size(), 64U);
-    EXPECT_EQ(letters.find_first_not_of("on"), std::string::npos) << letters;
-    EXPECT_NE(letters.find('o'), std::string::npos);
-    EXPECT_NE(letters.find('n'), std::string::npos);
-}
-
-TEST_F(PoweredDisk, OneSeedTearsInOneWay) {
-    std::set<std::string> seen;
-    for (const std::uint64_t seed : {kAnySeed, kAnySeed + 1, kAnySeed}) {
-        given("f", sectors(64, 'o'));
-        write("f", 0, sectors(64, 'n'));
-        tear(seed);
-        seen.insert(read("f"));
-    }
-    EXPECT_EQ(seen.size(), 2U);
-}
-
-TEST_F(PoweredDisk, WhatWasSyncedIsNotTorn) {
-    given("f", sectors(64, 'o'));
-    write("f", 0, sectors(64, 'n'));
-    sync("f");
-    write("f", 0, sectors(1, 'x'));
-    tear(kAnySeed);
-    EXPECT_EQ(lettersOf(read("f")).substr(1), std::string(63, 'n'));
-}
-
-TEST_F(PoweredDisk, SectorsBehindTheOldEndAreNewOrEmpty) {
-    bool grew = false;
-    for (std::uint64_t seed = 2; seed < 12; ++seed) {
-        given("f", "");
-        write("f", 0, sectors(32, 'n'));
-        tear(seed);
-        const std::string letters = lettersOf(read("f"));
-        EXPECT_EQ(letters.find_first_not_of(std::string("\0n", 2)), std::string::npos);
-        grew = grew || letters.size() == 32;
-    }
-    EXPECT_TRUE(grew);
-}
-
-TEST_F(PoweredDisk, SeedZeroLosesTheLastSectorOfTheWriteInFlightAlone) {
-    given("f", sectors(4, 'o'));
-    write("f", 2 * kSectorSize, sectors(2, 'm'));
-    write("f", 0, sectors(2, 'n'));
-    tear(power::kSeedAllButLast);
-    EXPECT_EQ(lettersOf(read("f")), "nomm");
-}
-
-TEST_F(PoweredDisk, SeedOneKeepsEveryNameAndNoByte) {
-    given("f", "old");
-    make("f.new");
-    write("f.new", 0, "new");
-    rename("f.new", "f");
-    tear(power::kSeedNamesOnly);
-    EXPECT_EQ(read("f"), "");
-    EXPECT_FALSE(exists("f.new"));
-}
-
-TEST_F(PoweredDisk, OfTornNamesTheOldestSurvive) {
-    std::set<std::string> seen;
-    for (std::uint64_t seed = 2; seed < 60; ++seed) {
-        std::string names;
-        for (const char *name : {"1", "2", "3"}) {
-            make(name);
-        }
-        tear(seed);
-        for (const char *name : {"1", "2", "3"}) {
-            names += fs::remove(root_ / name) ? name : "";
-        }
-        seen.insert(names);
-    }
-    EXPECT_EQ(seen, (std::set<std::string>{"", "1", "12", "123"}));
 }
 
 TEST_F(PoweredDisk, LeavesNothingBesideItself) {

@@ -104,18 +104,19 @@ class Power : public testing::Test {
     fs::path place_;
 };
 
-const Words kCareful{
-    "python3", "-c",
-    "import os\n"
-    "f = os.open('f.new', os.O_WRONLY | os.O_CREAT | os.O_TRUNC)\n"
-    "os.write(f, b'n' * 2000); os.fsync(f); os.rename('f.new', 'f')\n"
-    "d = os.open('.', os.O_RDONLY); os.fsync(d); os.mkdir('done'); os.fsync(d)\n"};
+const Words kCareful{"python3", "-c",
+                     "import os\n"
+                     "f = os.open('f.new', os.O_WRONLY | os.O_CREAT | os.O_TRUNC)\n"
+                     "os.write(f, b'n' * 2000); os.fsync(f); os.rename('f.new', 'f')\n"
+                     "d = os.open('.', os.O_RDONLY); os.fsync(d); os.mkdir('done'); os.fsync(d)\n"};
 const Words kCareless{"python3", "-c",
                       "open('f.new', 'w').write('n' * 2000)\n"
                       "import os; os.rename('f.new', 'f'); os.mkdir('done')\n"};
 
 TEST_F(Power, ACarefulReplacementIsOldOrNewAtEveryCut) {
-    for (const Words &mode : {Words{}, Words{"--mode", "tear"}, {"--mode", "tear", "--seed", "1"},
+    for (const Words &mode : {Words{},
+                              Words{"--mode", "tear"},
+                              {"--mode", "tear", "--seed", "1"},
                               {"--mode", "tear", "--seed", "9"}}) {
         std::set<std::string> seen;
         const int points = cutEverywhere(mode, kCareful, [&](int at) {
@@ -195,11 +196,12 @@ TEST_F(Power, ThreadsAreFollowed) {
 }
 
 TEST_F(Power, MemoryIsEmptyAfterTheCutAndNoFileMovesOutOfIt) {
-    EXPECT_EQ(shell({"--ram", disk() / "ram", "--cut", "2"},
+    EXPECT_EQ(shell({"--ram", disk() / "ram", "--cut", "6"},
                     "echo x > ram/g; python3 -c 'import os; os.rename(\"ram/g\", \"g\")'; "
                     "echo $? > code; sync; rm f"),
               kPowerCut);
-    EXPECT_EQ(names(), (std::set<std::string>{"f", "ram"}));
+    EXPECT_EQ(names(), (std::set<std::string>{"code", "f", "ram"}));
+    EXPECT_EQ(read("code"), "1\n");
     EXPECT_TRUE(fs::is_empty(disk() / "ram"));
 }
 
@@ -227,8 +229,9 @@ TEST_F(Power, ASyncThatLiesKeepsNothing) {
         if (lies) {
             options.insert(options.end(), {"--lie", disk() / "f"});
         }
-        EXPECT_EQ(shell(options, "echo new | dd of=f conv=fsync,notrunc || echo failed > ../failed; "
-                                 "rm f"),
+        EXPECT_EQ(shell(options,
+                        "echo new | dd of=f conv=fsync,notrunc || echo failed > ../failed; "
+                        "rm f"),
                   kPowerCut);
         EXPECT_EQ(read("f"), lies ? "old\n" : "new\n");
         EXPECT_FALSE(fs::exists(place_ / "failed"));
@@ -276,10 +279,22 @@ TEST_F(Power, EndsTheProgramWhereItIsKilledItself) {
     EXPECT_LT(tries, 1000) << "the program lives on";
 }
 
+// Whoever is traced already may not be traced by another.
+TEST_F(Power, SaysInOneLineThatTracingIsRefused) {
+    EXPECT_EQ(run({}, {OTA_POWER_PROGRAM, "--disk", disk().string(), "--", "touch", "lived"}), 125);
+    EXPECT_NE(said().find("the program cannot be traced"), std::string::npos) << said();
+    EXPECT_EQ(said().find('\n'), said().size() - 1) << said();
+    EXPECT_FALSE(names().contains("lived"));
+}
+
 TEST_F(Power, SaysInOneLineWhatIsWrongWithItsOptions) {
-    for (const Words &options :
-         {Words{"--cut", "0"}, {"--mode", "tear"}, {"--fail", "EIO"}, {"--fail", "EBADF", "--at", "1"},
-          {"--cut", "1", "--mode", "burn"}, {"--at", "3"}, {"--nonsense"}}) {
+    for (const Words &options : {Words{"--cut", "0"},
+                                 {"--mode", "tear"},
+                                 {"--fail", "EIO"},
+                                 {"--fail", "EBADF", "--at", "1"},
+                                 {"--cut", "1", "--mode", "burn"},
+                                 {"--at", "3"},
+                                 {"--nonsense"}}) {
         EXPECT_EQ(shell(options, "exit 0"), 2) << options[0];
         const std::string text = said();
         EXPECT_TRUE(text.starts_with("ota-power: ")) << text;
