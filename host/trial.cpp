@@ -119,6 +119,7 @@ TrialVerdict leaveOnceMore(const nal::BootState &state, const Channel &superviso
         awaitReboot(supervisor, lost);
     }
     complain(lost + " and goes on: " + staysHere);
+    tellFailure(state, state.active, staysHere);
     return TrialVerdict::unproven;
 }
 

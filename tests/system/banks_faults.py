@@ -17,7 +17,7 @@ from sweep_node import PowerCut, PowerNode, SmallPlace, Untrue
 
 AT_ONCE = 2
 SOON = 6      # seconds; a node that cannot write may wait for what never comes
-STRIDE = 8    # of the calls that --quick takes
+STRIDE = 32   # of the calls that --quick takes
 ERRORS = ("ENOSPC", "EROFS")
 REFUSED = 41  # exit code of otactl: the version failed its trial
 

@@ -34,7 +34,7 @@ class Commit:
     # In a hurry: calls with these words, which say what boots, one by one; of the others every
     # eighth.
     essential = ("boot_state", "ota_act_success")
-    stride = 8
+    stride = 32
 
     @staticmethod
     def prepare(node):

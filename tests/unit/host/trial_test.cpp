@@ -143,6 +143,7 @@ TEST_F(Trial, ThatFailedLeavesTheNodeWhereTheOldBankIsDamaged) {
     std::ofstream(in("a")) << std::string(kBank, 'x');
     start();
     expect({signalOf("initOTAlib", R"(".")"), kNode});
+    EXPECT_NE(next().find("trial-failed"), std::string::npos);
     expectAgentsStartWithoutCommit();
     expect({kDone});
     EXPECT_NE(errors().find("bank b (4QZ-2.0) failed its trial and goes on"), std::string::npos)
