@@ -140,8 +140,9 @@ CopiesView lookAtCopies(const std::vector<BootCopy> &copies) {
     view.variables = parsed(variablesOf(secondIsNewer(whole[0], whole[1]) ? whole[1] : whole[0]));
     view.findings.copiesDiffer = variablesOf(whole[0]) != variablesOf(whole[1]);
     // Each change counts one further than the copy that it replaces.
-    const int distance = static_cast<signed char>(whole[1].counter - whole[0].counter);
-    if (std::abs(distance) != 1) {
+    constexpr unsigned kBackwards = 255;
+    const unsigned distance = static_cast<unsigned char>(whole[1].counter - whole[0].counter);
+    if (distance != 1 && distance != kBackwards) {
         view.findings.damages.push_back("a counter of the boot state in " + placeOf(copies[0]) +
                                         " and " + placeOf(copies[1]) +
                                         " is damaged, they do not follow each other");
