@@ -19,12 +19,6 @@ namespace {
 constexpr int kMinuteMs = 60 * 1000;
 constexpr const char *kReboot = "/sbin/reboot";
 
-std::string named(const nal::BootState &state, nal::Bank bank) {
-    const std::string &version = state.of(bank).version;
-    return std::string("bank ") + nal::bankName(bank) +
-           (version.empty() ? "" : " (" + version + ")");
-}
-
 Json noteOf(const char *name, const nal::BootState &state, nal::Bank bank) {
     Json note = newNote(name);
     cJSON_AddStringToObject(note.get(), "bank", nal::bankName(bank));
@@ -100,7 +94,8 @@ TrialVerdict judge(const nal::BootState &state, const Channel &supervisor,
         return TrialVerdict::passed;
     }
     tellFailure(state, state.active, unhealthy);
-    const std::string failed = named(state, state.active) + " failed its trial: " + unhealthy;
+    const std::string failed =
+        nal::namedBank(state, state.active) + " failed its trial: " + unhealthy;
     std::string cannotFallBack;
     if (nalFailTrial(cannotFallBack)) {
         awaitReboot(supervisor, failed);
@@ -113,7 +108,7 @@ TrialVerdict judge(const nal::BootState &state, const Channel &supervisor,
 
 // A node whose boot loader does not follow the choice must not reboot for ever.
 TrialVerdict leaveOnceMore(const nal::BootState &state, const Channel &supervisor) {
-    const std::string lost = named(state, state.active) + " failed its trial";
+    const std::string lost = nal::namedBank(state, state.active) + " failed its trial";
     std::string staysHere;
     if (nalMayReboot(staysHere)) {
         awaitReboot(supervisor, lost);
@@ -127,7 +122,7 @@ void tellNotCommitted(const std::string &whatIsWrong) {
     nal::BootState state;
     readState(state);
     const Json note = noteOf("not-committed", state, state.active);
-    complain(named(state, state.active) + " was not marked good: " + whatIsWrong +
+    complain(nal::namedBank(state, state.active) + " was not marked good: " + whatIsWrong +
              "; otactl commit tries again");
     cJSON_AddStringToObject(note.get(), "reason", whatIsWrong.c_str());
     tellSupervisor(note);

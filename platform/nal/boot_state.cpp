@@ -50,6 +50,11 @@ Bank otherBank(Bank bank) { return bank == Bank::a ? Bank::b : Bank::a; }
 
 const char *bankName(Bank bank) { return bank == Bank::a ? "a" : "b"; }
 
+std::string namedBank(const BootState &state, Bank bank) {
+    const std::string &version = state.of(bank).version;
+    return std::string("bank ") + bankName(bank) + (version.empty() ? "" : " (" + version + ")");
+}
+
 const char *trialFailureName(TrialFailure failure) {
     return failure == TrialFailure::health ? "health" : "boot";
 }

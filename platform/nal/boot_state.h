@@ -66,6 +66,9 @@ struct BootState {
     }
 };
 
+/* "bank a (VERSION)", or "bank a" where it holds none. */
+std::string namedBank(const BootState &state, Bank bank);
+
 /* The bank that boots by its record: the chosen one, or the running one where that is not fit. */
 Bank bankToBoot(const BootState &state);
 

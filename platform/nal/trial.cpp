@@ -17,11 +17,6 @@ bool read(BootState &state, std::string &whatIsWrong) {
     return readBootState(node().config().bootState, state, whatIsWrong);
 }
 
-std::string named(const BootState &state, Bank bank) {
-    const std::string &version = state.of(bank).version;
-    return std::string("bank ") + bankName(bank) + (version.empty() ? "" : " (" + version + ")");
-}
-
 // The old bank stays chosen; what the new one holds is looked at, since it may be why it failed.
 bool settleFailure(BootState &state, Bank bank, TrialFailure failure, std::string &whatIsWrong) {
     const std::string version = state.of(bank).version;
@@ -42,7 +37,7 @@ bool settleFailure(BootState &state, Bank bank, TrialFailure failure, std::strin
 bool canFallBack(const BootState &state, std::string &whatIsWrong) {
     const Bank old = otherBank(state.active);
     if (!state.of(old).whole) {
-        whatIsWrong = named(state, old) + " holds no whole image to fall back to";
+        whatIsWrong = namedBank(state, old) + " holds no whole image to fall back to";
         return false;
     }
     return compareBank(state.of(old), node().config().bankPath(old), whatIsWrong) ==
@@ -58,7 +53,7 @@ NalTrial nalBeginTrial(std::string &what) {
         return NalTrial::none;
     }
     if (*state.trial == state.active) {
-        what = nal::named(state, state.active) + " is on trial, " +
+        what = nal::namedBank(state, state.active) + " is on trial, " +
                std::to_string(state.attemptsOf(state.active)) + " boot attempts left";
         return NalTrial::running;
     }
@@ -67,15 +62,15 @@ NalTrial nalBeginTrial(std::string &what) {
     std::string notStored;
     bool stored = false;
     if (left == 0) {
-        what = nal::named(state, bank) + " failed its trial: it used up its boot attempts, ";
+        what = nal::namedBank(state, bank) + " failed its trial: it used up its boot attempts, ";
         stored = nal::settleFailure(state, bank, nal::TrialFailure::boot, notStored);
     } else {
         // That says nothing about the version: an attempt that could not be counted is not made.
-        what = nal::named(state, bank) + " was passed over by the boot loader with " +
+        what = nal::namedBank(state, bank) + " was passed over by the boot loader with " +
                std::to_string(left) + " boot attempts left, ";
         stored = nal::takeChoiceBack(state, notStored);
     }
-    what += nal::named(state, state.active) + " runs again";
+    what += nal::namedBank(state, state.active) + " runs again";
     if (!stored) {
         what += "; this could not be stored: " + notStored;
     }
@@ -95,7 +90,7 @@ bool nalFailTrial(std::string &whatIsWrong) {
         return false;
     }
     if (!state.isOnTrial(state.active)) {
-        whatIsWrong = nal::named(state, state.active) + " runs and is not on trial";
+        whatIsWrong = nal::namedBank(state, state.active) + " runs and is not on trial";
         return false;
     }
     if (!nal::canFallBack(state, whatIsWrong)) {
@@ -115,7 +110,7 @@ bool nalMayReboot(std::string &whatIsWrong) {
     }
     if (state.attemptsOf(state.active) == 0) {
         whatIsWrong = "the boot loader does not take " +
-                      nal::named(state, nal::otherBank(state.active)) + ", which was chosen";
+                      nal::namedBank(state, nal::otherBank(state.active)) + ", which was chosen";
         return false;
     }
     --state.attemptsOf(state.active);

@@ -151,6 +151,31 @@ TEST_F(Trial, ThatFailedLeavesTheNodeWhereTheOldBankIsDamaged) {
     EXPECT_FALSE(std::filesystem::exists(in("reboot")));
 }
 
+TEST_F(Trial, ThatPassedBeforeIsCommittedWithoutAskingAgain) {
+    checkHealthWith("false");
+    nal::BootState state = bootState();
+    state.healthy = true;
+    keep(state);
+    start();
+    expectBegin();
+    expect({stage("idle")});
+    expectAgentsStart();
+    expect({ofBankB("committed"), kDone});
+    EXPECT_FALSE(bootState().trial);
+}
+
+TEST_F(Trial, WithoutItsConfigurationManagerFails) {
+    checkHealthWith("true\nhealth_limit=1");
+    std::filesystem::remove(in("cfgmgr_socket"));
+    start();
+    expectBegin();
+    EXPECT_NE(next().find("which the configuration manager makes, was not there within 1 s"),
+              std::string::npos);
+    expect({stage("rebooting")});
+    expectSilence();
+    EXPECT_EQ(nal::failedVersion(bootState(), kNew)->last, nal::TrialFailure::health);
+}
+
 TEST_F(Trial, ThatFailsWithNothingToFallBackToGoesOnWithoutACommit) {
     checkHealthWith("false");
     nal::BootState state = bootState();
@@ -211,6 +236,19 @@ TEST_F(Trial, ThatCannotBeEndedIsToldAndEndedByACommitLater) {
     send(R"({"event":"commit"})");
     expect({R"({"done":"commit","deferred":0})"});
     EXPECT_FALSE(bootState().trial);
+}
+
+TEST_F(Trial, ThatCannotBeKeptAsPassedIsNotReportedAsCommitted) {
+    start();
+    expectBegin();
+    expect({stage("idle"), kTimer});
+    ASSERT_EQ(next(), signalOf("main", "\"0\""));
+    std::filesystem::rename(in("boot_state"), in("away"));
+    send(R"({"ack":0})");
+    EXPECT_NE(next().find(R"({"note":"not-committed")"), std::string::npos);
+    expect({kDone});
+    std::filesystem::rename(in("away"), in("boot_state"));
+    EXPECT_TRUE(bootState().isOnTrial(Bank::b));
 }
 
 TEST_F(Trial, OfAVersionIsForgottenWhereItIsAskedFor) {
