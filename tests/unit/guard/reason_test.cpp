@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+// The table of reasons: consistent in itself and with the outcomes.
+#include "host/reason.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+#include <string>
+
+using namespace host;
+
+namespace {
+
+TEST(Reasons, AreFoundByReasonAndByName) {
+    for (const ReasonRow &row : reasons()) {
+        EXPECT_EQ(&rowOf(row.reason), &row) << row.name;
+        EXPECT_EQ(rowOfReason(row.name), &row) << row.name;
+    }
+    EXPECT_EQ(rowOfReason(""), nullptr);
+    EXPECT_EQ(rowOfReason("Not-Signed"), nullptr);
+}
+
+TEST(Reasons, HaveNamesOfLowerCaseWordsThatNoOutcomeHas) {
+    std::set<std::string> seen;
+    for (const ReasonRow &row : reasons()) {
+        const std::string name = row.name;
+        EXPECT_TRUE(seen.insert(name).second) << name;
+        EXPECT_TRUE(std::all_of(name.begin(), name.end(), [](char c) {
+            return (c >= 'a' && c <= 'z') || c == '-';
+        })) << name;
+        EXPECT_TRUE(std::none_of(outcomes().begin(), outcomes().end(), [&](const OutcomeRow &one) {
+            return name == one.name && row.reason != Reason::none;
+        })) << name;
+    }
+}
+
+TEST(Reasons, SayWhatTheyMeanAndWhatToDoInOneLineOfTheTable) {
+    for (const ReasonRow &row : reasons()) {
+        for (const std::string text : {row.meaning, row.remedy}) {
+            EXPECT_FALSE(text.empty()) << row.name;
+            EXPECT_EQ(text.find_first_of("|\n"), std::string::npos) << row.name;
+            EXPECT_NE(text.back(), '.') << row.name;
+        }
+    }
+}
+
+TEST(Reasons, ExplainEveryOutcomeThatIsAFailureOfATicket) {
+    for (const OutcomeRow &outcome : outcomes()) {
+        const bool failure = outcome.code >= static_cast<int>(Outcome::checksumFailed) &&
+                             outcome.code <= static_cast<int>(Outcome::commitFailed);
+        EXPECT_TRUE(!failure || std::any_of(reasons().begin(), reasons().end(),
+                                            [&](const ReasonRow &row) {
+                                                return row.outcome == outcome.outcome;
+                                            }))
+            << outcome.name;
+    }
+}
+
+} // namespace
