@@ -52,7 +52,8 @@ Action declareConfig(CLI::App &command) {
     check->fallthrough();
     const auto file = std::make_shared<std::string>(OTA_DEFAULT_CONFIG);
     check->add_option("file", *file, "The file; that of the installed service if not given")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->capture_default_str();
     return [file](const Globals &globals) { return checkConfig(*file, globals); };
 }
 

@@ -5,11 +5,6 @@ cmake_path(ABSOLUTE_PATH sbin BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}" OUTPUT_VA
 cmake_path(ABSOLUTE_PATH lib BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}" OUTPUT_VARIABLE OTA_LIB)
 cmake_path(ABSOLUTE_PATH libexec BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}"
            OUTPUT_VARIABLE OTA_LIBEXEC)
-cmake_path(ABSOLUTE_PATH sysconf BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}"
-           OUTPUT_VARIABLE OTA_SYSCONF)
-if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
-  set(OTA_SYSCONF /etc)
-endif()
 configure_file("${source}/otad.service.in" "${binary}/otad.service" @ONLY)
 cmake_path(ABSOLUTE_PATH unit_dir BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}")
 file(INSTALL "${binary}/otad.service" DESTINATION "${unit_dir}")

@@ -9,6 +9,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 
 namespace otad {
 namespace {
@@ -27,13 +29,20 @@ std::string kernelBootId() {
     return text.substr(0, text.find('\n'));
 }
 
+// The prefix may have been chosen after the build.
+std::string fromHere(const char *path) {
+    std::error_code error;
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+    return (self.parent_path() / path).lexically_normal().string();
+}
+
 } // namespace
 
 Options readOptions(int argc, char **argv) {
     Options options;
     options.config = OTA_DEFAULT_CONFIG;
-    options.host = OTA_DEFAULT_HOST;
-    options.library = OTA_DEFAULT_LIBRARY;
+    options.host = fromHere(OTA_HOST_FROM_HERE);
+    options.library = fromHere(OTA_LIBRARY_FROM_HERE);
     CLI::App app("Runs the upgrade agent of a node as a service on the bus.", "otad");
     app.add_option("--config", options.config, "the node's configuration")->capture_default_str();
     app.add_option("--host", options.host, "the program that holds the agent's library")

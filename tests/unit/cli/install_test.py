@@ -13,6 +13,9 @@ import xml.etree.ElementTree
 
 SOURCE, BUILD, CMAKE = pathlib.Path(sys.argv[1]), sys.argv[2], sys.argv[3]
 PREFIX = "/usr"
+CONFIG = "/etc/otaSwAgent/node.conf"
+# Places that the example, the unit and the pages once had beside those of today.
+FORMER = r"/opt/(conf|logs)\b|/etc/ota/|/var/lib/otaSwAgent|/usr/(local/)?etc/"
 EXPOSURE = 25  # tenths; systemd calls anything under 50 "ok"
 
 
@@ -77,14 +80,103 @@ class Installed(unittest.TestCase):
         self.assertEqual(command[1::2], ["--config", "--host", "--library"])
         for path in (command[0], command[4], command[6]):
             self.assertTrue((self.root / path.lstrip("/")).is_file(), path)
-        self.assertEqual(command[2], "/etc/otaSwAgent/node.conf")
+        self.assertEqual(command[2], CONFIG)
 
     def test_another_prefix_is_in_the_unit_too(self):
         with tempfile.TemporaryDirectory() as folder:
             root = installed_to(folder, "/opt/ota")
             command = self.command_line(root / "opt/ota/lib/systemd/system/otad.service")
             self.assertEqual(command[0], "/opt/ota/sbin/otad")
-            self.assertEqual(command[2], "/opt/ota/etc/otaSwAgent/node.conf")
+            self.assertEqual(command[2], CONFIG)
+            self.check_defaults(root / "opt/ota")
+
+    def check_defaults(self, prefix):
+        """What the programs below this prefix take where the command line says nothing."""
+        shown = run(prefix / "sbin/otad", "--help").stdout
+        for option, default in (("config", CONFIG),
+                                ("host", f"{prefix}/libexec/otaSwAgent/ota-host"),
+                                ("library", str(next(prefix.rglob("libotaSwAgent.so"))))):
+            self.assertRegex(shown, rf"--{option} \S*=?\[?{re.escape(default)}\]?\s")
+        self.assertIn(CONFIG, run(prefix / "bin/otactl", "config", "check", "--help").stdout)
+
+    def test_programs_unit_and_example_agree_on_one_set_of_paths(self):
+        self.check_defaults(self.root / "usr")
+        unit = self.unit.read_text()
+
+        def named(key):
+            return [word.lstrip("-") for line in re.findall(rf"^{key}=(.*)$", unit, re.M)
+                    for word in line.split()]
+        writable = named("ReadWritePaths") + [
+            f"{folder}/{name}" for key, folder in (("StateDirectory", "/var/lib"),
+                                                   ("LogsDirectory", "/var/log"),
+                                                   ("RuntimeDirectory", "/run"))
+            for name in named(key)]
+        example = (self.root / "usr/share/doc/otaSwAgent/node.conf.example").read_text()
+        for key in ("tmp", "configs", "logs", "state", "boot_state"):
+            path = re.search(rf"^{key} = (.*)$", example, re.M)[1]
+            self.assertTrue(any(f"{path}/".startswith(f"{folder}/") for folder in writable),
+                            f"{key} = {path}: the unit lets the service write {writable} only")
+        read = re.findall(r"^(?:\w*ca_certificate|certificate|key|signer_ca|health_command) = (.*)$",
+                          example, re.M)
+        self.assertEqual(len(read), 6, read)
+        for path in read:
+            self.assertEqual(os.path.dirname(path), os.path.dirname(CONFIG))
+        self.assertEqual(named("ConfigurationDirectory"), ["otaSwAgent"])
+        self.assertEqual(named("ReadOnlyPaths"), ["/etc/otaSwAgent"])
+
+    def test_nobody_names_a_former_path(self):
+        pages = [*SOURCE.glob("*.md"), *SOURCE.glob("docs/*"), *SOURCE.glob("packaging/*"),
+                 SOURCE / "platform/nal/node.conf.example"]
+        for page in pages:
+            if page.is_file() and page.name != "CHANGELOG.md":
+                self.assertNotRegex(page.read_text(), FORMER, page)
+
+    def test_what_is_installed_is_stripped_and_still_exports(self):
+        programs = [path for path in self.root.rglob("*")
+                    if path.is_file() and path.read_bytes()[:4] == b"\x7fELF"]
+        self.assertEqual(len(programs), 6, programs)
+        for program in programs:
+            self.assertNotIn(".symtab", run("readelf", "-S", "-W", program).stdout, program)
+        for name, export in (("libotaSwAgent.so", "initOTAlib"), ("ota-host", "startTimer")):
+            exports = run("nm", "-D", "--defined-only", next(self.root.rglob(name))).stdout
+            self.assertRegex(exports, rf"(?m) T {export}$")
+
+    @unittest.skipUnless(shutil.which("systemctl") and shutil.which("systemd-sysusers"),
+                         "needs systemctl: install systemd")
+    def test_the_page_leads_to_an_installation_that_starts(self):
+        page = (SOURCE / "docs/integrating.md").read_text()
+        blocks = re.findall(r"^```sh\n(.*?)^```$", page, re.S | re.M)
+        self.assertEqual(len(blocks), 1)
+        with tempfile.TemporaryDirectory() as folder:
+            work, root = pathlib.Path(folder) / "work", pathlib.Path(folder) / "root"
+            (work / "build").mkdir(parents=True)
+            (work / "build/release").symlink_to(BUILD)
+            (root / "etc").mkdir(parents=True)
+            done = run("sh", "-eu", "-c", blocks[0], cwd=work,
+                       env=os.environ | {"root": str(root), "LC_ALL": "C",
+                                         "PATH": f"{pathlib.Path(CMAKE).parent}:{os.environ['PATH']}"})
+            self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+            self.assertTrue((root / CONFIG.lstrip("/")).is_file())
+            self.assertRegex((root / "etc/group").read_text(), "(?m)^otaswagent:")
+            wanted = root / "etc/systemd/system/multi-user.target.wants/otad.service"
+            self.assertEqual(os.readlink(wanted), "/usr/lib/systemd/system/otad.service")
+            if os.geteuid() != 0:
+                return
+            # The command line of the unit, in that root: all that is wrong is what a node must add.
+            checked = self.checked(root)
+            self.assertEqual(checked.returncode, 9, checked.stdout + checked.stderr)
+            for line in checked.stderr.splitlines():
+                self.assertRegex(line, f"^error: otad: {CONFIG}:\\d+: ")
+                self.assertRegex(line, "make it or name another|cannot be (opened|read)")
+
+    def checked(self, root):
+        """The unit's own command line with --check, its configuration at its place."""
+        command = self.command_line(root / "usr/lib/systemd/system/otad.service")
+        self.assertEqual(command[2], CONFIG)
+        words = [str(root) + word if word.startswith("/usr/") else word for word in command]
+        script = f"mkdir -p /etc/otaSwAgent && mount --bind {root}/etc/otaSwAgent /etc/otaSwAgent"
+        return run("unshare", "-m", "sh", "-c", f"mount -t tmpfs none /etc && {script} && exec \"$@\"",
+                   "sh", *words, "--check")
 
     def test_what_cannot_be_mended_by_a_restart_is_not_restarted(self):
         text = self.unit.read_text()

@@ -63,7 +63,8 @@ TEST(LongestVersion, IsWhatTheMarkersCommandHasRoomFor) {
 
 TEST(LongestVersion, IsNeverMoreThanTheAgentReadsBackInOnePiece) {
     EXPECT_EQ(longestVersion(""), 30U);
-    EXPECT_EQ(longestVersion("/opt/logs/ota_act_success"), 30U);
+    EXPECT_EQ(longestVersion("/var/logs/ota_act_success"), 30U);
+    EXPECT_EQ(longestVersion("/var/log/ota/ota_act_success"), 27U); // the example's
     EXPECT_EQ(longestVersion(std::string(25, 'p')), 30U);
 }
 
