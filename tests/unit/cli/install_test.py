@@ -184,6 +184,13 @@ class Installed(unittest.TestCase):
                      "KillMode=mixed", "RestartPreventExitStatus=9 2"):
             self.assertIn(f"\n{line}\n", text)
 
+    def test_what_goes_wrong_stays_in_the_service(self):
+        text = self.unit.read_text()
+        self.assertRegex(text, r"(?m)^MemoryMax=\d+%$")
+        for line in ("TasksMax=64", "LimitCORE=0", "OOMPolicy=continue",
+                     "After=dbus.service network.target nss-lookup.target"):
+            self.assertIn(f"\n{line}\n", text)
+
     def installed_unit(self):
         """The unit with the paths of the temporary folder, where its programs exist."""
         there = self.root / "otad.service"
