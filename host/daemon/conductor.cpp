@@ -2,6 +2,8 @@
 // The host's life: start, what is taken up, crash, cancel.
 #include "host/daemon/conductor.h"
 
+#include "host/daemon/judge.h"
+#include "host/daemon/keep/recheck.h"
 #include "host/message.h"
 
 #include <algorithm>
@@ -134,7 +136,8 @@ void Conductor::startUpDone(const cJSON &message) {
     with_.board.setStage("");
     lookAtBanks(); // the trial may have ended meanwhile
     const Facts now = facts();
-    const TakeUp plan = planTakeUp(ledger(), now);
+    TakeUp plan = planTakeUp(ledger(), now);
+    recheck(plan, judgeNow(with_.config, with_.board.lastStatus()));
     ledger() = takenUp(ledger(), plan, now);
     with_.timers.restore(plan.timers);
     if (plan.commitCheck) {
@@ -151,6 +154,10 @@ void Conductor::startUpDone(const cJSON &message) {
         finish(finished.request, finished.outcome, finished.reason);
         gaveUp_ = gaveUp_ || finished.outcome == host::Outcome::hostCrashed;
     }
+    for (const host::guard::Refusal &refusal : plan.dropped) {
+        tellRefused(Request{}, refusal);
+    }
+    gaveUp_ = gaveUp_ || plan.takeBack;
     // Also of a fresh agent: a call that breaks off begins again with the times that it knew.
     agentIsFresh_ = ledger().memory.empty();
     if (agentIsFresh_) {

@@ -126,6 +126,8 @@ class Conductor {
     void forgetDeferral();
     void pump();
     void begin(Running running);
+    void endRefused(const Request &request, const host::guard::Refusal &refusal);
+    void tellRefused(const Request &request, const host::guard::Refusal &refusal);
     void keepAndSend();
     void callDone(const cJSON &message);
     void offerDone(const Request &offer, const Running &ended);

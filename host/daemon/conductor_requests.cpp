@@ -2,6 +2,7 @@
 // The requests' way to the agent: kept, in their turn, begun.
 #include "host/daemon/conductor.h"
 
+#include "host/daemon/judge.h"
 #include "host/daemon/keep/resume_fate.h"
 #include "host/message.h"
 #include "platform/timers.h"
@@ -60,9 +61,7 @@ void Conductor::timerRanOut(const std::string &name) {
 }
 
 Request Conductor::expiryOf(const std::string &name) const {
-    Request expiry;
-    expiry.kind = kTimer;
-    expiry.event = host::printed(host::message({{"event", kTimer}, {"name", name}}).get());
+    Request expiry = timerRequest(name);
     if (const Request *const offer = currentOffer()) {
         expiry.ticket = offer->ticket;
         expiry.version = offer->version;
@@ -136,6 +135,11 @@ void Conductor::pump() {
 }
 
 void Conductor::begin(Running running) {
+    const Request kept = running.request;
+    if (const auto refusal =
+            checkAgain(kept, judgeNow(with_.config, with_.board.lastStatus()), running.request)) {
+        return endRefused(kept, *refusal);
+    }
     witness_ = {};
     onboardingEnded_ = false;
     if (running.bank.empty()) {
@@ -150,6 +154,29 @@ void Conductor::begin(Running running) {
     tell("started", ledger().running->request);
     state_ = State::keeping;
     keepAndSend();
+}
+
+// It was let in once, and is not what may be let in now.
+void Conductor::endRefused(const Request &request, const host::guard::Refusal &refusal) {
+    ledger().running.reset();
+    if (request.kind == kTimer) {
+        tellRefused(request, refusal); // the ticket is another request's
+    } else {
+        finish(request, refusal.outcome, refusal.text());
+    }
+    with_.book.save();
+    becomeIdle();
+}
+
+void Conductor::tellRefused(const Request &request, const host::guard::Refusal &refusal) {
+    HistoryLine line;
+    line.event = "refused";
+    line.ticket = request.ticket;
+    line.version = request.version;
+    line.outcome = refusal.outcome;
+    line.reason = refusal.text();
+    line.next = "nothing: it was kept, and is dropped";
+    with_.chronicle.tell(line);
 }
 
 // What runs is on the disk before the agent hears of it.

@@ -2,22 +2,13 @@
 // What the bus asks: judged by the guard, then handed on.
 #include "host/daemon/front.h"
 
+#include "host/daemon/judge.h"
 #include "host/daemon/keep/trial_words.h"
-#include "host/guard/activation_record.h"
-#include "host/guard/offer.h"
 #include "host/guard/setting.h"
-#include "host/guard/version.h"
-#include "host/message.h"
 
 #include <ctime>
 
 namespace otad {
-namespace {
-
-constexpr const char *kMarker = "/ota_act_success";
-
-} // namespace
-
 std::optional<host::guard::Refusal> Front::notReady() const {
     if (!house_.board.lastStatus().mac.empty()) {
         return std::nullopt;
@@ -32,25 +23,7 @@ std::optional<host::guard::Refusal> Front::notReady() const {
     return host::guard::Refusal{host::Outcome::notReady, "node", reason};
 }
 
-host::guard::NodeIdentity Front::identity() const {
-    return {.model = house_.config.model,
-            .serial = house_.config.serial,
-            .mac = house_.board.lastStatus().mac,
-            .longestVersion = host::guard::longestVersion(house_.config.logsDirectory + kMarker)};
-}
-
-host::guard::Rules Front::rules() const {
-    host::guard::Rules rules{house_.config.allowPlainHttp, house_.config.lowestVersion, {}};
-    for (const FailedTrial &failed : house_.board.lastStatus().failedVersions) {
-        if (failed.refused) {
-            rules.refusedVersions.push_back(
-                {failed.version, "failed its trial on this node " +
-                                     times(static_cast<int>(failed.trials)) + ": " +
-                                     failureWords(failed.reason)});
-        }
-    }
-    return rules;
-}
+Judge Front::judge() const { return judgeNow(house_.config, house_.board.lastStatus()); }
 
 void Front::refuse(const host::guard::Refusal &refusal, const BusCalls::Answer &answer) {
     HistoryLine line;
@@ -68,24 +41,10 @@ void Front::offerImage(const std::string &descriptor, const host::guard::OfferFl
     if (const auto refusal = notReady()) {
         return refuse(*refusal, answer);
     }
-    host::guard::Offer offer;
-    if (const auto refusal = host::guard::checkOffer(descriptor, identity(), rules(), offer)) {
-        return refuse(*refusal, answer);
-    }
-    if (const auto refusal = host::guard::checkFlags(flags)) {
-        return refuse(*refusal, answer);
-    }
-    const host::Json event =
-        host::message({{"event", kNewImage}, {"descriptor", offer.descriptor}});
-    cJSON *const config = cJSON_AddObjectToObject(event.get(), "config");
-    cJSON_AddNumberToObject(config, "OffloadDownloadActivate", flags.offload);
-    cJSON_AddNumberToObject(config, "initial_obardingStatus", flags.initialOnboarding);
-    cJSON_AddNumberToObject(config, "firsttime_polling", flags.firstPolling);
     Request request;
-    request.kind = kNewImage;
-    request.event = host::printed(event.get());
-    request.version = offer.version;
-    request.policy = offer.policy;
+    if (const auto refusal = newImageRequest(descriptor, flags, judge(), request)) {
+        return refuse(*refusal, answer);
+    }
     house_.conductor.accept(std::move(request), answer);
 }
 
@@ -93,26 +52,17 @@ void Front::triggerMobileApp(int newswavailflag, const BusCalls::Answer &answer)
     if (const auto refusal = notReady()) {
         return refuse(*refusal, answer);
     }
-    const host::Json event = host::message({{"event", kMobileTrigger}});
-    cJSON_AddNumberToObject(event.get(), "newswavailflag", newswavailflag);
-    Request request;
-    request.kind = kMobileTrigger;
-    request.event = host::printed(event.get());
-    house_.conductor.accept(std::move(request), answer);
+    house_.conductor.accept(mobileTriggerRequest(newswavailflag), answer);
 }
 
 void Front::setActivationTime(const std::string &record, const BusCalls::Answer &answer) {
     if (const auto refusal = notReady()) {
         return refuse(*refusal, answer);
     }
-    host::guard::ActivationRecord activation;
-    if (const auto refusal = host::guard::checkActivationTime(record, identity(), activation)) {
+    Request request;
+    if (const auto refusal = activationTimeRequest(record, judge().node, request)) {
         return refuse(*refusal, answer);
     }
-    Request request;
-    request.kind = kActivationTime;
-    request.event = host::printed(
-        host::message({{"event", kActivationTime}, {"record", activation.record}}).get());
     house_.conductor.accept(std::move(request), answer);
 }
 

@@ -8,10 +8,9 @@
 #include "host/daemon/conductor.h"
 #include "host/daemon/keep/disk_writer.h"
 #include "host/daemon/keep/explain.h"
+#include "host/daemon/keep/request_check.h"
 #include "host/daemon/node_settings.h"
 #include "host/daemon/root_road.h"
-
-#include "host/guard/node_identity.h"
 
 #include "platform/nal/config.h"
 
@@ -50,8 +49,7 @@ class Front {
 
   private:
     std::optional<host::guard::Refusal> notReady() const;
-    host::guard::NodeIdentity identity() const;
-    host::guard::Rules rules() const;
+    Judge judge() const;
     bool knowsTheBanks(const BusCalls::Answer &answer);
     void refuse(const host::guard::Refusal &refusal, const BusCalls::Answer &answer);
 

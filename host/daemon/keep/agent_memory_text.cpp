@@ -45,6 +45,23 @@ void AgentMemoryText::fillActivationTime(const std::string &preferredTime) {
     }
 }
 
+void AgentMemoryText::forgetTheOffer() {
+    cJSON *const image = cJSON_GetObjectItemCaseSensitive(object_.get(), "swInfo");
+    cJSON *member = nullptr;
+    cJSON_ArrayForEach(member, image) {
+        if (cJSON_IsNumber(member)) {
+            cJSON_SetNumberValue(member, 0);
+        } else if (cJSON_IsString(member) && cJSON_SetValuestring(member, "") == nullptr) {
+            throw std::bad_alloc();
+        }
+    }
+    for (const char *const flag :
+         {kWindowOpen, kRetryPending, kTriggerTooLate, kDeferred, kRebootScheduled}) {
+        setNumber(flag, 0);
+    }
+    setNumber(kNoWindowBeforeSwap, 1);
+}
+
 std::string AgentMemoryText::print() const {
     if (empty()) {
         return {};

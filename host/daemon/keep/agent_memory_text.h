@@ -34,6 +34,9 @@ class AgentMemoryText {
      */
     void fillActivationTime(const std::string &preferredTime);
 
+    /* The image and every flag that is its: what is left is the activation time. */
+    void forgetTheOffer();
+
     /* Empty where the memory is. */
     std::string print() const;
 

@@ -5,6 +5,7 @@
 
 #include "host/daemon/bus/node_status.h"
 #include "host/daemon/keep/ledger.h"
+#include "host/guard/refusal.h"
 #include "host/outcome.h"
 
 #include <cstdint>
@@ -57,6 +58,10 @@ struct TakeUp {
     /* What ended without the host. Behind a hostCrashed the host is sent `abandon` before anything.
      */
     std::vector<Finished> finished;
+
+    /* What may not reach the agent and is nobody's request. */
+    std::vector<host::guard::Refusal> dropped;
+    bool takeBack = false; // the host is sent `abandon`, as behind a hostCrashed
 
     std::string memory;             // to restore; empty: the agent stays as it starts
     std::vector<ArmedTimer> timers; // with their ends on this boot's clock

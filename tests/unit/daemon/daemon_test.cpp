@@ -2,6 +2,7 @@
 // A whole daemon in a temporary folder, with a scripted host and no bus unless one is given.
 #include "daemon_test.h"
 
+#include "host/daemon/keep/request_check.h"
 #include "host/message.h"
 
 #include <algorithm>
@@ -234,9 +235,11 @@ std::string descriptorOf(int policy, const std::string &version) {
 }
 
 Request offerRequest(std::uint64_t ticket, int policy, const std::string &version) {
-    const host::Json event =
-        host::message({{"event", kNewImage}, {"descriptor", descriptorOf(policy, version)}});
-    return {ticket, kNewImage, host::printed(event.get()), version, policy};
+    const host::guard::NodeIdentity node{"GW-1000", "", "02:00:5E:10:00:01", 30};
+    Request request;
+    EXPECT_FALSE(newImageRequest(descriptorOf(policy, version), {0, 0, 0}, {node, {}}, request));
+    request.ticket = ticket;
+    return request;
 }
 
 } // namespace otad::test

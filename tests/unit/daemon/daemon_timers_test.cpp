@@ -2,6 +2,8 @@
 // The agent's timers while the agent is busy.
 #include "daemon_test.h"
 
+#include "host/daemon/keep/request_check.h"
+
 namespace otad::test {
 namespace {
 
@@ -63,7 +65,8 @@ TEST_F(TimersOfTheAgent, that_ran_out_are_on_the_disk_as_expired_and_not_as_arme
     ledger.nextTicket = 9;
     ledger.standing = Standing{offerRequest(7), "a", false, false};
     ledger.timers = {{"rebootTimer", 1, bootNowMs() + kSoonMs, 0, 1}};
-    ledger.queue = {{8, kMobileTrigger, R"({"event":"mobile-trigger"})", "", 0}};
+    ledger.queue = {mobileTriggerRequest(1)};
+    ledger.queue[0].ticket = 8;
     keep(ledger);
     host_.on("mobile-trigger", {hang()});
     startUp();

@@ -174,5 +174,73 @@ TEST_F(Restart, gives_up_a_call_that_crashed_too_often_before) {
     EXPECT_THAT(host_.heard(), ElementsAre("start-up", "abandon"));
 }
 
+// A file of another release, configuration or hand; the guard has its say before the agent.
+TEST_F(Restart, ends_a_broken_call_that_is_not_let_in_any_more) {
+    const std::uint64_t ticket = breakOffACall();
+    config_.lowestVersion = kOther;
+    startUp();
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_THAT(codesOf(ticket), ElementsAre(codeOf(Outcome::versionBelowFloor)));
+    ASSERT_TRUE(turnUntil([&] { return idle(); }));
+    EXPECT_EQ(host_.count("new-image"), 1U);
+    EXPECT_EQ(host_.count("abandon"), 1U);
+    EXPECT_THAT(explained("now"), HasSubstr("under the configured lowest version"));
+    ASSERT_TRUE(turnUntil([&] { return !kept().running; }));
+}
+
+TEST_F(Restart, ends_an_offer_in_the_queue_that_is_not_let_in_any_more) {
+    breakOffACall();
+    Ledger ledger = kept();
+    ledger.running.reset();
+    ledger.queue.push_back(offerRequest(ledger.nextTicket++, 0, kNew));
+    ledger.queue.push_back(offerRequest(ledger.nextTicket++, 0, kOther));
+    std::string &event = ledger.queue.front().event;
+    event.replace(event.find(kNew), std::string(kNew).size(), "4QZ;reboot");
+    keep(ledger);
+    startUp();
+    ASSERT_TRUE(turnUntil([&] { return finished(ledger.nextTicket - 1); }));
+    EXPECT_THAT(codesOf(ledger.nextTicket - 2), ElementsAre(codeOf(Outcome::versionMalformed)));
+    EXPECT_EQ(host_.count("new-image"), 2U) << "the first, and the one behind the refused one";
+    for (const std::string &heard : host_.events("new-image")) {
+        EXPECT_THAT(heard, Not(HasSubstr("4QZ;reboot")));
+    }
+}
+
+TEST_F(Restart, ends_a_standing_offer_whose_memory_was_changed) {
+    host_.on("new-image", {startTimer("rebootTimer", kLong)});
+    startUp();
+    const std::uint64_t ticket = ticketOf(offer());
+    ASSERT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
+    stop();
+    Ledger ledger = kept();
+    ledger.timers = {endingIn("rebootTimer", 0)};
+    ledger.memory = R"x({"swInfo":{"nxtMSVersion":"4QZ$(reboot)"}})x";
+    keep(ledger);
+    startUp();
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_THAT(codesOf(ticket), ElementsAre(codeOf(Outcome::keyMissing)));
+    ASSERT_TRUE(turnUntil([&] { return idle(); }));
+    turnWhileBusy();
+    EXPECT_EQ(host_.count("timer"), 0U);
+    for (const std::string &restored : host_.events("restore")) {
+        EXPECT_THAT(restored, Not(HasSubstr("reboot)")));
+    }
+}
+
+TEST_F(Restart, arms_no_timer_that_is_not_the_agents) {
+    host_.on("new-image", {startTimer("rebootTimer", kLong)});
+    startUp();
+    ticketOf(offer());
+    ASSERT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
+    stop();
+    Ledger ledger = kept();
+    ledger.timers.push_back(endingIn("x;reboot", 0));
+    keep(ledger);
+    startUp();
+    ASSERT_TRUE(turnUntil([&] { return !told("refused").empty(); }));
+    EXPECT_THAT(told("refused").back(), HasSubstr("x;reboot"));
+    EXPECT_EQ(daemon_->status().timers.size(), 1U);
+}
+
 } // namespace
 } // namespace otad::test

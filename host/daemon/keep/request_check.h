@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+// Requests are made of what the guard let through, and nothing that was kept is sent unjudged.
+#ifndef HOST_DAEMON_KEEP_REQUEST_CHECK_H
+#define HOST_DAEMON_KEEP_REQUEST_CHECK_H
+
+#include "host/daemon/keep/ledger.h"
+#include "host/guard/node_identity.h"
+#include "host/guard/offer.h"
+#include "host/guard/refusal.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace otad {
+
+/* What requests are judged by at this moment. */
+struct Judge {
+    host::guard::NodeIdentity node;
+    host::guard::Rules rules;
+};
+
+/* From outside. A refusal leaves the request untouched; tickets are given later. */
+std::optional<host::guard::Refusal> newImageRequest(std::string_view descriptor,
+                                                    const host::guard::OfferFlags &flags,
+                                                    const Judge &judge, Request &request);
+std::optional<host::guard::Refusal> activationTimeRequest(std::string_view record,
+                                                          const host::guard::NodeIdentity &node,
+                                                          Request &request);
+Request mobileTriggerRequest(int newswavailflag);
+Request timerRequest(const std::string &name);
+
+/* The agent asks for this timer, and has a call for its end. */
+bool isTimerOfTheAgent(std::string_view name);
+
+/*
+ * What was kept, judged once more: its file may be of an earlier release or configuration, or
+ * somebody else's. Nothing: `anew` is the request as the guard writes it now, of the same ticket.
+ * While the node's own address is not known, addresses are only looked at for their form.
+ */
+std::optional<host::guard::Refusal> checkAgain(const Request &kept, const Judge &judge,
+                                               Request &anew);
+
+/* Likewise of the agent's memory: its image, and its activation times. An empty one passes. */
+std::optional<host::guard::Refusal> checkRememberedImage(const std::string &memory,
+                                                         const Judge &judge);
+std::optional<host::guard::Refusal> checkRememberedTimes(const std::string &memory,
+                                                         const Judge &judge);
+
+} // namespace otad
+
+#endif
