@@ -190,7 +190,10 @@ OTA_EXPORT void startRebootTimer(void);
  * partial file stays until the next download.
  */
 OTA_EXPORT int ota_httpDownLoadFile(HttpInfo *info);
-/* "<tmp directory>/<imageName>" into 256 bytes. Always 0. */
+/*
+ * "<tmp directory>/<imageName>" into `destination`, which holds 256 bytes or what a longer tmp
+ * directory of the platform needs: the path is never cut. Always 0.
+ */
 OTA_EXPORT int ota_getFileDownloadPath(char *destination, const char *imageName);
 /* libcurl's write callback: `count` items to the FILE `stream`. A short count aborts a transfer. */
 OTA_EXPORT size_t dlFile_writeFunc(void *buffer, size_t size, size_t count, void *stream);

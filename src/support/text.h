@@ -48,6 +48,14 @@ inline bool isEmpty(const char *text) { return text[0] == '\0'; }
     va_end(arguments);
 }
 
+// "directory/leaf", whole; the destination's room is its owner's care.
+inline void joinPath(char *destination, const char *directory, const char *leaf) {
+    const size_t length = strlen(directory);
+    memcpy(destination, directory, length);
+    destination[length] = '/';
+    memcpy(destination + length + 1, leaf, strlen(leaf) + 1);
+}
+
 // The length as the logs print it.
 inline int lengthOf(const char *text) { return static_cast<int>(strlen(text)); }
 

@@ -106,7 +106,8 @@ int perform(Transfer &transfer) {
 } // namespace ota::download
 
 int ota_getFileDownloadPath(char *destination, const char *imageName) {
-    ota::formatCut(destination, OTA_FILE_PATH_WIDTH, "%s/%s", nal_getTmpDirectory(), imageName);
+    // Kept: the path has no limit; a cut one would name another file.
+    ota::joinPath(destination, nal_getTmpDirectory(), imageName);
     OTA_NOTICE("download path = %s", destination);
     return 0;
 }

@@ -3,6 +3,7 @@
 #include "download_fixture.h"
 
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 
 using namespace ota::test;
@@ -187,11 +188,13 @@ TEST_F(Download, WritesIntoTheTemporaryDirectoryOfTheNode) {
     EXPECT_TRUE(exists("spool/4QZ-2.0"));
 }
 
-TEST_F(Download, BuildsTheDownloadPathUpTo255Characters) {
-    node().tmpDirectory = std::string(240, 'd');
-    char path[256];
+TEST_F(Download, BuildsTheDownloadPathWithoutALimit) {
+    node().tmpDirectory = std::string(300, 'd');
+    char path[400];
+    std::memset(path, '#', sizeof path);
     AGENT(ota_getFileDownloadPath)(path, "4QZ-2.0-build7");
-    EXPECT_EQ(std::string(path), std::string(240, 'd') + "/4QZ-2.0-build7");
+    EXPECT_EQ(std::string(path), std::string(300, 'd') + "/4QZ-2.0-build7");
+    EXPECT_EQ(path[std::strlen(path) + 1], '#') << "nothing behind the text is written";
     EXPECT_ENTRIES(journal().logs(), both("swmgmtitf", "ota_getFileDownloadPath",
                                           "download path = " + std::string(path)));
 }
