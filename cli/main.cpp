@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -30,18 +31,31 @@ int run(int argc, char **argv, otactl::Globals &globals) {
     return action(globals);
 }
 
+// Who reads standard output may go away: that ends otactl without a word, also where whoever
+// started it ignores or blocks the signal, as services and scripts do.
+void endWithTheReader() {
+    sigset_t pipe;
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    std::signal(SIGPIPE, SIG_DFL);
+    sigprocmask(SIG_UNBLOCK, &pipe, nullptr);
+}
+
 // A full disk behind standard output must not look like success.
 void finishOutput() {
     errno = 0;
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        // The reason of a line that failed before is gone.
         throw Failure(host::Outcome::failed,
-                      std::string("standard output cannot be written: ") + std::strerror(errno));
+                      std::string("standard output cannot be written") +
+                          (errno == 0 ? "" : std::string(": ") + std::strerror(errno)));
     }
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
+    endWithTheReader();
     otactl::Globals globals;
     try {
         const int code = run(argc, argv, globals);

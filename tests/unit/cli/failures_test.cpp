@@ -6,8 +6,13 @@
 #include "host/outcome.h"
 
 #include <algorithm>
+#include <array>
+#include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -153,6 +158,29 @@ TEST_F(Failures, AFullDiskBehindStandardOutputIsNoSuccess) {
     // NOLINTNEXTLINE(cert-env33-c): the shell opens the full device
     const int status = std::system(command.c_str());
     EXPECT_EQ(WEXITSTATUS(status), rowOf(Outcome::failed).code);
+}
+
+TEST_F(Failures, AReaderThatWentAwayEndsItWithoutAWord) {
+    constexpr int kOutput = 9;
+    ASSERT_TRUE(service_.start());
+    std::array<int, 2> pipe{-1, -1};
+    ASSERT_EQ(pipe2(pipe.data(), 0), 0);
+    close(pipe[0]);
+    if (pipe[1] != kOutput) {
+        ASSERT_EQ(dup2(pipe[1], kOutput), kOutput);
+        close(pipe[1]);
+    }
+    const std::string errors = fileHolding("");
+    for (const char *verb : {"status", "--json status", "history", "watch", "--help"}) {
+        // Ignored, as a service's children inherit it.
+        const std::string command = std::string("trap '' PIPE; exec ") + OTACTL + " --bus " +
+                                    bus_.address() + " " + verb + " >&9 2>" + errors;
+        // NOLINTNEXTLINE(cert-env33-c): the shell ignores the signal
+        const int status = std::system(command.c_str());
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGPIPE) << verb << " " << status;
+        EXPECT_EQ(std::filesystem::file_size(errors), 0U) << verb;
+    }
+    close(kOutput);
 }
 
 class Denied : public Failures {
