@@ -116,26 +116,24 @@ std::optional<std::string> Child::ending() {
     }
     // What it started ends with it; until it is waited for, its group's number stays its own.
     ::kill(-pid_, SIGKILL);
-    int status = 0;
-    waitpid(pid_, &status, 0);
-    pid_ = -1;
-    return describe(status);
+    return reap();
 }
 
-void Child::stop() {
+std::optional<std::string> Child::stop() {
     if (!running()) {
-        return;
+        return std::nullopt;
     }
     // It alone: what it started is its own to end in order.
     ::kill(pid_, SIGTERM);
     const auto deadline = std::chrono::steady_clock::now() + patience_;
     while (std::chrono::steady_clock::now() < deadline) {
-        if (ending()) {
-            return;
+        if (auto ended = ending()) {
+            return ended;
         }
         std::this_thread::sleep_for(kGlance);
     }
-    kill();
+    ::kill(-pid_, SIGKILL);
+    return reap();
 }
 
 void Child::kill() {
@@ -145,9 +143,11 @@ void Child::kill() {
     }
 }
 
-void Child::reap() {
-    waitpid(pid_, nullptr, 0);
+std::string Child::reap() {
+    int status = 0;
+    waitpid(pid_, &status, 0);
     pid_ = -1;
+    return describe(status);
 }
 
 std::string systemProgram(const std::string &name) {

@@ -39,13 +39,14 @@ class Child {
     [[nodiscard]] bool running() const { return pid_ > 0; }
     // "exit code 3" or "signal 9" once the child is gone, and with it what it started; never waits.
     std::optional<std::string> ending();
-    // Asks the child to end, then makes it, and what it started; waits until it is gone.
-    void stop();
+    // Asks the child to end, then makes it, and what it started; waits until it is gone. Returns
+    // how it ended; none where it did not run.
+    std::optional<std::string> stop();
     // Ends it at once, as a loss of power would.
     void kill();
 
   private:
-    void reap();
+    std::string reap();
     pid_t pid_ = -1;
     std::chrono::milliseconds patience_{};
 };

@@ -207,7 +207,7 @@ void Desk::takeRoad(const Scene &scene) {
 
 void Desk::judge(const Traveller &traveller, const Witness &witness) const {
     try {
-        checkEnding(road_, traveller, witness, road_.end == End::untouched ? factory_ : image_);
+        checkEnding(road_, traveller, witness, {factory_, image_});
     } catch (const Failure &failure) {
         const std::string last = lastErrorLine(traveller.log);
         throw Failure((road_.mesh ? traveller.name + ": " : "") + failure.what() +

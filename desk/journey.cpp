@@ -29,6 +29,7 @@ constexpr auto kQuietAtReboot = 500ms;
 constexpr auto kRebootTakes = 3s;
 constexpr auto kDrainLimit = 3s;
 constexpr auto kRootLimit = 10s;
+constexpr auto kWindowLimit = 10s;
 
 std::string upper(const char *bank) {
     return std::string("bank ") + static_cast<char>(*bank - 'a' + 'A');
@@ -71,8 +72,8 @@ void Journey::boot() {
         display_.step("boot loader", line);
     }
     const nal::BootState &state = boot.state;
-    display_.step("boot",
-                  state.of(state.active).version + " from " + upper(nal::bankName(state.active)));
+    witness_.boots.push_back(state.of(state.active).version);
+    display_.step("boot", witness_.boots.back() + " from " + upper(nal::bankName(state.active)));
     nextLook_ = {};
     isReady_ = isSettled_ = isIdle_ = false;
 }
@@ -124,12 +125,33 @@ void Journey::goOn() {
     }
     if (!steps_.empty()) {
         const Step step = steps_.front();
+        if (!mayTake(step)) {
+            return;
+        }
         steps_.erase(steps_.begin());
         take(step);
         nextLook_ = Clock::now() + kLookEvery;
         return;
     }
-    over_ = isIdle_ && open_.empty() && !offerAgain() && wordsArrived();
+    over_ =
+        isIdle_ && open_.empty() && isProven() && !offerAgain() && wordsArrived() && !cutAtTheEnd();
+}
+
+// A power cut takes the tickets away that would tell when a trial is over.
+bool Journey::isProven() const {
+    return !witness_.powerCut || (!traveller_.folder.bootState().trial &&
+                                  !std::filesystem::exists(traveller_.folder.mark()));
+}
+
+// The agent arms its timer first; its file for the mobile app is there a moment later.
+bool Journey::mayTake(Step step) {
+    if (step != Step::mobileTrigger || !readFile(traveller_.folder.agentData()).empty()) {
+        return true;
+    }
+    if (!windowDue_) {
+        windowDue_ = Clock::now() + kWindowLimit;
+    }
+    return Clock::now() > *windowDue_;
 }
 
 // A word that the gateway does not raise in time is for the verdict to tell.
@@ -142,12 +164,19 @@ bool Journey::wordsArrived() {
            Clock::now() > *endedAt_ + kRootLimit;
 }
 
+// The change at which the power is to go may be one of the last, when the node goes down.
+bool Journey::cutAtTheEnd() {
+    if (!scene_.road.cutsAtACall || witness_.powerCut || !service_.shutDown()) {
+        return false;
+    }
+    afterTheCut();
+    return true;
+}
+
 void Journey::end() {
     service_.shutDown();
-    if (scene_.road.cutsAtACall && service_.cutAt().empty()) {
-        display_.step("power cut", "none: the node changed its storage only " +
-                                       std::to_string(service_.changes()) + " times");
-    }
+    drain();
+    witness_.changes = service_.changes();
 }
 
 void Journey::take(Step step) {
@@ -221,7 +250,8 @@ void Journey::trigger() {
 
 void Journey::moveActivationTime() {
     const int delay = scene_.fast ? kFastActivationDelay : kActivationDelay;
-    const std::string at = timeOfDay(std::time(nullptr) + delay);
+    activationAt_ = std::time(nullptr) + delay;
+    const std::string at = timeOfDay(*activationAt_);
     display_.step("activation", "moved to " + at + ", " + std::to_string(delay) + " s from now");
     open_.insert(service_.control().hand({"activate-at", at}));
 }
@@ -236,7 +266,9 @@ void Journey::rebootOnceQuiet() {
         damageBank();
     }
     display_.step("reboot", "the node goes down");
-    service_.shutDown();
+    if (service_.shutDown()) {
+        return afterTheCut();
+    }
     drain();
     rebootAsked_.reset();
     boot();
@@ -253,6 +285,7 @@ void Journey::cutPower() {
         throw Failure("the power was cut in a download, yet the passive bank is marked as whole");
     }
     scene_.server.endCrawl();
+    witness_.powerCut = true;
     boot();
 }
 
@@ -265,6 +298,7 @@ void Journey::afterTheCut() {
     display_.more("what was not synced by then is gone");
     open_.clear();
     offersLeft_ = kOffers;
+    witness_.powerCut = true;
     boot();
 }
 

@@ -11,6 +11,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <ctime>
 #include <functional>
 #include <optional>
 #include <set>
@@ -21,9 +22,16 @@ namespace desk {
 
 // What a node that took a road has shown.
 struct Witness {
-    std::vector<std::string> words;     // status words, in order
-    std::vector<std::string> atTheRoot; // those of them that the gateway raised on its bus
-    bool handedOver = false;            // the gateway raised where the image is
+    std::vector<std::string> boots;           // the versions that booted, in order
+    std::vector<std::string> words;           // status words, in order
+    std::vector<std::string> atTheRoot;       // those of them that the gateway raised on its bus
+    std::vector<std::string> failedDownloads; // why each attempt failed
+    std::string refusal;                      // why the passive bank was not taken, by the node
+    bool handedOver = false;                  // the gateway raised where the image is
+    bool early = false;                       // it activated before the time that was set
+    bool powerCut = false;
+    std::uint64_t changes = 0; // of its storage, where the power is to be cut at one
+    bool takenUp = false;      // it went on with what had broken off
 };
 
 class Journey {
@@ -68,10 +76,14 @@ class Journey {
     void tellTimer(const std::string &event, const std::string &reason);
     void tellCrash(const std::string &reason, const std::string &next);
     void tell(const std::optional<Tale> &tale);
-    void tellFailedDownloads();
+    void tellNews();
 
     bool look();
+    [[nodiscard]] bool mayTake(Step step);
+    [[nodiscard]] bool beforeTheTime() const;
     [[nodiscard]] bool wordsArrived();
+    [[nodiscard]] bool isProven() const;
+    [[nodiscard]] bool cutAtTheEnd();
     void take(Step step);
     void damageBank();
     void offer(const std::string &url);
@@ -107,6 +119,8 @@ class Journey {
     Clock::time_point nextLook_{};
     std::optional<Clock::time_point> rebootAsked_;
     std::optional<Clock::time_point> endedAt_;
+    std::optional<Clock::time_point> windowDue_; // when the mobile app's file must be there
+    std::optional<std::time_t> activationAt_;    // that was set
 
     // At the last look.
     bool isReady_ = false;

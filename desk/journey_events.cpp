@@ -76,9 +76,12 @@ void Journey::take(const cJSON *event) {
 void Journey::takeStatus(const cJSON *event) {
     const cJSON *const record = member(event, "record");
     const std::string word = host::textOf(record, "status");
-    tellFailedDownloads();
+    tellNews();
     tell(story_.wordCame(word));
     witness_.words.push_back(word);
+    const bool activates =
+        word == OTA_STATUS_ACTIVATION_COMPLETE || word == OTA_STATUS_ACTIVATION_FAILED;
+    witness_.early = witness_.early || (activates && beforeTheTime());
     display_.step("status", word);
     display_.more(describe(record));
     if (!scene_.fast) {
@@ -117,6 +120,7 @@ void Journey::takeHistory(const cJSON *line) {
     } else if (event == "host-crashed") {
         tellCrash(reason, host::textOf(line, "next"));
     } else if (event == "taken-up") {
+        witness_.takenUp = true;
         display_.step("taken up",
                       "ticket " + std::to_string(host::numberOf(line, "ticket")) + ": " + reason);
     } else if (event == "trial") {
@@ -134,7 +138,7 @@ void Journey::takeHistory(const cJSON *line) {
 
 void Journey::tellTimer(const std::string &event, const std::string &reason) {
     const std::string name = reason.substr(0, reason.find(' '));
-    tellFailedDownloads();
+    tellNews();
     if (event == "timer-started") {
         tell(story_.timerStarted(name));
         display_.step("timer", reason);
@@ -159,10 +163,30 @@ void Journey::tell(const std::optional<Tale> &tale) {
     }
 }
 
-void Journey::tellFailedDownloads() {
-    for (const std::string &reason : log_.failedDownloads()) {
-        display_.step("download", reason);
+void Journey::tellNews() {
+    for (const LogNews &news : log_.news()) {
+        switch (news.kind) {
+        case LogNews::Kind::failedDownload:
+            witness_.failedDownloads.push_back(news.text);
+            display_.step("download", news.text);
+            break;
+        case LogNews::Kind::gaveUp:
+            display_.step("download", news.text);
+            break;
+        case LogNews::Kind::calculated:
+            break;
+        case LogNews::Kind::refusal:
+            witness_.refusal = news.text;
+            break;
+        }
     }
+}
+
+// True where the road sets a time to activate at, and it has not come. The agent counts in whole
+// seconds.
+bool Journey::beforeTheTime() const {
+    const bool isSet = std::count(steps_.begin(), steps_.end(), Step::activationTime) == 0;
+    return !isSet || (activationAt_ && std::time(nullptr) < *activationAt_ - 1);
 }
 
 void Journey::reportedAtTheRoot(const cJSON *report) {
@@ -178,7 +202,8 @@ void Journey::reportedAtTheRoot(const cJSON *report) {
 }
 
 void Journey::handedOverAtTheRoot(const cJSON *info) {
-    witness_.handedOver = true;
+    witness_.handedOver = host::textOf(info, "fileServerURL") == scene_.server.imageUrl() &&
+                          host::textOf(info, "swVersion") == kNewVersion;
     display_.step("hand-off", host::printed(info));
 }
 

@@ -9,17 +9,23 @@
 namespace desk {
 namespace {
 
+using Kind = LogNews::Kind;
+
 struct Row {
     std::string_view line;
+    Kind kind;
     std::string_view text;
     bool quote = false; // the rest of the line follows the text
 };
 
 constexpr std::array kRows{
-    Row{"curl_easy_perform() failed: ", "failed: ", true},
-    Row{"receiving response code 503", "failed: the server answers 503"},
-    Row{"Invalid Response Code(", "no further attempt"},
-    Row{"Download Rety Exceeded", "no further attempt"},
+    Row{"curl_easy_perform() failed: ", Kind::failedDownload, "failed: ", true},
+    Row{"receiving response code 503", Kind::failedDownload, "failed: the server answers 503"},
+    Row{"Invalid Response Code(", Kind::gaveUp, "no further attempt"},
+    Row{"Download Rety Exceeded", Kind::gaveUp, "no further attempt"},
+    Row{"Calculated md5 CRC value is = ", Kind::calculated, "", true},
+    Row{"error: nal: the passive bank was not written: ", Kind::refusal, "", true},
+    Row{"error: nal: the passive bank was not activated: ", Kind::refusal, "", true},
 };
 
 constexpr std::string_view kErrorMark = "error: ";
@@ -45,8 +51,8 @@ std::string lastErrorLine(const std::filesystem::path &log) {
     return lastLineWith(log, kErrorMark);
 }
 
-std::vector<std::string> NodeLog::failedDownloads() {
-    std::vector<std::string> reasons;
+std::vector<LogNews> NodeLog::news() {
+    std::vector<LogNews> news;
     std::ifstream file(log_, std::ios::binary);
     file.seekg(static_cast<std::streamoff>(read_));
     for (std::string line; std::getline(file, line) && !file.eof();) {
@@ -55,11 +61,11 @@ std::vector<std::string> NodeLog::failedDownloads() {
             const std::size_t at = line.find(row.line);
             if (at != std::string::npos) {
                 const std::string rest = row.quote ? line.substr(at + row.line.size()) : "";
-                reasons.push_back(std::string(row.text) + rest);
+                news.push_back({row.kind, std::string(row.text) + rest});
             }
         }
     }
-    return reasons;
+    return news;
 }
 
 } // namespace desk

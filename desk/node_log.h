@@ -10,12 +10,25 @@
 
 namespace desk {
 
+// What a line of the log tells.
+struct LogNews {
+    enum class Kind {
+        failedDownload, // an attempt, and why
+        gaveUp,         // no attempt follows
+        calculated,     // the MD5 sum of what came
+        refusal,        // why the passive bank was not written or not activated
+    };
+    Kind kind;
+    std::string text;
+    bool operator==(const LogNews &) const = default;
+};
+
 class NodeLog {
   public:
     explicit NodeLog(std::filesystem::path log) : log_(std::move(log)) {}
 
-    // Why downloads failed, by the lines that were written since the last call.
-    std::vector<std::string> failedDownloads();
+    // By the lines that were written since the last call.
+    std::vector<LogNews> news();
 
   private:
     std::filesystem::path log_;

@@ -2,6 +2,7 @@
 // One row a road: the options that choose it, node, offer, expected words and end.
 #include "desk/roads.h"
 
+#include "desk/image.h"
 #include "desk/sizes.h"
 
 #include "otaSwAgent/status_words.h"
@@ -10,6 +11,8 @@
 
 namespace desk {
 namespace {
+
+constexpr int kAttempts = 7;
 
 const std::vector<Road> kRoads{
     {.name = "policy-0",
@@ -82,6 +85,7 @@ const std::vector<Road> kRoads{
      .policies = "1",
      .steps = {Step::offerThenCut},
      .words = {OTA_STATUS_ACTIVATION_COMPLETE, OTA_STATUS_COMMIT_COMPLETE},
+     .boots = {kOldVersion, kOldVersion, kNewVersion},
      .end = End::committed,
      .ending = "lost power, took the download up again by itself and committed"},
     // Which words come, and how often, depends on where the power goes.
@@ -124,6 +128,7 @@ const std::vector<Road> kRoads{
      .smallBanks = true,
      .steps = {Step::offer},
      .words = {OTA_STATUS_FLASH_WRITE_FAILED},
+     .because = "the bank banks/b only",
      .end = End::notWhole,
      .ending = "refused: the image does not fit the bank"},
     // Damaged while the reboot timer runs; its end finds out.
@@ -132,6 +137,7 @@ const std::vector<Road> kRoads{
      .policies = "0",
      .steps = {Step::offer, Step::damageBank, Step::activationTime},
      .words = {OTA_STATUS_ACTIVATION_FAILED},
+     .because = "is damaged",
      .end = End::notWhole,
      .ending = "refused: the passive bank is damaged, the old version runs on"},
     {.name = "fail-activate",
@@ -140,6 +146,7 @@ const std::vector<Road> kRoads{
      .passiveHoldsImage = true,
      .steps = {Step::damageBank, Step::offer},
      .words = {OTA_STATUS_SWAP_PASSIVE, OTA_STATUS_ACTIVATION_FAILED},
+     .because = "is damaged",
      .end = End::notWhole,
      .ending = "refused: the passive bank is damaged, the old version runs on"},
     {.name = "fail-boot",
@@ -148,6 +155,8 @@ const std::vector<Road> kRoads{
      .damageAtReboot = true,
      .steps = {Step::offer},
      .words = {OTA_STATUS_ACTIVATION_COMPLETE, OTA_STATUS_COMMIT_FAILED},
+     .boots = {kOldVersion, kOldVersion},
+     .trialFails = nal::TrialFailure::boot,
      .end = End::notWhole,
      .ending = "not committed: the new version does not boot, its attempts are used up, the old "
                "version boots again"},
@@ -157,6 +166,8 @@ const std::vector<Road> kRoads{
      .unhealthy = true,
      .steps = {Step::offer},
      .words = {OTA_STATUS_ACTIVATION_COMPLETE, OTA_STATUS_COMMIT_FAILED},
+     .boots = {kOldVersion, kNewVersion, kOldVersion},
+     .trialFails = nal::TrialFailure::health,
      .end = End::written,
      .ending = "not committed: the new version is not healthy, the old version boots again"},
     {.name = "fail-server",
@@ -166,6 +177,8 @@ const std::vector<Road> kRoads{
      .serverRefuses = true,
      .steps = {Step::offer},
      .words = {OTA_STATUS_RECONNECT},
+     .failedDownloads = kAttempts,
+     .because = "the server answers 503",
      .end = End::notWhole,
      .ending = "gave up after seven attempts: the server answers 503"},
     {.name = "fail-certificate",
@@ -175,6 +188,8 @@ const std::vector<Road> kRoads{
      .strangeAuthority = true,
      .steps = {Step::offer},
      .words = {OTA_STATUS_RECONNECT},
+     .failedDownloads = kAttempts,
+     .because = "certificate",
      .end = End::notWhole,
      .ending = "gave up after seven attempts: the server's certificate is of another CA"},
     {.name = "fail-version",
@@ -184,6 +199,7 @@ const std::vector<Road> kRoads{
      .otherVersionInside = true,
      .steps = {Step::offer},
      .words = {OTA_STATUS_FLASH_WRITE_FAILED},
+     .because = "is not the one that was offered",
      .end = End::untouched,
      .ending = "refused: the image is of another version than the one offered"},
     {.name = "fail-signature",
@@ -193,6 +209,7 @@ const std::vector<Road> kRoads{
      .strangeSigner = true,
      .steps = {Step::offer},
      .words = {OTA_STATUS_FLASH_WRITE_FAILED},
+     .because = "is not of an authority",
      .end = End::untouched,
      .ending = "refused: the image is signed by one whom the node does not trust"},
     {.name = "fail-disk",
@@ -202,6 +219,8 @@ const std::vector<Road> kRoads{
      .nodeFileLimit = 4 * kMiB,
      .steps = {Step::offer},
      .words = {OTA_STATUS_RECONNECT},
+     .failedDownloads = kAttempts,
+     .because = "Failed writing received data",
      .end = End::notWhole,
      .ending = "gave up after seven attempts: the disk is full"},
 };

@@ -5,7 +5,10 @@
 
 #include "desk/options.h"
 
+#include "platform/nal/boot_state.h"
+
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -57,7 +60,11 @@ struct Road {
     bool firstPoll = false;
 
     std::vector<Step> steps;
-    std::vector<std::string_view> words; // every status word, in order
+    std::vector<std::string_view> words;   // every status word, in order
+    std::vector<std::string_view> boots{}; // versions; empty: the old one, then what the end says
+    int failedDownloads = 0;
+    std::string_view because{}; // in the node's own reason of each failed download, or of a refusal
+    std::optional<nal::TrialFailure> trialFails{};
     End end;
     std::string_view ending; // the last line, in plain words
 };

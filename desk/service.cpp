@@ -18,9 +18,10 @@ using namespace std::chrono_literals;
 
 constexpr auto kGlance = 5ms;
 constexpr auto kOffLimit = 10s;
-constexpr auto kEndTakes = 5s;
+constexpr auto kEndTakes = 20s;
 constexpr auto kWatchLimit = 10s;
 constexpr const char *kPowerCut = "exit code 75"; // of the power supply, once it cut the power
+constexpr const char *kWell = "exit code 0";
 
 } // namespace
 
@@ -118,10 +119,15 @@ bool Service::powerIsCut() {
 
 std::string Service::cutAt() const { return powerIsCut_ ? lastLine(journalFile()) : ""; }
 
-void Service::shutDown() {
-    daemon_.stop();
+bool Service::shutDown() {
+    const auto ending = daemon_.stop();
     waitUntilOff();
     countChanges();
+    powerIsCut_ = powerIsCut_ || (ending == kPowerCut && plan_.cutAt != 0);
+    if (ending && *ending != kWell && !powerIsCut_) {
+        ended("the node's daemon", *ending, plan_.log);
+    }
+    return ending == kPowerCut;
 }
 
 void Service::cutPower() {

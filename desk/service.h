@@ -38,8 +38,9 @@ class Service {
 
     // Starts the node, which is off, on the bank that boots next.
     NodeBoot boot();
-    // Ends it in order.
-    void shutDown();
+    // Ends it in order; true where the power went meanwhile, as planned. Throws a Failure where it
+    // does not end well.
+    bool shutDown();
     // Ends it in the middle of whatever it does.
     void cutPower();
 

@@ -7,9 +7,14 @@
 
 namespace desk {
 
+struct Images {
+    const Image &factory; // that ran at the beginning
+    const Image &offered;
+};
+
 // Throws a Failure that says what is not as it should be.
 void checkEnding(const Road &road, const Traveller &traveller, const Witness &witness,
-                 const Image &image);
+                 const Images &images);
 
 } // namespace desk
 

@@ -60,13 +60,25 @@ TEST_F(RunFiles, AFileInPlaceOfTheFolderIsOneClearFailure) {
 }
 
 TEST_F(RunFiles, TheLogTellsWhyDownloadsFailedOnceAndInWholeLines) {
+    using News = std::vector<desk::LogNews>;
+    using Kind = desk::LogNews::Kind;
     desk::NodeLog log(folder_ / "log");
-    EXPECT_TRUE(log.failedDownloads().empty());
+    EXPECT_TRUE(log.news().empty());
     append("log", "error: x curl_easy_perform() failed: Timeout was reached\nnotice: y\nDownload");
-    EXPECT_EQ(log.failedDownloads(), std::vector<std::string>{"failed: Timeout was reached"});
+    EXPECT_EQ(log.news(), (News{{Kind::failedDownload, "failed: Timeout was reached"}}));
     append("log", " Rety Exceeded\n");
-    EXPECT_EQ(log.failedDownloads(), std::vector<std::string>{"no further attempt"});
-    EXPECT_TRUE(log.failedDownloads().empty());
+    EXPECT_EQ(log.news(), (News{{Kind::gaveUp, "no further attempt"}}));
+    EXPECT_TRUE(log.news().empty());
+}
+
+TEST_F(RunFiles, TheLogTellsWhyABankWasNotTaken) {
+    using News = std::vector<desk::LogNews>;
+    using Kind = desk::LogNews::Kind;
+    desk::NodeLog log(folder_ / "log");
+    append("log", "error: nal: the passive bank was not written: it is small\n"
+                  "error: ota: [upgrade upgrade:29] faild\n"
+                  "error: nal: the passive bank was not activated: it is damaged\n");
+    EXPECT_EQ(log.news(), (News{{Kind::refusal, "it is small"}, {Kind::refusal, "it is damaged"}}));
 }
 
 TEST_F(RunFiles, TheLastLineAndTheLastErrorOfALogAreFound) {
