@@ -143,6 +143,7 @@ class Clock(node_case.Case):
         self.assertLess(left, 24 * 3600, "counted by the clock before it stepped")
         node.activate_soon()
         self.assertEqual(node.live_until_end_of(ticket, PATIENCE)["code"], 0)
+        self.assertGreater(len(set(node.years())), 1, "the clock did not step")
 
     def test_https_in_1970_fails_clearly_and_harms_nothing(self):
         server = FileServer(self.place)

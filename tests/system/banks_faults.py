@@ -11,12 +11,12 @@ import subprocess
 import sys
 import time
 
-from node_place import Place
+from node_place import GLANCE, PATIENCE, Place
 from node_servers import FileServer
-from sweep_node import PowerCut, PowerNode, SmallPlace, Untrue
+from sweep_node import PowerCut, PowerNode, SmallPlace, Untrue, must_come
 
 AT_ONCE = 2
-SOON = 6      # seconds; a node that cannot write may wait for what never comes
+SOON = 6      # seconds; a node that could not write may wait for what never comes
 STRIDE = 32   # of the calls that --quick takes
 ERRORS = ("ENOSPC", "EROFS")
 REFUSED = 41  # exit code of otactl: the version failed its trial
@@ -38,6 +38,35 @@ class FaultyNode(PowerNode):
                 self.power = ()
         return super().under_power(program)
 
+    def _ended(self, code):
+        super()._ended(code)
+        self._count_file.unlink(missing_ok=True)
+
+    def account(self):
+        """Counts the calls of a life that ended by itself."""
+        self.wait_until_off()
+        if self._count_file.exists():
+            self._ended(self.daemon.child.returncode)
+
+    def has_come_to(self, number):
+        """True once it made its call of this number."""
+        running = self._journal_file.read_text() if self._journal_file.exists() else ""
+        return self.used + running.count("\n") >= number
+
+    def live_until_idle_or_stuck(self):
+        """Once the fault was met, it has a while to come to its end; before that, all its time."""
+        deadline = time.monotonic() + PATIENCE
+        while True:
+            try:
+                return self.live_until_idle(SOON)
+            except Untrue:
+                raise
+            except AssertionError:
+                met = self.aim is None or self.has_come_to(self.aim[1])
+                if met or not self.daemon.is_running() or time.monotonic() > deadline:
+                    raise
+            time.sleep(GLANCE)
+
 
 def live_as_well_as_can_be(node):
     """An upgrade whose every step may fail. What is told meanwhile must be true all the same."""
@@ -46,7 +75,7 @@ def live_as_well_as_can_be(node):
         node.wait_until_ready()
         answer = node.control("offer", "-", text=node.offer_text())
         if answer.code == 0:
-            node.live_until_idle(SOON)
+            node.live_until_idle_or_stuck()
         node.check()
     except Untrue:
         raise
@@ -54,6 +83,7 @@ def live_as_well_as_can_be(node):
         pass  # it ends, or waits for ever, where it cannot keep what it must keep
     if node.daemon.is_running():
         node.stop()
+    node.account()
     node.power, node.aim = None, None
     node.wait_until_off()
 
@@ -82,6 +112,8 @@ class Faults:
 
     def __init__(self, place):
         self.place, self.server = place, FileServer(place)
+        self.calls = 0   # of a life without a fault
+        self.lied = set()  # files whose sync was believed
 
     def node(self, name, power, aim=None):
         return FaultyNode(self.place, name, self.server, power=power, aim=aim)
@@ -96,14 +128,20 @@ class Faults:
         live_as_well_as_can_be(node)
         if not node.is_committed(Place.NEW):
             raise AssertionError(f"without a fault it is not committed: {node.log_end()}")
-        calls = node.journal
+        self.calls = len(node.journal)
         self.leave(node)
-        return calls
+        return node.journal
+
+    def check_met(self, number, met):
+        """A fault that did not happen shows nothing."""
+        if not met and must_come(number, self.calls):
+            raise AssertionError(f"the fault was not met; there were {self.calls} calls without it")
 
     def failing(self, error, which, number):
         node = self.node(f"{error}{which}-{number}", ("--fail", error), (which, number))
         try:
             live_as_well_as_can_be(node)
+            self.check_met(number, node.used >= number)
             finish(node)
         finally:
             self.leave(node)
@@ -130,8 +168,11 @@ class Faults:
         try:
             try:
                 live_as_well_as_can_be(node)
+                self.check_met(number, False)
             except PowerCut:
                 node.aim = None
+                if any("sync" in line and line.endswith(f" {what}") for line in node.journal):
+                    self.lied.add(what)
                 finish(node)
         finally:
             self.leave(node)
@@ -150,6 +191,8 @@ def at_once(name, jobs):
                 wrong[running[done]] = error
     print(f"{name}: {len(jobs)} nodes, {len(jobs) - len(wrong)} stayed true and finished "
           f"({time.monotonic() - began:.0f} s)", flush=True)
+    if not jobs:
+        wrong["no node"] = AssertionError("there was nothing to try")
     for label, error in wrong.items():
         print(f"  {label}: {type(error).__name__}: {error}", flush=True)
     return wrong
@@ -178,6 +221,9 @@ def main():
                 f"{what}, cut at {number} ({calls[number - 1]})":
                     lambda what=what, number=number: faults.lying(what, number)
                 for number in every if number > len(calls) // 2})
+            if what not in faults.lied:
+                print(f"  no power was cut behind a sync of {what}")
+                wrong.append(what)
         print(f"{len(calls)} calls from the offer to the commit")
     return 1 if wrong else 0
 

@@ -108,6 +108,8 @@ def main():
     parser.add_argument("--build", type=pathlib.Path, required=True)
     parser.add_argument("--times", type=int, default=1000)
     options = parser.parse_args()
+    if options.times < 1:
+        parser.error("--times takes a number from 1")
     with SmallPlace(options.build.absolute()) as place:
         node = committed_node(place)
         began = time.monotonic()

@@ -13,7 +13,7 @@ import sys
 import time
 
 from node_servers import FileServer
-from sweep_node import SmallPlace
+from sweep_node import SmallPlace, must_come
 from sweep_roads import NOT_MET, ROADS, Point, Traveller
 
 AT_ONCE = 2
@@ -54,6 +54,13 @@ class Sweep:
     def repeat(self, point):
         return f"python3 {sys.argv[0]} --build {self.options.build} {point}"
 
+    def cut(self, point, calls):
+        """Returns what became of the node; a cut that had to be met and was not is none."""
+        outcome, _ = self.traveller.cut(point)
+        if outcome == NOT_MET and must_come(point.number, len(calls)):
+            raise AssertionError(f"the power was not cut; there were {len(calls)} calls without it")
+        return outcome
+
     def run(self, road, mode, calls):
         numbers = chosen(road, calls, self.options.quick)
         points = [Point(road.name, mode, number, seed) for number in numbers
@@ -62,10 +69,10 @@ class Sweep:
         failures = []
         began = time.monotonic()
         with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
-            running = {pool.submit(self.traveller.cut, point): point for point in points}
+            running = {pool.submit(self.cut, point, calls): point for point in points}
             for done in concurrent.futures.as_completed(running):
                 try:
-                    outcomes[done.result()[0]] += 1
+                    outcomes[done.result()] += 1
                 except Exception as error:  # pylint: disable=broad-exception-caught
                     failures.append((running[done], error))
         met = sum(count for outcome, count in outcomes.items() if outcome != NOT_MET)
@@ -75,6 +82,7 @@ class Sweep:
             f"{len(failures)} failed ({time.monotonic() - began:.0f} s)")
         self.tell(failures)
         if met == 0:
+            say("  no cut was met")
             self.failures.append("no cut was met")
 
     def tell(self, failures):
@@ -108,7 +116,7 @@ def single(traveller, options):
         say(f"{point}: {error}\nthe node's folder: {traveller.place.folder}")
         return 1
     say(f"{point}: cut at {call or 'nothing'}: {outcome}")
-    return 0
+    return 1 if outcome == NOT_MET else 0
 
 
 def read_options():

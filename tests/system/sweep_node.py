@@ -16,6 +16,11 @@ SAID_COMMITTED = re.compile(r"upgrade_status (\{.*\"OTA_SW_COMMIT_COMPLETE\"\})"
 UNHEALTHY = "unhealthy"  # a file: the health command fails while it is there
 
 
+def must_come(number, calls):
+    """Whether a life must reach the call of this number; no two lives have quite as many calls."""
+    return number <= 0.9 * calls
+
+
 class PowerCut(Exception):
     """The node is off, and its disk holds what survived."""
 
