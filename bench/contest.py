@@ -82,9 +82,11 @@ class BenchPlace(Place):
 
 
 class Contest:
-    """Every round runs each command once, the next round in the other order."""
+    """Every round runs each command once, the next round in the other order. After each, the bank
+    must hold the image's payload: the three images differ in what follows it."""
 
     def __init__(self, build, payload):
+        self.payload = payload
         self.place = BenchPlace(build, payload)
         try:
             self._prepare()
@@ -158,7 +160,9 @@ class Contest:
         names = list(self.commands)[::-1 if number % 2 else 1]
         words = ["hyperfine", "--runs", "1", "--shell", "none", "--style", "none",
                  "--export-json", str(exported),
-                 "--prepare", shlex.join([str(HERE / "prepare"), str(self.node.folder)])]
+                 "--prepare", shlex.join([str(HERE / "prepare"), str(self.node.folder)]),
+                 "--cleanup", shlex.join(["cmp", "-n", str(self.payload), str(self.node.bank("b")),
+                                          str(self.place.images[Place.NEW])])]
         for name in names:
             words += ["--command-name", name, shlex.join(map(str, self.commands[name]))]
         done = subprocess.run(words, cwd=self.node.folder, capture_output=True, text=True,
