@@ -28,13 +28,13 @@ subjectAltName = DNS:localhost, IP:127.0.0.1
 class Certificates:
     """An authority and a server certificate of it, for loopback."""
 
-    def __init__(self, folder):
+    def __init__(self, folder, name="Test CA"):
         folder.mkdir()
         (folder / "openssl.cnf").write_text(OPENSSL)
         key = ["-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
                "-config", "openssl.cnf"]
         for words in (
-                ["req", "-x509", *key, "-subj", "/CN=Test CA", "-extensions", "authority",
+                ["req", "-x509", *key, "-subj", f"/CN={name}", "-extensions", "authority",
                  "-days", "2", "-keyout", "ca.key", "-out", "ca.pem"],
                 ["req", *key, "-keyout", "server.key", "-out", "server.csr"],
                 ["x509", "-req", "-in", "server.csr", "-CA", "ca.pem", "-CAkey", "ca.key",

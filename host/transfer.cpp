@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+// What the host adds to the agent's downloads from outside, since the options that the agent sets
+// are fixed. The agent's library finds these names in this executable before those of libcurl.
+#include <curl/curl.h>
+#include <dlfcn.h>
+
+namespace {
+
+template <typename Function>
+Function *libcurls(const char *name) {
+    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+// libcurl was built with a directory of authorities, which counts beside the file that is named:
+// every authority of the distribution could stand in for the file server.
+void trustNobodyElse(CURL *handle) { curl_easy_setopt(handle, CURLOPT_CAPATH, nullptr); }
+
+} // namespace
+
+extern "C" CURL *curl_easy_init() {
+    static auto *const init = libcurls<CURL *()>("curl_easy_init");
+    CURL *const handle = init == nullptr ? nullptr : init();
+    if (handle != nullptr) {
+        trustNobodyElse(handle);
+    }
+    return handle;
+}

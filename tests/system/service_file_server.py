@@ -1,0 +1,95 @@
+# SPDX-License-Identifier: MIT
+"""What a file server tries on a node, which runs as the shipped unit lets it."""
+
+import os
+import shutil
+import subprocess
+import sys
+
+import node_case
+import unit_sandbox
+from node import Node, own_environment
+from node_place import wait_for
+from node_servers import Certificates, FileServer
+
+STORE = "/etc/ssl/certs"
+ACCEPTED, REFUSED = 0, 60  # as curl ends
+WRITTEN_ONLY = 57
+RETRY = "downloadRetryTimer"
+
+
+class SandboxedNode(Node):
+    """Its service runs with the settings of the unit."""
+
+    def arguments(self):
+        return unit_sandbox.command(super().arguments(), self.folder)
+
+
+class FileServerAttacks(node_case.Case):
+    """Each in namespaces of its own."""
+
+    def setUp(self):
+        if os.geteuid() != 0:
+            self.skipTest("needs root: only root can give a node the settings of the unit")
+        if not unit_sandbox.has_namespaces():
+            self.skipTest("needs namespaces of its own, which this machine does not give")
+        super().setUp()
+
+    def victim(self, authority, kind=SandboxedNode, server=None, number=1):
+        """A node that trusts this authority, and waits as long as a real one for its next attempt."""
+        node = kind(self.place, f"n{number}", server, number=number, fast=False)
+        shutil.copy(authority, node.folder / "ca.pem")
+        return node.start().wait_until_ready()
+
+    def fails(self, node, **changes):
+        """Offers an image that cannot be had; the lines of the log up to the next attempt."""
+        node.offer(**changes)
+        wait_for("another attempt is waited for", lambda: any(
+            timer["name"] == RETRY for timer in node.status()["timers"]))
+        return node.log.read_bytes()
+
+    # A certificate of an authority that the distribution trusts, and this node does not.
+
+    def store_with(self, authority):
+        """From now on the machine's store, for this test alone, holds this authority and no other."""
+        store = self.place.folder / "store"
+        store.mkdir()
+        shutil.copy(authority, store / "everybody.pem")
+        subprocess.run(["openssl", "rehash", store], check=True, capture_output=True)
+        subprocess.run(["mount", "--bind", store, STORE], check=True)
+        self.addCleanup(subprocess.run, ["umount", STORE], check=True)
+
+    def curl(self, url, *words, sandbox=None):
+        """How curl ends that trusts the node's own authority."""
+        command = ["curl", "-s", "-o", "/dev/null", "--cacert", self.place.folder / "own/ca.pem",
+                   *words, url]
+        if sandbox:
+            command = unit_sandbox.command(command, sandbox)
+        return subprocess.run([str(word) for word in command], check=False, env=own_environment(),
+                              timeout=60).returncode
+
+    def test_a_certificate_of_an_authority_of_the_store(self):
+        server = FileServer(self.place)
+        own = Certificates(self.place.folder / "own", "Authority of this node")
+        self.store_with(server.certificates.authority)
+        url = server.url("control", self.place.NEW)
+        self.assertEqual(self.curl(url), ACCEPTED, "the store is none: this test would prove nothing")
+        self.assertEqual(self.curl(url, "--capath", "/nonexistent"), REFUSED)
+        for number, kind in enumerate((Node, SandboxedNode), 1):
+            with self.subTest(kind.__name__):
+                node = self.victim(own.authority, kind, server, number)
+                said = self.fails(node)
+                self.assertIn(b"SSL peer certificate", said)
+                self.assertEqual(server.fetched(node.name), [], "it asked for the image")
+                # With the server's own authority it is had, from the same place.
+                shutil.copy(server.certificates.authority, node.folder / "ca.pem")
+                node.control("cancel")
+                end = node.live_until_end_of(node.offer(policy=2))
+                self.assertEqual(end["code"], WRITTEN_ONLY, end)
+        # The setting of the unit would do by itself, too.
+        self.assertEqual(self.curl(url, sandbox=self.place.folder), REFUSED)
+
+
+if __name__ == "__main__":
+    unit_sandbox.enter_namespaces()
+    sys.exit(node_case.run(FileServerAttacks))

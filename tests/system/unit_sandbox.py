@@ -1,0 +1,78 @@
+# SPDX-License-Identifier: MIT
+"""What the shipped unit lets the service do, mimicked for a test where there is no systemd.
+
+Of otad.service.in: which paths can be written and read, no capabilities, no new privileges, limits and
+umask. System calls, address families and control groups are not mimicked.
+"""
+
+import fcntl
+import os
+import pathlib
+import shlex
+import socket
+import struct
+import subprocess
+import sys
+
+UNIT = pathlib.Path(__file__).resolve().parents[2] / "packaging/otad.service.in"
+ENTERED = "OTA_TEST_NAMESPACES"
+SIOCSIFFLAGS, IFF_UP = 0x8914, 1
+SCRIPT = """set -eu
+exists() { [ -e "$1" ] && [ -n "$1" ]; }
+mount --make-rprivate /
+for path in $WRITABLE; do ! exists "$path" || mount --bind "$path" "$path"; done
+for path in $INACCESSIBLE; do
+    ! exists "$path" || mount -t tmpfs -o ro,mode=000,size=4k,nr_inodes=2 none "$path"
+done
+mount -o remount,bind,ro /
+cd "$FOLDER"
+umask "$UMASK"
+exec prlimit $LIMITS setpriv --no-new-privs --bounding-set=-all --inh-caps=-all "$@"
+"""
+
+
+def settings():
+    """The words behind each key of the unit, of all its lines together."""
+    found = {}
+    for line in UNIT.read_text().replace("\\\n", " ").splitlines():
+        if "=" in line and not line.startswith("#"):
+            key, value = line.split("=", 1)
+            found.setdefault(key, []).extend(value.split())
+    return found
+
+
+def command(words, folder):
+    """The command line that runs these words as the unit would, for a node whose paths lie in folder."""
+    unit = settings()
+    for key, value in (("NoNewPrivileges", ["yes"]), ("CapabilityBoundingSet", []),
+                       ("ProtectSystem", ["strict"])):
+        if unit[key] != value:
+            raise AssertionError(f"{UNIT}: {key} is {unit[key]}, and this mimics {value}")
+    limits = [f"--{key.removeprefix('Limit').lower()}={value[0]}"
+              for key, value in unit.items() if key.startswith("Limit")]
+    variables = {
+        "WRITABLE": " ".join([str(folder), *(path.lstrip("-") for path in unit["ReadWritePaths"])]),
+        "INACCESSIBLE": " ".join(path.lstrip("-") for path in unit["InaccessiblePaths"]),
+        "FOLDER": str(folder), "UMASK": unit["UMask"][0], "LIMITS": " ".join(limits)}
+    assigned = "".join(f"{name}={shlex.quote(value)}\n" for name, value in variables.items())
+    return ["unshare", "--mount", "sh", "-c", assigned + SCRIPT, "sh", *map(str, words)]
+
+
+def has_namespaces():
+    return ENTERED in os.environ
+
+
+def enter_namespaces():
+    """Runs this program once more with a network and mounts of its own, where that is possible."""
+    own = ["unshare", "--net", "--mount", "--propagation", "private"]
+    if has_namespaces():
+        switch_loopback_on()
+    elif subprocess.run([*own, "true"], check=False, capture_output=True).returncode == 0:
+        os.environ[ENTERED] = "1"
+        os.execvp(own[0], [*own, sys.executable, "-B", *sys.argv])
+
+
+def switch_loopback_on():
+    with socket.socket() as any_socket:
+        request = struct.pack("16sH14x", b"lo", IFF_UP)
+        fcntl.ioctl(any_socket, SIOCSIFFLAGS, request)
