@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // What the host adds to the agent's downloads from outside, since the options that the agent sets
 // are fixed. The agent's library finds these names in this executable before those of libcurl.
+#include "host/transfer_log.h"
+
 #include <curl/curl.h>
 #include <dlfcn.h>
 
@@ -22,6 +24,17 @@ extern "C" CURL *curl_easy_init() {
     CURL *const handle = init == nullptr ? nullptr : init();
     if (handle != nullptr) {
         trustNobodyElse(handle);
+        host::followTransfer(handle);
     }
     return handle;
+}
+
+extern "C" CURLcode curl_easy_perform(CURL *handle) {
+    static auto *const perform = libcurls<CURLcode(CURL *)>("curl_easy_perform");
+    if (perform == nullptr) {
+        return CURLE_FAILED_INIT;
+    }
+    const CURLcode result = perform(handle);
+    host::tellTransfer(handle, result);
+    return result;
 }

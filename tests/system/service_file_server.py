@@ -2,6 +2,7 @@
 """What a file server tries on a node, which runs as the shipped unit lets it."""
 
 import os
+import pathlib
 import shutil
 import subprocess
 import sys
@@ -9,7 +10,7 @@ import sys
 import node_case
 import unit_sandbox
 from node import Node, own_environment
-from node_place import wait_for
+from node_place import Process, wait_for
 from node_servers import Certificates, FileServer
 
 STORE = "/etc/ssl/certs"
@@ -40,6 +41,9 @@ class FileServerAttacks(node_case.Case):
         node = kind(self.place, f"n{number}", server, number=number, fast=False)
         shutil.copy(authority, node.folder / "ca.pem")
         return node.start().wait_until_ready()
+
+    def good_node(self):
+        return SandboxedNode(self.place, "n1", FileServer(self.place)).start().wait_until_ready()
 
     def fails(self, node, **changes):
         """Offers an image that cannot be had; the lines of the log up to the next attempt."""
@@ -88,6 +92,45 @@ class FileServerAttacks(node_case.Case):
                 self.assertEqual(end["code"], WRITTEN_ONLY, end)
         # The setting of the unit would do by itself, too.
         self.assertEqual(self.curl(url, sandbox=self.place.folder), REFUSED)
+
+    # A server whose certificate is good, and whose answers are not.
+
+    def hostile_server(self):
+        certificates = Certificates(self.place.folder / "https")
+        program = pathlib.Path(__file__).with_name("hostile_server.py")
+        log = self.place.folder / "hostile.log"
+        server = Process([sys.executable, "-B", program, certificates.certificate,
+                          certificates.key], "/", log)
+        self.place.closes(server.kill)
+        port = wait_for("it listens", lambda: log.read_text().splitlines())[0]
+        return f"https://127.0.0.1:{port}", certificates.authority
+
+    def test_headers_that_a_terminal_obeys(self):
+        url, authority = self.hostile_server()
+        node = self.victim(authority)
+        said = self.fails(node, fileServerURL=f"{url}/headers")
+        foreign = {byte for byte in said if not 0x20 <= byte <= 0x7e} - {0x0a}
+        self.assertEqual(foreign, set())
+        self.assertIn(rb"X-Title: \x1B]0;owned\x07", said)
+        self.assertIn(rb"X-C1: \x9B2J\xC2\x9B2J", said)
+        self.assertNotRegex(said.decode(), r"(?m)^error: otad: forged")
+        self.assertLess(max(map(len, said.splitlines())), 2000)
+
+    # What is told of a download that went well.
+
+    def test_a_good_download_is_one_line_of_libcurls(self):
+        node = self.good_node()
+        end = node.live_until_end_of(node.offer())
+        self.assertEqual(end["code"], 0, end)
+        lines = node.log.read_text().splitlines()
+        size = self.place.images[self.place.NEW].stat().st_size
+        told = [line for line in lines if "libcurl" in line]
+        self.assertEqual(len(told), 1, told)
+        self.assertRegex(told[0], rf"^notice: ota: \[libcurl curl_easy_perform:\d+\] 127\.0\.0\.1 port "
+                                  rf"\d+ answered 200: {size} bytes in [\d.]+ s$")
+        strangers = [line for line in lines if not line.startswith(("notice: ", "error: "))]
+        self.assertEqual(strangers, [], "whose are they?")
+        print(f"a whole upgrade: {len(lines)} lines", flush=True)
 
 
 if __name__ == "__main__":
