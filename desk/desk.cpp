@@ -21,7 +21,6 @@ namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
 constexpr std::uint64_t kBankSlack = 4 * kMiB;
-constexpr std::uint64_t kSmallBank = 8 * kMiB;
 // Long enough to watch the download.
 constexpr std::uint64_t kDownloadSeconds = 4;
 // As many local ports as the attempts of one series, or as the nodes at once.
@@ -113,7 +112,10 @@ void Desk::addTraveller(const std::string &name, int number, const std::string &
 }
 
 std::uint64_t Desk::bankBytes() const {
-    return road_.smallBanks ? kSmallBank : image_.size + kBankSlack;
+    // Too small by little: of an image that is too large by much the node does not even take the
+    // rest.
+    return road_.smallBanks ? image_.size - std::min(image_.size / 2, kBankSlack)
+                            : image_.size + kBankSlack;
 }
 
 // Both banks and the download of each node; what else a run writes is small.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What the host adds to the agent's downloads from outside, since the options that the agent sets
 // are fixed. The agent's library finds these names in this executable before those of libcurl.
+#include "host/transfer_limit.h"
 #include "host/transfer_log.h"
 
 #include <curl/curl.h>
@@ -24,6 +25,7 @@ extern "C" CURL *curl_easy_init() {
     CURL *const handle = init == nullptr ? nullptr : init();
     if (handle != nullptr) {
         trustNobodyElse(handle);
+        host::limitSize(handle);
         host::followTransfer(handle);
     }
     return handle;
@@ -34,7 +36,7 @@ extern "C" CURLcode curl_easy_perform(CURL *handle) {
     if (perform == nullptr) {
         return CURLE_FAILED_INIT;
     }
-    const CURLcode result = perform(handle);
+    const CURLcode result = host::performWithinLimit(perform, handle);
     host::tellTransfer(handle, result);
     return result;
 }

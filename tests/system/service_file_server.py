@@ -10,10 +10,13 @@ import sys
 import node_case
 import unit_sandbox
 from node import Node, own_environment
+from node_folder import BANK
 from node_place import Process, wait_for
 from node_servers import Certificates, FileServer
 
 STORE = "/etc/ssl/certs"
+MARGIN = 16 * 1024 * 1024  # beyond a bank
+ONE_BUFFER = 4096  # of the agent's open file: written once the transfer is over
 ACCEPTED, REFUSED = 0, 60  # as curl ends
 WRITTEN_ONLY = 57
 RETRY = "downloadRetryTimer"
@@ -104,6 +107,36 @@ class FileServerAttacks(node_case.Case):
         self.place.closes(server.kill)
         port = wait_for("it listens", lambda: log.read_text().splitlines())[0]
         return f"https://127.0.0.1:{port}", certificates.authority
+
+    def test_a_server_that_sends_without_end(self):
+        self.is_ended_at("endless", BANK + MARGIN)
+
+    def test_a_server_that_announces_too_much(self):
+        self.is_ended_at("claims", 0)
+
+    def is_ended_at(self, path, size):
+        url, authority = self.hostile_server()
+        node = self.victim(authority)
+        said = self.fails(node, fileServerURL=f"{url}/{path}")
+        self.assertIn(b"the file server sends far more than the %d bytes that a bank holds" % BANK, said)
+        self.assertIn(b"curl_easy_perform() failed: Maximum file size exceeded", said)
+        stored = (node.folder / self.place.NEW).stat().st_size
+        self.assertGreaterEqual(stored, size)
+        self.assertLessEqual(stored, size + ONE_BUFFER)
+        self.assertEqual(node.events("host-crashed"), [])
+
+    def test_an_image_as_large_as_a_bank(self):
+        payload = self.place.folder / "payload"
+        image = self.place.images[self.place.NEW]
+        # The manifest behind the payload takes as much whatever the payload's size.
+        room = BANK - (image.stat().st_size - self.place.PAYLOAD)
+        payload.write_bytes(os.urandom(room))
+        self.place.run_tool("platform/ota-image", "make", "--payload", payload, "--version",
+                            self.place.NEW, "--model", self.place.MODEL, "--output", image)
+        self.assertEqual(image.stat().st_size, BANK)
+        node = self.good_node()
+        end = node.live_until_end_of(node.offer())
+        self.assertEqual(end["code"], 0, end)
 
     def test_headers_that_a_terminal_obeys(self):
         url, authority = self.hostile_server()
