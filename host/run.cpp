@@ -6,6 +6,7 @@
 #include "host/agent_memory.h"
 #include "host/channel.h"
 #include "host/events.h"
+#include "host/log_files.h"
 #include "host/options.h"
 #include "host/stage.h"
 #include "host/supervisor_link.h"
@@ -165,6 +166,7 @@ int runHost(int argc, char **argv) {
         !openAgentLibrary(options.library, agent, whatIsWrong)) {
         endHost(whatIsWrong);
     }
+    closeLogFiles();
     setSupervisor(&channel);
     followStages();
     offeredImage = agent.state.swInfo;

@@ -20,11 +20,11 @@ HEADERS = (b"HTTP/1.1 404 Not \x1b[31mFound\r\nX-Title: \x1b]0;owned\x07\r\nX-C1
 
 
 def serve(connection):
-    request = connection.recv(65536).split()
-    if request[1] == b"/headers":
+    path = connection.recv(65536).split()[1].split(b"?")[0]
+    if path == b"/headers":
         connection.sendall(HEADERS)
         return
-    length = b"Content-Length: %d\r\n" % CLAIMED if request[1] == b"/claims" else b""
+    length = b"Content-Length: %d\r\n" % CLAIMED if path == b"/claims" else b""
     connection.sendall(b"HTTP/1.1 200 OK\r\n" + length + b"Connection: close\r\n\r\n")
     while True:
         connection.sendall(BLOCK)

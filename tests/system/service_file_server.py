@@ -10,10 +10,11 @@ import sys
 import node_case
 import unit_sandbox
 from node import Node, own_environment
-from node_folder import BANK
+from node_folder import BANK, LOGS
 from node_place import Process, wait_for
 from node_servers import Certificates, FileServer
 
+NOBODY = 65534
 STORE = "/etc/ssl/certs"
 MARGIN = 16 * 1024 * 1024  # beyond a bank
 ONE_BUFFER = 4096  # of the agent's open file: written once the transfer is over
@@ -149,7 +150,25 @@ class FileServerAttacks(node_case.Case):
         self.assertNotRegex(said.decode(), r"(?m)^error: otad: forged")
         self.assertLess(max(map(len, said.splitlines())), 2000)
 
-    # What is told of a download that went well.
+    # What is told.
+
+    def test_a_query_is_not_for_everybody(self):
+        url, authority = self.hostile_server()
+        node = self.victim(authority)
+        # As an older release left it.
+        (node.folder / LOGS / "otaSwAgent.log").chmod(0o666)
+        node.stop()
+        node.start().wait_until_ready()
+        self.fails(node, fileServerURL=f"{url}/headers?token=a-secret")
+        words = ["grep", "-rls", "a-secret", str(node.folder)]
+        holding = subprocess.run(words, check=False, capture_output=True, text=True).stdout.split()
+        for name in (f"{LOGS}/otaSwAgent.log", "configs/otad/requests.json"):
+            self.assertIn(str(node.folder / name), holding, "there is nothing to be found")
+        for name in (f"{LOGS}/otaSwAgent.log", "configs/otad/history.jsonl"):
+            self.assertEqual((node.folder / name).stat().st_mode & 0o777, 0o640, name)
+        nobodys = subprocess.run(words, check=False, capture_output=True, text=True,
+                                 user=NOBODY, group=NOBODY, extra_groups=[])
+        self.assertEqual(nobodys.stdout, "")
 
     def test_a_good_download_is_one_line_of_libcurls(self):
         node = self.good_node()

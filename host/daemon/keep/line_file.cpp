@@ -14,7 +14,7 @@
 namespace otad {
 namespace {
 
-constexpr mode_t kFileMode = 0644;
+constexpr mode_t kFileMode = 0640;
 
 nal::UniqueFd openAtEnd(const std::string &path) {
     return nal::UniqueFd(open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, kFileMode));
