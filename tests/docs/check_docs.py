@@ -26,5 +26,25 @@ for page in [*root.glob("*.md"), *root.glob("docs/*.md")]:
         if "://" not in link and not (page.parent / link).exists():
             mistakes.append(f"{page.name}: links to {link}, which is not there")
 
+# The tests that a page calls proof.
+security = (root / "docs/security.md").read_text()
+tables = "\n".join(line for line in security.splitlines() if line.startswith("|"))
+unit_tests = "\n".join(path.read_text() for path in (root / "tests/unit").rglob("*.cpp"))
+PROOF = r"`([a-z_]+): ([a-z_0-9]+)`|`([A-Z]\w+)\.(\w+)`"
+proofs = re.findall(PROOF, tables)
+if len(proofs) < 15:
+    mistakes.append("docs/security.md: its tests are not where they were; mend this check")
+for topic, test, suite, name in proofs:
+    if suite:
+        found = re.search(rf"TEST(_F|_P)?\({suite}, {name}\)", unit_tests)
+    else:
+        page = root / f"tests/system/service_{topic}.py"
+        found = page.exists() and f"    def test_{test}(self):" in page.read_text()
+    if not found:
+        mistakes.append(f"docs/security.md: no test is called {topic or suite} {test or name}")
+for row in tables.splitlines():
+    if not re.match(r"\|(---|\s*(Attempt) )", row) and not re.search(PROOF, row.rsplit("|", 2)[1]):
+        mistakes.append(f"docs/security.md: a row without a test: {row}")
+
 print("\n".join(mistakes) or "the pages hold")
 sys.exit(1 if mistakes else 0)
