@@ -6,7 +6,8 @@
 #include "cli/printable.h"
 #include "cli/verbs.h"
 
-#include <array>
+#include "host/terminal.h"
+
 #include <charconv>
 #include <ctime>
 #include <memory>
@@ -27,12 +28,7 @@ std::string fromNow(std::string_view seconds) {
         throw Failure(host::Outcome::wrongUse,
                       "now+" + std::string(seconds) + ": expected now+SECONDS, 1 to 86399");
     }
-    const std::time_t then = std::time(nullptr) + count;
-    std::tm local{};
-    localtime_r(&then, &local);
-    std::array<char, 16> text{};
-    std::strftime(text.data(), text.size(), "%H:%M:%S", &local);
-    return text.data();
+    return host::timeOfDay(std::time(nullptr) + count);
 }
 
 std::string recordFor(const Node &node, const std::string &time) {

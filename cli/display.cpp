@@ -4,35 +4,21 @@
 
 #include "cli/printable.h"
 
+#include "host/terminal.h"
+
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <string_view>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 namespace otactl {
 namespace {
 
 constexpr int kNameWidth = 12;
-constexpr std::size_t kUsualColumns = 80;
 
 const char *const kBold = "\033[1m";
 const char *const kGreen = "\033[32m";
 const char *const kRed = "\033[31m";
 const char *const kNormal = "\033[0m";
 const char *const kClearLine = "\r\033[K";
-
-std::string_view environment(const char *name) {
-    const char *const value = std::getenv(name);
-    return value == nullptr ? "" : value;
-}
-
-std::size_t columns() {
-    winsize size{};
-    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return known ? size.ws_col : kUsualColumns;
-}
 
 const char *colourOf(Tone tone) {
     switch (tone) {
@@ -48,10 +34,7 @@ const char *colourOf(Tone tone) {
 
 } // namespace
 
-Display::Display()
-    : colour_(isatty(STDOUT_FILENO) == 1 && environment("TERM") != "dumb" &&
-              environment("NO_COLOR").empty()),
-      redraws_(isatty(STDOUT_FILENO) == 1 && environment("TERM") != "dumb") {}
+Display::Display() : colour_(host::showsColour()), redraws_(host::redrawsLines()) {}
 
 Display::~Display() {
     clearFoot();
@@ -87,7 +70,7 @@ void Display::clearFoot() const {
 // One column stays free: a line that fills the last one would wrap, and be drawn again below.
 void Display::drawFoot() const {
     if (!foot_.empty()) {
-        std::fputs(foot_.substr(0, columns() - 1).c_str(), stdout);
+        std::fputs(foot_.substr(0, host::columnsShown() - 1).c_str(), stdout);
     }
 }
 

@@ -5,6 +5,7 @@
 #include "cli/json_output.h"
 #include "cli/readable.h"
 #include "host/outcome.h"
+#include "host/terminal.h"
 #include "otaSwAgent/status_words.h"
 
 #include <algorithm>
@@ -22,15 +23,6 @@ std::int64_t nowMs() {
     timespec now{};
     clock_gettime(CLOCK_BOOTTIME, &now);
     return now.tv_sec * 1000 + now.tv_nsec / 1000000;
-}
-
-std::string timeOfDay() {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    std::array<char, 16> text{};
-    std::strftime(text.data(), text.size(), "%H:%M:%S", &local);
-    return text.data();
 }
 
 Tone toneOf(std::string_view record) {
@@ -84,7 +76,7 @@ std::string statusText(const std::string &record) {
 }
 
 void TextWatch::line(const std::string &name, const std::string &text, Tone tone) {
-    display_.line(timeOfDay() + "  " + name +
+    display_.line(host::timeOfDay() + "  " + name +
                       std::string(name.size() < 10 ? 10 - name.size() : 0, ' '),
                   "  " + text, tone);
 }

@@ -7,9 +7,14 @@
 #include "desk/private_bus.h"
 #include "host/message.h"
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <chrono>
+#include <cstdio>
+#include <cstring>
 #include <poll.h>
+#include <sys/un.h>
 #include <thread>
 
 namespace desk {
@@ -21,7 +26,48 @@ constexpr auto kLongestCall = 40s;
 constexpr int kGlanceMs = 50;
 constexpr const char *kWell = "exit code 0";
 
+bool isPlain(char character) {
+    return std::isalnum(static_cast<unsigned char>(character)) != 0 ||
+           std::strchr("-_/.", character) != nullptr;
+}
+
+// As addresses of a message bus want it.
+std::string escaped(const std::string &path) {
+    std::string text;
+    for (const char character : path) {
+        std::array<char, 4> code{};
+        std::snprintf(code.data(), code.size(), "%%%02x", static_cast<unsigned char>(character));
+        text += isPlain(character) ? std::string(1, character) : code.data();
+    }
+    return text;
+}
+
+// As a shell wants it.
+std::string quoted(const std::string &word) {
+    if (std::all_of(word.begin(), word.end(), [](char character) {
+            return isPlain(character) || std::strchr(":=%,+@", character) != nullptr;
+        })) {
+        return word;
+    }
+    std::string text = "'";
+    for (const char character : word) {
+        text += character == '\'' ? "'\\''" : std::string(1, character);
+    }
+    return text + "'";
+}
+
 } // namespace
+
+std::vector<std::string> controlWords(const std::filesystem::path &program,
+                                      const std::filesystem::path &folder) {
+    const std::string bus = (folder / "bus").string();
+    // A longer path is none of a socket's.
+    if (bus.size() < sizeof(sockaddr_un::sun_path)) {
+        return {quoted(program.string()), "--bus " + quoted("unix:path=" + escaped(bus))};
+    }
+    return {"cd", quoted(folder.string()), "&&", quoted(program.string()),
+            std::string("--bus ") + kBusAddress};
+}
 
 Launch Control::launch(const std::vector<std::string> &words) const {
     Launch launch{{program_.string(), "--bus", kBusAddress, "--json"}, folder_, log_};

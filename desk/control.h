@@ -16,6 +16,10 @@
 
 namespace desk {
 
+// How a person in a shell says otactl to the node of this folder, from wherever they are.
+std::vector<std::string> controlWords(const std::filesystem::path &program,
+                                      const std::filesystem::path &folder);
+
 class Control {
   public:
     // Commands run in the folder of the node's bus; what they say beside their answer goes to the

@@ -17,7 +17,7 @@ int demo(const std::vector<std::string> &arguments) {
     try {
         options = readOptions(arguments);
         if (options.help) {
-            std::printf("%s", helpText().c_str());
+            std::printf("%s", helpText(combinations()).c_str());
             return kCommitted;
         }
         road = &chooseRoad(options);
@@ -31,7 +31,7 @@ int demo(const std::vector<std::string> &arguments) {
         desk.emplace(options, *road, display);
         return desk->run();
     } catch (const std::exception &error) {
-        display.leaveBar();
+        display.leaveBars();
         std::fprintf(stderr, "ota-desk: failed: %s%s\n", error.what(),
                      desk && !desk->folder().empty()
                          ? ("; the logs are in " + desk->folder().string()).c_str()

@@ -42,6 +42,15 @@ std::string runName(const Options &options, const Road &road) {
     return name;
 }
 
+// "ext-1, ext-2": all but the first.
+std::string listed(const std::vector<Traveller> &travellers) {
+    std::string names;
+    for (const Traveller &traveller : travellers) {
+        names += (names.empty() ? "" : ", ") + traveller.name;
+    }
+    return names.substr(travellers.front().name.size() + 2);
+}
+
 } // namespace
 
 void Desk::tellTitle() const {
@@ -180,6 +189,20 @@ void Desk::makeNode(const Traveller &traveller) const {
                                                              : ""));
 }
 
+// The bus is there for as long as the road is taken.
+void Desk::tellHowToLook(const Layout &layout) const {
+    const NodeFolder &node = travellers_.front().folder;
+    display_.step("look in", "from another terminal, while this runs:");
+    for (const char *verb : {"status", "watch"}) {
+        std::vector<std::string> words = controlWords(layout.control, node.path());
+        words.emplace_back(verb);
+        display_.command(words);
+    }
+    if (travellers_.size() > 1) {
+        display_.more("and likewise for " + listed(travellers_));
+    }
+}
+
 void Desk::waitForLocalPorts() {
     const auto deadline = std::chrono::steady_clock::now() + kPortWait;
     bool told = false;
@@ -234,6 +257,7 @@ ExitCode Desk::run() {
     for (const Traveller &traveller : travellers_) {
         makeNode(traveller);
     }
+    tellHowToLook(layout);
     waitForLocalPorts();
     takeRoad(Scene{options_, road_, layout, server, image_, interrupt_, fast_, hasRoot()});
     if (road_.end != End::notWhole) {

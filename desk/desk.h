@@ -49,6 +49,7 @@ class Desk {
     FileServer startServer();
     void startBroker();
     void makeNode(const Traveller &traveller) const;
+    void tellHowToLook(const Layout &layout) const;
     void waitForLocalPorts();
     void takeRoad(const Scene &scene);
     void judge(const Traveller &traveller, const struct Witness &witness) const;

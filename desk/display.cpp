@@ -1,26 +1,27 @@
 // SPDX-License-Identifier: MIT
-// Writing to standard output, line by line.
+// Heads, bars and commands.
 #include "desk/display.h"
 
+#include "desk/screen.h"
 #include "desk/sizes.h"
 
+#include "host/terminal.h"
+
 #include <algorithm>
-#include <cstdio>
-#include <unistd.h>
 
 namespace desk {
 namespace {
 
-constexpr int kNameWidth = 13;
-constexpr std::size_t kMarkWidth = 9;
-constexpr int kBarWidth = 30;
-constexpr int kPlainStep = 10; // percent between two lines where no bar can be drawn
+constexpr std::size_t kTimeWidth = 9;
+constexpr std::size_t kNameWidth = 13;
+constexpr std::size_t kMarkWidth = 8;
+constexpr std::size_t kWidestBar = 30;
+constexpr std::size_t kLongestProgress = 31; // "100 %, 1023.9 MiB/s, 9999 s left"
+constexpr int kPlainStep = 10;               // percent between two lines where no bar can be drawn
 
 const char *const kBold = "\033[1m";
 const char *const kGreen = "\033[1;32m";
 const char *const kRed = "\033[1;31m";
-const char *const kPlain = "\033[0m";
-const char *const kClearLine = "\r\033[K";
 
 std::string describe(const Progress &progress) {
     std::string text = std::to_string(progress.percent) + " %";
@@ -33,72 +34,99 @@ std::string describe(const Progress &progress) {
     return text;
 }
 
+std::string padded(std::string text, std::size_t columns) {
+    text.resize(std::max(text.size(), columns), ' ');
+    return text;
+}
+
 } // namespace
 
-Display::Display() : Display(isatty(STDOUT_FILENO) == 1) {}
+Display::Display()
+    : Display(Surface{host::showsColour(), host::redrawsLines(), host::columnsShown,
+                      host::timeOfDay}) {}
 
-Display::Display(bool terminal, std::string mark) : terminal_(terminal), mark_(std::move(mark)) {
-    if (!mark_.empty()) {
-        mark_.resize(std::max(mark_.size(), kMarkWidth), ' ');
+Display::Display(const Surface &surface) : Display(std::make_shared<Screen>(surface), "") {}
+
+Display::Display(std::shared_ptr<Screen> screen, std::string mark)
+    : screen_(std::move(screen)), mark_(mark.empty() ? "" : padded(std::move(mark), kMarkWidth)) {}
+
+void Display::title(const std::string &text) {
+    for (const std::string &piece : wrapped(text, screen_->surface().columns())) {
+        screen_->plain(screen_->painted(kBold, piece));
     }
 }
 
-void Display::title(const std::string &text) {
-    std::printf("%s%s%s\n", terminal_ ? kBold : "", text.c_str(), terminal_ ? kPlain : "");
-    std::fflush(stdout);
-}
-
 void Display::step(const std::string &name, const std::string &text) {
-    leaveBar();
-    line(name, text);
+    line(screen_->surface().now(), name, text);
     lastStep_ = name + ": " + text;
 }
 
-void Display::more(const std::string &text) {
-    leaveBar();
-    line("", text);
+void Display::more(const std::string &text) { line("", "", text); }
+
+void Display::command(const std::vector<std::string> &words) {
+    constexpr const char *kMargin = "    ";
+    const std::size_t columns = screen_->surface().columns();
+    screen_->leaveBar(this);
+    std::string text = kMargin;
+    for (std::size_t at = 0; at < words.size(); ++at) {
+        const std::size_t more = words[at].size() + 1 + (at + 1 < words.size() ? 2 : 0);
+        if (at > 0 && columns > 0 && text.size() + more > columns) {
+            screen_->plain(text + " \\");
+            text = std::string(kMargin) + "  " + words[at];
+        } else {
+            text += (at == 0 ? "" : " ") + words[at];
+        }
+    }
+    screen_->plain(text);
 }
 
 void Display::progress(const Progress &progress) {
     lastStep_ = "download: " + std::to_string(progress.percent) + " %";
-    if (!terminal_ || !mark_.empty()) {
-        if (progress.percent < lastPercent_) {
-            lastPercent_ = 0;
-        }
-        if (progress.percent / kPlainStep > lastPercent_ / kPlainStep) {
-            line("download", describe(progress));
-            lastPercent_ = progress.percent;
-        }
-        return;
+    if (screen_->surface().redraws) {
+        return screen_->bar(this, bar(progress));
     }
-    const int filled = progress.percent * kBarWidth / 100;
-    std::string bar(static_cast<std::size_t>(filled), '#');
-    bar.resize(kBarWidth, '-');
-    std::printf("%s  %s%-*s%s[%s] %s", kClearLine, kBold, kNameWidth, "download", kPlain,
-                bar.c_str(), describe(progress).c_str());
-    std::fflush(stdout);
-    barOpen_ = true;
+    if (progress.percent < lastPercent_) {
+        lastPercent_ = 0;
+    }
+    if (progress.percent / kPlainStep > lastPercent_ / kPlainStep) {
+        line(screen_->surface().now(), "download", describe(progress));
+        lastPercent_ = progress.percent;
+    }
+}
+
+// One column stays free: a line that fills the last one would wrap, and be drawn again below.
+std::string Display::bar(const Progress &progress) const {
+    const std::string before = head(screen_->surface().now(), "download");
+    const std::size_t columns = screen_->surface().columns();
+    const std::size_t taken = width(before) + 3 + kLongestProgress + 1;
+    const std::size_t room =
+        columns == 0 ? kWidestBar : std::min(kWidestBar, columns - std::min(columns, taken));
+    const std::string text = describe(progress);
+    if (room < 4) {
+        return before + text;
+    }
+    const std::size_t filled = static_cast<std::size_t>(progress.percent) * room / 100;
+    return before + "[" + std::string(filled, '#') + std::string(room - filled, '-') + "] " + text;
 }
 
 void Display::verdict(bool asExpected, const std::string &text) {
-    leaveBar();
-    const char *colour = asExpected ? kGreen : kRed;
-    std::printf("%s%s%s\n", terminal_ ? colour : "", text.c_str(), terminal_ ? kPlain : "");
-    std::fflush(stdout);
-}
-
-void Display::line(const std::string &name, const std::string &text) {
-    std::printf("  %s%s%-*s%s%s\n", mark_.c_str(), terminal_ ? kBold : "", kNameWidth, name.c_str(),
-                terminal_ ? kPlain : "", text.c_str());
-    std::fflush(stdout);
-}
-
-void Display::leaveBar() {
-    if (barOpen_) {
-        std::printf("\n");
-        std::fflush(stdout);
-        barOpen_ = false;
+    screen_->leaveBars();
+    for (const std::string &piece : wrapped(text, screen_->surface().columns())) {
+        screen_->plain(screen_->painted(asExpected ? kGreen : kRed, piece));
     }
 }
+
+void Display::line(const std::string &time, const std::string &name, const std::string &text) {
+    screen_->leaveBar(this);
+    screen_->line(head(time, name), text);
+}
+
+std::string Display::head(const std::string &time, const std::string &name) const {
+    return "  " + padded(time, kTimeWidth) + mark_ + (mark_.empty() ? "" : " ") +
+           (name.empty() ? padded(name, kNameWidth)
+                         : screen_->painted(kBold, padded(name, kNameWidth)));
+}
+
+void Display::leaveBars() { screen_->leaveBars(); }
 
 } // namespace desk

@@ -7,9 +7,9 @@
 #include "desk/sizes.h"
 
 #include "host/message.h"
+#include "host/terminal.h"
 
 #include <algorithm>
-#include <array>
 #include <ctime>
 #include <poll.h>
 #include <thread>
@@ -33,14 +33,6 @@ constexpr auto kWindowLimit = 10s;
 
 std::string upper(const char *bank) {
     return std::string("bank ") + static_cast<char>(*bank - 'a' + 'A');
-}
-
-std::string timeOfDay(std::time_t at) {
-    std::tm local{};
-    localtime_r(&at, &local);
-    std::array<char, 16> text{};
-    std::strftime(text.data(), text.size(), "%H:%M:%S", &local);
-    return text.data();
 }
 
 std::string wrongSum(std::string sum) {
@@ -251,7 +243,7 @@ void Journey::trigger() {
 void Journey::moveActivationTime() {
     const int delay = scene_.fast ? kFastActivationDelay : kActivationDelay;
     activationAt_ = std::time(nullptr) + delay;
-    const std::string at = timeOfDay(*activationAt_);
+    const std::string at = host::timeOfDay(*activationAt_);
     display_.step("activation", "moved to " + at + ", " + std::to_string(delay) + " s from now");
     open_.insert(service_.control().hand({"activate-at", at}));
 }
@@ -294,7 +286,9 @@ void Journey::afterTheCut() {
     constexpr int kOffers = 2;
     drain();
     rebootAsked_.reset();
-    display_.step("power cut", "at " + service_.cutAt());
+    const std::string call = service_.cutAt();
+    display_.step("power cut", "at change " + std::to_string(scene_.options.cutPowerAt) + ", " +
+                                   call.substr(std::min(call.find(' ') + 1, call.size())));
     display_.more("what was not synced by then is gone");
     open_.clear();
     offersLeft_ = kOffers;

@@ -106,6 +106,8 @@ class Journey {
     NodeLog log_;
     Witness witness_;
     std::string lastReport_; // that the gateway raised
+    std::string why_;        // the last thing that went wrong, in the node's own words
+    std::string passed_;     // the timer that the desk let pass
 
     std::vector<Step> steps_;      // that are still to do
     std::set<std::uint64_t> open_; // tickets without an end

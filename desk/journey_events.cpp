@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace desk {
 namespace {
@@ -24,7 +25,7 @@ std::string describe(const cJSON *record) {
 }
 
 // The agent sleeps behind some of its words; a person who watches should know.
-void tellPause(Display &display, const std::string &word) {
+void tellPause(Display &display, const std::string &word, bool fast) {
     struct Row {
         const char *word;
         int seconds;
@@ -36,7 +37,8 @@ void tellPause(Display &display, const std::string &word) {
     };
     for (const Row &row : kRows) {
         if (word == row.word) {
-            display.more("(the agent pauses for " + std::to_string(row.seconds) + " s)");
+            display.more("(the agent pauses for " + std::to_string(row.seconds) + " s" +
+                         (fast ? ", which pass at once)" : ")"));
         }
     }
 }
@@ -84,9 +86,7 @@ void Journey::takeStatus(const cJSON *event) {
     witness_.early = witness_.early || (activates && beforeTheTime());
     display_.step("status", word);
     display_.more(describe(record));
-    if (!scene_.fast) {
-        tellPause(display_, word);
-    }
+    tellPause(display_, word, scene_.fast);
 }
 
 void Journey::takeProgress(const cJSON *event) {
@@ -126,6 +126,7 @@ void Journey::takeHistory(const cJSON *line) {
     } else if (event == "trial") {
         display_.step("trial", reason);
     } else if (event == "trial-failed") {
+        why_ = reason;
         display_.step("trial", "FAILED: " + reason);
     } else if (event == "agent-waits") {
         display_.step("agent", reason);
@@ -141,7 +142,8 @@ void Journey::tellTimer(const std::string &event, const std::string &reason) {
     tellNews();
     if (event == "timer-started") {
         tell(story_.timerStarted(name));
-        display_.step("timer", reason);
+        const std::string passed = std::exchange(passed_, "");
+        display_.step("timer", passed.starts_with(name) ? passed : reason);
     } else {
         display_.step("timer", name + (event == "timer-stopped" ? " stopped" : " ran out"));
     }
@@ -159,7 +161,8 @@ void Journey::tellCrash(const std::string &reason, const std::string &next) {
 
 void Journey::tell(const std::optional<Tale> &tale) {
     if (tale) {
-        display_.step(tale->step, tale->text);
+        const std::string why = tale->failed ? std::exchange(why_, "") : "";
+        display_.step(tale->step, why.empty() ? tale->text : "NOT: " + why);
     }
 }
 
@@ -174,9 +177,13 @@ void Journey::tellNews() {
             display_.step("download", news.text);
             break;
         case LogNews::Kind::calculated:
+            why_ = "the image's MD5 sum is " + news.text + ", another one was offered";
             break;
         case LogNews::Kind::refusal:
-            witness_.refusal = news.text;
+            why_ = witness_.refusal = news.text;
+            break;
+        case LogNews::Kind::passedTimer:
+            passed_ = news.text;
             break;
         }
     }
@@ -204,7 +211,8 @@ void Journey::reportedAtTheRoot(const cJSON *report) {
 void Journey::handedOverAtTheRoot(const cJSON *info) {
     witness_.handedOver = host::textOf(info, "fileServerURL") == scene_.server.imageUrl() &&
                           host::textOf(info, "swVersion") == kNewVersion;
-    display_.step("hand-off", host::printed(info));
+    display_.step("hand-off",
+                  host::textOf(info, "swVersion") + " from " + host::textOf(info, "fileServerURL"));
 }
 
 } // namespace desk

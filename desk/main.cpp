@@ -2,6 +2,7 @@
 // The program ota-desk: a node on this desk.
 #include "desk/demo.h"
 #include "desk/options.h"
+#include "desk/roads.h"
 
 #include <cstdio>
 #include <string>
@@ -12,7 +13,7 @@ int main(int argc, char **argv) {
         return desk::demo({arguments.begin() + 1, arguments.end()});
     }
     if (arguments.size() == 1 && arguments.front() == "--help") {
-        std::printf("%s", desk::helpText().c_str());
+        std::printf("%s", desk::helpText(desk::combinations()).c_str());
         return desk::kCommitted;
     }
     std::fprintf(stderr, "usage: ota-desk demo [options]; see ota-desk demo --help\n");

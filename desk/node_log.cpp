@@ -2,6 +2,7 @@
 // Lines of the log and what they mean, as rows.
 #include "desk/node_log.h"
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <string_view>
@@ -26,6 +27,7 @@ constexpr std::array kRows{
     Row{"Calculated md5 CRC value is = ", Kind::calculated, "", true},
     Row{"error: nal: the passive bank was not written: ", Kind::refusal, "", true},
     Row{"error: nal: the passive bank was not activated: ", Kind::refusal, "", true},
+    Row{"desk: timer ", Kind::passedTimer, "", true},
 };
 
 constexpr std::string_view kErrorMark = "error: ";
@@ -60,7 +62,8 @@ std::vector<LogNews> NodeLog::news() {
         for (const Row &row : kRows) {
             const std::size_t at = line.find(row.line);
             if (at != std::string::npos) {
-                const std::string rest = row.quote ? line.substr(at + row.line.size()) : "";
+                std::string rest = row.quote ? line.substr(at + row.line.size()) : "";
+                rest.erase(std::min(rest.find("\\x0A"), rest.size()));
                 news.push_back({row.kind, std::string(row.text) + rest});
             }
         }

@@ -17,6 +17,7 @@ struct LogNews {
         gaveUp,         // no attempt follows
         calculated,     // the MD5 sum of what came
         refusal,        // why the passive bank was not written or not activated
+        passedTimer,    // that the desk lets pass at once, and how long it is
     };
     Kind kind;
     std::string text;

@@ -41,7 +41,7 @@ std::uint64_t callFrom(const std::string &text) {
 
 constexpr std::array kRows{
     Row{"--policy", "0|1|2|3",
-        "0 activate at the activation time, 1 at once (default), 2 write only,\n"
+        "0 activate at the activation time, 1 at once (default), 2 write only, "
         "3 activate on arrival what the passive bank holds",
         [](Options &options, const std::string &value) { options.policy = value[0] - '0'; }},
     Row{"--mode", "RGW|AP_Bridge", "gateway (default) or mesh extender",
@@ -57,11 +57,11 @@ constexpr std::array kRows{
     Row{"--power-cut", "", "the node loses power during the download, and takes it up again",
         [](Options &options, const std::string &) { options.powerCut = true; }},
     Row{"--cut-power", "N",
-        "the node loses power at the N-th change of its storage, counted over its lives;\n"
+        "the node loses power at the N-th change of its storage, counted over its lives; "
         "what was not synced by then is gone",
         [](Options &options, const std::string &value) { options.cutPowerAt = callFrom(value); }},
     Row{"--mesh", "",
-        "a gateway and two extenders at once; the extenders' reports arrive at the\n"
+        "a gateway and two extenders at once; the extenders' reports arrive at the "
         "gateway, as the root; takes policy 0 or 1, and no mode, role or node-conf",
         [](Options &options, const std::string &) { options.mesh = true; }},
     Row{"--fail", "checksum|flash|activate|boot|health|server|certificate|signature|version|disk",
@@ -72,7 +72,7 @@ constexpr std::array kRows{
     Row{"--build-dir", "DIR", "where the project was built (default: where this program is)",
         [](Options &options, const std::string &value) { options.buildFolder = value; }},
     Row{"--run-dir", "DIR",
-        "everything of this run goes here (default: BUILD/demo/ROAD): a folder\n"
+        "everything of this run goes here (default: BUILD/demo/ROAD): a folder "
         "that is new or empty; the next run in it empties it again",
         [](Options &options, const std::string &value) { options.runFolder = value; }},
     Row{"--limit", "SECONDS", "give up after so long (1 to 9999, default 120)",
@@ -129,6 +129,27 @@ void checkMesh(const std::vector<std::string> &arguments) {
     }
 }
 
+constexpr const char *kMargin = "                ";
+constexpr std::size_t kHelpColumns = 80;
+
+// Lines of the text, each broken behind one of `breaks`.
+std::string indented(const std::string &first, const std::string &further, std::string_view text,
+                     std::string_view breaks) {
+    std::string lines;
+    std::string margin = first;
+    while (!text.empty()) {
+        const std::size_t room = kHelpColumns - margin.size();
+        const std::size_t end =
+            text.size() <= room ? text.size() : text.substr(0, room).find_last_of(breaks) + 1;
+        std::string_view line = text.substr(0, end);
+        text.remove_prefix(end);
+        line.remove_suffix(line.ends_with(' ') ? 1 : 0);
+        lines.append(margin).append(line).append("\n");
+        margin = further;
+    }
+    return lines;
+}
+
 } // namespace
 
 Options readOptions(const std::vector<std::string> &arguments) {
@@ -150,8 +171,7 @@ Options readOptions(const std::vector<std::string> &arguments) {
     return options;
 }
 
-std::string helpText() {
-    constexpr std::size_t kNameWidth = 16;
+std::string helpText(const std::string &combinations) {
     std::string text =
         "usage: ota-desk demo [options]\n"
         "Upgrades a node on this desk over the air, from the offer to the commit.\n\n";
@@ -160,17 +180,13 @@ std::string helpText() {
         if (!row.values.empty()) {
             names.append(" ").append(row.values);
         }
-        text.append("  ").append(names).append("\n");
-        std::string meaning(row.meaning);
-        const std::string margin(kNameWidth, ' ');
-        for (std::size_t end = 0; (end = meaning.find('\n', end)) != std::string::npos; ++end) {
-            meaning.insert(end + 1, margin);
-        }
-        text += margin + meaning + "\n";
+        text +=
+            indented("  ", "         ", names, "|") + indented(kMargin, kMargin, row.meaning, " ");
     }
-    text +=
-        "\nexit codes: 0 committed, and the running bank holds the image byte for byte;\n"
-        "            3 ended as it should, but not in a commit; 2 bad option; 1 anything else\n";
+    text += "\nwhat does not go together:\n" + combinations;
+    text += "\nexit codes: 0 committed, and the running bank holds the image byte for byte;\n"
+            "            3 ended as it should, but not in a commit; 2 bad option;\n"
+            "            1 anything else\n";
     return text;
 }
 

@@ -47,7 +47,8 @@ class OptionError : public std::runtime_error {
 
 Options readOptions(const std::vector<std::string> &arguments);
 
-std::string helpText();
+// `combinations`: what does not go together, a line each.
+std::string helpText(const std::string &combinations);
 
 } // namespace desk
 

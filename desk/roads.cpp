@@ -8,6 +8,7 @@
 #include "otaSwAgent/status_words.h"
 
 #include <algorithm>
+#include <map>
 
 namespace desk {
 namespace {
@@ -257,6 +258,32 @@ std::string listed(std::string_view policies) {
 }
 
 } // namespace
+
+std::string combinations() {
+    std::string text =
+        "  two of --offload, --first-poll, --power-cut, --cut-power, --mesh and --fail\n"
+        "  --mesh and --mode, --role or --node-conf\n";
+    std::map<std::string_view, std::string> policies; // that a selector goes with
+    std::vector<const Road *> selectors;
+    for (const Road &road : kRoads) {
+        if (!policies.contains(road.selector) && !road.selector.empty()) {
+            selectors.push_back(&road);
+        }
+        policies[road.selector] += road.policies;
+    }
+    for (const Road *const road : selectors) {
+        std::string others;
+        for (const char policy : std::string_view("0123")) {
+            others += policies[road->selector].find(policy) == std::string::npos
+                          ? std::string(1, policy)
+                          : "";
+        }
+        text += "  " + std::string(road->selector) + " and --policy " + listed(others) +
+                (road->gatewayOnly ? ", or an extender" : "") +
+                (road->strangeAuthority ? ", or --plain-http" : "") + "\n";
+    }
+    return text;
+}
 
 const Road &chooseRoad(const Options &options) {
     const std::string help = "; see ota-desk demo --help";

@@ -71,6 +71,8 @@ struct Road {
 
 // Throws an OptionError where the options name no road.
 const Road &chooseRoad(const Options &options);
+// What it refuses, a line each.
+std::string combinations();
 
 } // namespace desk
 

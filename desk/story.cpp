@@ -29,7 +29,7 @@ constexpr std::array kRows{
         "the image is in the temporary directory"},
     Row{"verifying", Kind::stage, "writing", "checked", "the image's MD5 sum is the one offered"},
     Row{"", Kind::word, OTA_STATUS_CRC_CHECK_FAILED, "checked",
-        "the image's MD5 sum is NOT the one offered"},
+        "NOT: the image's MD5 sum is not the one offered"},
     Row{"writing", Kind::stage, "activating", "written", kWritten},
     Row{"writing", Kind::word, OTA_STATUS_ACTIVATION_COMPLETE, "written", kWritten},
     Row{"writing", Kind::timer, TIMER_REBOOT, "written", kWritten},
@@ -49,7 +49,10 @@ std::optional<Tale> taleOf(const std::string &stage, Kind kind, const std::strin
         return candidate.kind == kind && candidate.name == name &&
                (candidate.during.empty() || candidate.during == stage);
     });
-    return row == kRows.end() ? std::nullopt : std::optional(Tale{row->step, row->text});
+    return row == kRows.end()
+               ? std::nullopt
+               : std::optional(
+                     Tale{row->step, row->text, std::string_view(row->text).starts_with("NOT: ")});
 }
 
 } // namespace

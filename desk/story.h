@@ -11,6 +11,7 @@ namespace desk {
 struct Tale {
     std::string step;
     std::string text;
+    bool failed; // the node knows why
 };
 
 class Story {

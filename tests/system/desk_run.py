@@ -48,8 +48,8 @@ class DeskRun:
     def step(self, name, node=""):
         """The texts of all steps of this name, in order."""
         mark = f"{node:<9}" if node else ""
-        head = f"  {mark}{name:<13}"
-        return [line[len(head):] for line in self.lines if line.startswith(head)]
+        head = re.compile(rf"  \d\d:\d\d:\d\d {mark}{name:<13}(.*)")
+        return [found[1] for found in map(head.fullmatch, self.lines) if found]
 
     def words(self, node=""):
         return self.step("status", node)

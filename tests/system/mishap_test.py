@@ -103,6 +103,8 @@ class Mishap(unittest.TestCase):
                        "--first-poll", "--mesh", "--fail", "--fast", "exit codes", "empties it again"]:
             self.assertIn(option, result.output)
         program = str(self.build / "desk/ota-desk")
+        self.assertEqual([line for line in result.lines if len(line) > 80], [])
+        self.assertIn("  --fail health and --policy 0, 2, 3\n", result.output)
         alone = subprocess.run([program, "--help"], capture_output=True, text=True, check=False)
         self.assertEqual((alone.returncode, alone.stdout, alone.stderr), (0, result.output, ""))
         wrong = subprocess.run([program], capture_output=True, text=True, check=False)
@@ -298,6 +300,24 @@ class Mishap(unittest.TestCase):
             self.build, self.outside.run_folder, ["--plain-http"], type_at=(b"[#", b"\x03"))
         self.assertIn("interrupted", self.one_line(result, 1))
         self.assertIn("\r\nota-desk: failed: interrupted", shown)
+
+    def test_wishes_about_the_terminal(self):
+        """No colour where it is unwanted, no control characters on a dumb terminal, and lines that
+        fit."""
+        for environment, bold, redrawn in [({"NO_COLOR": "1", "TERM": "xterm"}, False, True),
+                                           ({"NO_COLOR": "", "TERM": "dumb"}, False, False),
+                                           ({"NO_COLOR": "", "TERM": "xterm"}, True, True)]:
+            with self.subTest(environment=environment):
+                result, shown = desk_run.run_on_terminal(
+                    self.build, self.outside.run_folder, ["--fast", "--policy", "2"],
+                    environment | {"COLUMNS": "100"})
+                self.assertEqual(result.exit_code, 3, result.output)
+                self.assertEqual("\x1b[1m" in shown, bold)
+                self.assertEqual("\x1b[K" in shown, redrawn)
+                self.assertEqual("\x1b" in shown, bold or redrawn)
+                wide = [len(line) for line in result.lines if "unix:path=" not in line]
+                self.assertLessEqual(max(wide), 100)
+                self.assertGreater(max(wide), 80)
 
     def test_second_run_in_the_same_folder(self):
         first = self.run_desk("--fast", "--policy", "2")

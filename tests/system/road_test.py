@@ -80,6 +80,7 @@ WATCHED = "gateway"
 # Taken by three nodes at once.
 MESHES = ["mesh", "mesh-policy-0"]
 MESH = ["gateway", "ext-1", "ext-2"]
+BAR = 21  # characters, on a terminal of 80 columns
 
 
 class Road(unittest.TestCase):
@@ -106,20 +107,22 @@ class Road(unittest.TestCase):
 
     def check_bar(self, shown):
         """The bar is redrawn in its place, and tells percentage, rate and time left."""
-        bars = re.findall(r"\r\x1b\[K  \x1b\[1mdownload +\x1b\[0m"
+        bars = re.findall(r"\r\x1b\[K  [\d:]{8} \x1b\[1mdownload +\x1b\[0m"
                           r"\[(#*)(-*)\] (\d+) %, ([\d.]+) MiB/s(?:, (\d+) s left)?", shown)
         self.assertGreater(len(bars), 10, shown)
         percents = [int(bar[2]) for bar in bars]
         self.assertEqual(percents, sorted(set(percents)))
         self.assertEqual(percents[-1], 100)
         for done, rest, percent, rate, left in bars:
-            self.assertEqual(len(done), int(percent) * 30 // 100)
-            self.assertEqual(len(done) + len(rest), 30)
+            self.assertEqual(len(done), int(percent) * BAR // 100)
+            self.assertEqual(len(done) + len(rest), BAR)
             self.assertGreater(float(rate), 0)
             self.assertEqual(left == "", percent == "100")
         # The server sends the image in about three seconds.
         self.assertIn(bars[len(bars) // 2][4], [str(seconds) for seconds in range(1, 6)])
         self.assertIn("\x1b[1;32mAs expected: ", shown)
+        too_wide = [line for line in desk_run.as_lines(shown).splitlines() if len(line) > 80]
+        self.assertEqual([line for line in too_wide if "unix:path=" not in line], [])
 
     def test_road(self):
         result = self.take()

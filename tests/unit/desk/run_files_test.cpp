@@ -71,14 +71,21 @@ TEST_F(RunFiles, TheLogTellsWhyDownloadsFailedOnceAndInWholeLines) {
     EXPECT_TRUE(log.news().empty());
 }
 
-TEST_F(RunFiles, TheLogTellsWhyABankWasNotTaken) {
+TEST_F(RunFiles, TheLogTellsWhatTheBusDoesNot) {
     using News = std::vector<desk::LogNews>;
     using Kind = desk::LogNews::Kind;
     desk::NodeLog log(folder_ / "log");
     append("log", "error: nal: the passive bank was not written: it is small\n"
                   "error: ota: [upgrade upgrade:29] faild\n"
-                  "error: nal: the passive bank was not activated: it is damaged\n");
-    EXPECT_EQ(log.news(), (News{{Kind::refusal, "it is small"}, {Kind::refusal, "it is damaged"}}));
+                  "error: nal: the passive bank was not activated: it is damaged\n"
+                  "notice: ota: [upgrade upgrade:47] Calculated md5 CRC value is = 0a1b\\x0A, "
+                  "length is = 33\n"
+                  "desk: timer downloadRetryTimer for 1800 s, which pass at once\n");
+    EXPECT_EQ(log.news(),
+              (News{{Kind::refusal, "it is small"},
+                    {Kind::refusal, "it is damaged"},
+                    {Kind::calculated, "0a1b"},
+                    {Kind::passedTimer, "downloadRetryTimer for 1800 s, which pass at once"}}));
 }
 
 TEST_F(RunFiles, TheLastLineAndTheLastErrorOfALogAreFound) {

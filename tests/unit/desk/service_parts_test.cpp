@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The folder of a node and the message bus in it, wherever that lies.
+#include "desk/control.h"
 #include "desk/failure.h"
 #include "desk/files.h"
 #include "desk/folder_lock.h"
@@ -44,6 +45,25 @@ TEST_F(ServiceParts, TheBusComesUpInAFolderOfAnyLengthAndName) {
         EXPECT_NO_THROW(askTheBus(folder)) << desk::readFile(folder_ / "ask.log");
     }
     EXPECT_THROW(askTheBus(folder), desk::Failure) << "the bus outlives its owner";
+}
+
+TEST_F(ServiceParts, WhatAPersonPastesReachesTheBusFromAnywhere) {
+    const fs::path program = folder_ / "the client's";
+    desk::writeFile(program, "#!/bin/sh\nexec dbus-send \"--bus=$2\" --print-reply "
+                             "--dest=org.freedesktop.DBus / org.freedesktop.DBus.ListNames\n");
+    fs::permissions(program, fs::perms::owner_all);
+    for (const fs::path &folder :
+         {folder_ / R"(a 'b' "c" <d>; $e, %41)", folder_ / std::string(150, 'x')}) {
+        fs::create_directories(folder);
+        const desk::PrivateBus bus(folder, folder_ / "bus.log", interrupt_);
+        std::string line;
+        for (const std::string &word : desk::controlWords(program, folder)) {
+            line += word + " ";
+        }
+        EXPECT_NO_THROW(
+            desk::runProgram({{"sh", "-c", line}, "/", folder_ / "ask.log"}, interrupt_))
+            << line << desk::readFile(folder_ / "ask.log");
+    }
 }
 
 TEST_F(ServiceParts, ABusThatDoesNotComeUpNamesItsLog) {

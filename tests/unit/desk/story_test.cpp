@@ -53,13 +53,15 @@ TEST(Story, ASwapWritesNothing) {
 
 TEST(Story, FailuresAreToldByTheirWords) {
     EXPECT_EQ(told(Story().wordCame(OTA_STATUS_CRC_CHECK_FAILED)),
-              "checked: the image's MD5 sum is NOT the one offered");
+              "checked: NOT: the image's MD5 sum is not the one offered");
     EXPECT_EQ(told(Story().wordCame(OTA_STATUS_FLASH_WRITE_FAILED)),
               "written: NOT: the passive bank did not take the image");
     EXPECT_EQ(told(Story().wordCame(OTA_STATUS_ACTIVATION_FAILED)),
               "activated: NOT: the passive bank is not fit to boot");
     EXPECT_EQ(told(Story().wordCame(OTA_STATUS_COMMIT_FAILED)),
               "commit: NOT: the running version is not the one that was offered");
+    EXPECT_TRUE(Story().wordCame(OTA_STATUS_COMMIT_FAILED)->failed);
+    EXPECT_FALSE(Story().wordCame(OTA_STATUS_COMMIT_COMPLETE)->failed);
 }
 
 } // namespace
