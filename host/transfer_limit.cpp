@@ -5,8 +5,10 @@
 #include "host/transfer_log.h"
 #include "platform/nal/bank_capacity.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <string>
 #include <sys/resource.h>
@@ -28,7 +30,7 @@ class FileLimit {
   public:
     explicit FileLimit(std::uint64_t bytes) {
         refused = 0;
-        if (bytes == 0 || getrlimit(RLIMIT_FSIZE, &before_) != 0 || before_.rlim_cur <= bytes) {
+        if (bytes == 0 || (getrlimit(RLIMIT_FSIZE, &before_) == 0 && before_.rlim_cur <= bytes)) {
             return;
         }
         struct sigaction action {};
@@ -36,10 +38,14 @@ class FileLimit {
         action.sa_flags = SA_RESTART;
         rlimit limit = before_;
         limit.rlim_cur = bytes;
-        inForce_ = sigaction(SIGXFSZ, &action, &actionBefore_) == 0;
-        if (inForce_ && setrlimit(RLIMIT_FSIZE, &limit) != 0) {
+        sigaction(SIGXFSZ, &action, &actionBefore_);
+        inForce_ = setrlimit(RLIMIT_FSIZE, &limit) == 0;
+        if (!inForce_) {
+            logTransferError(std::string("the size of the download cannot be limited: ") +
+                             std::strerror(errno) +
+                             "; the file server may fill the tmp directory, let the service call "
+                             "prlimit64");
             sigaction(SIGXFSZ, &actionBefore_, nullptr);
-            inForce_ = false;
         }
     }
     ~FileLimit() {

@@ -2,7 +2,8 @@
 """A file server of the user nobody that means harm, over TLS: CERTIFICATE KEY; it prints its port.
 
 The path chooses what it does: /endless sends until nobody reads, /claims announces more than anybody
-can hold, /headers answers with what a terminal would obey.
+can hold, /headers answers with what a terminal would obey, /many with more
+headers than anybody wants to read.
 """
 
 import contextlib
@@ -23,6 +24,10 @@ def serve(connection):
     path = connection.recv(65536).split()[1].split(b"?")[0]
     if path == b"/headers":
         connection.sendall(HEADERS)
+        return
+    if path == b"/many":
+        many = b"".join(b"X-%d: x\r\n" % number for number in range(2000))
+        connection.sendall(b"HTTP/1.1 404 Not Found\r\n" + many + b"Content-Length: 0\r\n\r\n")
         return
     length = b"Content-Length: %d\r\n" % CLAIMED if path == b"/claims" else b""
     connection.sendall(b"HTTP/1.1 200 OK\r\n" + length + b"Connection: close\r\n\r\n")

@@ -150,6 +150,15 @@ class FileServerAttacks(node_case.Case):
         self.assertNotRegex(said.decode(), r"(?m)^error: otad: forged")
         self.assertLess(max(map(len, said.splitlines())), 2000)
 
+    def test_more_headers_than_anybody_reads(self):
+        url, authority = self.hostile_server()
+        node = self.victim(authority)
+        said = self.fails(node, fileServerURL=f"{url}/many")
+        told = [line for line in said.splitlines() if b"[libcurl " in line]
+        self.assertLess(len(told), 80)
+        self.assertRegex(b"\n".join(told), rb"\d\d\d\d lines left out\n")
+        self.assertIn(b"X-1999: x", said)
+
     # What is told.
 
     def test_a_query_is_not_for_everybody(self):
