@@ -59,9 +59,22 @@ std::optional<Refusal> checkForm(const char *key, const std::string &url, bool i
     return std::nullopt;
 }
 
+// Whatever stands before the host, also where the scheme is none that is allowed.
+bool holdsUser(std::string_view url) {
+    const std::size_t scheme = url.find("://");
+    url.remove_prefix(scheme == std::string_view::npos ? 0 : scheme + 3);
+    return url.substr(0, url.find_first_of("/?#")).find('@') != std::string_view::npos;
+}
+
 } // namespace
 
 std::optional<Refusal> checkUrl(const char *key, const std::string &url, bool allowPlainHttp) {
+    // First of all: the other refusals show the URL.
+    if (holdsUser(url)) {
+        return Refusal{Outcome::urlHoldsSecret, key,
+                       "has a user name or a password before its host, which would stand in every "
+                       "log; expected the host alone"};
+    }
     const bool isHttps = url.starts_with(kHttps);
     if (!isHttps && !url.starts_with(kHttp)) {
         // libcurl takes a scheme in any case, but the agent takes only lower-case https for https.

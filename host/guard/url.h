@@ -10,7 +10,9 @@
 
 namespace host::guard {
 
-/* Nothing: the URL is http or https with a host, and the agent takes it for what it is. */
+/*
+ * Nothing: the URL is http or https with a host and no user, and the agent takes it for what it is.
+ */
 std::optional<Refusal> checkUrl(const char *key, const std::string &url, bool allowPlainHttp);
 
 } // namespace host::guard

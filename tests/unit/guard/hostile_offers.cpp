@@ -247,7 +247,6 @@ void addUrls(Offers &offers) {
                             "https://h:x/i",
                             "https://[::1/i",
                             "https://[x]/i",
-                            "https://user@/i",
                             "httpss://h/",
                             "https",
                             "http",
@@ -258,9 +257,15 @@ void addUrls(Offers &offers) {
     }
     for (const char *url :
          {"HTTPS://h/i", "Https://h/i", "httpS://h/i", "HTTP://h/i", "hTTp://h/i", "http://https/i",
-          "http://h/https", "http://h/i?https", "http://h/i#https", "http://https@h/i",
-          "http://u:https@h/i", "http://h/i.https.img", "http://h/?next=https://other/i"}) {
+          "http://h/https", "http://h/i?https", "http://h/i#https", "http://h/i.https.img", "http://h/?next=https://other/i"}) {
         add(url, Outcome::urlAmbiguous);
+    }
+    for (const char *url :
+         {"https://user:word@h/i", "https://user@h/i", "https://:word@h/i", "https://@h/i",
+          "https://user@/i", "https://a@b@h/i", "http://https@h/i", "http://u:https@h/i",
+          "HTTPS://u:word@h/i", "ftp://u:word@h/i", "//u:word@h/i", "u:word@h/i", "https://u@h",
+          "https://u@h?q", "https://u@h#f", "https://u:wo\"rd@h/i", "http://u:word@h/i"}) {
+        add(url, Outcome::urlHoldsSecret);
     }
     for (const char *url : {"http://h/i", "http://127.0.0.1:80/i", "http://h/HTTPS"}) {
         add(url, Outcome::plainHttpForbidden);

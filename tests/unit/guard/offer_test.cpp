@@ -189,9 +189,23 @@ TEST(Offers, MayNotHideHttpsInAPlainUrlEvenWherePlainOnesAreAllowed) {
 TEST(Offers, TakeTheUrlsThatFileServersUse) {
     for (const char *url :
          {"https://h", "https://h/", "https://h:8443/a/b%20c.img", "https://192.0.2.1/i",
-          "https://[2001:db8::1]:443/i", "https://user:word@h/i", "https://h/i?a=1&b=(2)*~!,;=@#f",
+          "https://[2001:db8::1]:443/i", "https://h/i?a=1&b=(2)*~!,;=@#f", "https://h/a@b", "https://h?u@i",
           "https://h/http://x", "https://h/../i", "https://h/HTTP"}) {
         EXPECT_EQ(refusalOf(Descriptor().withText("fileServerURL", url)), "") << url;
+    }
+}
+
+// What is refused for its password must not carry that into the history.
+TEST(Offers, DoNotShowThePasswordOfTheirUrl) {
+    for (const char *url : {"https://user:word@h/i", "HTTP://user:word@h/i", "x://user:word@h/i",
+                            "user:word@h/i", "https://user:wo\trd@h/i"}) {
+        Offer offer;
+        const auto refusal = checkOffer(Descriptor().withText("fileServerURL", url).text(),
+                                        thisNode(), {}, offer);
+        ASSERT_TRUE(refusal) << url;
+        EXPECT_EQ(refusal->outcome, Outcome::urlHoldsSecret) << url;
+        EXPECT_EQ(refusal->text().find("word@"), std::string::npos) << refusal->text();
+        EXPECT_EQ(refusal->text().find("user:"), std::string::npos) << refusal->text();
     }
 }
 
