@@ -54,7 +54,7 @@ std::optional<Refusal> checkValues(const Texts &texts, const NodeIdentity &node)
     }
     if (!texts.time.empty() && !isTimeOfDay(texts.time)) {
         return Refusal{Outcome::timeMalformed, "actTime",
-                       spelled(texts.time) + " is not hh, hh:mm or hh:mm:ss of 24 hours"};
+                       spelled(texts.time) + " is not " + kTimeOfDay};
     }
     return std::nullopt;
 }

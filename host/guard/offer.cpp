@@ -133,6 +133,13 @@ std::optional<Refusal> checkOffer(std::string_view text, const NodeIdentity &nod
     if (auto refusal = readKeys(object, checked)) {
         return refusal;
     }
+    checked.url = withoutQuotesAndDollars(checked.url);
+    if (checked.url.size() >= OTA_URL_WIDTH) {
+        return Refusal{Outcome::keyTooLong, kUrl,
+                       "has " + std::to_string(checked.url.size()) +
+                           " bytes with its ' and $ percent-encoded, at most " +
+                           std::to_string(OTA_URL_WIDTH - 1) + " are allowed"};
+    }
     if (auto refusal = checkValues(checked, node, rules)) {
         return refusal;
     }

@@ -28,7 +28,7 @@ struct Offer {
     std::string descriptor; // canonical JSON: exactly the six keys, in the record's order
     std::string model;
     std::string version;
-    std::string url;
+    std::string url; // ' and $ percent-encoded
     std::string checksum;
     std::string mac;
     int policy = 0; // 0 to 3

@@ -34,7 +34,7 @@ constexpr std::array kRows = {
     Row{Setting::workRole, "work_role", isName, kName},
     Row{Setting::onboarding, "onboarding", isSwitch, "0 or 1"},
     Row{Setting::preferredActivationTime, "preferred_activation_time", isTimeOfDay,
-        "hh, hh:mm or hh:mm:ss of 24 hours"},
+        kTimeOfDay},
 };
 
 } // namespace

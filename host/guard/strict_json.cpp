@@ -4,15 +4,12 @@
 
 #include "host/guard/json_text.h"
 
-#include <charconv>
+#include <algorithm>
+#include <cmath>
 #include <limits>
 
 namespace host::guard {
 namespace {
-
-bool isWholeNumber(std::string_view spelling) {
-    return !spelling.empty() && spelling.find_first_not_of("-0123456789") == std::string_view::npos;
-}
 
 Refusal mistyped(const char *key, const char *expected) {
     return {Outcome::keyMistyped, key, std::string("is not ") + expected};
@@ -22,7 +19,6 @@ Refusal mistyped(const char *key, const char *expected) {
 
 std::optional<Refusal> StrictObject::read(std::string_view text, const char *field) {
     object_.reset();
-    spellings_.clear();
     if (text.size() > kMaxText) {
         return Refusal{Outcome::descriptorTooLarge, field,
                        "has " + std::to_string(text.size()) + " bytes, at most " +
@@ -40,7 +36,6 @@ std::optional<Refusal> StrictObject::read(std::string_view text, const char *fie
         return Refusal{Outcome::descriptorNotOneObject, field,
                        "has a value that the agent cannot read"};
     }
-    spellings_.assign(values.begin(), values.end());
     return std::nullopt;
 }
 
@@ -49,10 +44,8 @@ bool StrictObject::has(const char *key) const {
 }
 
 // cJSON keeps every member of the same key, and whoever reads the object takes the first.
-std::optional<Refusal> StrictObject::findOnly(const char *key, std::size_t &index,
-                                              const cJSON *&item) const {
+std::optional<Refusal> StrictObject::findOnly(const char *key, const cJSON *&item) const {
     item = nullptr;
-    std::size_t at = 0;
     const cJSON *child = nullptr;
     cJSON_ArrayForEach(child, object_.get()) {
         if (std::string_view(child->string) == key) {
@@ -60,9 +53,7 @@ std::optional<Refusal> StrictObject::findOnly(const char *key, std::size_t &inde
                 return Refusal{Outcome::keyRepeated, key, "stands there more than once"};
             }
             item = child;
-            index = at;
         }
-        ++at;
     }
     if (item == nullptr) {
         return Refusal{Outcome::keyMissing, key, "is missing"};
@@ -72,9 +63,8 @@ std::optional<Refusal> StrictObject::findOnly(const char *key, std::size_t &inde
 
 std::optional<Refusal> StrictObject::takeText(const char *key, std::size_t width,
                                               std::string &value) const {
-    std::size_t index = 0;
     const cJSON *item = nullptr;
-    if (auto refusal = findOnly(key, index, item)) {
+    if (auto refusal = findOnly(key, item)) {
         return refusal;
     }
     if (!cJSON_IsString(item)) {
@@ -91,22 +81,17 @@ std::optional<Refusal> StrictObject::takeText(const char *key, std::size_t width
 }
 
 std::optional<Refusal> StrictObject::takeWholeNumber(const char *key, int &value) const {
-    std::size_t index = 0;
     const cJSON *item = nullptr;
-    if (auto refusal = findOnly(key, index, item)) {
+    if (auto refusal = findOnly(key, item)) {
         return refusal;
     }
-    const std::string &spelling = spellings_[index];
-    if (!cJSON_IsNumber(item) || !isWholeNumber(spelling)) {
-        return mistyped(key, "a whole number, written without fraction and exponent");
+    const double number = cJSON_IsNumber(item) ? item->valuedouble : std::nan("");
+    if (std::trunc(number) != number) {
+        return mistyped(key, "a whole number");
     }
-    int number = 0;
-    const auto read = std::from_chars(spelling.data(), spelling.data() + spelling.size(), number);
-    if (read.ec == std::errc::result_out_of_range) {
-        number = spelling.front() == '-' ? std::numeric_limits<int>::min()
-                                         : std::numeric_limits<int>::max();
-    }
-    value = number;
+    constexpr double kLeast = std::numeric_limits<int>::min();
+    constexpr double kMost = std::numeric_limits<int>::max();
+    value = static_cast<int>(std::clamp(number, kLeast, kMost));
     return std::nullopt;
 }
 

@@ -10,7 +10,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace host::guard {
 
@@ -32,7 +31,7 @@ class StrictObject {
 
     /*
      * The value of a key that must stand there once: a text of at most width - 1 bytes, or a whole
-     * number spelled without fraction and exponent. A refusal leaves the value untouched. A whole
+     * number, however it is spelled ("2.0" is 2). A refusal leaves the value untouched. A whole
      * number outside of int becomes the nearest int.
      */
     std::optional<Refusal> takeText(const char *key, std::size_t width, std::string &value) const;
@@ -40,10 +39,9 @@ class StrictObject {
 
   private:
     // The only member of this key, or a refusal.
-    std::optional<Refusal> findOnly(const char *key, std::size_t &index, const cJSON *&item) const;
+    std::optional<Refusal> findOnly(const char *key, const cJSON *&item) const;
 
     Json object_;
-    std::vector<std::string> spellings_; // of the members' values, in the object's order
 };
 
 } // namespace host::guard

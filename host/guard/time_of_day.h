@@ -7,8 +7,12 @@
 
 namespace host::guard {
 
-/* hh[:mm[:ss]] of 24 hours, one or two digits each. */
+/* hh[:mm[:ss]], one or two digits each, up to 23:59:59. */
 bool isTimeOfDay(std::string_view text);
+
+/* What is expected of one, for a refusal. */
+inline constexpr const char *kTimeOfDay =
+    "hh, hh:mm or hh:mm:ss from 0:00 to 23:59:59 (midnight is 0:00)";
 
 } // namespace host::guard
 

@@ -47,7 +47,8 @@ std::optional<Refusal> checkForm(const char *key, const std::string &url, bool i
     if (odd != url.end()) {
         return Refusal{Outcome::urlNotHttp, key,
                        "has the character " + spelled({&*odd, 1}) +
-                           ", expected printable ASCII without blanks and \" ' ` $ \\"};
+                           ", expected printable ASCII without blanks and \" ` \\, and ' and $ only behind the "
+                           "host; anything else percent-encoded"};
     }
     // libcurl would skip more slashes on its way to the host.
     const std::size_t authority = (isHttps ? kHttps : kHttp).size();
@@ -59,14 +60,29 @@ std::optional<Refusal> checkForm(const char *key, const std::string &url, bool i
     return std::nullopt;
 }
 
-// Whatever stands before the host, also where the scheme is none that is allowed.
-bool holdsUser(std::string_view url) {
+// Behind the scheme, up to the path, the query or the fragment.
+std::string_view authorityOf(std::string_view url) {
     const std::size_t scheme = url.find("://");
     url.remove_prefix(scheme == std::string_view::npos ? 0 : scheme + 3);
-    return url.substr(0, url.find_first_of("/?#")).find('@') != std::string_view::npos;
+    return url.substr(0, url.find_first_of("/?#"));
+}
+
+// Whatever stands before the host, also where the scheme is none that is allowed.
+bool holdsUser(std::string_view url) {
+    return authorityOf(url).find('@') != std::string_view::npos;
 }
 
 } // namespace
+
+std::string withoutQuotesAndDollars(const std::string &url) {
+    const std::string_view authority = authorityOf(url);
+    const auto behind = static_cast<std::size_t>(authority.data() - url.data()) + authority.size();
+    std::string changed = url.substr(0, behind);
+    for (const char byte : std::string_view(url).substr(behind)) {
+        changed += byte == '\'' ? "%27" : byte == '$' ? "%24" : std::string(1, byte);
+    }
+    return changed;
+}
 
 std::optional<Refusal> checkUrl(const char *key, const std::string &url, bool allowPlainHttp) {
     // First of all: the other refusals show the URL.

@@ -86,6 +86,10 @@ void checkValues(const Offer &offer, const Rules &rules, std::string_view input)
     require(isHttps == (offer.url.find("https") != std::string::npos),
             "an accepted URL is taken for what it is", input);
     require(offer.url.size() < 8192 && isPlainUrl(offer.url), "an accepted URL is plain", input);
+    const std::size_t host = offer.url.find("://") + 3;
+    require(offer.url.substr(host, offer.url.find_first_of("/?#", host) - host).find('@') ==
+                std::string::npos,
+            "an accepted URL names no user", input);
 }
 
 // As the agent reads it: by cJSON, key by key.

@@ -44,6 +44,20 @@ class Front : public DaemonTest {
     }
 };
 
+// What the factory wrote need not look like what is offered since.
+TEST_F(Front, takes_offers_whatever_version_the_factory_gave_the_node) {
+    config_.lowestVersion = "4QZ-1.5.0";
+    for (const char *const version : {"1.0", "V3.2-factory", "FACTORY_2026", "Build 17, test"}) {
+        runFrom(nal::Bank::a, version, version);
+        host_.on("new-image", {report("NO_OTA_SW_UPGRADE")});
+        startUp();
+        const std::uint64_t ticket = ticketOf(offer());
+        ASSERT_TRUE(turnUntil([&] { return finished(ticket); })) << version;
+        EXPECT_THAT(codesOf(ticket), ElementsAre(host::rowOf(Outcome::notNeeded).code)) << version;
+        EXPECT_EQ(daemon_->status().banks.at(0).version, version);
+    }
+}
+
 TEST_F(Front, refuses_what_the_guard_refuses_and_tells_it_with_its_code) {
     startUp();
     struct Row {

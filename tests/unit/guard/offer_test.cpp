@@ -172,6 +172,31 @@ TEST(Offers, TakeEveryPolicyFromZeroToThree) {
     }
 }
 
+TEST(Offers, MaySpellTheirPolicyAsAnyWholeNumber) {
+    for (const auto &[json, policy] : {std::pair("2.0", 2), {"1e0", 1}, {"1E0", 1}, {"1e+0", 1},
+                                       {"10e-1", 1}, {"-0.0", 0}, {"0.3e1", 3}, {"-0", 0}}) {
+        const Offer offer = accepted(Descriptor().with("policy", json).text());
+        EXPECT_EQ(offer.policy, policy) << json;
+        EXPECT_NE(offer.descriptor.find("\"policy\":" + std::to_string(policy) + "}"),
+                  std::string::npos)
+            << offer.descriptor;
+    }
+}
+
+TEST(Offers, HaveQuotesAndDollarsOfTheirUrlEncoded) {
+    EXPECT_EQ(accepted(Descriptor().withText("fileServerURL", "https://h/a'b$c?d='$'#$").text()).url,
+              "https://h/a%27b%24c?d=%27%24%27#%24");
+    for (const char *url : {"https://h'/i", "https://$h/i", "https://$(x)/i"}) {
+        EXPECT_EQ(refusalOf(Descriptor().withText("fileServerURL", url)),
+                  "urlNotHttp fileServerURL")
+            << url;
+    }
+    const std::string url = "https://h/" + std::string(8191 - 10 - 3, 'a');
+    EXPECT_EQ(refusalOf(Descriptor().withText("fileServerURL", url + "$")), "");
+    EXPECT_EQ(refusalOf(Descriptor().withText("fileServerURL", url + "a$")),
+              "keyTooLong fileServerURL");
+}
+
 TEST(Offers, MayUsePlainHttpOnlyWhereTheConfigurationAllowsIt) {
     const Descriptor plain = Descriptor().withText("fileServerURL", "http://h:8080/i?a=b&c#d");
     EXPECT_EQ(refusalOf(plain), "plainHttpForbidden fileServerURL");

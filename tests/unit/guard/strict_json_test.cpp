@@ -107,10 +107,12 @@ TEST(StrictObjects, GiveTextsUpToTheirWidth) {
 }
 
 TEST(StrictObjects, GiveWholeNumbersAndTheNearestIntForLargerOnes) {
-    const StrictObject object = objectOf(R"({"a":-7,"b":2147483648,"c":-99999999999,"d":1.0})");
+    const StrictObject object = objectOf(R"({"a":-7,"b":2147483648,"c":-99999999999,"d":1.5,"e":-2.0})");
     int value = 5;
     EXPECT_EQ(nameOf(object.takeWholeNumber("d", value)), "keyMistyped");
     EXPECT_EQ(value, 5);
+    EXPECT_EQ(nameOf(object.takeWholeNumber("e", value)), "");
+    EXPECT_EQ(value, -2);
     EXPECT_EQ(nameOf(object.takeWholeNumber("a", value)), "");
     EXPECT_EQ(value, -7);
     EXPECT_EQ(nameOf(object.takeWholeNumber("b", value)), "");
