@@ -33,8 +33,7 @@ constexpr std::array kRows = {
     Row{Setting::workMode, "work_mode", isName, kName},
     Row{Setting::workRole, "work_role", isName, kName},
     Row{Setting::onboarding, "onboarding", isSwitch, "0 or 1"},
-    Row{Setting::preferredActivationTime, "preferred_activation_time", isTimeOfDay,
-        kTimeOfDay},
+    Row{Setting::preferredActivationTime, "preferred_activation_time", isTimeOfDay, kTimeOfDay},
 };
 
 } // namespace

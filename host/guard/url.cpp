@@ -45,10 +45,11 @@ std::string whyNotReadable(const std::string &url) {
 std::optional<Refusal> checkForm(const char *key, const std::string &url, bool isHttps) {
     const auto odd = std::find_if_not(url.begin(), url.end(), isPlain);
     if (odd != url.end()) {
-        return Refusal{Outcome::urlNotHttp, key,
-                       "has the character " + spelled({&*odd, 1}) +
-                           ", expected printable ASCII without blanks and \" ` \\, and ' and $ only behind the "
-                           "host; anything else percent-encoded"};
+        return Refusal{
+            Outcome::urlNotHttp, key,
+            "has the character " + spelled({&*odd, 1}) +
+                ", expected printable ASCII without blanks and \" ` \\, and ' and $ only behind the "
+                "host; anything else percent-encoded"};
     }
     // libcurl would skip more slashes on its way to the host.
     const std::size_t authority = (isHttps ? kHttps : kHttp).size();

@@ -4,15 +4,35 @@
 
 #include "platform/nal/file_io.h"
 
+#include <openssl/core_names.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
 
 namespace nal {
 namespace {
 
 constexpr std::size_t kMaxPemFile = 256 * 1024;
 constexpr std::size_t kMaxSubject = 256;
+constexpr int kLeastRsaBits = 2048;
+constexpr std::array<std::string_view, 3> kCurves{"prime256v1", "secp384r1", "secp521r1"};
+
+// Empty where it came as numbers, whatever name would fit them.
+std::string curveOf(const EVP_PKEY *key) {
+    int byNumbers = 0;
+    std::array<char, 80> name{};
+    std::size_t size = 0;
+    EVP_PKEY_get_int_param(key, OSSL_PKEY_PARAM_EC_DECODED_FROM_EXPLICIT_PARAMS, &byNumbers);
+    if (byNumbers != 0 || EVP_PKEY_get_group_name(key, name.data(), name.size(), &size) != 1) {
+        ERR_clear_error();
+        return "";
+    }
+    return name.data();
+}
 
 } // namespace
 
@@ -32,6 +52,27 @@ std::string opensslReason() {
     std::string text = reason != nullptr ? reason : "no reason given";
     ERR_clear_error();
     return text;
+}
+
+bool maySignManifests(const EVP_PKEY *key) {
+    if (EVP_PKEY_is_a(key, "RSA") == 1 || EVP_PKEY_is_a(key, "RSA-PSS") == 1) {
+        return EVP_PKEY_get_bits(key) >= kLeastRsaBits;
+    }
+    const std::string curve = curveOf(key);
+    return EVP_PKEY_is_a(key, "EC") == 1 &&
+           std::find(kCurves.begin(), kCurves.end(), curve) != kCurves.end();
+}
+
+std::string kindOf(const EVP_PKEY *key) {
+    const char *const type = key == nullptr ? nullptr : EVP_PKEY_get0_type_name(key);
+    const std::string name = type == nullptr ? "unknown" : type;
+    if (name == "EC") {
+        const std::string curve = curveOf(key);
+        return name + " on " + (curve.empty() ? "a curve without a name" : curve);
+    }
+    return name.starts_with("RSA")
+               ? name + " of " + std::to_string(EVP_PKEY_get_bits(key)) + " bits"
+               : name;
 }
 
 bool maySignCode(X509 *certificate) {

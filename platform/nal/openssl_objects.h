@@ -42,6 +42,17 @@ std::string textOf(BIO *memory);
 /* Why the last call failed, and no error is left waiting. */
 std::string opensslReason();
 
+/*
+ * What a manifest may be signed with: RSA or RSA-PSS of 2048 bits or more, or an elliptic curve out
+ * of P-256, P-384 and P-521 by its name. Every other kind is one more decoder that a hostile image
+ * could reach.
+ */
+bool maySignManifests(const EVP_PKEY *key);
+inline constexpr const char *kSignerKeys =
+    "an RSA or RSA-PSS key of 2048 bits or more, or one on the curve P-256, P-384 or P-521";
+/* "Ed25519", "RSA of 1024 bits", "EC on secp256k1". */
+std::string kindOf(const EVP_PKEY *key);
+
 /* True where the certificate's extended key usage names code signing. */
 bool maySignCode(X509 *certificate);
 /* The subject in printable ASCII, at most some hundred characters; never empty. */

@@ -144,6 +144,15 @@ bool hasExpectedForm(CMS_ContentInfo *cms, std::string &whatIsWrong) {
                   kSignAgain);
 }
 
+bool isOfAnAllowedKey(X509 *signer, std::string &whatIsWrong) {
+    const EVP_PKEY *const key = X509_get0_pubkey(signer);
+    return (key != nullptr && maySignManifests(key)) ||
+           refuse(whatIsWrong,
+                  "its signer's key is " + kindOf(key) + ", which no signer may have; expected " +
+                      kSignerKeys,
+                  "have it signed with such a key");
+}
+
 // Whose the signature is, is not asked here.
 bool readSigned(const std::string &bytes, SignedManifest &read, std::string &whatIsWrong) {
     ERR_clear_error();
@@ -168,7 +177,7 @@ bool readSigned(const std::string &bytes, SignedManifest &read, std::string &wha
     if (read.signer == nullptr || !namesSignerExactly(bytes, info, read.signer)) {
         return refuse(whatIsWrong, "its signature does not name its signer as CMS asks", kGetAgain);
     }
-    return usesStrongDigest(info, whatIsWrong);
+    return isOfAnAllowedKey(read.signer, whatIsWrong) && usesStrongDigest(info, whatIsWrong);
 }
 
 // What the certificates between signer and authority say they are for.

@@ -13,7 +13,6 @@ namespace nal {
 namespace {
 
 constexpr std::size_t kMaxKeyFile = 64 * 1024;
-constexpr int kLeastSecurityBits = 112;
 
 // There may be nobody to ask: what asks is told no, and the caller that it asked.
 int noPassphrase(char *, int, int, void *asked) {
@@ -59,9 +58,9 @@ bool fitTogether(const SigningFiles &files, EVP_PKEY *key, X509 *certificate,
                       ") is not of the key " + files.key + "; give the two that belong together";
         return false;
     }
-    if (EVP_PKEY_get_security_bits(key) < kLeastSecurityBits) {
-        whatIsWrong = files.key + ": the key is too weak; give an RSA key of 2048 bits or more, or "
-                                  "an elliptic-curve key of 224 bits or more";
+    if (!maySignManifests(key)) {
+        whatIsWrong = files.key + ": a node takes no signature of this key (" + kindOf(key) +
+                      "); give " + kSignerKeys;
         return false;
     }
     if (!maySignCode(certificate)) {
@@ -88,20 +87,18 @@ bool encloseChain(CMS_ContentInfo *cms, const STACK_OF(X509) * certificates, int
     return true;
 }
 
-// Edwards curves come with a digest of their own, and OpenSSL 3.0 has no CMS with them.
 UniqueCms makeCms(const std::string &text, const SigningFiles &files, EVP_PKEY *key,
                   X509 *certificate, std::string &whatIsWrong) {
-    constexpr unsigned kFlags = CMS_BINARY | CMS_PARTIAL | CMS_NOSMIMECAP;
+    // A key that is bound to a padding is asked for it; the others' form is not touched.
+    const bool bound = EVP_PKEY_is_a(key, "RSA-PSS") == 1;
+    const unsigned flags = CMS_BINARY | CMS_PARTIAL | CMS_NOSMIMECAP | (bound ? CMS_KEY_PARAM : 0U);
     const UniqueBio content = readingBio(text);
-    UniqueCms cms(CMS_sign(nullptr, nullptr, nullptr, nullptr, kFlags));
-    const EVP_MD *const digest = EVP_PKEY_is_a(key, "ED25519") == 1 ? EVP_sha512() : EVP_sha256();
+    UniqueCms cms(CMS_sign(nullptr, nullptr, nullptr, nullptr, flags));
     if (!content || !cms ||
-        CMS_add1_signer(cms.get(), certificate, key, digest, kFlags) == nullptr ||
-        CMS_final(cms.get(), content.get(), nullptr, kFlags) != 1) {
-        const char *const type = EVP_PKEY_get0_type_name(key);
-        whatIsWrong = files.key + ": this " + (type != nullptr ? type : "unknown") +
-                      " key cannot sign a manifest (" + opensslReason() +
-                      "); give an RSA key of 2048 bits or more, or an elliptic-curve key";
+        CMS_add1_signer(cms.get(), certificate, key, EVP_sha256(), flags) == nullptr ||
+        CMS_final(cms.get(), content.get(), nullptr, flags) != 1) {
+        whatIsWrong = files.key + ": this key (" + kindOf(key) + ") cannot sign a manifest (" +
+                      opensslReason() + "); give another one";
         return nullptr;
     }
     return cms;

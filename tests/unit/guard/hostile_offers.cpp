@@ -30,8 +30,9 @@ const std::map<std::string, Outcome> &refusalOf() {
 // A URL may hold these: they are no trap where no shell is.
 bool mayStandInUrl(const std::string &text) {
     return text.find_first_of("\"`\\ \t\n\r\x1b\x7f\x01") == std::string::npos &&
-           text.find_first_not_of("!#$%&'()*+,-./0123456789:;<=>?@[]^_abcdefghijklmnopqrstuvwxyz{|}~"
-                                  "ABCDEFGHIJKLMNOPQRSTUVWXYZ") == std::string::npos;
+           text.find_first_not_of(
+               "!#$%&'()*+,-./0123456789:;<=>?@[]^_abcdefghijklmnopqrstuvwxyz{|}~"
+               "ABCDEFGHIJKLMNOPQRSTUVWXYZ") == std::string::npos;
 }
 
 void addText(Offers &offers, const std::string &key, const std::string &text) {
@@ -230,38 +231,26 @@ void addUrls(Offers &offers) {
         offers.push_back({"URL " + url, Descriptor().withText("fileServerURL", url).text(), outcome,
                           "fileServerURL"});
     };
-    for (const char *url : {"ftp://h/i",
-                            "file:///etc/passwd",
-                            "//h/i",
-                            "h/i",
-                            "https:/h/i",
-                            "https:h",
-                            "https//h",
-                            "javascript:x",
-                            "gopher://h/",
-                            "data:,x",
-                            " https://h/",
-                            "https://",
-                            "https:///i",
-                            "https:////h/i",
-                            "https://?q",
-                            "https://#f",
-                            "https://:443/i",
-                            "https://h:99999/i",
-                            "https://h:x/i",
-                            "https://[::1/i",
-                            "https://[x]/i",
-                            "httpss://h/",
-                            "https",
-                            "http",
-                            "http:",
-                            "view-source:https://h",
+    for (const char *url : {"ftp://h/i",      "file:///etc/passwd",
+                            "//h/i",          "h/i",
+                            "https:/h/i",     "https:h",
+                            "https//h",       "javascript:x",
+                            "gopher://h/",    "data:,x",
+                            " https://h/",    "https://",
+                            "https:///i",     "https:////h/i",
+                            "https://?q",     "https://#f",
+                            "https://:443/i", "https://h:99999/i",
+                            "https://h:x/i",  "https://[::1/i",
+                            "https://[x]/i",  "httpss://h/",
+                            "https",          "http",
+                            "http:",          "view-source:https://h",
                             "https\t://h/"}) {
         add(url, Outcome::urlNotHttp);
     }
     for (const char *url :
          {"HTTPS://h/i", "Https://h/i", "httpS://h/i", "HTTP://h/i", "hTTp://h/i", "http://https/i",
-          "http://h/https", "http://h/i?https", "http://h/i#https", "http://h/i.https.img", "http://h/?next=https://other/i"}) {
+          "http://h/https", "http://h/i?https", "http://h/i#https", "http://h/i.https.img",
+          "http://h/?next=https://other/i"}) {
         add(url, Outcome::urlAmbiguous);
     }
     for (const char *url :

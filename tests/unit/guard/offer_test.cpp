@@ -173,8 +173,14 @@ TEST(Offers, TakeEveryPolicyFromZeroToThree) {
 }
 
 TEST(Offers, MaySpellTheirPolicyAsAnyWholeNumber) {
-    for (const auto &[json, policy] : {std::pair("2.0", 2), {"1e0", 1}, {"1E0", 1}, {"1e+0", 1},
-                                       {"10e-1", 1}, {"-0.0", 0}, {"0.3e1", 3}, {"-0", 0}}) {
+    for (const auto &[json, policy] : {std::pair("2.0", 2),
+                                       {"1e0", 1},
+                                       {"1E0", 1},
+                                       {"1e+0", 1},
+                                       {"10e-1", 1},
+                                       {"-0.0", 0},
+                                       {"0.3e1", 3},
+                                       {"-0", 0}}) {
         const Offer offer = accepted(Descriptor().with("policy", json).text());
         EXPECT_EQ(offer.policy, policy) << json;
         EXPECT_NE(offer.descriptor.find("\"policy\":" + std::to_string(policy) + "}"),
@@ -184,8 +190,9 @@ TEST(Offers, MaySpellTheirPolicyAsAnyWholeNumber) {
 }
 
 TEST(Offers, HaveQuotesAndDollarsOfTheirUrlEncoded) {
-    EXPECT_EQ(accepted(Descriptor().withText("fileServerURL", "https://h/a'b$c?d='$'#$").text()).url,
-              "https://h/a%27b%24c?d=%27%24%27#%24");
+    EXPECT_EQ(
+        accepted(Descriptor().withText("fileServerURL", "https://h/a'b$c?d='$'#$").text()).url,
+        "https://h/a%27b%24c?d=%27%24%27#%24");
     for (const char *url : {"https://h'/i", "https://$h/i", "https://$(x)/i"}) {
         EXPECT_EQ(refusalOf(Descriptor().withText("fileServerURL", url)),
                   "urlNotHttp fileServerURL")
@@ -214,8 +221,8 @@ TEST(Offers, MayNotHideHttpsInAPlainUrlEvenWherePlainOnesAreAllowed) {
 TEST(Offers, TakeTheUrlsThatFileServersUse) {
     for (const char *url :
          {"https://h", "https://h/", "https://h:8443/a/b%20c.img", "https://192.0.2.1/i",
-          "https://[2001:db8::1]:443/i", "https://h/i?a=1&b=(2)*~!,;=@#f", "https://h/a@b", "https://h?u@i",
-          "https://h/http://x", "https://h/../i", "https://h/HTTP"}) {
+          "https://[2001:db8::1]:443/i", "https://h/i?a=1&b=(2)*~!,;=@#f", "https://h/a@b",
+          "https://h?u@i", "https://h/http://x", "https://h/../i", "https://h/HTTP"}) {
         EXPECT_EQ(refusalOf(Descriptor().withText("fileServerURL", url)), "") << url;
     }
 }
@@ -225,8 +232,8 @@ TEST(Offers, DoNotShowThePasswordOfTheirUrl) {
     for (const char *url : {"https://user:word@h/i", "HTTP://user:word@h/i", "x://user:word@h/i",
                             "user:word@h/i", "https://user:wo\trd@h/i"}) {
         Offer offer;
-        const auto refusal = checkOffer(Descriptor().withText("fileServerURL", url).text(),
-                                        thisNode(), {}, offer);
+        const auto refusal =
+            checkOffer(Descriptor().withText("fileServerURL", url).text(), thisNode(), {}, offer);
         ASSERT_TRUE(refusal) << url;
         EXPECT_EQ(refusal->outcome, Outcome::urlHoldsSecret) << url;
         EXPECT_EQ(refusal->text().find("word@"), std::string::npos) << refusal->text();

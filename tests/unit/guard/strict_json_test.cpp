@@ -107,7 +107,8 @@ TEST(StrictObjects, GiveTextsUpToTheirWidth) {
 }
 
 TEST(StrictObjects, GiveWholeNumbersAndTheNearestIntForLargerOnes) {
-    const StrictObject object = objectOf(R"({"a":-7,"b":2147483648,"c":-99999999999,"d":1.5,"e":-2.0})");
+    const StrictObject object =
+        objectOf(R"({"a":-7,"b":2147483648,"c":-99999999999,"d":1.5,"e":-2.0})");
     int value = 5;
     EXPECT_EQ(nameOf(object.takeWholeNumber("d", value)), "keyMistyped");
     EXPECT_EQ(value, 5);

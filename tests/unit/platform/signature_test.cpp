@@ -143,7 +143,34 @@ TEST_F(Signature, UsesNoWeakDigestAndNoWeakKey) {
     const Identity oldCertificate = signerOf({.name = "Old", .digest = "SHA1"});
     EXPECT_TRUE(refuses(signedBy(oldCertificate), "digest algorithm too weak"));
     const Identity smallKey = signerOf({.name = "Small", .kind = KeyKind::rsa1024});
-    EXPECT_TRUE(refuses(rawSignedBy({&smallKey}), "key too weak"));
+    EXPECT_TRUE(refuses(rawSignedBy({&smallKey}), "its signer's key is RSA of 1024 bits"));
+}
+
+TEST_F(Signature, IsOfAnRsaKeyOrANamedCurve) {
+    for (const KeyKind kind : {KeyKind::ellipticCurve, KeyKind::p384, KeyKind::p521,
+                               KeyKind::rsa2048, KeyKind::rsaPss}) {
+        const Identity signer = signerOf({.name = "R", .kind = kind});
+        EXPECT_TRUE(opens(rawSignedBy({&signer}, EVP_sha256(), CMS_KEY_PARAM))) << wrong_;
+        EXPECT_TRUE(opens(signedBy(signer))) << wrong_;
+    }
+}
+
+TEST_F(Signature, IsOfNoOtherKindOfKeyWhoeverStandsBehindIt) {
+    const std::pair<KeyKind, const char *> kinds[] = {
+        {KeyKind::dsa, "its signer's key is DSA,"},
+        {KeyKind::secp256k1, "its signer's key is EC on secp256k1,"},
+        {KeyKind::spelledCurve, "its signer's key is EC on "},
+        {KeyKind::rsaPss1024, "its signer's key is RSA-PSS of 1024 bits,"},
+    };
+    for (const auto &[kind, reason] : kinds) {
+        const Identity signer = signerOf({.name = "Other", .kind = kind});
+        const std::string cms = rawSignedBy({&signer}, EVP_sha256(), CMS_KEY_PARAM);
+        EXPECT_TRUE(refuses(cms, reason));
+        EXPECT_FALSE(nal::peekSignedManifest(cms, text_, signer_, wrong_)) << reason;
+        EXPECT_FALSE(nal::signManifest(kText, filesOf(signer), text_, wrong_)) << reason;
+        EXPECT_NE(wrong_.find("a node takes no signature of this key"), std::string::npos)
+            << wrong_;
+    }
 }
 
 TEST_F(Signature, HasSignedAttributesAndTheManifestInside) {

@@ -2,6 +2,8 @@
 // Authorities and signers made for a test, of every kind that there may be.
 #include "signers.h"
 
+#include <openssl/dsa.h>
+#include <openssl/ec.h>
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
 #include <openssl/x509v3.h>
@@ -17,11 +19,68 @@ void require(bool success) {
     }
 }
 
+using Context = std::unique_ptr<EVP_PKEY_CTX, nal::Release<EVP_PKEY_CTX_free>>;
+
+EVP_PKEY *generated(const char *type, int bits) {
+    const Context context(EVP_PKEY_CTX_new_from_name(nullptr, type, nullptr));
+    EVP_PKEY *key = nullptr;
+    require(context && EVP_PKEY_keygen_init(context.get()) == 1 &&
+            EVP_PKEY_CTX_set_rsa_keygen_bits(context.get(), bits) == 1 &&
+            EVP_PKEY_generate(context.get(), &key) == 1);
+    return key;
+}
+
+// With the numbers of the curve in the place of its name.
+EVP_PKEY *spelledCurve() {
+    const Context context(EVP_PKEY_CTX_new_from_name(nullptr, "EC", nullptr));
+    EVP_PKEY *key = nullptr;
+    require(context && EVP_PKEY_keygen_init(context.get()) == 1 &&
+            EVP_PKEY_CTX_set_ec_paramgen_curve_nid(context.get(), NID_X9_62_prime256v1) == 1 &&
+            EVP_PKEY_CTX_set_ec_param_enc(context.get(), OPENSSL_EC_EXPLICIT_CURVE) == 1 &&
+            EVP_PKEY_generate(context.get(), &key) == 1);
+    return key;
+}
+
+EVP_PKEY *dsaKey() {
+    const Context parameters(EVP_PKEY_CTX_new_from_name(nullptr, "DSA", nullptr));
+    EVP_PKEY *domain = nullptr;
+    require(parameters && EVP_PKEY_paramgen_init(parameters.get()) == 1 &&
+            EVP_PKEY_CTX_set_dsa_paramgen_bits(parameters.get(), 2048) == 1 &&
+            EVP_PKEY_paramgen(parameters.get(), &domain) == 1);
+    const nal::UniqueKey owner(domain);
+    const Context context(EVP_PKEY_CTX_new_from_pkey(nullptr, domain, nullptr));
+    EVP_PKEY *key = nullptr;
+    require(context && EVP_PKEY_keygen_init(context.get()) == 1 &&
+            EVP_PKEY_generate(context.get(), &key) == 1);
+    return key;
+}
+
 nal::UniqueKey newKey(KeyKind kind) {
     EVP_PKEY *key = nullptr;
     switch (kind) {
     case KeyKind::ellipticCurve:
         key = EVP_EC_gen("P-256");
+        break;
+    case KeyKind::p384:
+        key = EVP_EC_gen("P-384");
+        break;
+    case KeyKind::p521:
+        key = EVP_EC_gen("P-521");
+        break;
+    case KeyKind::secp256k1:
+        key = EVP_EC_gen("secp256k1");
+        break;
+    case KeyKind::spelledCurve:
+        key = spelledCurve();
+        break;
+    case KeyKind::rsaPss:
+        key = generated("RSA-PSS", 2048);
+        break;
+    case KeyKind::rsaPss1024:
+        key = generated("RSA-PSS", 1024);
+        break;
+    case KeyKind::dsa:
+        key = dsaKey();
         break;
     case KeyKind::rsa2048:
         key = EVP_RSA_gen(2048);

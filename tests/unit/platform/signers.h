@@ -9,7 +9,19 @@
 
 using UniqueCertificate = std::unique_ptr<X509, nal::Release<X509_free>>;
 
-enum class KeyKind { ellipticCurve, rsa2048, rsa1024, ed25519 };
+enum class KeyKind {
+    ellipticCurve, // P-256
+    p384,
+    p521,
+    secp256k1,
+    spelledCurve, // P-256 by its numbers
+    rsa2048,
+    rsa1024,
+    rsaPss,
+    rsaPss1024,
+    dsa,
+    ed25519
+};
 
 struct CertificatePlan {
     std::string name;
