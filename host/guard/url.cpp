@@ -68,9 +68,10 @@ std::string_view authorityOf(std::string_view url) {
     return url.substr(0, url.find_first_of("/?#"));
 }
 
-// Whatever stands before the host, also where the scheme is none that is allowed.
+// Where the scheme is none that is allowed, nobody knows what stands before an @.
 bool holdsUser(std::string_view url) {
-    return authorityOf(url).find('@') != std::string_view::npos;
+    const bool isHttp = beginsLike(url, kHttps) || beginsLike(url, kHttp);
+    return (isHttp ? authorityOf(url) : url).find('@') != std::string_view::npos;
 }
 
 } // namespace

@@ -142,7 +142,8 @@ const ConfigRow kRows[] = {
          config.onboarding = value == "1" ? 1 : 0;
          return value == "0" || value == "1";
      }},
-    {"node", "preferred_activation_time", "a time of day, hh[:mm[:ss]], from 0:00 to 23:59:59", true, 0, "",
+    {"node", "preferred_activation_time", "a time of day, hh[:mm[:ss]], from 0:00 to 23:59:59",
+     true, 0, "",
      [](const std::string &value, Config &config) {
          config.preferredActivationTime = value;
          return isTimeOfDay(value);

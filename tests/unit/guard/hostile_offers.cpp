@@ -37,7 +37,8 @@ bool mayStandInUrl(const std::string &text) {
 
 void addText(Offers &offers, const std::string &key, const std::string &text) {
     const bool fits = text.size() <= limitOf(key);
-    const bool isUser = key == "fileServerURL" && text == "@";
+    const bool isUser =
+        key == "fileServerURL" && !text.starts_with("http") && text.find('@') != std::string::npos;
     offers.push_back({key + " = " + text, Descriptor().withText(key, text).text(),
                       !fits    ? Outcome::keyTooLong
                       : isUser ? Outcome::urlHoldsSecret
@@ -256,8 +257,9 @@ void addUrls(Offers &offers) {
     for (const char *url :
          {"https://user:word@h/i", "https://user@h/i", "https://:word@h/i", "https://@h/i",
           "https://user@/i", "https://a@b@h/i", "http://https@h/i", "http://u:https@h/i",
-          "HTTPS://u:word@h/i", "ftp://u:word@h/i", "//u:word@h/i", "u:word@h/i", "https://u@h",
-          "https://u@h?q", "https://u@h#f", "https://u:wo\"rd@h/i", "http://u:word@h/i"}) {
+          "HTTPS://u:word@h/i", "ftp://u:word@h/i", "//u:word@h/i", "https:/u:word@h/i",
+          "u:word@h/i", "https://u@h", "https://u@h?q", "https://u@h#f", "https://u:wo\"rd@h/i",
+          "http://u:word@h/i"}) {
         add(url, Outcome::urlHoldsSecret);
     }
     for (const char *url : {"http://h/i", "http://127.0.0.1:80/i", "http://h/HTTPS"}) {
