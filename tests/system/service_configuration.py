@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """What is wrong on the disk: every mistake of the configuration named, damaged state told."""
 
+import functools
 import json
 import re
 import sys
@@ -8,8 +9,10 @@ import sys
 import node_case
 from node import Node
 from node_place import Process, wait_for
+from node_servers import FileServer
 
 CONFIG_WRONG, DONE = 9, 0
+VERSION_MALFORMED, PLAIN_HTTP_FORBIDDEN = 26, 34
 
 # One mistake each: what is changed (a line that begins so, and what stands there instead), the key
 # that the first complaint must name, and what it must say of it.
@@ -188,6 +191,36 @@ class Configuration(node_case.Case):
         self.node.start()
         ticket = self.node.told("trigger", "--flag", "0")["ticket"]
         wait_for("it is done", lambda: self.node.end_of(ticket))
+
+    def has_a_timer(self):
+        return self.node.status()["timers"]
+
+    def test_requests_that_somebody_changed(self):
+        """They are judged like offers of now: nobody knows who wrote them."""
+        server = FileServer(self.place)
+        for number, (old, new, code) in enumerate((
+                ("4QZ2.0.0", "4QZ;>owned", VERSION_MALFORMED),
+                ("https://127.0.0.1", "http://127.0.0.1", PLAIN_HTTP_FORBIDDEN)), 2):
+            with self.subTest(new):
+                self.node = Node(self.place, f"n{number}", server, number=number, fast=False)
+                server.refuse(self.node.name)
+                self.node.start()
+                ticket = self.node.offer()
+                wait_for("the next attempt is waited for", self.has_a_timer)
+                self.node.stop()
+                server.refuse(self.node.name, False)
+                fetched = len(server.fetched(self.node.name))
+                ledger = self.kept("requests.json")
+                text = ledger.read_text()
+                self.assertGreater(text.count(old), 1)
+                ledger.write_text(text.replace(old, new).replace('"seconds":1800', '"seconds":1'))
+                self.node.start()
+                end = wait_for("it ends", functools.partial(self.node.end_of, ticket))
+                self.assertEqual(end["code"], code, end)
+                status = self.node.wait_until_ready().status()
+                self.assertEqual((status["stage"], status["timers"]), ("idle", []))
+                self.assertFalse((self.node.folder / "owned").exists())
+                self.assertEqual(len(server.fetched(self.node.name)), fetched)
 
     def test_damaged_settings_and_history(self):
         self.node.start()
