@@ -51,9 +51,9 @@ inline bool isEmpty(const char *text) { return text[0] == '\0'; }
 // "directory/leaf", whole; the destination's room is its owner's care.
 inline void joinPath(char *destination, const char *directory, const char *leaf) {
     const size_t length = strlen(directory);
-    memcpy(destination, directory, length);
+    copyCharacters(destination, directory, length);
     destination[length] = '/';
-    memcpy(destination + length + 1, leaf, strlen(leaf) + 1);
+    copyCharacters(destination + length + 1, leaf, strlen(leaf) + 1);
 }
 
 // The length as the logs print it.
