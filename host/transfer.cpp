@@ -31,12 +31,12 @@ extern "C" CURL *curl_easy_init() {
     return handle;
 }
 
-extern "C" CURLcode curl_easy_perform(CURL *handle) {
+extern "C" CURLcode curl_easy_perform(CURL *curl) {
     static auto *const perform = libcurls<CURLcode(CURL *)>("curl_easy_perform");
     if (perform == nullptr) {
         return CURLE_FAILED_INIT;
     }
-    const CURLcode result = host::performWithinLimit(perform, handle);
-    host::tellTransfer(handle, result);
+    const CURLcode result = host::performWithinLimit(perform, curl);
+    host::tellTransfer(curl, result);
     return result;
 }
