@@ -16,6 +16,7 @@ constexpr std::size_t kTimeWidth = 9;
 constexpr std::size_t kNameWidth = 13;
 constexpr std::size_t kMarkWidth = 8;
 constexpr std::size_t kWidestBar = 30;
+constexpr std::size_t kNarrowestBar = 4;
 constexpr std::size_t kLongestProgress = 31; // "100 %, 1023.9 MiB/s, 9999 s left"
 constexpr int kPlainStep = 10;               // percent between two lines where no bar can be drawn
 
@@ -102,8 +103,8 @@ std::string Display::bar(const Progress &progress) const {
     const std::size_t room =
         columns == 0 ? kWidestBar : std::min(kWidestBar, columns - std::min(columns, taken));
     const std::string text = describe(progress);
-    if (room < 4) {
-        return before + text;
+    if (room < kNarrowestBar) {
+        return ("  " + mark_ + " " + text).substr(0, std::max<std::size_t>(columns, 1) - 1);
     }
     const std::size_t filled = static_cast<std::size_t>(progress.percent) * room / 100;
     return before + "[" + std::string(filled, '#') + std::string(room - filled, '-') + "] " + text;

@@ -130,6 +130,15 @@ TEST(Display, ABarNeedsNoColour) {
               "  12:34:56 download     [#####################] 100 %");
 }
 
+TEST(Display, WhereABarHasNoRoomThereIsItsTextAlone) {
+    const Surface narrow{true, true, fortyColumns, now};
+    EXPECT_EQ(shown(narrow,
+                    [](Display &display) {
+                        display.marked("gateway").progress({99, kTwoMiB, 1234567890});
+                    }),
+              "  gateway  99 %, 2.0 MiB/s, 1234567890 ");
+}
+
 TEST(Display, EachNodeHasItsMarkAndABarOfItsOwn) {
     EXPECT_EQ(shown(kColourless,
                     [](Display &display) {
