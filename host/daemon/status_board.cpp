@@ -2,8 +2,10 @@
 // What the node tells about itself, kept up to date from where it happens.
 #include "host/daemon/status_board.h"
 
+#include "platform/nal/file_io.h"
+
 #include <algorithm>
-#include <fstream>
+#include <charconv>
 #include <sys/stat.h>
 
 namespace otad {
@@ -16,6 +18,7 @@ constexpr std::uint32_t kWhole = 100;
 // The agent names the image file by so many characters of the version.
 constexpr std::size_t kImageName = 14;
 constexpr const char *kProgressFile = "/ota_dwld_prog";
+constexpr std::size_t kProgressText = 16; // more than any percentage has
 
 std::vector<TimerLeft> leftOf(const std::vector<ArmedTimer> &timers) {
     std::vector<TimerLeft> left;
@@ -52,12 +55,13 @@ BankTrial trialOf(const nal::BootState &state, nal::Bank bank) {
 // The agent writes it through a shell: it may be empty for a moment, or hold a mark of failure.
 std::uint32_t percentIn(const std::string &path, std::time_t since) {
     struct stat file {};
-    if (stat(path.c_str(), &file) != 0 || file.st_mtime < since) {
+    std::string text;
+    if (!nal::readPlainFile(path, kProgressText, text, file) || file.st_mtime < since) {
         return 0; // of an earlier download
     }
-    std::ifstream stream(path);
     std::uint32_t percent = 0;
-    return stream >> percent ? std::min(percent, kWhole) : 0;
+    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), percent);
+    return parsed.ec == std::errc() ? std::min(percent, kWhole) : 0;
 }
 
 } // namespace
@@ -173,7 +177,7 @@ void StatusBoard::lookAtDownload() {
     }
     const std::string image = config_.tmpDirectory + "/" + status_.version.substr(0, kImageName);
     struct stat file {};
-    if (!status_.version.empty() && stat(image.c_str(), &file) == 0) {
+    if (!status_.version.empty() && lstat(image.c_str(), &file) == 0 && S_ISREG(file.st_mode)) {
         status_.downloadedBytes = static_cast<std::uint64_t>(file.st_size);
     }
     const std::uint32_t percent = percentIn(config_.tmpDirectory + kProgressFile, downloadSince_);

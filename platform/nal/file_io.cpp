@@ -116,6 +116,23 @@ bool readWholeFile(const std::string &path, std::size_t limit, std::string &text
     return true;
 }
 
+bool readPlainFile(const std::string &path, std::size_t limit, std::string &text,
+                   struct stat &status) {
+    const UniqueFd file(
+        open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC));
+    if (!file || fstat(file.get(), &status) != 0) {
+        return false;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        errno = EINVAL;
+        return false;
+    }
+    text.resize(limit);
+    const std::int64_t got = readFully(file.get(), text.data(), limit);
+    text.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
+    return got >= 0;
+}
+
 bool syncDirectoryOf(const std::string &path) {
     const UniqueFd directory(open(directoryOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return directory && fsync(directory.get()) == 0;

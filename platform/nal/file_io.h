@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <sys/stat.h>
 
 namespace nal {
 
@@ -41,6 +42,14 @@ bool writeFully(int fd, const void *bytes, std::size_t size);
 /* Reads a file of at most `limit` bytes. False: whatIsWrong is one line naming the file. */
 bool readWholeFile(const std::string &path, std::size_t limit, std::string &text,
                    std::string &whatIsWrong);
+
+/*
+ * At most `limit` bytes from the beginning of a regular file, and what the file system tells of it.
+ * Waits for nobody: what a link leads to is not read, nor a pipe or a device. False: errno says
+ * why.
+ */
+bool readPlainFile(const std::string &path, std::size_t limit, std::string &text,
+                   struct stat &status);
 
 /* Names that were made, changed or removed beside `path` are on the disk. False: errno says why. */
 bool syncDirectoryOf(const std::string &path);

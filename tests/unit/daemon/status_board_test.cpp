@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sys/stat.h>
 
 namespace otad::test {
 namespace {
@@ -96,6 +97,35 @@ TEST_F(Board, takes_no_more_than_a_whole_and_no_marks_of_failure_for_progress) {
     EXPECT_EQ(status().percentage, 7U);
     downloaded(1000, 1);
     EXPECT_TRUE(turnUntil([&] { return status().percentage == 100; }));
+}
+
+TEST_F(Board, waits_for_nobody_who_left_something_else_where_the_progress_is_read) {
+    host_.on("new-image", {stage("downloading"), hang()});
+    startUp();
+    ticketOf(offer(0, kLongVersion));
+    ASSERT_TRUE(waitForStage("downloading"));
+    const std::string progress = in("tmp/ota_dwld_prog");
+    const std::string image = in("tmp/") + std::string(kLongVersion).substr(0, 14);
+    std::ofstream(in("elsewhere")) << "66\n";
+    std::ofstream(in("of another kind")) << std::string(66, 'x');
+    // Opened the plain way, a pipe that nobody writes to would hold up the loop for ever.
+    ASSERT_EQ(mkfifo(progress.c_str(), 0666), 0);
+    ASSERT_EQ(mkfifo(image.c_str(), 0666), 0);
+    turnFor(std::chrono::milliseconds(600));
+    for (const auto &[path, target] :
+         {std::pair(progress, in("elsewhere")), std::pair(image, in("of another kind"))}) {
+        std::filesystem::remove(path);
+        std::filesystem::create_symlink(target, path);
+    }
+    turnFor(std::chrono::milliseconds(600));
+    EXPECT_EQ(status().percentage, 0U) << "a link is not followed";
+    EXPECT_EQ(status().downloadedBytes, 0U);
+    std::filesystem::remove(progress);
+    std::ofstream(progress) << std::string(15, ' ') << "55\n";
+    turnFor(std::chrono::milliseconds(600));
+    EXPECT_EQ(status().percentage, 0U) << "no percentage begins behind so many characters";
+    std::ofstream(progress) << "12\n";
+    EXPECT_TRUE(turnUntil([&] { return status().percentage == 12; }));
 }
 
 TEST_F(Board, shows_the_banks_and_what_the_next_boot_takes) {
