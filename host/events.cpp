@@ -5,6 +5,7 @@
 #include "host/agent_memory.h"
 #include "host/json_fields.h"
 #include "host/lib_config.h"
+#include "host/supervisor_link.h"
 #include "platform/nal/abandon.h"
 #include "platform/nal/trial.h"
 #include "platform/timers.h"
@@ -44,11 +45,16 @@ bool handleNewImage(const AgentLibrary &agent, const cJSON *event, std::string &
     return true;
 }
 
+// The agent removes its file for the mobile app below /tmp, whatever the node's directory is.
 bool handleMobileTrigger(const AgentLibrary &agent, const cJSON *event, std::string & /*failure*/,
                          std::string &whatIsWrong) {
     MobileAppNotify notify{};
     if (!takeInteger(event, "newswavailflag", notify.newswavailflag, whatIsWrong)) {
         return false;
+    }
+    std::string notDropped;
+    if (!nalDropAgentData(notDropped)) {
+        complain(notDropped + "; the mobile app still finds the offer in it");
     }
     agent.processMobileTrigger(&notify);
     return true;

@@ -7,10 +7,13 @@
 #include "host/channel.h"
 #include "host/events.h"
 #include "host/log_files.h"
+#include "host/manager_socket.h"
 #include "host/options.h"
+#include "host/outcome.h"
 #include "host/stage.h"
 #include "host/supervisor_link.h"
 #include "host/trial.h"
+#include "platform/nal/config.h"
 #include "platform/nal/offer_hook.h"
 #include "platform/nal/open.h"
 
@@ -27,6 +30,7 @@ namespace host {
 namespace {
 
 constexpr int kWrongUse = 2;
+constexpr int kConfigWrong = static_cast<int>(Outcome::configWrong);
 constexpr const char *kStartUp = "start-up";
 const OtaMatrixItem *offeredImage = nullptr; // the agent's own
 
@@ -86,27 +90,13 @@ void reportHandled(Channel &channel, const AgentLibrary &agent, const Handled &h
     sendDone(channel, done, handled.name);
 }
 
-// The agent waits for it without a word, for as long as it takes.
-void sayWhatTheAgentWaitsFor(const AgentLibrary &agent) {
-    const char *const path = agent.socketPath();
-    if (access(path, F_OK) != 0) {
-        std::fprintf(stderr,
-                     "notice: ota-host: the agent waits until %s is there; start the configuration "
-                     "manager that makes it\n",
-                     path);
-        const Json note = newNote("waits-for");
-        cJSON_AddStringToObject(note.get(), "path", path);
-        tellSupervisor(note);
-    }
-}
-
 // The agent reports a commit only where nothing is left that could take the bank back.
 void startAgent(const Channel &channel, const AgentLibrary &agent, bool commitCheck) {
     agent.initOTAlib();
     tellAddress(agent);
     const TrialVerdict trial =
         commitCheck ? proveTrial(channel, agent.socketPath()) : TrialVerdict::none;
-    sayWhatTheAgentWaitsFor(agent);
+    awaitManagerSocket(channel, agent.socketPath());
     agent.main();
     const bool passed = trial == TrialVerdict::passed && prepareCommit();
     if (commitCheck && (passed || trial == TrialVerdict::none)) {
@@ -161,6 +151,11 @@ int runHost(int argc, char **argv) {
     AgentLibrary agent;
     if (supervisorIsGone(channel)) {
         endHost("the supervisor ended before the host began; start it again");
+    }
+    // Told apart from what another start may mend.
+    if (nal::Config unused; !nal::checkConfigFile(options.config, unused, whatIsWrong)) {
+        complain(whatIsWrong);
+        return kConfigWrong;
     }
     if (!nalOpen(options.config.c_str(), whatIsWrong) ||
         !openAgentLibrary(options.library, agent, whatIsWrong)) {

@@ -7,7 +7,8 @@ namespace host {
 
 /*
  * The whole run; returns the exit code: 0 once the supervisor closed the channel between two
- * events, 2 for a bad option, 1 for any other failure. Every failure is one line on standard error.
+ * events, 2 for a bad option, 9 for a configuration with mistakes, 1 for any other failure. Every
+ * failure is one line on standard error.
  */
 int runHost(int argc, char **argv);
 

@@ -6,6 +6,7 @@
 #include "host/supervisor_link.h"
 #include "platform/nal/node.h"
 #include "platform/nal/trial.h"
+#include "platform/nal/trusted_path.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -73,15 +74,21 @@ bool comesUp(const std::string &path, std::string &whatIsWrong) {
     constexpr int kGlanceMs = 100;
     constexpr int kMsPerSecond = 1000;
     const int seconds = nal::node().config().healthLimitSeconds;
-    for (int waited = 0; access(path.c_str(), F_OK) != 0; waited += kGlanceMs) {
+    for (int waited = 0;; waited += kGlanceMs) {
+        const std::string flaw = nal::whyNoTrustedSocket(path);
+        if (flaw.empty()) {
+            return true;
+        }
         if (waited >= seconds * kMsPerSecond) {
             whatIsWrong = path + ", which the configuration manager makes, was not there within " +
                           std::to_string(seconds) + " s";
+            if (access(path.c_str(), F_OK) == 0) {
+                whatIsWrong += "; what is there is not its socket: " + flaw;
+            }
             return false;
         }
         poll(nullptr, 0, kGlanceMs);
     }
-    return true;
 }
 
 TrialVerdict judge(const nal::BootState &state, const Channel &supervisor,

@@ -121,12 +121,15 @@ void Conductor::hostKnowsNode(const std::string &mac) {
     nodeKnown_();
 }
 
-void Conductor::hostWaitsFor(const std::string &path) {
+void Conductor::hostWaitsFor(const std::string &path, const std::string &found) {
     waitsForPath_ = path;
     with_.board.setStage("waiting");
     HistoryLine line;
     line.event = "agent-waits";
     line.reason = "the agent waits until " + path + " is there";
+    if (!found.empty()) {
+        line.reason += "; what is there is not its socket: " + found;
+    }
     line.next = "start the configuration manager that makes it";
     with_.chronicle.tell(line);
 }

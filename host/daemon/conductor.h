@@ -77,7 +77,7 @@ class Conductor {
     void hostKnowsNode(const std::string &mac);
     void hostStage(const std::string &stage);
     void hostChangedBanks() { lookAtBanks(); }
-    void hostWaitsFor(const std::string &path);
+    void hostWaitsFor(const std::string &path, const std::string &found);
     /* Of the trial of the running bank, or of the one before it. */
     void hostTellsTrial(const std::string &note, const cJSON &message);
     void hostReported(const std::string &word, const std::string &record);

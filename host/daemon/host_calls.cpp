@@ -35,7 +35,7 @@ void HostCalls::takeNote(const std::string &note, const cJSON &message) {
     } else if (note == "banks") {
         conductor_.hostChangedBanks();
     } else if (note == "waits-for") {
-        conductor_.hostWaitsFor(host::textOf(&message, "path"));
+        conductor_.hostWaitsFor(host::textOf(&message, "path"), host::textOf(&message, "found"));
     } else if (note == "trial" || note == "trial-failed" || note == "committed" ||
                note == "not-committed") {
         conductor_.hostTellsTrial(note, message);

@@ -17,6 +17,7 @@ namespace nal {
 namespace {
 
 constexpr std::string_view kImagePrefix = "4QZ";
+constexpr const char *kAgentData = "/ota_agent_data"; // below the temporary directory
 
 struct DirectoryClose {
     void operator()(DIR *directory) const { closedir(directory); }
@@ -61,13 +62,17 @@ bool remove(const std::string &path, std::string &whatIsWrong) {
 } // namespace
 } // namespace nal
 
+bool nalDropAgentData(std::string &whatIsWrong) {
+    return nal::remove(nal::node().config().tmpDirectory + nal::kAgentData, whatIsWrong);
+}
+
 bool nalAbandon(std::string &whatIsWrong) {
     const nal::Config &config = nal::node().config();
     // The choice first: it is what would still act on its own.
     bool whole = nal::keepRunningBank(whatIsWrong);
     std::vector<std::string> paths{config.logsDirectory + "/ota_act_success",
                                    config.tmpDirectory + "/ota_dwld_prog",
-                                   config.tmpDirectory + "/ota_agent_data"};
+                                   config.tmpDirectory + nal::kAgentData};
     std::string alsoWrong;
     const auto note = [&](bool done) {
         if (!done && whole) {

@@ -13,4 +13,10 @@
  */
 bool nalAbandon(std::string &whatIsWrong);
 
+/*
+ * Removes the file that tells the mobile app of an offer, where it is. Call it after nalOpen.
+ * False: whatIsWrong is one line.
+ */
+bool nalDropAgentData(std::string &whatIsWrong);
+
 #endif

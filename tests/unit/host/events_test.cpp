@@ -5,6 +5,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <poll.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -33,17 +34,73 @@ TEST_F(Host, KeepsTheNodeToItselfUntilItEnds) {
     close(lock);
 }
 
-TEST_F(Host, SaysWhichFileTheAgentWaitsForBeforeItWaits) {
+TEST_F(Host, WaitsForTheManagersSocketBeforeItCallsTheAgentAndSaysSo) {
+    const std::string waits =
+        "notice: ota-host: the agent waits until cfgmgr_socket is there; start "
+        "the configuration manager that makes it\n";
     std::filesystem::remove(in("cfgmgr_socket"));
     start();
-    EXPECT_NE(next().find("initOTAlib"), std::string::npos);
-    EXPECT_EQ(errors(), "");
-    send(R"({"ack":0})");
-    EXPECT_EQ(next(), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})");
-    EXPECT_EQ(next(), R"({"note":"waits-for","path":"cfgmgr_socket"})");
+    expect({signalOf("initOTAlib", R"(".")"), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})",
+            R"({"note":"waits-for","path":"cfgmgr_socket"})"});
+    EXPECT_EQ(errors(), waits);
+    expectSilence();
+    makeManagerSocket();
     EXPECT_NE(next().find("startTimer"), std::string::npos) << "the agent's main is called";
-    EXPECT_EQ(errors(), "notice: ota-host: the agent waits until cfgmgr_socket is there; start the "
-                        "configuration manager that makes it\n");
+    EXPECT_EQ(errors(), waits);
+}
+
+TEST_F(Host, TakesNothingButASocketForTheManagers) {
+    std::filesystem::remove(in("cfgmgr_socket"));
+    std::ofstream(in("cfgmgr_socket")).close();
+    start();
+    expect(
+        {signalOf("initOTAlib", R"(".")"), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})",
+         R"({"note":"waits-for","path":"cfgmgr_socket","found":"cfgmgr_socket: is no socket"})"});
+    EXPECT_NE(errors().find("error: ota-host: what is there is not the configuration manager's "
+                            "socket: cfgmgr_socket: is no socket\n"),
+              std::string::npos)
+        << errors();
+    expectSilence();
+    std::filesystem::remove(in("cfgmgr_socket"));
+    EXPECT_EQ(next(), R"({"note":"waits-for","path":"cfgmgr_socket"})");
+    makeManagerSocket();
+    EXPECT_NE(next().find("startTimer"), std::string::npos) << "the agent's main is called";
+}
+
+TEST_F(Host, TakesNoSocketOfAnotherUserForTheManagers) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "needs root, to give the socket away";
+    }
+    constexpr uid_t kNobody = 65534;
+    ASSERT_EQ(chown(in("cfgmgr_socket").c_str(), kNobody, kNobody), 0);
+    start();
+    expect({signalOf("initOTAlib", R"(".")"), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})"});
+    const std::string waits = next();
+    EXPECT_NE(waits.find("cfgmgr_socket (owner 65534, mode 0600) belongs to neither root nor "),
+              std::string::npos)
+        << waits;
+    expectSilence();
+    ASSERT_EQ(chown(in("cfgmgr_socket").c_str(), 0, 0), 0);
+    EXPECT_NE(next().find("startTimer"), std::string::npos) << "the agent's main is called";
+}
+
+TEST_F(Host, ThatWaitsForTheManagersSocketEndsWithItsSupervisor) {
+    std::filesystem::remove(in("cfgmgr_socket"));
+    start();
+    expect({signalOf("initOTAlib", R"(".")"), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})",
+            R"({"note":"waits-for","path":"cfgmgr_socket"})"});
+    closeChannel();
+    EXPECT_EQ(exitCode(), 0);
+}
+
+TEST_F(Host, RemovesTheFileForTheMobileAppWhereverItIs) {
+    start();
+    expectStartUp();
+    std::ofstream(in("ota_agent_data")) << "1\n4QZ1\n4QZ2";
+    send(R"({"event":"mobile-trigger","newswavailflag":0})");
+    expect({signalOf("mobileTrigger", "\"0\""), R"({"done":"mobile-trigger","deferred":0})"});
+    EXPECT_FALSE(std::filesystem::exists(in("ota_agent_data")));
+    EXPECT_EQ(errors(), "");
 }
 
 TEST_F(Host, LeavesTheCommitCheckOutWhereItIsToldTo) {

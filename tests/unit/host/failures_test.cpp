@@ -103,13 +103,20 @@ TEST_F(HostFailure, LibraryWithoutASymbolEndsTheHost) {
 TEST_F(HostFailure, MissingConfigurationEndsTheHost) {
     std::filesystem::remove(configPath_);
     start();
-    EXPECT_EQ(endsWith(configPath_ + ": cannot be opened: No such file or directory"), 1);
+    EXPECT_EQ(endsWith(configPath_ + ": cannot be opened: No such file or directory"), 9);
 }
 
 TEST_F(HostFailure, BrokenConfigurationEndsTheHost) {
     std::ofstream(configPath_) << "[node]\nmodel\n";
     start();
-    EXPECT_EQ(endsWith(configPath_ + ":2: expected \"[section]\""), 1);
+    EXPECT_EQ(endsWith(configPath_ + ":2: expected \"[section]\""), 9);
+}
+
+TEST_F(HostFailure, ANodeThatOthersMayWriteToEndsTheHost) {
+    std::filesystem::permissions(in(""), std::filesystem::perms::others_write,
+                                 std::filesystem::perm_options::add);
+    start();
+    EXPECT_EQ(endsWith(": the configuration cannot be trusted: "), 9);
 }
 
 TEST_F(HostFailure, NodeThatAnotherProcessRunsEndsTheHost) {

@@ -10,7 +10,9 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -21,6 +23,7 @@ constexpr int kPatienceMs = 20000;
 } // namespace
 
 HostProcess::HostProcess() {
+    umask(S_IWGRP | S_IWOTH); // a node that others may write to is refused
     std::string name = testing::TempDir() + "host-test-XXXXXX";
     if (mkdtemp(name.data()) == nullptr) {
         std::abort();
@@ -69,9 +72,13 @@ void HostProcess::writeNode() {
     for (const char *bank : {"a", "b"}) {
         std::ofstream(in(bank)) << std::string(1024, '\0');
     }
-    std::ofstream(in("cfgmgr_socket")).close();
+    makeManagerSocket();
     std::string whatIsWrong;
     EXPECT_TRUE(nal::writeBootState(in("boot_state"), nal::BootState{}, whatIsWrong));
+}
+
+void HostProcess::makeManagerSocket() const {
+    EXPECT_EQ(mknod(in("cfgmgr_socket").c_str(), S_IFSOCK | S_IRUSR | S_IWUSR, 0), 0);
 }
 
 void HostProcess::start(const std::string &library, const std::string &option) {
@@ -150,6 +157,11 @@ void HostProcess::expect(const std::vector<std::string> &messages) {
             send("{\"ack\":0}");
         }
     }
+}
+
+void HostProcess::expectSilence() const {
+    pollfd more{channel_->fd(), POLLIN, 0};
+    EXPECT_EQ(poll(&more, 1, 200), 0);
 }
 
 void HostProcess::expectStartUp() {

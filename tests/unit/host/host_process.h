@@ -30,8 +30,12 @@ class HostProcess : public testing::Test {
     std::string next();
     /* Expects these messages in order and answers each call among them with 0. */
     void expect(const std::vector<std::string> &messages);
+    /* Nothing more comes for a moment, and it goes on living. */
+    void expectSilence() const;
     /* Expects the messages of a start-up. */
     void expectStartUp();
+    /* What the configuration manager makes; it is there at first. */
+    void makeManagerSocket() const;
     void closeChannel() { channel_.reset(); }
     /* A new channel for another start; the host that runs is killed. */
     void startOver();

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+// The configuration manager's socket, which the agent waits for and does not look at.
+#include "host/manager_socket.h"
+
+#include "host/supervisor_link.h"
+#include "platform/nal/trusted_path.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <poll.h>
+#include <unistd.h>
+
+namespace host {
+namespace {
+
+constexpr int kGlanceMs = 250;
+
+void sayWhatIsWaitedFor(const std::string &path, const std::string &found) {
+    std::fprintf(stderr,
+                 "notice: ota-host: the agent waits until %s is there; start the configuration "
+                 "manager that makes it\n",
+                 path.c_str());
+    const Json note = newNote("waits-for");
+    cJSON_AddStringToObject(note.get(), "path", path.c_str());
+    if (!found.empty()) {
+        complain("what is there is not the configuration manager's socket: " + found);
+        cJSON_AddStringToObject(note.get(), "found", found.c_str());
+    }
+    tellSupervisor(note);
+}
+
+} // namespace
+
+// Not with sleep(): where the node's clock is a play's, that one passes at once.
+void awaitManagerSocket(const Channel &supervisor, const std::string &path) {
+    std::string said = "nothing yet";
+    for (;;) {
+        const std::string flaw = nal::whyNoTrustedSocket(path);
+        if (flaw.empty()) {
+            return;
+        }
+        const std::string found = access(path.c_str(), F_OK) == 0 ? flaw : "";
+        if (found != said) {
+            sayWhatIsWaitedFor(path, found);
+            said = found;
+        }
+        pollfd entry{supervisor.fd(), POLLRDHUP, 0};
+        if (poll(&entry, 1, kGlanceMs) > 0) {
+            std::exit(0); // the supervisor ended
+        }
+    }
+}
+
+} // namespace host
