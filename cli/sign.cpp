@@ -3,6 +3,7 @@
 #include "cli/image_report.h"
 #include "cli/verbs.h"
 #include "platform/nal/image_signing.h"
+#include "platform/nal/trusted_path.h"
 
 #include <memory>
 
@@ -17,6 +18,9 @@ struct Signing {
 
 int sign(const Signing &signing, const Globals &globals) {
     const std::string &output = signing.output.empty() ? signing.image : signing.output;
+    if (const std::string flaw = nal::whyNotTrusted(signing.files.key); !flaw.empty()) {
+        return reportRefusal(host::Outcome::configWrong, flaw, globals);
+    }
     nal::ImageManifest manifest;
     std::string whatIsWrong;
     return nal::signImage(signing.image, output, signing.files, manifest, whatIsWrong)

@@ -3,6 +3,7 @@
 #include "cli/image_report.h"
 #include "cli/verbs.h"
 #include "platform/nal/image_signing.h"
+#include "platform/nal/trusted_path.h"
 
 #include <memory>
 
@@ -15,6 +16,9 @@ struct Verification {
 };
 
 int verify(const Verification &verification, const Globals &globals) {
+    if (const std::string flaw = nal::whyNotTrusted(verification.authority); !flaw.empty()) {
+        return reportRefusal(host::Outcome::configWrong, flaw, globals);
+    }
     nal::ImageManifest manifest;
     std::uint64_t size = 0;
     std::string whatIsWrong;

@@ -8,10 +8,13 @@
 
 #include <cstdio>
 #include <optional>
+#include <sys/stat.h>
 
 namespace desk {
 
 int demo(const std::vector<std::string> &arguments) {
+    // Whatever this user's is: a node that others may write to does not start.
+    umask(S_IWGRP | S_IWOTH);
     Options options;
     const Road *road = nullptr;
     try {

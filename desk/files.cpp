@@ -63,6 +63,21 @@ void writeFile(const std::filesystem::path &path, const std::string &text) {
     }
 }
 
+void copyFile(const std::filesystem::path &from, const std::filesystem::path &path) {
+    using std::filesystem::perms;
+    std::error_code error;
+    std::filesystem::copy_file(from, path, error);
+    if (!error) {
+        std::filesystem::permissions(
+            path, perms::owner_read | perms::owner_write | perms::group_read | perms::others_read,
+            error);
+    }
+    if (error) {
+        throw Failure("cannot copy " + from.string() + " to " + path.string() + ": " +
+                      error.message());
+    }
+}
+
 std::string readFile(const std::filesystem::path &path) {
     std::ostringstream text;
     text << std::ifstream(path, std::ios::binary).rdbuf();

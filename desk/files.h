@@ -15,6 +15,9 @@ std::filesystem::path absolutePath(const std::filesystem::path &path);
 void requireSpace(const std::filesystem::path &folder, std::uint64_t bytes);
 // Replaces the file; throws a Failure where it cannot.
 void writeFile(const std::filesystem::path &path, const std::string &text);
+// Into a new file that only this user may write to, whoever may write to the old one; throws a
+// Failure where it cannot.
+void copyFile(const std::filesystem::path &from, const std::filesystem::path &path);
 // Empty where there is no such file.
 std::string readFile(const std::filesystem::path &path);
 // The MD5 sum as 32 hexadecimal digits; throws a Failure where the file cannot be read.

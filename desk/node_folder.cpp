@@ -36,7 +36,7 @@ bool isDownloadedImage(const fs::path &path) {
 }
 
 nal::BankRecord install(const Image &image, const fs::path &bank, std::uint64_t bankBytes) {
-    fs::copy_file(image.path, bank);
+    copyFile(image.path, bank);
     fs::resize_file(bank, bankBytes);
     nal::BankRecord record;
     std::string whatIsWrong;
@@ -60,11 +60,11 @@ void NodeFolder::make(const NodePlan &plan) const {
         fs::create_directories(path_ / folder);
     }
     if (!plan.authority.empty()) {
-        fs::copy_file(plan.authority, path_ / "ca.pem");
+        copyFile(plan.authority, path_ / "ca.pem");
     }
-    fs::copy_file(plan.signerAuthority, path_ / kSignerAuthority);
+    copyFile(plan.signerAuthority, path_ / kSignerAuthority);
     if (plan.broker) {
-        fs::copy_file(plan.broker->authority, path_ / kRootAuthority);
+        copyFile(plan.broker->authority, path_ / kRootAuthority);
     }
     makeConfig(plan);
     makeBanks(plan);
@@ -73,11 +73,7 @@ void NodeFolder::make(const NodePlan &plan) const {
 
 void NodeFolder::makeConfig(const NodePlan &plan) const {
     if (!plan.config.empty()) {
-        std::error_code error;
-        if (!fs::copy_file(plan.config, config(), error)) {
-            throw Failure("cannot use " + plan.config.string() +
-                          " as node configuration: " + error.message());
-        }
+        copyFile(plan.config, config());
         return;
     }
     std::string text = "[node]\n";

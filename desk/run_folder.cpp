@@ -5,6 +5,8 @@
 #include "desk/failure.h"
 #include "desk/files.h"
 
+#include "platform/nal/trusted_path.h"
+
 namespace desk {
 namespace {
 
@@ -29,6 +31,19 @@ RunFolder::RunFolder(const fs::path &path) : path_(absolutePath(path)) {
                       ": wait for its end, or name another folder with --run-dir");
     }
     empty();
+    keepToThisUser();
+}
+
+// A service does not run where others may write: what they put there would be run by it.
+void RunFolder::keepToThisUser() const {
+    std::error_code error;
+    fs::permissions(path_, fs::perms::group_write | fs::perms::others_write,
+                    fs::perm_options::remove, error);
+    const std::string flaw = nal::whyNotTrusted(path_.string());
+    if (!flaw.empty()) {
+        throw Failure("a node cannot run in this folder: " + flaw +
+                      "; or name a folder of your own with --run-dir");
+    }
 }
 
 void RunFolder::checkThatItMayBeEmptied() const {

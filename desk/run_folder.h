@@ -13,7 +13,8 @@ namespace desk {
 class RunFolder {
   public:
     // Makes the folder, or empties it where an earlier run made it. A folder that holds anything
-    // else, or that a run is using, is left alone: a Failure says so.
+    // else, or that a run is using, is left alone: a Failure says so. So it does where others than
+    // this user may write there, to the folder or to one above it.
     explicit RunFolder(const std::filesystem::path &path);
 
     // Absolute.
@@ -22,6 +23,7 @@ class RunFolder {
   private:
     void checkThatItMayBeEmptied() const;
     void empty() const;
+    void keepToThisUser() const;
 
     std::filesystem::path path_;
     std::optional<FolderLock> lock_;

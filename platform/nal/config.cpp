@@ -3,10 +3,13 @@
 #include "platform/nal/config.h"
 
 #include "platform/nal/bank_device.h"
+#include "platform/nal/boot_copies.h"
 #include "platform/nal/config_rows.h"
 #include "platform/nal/file_io.h"
 #include "platform/nal/ini_file.h"
+#include "platform/nal/trusted_path.h"
 
+#include <set>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -43,18 +46,14 @@ class Reading {
         lookAtDirectory("tmp", config_.tmpDirectory);
         lookAtDirectory("configs", config_.configsDirectory);
         lookAtDirectory("logs", config_.logsDirectory);
-        // Of values that were refused already there is nothing more to say.
-        if (!bankRefused_) {
-            for (const BankMistake &mistake : bankMistakes(config_)) {
-                complain("banks", mistake.key, mistake.text);
-            }
-        }
+        isTrusted("service", "state", config_.stateDirectory);
+        lookAtBanks();
+        lookAtBootState();
         // The one for downloads may still be to come.
-        if (access(config_.caCertificate.c_str(), F_OK) == 0) {
+        if (isTrusted("paths", "ca_certificate", config_.caCertificate) &&
+            access(config_.caCertificate.c_str(), F_OK) == 0) {
             lookAtFile("paths", "ca_certificate", config_.caCertificate);
         }
-        lookAtFile("banks", "fw_env_config", config_.bootState.fwEnvConfig);
-        lookAtFile("banks", "kernel_command_line", config_.bootState.kernelCommandLine);
         lookAtFile("images", "signer_ca", config_.signerAuthority);
         lookAtFile("root", "ca_certificate", config_.rootCaCertificate);
         lookAtFile("root", "certificate", config_.rootCertificate);
@@ -127,20 +126,62 @@ class Reading {
         }
     }
 
+    // Nobody but root may decide what a root process reads, runs and writes there. What several
+    // paths lead through is told with the first of them.
+    bool isTrusted(const char *section, const char *key, const std::string &path) {
+        const std::string flaw = path.empty() ? "" : whyNotTrusted(path);
+        if (!flaw.empty() && flaws_.insert(flaw).second) {
+            complain(section, key, "cannot be trusted: " + flaw);
+        }
+        return flaw.empty();
+    }
+
+    void lookAtBanks() {
+        const bool a = isTrusted("banks", "a", config_.bankPath(Bank::a));
+        const bool b = isTrusted("banks", "b", config_.bankPath(Bank::b));
+        // Of values that were refused already there is nothing more to say.
+        if (a && b && !bankRefused_) {
+            for (const BankMistake &mistake : bankMistakes(config_)) {
+                complain("banks", mistake.key, mistake.text);
+            }
+        }
+    }
+
+    void lookAtBootState() {
+        const BootPlace &place = config_.bootState;
+        isTrusted("banks", "boot_state", place.file);
+        lookAtFile("banks", "kernel_command_line", place.kernelCommandLine);
+        if (!lookAtFile("banks", "fw_env_config", place.fwEnvConfig) || place.fwEnvConfig.empty()) {
+            return;
+        }
+        std::vector<BootCopy> copies;
+        std::string saidByWhoeverReadsThem;
+        bootCopies(place, copies, saidByWhoeverReadsThem);
+        for (const BootCopy &copy : copies) {
+            isTrusted("banks", "fw_env_config", copy.path);
+        }
+    }
+
     void lookAtDirectory(const char *key, const std::string &path) {
         struct stat status {};
-        if (!path.empty() && (stat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))) {
+        if (!path.empty() && isTrusted("paths", key, path) &&
+            (stat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))) {
             complain("paths", key,
                      "names no directory: there is none at " + path + "; make it or name another");
         }
     }
 
-    void lookAtFile(const char *section, const char *key, const std::string &path) {
-        if (!path.empty() && access(path.c_str(), R_OK) != 0) {
+    bool lookAtFile(const char *section, const char *key, const std::string &path) {
+        if (path.empty() || !isTrusted(section, key, path)) {
+            return path.empty();
+        }
+        if (access(path.c_str(), R_OK) != 0) {
             complain(section, key,
                      systemReason("names a file that cannot be read, " + path) +
                          "; put it there or name another");
+            return false;
         }
+        return true;
     }
 
     void complain(const char *section, const char *key, const std::string &what) {
@@ -153,12 +194,17 @@ class Reading {
     std::vector<IniEntry> entries_;
     Config config_;
     std::vector<std::string> mistakes_;
+    std::set<std::string> flaws_; // of paths that cannot be trusted, as they were told
     bool bankRefused_ = false;
 };
 
 std::vector<std::string> check(const std::string &path, Config &config) {
     std::string text;
     std::string whatIsWrong;
+    // Before it is opened: one of another user may be a pipe that nobody writes to.
+    if (const std::string flaw = whyNotTrusted(path); !flaw.empty()) {
+        return {path + ": the configuration cannot be trusted: " + flaw};
+    }
     if (!readConfigText(path, text, whatIsWrong)) {
         return {whatIsWrong + "; give a configuration made after node.conf.example"};
     }

@@ -153,6 +153,16 @@ class Mishap(unittest.TestCase):
         self.assertIn("--run-dir", line)
         self.assertEqual((self.outside.run_folder / "precious.txt").read_text(), "mine\n")
 
+    def test_run_folder_of_everybodys(self):
+        """No node runs below a folder in which others may put another one in its place."""
+        shared = self.outside.folder / "shared"
+        shared.mkdir()
+        shared.chmod(0o777)
+        self.outside.run_folder = shared / "run"
+        line = self.one_line(self.run_desk("--fast"), 1)
+        self.assertIn(f"{shared} (owner {os.geteuid()}, mode 0777) may be written by", line)
+        self.assertIn("--run-dir", line)
+
     def test_socket_not_found(self):
         """The agent waits for a socket below its temporary directory, which lacks it here."""
         config = self.other_configuration("tmp = .\n", "tmp = logs\n")
@@ -212,7 +222,7 @@ class Mishap(unittest.TestCase):
         self.assertIn("the current directory is gone", self.one_line(result, 1))
 
     def test_build_of_another_user(self):
-        """A build that this user may read and run, but not write to."""
+        """A build that this user may read and run, but not write to; what he makes, others may."""
         build = self.outside.folder / "build"
         for part in ["desk/ota-desk", "desk/ota-desk-host", "host/daemon/otad", "cli/otactl",
                      "platform/ota-image", "desk/power/ota-power", "src/libotaSwAgent.so"]:
@@ -241,7 +251,7 @@ class Mishap(unittest.TestCase):
             finished = subprocess.run(
                 [str(build / "desk/ota-desk"), "demo", "--build-dir", str(build), "--fast",
                  *options], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-                check=False, cwd="/", **somebody)
+                check=False, cwd="/", umask=0o002, **somebody)
             return desk_run.DeskRun(self.outside.run_folder, finished.returncode, finished.stdout)
 
         for options in [(), ("--run-dir", str(foreign))]:

@@ -92,6 +92,7 @@ class Place:
     PAYLOAD = 2 * 1024 * 1024
 
     def __init__(self, build):
+        os.umask(0o022)  # a node that others may write to is refused
         self.build = pathlib.Path(build)
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="ota-"))
         self.folder.chmod(0o755)  # other users are to reach the bus

@@ -10,6 +10,7 @@
 namespace tools {
 
 constexpr int kWrongUse = 2;
+constexpr int kNotTrusted = 9; // others than root and this user could change what was named
 
 struct Program {
     const char *name;

@@ -2,10 +2,13 @@
 // ota-boot-state: makes the first boot state of a node, boots by one as a boot loader does, shows
 // one.
 #include "platform/nal/boot.h"
+#include "platform/nal/boot_copies.h"
 #include "platform/nal/boot_state.h"
 #include "platform/nal/image_stream.h"
 #include "platform/nal/tools/command_line.h"
+#include "platform/nal/trusted_path.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <string>
@@ -35,6 +38,24 @@ nal::BootPlace placeOf(const std::string &argument) {
     return place;
 }
 
+bool isTrusted(const std::string &path) {
+    const std::string flaw = path.empty() ? "" : nal::whyNotTrusted(path);
+    return flaw.empty() || tools::reportFailure(kProgram, flaw);
+}
+
+// A boot state or a bank that others may change would decide what boots: it is not used.
+bool areTrusted(const nal::BootPlace &place, const std::vector<std::string> &others = {}) {
+    if (!isTrusted(place.file) || !isTrusted(place.fwEnvConfig) ||
+        !std::all_of(others.begin(), others.end(), isTrusted)) {
+        return false;
+    }
+    std::vector<nal::BootCopy> copies;
+    std::string saidByWhoeverReadsThem;
+    nal::bootCopies(place, copies, saidByWhoeverReadsThem);
+    return std::all_of(copies.begin(), copies.end(),
+                       [](const nal::BootCopy &copy) { return isTrusted(copy.path); });
+}
+
 int makeBootState(const tools::Options &options) {
     const std::string &active = options.at("--active");
     if (active != "a" && active != "b") {
@@ -44,6 +65,9 @@ int makeBootState(const tools::Options &options) {
     std::string whatIsWrong;
     state.active = active == "b" ? nal::Bank::b : nal::Bank::a;
     state.next = state.active;
+    if (!areTrusted(placeOf(options.at("--output")))) {
+        return tools::kNotTrusted;
+    }
     if (!nal::recordOfImage(options.at("--image"), state.of(state.active), whatIsWrong) ||
         !nal::makeBootState(placeOf(options.at("--output")), state, whatIsWrong)) {
         tools::reportFailure(kProgram, whatIsWrong);
@@ -57,6 +81,9 @@ int bootByState(const tools::Options &options) {
     const nal::BootWay way{placeOf(options.at("--state")),
                            {options.at("--a"), options.at("--b")},
                            options.at("--command-line")};
+    if (!areTrusted(way.state, {way.bankPaths[0], way.bankPaths[1], way.commandLine})) {
+        return tools::kNotTrusted;
+    }
     nal::BootState state;
     std::vector<std::string> passedOver;
     std::string whatIsWrong;
@@ -72,6 +99,9 @@ int bootByState(const tools::Options &options) {
 }
 
 int showBootState(const std::string &path) {
+    if (!areTrusted(placeOf(path))) {
+        return tools::kNotTrusted;
+    }
     nal::BootState state;
     std::string whatIsWrong;
     nal::BootFindings findings;

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sys/stat.h>
 
 void writeText(const std::string &path, const std::string &text) {
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
@@ -46,6 +47,7 @@ std::string imageOf(const std::string &payload, const std::string &version,
 }
 
 InTemporaryDirectory::InTemporaryDirectory() {
+    umask(S_IWGRP | S_IWOTH); // a node that others may write to is refused
     std::string name = testing::TempDir() + "nal-test-XXXXXX";
     directory_ = mkdtemp(name.data()) == nullptr ? "" : name;
     if (directory_.empty()) {
