@@ -19,6 +19,11 @@ namespace {
 constexpr std::size_t kMaxConfig = 64 * 1024;
 constexpr const char *kDefaultState = "/otad"; // below the configs directory
 
+// What a command for the shell begins with, where that is a path; more of it only the shell knows.
+std::string programOf(const std::string &command) {
+    return command.starts_with('/') ? command.substr(0, command.find_first_of(" \t;&|<>()")) : "";
+}
+
 // One reading of the file: its entries, the configuration they make, and what is wrong with them.
 class Reading {
   public:
@@ -54,6 +59,7 @@ class Reading {
             access(config_.caCertificate.c_str(), F_OK) == 0) {
             lookAtFile("paths", "ca_certificate", config_.caCertificate);
         }
+        isTrusted("trial", "health_command", programOf(config_.healthCommand));
         lookAtFile("images", "signer_ca", config_.signerAuthority);
         lookAtFile("root", "ca_certificate", config_.rootCaCertificate);
         lookAtFile("root", "certificate", config_.rootCertificate);

@@ -22,9 +22,19 @@ constexpr int kMaxLinks = 40; // as the kernel follows
 constexpr uid_t kRoot = 0;
 constexpr char kSlash = '/';
 
-// The group that bears the user's name, has its number in the user's entry, and no other member:
-// what a directory of a user is given on systems whose users begin with the umask 0002. Root's is
-// not taken for one: it is other daemons' too.
+bool isInNobodyElsesEntry(gid_t group, uid_t user) {
+    bool alone = true;
+    setpwent();
+    while (const passwd *const entry = getpwent()) {
+        alone = alone && (entry->pw_gid != group || entry->pw_uid == user);
+    }
+    endpwent();
+    return alone;
+}
+
+// The group that bears the user's name and has no other member: what a directory of a user is given
+// on systems whose users begin with the umask 0002. Root's is not taken for one: it is other
+// daemons' too.
 std::optional<gid_t> ownGroupOf(uid_t user) {
     const passwd *const entry = user == kRoot ? nullptr : getpwuid(user);
     if (entry == nullptr) {
@@ -41,7 +51,7 @@ std::optional<gid_t> ownGroupOf(uid_t user) {
             return std::nullopt;
         }
     }
-    return number;
+    return isInNobodyElsesEntry(number, user) ? std::optional<gid_t>(number) : std::nullopt;
 }
 
 std::optional<gid_t> diskGroup() {
@@ -149,7 +159,7 @@ class Walk {
         }
         if (errno != ENOENT && errno != ENOTDIR) {
             flaw_ = systemReason(path + ": cannot be looked at") +
-                    "; let the service's user reach it, or name another";
+                    "; do this as the service's user, or let that user reach it";
         }
         return false;
     }

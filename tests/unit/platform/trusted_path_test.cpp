@@ -190,7 +190,7 @@ TEST_F(PathOnDisk, ThatCannotBeReachedIsRefused) {
     allow("a", 0700);
     ASSERT_EQ(seteuid(kNobody), 0);
     EXPECT_THAT(nal::whyNotTrusted(in("a/b/file")),
-                StartsWith(in("a/b") + ": cannot be looked at: Permission denied; let the "));
+                StartsWith(in("a/b") + ": cannot be looked at: Permission denied; do this as "));
     ASSERT_EQ(seteuid(0), 0);
 }
 
