@@ -3,15 +3,14 @@
 
 import grp
 import os
-import subprocess
 import sys
 
 import node_case
-from node import Node, own_environment
+from node import Node
 from node_servers import FileServer, installed_policy
+from stranger import AS_NOBODY, runs
 
 GROUP = "daemon"  # of every Debian
-NOBODY = 65534
 DONE, ACCESS_DENIED = 0, 4
 VERBS = [["status"], ["offer", "-"], ["offer", "-", "--wait"], ["trigger"],
          ["activate-at", "02:00"], ["cancel"], ["cancel", "1"], ["set", "onboarding", "0"],
@@ -26,8 +25,7 @@ class Access(node_case.Case):
             self.skipTest("needs root: only root can call as somebody else")
         super().setUp()
         otactl = self.place.program("cli/otactl")
-        reached = subprocess.run([otactl, "--help"], user=NOBODY, group=NOBODY, extra_groups=[],
-                                 capture_output=True, check=False) if self.may_run(otactl) else None
+        reached = runs(otactl, "--help") if self.may_run(otactl) else None
         if reached is None or reached.returncode != 0:
             self.skipTest(f"the user nobody cannot run {otactl}: build where everybody may read")
         self.server = FileServer(self.place)
@@ -39,8 +37,7 @@ class Access(node_case.Case):
         return all(folder.stat().st_mode & 0o001 for folder in (program, *program.parents))
 
     def as_user(self, *words, groups=(), text=""):
-        return self.node.control(*words, text=text, user=NOBODY, group=NOBODY,
-                                 extra_groups=list(groups))
+        return self.node.control(*words, text=text, **{**AS_NOBODY, "extra_groups": list(groups)})
 
     def test_nobody_may_do_nothing(self):
         before = (self.node.status(), len(self.node.history()))
@@ -70,10 +67,7 @@ class Access(node_case.Case):
 
     def busctl(self, *words):
         """What it says of a failure, as the user nobody."""
-        finished = subprocess.run(["busctl", f"--address={self.node.bus.address}", *words],
-                                  capture_output=True, text=True, check=False, timeout=20,
-                                  user=NOBODY, group=NOBODY, extra_groups=[],
-                                  env=own_environment())
+        finished = runs("busctl", f"--address={self.node.bus.address}", *words)
         self.assertNotEqual(finished.returncode, 0, words)
         return finished.stderr
 

@@ -9,6 +9,7 @@ import stat
 import sys
 
 import node_case
+import unit_sandbox
 from node import Node
 from node_place import Process, wait_for
 from node_servers import FileServer
@@ -26,6 +27,11 @@ class Attacks(node_case.Case):
         if os.geteuid() != 0:
             self.skipTest("needs root: only root can act as somebody else")
         super().setUp()
+
+    def node(self, name="n1", **made_of):
+        """A node under the settings of the unit, where this machine lets a test have them."""
+        kind = unit_sandbox.SandboxedNode if unit_sandbox.has_namespaces() else Node
+        return kind(self.place, name, **made_of)
 
     # A place that is not the node's alone.
 
@@ -53,21 +59,24 @@ class Attacks(node_case.Case):
         return said[0]
 
     def test_a_place_that_is_not_the_nodes_alone(self):
-        node = Node(self.place, "n1")
+        node = self.node()
         good = node.config.read_text()
         for name in ("drop", "state", "folder/inner"):
             (node.folder / name).mkdir(parents=True)
-        for name in ("ca.pem", "signers.pem", "root.pem", "folder/inner/words", "environment"):
+        for name in ("ca.pem", "signers.pem", "root.pem", "folder/inner/words", "environment",
+                     "healthy"):
             (node.folder / name).write_text("")
-        (node.folder / "fw_env.config").write_text("environment 0 0x4000\nenvironment 0x4000 0x4000\n")
-        node.config.write_text(
-            good.replace("tmp = .", "tmp = drop") + "signer_ca = signers.pem\n"
-            "[service]\nstate = state\n[root]\nbroker = localhost\nca_certificate = root.pem\n"
-            "certificate = root.pem\nkey = folder/inner/words\n")
-        whole = node.config.read_text()
+        (node.folder / "fw_env.config").write_text(
+            "environment 0 0x4000\nenvironment 0x4000 0x4000\n")
+        whole = (good.replace("tmp = .", "tmp = drop") + "signer_ca = signers.pem\n"
+                 f"[trial]\nhealth_command = {node.folder}/healthy now;true\n"
+                 "[service]\nstate = state\n[root]\nbroker = localhost\n"
+                 "ca_certificate = root.pem\ncertificate = root.pem\nkey = folder/inner/words\n")
+        node.config.write_text(whole)
         devices = whole.replace("boot_state = boot_state.ini", "fw_env_config = fw_env.config\n"
                                 "kernel_command_line = folder/inner/words")
         named = {"drop": "[paths] tmp", "configs": "[paths] configs", "node-logs": "[paths] logs",
+                 "healthy": "[trial] health_command",
                  "state": "[service] state", "banks/a": "[banks] a", "banks/b": "[banks] b",
                  "boot_state.ini": "[banks] boot_state", "ca.pem": "[paths] ca_certificate",
                  "signers.pem": "[images] signer_ca", "root.pem": "[root] ca_certificate",
@@ -130,7 +139,7 @@ class Attacks(node_case.Case):
                    "manager": manager}
         for number, (name, attack) in enumerate(attacks.items(), 1):
             with self.subTest(name):
-                node = Node(self.place, f"n{number}", number=number)
+                node = self.node(f"n{number}", number=number)
                 drop = node.folder / "drop"
                 drop.mkdir()
                 drop.chmod(0o1777)
@@ -145,7 +154,7 @@ class Attacks(node_case.Case):
     # The attacks on a node as it is now.
 
     def test_a_nuisance_through_a_whole_upgrade(self):
-        node = Node(self.place, "n1", FileServer(self.place))
+        node = self.node(server=FileServer(self.place))
         folder = node.folder
         image, progress, manager = (folder / name for name in (
             self.place.NEW, "ota_dwld_prog", "cfgmgr_socket"))
@@ -168,7 +177,7 @@ class Attacks(node_case.Case):
     # What could only have come there before: the service still answers.
 
     def test_a_pipe_in_the_place_of_the_progress(self):
-        node = Node(self.place, "n1", FileServer(self.place))
+        node = self.node(server=FileServer(self.place))
         node.start().wait_until_ready()
         node.server.crawl("n1")
         ticket = node.offer()
@@ -185,7 +194,7 @@ class Attacks(node_case.Case):
         self.assertFalse((node.folder / "ota_dwld_prog").exists())
 
     def test_a_socket_that_is_not_the_configuration_managers(self):
-        node = Node(self.place, "n1")
+        node = self.node()
         path = node.folder / "cfgmgr_socket"
         os.chown(path, NOBODY, NOBODY)
         node.start()
@@ -203,4 +212,5 @@ class Attacks(node_case.Case):
 
 
 if __name__ == "__main__":
+    unit_sandbox.enter_namespaces()
     sys.exit(node_case.run(Attacks))

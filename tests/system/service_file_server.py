@@ -13,21 +13,15 @@ from node import Node, own_environment
 from node_folder import BANK, LOGS
 from node_place import Process, wait_for
 from node_servers import Certificates, FileServer
+from stranger import NOBODY
+from unit_sandbox import SandboxedNode
 
-NOBODY = 65534
 STORE = "/etc/ssl/certs"
 MARGIN = 16 * 1024 * 1024  # beyond a bank
 ONE_BUFFER = 4096  # of the agent's open file: written once the transfer is over
 ACCEPTED, REFUSED = 0, 60  # as curl ends
 WRITTEN_ONLY = 57
 RETRY = "downloadRetryTimer"
-
-
-class SandboxedNode(Node):
-    """Its service runs with the settings of the unit."""
-
-    def arguments(self):
-        return unit_sandbox.command(super().arguments(), self.folder)
 
 
 class FileServerAttacks(node_case.Case):

@@ -81,8 +81,7 @@ class Nuisance:
             return self.worked + self.told.read().splitlines()
 
 
-def runs(*words, **options):
+def runs(*words):
     """A program of his, and what came of it."""
     return subprocess.run([str(word) for word in words], check=False, capture_output=True, text=True,
-                          stdin=subprocess.DEVNULL, env=own_environment(), timeout=60,
-                          **{**AS_NOBODY, **options})
+                          stdin=subprocess.DEVNULL, env=own_environment(), timeout=60, **AS_NOBODY)

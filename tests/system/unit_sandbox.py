@@ -14,6 +14,8 @@ import struct
 import subprocess
 import sys
 
+from node import Node
+
 UNIT = pathlib.Path(__file__).resolve().parents[2] / "packaging/otad.service.in"
 ENTERED = "OTA_TEST_NAMESPACES"
 SIOCSIFFLAGS, IFF_UP = 0x8914, 1
@@ -56,6 +58,13 @@ def command(words, folder):
         "FOLDER": str(folder), "UMASK": unit["UMask"][0], "LIMITS": " ".join(limits)}
     assigned = "".join(f"{name}={shlex.quote(value)}\n" for name, value in variables.items())
     return ["unshare", "--mount", "sh", "-c", assigned + SCRIPT, "sh", *map(str, words)]
+
+
+class SandboxedNode(Node):
+    """Its service runs with the settings of the unit."""
+
+    def arguments(self):
+        return command(super().arguments(), self.folder)
 
 
 def has_namespaces():
