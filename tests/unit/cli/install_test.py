@@ -55,6 +55,7 @@ class Installed(unittest.TestCase):
                 "usr/libexec/otaSwAgent/ota-host",
                 "usr/lib/systemd/system/otad.service",
                 "usr/lib/sysusers.d/otaSwAgent.conf",
+                "usr/lib/tmpfiles.d/otaSwAgent.conf",
                 "usr/share/dbus-1/interfaces/velmo.otaSwAgent.xml",
                 "usr/share/dbus-1/system.d/velmo.otaSwAgent.conf",
                 "usr/share/doc/otaSwAgent/boot.cmd",
