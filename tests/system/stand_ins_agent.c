@@ -79,7 +79,7 @@ int getIfMac(const char *ifName, char *out, size_t outLen) {
 }
 
 void initOTAlib(void) {}
-const char *getCfgmgrSocketPath(void) { return "."; }
+const char *getCfgmgrSocketPath(void) { return "cfgmgr_socket"; }
 void otaSwAgentSWCommitStatus(void) {}
 void otaMobileApp_process_newimage_request(const MobileAppNotify *notify) { (void)notify; }
 void otaSwmgnt_process_activation_time(const char *text, void *reserved) {
