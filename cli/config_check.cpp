@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// otactl config check: every mistake of a configuration file, without the service.
+// otactl config check: what is wrong with a configuration file, without the service.
 #include "cli/failure.h"
 #include "cli/json_output.h"
 #include "cli/printable.h"
@@ -13,42 +13,51 @@
 namespace otactl {
 namespace {
 
-void printMistakes(const std::string &file, const std::vector<std::string> &mistakes) {
+host::Json listOf(const std::vector<std::string> &lines) {
+    host::Json list(cJSON_CreateArray());
+    for (const std::string &line : lines) {
+        cJSON_AddItemToArray(list.get(), cJSON_CreateString(line.c_str()));
+    }
+    return list;
+}
+
+void printFindings(const std::string &file, const std::vector<std::string> &mistakes,
+                   const std::vector<std::string> &warnings) {
     const auto outcome = mistakes.empty() ? host::Outcome::done : host::Outcome::configWrong;
     const host::Json object = outcomeAsJson(host::rowOf(outcome), "");
     add(object.get(), "file", file);
-    host::Json list(cJSON_CreateArray());
-    for (const std::string &mistake : mistakes) {
-        cJSON_AddItemToArray(list.get(), cJSON_CreateString(mistake.c_str()));
-    }
-    add(object.get(), "mistakes", std::move(list));
+    add(object.get(), "mistakes", listOf(mistakes));
+    add(object.get(), "warnings", listOf(warnings));
     printJson(object.get());
 }
 
+void complain(const char *kind, const std::vector<std::string> &lines) {
+    for (const std::string &line : lines) {
+        std::fprintf(stderr, "otactl: %s%s\n", kind, printable(line).c_str());
+    }
+}
+
 int checkConfig(const std::string &file, const Globals &globals) {
-    const std::vector<std::string> mistakes = nal::configMistakes(file);
+    std::vector<std::string> warnings;
+    const std::vector<std::string> mistakes = nal::configMistakes(file, &warnings);
     if (globals.json) {
-        printMistakes(file, mistakes);
-    } else if (mistakes.empty()) {
-        std::printf("%s: no mistakes\n", printable(file).c_str());
-    }
-    if (mistakes.empty()) {
-        return 0;
-    }
-    for (const std::string &mistake : mistakes) {
-        if (!globals.json) {
-            std::fprintf(stderr, "otactl: %s\n", printable(mistake).c_str());
+        printFindings(file, mistakes, warnings);
+    } else {
+        complain("", mistakes);
+        complain("warning: ", warnings);
+        if (mistakes.empty()) {
+            std::printf("%s: no mistakes\n", printable(file).c_str());
         }
     }
-    return host::rowOf(host::Outcome::configWrong).code;
+    return host::rowOf(mistakes.empty() ? host::Outcome::done : host::Outcome::configWrong).code;
 }
 
 } // namespace
 
 Action declareConfig(CLI::App &command) {
     command.require_subcommand(1);
-    CLI::App *const check =
-        command.add_subcommand("check", "List every mistake of a configuration file");
+    CLI::App *const check = command.add_subcommand(
+        "check", "List every mistake of a configuration file, and what it says for nothing");
     check->fallthrough();
     const auto file = std::make_shared<std::string>(OTA_DEFAULT_CONFIG);
     check->add_option("file", *file, "The file; that of the installed service if not given")

@@ -42,6 +42,10 @@ void logNotice(const std::string &text) {
     std::fprintf(stderr, "notice: otad: %s\n", text.c_str());
 }
 
+void logWarning(const std::string &text) {
+    std::fprintf(stderr, "warning: otad: %s\n", text.c_str());
+}
+
 void logError(const std::string &text) { std::fprintf(stderr, "error: otad: %s\n", text.c_str()); }
 
 } // namespace otad

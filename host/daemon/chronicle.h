@@ -27,6 +27,7 @@ class Chronicle {
 
 /* One line of the daemon's own log: "notice: otad: ...". */
 void logNotice(const std::string &text);
+void logWarning(const std::string &text);
 void logError(const std::string &text);
 
 } // namespace otad

@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <cstring>
 #include <sys/stat.h>
+#include <vector>
 
 namespace {
 
@@ -49,10 +50,15 @@ int main(int argc, char **argv) {
     const int configWrong = host::rowOf(host::Outcome::configWrong).code;
     nal::Config config;
     std::string whatIsWrong;
-    if (!nal::checkConfigFile(options.config, config, whatIsWrong)) {
-        for (const std::string &mistake : nal::configMistakes(options.config)) {
-            otad::logError(mistake);
-        }
+    const bool correct = nal::checkConfigFile(options.config, config, whatIsWrong);
+    std::vector<std::string> warnings;
+    for (const std::string &mistake : nal::configMistakes(options.config, &warnings)) {
+        otad::logError(mistake);
+    }
+    for (const std::string &warning : warnings) {
+        otad::logWarning(warning);
+    }
+    if (!correct) {
         return configWrong;
     }
     if (options.check) {

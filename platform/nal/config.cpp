@@ -7,6 +7,7 @@
 #include "platform/nal/config_rows.h"
 #include "platform/nal/file_io.h"
 #include "platform/nal/ini_file.h"
+#include "platform/nal/nearest.h"
 #include "platform/nal/trusted_path.h"
 
 #include <set>
@@ -34,8 +35,7 @@ class Reading {
     void takeEntries() {
         for (const IniEntry &entry : entries_) {
             if (findConfigRow(entry.section, entry.key) == nullptr) {
-                mistakes_.push_back(atLine(path_, entry.line) + nameOf(entry.section, entry.key) +
-                                    " is not known: expected a key of node.conf.example");
+                warnings_.push_back(atLine(path_, entry.line) + unknown(entry));
             }
         }
         for (const ConfigRow &row : configRows()) {
@@ -68,8 +68,19 @@ class Reading {
 
     const Config &config() const { return config_; }
     const std::vector<std::string> &mistakes() const { return mistakes_; }
+    const std::vector<std::string> &warnings() const { return warnings_; }
 
   private:
+    // It may be of a later release, or mistyped; what it was meant to say is not in force.
+    static std::string unknown(const IniEntry &entry) {
+        std::vector<std::string> known;
+        for (const ConfigRow &row : configRows()) {
+            known.push_back(nameOf(row.section, row.key));
+        }
+        const std::string name = nameOf(entry.section, entry.key);
+        return name + " is not known and has no effect" + didYouMean(name, known);
+    }
+
     void takeRow(const ConfigRow &row) {
         const IniEntry *const entry = findEntry(entries_, row.section, row.key);
         std::string whatIsWrong;
@@ -201,10 +212,12 @@ class Reading {
     Config config_;
     std::vector<std::string> mistakes_;
     std::set<std::string> flaws_; // of paths that cannot be trusted, as they were told
+    std::vector<std::string> warnings_;
     bool bankRefused_ = false;
 };
 
-std::vector<std::string> check(const std::string &path, Config &config) {
+std::vector<std::string> check(const std::string &path, Config &config,
+                               std::vector<std::string> *warnings) {
     std::string text;
     std::string whatIsWrong;
     // Before it is opened: one of another user may be a pipe that nobody writes to.
@@ -217,6 +230,9 @@ std::vector<std::string> check(const std::string &path, Config &config) {
     Reading reading(path, text);
     reading.takeEntries();
     reading.lookAtPlaces();
+    if (warnings != nullptr) {
+        *warnings = reading.warnings();
+    }
     if (reading.mistakes().empty()) {
         config = reading.config();
     }
@@ -247,14 +263,15 @@ bool parseConfig(const std::string &path, const std::string &text, Config &confi
 }
 
 bool checkConfigFile(const std::string &path, Config &config, std::string &whatIsWrong) {
-    const std::vector<std::string> mistakes = check(path, config);
+    const std::vector<std::string> mistakes = check(path, config, nullptr);
     whatIsWrong = mistakes.empty() ? "" : mistakes.front();
     return mistakes.empty();
 }
 
-std::vector<std::string> configMistakes(const std::string &path) {
+std::vector<std::string> configMistakes(const std::string &path,
+                                        std::vector<std::string> *warnings) {
     Config unused;
-    return check(path, unused);
+    return check(path, unused, warnings);
 }
 
 } // namespace nal

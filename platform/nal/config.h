@@ -85,8 +85,13 @@ bool parseConfig(const std::string &path, const std::string &text, Config &confi
  */
 bool checkConfigFile(const std::string &path, Config &config, std::string &whatIsWrong);
 
-/* The same, every mistake on a line of its own; empty where there is none. */
-std::vector<std::string> configMistakes(const std::string &path);
+/*
+ * The same, every mistake on a line of its own; empty where there is none. warnings may be null; it
+ * takes a line for each key that is not known, which is no mistake: a configuration outlives
+ * releases of the service in both directions.
+ */
+std::vector<std::string> configMistakes(const std::string &path,
+                                        std::vector<std::string> *warnings = nullptr);
 
 } // namespace nal
 

@@ -76,12 +76,10 @@ MISTAKES = [
     ("topic = ", "topic = #", "[root] topic", "expected"),
     ("serial = ", "serial SN", "", "expected"),
     ("serial = ", "serial = SN\nserial = SN", "[node] serial", "second time"),
-    ("serial = ", "serial = SN\nserail = SN", "[node] serail", ""),
-    ("[service]", "[servce]", "[servce] allow_plain_http", "not known"),
 ]
 # One line each but these, where one change leaves several keys wrong.
 LINES = {("size = ", None): 2, ("broker = ", None): 4, ("serial = ", "serial SN"): 2,
-         ("[service]", "[servce]"): 4, ("signature = ", "signature = perhaps"): 2}
+         ("signature = ", "signature = perhaps"): 2}
 GOOD = """[trial]
 attempts = 2
 health_command = true
@@ -142,7 +140,7 @@ class Configuration(node_case.Case):
                 self.assertEqual(code, CONFIG_WRONG, lines)
                 self.assertEqual(len(lines), LINES.get((begin, text), 1), lines)
                 # A key that is not there has no line.
-                place = r"(:\d+)?" if text is None else f":{line + (begin == '[service]')}"
+                place = r"(:\d+)?" if text is None else f":{line}"
                 self.assertRegex(lines[0], rf"^error: otad: node\.conf{place}: ")
                 self.assertIn(key, lines[0])
                 self.assertIn(says, lines[0])
@@ -150,6 +148,30 @@ class Configuration(node_case.Case):
                 self.assertEqual(same.code, CONFIG_WRONG)
         self.assertEqual(self.node.history(), [], "it started all the same")
         print(f"configuration: {len(MISTAKES)} mistakes, each named", flush=True)
+
+    # A configuration outlives releases of the service, in both directions.
+    def test_unknown_keys(self):
+        for begin, text, told in [
+                ("serial = ", "serial = SN\nserail = SN",
+                 ["[node] serail is not known and has no effect; did you mean [node] serial?"]),
+                ("topic = ", "topic = a/b\nqqqqqqqqqqqq = 1",
+                 ["[root] qqqqqqqqqqqq is not known and has no effect"]),
+                ("[service]", "[servce]",
+                 [f"[servce] {key} is not known and has no effect; did you mean [service] {key}?"
+                  for key in ("allow_plain_http", "lowest_version", "history_size",
+                              "history_files")])]:
+            with self.subTest(text):
+                line = self.with_lines(begin, text) + (begin == "[service]")
+                expected = [f"node.conf:{line + i}: {one}" for i, one in enumerate(told)]
+                code, lines = self.check("--check")
+                self.assertEqual(code, DONE)
+                self.assertEqual(lines, [f"warning: otad: {one}" for one in expected]
+                                 + ["node.conf: correct"])
+                same = self.node.control("config", "check", "node.conf", cwd=self.node.folder)
+                self.assertEqual(same.code, DONE)
+                self.assertEqual((same.first["mistakes"], same.first["warnings"]), ([], expected))
+        self.node.start().wait_until_ready().stop()
+        self.assertIn(f"warning: otad: {expected[0]}", self.node.log.read_text())
 
     def test_all_mistakes_at_once(self):
         text = re.sub(r"(?m)^(onboarding|tmp|size) = .*$", r"\1 = wrong!", self.good)
@@ -177,7 +199,6 @@ class Configuration(node_case.Case):
         for number, text in enumerate([
                 "", "{", "[]", "null", "garbage\0\1", whole[:len(whole) // 2], whole + whole,
                 json.dumps({**ledger, "nextTicket": -1}), json.dumps({**ledger, "queue": "none"}),
-                json.dumps({**ledger, "more": 1}),
                 json.dumps({**ledger, "running": {"request": {}}})], 1):
             with self.subTest(text[:40]):
                 self.kept("requests.json").write_text(text)
@@ -221,6 +242,15 @@ class Configuration(node_case.Case):
                 self.assertEqual((status["stage"], status["timers"]), ("idle", []))
                 self.assertFalse((self.node.folder / "owned").exists())
                 self.assertEqual(len(server.fetched(self.node.name)), fetched)
+
+    def test_requests_of_a_newer_release(self):
+        self.node.start().wait_until_ready().stop()
+        text = json.dumps({**json.loads(self.kept("requests.json").read_text()), "more": 1})
+        self.kept("requests.json").write_text(text)
+        self.node.start().wait_until_ready()
+        line = self.node.wait_for_event("state-damaged")
+        self.assertIn("are of a newer release", line["reason"])
+        self.assertEqual(self.kept("requests.json.newer").read_text(), text)
 
     def test_damaged_settings_and_history(self):
         self.node.start()

@@ -48,7 +48,21 @@ TEST_F(ConfigCheck, AFileWithoutMistakesIsZero) {
     EXPECT_EQ(ended.code, 0);
     EXPECT_EQ(run({"config", "check", "node.conf", "--json"}).output,
               "{\"code\":0,\"result\":\"done\",\"reason\":\"\",\"file\":\"node.conf\","
-              "\"mistakes\":[]}\n");
+              "\"mistakes\":[],\"warnings\":[]}\n");
+}
+
+TEST_F(ConfigCheck, AKeyThatIsNotKnownIsAWarning) {
+    write("0", ".");
+    std::ofstream("node.conf", std::ios::app) << "[service]\nlowest_versoin = 4QZ1\n";
+    const Ended ended = run({"config", "check", "node.conf"});
+    EXPECT_EQ(ended.code, 0);
+    EXPECT_EQ(ended.output, "node.conf: no mistakes\n");
+    EXPECT_EQ(ended.errors,
+              "otactl: warning: node.conf:21: [service] lowest_versoin is not known and "
+              "has no effect; did you mean [service] lowest_version?\n");
+    EXPECT_NE(run({"config", "check", "node.conf", "--json"})
+                  .output.find(R"("mistakes":[],"warnings":["node.conf:21: [service])"),
+              std::string::npos);
 }
 
 TEST_F(ConfigCheck, EveryMistakeIsALineWithItsPlace) {

@@ -59,7 +59,6 @@ const Mistake kMistakes[] = {
     {"size suffix", "size", "size = 5X", ":16: [banks] size is \"5X\": expected a number of bytes"},
     {"huge size", "size", "size = 99999999999G", ":16: [banks] size is \"99999999999G\""},
     {"no key", "serial", "just words", ":3: expected \"[section]\", \"key = value\" or a comment"},
-    {"unknown key", "serial", "colour = red", ":3: [node] colour is not known"},
     {"second time", "serial", "model = other", ":3: [node] model is given a second time"},
     {"missing key", "serial", "", ": [node] serial is missing: expected a text"},
     {"missing size", "size", "", ": [banks] size is missing: expected a size"},
@@ -302,13 +301,15 @@ TEST_F(Configuration, ShowsEveryMistakeAtOnce) {
         ":20: expected \"[section]\", \"key = value\" or a comment that begins with \"#\"",
         ":21: expected \"[section]\", \"key = value\" or a comment that begins with \"#\"",
         ":23: [banks] size is given a second time; remove one",
-        ":24: [banks] colour is not known: expected a key of node.conf.example",
         ": [node] serial is missing: expected a text",
         ":6: [node] onboarding is \"2\": expected 0 or 1",
         ":26: [service] history_files is \"x\": expected a number from 1 to 20",
         ":11: [paths] logs names no directory: there is none at none; make it or name another",
     };
-    const std::vector<std::string> mistakes = nal::configMistakes(configPath_);
+    std::vector<std::string> warnings;
+    const std::vector<std::string> mistakes = nal::configMistakes(configPath_, &warnings);
+    ASSERT_EQ(warnings.size(), 1U);
+    EXPECT_EQ(warnings[0], configPath_ + ":24: [banks] colour is not known and has no effect");
     ASSERT_EQ(mistakes.size(), expected.size());
     for (std::size_t i = 0; i < expected.size(); ++i) {
         EXPECT_EQ(mistakes[i], configPath_ + expected[i]);
@@ -318,6 +319,32 @@ TEST_F(Configuration, ShowsEveryMistakeAtOnce) {
     EXPECT_FALSE(nal::checkConfigFile(configPath_, config, whatIsWrong));
     EXPECT_EQ(whatIsWrong, mistakes.front());
     EXPECT_EQ(config.model, "") << "a configuration with mistakes is not taken over";
+}
+
+TEST_F(Configuration, ReadsOverKeysThatItDoesNotKnowAndNamesTheNearest) {
+    writeText(configPath_, configWith("serial", "serial = SN42\nSerail = x\nzzzzzzzz = 1") +
+                               "[service]\nlowestversion = 4QZ9\n[later]\nthing = 1\n"
+                               "[node]\nhistory_size = 1K\n");
+    nal::Config config;
+    std::string whatIsWrong;
+    EXPECT_TRUE(nal::checkConfigFile(configPath_, config, whatIsWrong)) << whatIsWrong;
+    EXPECT_EQ(config.serial, "SN42");
+    EXPECT_EQ(config.lowestVersion, "");
+    std::vector<std::string> warnings;
+    EXPECT_TRUE(nal::configMistakes(configPath_, &warnings).empty());
+    const std::vector<std::string> expected{
+        ":4: [node] Serail is not known and has no effect; did you mean [node] serial?",
+        ":5: [node] zzzzzzzz is not known and has no effect",
+        ":23: [service] lowestversion is not known and has no effect; did you mean [service] "
+        "lowest_version?",
+        ":25: [later] thing is not known and has no effect",
+        ":27: [node] history_size is not known and has no effect; did you mean [service] "
+        "history_size?",
+    };
+    ASSERT_EQ(warnings.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_EQ(warnings[i], configPath_ + expected[i]);
+    }
 }
 
 TEST_F(Configuration, EndsItsListOfWrongLinesAfterTwenty) {
