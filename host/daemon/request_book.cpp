@@ -15,6 +15,16 @@ namespace {
 // Sixty-four requests of 64 KiB each, every byte escaped.
 constexpr std::size_t kLargestBook = 32U * 1024 * 1024;
 
+// What was put aside by an earlier start stays there, as long as anybody may count.
+std::string freePath(const std::string &path) {
+    constexpr int kMostOfThem = 9;
+    std::string free = path;
+    for (int i = 2; access(free.c_str(), F_OK) == 0 && i <= kMostOfThem; ++i) {
+        free = path + "." + std::to_string(i);
+    }
+    return free;
+}
+
 } // namespace
 
 bool RequestBook::load(std::string &whatIsWrong) {
@@ -28,11 +38,13 @@ bool RequestBook::load(std::string &whatIsWrong) {
         whatIsWrong = why + "; the node starts without the requests that it held";
         return false;
     }
-    if (!parseLedger(text, ledger, why)) {
-        const std::string aside = path_ + ".damaged";
+    bool newer = false;
+    if (!parseLedger(text, ledger, why, &newer)) {
+        const std::string aside = newer ? freePath(path_ + ".newer") : path_ + ".damaged";
         const bool moved = std::rename(path_.c_str(), aside.c_str()) == 0;
-        whatIsWrong = path_ + ": the kept requests cannot be used: " + why +
-                      (moved ? "; moved to " + aside : "; remove it") +
+        whatIsWrong = path_ + ": the kept requests " +
+                      (newer ? "are of a newer release of this service: " : "cannot be used: ") +
+                      why + (moved ? "; moved to " + aside : "; remove it") +
                       "; the node starts without them, offer again";
         return false;
     }

@@ -35,7 +35,9 @@ struct BootFindings {
     std::vector<std::string> damages; // a line each; the other copy made good for them
     bool copiesDiffer = false; // also after each change by the boot loader, which writes one copy
 
-    bool none() const { return damages.empty() && !copiesDiffer; }
+    bool older = false; // of an earlier release, which had no copies; writing takes it over
+
+    bool none() const { return damages.empty() && !copiesDiffer && !older; }
 };
 
 /*

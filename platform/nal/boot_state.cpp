@@ -2,6 +2,7 @@
 // Which bank runs, which one boots next, which one is on trial, and what each bank holds.
 #include "platform/nal/boot_state.h"
 
+#include "platform/nal/boot_state_older.h"
 #include "platform/nal/boot_state_text.h"
 #include "platform/nal/file_io.h"
 
@@ -104,8 +105,13 @@ bool readBootState(const BootPlace &place, BootState &state, std::string &whatIs
                    BootFindings *findings) {
     BootVariables variables;
     BootState read;
-    if (!readBootEnvironment(place, variables, findings, whatIsWrong) ||
-        !parseBootState(place.name(), variables, read, whatIsWrong)) {
+    const bool isEnvironment = readBootEnvironment(place, variables, findings, whatIsWrong);
+    const bool isOlder = !isEnvironment && readOlderBootState(place, read);
+    if (isOlder && findings != nullptr) {
+        findings->older = true;
+    }
+    if (!isOlder &&
+        (!isEnvironment || !parseBootState(place.name(), variables, read, whatIsWrong))) {
         whatIsWrong += kWhatToDo;
         return false;
     }
@@ -118,7 +124,11 @@ bool readBootState(const BootPlace &place, BootState &state, std::string &whatIs
 }
 
 bool writeBootState(const BootPlace &place, const BootState &state, std::string &whatIsWrong) {
-    if (changeBootEnvironment(place, formatBootState(state), whatIsWrong)) {
+    BootState older;
+    const BootVariables variables = formatBootState(state);
+    // The older file gives way as a whole: up to the last moment it is what it was.
+    if (readOlderBootState(place, older) ? makeBootEnvironment(place, variables, whatIsWrong)
+                                         : changeBootEnvironment(place, variables, whatIsWrong)) {
         return true;
     }
     whatIsWrong += "; check the file system or device that holds the boot state";

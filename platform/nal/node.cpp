@@ -79,6 +79,11 @@ void Node::mendBootState() const {
         return;
     }
     const bool mended = writeBootState(config_.bootState, state, whatIsWrong);
+    if (findings.older) {
+        nalLogNotice(__func__, __LINE__,
+                     "nal: %s: the boot state of an earlier release was taken over",
+                     config_.bootState.name().c_str());
+    }
     for (const std::string &damage : findings.damages) {
         nalLogError(__func__, __LINE__, "nal: %s; the other copy holds%s", damage.c_str(),
                     mended ? ", it was written anew" : "");

@@ -85,9 +85,11 @@ std::string printLedger(const Ledger &ledger);
 /*
  * Strict: every key once and no other (failedTrials: at most once), every value of its type and
  * within its bounds, whole numbers up to 2^53. False: the ledger is untouched and whatIsWrong is
- * one line that names the key.
+ * one line that names the key; newer, which may be null, tells whether it is one of a later
+ * release.
  */
-bool parseLedger(std::string_view text, Ledger &ledger, std::string &whatIsWrong);
+bool parseLedger(std::string_view text, Ledger &ledger, std::string &whatIsWrong,
+                 bool *newer = nullptr);
 
 } // namespace otad
 

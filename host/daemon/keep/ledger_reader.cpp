@@ -20,6 +20,7 @@ constexpr std::size_t kMaxBootId = 128;
 constexpr std::size_t kMaxText = host::Channel::kMaxMessage; // each came as one message, or less
 constexpr int kManyStarts = 1000;
 constexpr int kManyTrials = 99;
+constexpr std::string_view kHoldsMore = " holds a key that this release does not know";
 constexpr const char *kFailedTrials = "failedTrials";
 
 // One object of the ledger: takes its values, and keeps the first thing that is wrong.
@@ -43,7 +44,7 @@ class ObjectReader {
             return complain(optional, "this key once");
         }
         if (cJSON_GetArraySize(object_) != static_cast<int>(keys.size()) + more) {
-            return complain("", "no other keys");
+            return complainOfUnknownKey();
         }
         return true;
     }
@@ -120,6 +121,12 @@ class ObjectReader {
     std::string &whatIsWrong() { return whatIsWrong_; }
 
   private:
+    bool complainOfUnknownKey() {
+        whatIsWrong_ = (where_.empty() ? "it" : "\"" + where_ + "\"");
+        whatIsWrong_ += kHoldsMore;
+        return false;
+    }
+
     int count(const char *key) const {
         int found = 0;
         const cJSON *child = nullptr;
@@ -213,7 +220,10 @@ bool ticketsAreGivenOut(ObjectReader &reader, const Ledger &ledger) {
 
 } // namespace
 
-bool parseLedger(std::string_view text, Ledger &ledger, std::string &whatIsWrong) {
+bool parseLedger(std::string_view text, Ledger &ledger, std::string &whatIsWrong, bool *newer) {
+    bool ofALaterRelease = false;
+    bool &isNewer = newer == nullptr ? ofALaterRelease : *newer;
+    isNewer = false;
     const host::Json object = parseObject(text);
     if (!object) {
         whatIsWrong = "the ledger: expected one JSON object and nothing behind it";
@@ -233,6 +243,7 @@ bool parseLedger(std::string_view text, Ledger &ledger, std::string &whatIsWrong
         !reader.text("lastWord", OTA_STATUS_WIDTH - 1, found.lastWord) ||
         !reader.text("lastRecord", kMaxText, found.lastRecord) ||
         !ticketsAreGivenOut(reader, found)) {
+        isNewer = whatIsWrong.ends_with(kHoldsMore);
         return false;
     }
     ledger = std::move(found);

@@ -64,6 +64,40 @@ TEST_F(Book, that_is_damaged_is_put_aside_and_told) {
     EXPECT_FALSE(fs::exists(path_));
 }
 
+TEST_F(Book, of_a_newer_release_is_put_aside_whole_however_often) {
+    std::string text = printLedger(Ledger{});
+    text.insert(text.rfind('}'), ",\"later\": {\"a\": [1]}");
+    for (const char *const aside : {".newer", ".newer.2", ".newer.3"}) {
+        std::ofstream(path_) << text;
+        RequestBook book(disk_, path_);
+        EXPECT_FALSE(book.load(whatIsWrong_));
+        EXPECT_EQ(book.ledger(), Ledger{});
+        EXPECT_EQ(whatIsWrong_, path_ +
+                                    ": the kept requests are of a newer release of this service: "
+                                    "it holds a key that this release does not know; moved to " +
+                                    path_ + aside + "; the node starts without them, offer again");
+        std::ifstream kept(path_ + aside);
+        EXPECT_EQ(std::string(std::istreambuf_iterator<char>(kept), {}), text);
+    }
+    EXPECT_FALSE(fs::exists(path_ + ".damaged"));
+}
+
+TEST_F(Book, of_an_earlier_release_is_taken_over) {
+    fs::copy_file(OTA_SAMPLES "/older/requests_before_trials.json", path_);
+    RequestBook book(disk_, path_);
+    ASSERT_TRUE(book.load(whatIsWrong_)) << whatIsWrong_;
+    const Ledger &ledger = book.ledger();
+    EXPECT_EQ(ledger.nextTicket, 9U);
+    ASSERT_TRUE(ledger.standing);
+    EXPECT_EQ(ledger.standing->offer.version, "4QZ-2.0.0");
+    EXPECT_EQ(ledger.standing->failedTrials, 0);
+    ASSERT_TRUE(ledger.running);
+    EXPECT_EQ(ledger.running->request.kind, kActivationTime);
+    ASSERT_EQ(ledger.timers.size(), 1U);
+    EXPECT_EQ(ledger.timers[0].name, "rebootTimer");
+    ASSERT_EQ(ledger.queue.size(), 1U);
+}
+
 TEST_F(Book, tells_where_it_cannot_be_kept) {
     RequestBook book(disk_, (folder_ / "missing/requests.json").string());
     EXPECT_NE(save(book).find("missing/requests.json"), std::string::npos);

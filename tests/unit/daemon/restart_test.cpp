@@ -9,6 +9,7 @@
 namespace otad::test {
 namespace {
 
+namespace fs = std::filesystem;
 using host::Outcome;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -225,6 +226,18 @@ TEST_F(Restart, ends_a_standing_offer_whose_memory_was_changed) {
     for (const std::string &restored : host_.events("restore")) {
         EXPECT_THAT(restored, Not(HasSubstr("reboot)")));
     }
+}
+
+TEST_F(Restart, takes_up_what_an_earlier_release_kept) {
+    fs::copy_file(OTA_SAMPLES "/older/requests_before_trials.json", in("state/requests.json"));
+    host_.on("timer", {report("OTA_SW_ACTIVATION_FAILED")});
+    startUp("boot-of-another-release");
+    ASSERT_TRUE(turnUntil([&] { return finished(7) && finished(8); }));
+    EXPECT_THAT(codesOf(7), ElementsAre(codeOf(Outcome::done)));
+    EXPECT_EQ(daemon_->status().ticket, 6U);
+    EXPECT_EQ(daemon_->status().timers.size(), 1U);
+    EXPECT_THAT(host_.events("restore").back(), HasSubstr("files.example"));
+    EXPECT_FALSE(fs::exists(in("state/requests.json.damaged")));
 }
 
 TEST_F(Restart, arms_no_timer_that_is_not_the_agents) {
