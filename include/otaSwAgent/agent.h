@@ -74,7 +74,7 @@ OTA_EXPORT void otaSwAgentProcessDownloadRetryTimer(void);
 
 /* ---- Queries ---- */
 
-/* 1 once an activation or a download was put off because the node is onboarding, else 0. */
+/* 1 once an activation (onboarding) or a download (that, or no gateway) was put off, else 0. */
 OTA_EXPORT int ota_ISUpgradeDefered(void);
 /* Seconds since boot; 0 where the system does not tell. */
 OTA_EXPORT int get_uptime(void);

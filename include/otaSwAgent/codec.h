@@ -22,9 +22,9 @@
  *     up to there; the field's last byte is never written: zero the record first.
  *
  * encode_R_to_json(record)
- *     A new object that the caller releases with cJSON_Delete, or null where the record is
- *     null or memory ran out. encode_SwmgntCfg_to_json leaves "pollingTime" out;
- *     encode_PostPload_to_json writes all 16 entries of "versions", empty ones too.
+ *     A new object that the caller releases with cJSON_Delete, or null where the record is null or
+ *     the object, or a PostPload's array (all 16 entries, empty ones too), cannot be made. Memory
+ *     that runs out later leaves members out unnoticed. SwmgntCfg's "pollingTime" is never written.
  */
 
 #ifdef __cplusplus

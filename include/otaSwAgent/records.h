@@ -72,8 +72,8 @@ typedef struct PostPload {
 /* The status report of one node. */
 typedef struct UpgradeStatus {
     char model[OTA_MODEL_WIDTH];           /* model name of this node */
-    char curswversion[OTA_VERSION_WIDTH];  /* software version now running */
-    char prevswversion[OTA_VERSION_WIDTH]; /* version in the other bank, or empty */
+    char curswversion[OTA_VERSION_WIDTH];  /* running; in OTA_SW_ACTIVATION_COMPLETE the offered */
+    char prevswversion[OTA_VERSION_WIDTH]; /* of the other bank, or empty; in that the running */
     char mac[OTA_MAC_WIDTH];               /* MAC address of "br0", upper case */
     char sn[OTA_SERIAL_WIDTH];             /* serial number */
     char status[OTA_STATUS_WIDTH];         /* status word, see status_words.h */

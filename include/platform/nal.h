@@ -18,16 +18,16 @@ enum {
     NAL_NODE_INFO_MODEL_OFFSET = 148,    /* model name, 31 characters are read */
     NAL_UPGRADE_INFO_SIZE = 2213,        /* bytes of the auto-upgrade settings record */
     NAL_UPGRADE_INFO_TIME_OFFSET = 2051, /* preferred activation time, under 32 bytes */
-    NAL_MODE_WIDTH = 32,                 /* a work mode or role, NUL included */
+    NAL_MODE_WIDTH = 33,                 /* a work mode or role, NUL included */
     NAL_VERSION_WIDTH = 64,              /* a software version, NUL included */
     NAL_NO_PREVIOUS_IMAGE = -10          /* nal_getPrevSwVersion: the other bank holds no image */
 };
 
 /* ---- Directories: never null, no trailing "/", valid for the life of the process ----
  *
- * The agent keeps 30 characters of each path it builds from them and 18 of each clean-up command
- * ("rm -rf " and a path, so 11 of the path). With a temporary directory of 10 or 11 characters that
- * is the directory itself: keep it at 6 characters or fewer.
+ * The agent keeps 30 characters of each path it builds from them, and of a path that it removes
+ * before a download ("rm -rf <path>") 11: with a temporary directory of 10 or more characters that
+ * is the directory itself or another one. Keep it at 6 or fewer, with which "/4QZ*" fits in.
  */
 const char *nal_getTmpDirectory(void);      /* downloads, progress, agent data; lost on reboot */
 const char *nal_getConfigsDirectory(void);  /* survives a reboot */
