@@ -3,6 +3,7 @@
 
 option(OTA_SANITIZE "Build everything with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
 option(OTA_COVERAGE "Build everything with coverage counters" OFF)
+option(OTA_FUZZ "Build the libFuzzer programs of tests/fuzz, everything with ASan and UBSan" OFF)
 
 add_library(ota_compile_options INTERFACE)
 target_compile_options(ota_compile_options INTERFACE
@@ -16,4 +17,9 @@ endif()
 if(OTA_COVERAGE)
   target_compile_options(ota_compile_options INTERFACE --coverage -O0)
   target_link_options(ota_compile_options INTERFACE --coverage)
+endif()
+if(OTA_FUZZ)
+  target_compile_options(ota_compile_options INTERFACE
+    -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(ota_compile_options INTERFACE -fsanitize=address,undefined)
 endif()

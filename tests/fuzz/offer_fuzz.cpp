@@ -1,28 +1,24 @@
 // SPDX-License-Identifier: MIT
-// What must hold for every text that the guard is given: one entry for libFuzzer and the replay.
+// What must hold for every offer, activation time and setting that the guard is given.
 #include "host/guard/activation_record.h"
 #include "host/guard/offer.h"
 #include "host/guard/setting.h"
 #include "host/guard/time_of_day.h"
 #include "host/guard/version.h"
 #include "host/json.h"
+#include "tests/fuzz/promise.h"
 
-#include <algorithm>
 #include <array>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 
 using namespace host;
 using namespace host::guard;
 
-// libFuzzer knows it by this name.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size);
+using fuzz::consistsOf;
+using fuzz::kVersionCharacters;
+using fuzz::promise;
 
 namespace {
 
-constexpr std::string_view kVersionCharacters =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._+-";
 constexpr std::size_t kLongestRefusal = 300;
 constexpr const char *kFloor = "4QZ1.2";
 
@@ -31,31 +27,12 @@ const NodeIdentity &thisNode() {
     return node;
 }
 
-void require(bool holds, const char *rule, std::string_view input) {
-    if (holds) {
-        return;
-    }
-    std::fprintf(stderr, "\nbroken: %s\ninput of %zu bytes: ", rule, input.size());
-    for (const char byte : input.substr(0, 4000)) {
-        const bool plain = byte >= ' ' && byte <= '~' && byte != '\\';
-        std::fprintf(stderr, plain ? "%c" : "\\x%02X", static_cast<unsigned char>(byte));
-    }
-    std::fputc('\n', stderr);
-    std::abort();
-}
-
-bool consistsOf(std::string_view text, std::string_view characters) {
-    return text.find_first_not_of(characters) == std::string_view::npos;
-}
-
 void checkRefusal(const Refusal &refusal, std::string_view input) {
     const std::string line = refusal.text();
-    require(
-        std::all_of(line.begin(), line.end(), [](char byte) { return byte >= ' ' && byte <= '~'; }),
-        "a refusal is one printable line", input);
-    require(line.size() <= kLongestRefusal, "a refusal is short", input);
-    require(!refusal.field.empty() && !refusal.reason.empty(), "a refusal says why", input);
-    require(*rowOf(refusal.outcome).busError != '\0', "a refusal has a bus error", input);
+    promise(fuzz::isPrintableLine(line), "a refusal is one printable line", input);
+    promise(line.size() <= kLongestRefusal, "a refusal is short", input);
+    promise(!refusal.field.empty() && !refusal.reason.empty(), "a refusal says why", input);
+    promise(*rowOf(refusal.outcome).busError != '\0', "a refusal has a bus error", input);
 }
 
 bool isPlainUrl(const std::string &url) {
@@ -66,28 +43,28 @@ bool isPlainUrl(const std::string &url) {
 }
 
 void checkValues(const Offer &offer, const Rules &rules, std::string_view input) {
-    require(offer.version.starts_with("4QZ") && offer.version.size() <= thisNode().longestVersion &&
+    promise(offer.version.starts_with("4QZ") && offer.version.size() <= thisNode().longestVersion &&
                 consistsOf(offer.version, kVersionCharacters),
             "an accepted version is safe in a shell", input);
-    require(compareVersions(offer.version, rules.lowestVersion) >= 0,
+    promise(compareVersions(offer.version, rules.lowestVersion) >= 0,
             "an accepted version is not under the floor", input);
-    require(offer.model == thisNode().model, "an accepted offer is for this model", input);
+    promise(offer.model == thisNode().model, "an accepted offer is for this model", input);
     std::string mac = offer.mac;
     std::transform(mac.begin(), mac.end(), mac.begin(), [](char byte) {
         return byte >= 'a' && byte <= 'f' ? static_cast<char>(byte - 'a' + 'A') : byte;
     });
-    require(mac == thisNode().mac, "an accepted offer is for this address", input);
-    require(offer.checksum.size() == 32 && consistsOf(offer.checksum, "0123456789abcdef"),
+    promise(mac == thisNode().mac, "an accepted offer is for this address", input);
+    promise(offer.checksum.size() == 32 && consistsOf(offer.checksum, "0123456789abcdef"),
             "an accepted checksum is an MD5 sum", input);
-    require(offer.policy >= 0 && offer.policy <= 3, "an accepted policy is one of four", input);
+    promise(offer.policy >= 0 && offer.policy <= 3, "an accepted policy is one of four", input);
     const bool isHttps = offer.url.starts_with("https://");
-    require(isHttps || (rules.allowPlainHttp && offer.url.starts_with("http://")),
+    promise(isHttps || (rules.allowPlainHttp && offer.url.starts_with("http://")),
             "an accepted URL is of an allowed kind", input);
-    require(isHttps == (offer.url.find("https") != std::string::npos),
+    promise(isHttps == (offer.url.find("https") != std::string::npos),
             "an accepted URL is taken for what it is", input);
-    require(offer.url.size() < 8192 && isPlainUrl(offer.url), "an accepted URL is plain", input);
+    promise(offer.url.size() < 8192 && isPlainUrl(offer.url), "an accepted URL is plain", input);
     const std::size_t host = offer.url.find("://") + 3;
-    require(offer.url.substr(host, offer.url.find_first_of("/?#", host) - host).find('@') ==
+    promise(offer.url.substr(host, offer.url.find_first_of("/?#", host) - host).find('@') ==
                 std::string::npos,
             "an accepted URL names no user", input);
 }
@@ -95,11 +72,11 @@ void checkValues(const Offer &offer, const Rules &rules, std::string_view input)
 // As the agent reads it: by cJSON, key by key.
 void checkCanonical(const Offer &offer, const Rules &rules, std::string_view input) {
     const Json object(cJSON_Parse(offer.descriptor.c_str()));
-    require(cJSON_GetArraySize(object.get()) == 6, "the canonical text has six keys", input);
+    promise(cJSON_GetArraySize(object.get()) == 6, "the canonical text has six keys", input);
     const auto holds = [&](const char *key, const std::string &value) {
         const char *text =
             cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(object.get(), key));
-        require(text != nullptr && value == text, "the agent reads what was checked", input);
+        promise(text != nullptr && value == text, "the agent reads what was checked", input);
     };
     holds("model", offer.model);
     holds("nxtMSVersion", offer.version);
@@ -107,10 +84,10 @@ void checkCanonical(const Offer &offer, const Rules &rules, std::string_view inp
     holds("checksum", offer.checksum);
     holds("mac", offer.mac);
     const cJSON *policy = cJSON_GetObjectItemCaseSensitive(object.get(), "policy");
-    require(cJSON_IsNumber(policy) && policy->valueint == offer.policy,
+    promise(cJSON_IsNumber(policy) && policy->valueint == offer.policy,
             "the agent reads the policy that was checked", input);
     Offer again;
-    require(!checkOffer(offer.descriptor, thisNode(), rules, again) &&
+    promise(!checkOffer(offer.descriptor, thisNode(), rules, again) &&
                 again.descriptor == offer.descriptor,
             "the canonical text is accepted again, unchanged", input);
 }
@@ -121,10 +98,10 @@ void tryOffer(std::string_view text, const Rules &rules) {
     const auto refusal = checkOffer(text, thisNode(), rules, offer);
     if (refusal) {
         checkRefusal(*refusal, text);
-        require(offer.descriptor == "untouched", "a refusal leaves the offer alone", text);
+        promise(offer.descriptor == "untouched", "a refusal leaves the offer alone", text);
         return;
     }
-    require(text.size() <= 65536 && text.find('\0') == std::string_view::npos,
+    promise(text.size() <= 65536 && text.find('\0') == std::string_view::npos,
             "an accepted text is small and has no NUL", text);
     checkValues(offer, rules, text);
     checkCanonical(offer, rules, text);
@@ -134,14 +111,14 @@ void tryActivationTime(std::string_view text) {
     ActivationRecord activation;
     if (const auto refusal = checkActivationTime(text, thisNode(), activation)) {
         checkRefusal(*refusal, text);
-        require(activation.record.empty(), "a refusal leaves the activation alone", text);
+        promise(activation.record.empty(), "a refusal leaves the activation alone", text);
         return;
     }
-    require(activation.time.empty() ||
+    promise(activation.time.empty() ||
                 (activation.time.size() <= 8 && consistsOf(activation.time, "0123456789:")),
             "an accepted time is a time of day", text);
     ActivationRecord again;
-    require(!checkActivationTime(activation.record, thisNode(), again) &&
+    promise(!checkActivationTime(activation.record, thisNode(), again) &&
                 again.record == activation.record && again.time == activation.time,
             "the canonical record is accepted again, unchanged", text);
 }
@@ -153,7 +130,7 @@ void trySettings(std::string_view text) {
         if (const auto refusal = checkSetting(settingName(each), text, setting)) {
             checkRefusal(*refusal, text);
         } else {
-            require(setting == each && !text.empty() && text.size() <= 31 &&
+            promise(setting == each && !text.empty() && text.size() <= 31 &&
                         text.find_first_of(" \t\r\n=;#[]\"\\") == std::string_view::npos,
                     "an accepted setting keeps to its line", text);
         }
@@ -166,9 +143,9 @@ void trySettings(std::string_view text) {
 void tryVersions(std::string_view text) {
     const std::string_view a = text.substr(0, text.size() / 2);
     const std::string_view b = text.substr(text.size() / 2);
-    require(compareVersions(a, b) == -compareVersions(b, a), "the order has one direction", text);
-    require(compareVersions(text, text) == 0, "a version equals itself", text);
-    require(compareVersions(a, text) <= 0, "what begins alike and is longer is not smaller", text);
+    promise(compareVersions(a, b) == -compareVersions(b, a), "the order has one direction", text);
+    promise(compareVersions(text, text) == 0, "a version equals itself", text);
+    promise(compareVersions(a, text) <= 0, "what begins alike and is longer is not smaller", text);
 }
 
 // The text as the value of each key in turn, so that the checks behind the form are reached.

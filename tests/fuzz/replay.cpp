@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Runs the fuzzer's entry without libFuzzer: the corpus, then mutations of it, always the same
+// Runs a fuzzer's entry without libFuzzer: the corpus, then mutations of it, always the same
 // ones.
+#include "tests/fuzz/promise.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -13,14 +15,12 @@
 #include <string>
 #include <vector>
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size);
-
 namespace {
 
 using Texts = std::vector<std::string>;
 
 constexpr std::uint64_t kSeed = 20240229;
-constexpr std::size_t kMaxText = 70000; // beyond what the guard takes
+constexpr std::size_t kMaxText = 70000; // beyond what any of them takes
 
 std::string contentOf(const std::filesystem::path &path) {
     std::ifstream file(path, std::ios::binary);
@@ -138,15 +138,16 @@ void run(const std::string &text) {
 
 int main(int argc, char **argv) {
     if (argc != 4) {
-        std::fprintf(stderr, "usage: guard_fuzz_replay CORPUS-FOLDER DICTIONARY MUTATIONS\n");
+        std::fprintf(stderr, "usage: NAME_fuzz_replay CORPUS-FOLDER DICTIONARY MUTATIONS\n");
         return 2;
     }
     const Texts corpus = readCorpus(argv[1]);
     const Texts dictionary = readDictionary(argv[2]);
     const long mutations = std::atol(argv[3]);
     if (corpus.empty() || dictionary.empty() || mutations <= 0) {
-        std::fprintf(stderr, "guard_fuzz_replay: nothing to run: the corpus, the dictionary or the "
-                             "number of mutations is empty\n");
+        std::fprintf(stderr,
+                     "nothing to run: the corpus, the dictionary or the number of mutations "
+                     "is empty\n");
         return 2;
     }
     std::for_each(corpus.begin(), corpus.end(), run);
