@@ -24,6 +24,18 @@ std::string sentence(const HistoryLine &line) {
 } // namespace
 
 void Chronicle::tell(HistoryLine line) {
+    if (const std::uint64_t lines = history_.takeUnwritten(); lines > 0) {
+        HistoryLine gap;
+        gap.event = "history-gap";
+        gap.outcome = host::Outcome::failed;
+        gap.reason = std::to_string(lines) + " lines are not on the disk, which did not keep up";
+        gap.next = "look at the disk of the state directory";
+        tellNow(std::move(gap));
+    }
+    tellNow(std::move(line));
+}
+
+void Chronicle::tellNow(HistoryLine line) {
     const NodeStatus &status = board_.lastStatus();
     if (line.stage.empty()) {
         line.stage = status.stage;

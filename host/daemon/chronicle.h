@@ -20,6 +20,8 @@ class Chronicle {
     void tell(HistoryLine line);
 
   private:
+    void tellNow(HistoryLine line);
+
     History &history_;
     const StatusBoard &board_;
     BusService &bus_;

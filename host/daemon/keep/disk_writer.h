@@ -3,12 +3,16 @@
 #ifndef HOST_DAEMON_KEEP_DISK_WRITER_H
 #define HOST_DAEMON_KEEP_DISK_WRITER_H
 
+#include "host/daemon/keep/line_file.h"
+
 #include "platform/nal/file_io.h"
 
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -33,23 +37,39 @@ class DiskWriter {
     /* Readable while completions wait. */
     int fd() const { return event_.get(); }
 
-    /* Tasks are done in the order of the calls. `done` may be empty, and is called by dispatch. */
+    /* `done` may be empty, and is called by dispatch. */
 
-    /* Replaces the file in one step. After a failure the old file stands, unless the line says so.
+    /*
+     * Replaces the file in one step. After a failure the old file stands, unless the line says so.
+     * A text that still waits when the next one for its file comes is not written any more: its
+     * `done` hears of that one. Texts overtake the lines that may be overtaken.
      */
     void replace(std::string path, std::string text, Done done);
+
+    enum class Overtaking { allowed, forbidden };
     /*
-     * Adds the line, which has no line end, and a line end. A file that would grow over maxBytes
-     * becomes path.1 before, path.1 becomes path.2 and so on; what was path.<keep> goes.
+     * Adds the line, which has no line end, to the file. Lines keep their order; those that wait
+     * are written and synced together. Where overtaking is forbidden, this line and all before it
+     * are stored before any text of a later replace().
      */
-    void append(std::string path, std::string line, std::uint64_t maxBytes, int keep, Done done);
+    void append(std::shared_ptr<const LineFile> file, std::string line, Overtaking overtaking,
+                Done done);
+
+    /* Lines that wait to be written. */
+    std::size_t waitingLines() const;
 
     /* Runs the completions that wait. They may queue new tasks. */
     void dispatch();
 
   private:
-    struct Task {
-        std::function<std::string()> run; // what is wrong, or empty
+    struct Text {
+        std::string path, text;
+        std::vector<Done> dones;
+        std::uint64_t behind; // so many lines are stored before it
+    };
+    struct Line {
+        std::shared_ptr<const LineFile> file;
+        std::string text;
         Done done;
     };
     struct Completion {
@@ -57,14 +77,18 @@ class DiskWriter {
         std::string whatIsWrong;
     };
 
-    void queue(Task task);
     void work();
-    void complete(Completion completion);
+    void writeText(std::unique_lock<std::mutex> &lock);
+    void writeLines(std::unique_lock<std::mutex> &lock);
+    void complete(const std::vector<Completion> &completions);
 
     nal::UniqueFd event_;
-    std::mutex mutex_; // of the three below
+    mutable std::mutex mutex_; // of all below but the thread
     std::condition_variable wake_;
-    std::deque<Task> tasks_;
+    std::deque<Text> texts_;
+    std::deque<Line> lines_;
+    std::uint64_t linesQueued_ = 0, linesDone_ = 0;
+    std::uint64_t notOvertaken_ = 0; // so many lines come before the next text
     std::vector<Completion> completions_;
     bool ending_ = false;
     std::thread thread_; // last: it uses all of the above

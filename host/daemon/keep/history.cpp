@@ -4,15 +4,18 @@
 
 #include "host/daemon/keep/json_object.h"
 #include "host/daemon/keep/line_file.h"
+#include "host/daemon/keep/line_source.h"
 
 #include <algorithm>
-#include <fstream>
 #include <new>
 #include <string_view>
 #include <utility>
 
 namespace otad {
 namespace {
+
+// Each of its texts escaped, and some more.
+constexpr std::size_t kLongestLine = 8 * 1024;
 
 std::string utcStamp(std::time_t now) {
     std::tm utc{};
@@ -31,8 +34,14 @@ std::string printable(std::string text) {
     return text;
 }
 
+// What somebody else has written may be of any length.
+std::string shortened(const std::string &text) {
+    constexpr std::size_t kLongest = 512;
+    return text.size() > kLongest ? text.substr(0, kLongest) + "..." : text;
+}
+
 void add(cJSON *object, const char *key, const std::string &text) {
-    if (cJSON_AddStringToObject(object, key, printable(text).c_str()) == nullptr) {
+    if (cJSON_AddStringToObject(object, key, printable(shortened(text)).c_str()) == nullptr) {
         throw std::bad_alloc();
     }
 }
@@ -75,44 +84,87 @@ std::string formatHistoryLine(const HistoryLine &line, std::time_t now, const st
 
 History::History(DiskWriter &disk, std::string path, std::uint64_t maxBytes, int keep,
                  std::function<void(const std::string &)> failed)
-    : disk_(disk), path_(std::move(path)), maxBytes_(maxBytes), keep_(keep),
+    : disk_(disk),
+      file_(std::make_shared<const LineFile>(LineFile{
+          std::move(path), maxBytes, keep,
+          [room = maxBytes / 4](std::string_view text) { return thinnedOut(text, room); }})),
       failed_(std::move(failed)) {}
 
 std::size_t History::load() {
     std::size_t damaged = 0;
-    for (int number = keep_; number >= 0; --number) {
-        std::ifstream file(rotationOf(path_, number)); // one that is not there has no lines
-        for (std::string line; std::getline(file, line);) {
+    for (int number = file_->keep; number >= 0; --number) {
+        readLines(rotationOf(file_->path, number), kLongestLine, [&](std::string line) {
             if (isHistoryLine(line)) {
-                remember(std::move(line));
+                std::string source = sourceOf(line);
+                remember({std::move(line), std::move(source)});
             } else {
                 ++damaged;
             }
-        }
+        });
     }
     return damaged;
 }
 
 void History::add(std::string line) {
-    remember(line);
-    disk_.append(path_, std::move(line), maxBytes_, keep_,
-                 [failed = failed_](const std::string &whatIsWrong) {
-                     if (!whatIsWrong.empty() && failed) {
-                         failed(whatIsWrong);
-                     }
-                 });
+    const std::string source = sourceOf(line);
+    remember({line, source});
+    if (disk_.waitingLines() >= kMostWaiting) {
+        ++unwritten_;
+        return;
+    }
+    // What the node did for a request is on the disk before the ledger says that it is over.
+    disk_.append(file_, std::move(line),
+                 source.empty() ? DiskWriter::Overtaking::forbidden
+                                : DiskWriter::Overtaking::allowed,
+                 [this](const std::string &whatIsWrong) { written(whatIsWrong); });
 }
+
+void History::written(const std::string &whatIsWrong) {
+    const bool wasFailing = std::exchange(failing_, !whatIsWrong.empty());
+    if (failing_ && !wasFailing && failed_) {
+        failed_(whatIsWrong);
+    }
+}
+
+std::uint64_t History::takeUnwritten() { return isBehind() ? 0 : std::exchange(unwritten_, 0); }
 
 std::vector<std::string> History::newest(std::size_t count) const {
     const std::size_t taken = std::min(count, lines_.size());
-    return {lines_.end() - static_cast<std::ptrdiff_t>(taken), lines_.end()};
+    std::vector<std::string> lines;
+    for (std::size_t i = lines_.size() - taken; i < lines_.size(); ++i) {
+        lines.push_back(lines_[i].line);
+    }
+    return lines;
 }
 
-void History::remember(std::string line) {
-    lines_.push_back(std::move(line));
-    if (lines_.size() > kNewest) {
-        lines_.pop_front();
+void History::remember(Kept kept) {
+    if (!kept.source.empty()) {
+        ++ofOthers_[kept.source];
     }
+    lines_.push_back(std::move(kept));
+    if (lines_.size() > kNewest) {
+        forgetOne();
+    }
+}
+
+// The oldest; where others have over half of all, the oldest of the one that has most.
+void History::forgetOne() {
+    std::size_t all = 0;
+    const std::string *most = nullptr;
+    for (const auto &[source, count] : ofOthers_) {
+        all += count;
+        most = most == nullptr || count > ofOthers_[*most] ? &source : most;
+    }
+    auto oldest = lines_.begin();
+    if (all > kNewest / 2) {
+        oldest = std::find_if(lines_.begin(), lines_.end(),
+                              [most](const Kept &one) { return one.source == *most; });
+    }
+    const auto count = ofOthers_.find(oldest->source);
+    if (count != ofOthers_.end() && --count->second == 0) {
+        ofOthers_.erase(count);
+    }
+    lines_.erase(oldest);
 }
 
 } // namespace otad

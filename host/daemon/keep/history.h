@@ -11,6 +11,8 @@
 #include <ctime>
 #include <deque>
 #include <functional>
+#include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -28,17 +30,27 @@ struct HistoryLine {
 
 /*
  * One JSON object without a line end, keys time (RFC 3339, UTC, seconds), node, event, ticket,
- * version, stage, code, result, reason, next. Bytes other than printable ASCII become '?'.
+ * version, stage, code, result, reason, next. Bytes other than printable ASCII become '?', and a
+ * text ends after 512 bytes, with "...".
  */
 std::string formatHistoryLine(const HistoryLine &line, std::time_t now, const std::string &node);
 
+/*
+ * Lines that others can cause without end never push out the node's own: of the newest in memory,
+ * and of the newest file, they have the half that is left, each source as much of it as the others.
+ */
 class History {
   public:
     static constexpr std::size_t kNewest = 500;
+    /* Where so many lines wait for the disk, others are not to cause more of them. */
+    static constexpr std::size_t kManyWaiting = 64;
+    /* Where so many do, lines stay in memory alone. */
+    static constexpr std::size_t kMostWaiting = 1024;
 
     /*
-     * path.1 to path.<keep> are its older files. `failed` gets one line for each line that could
-     * not be written; it stays in memory. The disk writer outlives the history's last completion.
+     * path.1 to path.<keep> are its older files. `failed` gets one line where lines cannot be
+     * written, and not again until one was; they stay in memory. The disk writer outlives the
+     * history's last completion.
      */
     History(DiskWriter &disk, std::string path, std::uint64_t maxBytes, int keep,
             std::function<void(const std::string &)> failed = {});
@@ -50,18 +62,31 @@ class History {
     /* Takes a line of formatHistoryLine. */
     void add(std::string line);
 
+    /* The disk does not keep up. */
+    bool isBehind() const { return disk_.waitingLines() >= kManyWaiting; }
+    /* Lines that the file lacks since the last call, because the disk did not keep up; 0 as long as
+     * it does not. */
+    std::uint64_t takeUnwritten();
+
     /* The newest `count`, the oldest of them first. */
     std::vector<std::string> newest(std::size_t count) const;
 
   private:
-    void remember(std::string line);
+    struct Kept {
+        std::string line, source;
+    };
+
+    void remember(Kept kept);
+    void forgetOne();
+    void written(const std::string &whatIsWrong);
 
     DiskWriter &disk_;
-    std::string path_;
-    std::uint64_t maxBytes_;
-    int keep_;
+    std::shared_ptr<const LineFile> file_;
     std::function<void(const std::string &)> failed_;
-    std::deque<std::string> lines_;
+    bool failing_ = false;
+    std::uint64_t unwritten_ = 0;
+    std::deque<Kept> lines_;
+    std::map<std::string, std::size_t> ofOthers_; // lines in memory of each source
 };
 
 } // namespace otad

@@ -4,12 +4,14 @@
 
 #include "platform/nal/file_io.h"
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
-#include <filesystem>
+#include <span>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace otad {
 namespace {
@@ -43,31 +45,45 @@ bool rotate(const std::string &path, int keep) {
     return true;
 }
 
-bool syncDirectoryOf(const std::string &path) {
-    const std::filesystem::path parent = std::filesystem::path(path).parent_path();
-    const std::string directory = parent.empty() ? "." : parent.string();
-    const nal::UniqueFd opened(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return opened && fsync(opened.get()) == 0;
-}
-
 // True too where it cannot be told: an empty line more does no harm.
 bool endsWithinALine(int file, std::int64_t size) {
     char last = '\n';
     return size > 0 && (pread(file, &last, 1, size - 1) != 1 || last != '\n');
 }
 
-std::string writeLine(const std::string &path, int file, std::int64_t size, std::string_view line) {
+// In one write. More than one line may not take the file over its size.
+std::string writeLines(const LineFile &target, int file, std::int64_t size,
+                       std::span<const std::string_view> &lines) {
     std::string bytes = endsWithinALine(file, size) ? "\n" : "";
-    bytes.append(line);
-    bytes += '\n';
+    const auto before = static_cast<std::uint64_t>(size);
+    do {
+        bytes.append(lines.front()).append("\n");
+        lines = lines.subspan(1);
+    } while (!lines.empty() && before + bytes.size() + lines.front().size() + 1 <= target.maxBytes);
     if (!nal::writeFully(file, bytes.data(), bytes.size()) || fdatasync(file) != 0) {
-        return nal::systemReason(path + ": a line cannot be added");
+        return nal::systemReason(target.path + ": a line cannot be added");
     }
     // A new name lasts only once its directory is on the disk.
-    if (size == 0 && !syncDirectoryOf(path)) {
-        return nal::systemReason(path + ": its directory cannot be synced");
+    if (size == 0 && !nal::syncDirectoryOf(target.path)) {
+        return nal::systemReason(target.path + ": its directory cannot be synced");
     }
     return {};
+}
+
+bool fits(const LineFile &file, std::uint64_t size, std::string_view line) {
+    return size + line.size() + 1 <= file.maxBytes;
+}
+
+// True: the line has room in what was left of the file.
+bool isThinnedOut(const LineFile &file, std::string_view line) {
+    std::string text;
+    std::string ignored; // rotating needs no reading, and says itself what is wrong
+    if (!file.thinOut || !nal::readWholeFile(file.path, file.maxBytes, text, ignored)) {
+        return false;
+    }
+    const std::string thin = file.thinOut(text);
+    return thin.size() < text.size() && fits(file, thin.size(), line) &&
+           nal::replaceFile(file.path, thin, ignored) != nal::Replaced::no;
 }
 
 } // namespace
@@ -76,21 +92,49 @@ std::string rotationOf(const std::string &path, int number) {
     return number == 0 ? path : path + "." + std::to_string(number);
 }
 
-std::string appendLine(const std::string &path, std::string_view line, std::uint64_t maxBytes,
-                       int keep) {
-    nal::UniqueFd file = openAtEnd(path);
-    std::int64_t size = file ? sizeOf(file.get()) : -1;
-    if (size > 0 && static_cast<std::uint64_t>(size) + line.size() + 1 > maxBytes) {
-        if (!rotate(path, keep)) {
-            return nal::systemReason(path + ": cannot be rotated");
+std::string appendLines(const LineFile &target, const std::vector<std::string_view> &lines) {
+    std::span<const std::string_view> left(lines);
+    std::string whatIsWrong;
+    while (!left.empty() && whatIsWrong.empty()) {
+        nal::UniqueFd file = openAtEnd(target.path);
+        std::int64_t size = file ? sizeOf(file.get()) : -1;
+        if (size > 0 && !fits(target, static_cast<std::uint64_t>(size), left.front())) {
+            if (!isThinnedOut(target, left.front()) && !rotate(target.path, target.keep)) {
+                return nal::systemReason(target.path + ": cannot be rotated");
+            }
+            file = openAtEnd(target.path);
+            size = file ? sizeOf(file.get()) : -1;
         }
-        file = openAtEnd(path);
-        size = file ? sizeOf(file.get()) : -1;
+        whatIsWrong = size < 0 ? nal::systemReason(target.path + ": cannot be opened")
+                               : writeLines(target, file.get(), size, left);
     }
-    if (size < 0) {
-        return nal::systemReason(path + ": cannot be opened");
+    return whatIsWrong;
+}
+
+void readLines(const std::string &path, std::size_t longest,
+               const std::function<void(std::string line)> &take) {
+    const nal::UniqueFd file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK |
+                                                    O_CLOEXEC)); // a FIFO waits for nobody
+    struct stat status {};
+    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return;
     }
-    return writeLine(path, file.get(), size, line);
+    constexpr std::size_t kPiece = 16 * 1024;
+    std::array<char, kPiece> piece{};
+    std::string line;
+    std::int64_t got = 0;
+    while ((got = nal::readFully(file.get(), piece.data(), piece.size())) > 0) {
+        for (const char byte : std::string_view(piece.data(), static_cast<std::size_t>(got))) {
+            if (byte == '\n') {
+                take(std::exchange(line, {}));
+            } else if (line.size() <= longest) {
+                line += byte;
+            }
+        }
+    }
+    if (!line.empty()) {
+        take(std::move(line));
+    }
 }
 
 } // namespace otad

@@ -4,11 +4,17 @@
 
 #include "tests/unit/daemon/keep/files.h"
 
+#include <string_view>
+#include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
-using otad::appendLine;
+std::string appendLine(const std::string &path, std::string_view line, std::uint64_t maxBytes,
+                       int keep) {
+    return otad::appendLines({path, maxBytes, keep}, {line});
+}
 
 class LineFile : public InAFolder {
   protected:
@@ -84,6 +90,76 @@ TEST_F(LineFile, SaysWhenItCannotBeRotated) {
     const std::string whatIsWrong = appendLine(path_, "next", 4, 1);
     EXPECT_NE(whatIsWrong.find("cannot be rotated"), std::string::npos) << whatIsWrong;
     EXPECT_EQ(textOf(path_), "current\n");
+}
+
+TEST_F(LineFile, TakesManyLinesAndIsRotatedBetweenThem) {
+    EXPECT_EQ(otad::appendLines({path_, 8, 3}, {"1", "2", "345", "6789012345", "a", "b"}), "");
+    EXPECT_EQ(textOf(path_ + ".2"), "1\n2\n345\n");
+    EXPECT_EQ(textOf(path_ + ".1"), "6789012345\n");
+    EXPECT_EQ(textOf(path_), "a\nb\n");
+}
+
+class LineFileThatIsThinnedOut : public LineFile {
+  protected:
+    std::string append(std::string_view line, const std::string &thin) {
+        writeText(path_, "own\nother\nother\n");
+        return otad::appendLines({path_, 20, 1,
+                                  [&, thin](std::string_view text) {
+                                      asked_ += text;
+                                      return thin;
+                                  }},
+                                 {line});
+    }
+
+    std::string asked_;
+};
+
+TEST_F(LineFileThatIsThinnedOut, IsNotRotatedWhereThatMakesRoom) {
+    EXPECT_EQ(append("next", "own\nother\n"), "");
+    EXPECT_EQ(asked_, "own\nother\nother\n");
+    EXPECT_EQ(textOf(path_), "own\nother\nnext\n");
+    EXPECT_FALSE(std::filesystem::exists(path_ + ".1"));
+}
+
+TEST_F(LineFileThatIsThinnedOut, IsRotatedWhereThatIsNotEnough) {
+    EXPECT_EQ(append("a longer one", "own\nother\n"), "");
+    EXPECT_EQ(textOf(path_), "a longer one\n");
+    EXPECT_EQ(textOf(path_ + ".1"), "own\nother\nother\n");
+}
+
+TEST_F(LineFileThatIsThinnedOut, IsRotatedWhereAllIsToStay) {
+    EXPECT_EQ(append("next", "own\nother\nother\n"), "");
+    EXPECT_EQ(textOf(path_), "next\n");
+    EXPECT_EQ(textOf(path_ + ".1"), "own\nother\nother\n");
+}
+
+class LinesThatAreRead : public LineFile {
+  protected:
+    std::vector<std::string> read(std::size_t longest) {
+        std::vector<std::string> lines;
+        otad::readLines(path_, longest, [&](std::string line) { lines.push_back(line); });
+        return lines;
+    }
+};
+
+TEST_F(LinesThatAreRead, AreThoseOfTheFileAndItsCutEnd) {
+    writeText(path_, "one\n\ntwo\ncut");
+    EXPECT_EQ(read(10), (std::vector<std::string>{"one", "", "two", "cut"}));
+}
+
+TEST_F(LinesThatAreRead, AreNeverMuchLongerThanTheyMayBe) {
+    writeText(path_, std::string(1'000'000, 'x') + "\nnext\n");
+    EXPECT_EQ(read(10), (std::vector<std::string>{std::string(11, 'x'), "next"}));
+}
+
+TEST_F(LinesThatAreRead, AreNoneOfWhatIsNoFile) {
+    EXPECT_TRUE(read(10).empty());
+    ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+    EXPECT_TRUE(read(10).empty());
+    ASSERT_EQ(unlink(path_.c_str()), 0);
+    writeText(in("elsewhere"), "secret\n");
+    std::filesystem::create_symlink(in("elsewhere"), path_);
+    EXPECT_TRUE(read(10).empty());
 }
 
 TEST_F(LineFile, NumbersItsOlderFiles) {

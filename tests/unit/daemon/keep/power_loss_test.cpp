@@ -6,6 +6,7 @@
 #include "tests/unit/daemon/keep/files.h"
 
 #include <csignal>
+#include <memory>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -26,11 +27,12 @@ constexpr int kPatience = 10'000; // milliseconds; only a failure waits that lon
 [[noreturn]] void acceptRequests(const std::string &ledgerPath, const std::string &linesPath,
                                  int pipe) {
     DiskWriter disk;
+    const auto lines = std::make_shared<const otad::LineFile>(otad::LineFile{linesPath, 100, 20});
     Ledger ledger;
     int kept = 0;
     for (int number = 0; number < kTasks; ++number) {
         ledger.nextTicket = static_cast<std::uint64_t>(number) + 2;
-        disk.append(linesPath, std::to_string(number), 100, 20, {});
+        disk.append(lines, std::to_string(number), DiskWriter::Overtaking::forbidden, {});
         disk.replace(ledgerPath, otad::printLedger(ledger), [&](const std::string &whatIsWrong) {
             if (!whatIsWrong.empty() || write(pipe, "k", 1) != 1) {
                 _exit(2);
