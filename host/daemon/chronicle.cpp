@@ -2,11 +2,16 @@
 // Tells every event of the node in three places: history file, bus, log.
 #include "host/daemon/chronicle.h"
 
+#include "host/daemon/keep/line_source.h"
+
 #include <cstdio>
 #include <ctime>
+#include <utility>
 
 namespace otad {
 namespace {
+
+constexpr std::int64_t kLeftOutMs = 1000; // between two looks
 
 std::string sentence(const HistoryLine &line) {
     std::string text = line.event;
@@ -33,6 +38,32 @@ void Chronicle::tell(HistoryLine line) {
         tellNow(std::move(gap));
     }
     tellNow(std::move(line));
+}
+
+SenderLimit::Verdict Chronicle::judge(const std::string &sender, std::string_view what) {
+    const auto verdict = limit_.judge(sender, what, SenderLimit::Clock::now());
+    if (verdict != SenderLimit::Verdict::tell && !leftOut_.isSet()) {
+        leftOut_.setInMs(kLeftOutMs);
+    }
+    return verdict;
+}
+
+bool Chronicle::admitsNow(const std::string &sender, std::string_view what) {
+    return limit_.admitsNow(sender, what, SenderLimit::Clock::now());
+}
+
+void Chronicle::tellLeftOut() {
+    for (const auto &[sender, count] : limit_.takeLeftOut(SenderLimit::Clock::now())) {
+        HistoryLine line;
+        line.event = sender == kFromTheBus ? "refused" : "extender-report";
+        line.outcome = host::Outcome::failed;
+        line.reason = sender + ": and " + std::to_string(count) + " more, which are left out";
+        line.next = "find out why it sends so much";
+        tell(std::move(line));
+    }
+    if (limit_.hasLeftOut()) {
+        leftOut_.setInMs(kLeftOutMs);
+    }
 }
 
 void Chronicle::tellNow(HistoryLine line) {

@@ -16,7 +16,7 @@ Daemon::Daemon(sd_event *loop, Options options, const nal::Config &config)
       settings_(config_, disk_),
       timers_(loop, [this](const std::string &name) { conductor_.timerRanOut(name); }),
       board_(loop, config_, book_, timers_, [this] { bus_.statusChanged(); }),
-      bus_(loop, options_.bus, *this), chronicle_(history_, board_, bus_),
+      bus_(loop, options_.bus, *this), chronicle_(loop, history_, board_, bus_),
       root_(loop, config_, bus_, board_, chronicle_),
       conductor_(
           {loop, config_, options_.bootId, book_, chronicle_, board_, bus_, timers_},

@@ -3,6 +3,7 @@
 #include "host/daemon/front.h"
 
 #include "host/daemon/judge.h"
+#include "host/daemon/keep/line_source.h"
 #include "host/daemon/keep/trial_words.h"
 #include "host/guard/setting.h"
 
@@ -25,13 +26,20 @@ std::optional<host::guard::Refusal> Front::notReady() const {
 
 Judge Front::judge() const { return judgeNow(house_.config, house_.board.lastStatus()); }
 
+// Callers may cause as many lines as they like.
+void Front::tell(const HistoryLine &line) {
+    if (house_.chronicle.judge(kFromTheBus, line.reason) == SenderLimit::Verdict::tell) {
+        house_.chronicle.tell(line);
+    }
+}
+
 void Front::refuse(const host::guard::Refusal &refusal, const BusCalls::Answer &answer) {
     HistoryLine line;
     line.event = "refused";
     line.outcome = refusal.outcome;
     line.reason = refusal.text();
     line.next = host::rowOf(refusal.outcome).remedy;
-    house_.chronicle.tell(line);
+    tell(line);
     lastRefusal_ = refusal.text();
     answer(&refusal, 0);
 }
@@ -120,7 +128,7 @@ void Front::changeSetting(const std::string &name, const std::string &value,
             HistoryLine line;
             line.event = "setting-changed";
             line.reason = std::string(host::guard::settingName(setting)) + " is " + value;
-            house_.chronicle.tell(line);
+            tell(line);
             house_.root.follow();
             if (setting == host::guard::Setting::onboarding && value == "0") {
                 house_.conductor.onboardingEnded();

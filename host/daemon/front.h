@@ -51,6 +51,7 @@ class Front {
     std::optional<host::guard::Refusal> notReady() const;
     Judge judge() const;
     bool knowsTheBanks(const BusCalls::Answer &answer);
+    void tell(const HistoryLine &line);
     void refuse(const host::guard::Refusal &refusal, const BusCalls::Answer &answer);
 
     House house_;

@@ -2,12 +2,19 @@
 // The road between extenders and root as this node takes it, whatever its role is just now.
 #include "host/daemon/root_road.h"
 
+#include "host/daemon/keep/line_source.h"
+
 #include <sys/epoll.h>
 
 namespace otad {
 namespace {
 
 constexpr std::int64_t kTickMs = 100;
+
+std::string senderOf(const Unchecked &message) {
+    const std::string mac = message.mac();
+    return mac.empty() ? kNoAddress : mac;
+}
 
 } // namespace
 
@@ -38,16 +45,27 @@ void RootRoad::follow() {
         RootConfig{config_.rootHost, config_.rootPort, config_.rootCaCertificate,
                    config_.rootCertificate, config_.rootKey, config_.rootTopic},
         "otaSwAgent-" + mac, mac, listens_);
-    watched_.emplace(loop_, link_->fd(), EPOLLIN, [this](std::uint32_t) {
-        link_->dispatch([this](const FromExtender &message) { take(message); },
-                        [this](bool connected) { board_.setRootConnected(connected); });
-    });
+    paused_ = false;
+    watched_.emplace(loop_, link_->fd(), EPOLLIN, [this](std::uint32_t) { dispatch(); });
+}
+
+// While the disk is behind, nothing is taken: the link reads no further then, and what comes waits
+// at the broker.
+void RootRoad::dispatch() {
+    if (listens_ && chronicle_.isBehind()) {
+        paused_ = true;
+        watched_->waitFor(0);
+        return tick_.setInMs(kTickMs);
+    }
+    link_->dispatch([this](const Unchecked &message) { take(message); },
+                    [this](bool connected) { board_.setRootConnected(connected); });
 }
 
 void RootRoad::publish(FromExtender::Kind kind, const std::string &text,
                        std::function<void(bool)> answer) {
     if (kind == FromExtender::Kind::fileServer && isGateway()) {
-        raiseFileServer(board_.lastStatus().mac, text);
+        bus_.raiseExtenderFileServer(board_.lastStatus().mac, text);
+        tell("extender-file-server", host::Outcome::done, board_.lastStatus().mac);
         return answer(true);
     }
     if (!link_) {
@@ -68,26 +86,50 @@ void RootRoad::publish(FromExtender::Kind kind, const std::string &text,
 void RootRoad::tick() {
     if (link_ && link_->waiting()) {
         link_->tick();
-        tick_.setInMs(kTickMs);
     } else if (followLater_) {
         follow();
     }
+    if (paused_ && !chronicle_.isBehind()) {
+        paused_ = false;
+        watched_->waitFor(EPOLLIN);
+    }
+    std::erase_if(late_, [this](const auto &one) {
+        const bool isAdmitted = chronicle_.admitsNow(one.first, one.second.text);
+        if (isAdmitted) {
+            tellChecked(one.second);
+        }
+        return isAdmitted;
+    });
+    if (paused_ || !late_.empty() || (link_ && link_->waiting())) {
+        tick_.setInMs(kTickMs);
+    }
 }
 
-void RootRoad::take(const FromExtender &message) {
+// Judged before it is checked: a flood costs no reading.
+void RootRoad::take(const Unchecked &message) {
+    const std::string sender = senderOf(message);
+    const auto verdict = chronicle_.judge(sender, message.text);
+    if (verdict == SenderLimit::Verdict::tell) {
+        late_.erase(sender);
+        tellChecked(message);
+    } else if (verdict == SenderLimit::Verdict::over && chronicle_.keepsForLater(sender)) {
+        late_[sender] = message;
+        tick_.setInMs(kTickMs);
+    }
+}
+
+void RootRoad::tellChecked(const Unchecked &unchecked) {
+    const FromExtender message = unchecked.check(config_.allowPlainHttp);
     if (!message.refusal.empty()) {
-        tell("extender-report", host::Outcome::failed, message.mac + ": " + message.refusal);
+        tell("extender-report", host::Outcome::failed,
+             senderOf(unchecked) + ": " + message.refusal);
     } else if (message.kind == FromExtender::Kind::report) {
         bus_.raiseExtenderStatus(message.mac, message.text);
         tell("extender-report", host::Outcome::done, message.mac);
     } else {
-        raiseFileServer(message.mac, message.text);
+        bus_.raiseExtenderFileServer(message.mac, message.text);
+        tell("extender-file-server", host::Outcome::done, message.mac);
     }
-}
-
-void RootRoad::raiseFileServer(const std::string &mac, const std::string &info) {
-    bus_.raiseExtenderFileServer(mac, info);
-    tell("extender-file-server", host::Outcome::done, mac);
 }
 
 void RootRoad::tell(const char *event, host::Outcome outcome, const std::string &reason) {

@@ -12,6 +12,7 @@
 #include "platform/nal/config.h"
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -37,10 +38,11 @@ class RootRoad {
 
   private:
     bool isGateway() const;
-    void take(const FromExtender &message);
+    void dispatch();
+    void take(const Unchecked &message);
+    void tellChecked(const Unchecked &unchecked);
     void tick();
     void tell(const char *event, host::Outcome outcome, const std::string &reason);
-    void raiseFileServer(const std::string &mac, const std::string &info);
 
     sd_event *loop_;
     const nal::Config &config_;
@@ -52,6 +54,9 @@ class RootRoad {
     bool followLater_ = false; // once nobody waits for an answer of the present link
     std::string linkedMac_;
     bool listens_ = false;
+    bool paused_ = false; // until the disk has caught up
+    // Of a sender that was over its budget, its last word, by its name.
+    std::map<std::string, Unchecked> late_;
     Alarm tick_;
 };
 

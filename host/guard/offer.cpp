@@ -5,6 +5,7 @@
 #include "host/guard/canonical.h"
 #include "host/guard/mac.h"
 #include "host/guard/strict_json.h"
+#include "host/guard/time_of_day.h"
 #include "host/guard/url.h"
 #include "host/guard/version.h"
 #include "otaSwAgent/records.h"
@@ -50,30 +51,29 @@ std::optional<Refusal> readKeys(const StrictObject &object, Offer &offer) {
     return object.takeWholeNumber(kPolicy, offer.policy);
 }
 
-std::optional<Refusal> checkVersion(const std::string &version, std::size_t longest,
-                                    const Rules &rules) {
+std::optional<Refusal> checkVersion(const char *key, const std::string &version,
+                                    std::size_t longest, const Rules &rules) {
     if (!hasVersionCharacters(version)) {
-        return Refusal{Outcome::versionMalformed, kVersion,
+        return Refusal{Outcome::versionMalformed, key,
                        spelled(version) + " is not 1 to 63 characters of A-Z a-z 0-9 . _ + -"};
     }
     if (!version.starts_with(kVersionPrefix)) {
-        return Refusal{Outcome::versionWrongPrefix, kVersion,
+        return Refusal{Outcome::versionWrongPrefix, key,
                        spelled(version) + " does not begin with " + std::string(kVersionPrefix)};
     }
     if (version.size() > longest) {
-        return Refusal{Outcome::versionTooLong, kVersion,
+        return Refusal{Outcome::versionTooLong, key,
                        spelled(version) + " has " + std::to_string(version.size()) +
                            " characters, this node takes at most " + std::to_string(longest)};
     }
     if (!rules.lowestVersion.empty() && compareVersions(version, rules.lowestVersion) < 0) {
-        return Refusal{Outcome::versionBelowFloor, kVersion,
+        return Refusal{Outcome::versionBelowFloor, key,
                        spelled(version) + " is under the configured lowest version " +
                            rules.lowestVersion};
     }
     for (const RefusedVersion &refused : rules.refusedVersions) {
         if (version == refused.version) {
-            return Refusal{Outcome::versionFailedTrial, kVersion,
-                           spelled(version) + " " + refused.why};
+            return Refusal{Outcome::versionFailedTrial, key, spelled(version) + " " + refused.why};
         }
     }
     return std::nullopt;
@@ -105,7 +105,7 @@ std::optional<Refusal> checkPolicy(int policy) {
 
 std::optional<Refusal> checkValues(const Offer &offer, const NodeIdentity &node,
                                    const Rules &rules) {
-    auto refusal = checkVersion(offer.version, node.longestVersion, rules);
+    auto refusal = checkVersion(kVersion, offer.version, node.longestVersion, rules);
     if (!refusal) {
         refusal = checkTarget(offer, node);
     }
@@ -151,6 +151,22 @@ std::optional<Refusal> checkOffer(std::string_view text, const NodeIdentity &nod
     checked.descriptor = canonical.text();
     offer = std::move(checked);
     return std::nullopt;
+}
+
+std::optional<Refusal> checkHandOver(const HandOver &image, bool allowPlainHttp) {
+    auto refusal = checkVersion("swVersion", image.version, longestVersion(""), {});
+    if (!refusal) {
+        refusal = checkChecksum(image.checksum);
+    }
+    if (!refusal) {
+        refusal = checkUrl(kUrl, image.url, allowPlainHttp);
+    }
+    if (!refusal && !image.activationTime.empty() && !isTimeOfDay(image.activationTime)) {
+        refusal =
+            Refusal{Outcome::timeMalformed, "activationTime",
+                    spelled(image.activationTime) + " is not hh, hh:mm or hh:mm:ss of 24 hours"};
+    }
+    return refusal;
 }
 
 std::optional<Refusal> checkFlags(const OfferFlags &flags) {

@@ -42,6 +42,17 @@ struct Offer {
 std::optional<Refusal> checkOffer(std::string_view text, const NodeIdentity &node,
                                   const Rules &rules, Offer &offer);
 
+/* What an extender hands over for its gateway to download. */
+struct HandOver {
+    std::string url;
+    std::string activationTime; // empty: at once
+    std::string checksum;
+    std::string version;
+};
+
+/* The rules of an offer as far as they hold for another node's image. */
+std::optional<Refusal> checkHandOver(const HandOver &image, bool allowPlainHttp);
+
 /* The three values that come with an offer, as wide as a caller can send them. */
 struct OfferFlags {
     int offload = 0;           // 0 to 255; not 0: hand the image over to the gateway

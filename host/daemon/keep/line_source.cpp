@@ -70,7 +70,10 @@ std::string sourceOf(std::string_view line) {
         const std::string_view mac = textOf(object.get(), "reason").substr(0, kMacLength);
         return host::guard::isMac(mac) ? std::string(mac) : kNoAddress;
     }
-    return isOneOf(kOfTheBus, event) ? kFromTheBus : "";
+    // One that was refused out of what was kept has a ticket.
+    const cJSON *const ticket = cJSON_GetObjectItemCaseSensitive(object.get(), "ticket");
+    const bool hasTicket = cJSON_IsNumber(ticket) != 0 && ticket->valuedouble != 0;
+    return isOneOf(kOfTheBus, event) && !hasTicket ? kFromTheBus : "";
 }
 
 std::string thinnedOut(std::string_view text, std::size_t room) {

@@ -3,7 +3,6 @@
 #include "host/daemon/root/mqtt_session.h"
 
 #include "host/daemon/root/root_topic.h"
-#include "host/guard/mac.h"
 
 #include <algorithm>
 #include <array>
@@ -203,9 +202,7 @@ bool MqttSession::failOfLibrary(int code) {
 
 void MqttSession::onConnect(int code) {
     if (code != 0) {
-        fail(std::string("it refuses this node: ") +
-             (setup_.listen ? mosquitto_connack_string(code) : mosquitto_reason_string(code)) +
-             kCheckRights);
+        fail(std::string("it refuses this node: ") + mosquitto_reason_string(code) + kCheckRights);
     } else if (setup_.listen) {
         subscribe();
     } else {
@@ -242,21 +239,13 @@ void MqttSession::onPublish(int messageId, int reason) {
 }
 
 void MqttSession::onMessage(const mosquitto_message &message) {
-    FromExtender taken;
-    std::string mac;
-    if (!parseRootTopic(setup_.config.topic, message.topic, mac, taken.kind)) {
+    Unchecked taken;
+    if (!parseRootTopic(setup_.config.topic, message.topic, taken.sender, taken.kind)) {
         return; // of an older subscription that the broker still holds
     }
-    const std::string_view text(static_cast<const char *>(message.payload),
-                                static_cast<std::size_t>(message.payloadlen));
-    if (message.retain) {
-        taken.mac = host::guard::isMac(mac) ? mac : "";
-        taken.refusal = "topic: a retained message is old news and not taken";
-    } else if (taken.kind == Kind::report) {
-        checkEnvelope(mac, text, taken);
-    } else {
-        checkFileServerInfo(mac, text, taken);
-    }
+    taken.text.assign(static_cast<const char *>(message.payload),
+                      static_cast<std::size_t>(message.payloadlen));
+    taken.retained = message.retain;
     mailbox_.tell(std::move(taken));
 }
 

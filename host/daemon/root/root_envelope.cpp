@@ -2,7 +2,9 @@
 // The check of what extenders send: shape, widths, and that they speak for themselves.
 #include "host/daemon/root/root_envelope.h"
 
+#include "host/guard/canonical.h"
 #include "host/guard/mac.h"
+#include "host/guard/offer.h"
 #include "host/guard/strict_json.h"
 #include "otaSwAgent/records.h"
 #include "otaSwAgent/status_words.h"
@@ -261,6 +263,24 @@ bool finish(const std::optional<Refusal> &wrong, std::string_view text, FromExte
 
 } // namespace
 
+std::string Unchecked::mac() const {
+    return host::guard::isMac(sender) ? inUpperCase(sender) : std::string();
+}
+
+FromExtender Unchecked::check(bool allowPlainHttp) const {
+    FromExtender taken;
+    if (retained) {
+        taken.kind = kind;
+        taken.mac = mac();
+        taken.refusal = "topic: a retained message is old news and not taken";
+    } else if (kind == FromExtender::Kind::report) {
+        checkEnvelope(sender, text, taken);
+    } else {
+        checkFileServerInfo(sender, text, allowPlainHttp, taken);
+    }
+    return taken;
+}
+
 bool checkEnvelope(std::string_view mac, std::string_view text, FromExtender &taken) {
     if (!begin(FromExtender::Kind::report, mac, taken)) {
         return false;
@@ -273,13 +293,24 @@ bool checkEnvelope(std::string_view mac, std::string_view text, FromExtender &ta
     return finish(wrong, signalData, taken);
 }
 
-bool checkFileServerInfo(std::string_view mac, std::string_view text, FromExtender &taken) {
+bool checkFileServerInfo(std::string_view mac, std::string_view text, bool allowPlainHttp,
+                         FromExtender &taken) {
     if (!begin(FromExtender::Kind::fileServer, mac, taken)) {
         return false;
     }
     std::array<std::string, kFileServerFields.size()> values;
-    return finish(readFields(text, "file-server information", kFileServerFields, values), text,
-                  taken);
+    auto wrong = readFields(text, "file-server information", kFileServerFields, values);
+    if (!wrong) {
+        const auto &[url, activationTime, checksum, version] = values;
+        wrong =
+            host::guard::checkHandOver({url, activationTime, checksum, version}, allowPlainHttp);
+    }
+    // Written anew: nothing that was not looked at goes on.
+    host::guard::CanonicalObject checked;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        checked.add(kFileServerFields[i].key, values[i]);
+    }
+    return finish(wrong, checked.text(), taken);
 }
 
 } // namespace otad

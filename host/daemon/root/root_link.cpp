@@ -47,7 +47,7 @@ int RootLink::fd() const { return mailbox_->events().fd(); }
 
 std::string RootLink::problem() const { return mailbox_->problem(); }
 
-void RootLink::dispatch(const std::function<void(const FromExtender &)> &taken,
+void RootLink::dispatch(const std::function<void(const Unchecked &)> &taken,
                         const std::function<void(bool)> &connection) {
     const auto tellChange = [&](const ConnectionChange &change) {
         connected_ = change.up;

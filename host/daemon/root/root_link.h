@@ -62,7 +62,7 @@ class RootLink {
      * Calls what waits, in order: `taken` for each message of an extender, `connection` whenever
      * the connection comes up or goes, and the answers to publish().
      */
-    void dispatch(const std::function<void(const FromExtender &)> &taken,
+    void dispatch(const std::function<void(const Unchecked &)> &taken,
                   const std::function<void(bool)> &connection);
 
     /*

@@ -12,8 +12,14 @@
 namespace otad {
 namespace {
 
-// Of at most kLongestRootMessage bytes each: a flood of messages is held up at its sender.
+// A flood of messages is held up at its sender.
 constexpr std::size_t kMostWaitingEvents = 64;
+constexpr std::size_t kMostWaitingBytes = 4 * kLongestRootMessage;
+
+std::size_t sizeOf(const RootEvent &event) {
+    const auto *const message = std::get_if<Unchecked>(&event);
+    return message == nullptr ? 0 : message->text.size() + message->sender.size();
+}
 
 } // namespace
 
@@ -61,6 +67,7 @@ bool RootMailbox::waitForEnd(std::chrono::milliseconds patience) {
 
 void RootMailbox::tell(RootEvent event) {
     const std::lock_guard lock(mutex_);
+    waitingBytes_ += sizeOf(event);
     waitingEvents_.push_back(std::move(event));
     events_.set();
 }
@@ -69,6 +76,7 @@ std::vector<RootEvent> RootMailbox::takeEvents() {
     const std::lock_guard lock(mutex_);
     events_.clear();
     wake_.set(); // who waited for room may go on
+    waitingBytes_ = 0;
     return std::exchange(waitingEvents_, {});
 }
 
@@ -120,7 +128,7 @@ void RootMailbox::giveBack(Outgoing message) {
 
 bool RootMailbox::isFull() const {
     const std::lock_guard lock(mutex_);
-    return waitingEvents_.size() >= kMostWaitingEvents;
+    return waitingEvents_.size() >= kMostWaitingEvents || waitingBytes_ >= kMostWaitingBytes;
 }
 
 } // namespace otad

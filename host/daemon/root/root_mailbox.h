@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <mutex>
@@ -37,7 +38,7 @@ struct ConnectionChange {
     bool up;
 };
 
-using RootEvent = std::variant<FromExtender, ConnectionChange, PublishAnswer>;
+using RootEvent = std::variant<Unchecked, ConnectionChange, PublishAnswer>;
 
 /* An eventfd: set until it is cleared, however often it was set. */
 class Flag {
@@ -87,6 +88,7 @@ class RootMailbox {
     Flag wake_, events_;
     std::deque<Outgoing> outgoing_;
     std::vector<RootEvent> waitingEvents_;
+    std::size_t waitingBytes_ = 0;
     std::string problem_;
     bool shouldEnd_ = false, ended_ = false;
 };

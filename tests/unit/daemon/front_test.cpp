@@ -58,6 +58,22 @@ TEST_F(Front, takes_offers_whatever_version_the_factory_gave_the_node) {
     }
 }
 
+TEST_F(Front, tells_a_flood_of_refusals_in_one_line_and_answers_each) {
+    startUp();
+    constexpr int kMany = 1000;
+    std::vector<ReplyRef> replies;
+    for (int number = 0; number < kMany; ++number) {
+        replies.push_back(offerText("{\"" + std::to_string(number) + "\":0}"));
+        EXPECT_EQ(replies.back()->times, 1);
+        EXPECT_EQ(replies.back()->refused, Outcome::keyMissing);
+    }
+    EXPECT_LE(told("refused").size(), 40U);
+    ASSERT_TRUE(turnUntil([&] { return told("refused").back().ends_with("left out"); }));
+    const std::vector<std::string> lines = told("refused");
+    EXPECT_THAT(lines.back(),
+                HasSubstr("bus: and " + std::to_string(kMany + 1 - lines.size()) + " more"));
+}
+
 TEST_F(Front, refuses_what_the_guard_refuses_and_tells_it_with_its_code) {
     startUp();
     struct Row {

@@ -36,6 +36,10 @@ TEST(TheSourceOfALine, IsTheExtenderForWhatItSent) {
 TEST(TheSourceOfALine, IsTheBusForWhatItsCallersCause) {
     EXPECT_EQ(sourceOf(line("refused", "mac: 02")), otad::kFromTheBus);
     EXPECT_EQ(sourceOf(line("setting-changed")), otad::kFromTheBus);
+    otad::HistoryLine kept;
+    kept.event = "refused";
+    kept.ticket = 7;
+    EXPECT_EQ(sourceOf(otad::formatHistoryLine(kept, 0, "node")), "") << "a request of its own";
 }
 
 TEST(TheSourceOfALine, IsTheNodeWhereItCannotBeRead) {

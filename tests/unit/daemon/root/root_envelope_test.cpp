@@ -219,7 +219,7 @@ const std::string kInfo = R"({"fileServerURL":"https://files.example/i","activat
 
 TEST(RootFileServer, OfAnExtenderIsTaken) {
     FromExtender taken;
-    ASSERT_TRUE(checkFileServerInfo("02:00:00:00:00:0a", kInfo, taken)) << taken.refusal;
+    ASSERT_TRUE(checkFileServerInfo("02:00:00:00:00:0a", kInfo, false, taken)) << taken.refusal;
     EXPECT_EQ(taken.kind, FromExtender::Kind::fileServer);
     EXPECT_EQ(taken.mac, kMac);
     EXPECT_EQ(taken.text, kInfo);
@@ -227,7 +227,11 @@ TEST(RootFileServer, OfAnExtenderIsTaken) {
 
 TEST(RootFileServer, MayComeWithoutATimeForAnUpgradeAtOnce) {
     FromExtender taken;
-    EXPECT_TRUE(checkFileServerInfo(kMac, with(kInfo, "02:30", ""), taken)) << taken.refusal;
+    EXPECT_TRUE(checkFileServerInfo(kMac, with(kInfo, "02:30", ""), false, taken)) << taken.refusal;
+}
+
+bool checkHttps(std::string_view mac, std::string_view text, FromExtender &taken) {
+    return checkFileServerInfo(mac, text, false, taken);
 }
 
 TEST(RootFileServer, OfAnotherShapeIsRefused) {
@@ -248,8 +252,43 @@ TEST(RootFileServer, OfAnotherShapeIsRefused) {
         {"1 MiB", with(kInfo, "/i", "/" + std::string(1024UL * 1024UL, 'i')), "bytes"},
     };
     for (const Hostile &one : infos) {
-        expectRefused(checkFileServerInfo, one);
+        expectRefused(checkHttps, one);
     }
+}
+
+TEST(RootFileServer, ThatBreaksARuleOfAnOfferIsRefused) {
+    const std::string url = "https://files.example/i";
+    const std::vector<Hostile> infos{
+        {"plain http", with(kInfo, url, "http://files.example/i"), "fileServerURL: "},
+        {"a file", with(kInfo, url, "file:///etc/shadow"), "fileServerURL: "},
+        {"no host", with(kInfo, url, "https:///i"), "fileServerURL: "},
+        {"a scheme in capitals", with(kInfo, url, "HTTPS://files.example/i"), "fileServerURL: "},
+        {"a shell's text", with(kInfo, url, url + "`reboot`"), "fileServerURL: "},
+        {"another prefix", with(kInfo, "4QZ2", "2.0"), "swVersion: "},
+        {"a path as version", with(kInfo, "4QZ2", "4QZ/../../etc"), "swVersion: "},
+        {"a command as version", with(kInfo, "4QZ2", "4QZ$(reboot)"), "swVersion: "},
+        {"31 characters", with(kInfo, "4QZ2", "4QZ" + std::string(28, '2')), "swVersion: "},
+        {"a short checksum", with(kInfo, "0123456789abcdef0123", "0123"), "checksum: "},
+        {"a checksum in capitals", with(kInfo, "abcdef", "ABCDEF"), "checksum: "},
+        {"no time of day", with(kInfo, "02:30", "soon"), "activationTime: "},
+        {"the 25th hour", with(kInfo, "02:30", "25:00"), "activationTime: "},
+    };
+    for (const Hostile &one : infos) {
+        expectRefused(checkHttps, one);
+    }
+}
+
+TEST(RootFileServer, MaySpeakPlainHttpWhereTheConfigurationAllowsIt) {
+    FromExtender taken;
+    const std::string plain = with(kInfo, "https://", "http://");
+    EXPECT_TRUE(checkFileServerInfo(kMac, plain, true, taken)) << taken.refusal;
+    EXPECT_EQ(taken.text, plain);
+}
+
+TEST(RootFileServer, GoesOnWithItsFourMembersAndNothingElse) {
+    FromExtender taken;
+    EXPECT_TRUE(checkFileServerInfo(kMac, std::string(60'000, ' ') + kInfo, false, taken));
+    EXPECT_EQ(taken.text, kInfo);
 }
 
 } // namespace

@@ -64,7 +64,7 @@ bool RootTest::turn(const std::vector<Node *> &nodes, const std::function<bool()
         poll(entries.data(), entries.size(), kTurnMs);
         for (Node *node : nodes) {
             node->link->dispatch(
-                [node](const otad::FromExtender &one) { node->taken.push_back(one); },
+                [node](const otad::Unchecked &one) { node->taken.push_back(one.check(false)); },
                 [node](bool up) { node->connections.push_back(up); });
             node->link->tick();
         }

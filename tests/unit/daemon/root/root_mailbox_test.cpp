@@ -77,6 +77,18 @@ TEST_F(RootMailbox, IsFullUntilItsEventsAreTaken) {
     EXPECT_TRUE(isSet(mailbox_.wake())) << "who waits for room is not woken";
 }
 
+TEST_F(RootMailbox, IsFullOfAFewLargeMessagesToo) {
+    otad::Unchecked large;
+    large.text = std::string(otad::kLongestRootMessage, 'x');
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_FALSE(mailbox_.isFull());
+        mailbox_.tell(large);
+    }
+    EXPECT_TRUE(mailbox_.isFull());
+    mailbox_.takeEvents();
+    EXPECT_FALSE(mailbox_.isFull());
+}
+
 TEST_F(RootMailbox, WaitsForTheEndNoLongerThanItIsWorth) {
     EXPECT_FALSE(mailbox_.waitForEnd(milliseconds(10)));
     mailbox_.ended();
