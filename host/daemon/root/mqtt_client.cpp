@@ -3,11 +3,14 @@
 #include "host/daemon/root/mqtt_client.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <mqtt_protocol.h>
 
 namespace otad {
 namespace {
+
+constexpr std::uint32_t kNoExpiry = 0xFFFFFFFF; // the protocol's word for a session without end
 
 // A key with a pass phrase is refused: nobody is there to type it.
 int refuseToAsk(char * /*buffer*/, int /*size*/, int /*rwflag*/, void * /*client*/) { return 0; }
@@ -40,6 +43,24 @@ void setCallbacks(mosquitto *client) {
                                    });
 }
 
+// For the connection that follows. The library has no call for that alone; this one keeps them,
+// then sees that no host was named.
+bool setProperties(mosquitto *client, bool lasting, std::string &whatIsWrong) {
+    mosquitto_property *list = nullptr;
+    int code = mosquitto_property_add_int32(&list, MQTT_PROP_MAXIMUM_PACKET_SIZE,
+                                            static_cast<std::uint32_t>(kLargestRootPacket));
+    if (code == MOSQ_ERR_SUCCESS && lasting) {
+        code = mosquitto_property_add_int32(&list, MQTT_PROP_SESSION_EXPIRY_INTERVAL, kNoExpiry);
+    }
+    if (code == MOSQ_ERR_SUCCESS) {
+        mosquitto_connect_bind_v5(client, nullptr, 0, 0, nullptr, list);
+    } else {
+        whatIsWrong = std::string("no client: ") + mosquitto_strerror(code);
+    }
+    mosquitto_property_free_all(&list);
+    return code == MOSQ_ERR_SUCCESS;
+}
+
 // The library checks the broker's host name by itself, unless it is told not to.
 bool setTls(mosquitto *client, const RootConfig &config, std::string &whatIsWrong) {
     constexpr int kVerifyPeer = 1;
@@ -59,18 +80,20 @@ bool setTls(mosquitto *client, const RootConfig &config, std::string &whatIsWron
 
 MqttClient newMqttClient(const MqttSetup &setup, MqttEvents &events, std::string &whatIsWrong) {
     // A listener's session lasts at the broker, which keeps messages for it. A sender's ends with
-    // the connection, and in version 5 it learns from the answer whether anybody listens.
+    // the connection. Version 5 tells a sender whether anybody listens, and lets no broker send
+    // more than is taken.
     MqttClient client(mosquitto_new(setup.clientId.c_str(), !setup.listen, &events));
     if (!client) {
         whatIsWrong = std::string("no client: ") + std::strerror(errno) +
                       "; check that [node] serial is plain text and memory is left";
         return nullptr;
     }
-    mosquitto_int_option(client.get(), MOSQ_OPT_PROTOCOL_VERSION,
-                         setup.listen ? MQTT_PROTOCOL_V311 : MQTT_PROTOCOL_V5);
+    mosquitto_int_option(client.get(), MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
     mosquitto_int_option(client.get(), MOSQ_OPT_TCP_NODELAY, 1);
     setCallbacks(client.get());
-    return setTls(client.get(), setup.config, whatIsWrong) ? std::move(client) : nullptr;
+    const bool isSet = setProperties(client.get(), setup.listen, whatIsWrong) &&
+                       setTls(client.get(), setup.config, whatIsWrong);
+    return isSet ? std::move(client) : nullptr;
 }
 
 } // namespace otad

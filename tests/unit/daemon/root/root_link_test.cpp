@@ -123,6 +123,16 @@ TEST_F(RootLink, NeitherSendsNorTakesMoreThan64KiB) {
     ASSERT_EQ(answerTo(*extender, Kind::report, report()), "");
 }
 
+TEST_F(RootLink, LetsTheBrokerSendNoLargerPacketThanItTakes) {
+    const auto gateway = listener();
+    publishRaw("otaSwAgent/02:00:00:00:00:0A/report",
+               std::string(otad::kLargestRootPacket + 1, ' '));
+    const auto extender = this->extender(config(broker_.port()));
+    ASSERT_EQ(answerTo(*extender, Kind::report, report()), "");
+    ASSERT_TRUE(turn({gateway.get()}, [&] { return !gateway->taken.empty(); }));
+    EXPECT_EQ(gateway->taken[0].refusal, "") << "the large one came through";
+}
+
 TEST_F(RootLink, LosesNothingWhileTheLoopOfTheListenerIsBusy) {
     constexpr std::size_t kMany = 300;
     const auto gateway = listener();
