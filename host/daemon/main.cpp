@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <malloc.h>
 #include <sys/stat.h>
 #include <vector>
 
@@ -32,6 +33,14 @@ void blockSignals() {
     std::signal(SIGPIPE, SIG_IGN);
 }
 
+// What a caller of the bus made large goes back to the system when it is released. Without these
+// the C library learns from the first large text to keep room for the next.
+void returnLargeMemory() {
+    constexpr int kLarge = 128 * 1024;
+    mallopt(M_MMAP_THRESHOLD, kLarge);
+    mallopt(M_TRIM_THRESHOLD, kLarge);
+}
+
 bool makeStateDirectory(const std::string &path) {
     const bool made = mkdir(path.c_str(), kStateMode) == 0;
     // Without the sync a power cut would take the directory, and with it all that was kept there.
@@ -46,6 +55,7 @@ bool makeStateDirectory(const std::string &path) {
 } // namespace
 
 int main(int argc, char **argv) {
+    returnLargeMemory();
     const otad::Options options = otad::readOptions(argc, argv);
     const int configWrong = host::rowOf(host::Outcome::configWrong).code;
     nal::Config config;

@@ -4,8 +4,11 @@
 
 #include "host/daemon/bus/answer.h"
 #include "host/daemon/bus/text.h"
+#include "host/guard/strict_json.h"
 
+#include <cstring>
 #include <exception>
+#include <string>
 
 namespace otad {
 
@@ -29,6 +32,11 @@ int guarded(sd_bus_message *call, void *calls, sd_bus_error *) {
     }
 }
 
+// Of a text that is too long anyway only as much is copied as shows it.
+std::string bounded(const char *text) {
+    return {text, strnlen(text, host::guard::StrictObject::kMaxText + 1)};
+}
+
 int offerImage(sd_bus_message *call, BusCalls &calls) {
     const char *descriptor = nullptr;
     std::uint8_t offload = 0;
@@ -37,7 +45,7 @@ int offerImage(sd_bus_message *call, BusCalls &calls) {
     const int result =
         sd_bus_message_read(call, "syii", &descriptor, &offload, &onboarding, &firstPolling);
     if (result >= 0) {
-        calls.offerImage(descriptor, {offload, onboarding, firstPolling},
+        calls.offerImage(bounded(descriptor), {offload, onboarding, firstPolling},
                          answerTo(call, AnswerText::ticket));
     }
     return result;
@@ -56,7 +64,7 @@ int setActivationTime(sd_bus_message *call, BusCalls &calls) {
     const char *record = nullptr;
     const int result = sd_bus_message_read(call, "s", &record);
     if (result >= 0) {
-        calls.setActivationTime(record, answerTo(call, AnswerText::ticket));
+        calls.setActivationTime(bounded(record), answerTo(call, AnswerText::ticket));
     }
     return result;
 }
@@ -79,7 +87,7 @@ int forget(sd_bus_message *call, BusCalls &calls) {
     const char *version = nullptr;
     const int result = sd_bus_message_read(call, "s", &version);
     if (result >= 0) {
-        calls.forget(version, answerTo(call, AnswerText::nothing));
+        calls.forget(bounded(version), answerTo(call, AnswerText::nothing));
     }
     return result;
 }
@@ -89,7 +97,7 @@ int changeSetting(sd_bus_message *call, BusCalls &calls) {
     const char *value = nullptr;
     const int result = sd_bus_message_read(call, "ss", &name, &value);
     if (result >= 0) {
-        calls.changeSetting(name, value, answerTo(call, AnswerText::nothing));
+        calls.changeSetting(bounded(name), bounded(value), answerTo(call, AnswerText::nothing));
     }
     return result;
 }
