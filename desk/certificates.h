@@ -6,6 +6,7 @@
 #include "desk/interrupt.h"
 
 #include <filesystem>
+#include <string>
 
 namespace desk {
 
@@ -17,6 +18,15 @@ struct Certificates {
 
 // For "localhost" and 127.0.0.1, made in the folder, good for some days.
 Certificates makeCertificates(const std::filesystem::path &folder, const Interrupt &interrupt);
+
+struct Holder {
+    std::filesystem::path certificate;
+    std::filesystem::path key;
+};
+
+// For a client of the servers, with this common name, beside the other certificates.
+Holder makeHolder(const Certificates &certificates, const std::string &name,
+                  const std::string &file, const Interrupt &interrupt);
 
 struct Signer {
     std::filesystem::path authority; // what a node trusts

@@ -174,7 +174,12 @@ void Desk::makeNode(const Traveller &traveller) const {
         plan.authority = authority_->authority;
     }
     if (broker_) {
-        plan.broker = RootBroker{broker_->address(), authority_->authority};
+        // As the broker's access list knows them.
+        const bool isGateway = traveller.mode == kGatewayMode || traveller.role == kGatewayRole;
+        plan.broker =
+            RootBroker{broker_->address(), authority_->authority,
+                       makeHolder(*authority_, isGateway ? "gateway" : traveller.identity.mac,
+                                  traveller.name, interrupt_)};
     }
     if (traveller.takesRoad) {
         plan.config = options_.nodeConfig;

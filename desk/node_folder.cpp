@@ -29,6 +29,8 @@ constexpr std::array kTemporaryNames{"tmpImage",           "software_download", 
                                      "upgrade_done_reboot"};
 constexpr std::string_view kImagePrefix = "4QZ";
 constexpr const char *kRootAuthority = "root-ca.pem";
+constexpr const char *kRootCertificate = "root-node.pem";
+constexpr const char *kRootKey = "root-node.key";
 constexpr const char *kSignerAuthority = "signer-ca.pem";
 
 bool isDownloadedImage(const fs::path &path) {
@@ -65,6 +67,9 @@ void NodeFolder::make(const NodePlan &plan) const {
     copyFile(plan.signerAuthority, path_ / kSignerAuthority);
     if (plan.broker) {
         copyFile(plan.broker->authority, path_ / kRootAuthority);
+        copyFile(plan.broker->node.certificate, path_ / kRootCertificate);
+        copyFile(plan.broker->node.key, path_ / kRootKey);
+        fs::permissions(path_ / kRootKey, fs::perms::owner_read | fs::perms::owner_write);
     }
     makeConfig(plan);
     makeBanks(plan);
@@ -95,6 +100,8 @@ void NodeFolder::makeConfig(const NodePlan &plan) const {
     if (plan.broker) {
         text += "\n[root]\nbroker = " + plan.broker->address + "\n";
         text += std::string("ca_certificate = ") + kRootAuthority + "\n";
+        text += std::string("certificate = ") + kRootCertificate + "\n";
+        text += std::string("key = ") + kRootKey + "\n";
     }
     writeFile(config(), text);
 }

@@ -3,6 +3,7 @@
 #ifndef DESK_NODE_FOLDER_H
 #define DESK_NODE_FOLDER_H
 
+#include "desk/certificates.h"
 #include "desk/image.h"
 
 #include "platform/nal/boot_state.h"
@@ -29,6 +30,7 @@ NodeIdentity identityOf(int number);
 struct RootBroker {
     std::string address;             // host:port
     std::filesystem::path authority; // the CA certificate that its own is signed by
+    Holder node;                     // who this node is to it
 };
 
 struct NodePlan {

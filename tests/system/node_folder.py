@@ -63,8 +63,11 @@ class NodeFolder:
         if service:
             text += f"[service]\n{service}\n"
         if root:
+            is_gateway = self.mode == "RGW" or self.role == "Controller"
+            certificate, key = root.certificates.client("gateway" if is_gateway else self.mac)
             text += (f"[root]\nbroker = 127.0.0.1:{root.port}\n"
-                     f"ca_certificate = {root.certificates.authority}\n")
+                     f"ca_certificate = {root.certificates.authority}\n"
+                     f"certificate = {certificate}\nkey = {key}\n")
         return text
 
     def bank(self, name):

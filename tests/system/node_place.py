@@ -54,9 +54,9 @@ class Process:
         with open(log, "ab") as output:
             # pylint: disable=consider-using-with
             self.child = subprocess.Popen(
-                [str(word) for word in arguments], cwd=folder, stdin=subprocess.DEVNULL,
+                [str(word) for word in arguments], cwd=folder,
                 env=environment or own_environment(),
-                **{"stdout": output, "stderr": output, **options})
+                **{"stdin": subprocess.DEVNULL, "stdout": output, "stderr": output, **options})
 
     @property
     def pid(self):

@@ -19,6 +19,8 @@ CN = localhost
 [authority]
 basicConstraints = critical, CA:TRUE
 keyUsage = critical, keyCertSign, cRLSign
+[client]
+basicConstraints = CA:FALSE
 [server]
 basicConstraints = CA:FALSE
 subjectAltName = DNS:localhost, IP:127.0.0.1
@@ -26,24 +28,36 @@ subjectAltName = DNS:localhost, IP:127.0.0.1
 
 
 class Certificates:
-    """An authority and a server certificate of it, for loopback."""
+    """An authority and a server certificate of it, for loopback; and others that it signs."""
+
+    NEW_KEY = ["-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
+               "-config", "openssl.cnf"]
 
     def __init__(self, folder, name="Test CA"):
         folder.mkdir()
+        self.folder = folder
         (folder / "openssl.cnf").write_text(OPENSSL)
-        key = ["-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
-               "-config", "openssl.cnf"]
-        for words in (
-                ["req", "-x509", *key, "-subj", f"/CN={name}", "-extensions", "authority",
-                 "-days", "2", "-keyout", "ca.key", "-out", "ca.pem"],
-                ["req", *key, "-keyout", "server.key", "-out", "server.csr"],
-                ["x509", "-req", "-in", "server.csr", "-CA", "ca.pem", "-CAkey", "ca.key",
-                 "-CAcreateserial", "-extfile", "openssl.cnf", "-extensions", "server",
-                 "-days", "2", "-out", "server.pem"]):
-            subprocess.run(["openssl", *words], cwd=folder, check=True, capture_output=True)
+        self._openssl("req", "-x509", *self.NEW_KEY, "-subj", f"/CN={name}", "-extensions",
+                      "authority", "-days", "2", "-keyout", "ca.key", "-out", "ca.pem")
         self.authority = folder / "ca.pem"
-        self.certificate = folder / "server.pem"
-        self.key = folder / "server.key"
+        self.certificate, self.key = self._sign("server", "localhost")
+
+    def _openssl(self, *words):
+        subprocess.run(["openssl", *words], cwd=self.folder, check=True, capture_output=True)
+
+    def _sign(self, use, name):
+        file = name.replace(":", "-") if use == "client" else use
+        self._openssl("req", *self.NEW_KEY, "-subj", f"/CN={name}", "-keyout", f"{file}.key",
+                      "-out", f"{file}.csr")
+        self._openssl("x509", "-req", "-in", f"{file}.csr", "-CA", "ca.pem", "-CAkey", "ca.key",
+                      "-CAcreateserial", "-extfile", "openssl.cnf", "-extensions", use,
+                      "-days", "2", "-out", f"{file}.pem")
+        return self.folder / f"{file}.pem", self.folder / f"{file}.key"
+
+    def client(self, name):
+        """Certificate and key of this common name."""
+        file = self.folder / (name.replace(":", "-") + ".pem")
+        return (file, file.with_suffix(".key")) if file.exists() else self._sign("client", name)
 
 
 NGINX = """daemon off;
@@ -163,8 +177,15 @@ class DribblingServer:
                     pass  # whoever fetched has gone
 
 
+ACCESS_LIST = """user gateway
+topic read otaSwAgent/#
+pattern write otaSwAgent/%u/report
+pattern write otaSwAgent/%u/file-server
+"""
+
+
 class Broker:
-    """mosquitto with TLS on loopback, the root's."""
+    """mosquitto with TLS on loopback, the root's, set up as docs/root.md says."""
 
     def __init__(self, place):
         self.place = place
@@ -172,10 +193,13 @@ class Broker:
         self.certificates = Certificates(self.folder)
         self.port = free_port()
         self.process = None
-        lines = [f"listener {self.port} 127.0.0.1", "certfile server.pem", "keyfile server.key",
-                 "allow_anonymous true", "persistence false", "log_dest stderr"]
+        lines = [f"listener {self.port} 127.0.0.1", "cafile ca.pem", "certfile server.pem",
+                 "keyfile server.key", "require_certificate true", "use_identity_as_username true",
+                 "use_username_as_clientid true", "acl_file acl", "message_size_limit 65536",
+                 "max_packet_size 69632", "persistence false", "log_dest stderr"]
         if os.geteuid() == 0:
             lines.append("user root")
+        (self.folder / "acl").write_text(ACCESS_LIST)
         (self.folder / "mosquitto.conf").write_text("\n".join(lines) + "\n")
         self.start()
         place.closes(self.stop)
@@ -189,11 +213,16 @@ class Broker:
     def stop(self):
         self.process.end()
 
+    def client_of(self, mac, program="mosquitto_pub"):
+        """The command line of an MQTT client that has the certificate of this node."""
+        certificate, key = self.certificates.client(mac)
+        return [program, "-h", "127.0.0.1", "-p", str(self.port), "-q", "1",
+                "--cafile", str(self.certificates.authority), "--cert", str(certificate),
+                "--key", str(key)]
+
     def publish(self, topic, text):
-        """As anybody who can reach the broker."""
-        subprocess.run(["mosquitto_pub", "-h", "127.0.0.1", "-p", str(self.port), "-q", "1",
-                        "--cafile", str(self.certificates.authority), "-t", topic,
-                        "-s" if text else "-n"],
+        """As the node whose topic it is."""
+        subprocess.run([*self.client_of(topic.split("/")[1]), "-t", topic, "-s" if text else "-n"],
                        input=text if isinstance(text, bytes) else text.encode(), check=True,
                        timeout=20)
 

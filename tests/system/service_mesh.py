@@ -84,6 +84,9 @@ class Mesh(node_case.Case):
                     "data": {"signalname": "updateUpgradeStatus",
                              "signaldata": json.dumps(record)}}
 
+        handed_over = {"fileServerURL": "https://127.0.0.1/i", "activationTime": "",
+                       "checksum": "0" * 32, "swVersion": "4QZ2.0.0"}
+
         def changed(**fields):
             return json.dumps({**envelope, **fields})
 
@@ -96,12 +99,16 @@ class Mesh(node_case.Case):
             (report, "hello"), (report, ""), (report, b"\xff\xfe"), (report, "[]"),
             (report, changed(type="other")), (report, changed(version="2.0.0")),
             (report, changed(sequence=2)), (report, changed(mac="02:00:5E:10:00:77")),
-            (report, changed(data="text")), (report, "[" * 100_000),
+            (report, changed(data="text")), (report, "[" * 60_000),
             (report, record_with(mac="02:00:5E:10:00:77")), (report, record_with(status="OWNED")),
             (report, record_with(model="x" * 5000)), (report, record_with(sn=["list"])),
             (report, changed() + changed()), (file_server, "{}"),
             (file_server, json.dumps({"fileServerURL": "x" * 20_000, "activationTime": "",
                                       "checksum": "", "swVersion": ""})),
+            *((file_server, json.dumps({**handed_over, **wrong})) for wrong in (
+                {"fileServerURL": "http://127.0.0.1/i"}, {"fileServerURL": "file:///etc/shadow"},
+                {"swVersion": "4QZ$(reboot)"}, {"swVersion": "1.0"}, {"checksum": "0"},
+                {"activationTime": "25:00"})),
         ]
 
     def test_forged_reports(self):

@@ -83,7 +83,8 @@ bool isThinnedOut(const LineFile &file, std::string_view line) {
     }
     const std::string thin = file.thinOut(text);
     return thin.size() < text.size() && fits(file, thin.size(), line) &&
-           nal::replaceFile(file.path, thin, ignored) != nal::Replaced::no;
+           nal::replaceFile(file.path, thin, ignored) != nal::Replaced::no &&
+           chmod(file.path.c_str(), kFileMode) == 0;
 }
 
 } // namespace

@@ -127,12 +127,19 @@ TEST_F(Configuration, ANodeTakesSignedImagesOnly) {
 TEST_F(Configuration, ANodeOfAMeshKnowsItsRoot) {
     desk::NodePlan mesh = plan();
     mesh.authority = folder_ / "ca.pem";
-    mesh.broker = desk::RootBroker{"127.0.0.1:1", folder_ / "ca.pem"};
+    mesh.broker = desk::RootBroker{
+        "127.0.0.1:1", folder_ / "ca.pem", {folder_ / "own.pem", folder_ / "own.key"}};
     desk::writeFile(folder_ / "ca.pem", "a certificate");
+    desk::writeFile(folder_ / "own.pem", "its own certificate");
+    desk::writeFile(folder_ / "own.key", "its own key");
     const std::string text = configuration(mesh);
     EXPECT_EQ(text.find("allow_plain_http"), std::string::npos);
-    EXPECT_NE(text.find("[root]\nbroker = 127.0.0.1:1\nca_certificate = root-ca.pem\n"),
+    EXPECT_NE(text.find("[root]\nbroker = 127.0.0.1:1\nca_certificate = root-ca.pem\n"
+                        "certificate = root-node.pem\nkey = root-node.key\n"),
               std::string::npos);
+    EXPECT_EQ(desk::readFile(folder_ / "node/root-node.pem"), "its own certificate");
+    EXPECT_EQ(desk::readFile(folder_ / "node/root-node.key"), "its own key");
+    EXPECT_EQ(fs::status(folder_ / "node/root-node.key").permissions(), fs::perms(0600));
     EXPECT_EQ(desk::readFile(folder_ / "node/root-ca.pem"), "a certificate");
 }
 

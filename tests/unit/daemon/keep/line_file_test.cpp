@@ -118,6 +118,7 @@ TEST_F(LineFileThatIsThinnedOut, IsNotRotatedWhereThatMakesRoom) {
     EXPECT_EQ(append("next", "own\nother\n"), "");
     EXPECT_EQ(asked_, "own\nother\nother\n");
     EXPECT_EQ(textOf(path_), "own\nother\nnext\n");
+    EXPECT_EQ(std::filesystem::status(path_).permissions(), std::filesystem::perms(0640));
     EXPECT_FALSE(std::filesystem::exists(path_ + ".1"));
 }
 

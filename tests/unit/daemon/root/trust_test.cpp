@@ -89,7 +89,8 @@ class Rights : public Trust {
                                            "pattern write otaSwAgent/%u/report\n"
                                            "pattern write otaSwAgent/%u/file-server\n";
         broker_.configure("tls_version tlsv1.2\nrequire_certificate true\n"
-                          "use_identity_as_username true\nmessage_size_limit 65536\nacl_file " +
+                          "use_identity_as_username true\nuse_username_as_clientid true\n"
+                          "message_size_limit 65536\nmax_packet_size 69632\nacl_file " +
                           (folder() / "acl").string() + "\n");
         broker_.start();
         makeCertificate(folder(), "ca", "extender", kExtender, "DNS:node");
@@ -123,6 +124,22 @@ TEST_F(Rights, DoNotLetANodeSpeakForAnother) {
              answerTo(*impostor, Kind::report, report("02:00:00:00:00:0B")));
     turnFor({gateway.get()}, milliseconds(200));
     EXPECT_TRUE(gateway->taken.empty());
+}
+
+TEST_F(Rights, DoNotLetANodeTakeOverTheSessionOfAnother) {
+    const auto gateway = this->gateway(configOf("gateway"));
+    ASSERT_TRUE(turn({gateway.get()}, [&] { return gateway->link->connected(); }))
+        << gateway->link->problem();
+    Node thief; // with the gateway's client id
+    thief.link = std::make_unique<otad::RootLink>(configOf("extender"), "node-gateway", kExtender,
+                                                  false, times());
+    ASSERT_TRUE(turn({&thief, gateway.get()}, [&] { return thief.link->connected(); }))
+        << thief.link->problem();
+    thief.publish(Kind::report, report());
+    ASSERT_TRUE(turn({&thief, gateway.get()},
+                     [&] { return !gateway->taken.empty() && !thief.answers.empty(); }));
+    EXPECT_EQ(thief.answers, std::vector<std::string>{""});
+    EXPECT_EQ(gateway->connections, std::vector<bool>{true}) << "its session was taken over";
 }
 
 TEST_F(Rights, AreNotToBeHadWithoutACertificate) {
