@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+// Offers rubbish to the running service, again and again.
+// flood_probe ADDRESS COUNT BYTES; the exit code is 0 where each offer was refused with a reason.
+#include "bus_probe.h"
+
+#include <cstdlib>
+#include <string>
+
+namespace {
+
+bool isRefused(sd_bus *bus, const std::string &descriptor) {
+    sd_bus_message *made = nullptr;
+    probe::require(sd_bus_message_new_method_call(bus, &made, otad::kBusName, otad::kBusPath,
+                                                  otad::kBusInterface, "OfferImage"),
+                   "a call");
+    const otad::BusMessage call(made);
+    probe::require(sd_bus_message_append(made, "syii", descriptor.c_str(), 0, 0, 0), "a text");
+    sd_bus_error error{};
+    sd_bus_message *answered = nullptr;
+    const int result = sd_bus_call(bus, made, probe::kLimitUs, &error, &answered);
+    const otad::BusMessage answer(answered);
+    const std::string name = error.name == nullptr ? "" : error.name;
+    sd_bus_error_free(&error);
+    return result < 0 && name.starts_with(otad::kBusErrorPrefix);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    if (argc != 4) {
+        std::fprintf(stderr, "use: flood_probe ADDRESS COUNT BYTES\n");
+        return 2;
+    }
+    const int count = std::atoi(argv[2]);
+    const auto bytes = static_cast<std::size_t>(std::atol(argv[3]));
+    const otad::Bus bus = probe::connect(argv[1]);
+    int refused = 0;
+    for (int number = 0; number < count; ++number) {
+        std::string text = "{\"" + std::to_string(number) + "\":\"";
+        text.append(bytes > text.size() ? bytes - text.size() : 0, 'x');
+        refused += isRefused(bus.get(), text) ? 1 : 0;
+    }
+    std::printf("%d of %d offers refused\n", refused, count);
+    return refused == count ? 0 : 1;
+}
