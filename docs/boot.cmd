@@ -5,13 +5,16 @@
 #
 # The state is U-Boot's environment; boot-selection.md explains its variables. Texts between single
 # quotes are commands for later: they are run once for each bank that is tried, with its ${part}.
+# What is run must be in the environment, and so must the kernel's arguments: both are put there
+# behind each saveenv and taken out before it, with what load leaves, so that the stored environment
+# holds the state and nothing of one boot.
 
 # ---- This board's own lines: where the banks are, how a kernel is loaded and started ----
 part_a=2
 part_b=3
 arguments="console=ttyS0,115200 rootfstype=squashfs ro rootwait panic=10 root=/dev/mmcblk0p"
-setenv ota_load 'load mmc 0:${part} ${kernel_addr_r} boot/Image && load mmc 0:${part} ${fdt_addr_r} boot/board.dtb'
-setenv ota_start 'booti ${kernel_addr_r} - ${fdt_addr_r}'
+load_kernel='load mmc 0:${part} ${kernel_addr_r} boot/Image && load mmc 0:${part} ${fdt_addr_r} boot/board.dtb'
+start_kernel='booti ${kernel_addr_r} - ${fdt_addr_r}'
 
 # ---- The rest is the same on every board ----
 known=no
@@ -48,7 +51,7 @@ if test "${BOOT_ORDER}" = "A B" || test "${BOOT_ORDER}" = "B A"; then
             part=${part_b}
         fi
         # Always from the beginning: of two words "ota.bank=" the first one counts.
-        setenv bootargs "${arguments}${part} ota.bank=${bank}"
+        bank_arguments="${arguments}${part} ota.bank=${bank}"
 
         if test "${slot}" != "last" && test "${bank}" = "${ota_trial}"; then
             may=yes
@@ -65,8 +68,16 @@ if test "${BOOT_ORDER}" = "A B" || test "${BOOT_ORDER}" = "B A"; then
                     setenv ota_active ${bank}
                     echo "bank ${bank} is on trial: ${left} boot attempts left, this one included"
                     # An attempt that is not counted would be made for ever.
+                    setenv bootargs
+                    setenv fileaddr
+                    setenv filesize
+                    setenv ota_load
+                    setenv ota_start
                     if saveenv; then
+                        setenv ota_load "${load_kernel}"
                         if test "${whole}" = "yes" && run ota_load; then
+                            setenv bootargs "${bank_arguments}"
+                            setenv ota_start "${start_kernel}"
                             run ota_start
                         fi
                         echo "bank ${bank} did not boot"
@@ -78,6 +89,7 @@ if test "${BOOT_ORDER}" = "A B" || test "${BOOT_ORDER}" = "B A"; then
             done
             echo "bank ${bank} is on trial and may not be tried again"
         elif test "${whole}" = "yes"; then
+            setenv ota_load "${load_kernel}"
             if run ota_load; then
                 # Nothing is written where the bank boots that booted before. A bank that cannot be
                 # read just now may be the better one the next time: it stays the first.
@@ -92,8 +104,17 @@ if test "${BOOT_ORDER}" = "A B" || test "${BOOT_ORDER}" = "B A"; then
                 fi
                 # The kernel is told which bank runs: this one boots, stored or not.
                 if test "${changed}" = "yes"; then
+                    bytes=${filesize}
+                    setenv bootargs
+                    setenv fileaddr
+                    setenv filesize
+                    setenv ota_load
+                    setenv ota_start
                     saveenv
+                    setenv filesize ${bytes}
                 fi
+                setenv bootargs "${bank_arguments}"
+                setenv ota_start "${start_kernel}"
                 run ota_start
                 echo "bank ${bank} did not boot"
             else

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <set>
 #include <sstream>
 #include <sys/resource.h>
 #include <tuple>
@@ -113,6 +114,17 @@ class BootScript : public InTemporaryDirectory {
         return "missing";
     }
 
+    // What one boot needs is gone with it.
+    void expectOnlyTheState() const {
+        static const std::set<std::string> kState{"BOOT_ORDER",   "BOOT_A_LEFT", "BOOT_B_LEFT",
+                                                  "ota_active",   "ota_trial",   "ota_a_version",
+                                                  "ota_b_version"};
+        std::ifstream environment(in("board/environment"));
+        for (std::string line; std::getline(environment, line);) {
+            EXPECT_EQ(kState.count(line.substr(0, line.find('='))), 1U) << line;
+        }
+    }
+
     // A power on with the environment as the last one left it.
     Decision byTheScript(const std::string &shell, const Situation &situation) {
         std::string partitions;
@@ -136,6 +148,7 @@ class BootScript : public InTemporaryDirectory {
                           saved("ota_trial"),
                           saved("BOOT_A_LEFT") + " and " + saved("BOOT_B_LEFT"),
                           std::filesystem::exists(in("board/saves"))};
+        expectOnlyTheState();
         return decision;
     }
 
