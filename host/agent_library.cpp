@@ -59,6 +59,7 @@ bool openAgentLibrary(const std::string &path, AgentLibrary &agent, std::string 
     Symbols symbols(place, library, whatIsWrong);
     return symbols.find("initOTAlib", agent.initOTAlib) &&
            symbols.find("getCfgmgrSocketPath", agent.socketPath) &&
+           symbols.find("getOtaActSuccessPath", agent.markPath) &&
            symbols.find("main", agent.main) &&
            symbols.find("otaSwAgentSWCommitStatus", agent.checkCommit) &&
            symbols.find("otaSwmgnt_process_newimage_info", agent.processNewImage) &&

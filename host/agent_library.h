@@ -35,6 +35,7 @@ struct AgentState {
 struct AgentLibrary {
     decltype(&::initOTAlib) initOTAlib = nullptr;
     decltype(&::getCfgmgrSocketPath) socketPath = nullptr;
+    decltype(&::getOtaActSuccessPath) markPath = nullptr;
     int (*main)() = nullptr;
     decltype(&::otaSwAgentSWCommitStatus) checkCommit = nullptr;
     decltype(&::otaSwmgnt_process_newimage_info) processNewImage = nullptr;

@@ -28,7 +28,8 @@ bool readOptions(int argc, char **argv, Options &options, std::string &whatIsWro
             options.commitCheck = false;
             continue;
         }
-        if (name != "--library" && name != "--config" && name != "--channel") {
+        if (name != "--library" && name != "--config" && name != "--channel" &&
+            name != "--activated") {
             whatIsWrong = wrong("the option " + std::string(name) + " is not known");
             return false;
         }
@@ -41,6 +42,14 @@ bool readOptions(int argc, char **argv, Options &options, std::string &whatIsWro
             options.library = value;
         } else if (name == "--config") {
             options.config = value;
+        } else if (name == "--activated") {
+            Activation activation;
+            if (!readActivation(value, activation)) {
+                whatIsWrong = wrong("--activated is " + std::string(value) +
+                                    ": expected a or b, a colon and a version");
+                return false;
+            }
+            options.activated.push_back(activation);
         } else if (!takeDescriptor(value, options.channel)) {
             whatIsWrong = wrong("--channel is " + std::string(value) +
                                 ": expected the number of an open socket");

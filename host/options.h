@@ -3,18 +3,23 @@
 #ifndef HOST_OPTIONS_H
 #define HOST_OPTIONS_H
 
+#include "host/mark.h"
+
 #include <string>
+#include <vector>
 
 namespace host {
 
 constexpr const char *kUse =
-    "ota-host --library PATH --config FILE --channel FD [--no-commit-check]";
+    "ota-host --library PATH --config FILE --channel FD [--no-commit-check] "
+    "[--activated BANK:VERSION]...";
 
 struct Options {
     std::string library;
     std::string config;
     int channel = -1;
-    bool commitCheck = true; // it belongs to the first start after a boot
+    bool commitCheck = true;           // it belongs to the first start after a boot
+    std::vector<Activation> activated; // that the supervisor awaits the commit of
     bool help = false;
 };
 

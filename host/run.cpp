@@ -8,6 +8,7 @@
 #include "host/events.h"
 #include "host/log_files.h"
 #include "host/manager_socket.h"
+#include "host/mark.h"
 #include "host/options.h"
 #include "host/outcome.h"
 #include "host/stage.h"
@@ -91,9 +92,14 @@ void reportHandled(Channel &channel, const AgentLibrary &agent, const Handled &h
 }
 
 // The agent reports a commit only where nothing is left that could take the bank back.
-void startAgent(const Channel &channel, const AgentLibrary &agent, bool commitCheck) {
+void startAgent(const Channel &channel, const AgentLibrary &agent, const Options &options) {
+    const bool commitCheck = options.commitCheck;
     agent.initOTAlib();
+    setMarkPath(agent.markPath());
     tellAddress(agent);
+    if (commitCheck) {
+        restoreMark(options.activated);
+    }
     const TrialVerdict trial =
         commitCheck ? proveTrial(channel, agent.socketPath()) : TrialVerdict::none;
     awaitManagerSocket(channel, agent.socketPath());
@@ -166,7 +172,7 @@ int runHost(int argc, char **argv) {
     followStages();
     offeredImage = agent.state.swInfo;
     nalAskOffered([]() -> const char * { return offeredImage->nxtMSVersion; });
-    startAgent(channel, agent, options.commitCheck);
+    startAgent(channel, agent, options);
     sendDone(channel, doneMessage(agent, kStartUp), kStartUp);
     return serveEvents(channel, agent);
 }

@@ -46,6 +46,7 @@ void onBanks(NalStage stage) {
         break;
     case NalStage::activated: // every road of the agent goes on to the reboot from here
         enterStage(Stage::rebooting);
+        askSupervisor(newCall("activated")); // which keeps it before the reboot can come
         break;
     }
 }
@@ -87,6 +88,8 @@ void enterStage(Stage stage) {
     cJSON_AddStringToObject(note.get(), "stage", stageName(stage));
     tellSupervisor(note);
 }
+
+Stage currentStage() { return current; }
 
 void endStage() { enterStage(Stage::idle); }
 

@@ -22,6 +22,8 @@ std::optional<Stage> stageThatBegins(std::string_view function, std::string_view
  */
 void followStages();
 
+Stage currentStage();
+
 /* What is not the agent's own enters its stage by itself: told where it is another one. */
 void enterStage(Stage stage);
 

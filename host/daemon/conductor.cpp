@@ -53,7 +53,7 @@ void Conductor::launchHost() {
     trial_ = {};
     lookAtBanks();
     std::string whatIsWrong;
-    if (!host_.start(planTakeUp(ledger(), facts()).commitCheck, whatIsWrong)) {
+    if (!host_.start(hostOptions(ledger(), with_.bootId), whatIsWrong)) {
         return hostEnded(whatIsWrong);
     }
     HistoryLine line;

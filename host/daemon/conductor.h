@@ -81,6 +81,8 @@ class Conductor {
     /* Of the trial of the running bank, or of the one before it. */
     void hostTellsTrial(const std::string &note, const cJSON &message);
     void hostReported(const std::string &word, const std::string &record);
+    /* What is known of an activation is on the disk before the agent goes on to its reboot. */
+    void hostActivated(std::function<void()> kept);
     void hostHandedOver() { witness_.handedOver = true; }
     /* What the host says cannot be understood: it is as good as crashed. */
     void hostIsWrong(const std::string &why);

@@ -34,6 +34,16 @@ void Conductor::hostStage(const std::string &stage) {
     }
 }
 
+// One that cannot be kept must not hold up the reboot: the banks tell what happened, too.
+void Conductor::hostActivated(std::function<void()> kept) {
+    with_.book.save([kept = std::move(kept)](const std::string &whatIsWrong) {
+        if (!whatIsWrong.empty()) {
+            logError(whatIsWrong + "; the activation is not noted down");
+        }
+        kept();
+    });
+}
+
 void Conductor::hostReported(const std::string &word, const std::string &record) {
     witness_.lastWord = word;
     ledger().lastWord = word;

@@ -52,7 +52,7 @@ void HostCalls::takeCall(const std::string &call, const cJSON &message) {
     static constexpr std::array kRows{
         Row{"signal", &HostCalls::raiseStatus},      Row{"notifyRoot", &HostCalls::notifyRoot},
         Row{"fileServerInfo", &HostCalls::handOver}, Row{"startTimer", &HostCalls::startTimer},
-        Row{"stopTimer", &HostCalls::stopTimer},
+        Row{"stopTimer", &HostCalls::stopTimer},     Row{"activated", &HostCalls::keepActivation},
     };
     const auto *const row =
         std::find_if(kRows.begin(), kRows.end(), [&](const Row &one) { return call == one.call; });
@@ -75,6 +75,14 @@ void HostCalls::notifyRoot(const cJSON &message) {
 void HostCalls::handOver(const cJSON &message) {
     conductor_.hostHandedOver();
     root_.publish(FromExtender::Kind::fileServer, host::textOf(&message, "info"), answerOfRoot());
+}
+
+void HostCalls::keepActivation(const cJSON & /*message*/) {
+    conductor_.hostActivated([this, life = conductor_.life()] {
+        if (life == conductor_.life()) {
+            acknowledge(kAccepted);
+        }
+    });
 }
 
 // The host may have ended by the time the root answers; another one did not ask.

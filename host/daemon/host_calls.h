@@ -34,6 +34,7 @@ class HostCalls {
     void handOver(const cJSON &message);
     void startTimer(const cJSON &message);
     void stopTimer(const cJSON &message);
+    void keepActivation(const cJSON &message);
     std::function<void(bool)> answerOfRoot();
     void acknowledge(int result);
     void tellTimer(const char *event, const std::string &reason);

@@ -69,7 +69,7 @@ HostProcess::~HostProcess() {
     }
 }
 
-bool HostProcess::start(bool commitCheck, std::string &whatIsWrong) {
+bool HostProcess::start(std::vector<std::string> options, std::string &whatIsWrong) {
     int ends[2] = {-1, -1};
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
         whatIsWrong = std::string("no socket pair for the host process: ") + std::strerror(errno) +
@@ -82,19 +82,17 @@ bool HostProcess::start(bool commitCheck, std::string &whatIsWrong) {
         ends[1] = moved;
     }
     std::string channel = std::to_string(kChannelInChild);
-    std::string optional = "--no-commit-check";
-    char *const arguments[] = {program_.program.data(),
-                               const_cast<char *>("--library"),
-                               program_.library.data(),
-                               const_cast<char *>("--config"),
-                               program_.config.data(),
-                               const_cast<char *>("--channel"),
-                               channel.data(),
-                               commitCheck ? nullptr : optional.data(),
-                               nullptr};
+    std::vector<char *> arguments{program_.program.data(), const_cast<char *>("--library"),
+                                  program_.library.data(), const_cast<char *>("--config"),
+                                  program_.config.data(),  const_cast<char *>("--channel"),
+                                  channel.data()};
+    for (std::string &option : options) {
+        arguments.push_back(option.data());
+    }
+    arguments.push_back(nullptr);
     const SpawnSettings settings(ends[1]);
     const int error = posix_spawn(&pid_, program_.program.c_str(), settings.actions(),
-                                  settings.attributes(), arguments, environ);
+                                  settings.attributes(), arguments.data(), environ);
     close(ends[1]);
     if (error != 0) {
         close(ends[0]);

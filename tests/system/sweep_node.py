@@ -193,6 +193,23 @@ class PowerNode(Node):
             raise Untrue(f"a commit of {commits[-1]} was reported, and {version} runs")
         return version
 
+    def check_told(self):
+        """With the power just gone: what a report of an activation promised is on the disk."""
+        lines = self.history()
+        start = max((number for number, line in enumerate(lines)
+                     if line["event"] == "service-started"), default=0)
+        told = [line["version"] for line in lines[start:] if line["event"] == "status" and
+                line["reason"] == "OTA_SW_ACTIVATION_COMPLETE"]
+        if not told:
+            return
+        mark = self.folder / "node-logs/ota_act_success"
+        held = mark.read_text(errors="replace") if mark.exists() else None
+        if held != told[-1] + "\n":
+            raise Untrue(f"{told[-1]} was reported as activated, and its mark holds {held!r}")
+        kept = self.kept_requests()
+        if not any(kept[place] and kept[place]["activated"] for place in ("running", "standing")):
+            raise Untrue(f"{told[-1]} was reported as activated, and the ledger says {kept}")
+
     def check_status(self, status):
         """What the node tells of its banks is what they hold."""
         running = [bank for bank in status["banks"] if bank["running"]]
@@ -216,4 +233,9 @@ class PowerNode(Node):
         return version
 
     def is_committed(self, version):
-        return self.check_boot() == version and self.is_settled()
+        """And it was said: whoever offered the version waits for that word."""
+        if self.check_boot() != version or not self.is_settled():
+            return False
+        if version not in self.reported_commits():
+            raise Untrue(f"{version} runs and is committed, and no commit was reported")
+        return True

@@ -31,9 +31,9 @@ class Commit:
     """Offer, download, write, activation, reboot, boot, health, commit."""
 
     name = "commit"
-    # In a hurry: calls with these words, which say what boots, one by one; of the others every
-    # eighth.
-    essential = ("boot_state", "ota_act_success")
+    # In a hurry: calls with these words, which say what boots and what is reported of it, and the
+    # reboot behind that report, one by one; of the others some by a stride.
+    essential = ("boot_state", "ota_act_success", "openat reboot")
     stride = 32
 
     @staticmethod
@@ -182,6 +182,7 @@ class Traveller:
                 return NOT_MET, call
             except PowerCut as cut:
                 call = str(cut)
+            node.check_told()
             stood = node.pending()
             node.boot()
             node.check()

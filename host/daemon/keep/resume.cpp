@@ -274,6 +274,17 @@ TakeUp planTakeUp(const Ledger &ledger, const Facts &facts) {
     return Planner(ledger, facts).plan();
 }
 
+std::vector<std::string> hostOptions(const Ledger &ledger, const std::string &bootId) {
+    if (ledger.bootId == bootId) {
+        return {"--no-commit-check"};
+    }
+    std::vector<std::string> options;
+    for (const Awaited &one : awaitedCommits(ledger.running, ledger.standing)) {
+        options.insert(options.end(), {"--activated", one.bank + ":" + one.version});
+    }
+    return options;
+}
+
 Ledger takenUp(const Ledger &ledger, const TakeUp &takeUp, const Facts &facts) {
     Ledger now = ledger;
     now.bootId = facts.bootId;

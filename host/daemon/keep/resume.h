@@ -78,6 +78,12 @@ struct TakeUp {
 TakeUp planTakeUp(const Ledger &ledger, const Facts &facts);
 
 /*
+ * How the first host of a boot is started: with the commit check, and the activations that the
+ * ledger awaits the commit of, whose mark the host must see to. Later ones go without both.
+ */
+std::vector<std::string> hostOptions(const Ledger &ledger, const std::string &bootId);
+
+/*
  * The ledger as it is once the host has started up: to be written before the redo is sent, in one
  * piece, so that a start in between plans the same again.
  */

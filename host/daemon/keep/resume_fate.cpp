@@ -60,19 +60,8 @@ const Request &offerOf(const Running &running, const std::optional<Standing> &st
     return running.request.kind == kNewImage || !standing ? running.request : standing->offer;
 }
 
-} // namespace
-
-int failedTrialsOf(const std::string &version, const std::vector<FailedTrial> &failedVersions) {
-    const FailedTrial *const found = find(version, failedVersions);
-    return found == nullptr ? 0 : static_cast<int>(found->trials);
-}
-
-bool activatesOnArrival(const Request &request) {
-    return request.kind == kNewImage && request.policy == kOnArrival;
-}
-
-Subject findSubject(const std::optional<Running> &running, const std::optional<Standing> &standing,
-                    const Facts &facts, bool otherBoot) {
+std::vector<Candidate> candidatesOf(const std::optional<Running> &running,
+                                    const std::optional<Standing> &standing) {
     std::vector<Candidate> candidates;
     // A new activation time activates nothing.
     if (running && running->request.kind != kActivationTime) {
@@ -85,6 +74,35 @@ Subject findSubject(const std::optional<Running> &running, const std::optional<S
         candidates.push_back({Holder::standing, standing->offer, standing->bank,
                               standing->activated, standing->failedTrials});
     }
+    return candidates;
+}
+
+} // namespace
+
+int failedTrialsOf(const std::string &version, const std::vector<FailedTrial> &failedVersions) {
+    const FailedTrial *const found = find(version, failedVersions);
+    return found == nullptr ? 0 : static_cast<int>(found->trials);
+}
+
+bool activatesOnArrival(const Request &request) {
+    return request.kind == kNewImage && request.policy == kOnArrival;
+}
+
+std::vector<Awaited> awaitedCommits(const std::optional<Running> &running,
+                                    const std::optional<Standing> &standing) {
+    std::vector<Awaited> awaited;
+    for (const Candidate &candidate : candidatesOf(running, standing)) {
+        if (!candidate.bank.empty() && !candidate.offer.version.empty() &&
+            !activatesOnArrival(candidate.offer)) {
+            awaited.push_back({candidate.bank, candidate.offer.version});
+        }
+    }
+    return awaited;
+}
+
+Subject findSubject(const std::optional<Running> &running, const std::optional<Standing> &standing,
+                    const Facts &facts, bool otherBoot) {
+    const std::vector<Candidate> candidates = candidatesOf(running, standing);
     Subject subject;
     // What was noted as activated goes before what only may have been.
     for (const bool noted : {true, false}) {

@@ -29,6 +29,16 @@ struct Subject {
     bool otherwiseBooted = false;
 };
 
+/* An activation whose commit is to be reported, if it booted. */
+struct Awaited {
+    std::string bank; // that ran before it
+    std::string version;
+};
+
+/* Those that the call, or the offer that stands, may have made; policy 3 reports no commit. */
+std::vector<Awaited> awaitedCommits(const std::optional<Running> &running,
+                                    const std::optional<Standing> &standing);
+
 /* How often a version failed its trial, of those that the node remembers. */
 int failedTrialsOf(const std::string &version, const std::vector<FailedTrial> &failedVersions);
 

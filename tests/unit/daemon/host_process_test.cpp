@@ -61,9 +61,9 @@ class Host : public testing::Test {
         return condition();
     }
 
-    std::string argumentsOf(bool commitCheck) {
+    std::string argumentsOf(const std::vector<std::string> &options) {
         HostProcess host = make("echo \"$*\" >" + (folder_ / "arguments").string());
-        EXPECT_TRUE(host.start(commitCheck, whatIsWrong_)) << whatIsWrong_;
+        EXPECT_TRUE(host.start(options, whatIsWrong_)) << whatIsWrong_;
         runUntilItEnds();
         std::ifstream file(folder_ / "arguments");
         std::string line;
@@ -79,18 +79,18 @@ class Host : public testing::Test {
 };
 
 TEST_F(Host, is_started_with_library_configuration_and_channel) {
-    EXPECT_EQ(argumentsOf(true), "--library the.so --config node.conf --channel 3");
+    EXPECT_EQ(argumentsOf({}), "--library the.so --config node.conf --channel 3");
 }
 
-TEST_F(Host, is_told_where_the_commit_check_is_done_already) {
-    EXPECT_EQ(argumentsOf(false),
-              "--library the.so --config node.conf --channel 3 --no-commit-check");
+TEST_F(Host, is_told_what_more_it_is_to_know) {
+    EXPECT_EQ(argumentsOf({"--activated", "a:4QZ2.0.0"}),
+              "--library the.so --config node.conf --channel 3 --activated a:4QZ2.0.0");
 }
 
 TEST_F(Host, is_heard_until_its_end_which_tells_the_code) {
     // {"n":1} behind its length
     HostProcess host = make(R"(printf '\007\000\000\000{"n":1}' >&3; exit 7)");
-    ASSERT_TRUE(host.start(true, whatIsWrong_));
+    ASSERT_TRUE(host.start({}, whatIsWrong_));
     runUntilItEnds();
     EXPECT_THAT(messages_, ElementsAre(R"({"n":1})"));
     EXPECT_THAT(ends_, ElementsAre("it ended with code 7"));
@@ -99,7 +99,7 @@ TEST_F(Host, is_heard_until_its_end_which_tells_the_code) {
 
 TEST_F(Host, that_died_of_a_signal_tells_which) {
     HostProcess host = make("kill -SEGV $$");
-    ASSERT_TRUE(host.start(true, whatIsWrong_));
+    ASSERT_TRUE(host.start({}, whatIsWrong_));
     runUntilItEnds();
     EXPECT_THAT(ends_, ElementsAre("it was ended by signal 11"));
 }
@@ -107,7 +107,7 @@ TEST_F(Host, that_died_of_a_signal_tells_which) {
 TEST_F(Host, killed_here_ends_without_a_reason_and_with_all_that_it_started) {
     HostProcess host = make("sleep 60 & echo $! >" + (folder_ / "child").string() +
                             "; printf '\\002\\000\\000\\000{}' >&3; wait");
-    ASSERT_TRUE(host.start(true, whatIsWrong_));
+    ASSERT_TRUE(host.start({}, whatIsWrong_));
     for (int turn = 0; turn < kMostTurns && messages_.empty(); ++turn) {
         sd_event_run(loop_.get(), kTurnUs);
     }
@@ -128,23 +128,23 @@ TEST_F(Host, killed_here_ends_without_a_reason_and_with_all_that_it_started) {
 
 TEST_F(Host, that_talks_nonsense_is_ended_and_the_nonsense_told) {
     HostProcess host = make(R"(printf '\003\000\000\000abc' >&3; sleep 60)");
-    ASSERT_TRUE(host.start(true, whatIsWrong_));
+    ASSERT_TRUE(host.start({}, whatIsWrong_));
     runUntilItEnds();
     EXPECT_THAT(ends_, ElementsAre(HasSubstr("not one JSON object")));
 }
 
 TEST_F(Host, that_is_missing_is_told_at_once) {
     HostProcess host(loop_.get(), {"/nonexistent/host", "l", "c"}, {});
-    EXPECT_FALSE(host.start(true, whatIsWrong_));
+    EXPECT_FALSE(host.start({}, whatIsWrong_));
     EXPECT_THAT(whatIsWrong_, HasSubstr("/nonexistent/host: cannot be started"));
 }
 
 TEST_F(Host, can_be_started_again_after_its_end) {
     HostProcess host = make("exit 0");
-    ASSERT_TRUE(host.start(true, whatIsWrong_));
+    ASSERT_TRUE(host.start({}, whatIsWrong_));
     runUntilItEnds();
     ends_.clear();
-    ASSERT_TRUE(host.start(false, whatIsWrong_));
+    ASSERT_TRUE(host.start({"--no-commit-check"}, whatIsWrong_));
     runUntilItEnds();
     EXPECT_THAT(ends_, ElementsAre("it ended with code 0"));
 }

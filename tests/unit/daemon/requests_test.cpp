@@ -61,6 +61,30 @@ TEST_F(Requests, are_on_the_disk_as_running_before_the_agent_hears_of_them) {
     EXPECT_THAT(seen.queue, IsEmpty());
 }
 
+TEST_F(Requests, are_on_the_disk_as_activated_before_the_agent_goes_on_to_its_reboot) {
+    host_.on("new-image",
+             {stage("activating"), stage("rebooting"), ask(R"({"call":"activated"})"),
+              copy("state/requests.json", "seen"), report("OTA_SW_ACTIVATION_COMPLETE")});
+    startUp();
+    ticketOf(offer(1));
+    ASSERT_TRUE(turnUntil([&] { return told("status").size() == 1; }));
+    const Ledger seen = ledgerIn("seen");
+    ASSERT_TRUE(seen.running);
+    EXPECT_TRUE(seen.running->activated);
+}
+
+TEST_F(Requests, that_are_activated_go_on_to_their_reboot_where_that_cannot_be_kept) {
+    host_.on("new-image", {stage("downloading"), waitFor("go"), stage("rebooting"),
+                           ask(R"({"call":"activated"})"), report("OTA_SW_ACTIVATION_COMPLETE")});
+    startUp();
+    ticketOf(offer(1));
+    ASSERT_TRUE(turnUntil([&] { return daemon_->status().stage == "downloading"; }));
+    breakStateDirectory();
+    host_.release("go");
+    EXPECT_TRUE(turnUntil([&] { return told("status").size() == 1; }));
+    mendStateDirectory();
+}
+
 TEST_F(Requests, carry_to_the_agent_what_was_checked) {
     startUp();
     const auto reply = std::make_shared<Reply>();

@@ -84,6 +84,8 @@ static void tellNumber(const char *name, int number) {
 
 void initOTAlib(void) { tell("initOTAlib", nal_getTmpDirectory()); }
 
+const char *getOtaActSuccessPath(void) { return "ota_act_success"; }
+
 const char *getCfgmgrSocketPath(void) { return "cfgmgr_socket"; }
 
 OTA_EXPORT int fakeMain(void) __asm__("main");

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <iterator>
 #include <poll.h>
+#include <sstream>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -81,12 +82,11 @@ void HostProcess::makeManagerSocket() const {
     EXPECT_EQ(mknod(in("cfgmgr_socket").c_str(), S_IFSOCK | S_IRUSR | S_IWUSR, 0), 0);
 }
 
-void HostProcess::start(const std::string &library, const std::string &option) {
+void HostProcess::start(const std::string &library, const std::string &options) {
     std::vector<std::string> arguments{"--library", library,     "--config",
                                        configPath_, "--channel", std::to_string(childSocket_)};
-    if (!option.empty()) {
-        arguments.push_back(option);
-    }
+    std::istringstream words(options);
+    arguments.insert(arguments.end(), std::istream_iterator<std::string>(words), {});
     startWith(arguments);
 }
 

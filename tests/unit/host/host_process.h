@@ -18,8 +18,9 @@ class HostProcess : public testing::Test {
     ~HostProcess() override;
 
     std::string in(const std::string &name) const { return directory_ + "/" + name; }
-    /* Starts it with the fake agent, or with these arguments instead of the usual ones. */
-    void start(const std::string &library = FAKE_AGENT, const std::string &option = "");
+    /* Starts it with the fake agent, or with these arguments instead of the usual ones. More than
+     * one option: with a blank between them. */
+    void start(const std::string &library = FAKE_AGENT, const std::string &options = "");
     void startWith(std::vector<std::string> arguments);
     /* Sends one message; the text is JSON. */
     void send(const std::string &json);
@@ -46,7 +47,7 @@ class HostProcess : public testing::Test {
 
     std::string configPath_;
     std::unique_ptr<host::Channel> channel_;
-    std::string memory_; // of the last event that ended
+    std::string memory_;   // of the last event that ended
     std::string program_ = OTA_HOST;
     std::vector<std::pair<std::string, std::string>> environment_;
     /* Another process between the test and the host: the host's parent, and this process's child.

@@ -7,6 +7,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <optional>
 #include <unistd.h>
 
 namespace {
@@ -56,6 +58,11 @@ class Trial : public HostProcess {
 
     void checkHealthWith(const std::string &command) const {
         std::ofstream(configPath_, std::ios::app) << "[trial]\nhealth_command=" << command << "\n";
+    }
+
+    std::string textOf(const std::string &name) const {
+        std::ifstream file(in(name), std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
     }
 
     void expectBegin() {
@@ -261,6 +268,62 @@ TEST_F(Trial, ThatCannotBeKeptAsPassedIsNotReportedAsCommitted) {
     expect({kDone});
     std::filesystem::rename(in("away"), in("boot_state"));
     EXPECT_TRUE(bootState().isOnTrial(Bank::b));
+}
+
+// What a power cut may leave of the mark that the agent's shell wrote and nobody synced.
+TEST_F(Trial, FindsTheMarkOfItsActivationWhateverAPowerCutLeftOfIt) {
+    for (const auto &left :
+         {std::optional<std::string>(), std::optional<std::string>(""),
+          std::optional(std::string(8, '\0')), std::optional<std::string>("4QZ-1.0\n")}) {
+        std::filesystem::remove(in("ota_act_success"));
+        if (left) {
+            std::ofstream(in("ota_act_success")) << *left;
+        }
+        start(FAKE_AGENT, "--activated b:4QZ-2.0 --activated a:4QZ-2.0");
+        ASSERT_EQ(next(), signalOf("initOTAlib", R"(".")"));
+        send(R"({"ack":0})");
+        expect({kNode, stage("committing")});
+        EXPECT_EQ(textOf("ota_act_success"), "4QZ-2.0\n") << "before the trial";
+        EXPECT_NE(errors().find("notice: ota-host: a power cut took the mark of 4QZ-2.0"),
+                  std::string::npos);
+        startOver();
+    }
+}
+
+TEST_F(Trial, MakesNoMarkOfWhatDidNotActivateIt) {
+    const auto startsWith = [this](const std::string &options) {
+        start(FAKE_AGENT, options);
+        expect({signalOf("initOTAlib", R"(".")"), kNode});
+        static_cast<void>(next());
+        EXPECT_FALSE(std::filesystem::exists(in("ota_act_success"))) << options;
+        startOver();
+    };
+    startsWith("");
+    startsWith("--activated a:4QZ-1.0");                   // another version
+    startsWith("--activated b:4QZ-2.0");                   // begun on the bank that runs
+    startsWith("--no-commit-check --activated a:4QZ-2.0"); // not the first start of this boot
+    nal::BootState state = bootState();
+    state.endTrial();
+    keep(state);
+    startsWith("--activated a:4QZ-2.0"); // committed: the word was said
+}
+
+TEST_F(Trial, TellsThatTheMarkCannotBeMadeAnewAndGoesOn) {
+    std::filesystem::create_directory(in("ota_act_success"));
+    start(FAKE_AGENT, "--activated a:4QZ-2.0");
+    expectBegin();
+    EXPECT_NE(errors().find("the mark of the activation was not made anew, so no commit is "
+                            "reported: "),
+              std::string::npos)
+        << errors();
+}
+
+TEST_F(Trial, RefusesAnActivationThatItCannotRead) {
+    start(FAKE_AGENT, "--activated c:4QZ-2.0");
+    EXPECT_EQ(exitCode(), 2);
+    EXPECT_NE(errors().find("--activated is c:4QZ-2.0: expected a or b, a colon and a version"),
+              std::string::npos)
+        << errors();
 }
 
 TEST_F(Trial, OfAVersionIsForgottenWhereItIsAskedFor) {

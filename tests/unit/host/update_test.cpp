@@ -86,8 +86,10 @@ class Update : public HostProcess {
                 continue;
             }
             const host::Json record(cJSON_Parse(textOf(root, "data").c_str()));
-            words.push_back(textOf(root, "call") == "signal" ? textOf(record.get(), "status")
-                                                             : textOf(root, "name"));
+            const std::string call = textOf(root, "call");
+            words.push_back(call == "signal"      ? textOf(record.get(), "status")
+                            : call == "activated" ? call
+                                                  : textOf(root, "name"));
             if (beforeAnswer_) {
                 beforeAnswer_(words.back());
             }
@@ -154,8 +156,8 @@ TEST_F(Update, TellsEveryStageOfAnUpdateUntilItsCommit) {
         askedTooEarly = std::filesystem::exists(in("reboot"));
     };
     send(offer(1, md5Of(image_)));
-    EXPECT_EQ(story(), (Words{"downloading", "verifying", "writing", "banks", "activating",
-                              "rebooting", "OTA_SW_ACTIVATION_COMPLETE", "idle"}))
+    EXPECT_EQ(story(), (Words{"downloading", "verifying", "writing", "banks", "activating", "rebooting",
+                              "activated", "OTA_SW_ACTIVATION_COMPLETE", "idle"}))
         << errors();
     EXPECT_FALSE(askedTooEarly) << "the report comes before the reboot";
     EXPECT_TRUE(std::filesystem::exists(in("reboot")));
@@ -191,8 +193,7 @@ TEST_F(Update, AsksForTheNextAttemptAtOnceWhereTheDeskHurries) {
 TEST_F(Update, GoesOnInANewProcessWithTheMemoryOfTheOldOne) {
     startAgent();
     send(offer(0, md5Of(image_)));
-    EXPECT_EQ(story(),
-              (Words{"downloading", "verifying", "writing", "banks", "rebootTimer", "idle"}))
+    EXPECT_EQ(story(), (Words{"downloading", "verifying", "writing", "banks", "rebootTimer", "idle"}))
         << errors();
     send(R"({"event":"activation-time","record":"{\"model\":\"M\",\"actTime\":\"04:05\"}"})");
     EXPECT_EQ(story(), (Words{"rebootTimer", "rebootTimer"}));
@@ -207,7 +208,8 @@ TEST_F(Update, GoesOnInANewProcessWithTheMemoryOfTheOldOne) {
     EXPECT_EQ(story(), Words{});
     EXPECT_EQ(memory_, before);
     send(R"({"event":"timer","name":"rebootTimer"})");
-    EXPECT_EQ(story(), (Words{"activating", "rebooting", "OTA_SW_ACTIVATION_COMPLETE", "idle"}))
+    EXPECT_EQ(story(),
+              (Words{"activating", "rebooting", "activated", "OTA_SW_ACTIVATION_COMPLETE", "idle"}))
         << errors();
     EXPECT_EQ(fileText("ota_act_success"), std::string(kOffered) + "\n");
 }
@@ -217,7 +219,7 @@ TEST_F(Update, OfTheVersionInThePassiveBankIsASwapInTheActivatingStage) {
     send(offer(2, md5Of(image_)));
     EXPECT_EQ(story().back(), "idle");
     send(offer(1, md5Of(image_)));
-    EXPECT_EQ(story(), (Words{"activating", "OTA_SW_SWAP_PASSIVE", "rebooting",
+    EXPECT_EQ(story(), (Words{"activating", "OTA_SW_SWAP_PASSIVE", "rebooting", "activated",
                               "OTA_SW_ACTIVATION_COMPLETE", "idle"}))
         << errors();
 }

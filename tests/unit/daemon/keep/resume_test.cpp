@@ -176,4 +176,29 @@ TEST(WhatWasTakenUp, IsTheLedgerOfThisBoot) {
     EXPECT_EQ(told(planTakeUp(now, facts)), "memory rebootTimer=1707000 standing #1 queue #3");
 }
 
+using Words = std::vector<std::string>;
+
+TEST(TheFirstHostOfABoot, IsToldWhichActivationsTheNodeAwaitsTheCommitOf) {
+    const auto optionsOf = [](const Ledger &ledger) {
+        return otad::hostOptions(ledger, otherBoot().bootId);
+    };
+    EXPECT_EQ(optionsOf(emptyLedger()), Words{});
+    EXPECT_EQ(optionsOf(running(offer(1, 1), true)),
+              (Words{"--activated", std::string("a:") + kNew}));
+    EXPECT_EQ(optionsOf(running(offer(1, 1))), (Words{"--activated", std::string("a:") + kNew}))
+        << "the power went before it was noted down";
+    EXPECT_EQ(optionsOf(standing(offer(1, 0), {}, true)),
+              (Words{"--activated", std::string("a:") + kNew}));
+    EXPECT_EQ(optionsOf(running(offer(1, 3), true)), Words{}) << "it leaves no mark";
+    EXPECT_EQ(optionsOf(running(activationTime(1))), Words{}) << "it activates nothing";
+    Ledger unknown = running(offer(1, 1), true);
+    unknown.running->bank.clear();
+    EXPECT_EQ(optionsOf(unknown), Words{});
+}
+
+TEST(ALaterHostOfABoot, LeavesTheCommitCheckAlone) {
+    EXPECT_EQ(otad::hostOptions(running(offer(1, 1), true), sameBoot().bootId),
+              Words{"--no-commit-check"});
+}
+
 } // namespace

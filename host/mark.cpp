@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+// The agent's mark of an activation, from which its commit check reads the version.
+#include "host/mark.h"
+
+#include "host/supervisor_link.h"
+#include "platform/nal/file_io.h"
+#include "platform/nal/node.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace host {
+namespace {
+
+constexpr std::size_t kLongestMark = 128; // no version is as long
+std::string markPath;
+
+bool sync(std::string &whatIsWrong) {
+    const nal::UniqueFd mark(
+        open(markPath.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!mark && errno == ENOENT) {
+        return true; // an image that was only written leaves none
+    }
+    if (!mark || fsync(mark.get()) != 0 || !nal::syncDirectoryOf(markPath)) {
+        whatIsWrong = nal::systemReason(markPath + ": cannot be synced");
+        return false;
+    }
+    return true;
+}
+
+// Only the activation itself puts the other bank on trial, and a commit ends it.
+bool wasActivatedBy(const nal::BootState &state, const Activation &activation) {
+    return state.isOnTrial(state.active) && state.active != activation.from &&
+           state.of(state.active).version == activation.version;
+}
+
+} // namespace
+
+bool readActivation(const std::string &text, Activation &activation) {
+    if (!text.starts_with("a:") && !text.starts_with("b:")) {
+        return false;
+    }
+    activation = {text.front() == 'b' ? nal::Bank::b : nal::Bank::a, text.substr(2)};
+    return !activation.version.empty();
+}
+
+void setMarkPath(const std::string &path) { markPath = path; }
+
+void keepMark() {
+    std::string whatIsWrong;
+    if (!markPath.empty() && !sync(whatIsWrong)) {
+        complain("the mark of the activation may be lost in a power cut: " + whatIsWrong);
+    }
+}
+
+void restoreMark(const std::vector<Activation> &activations) {
+    nal::BootState state;
+    std::string whatIsWrong;
+    if (!nal::readBootState(nal::node().config().bootState, state, whatIsWrong) ||
+        std::none_of(activations.begin(), activations.end(), [&](const Activation &activation) {
+            return wasActivatedBy(state, activation);
+        })) {
+        return; // what cannot be read was reported by the platform, which read it just before
+    }
+    const std::string line = state.of(state.active).version + "\n";
+    std::string held;
+    if (nal::readWholeFile(markPath, kLongestMark, held, whatIsWrong) && held == line) {
+        return;
+    }
+    if (nal::replaceFile(markPath, line, whatIsWrong) != nal::Replaced::yes) {
+        return complain("the mark of the activation was not made anew, so no commit is reported: " +
+                        whatIsWrong);
+    }
+    std::fprintf(stderr, "notice: ota-host: a power cut took the mark of %s; it was made anew\n",
+                 state.of(state.active).version.c_str());
+}
+
+} // namespace host

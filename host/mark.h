@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+// The agent's mark of an activation, from which its commit check reads the version.
+#ifndef HOST_MARK_H
+#define HOST_MARK_H
+
+#include "platform/nal/boot_state.h"
+
+#include <string>
+#include <vector>
+
+namespace host {
+
+/* What the supervisor knows of an activation: the bank that ran before it, and the version. */
+struct Activation {
+    nal::Bank from = nal::Bank::a;
+    std::string version;
+};
+
+/* "a:VERSION". False: the text is none. */
+bool readActivation(const std::string &text, Activation &activation);
+
+/*
+ * Where the mark is, as the agent names it; call it once the agent knows its paths. Nothing is done
+ * about the mark before.
+ */
+void setMarkPath(const std::string &path);
+
+/*
+ * The agent's shell wrote the mark and synced nothing: behind this it is there after a power cut.
+ * A failure is told; the mark is made anew after the boot.
+ */
+void keepMark();
+
+/*
+ * Before the commit check: where the running bank is on trial and was activated by one of these,
+ * the mark holds its version, whatever a power cut left of it. A failure is told.
+ */
+void restoreMark(const std::vector<Activation> &activations);
+
+} // namespace host
+
+#endif
