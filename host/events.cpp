@@ -6,6 +6,7 @@
 #include "host/json_fields.h"
 #include "host/lib_config.h"
 #include "host/supervisor_link.h"
+#include "host/trial.h"
 #include "platform/nal/abandon.h"
 #include "platform/nal/trial.h"
 #include "platform/timers.h"
@@ -106,9 +107,9 @@ bool handleAbandon(const AgentLibrary & /*agent*/, const cJSON * /*event*/, std:
     return true;
 }
 
-bool handleCommit(const AgentLibrary & /*agent*/, const cJSON * /*event*/, std::string &failure,
+bool handleCommit(const AgentLibrary &agent, const cJSON * /*event*/, std::string &failure,
                   std::string & /*whatIsWrong*/) {
-    if (!nalCommit(failure)) {
+    if (!commitByHand(agent.checkCommit, failure)) {
         failure = "the running bank was not marked good: " + failure;
     }
     return true;

@@ -180,4 +180,18 @@ void commitTrial() {
     tellSupervisor(noteOf("committed", state, state.active));
 }
 
+bool commitByHand(void (*commitCheck)(), std::string &whatIsWrong) {
+    nal::BootState state;
+    if (!nal::readBootState(nal::node().config().bootState, state, whatIsWrong)) {
+        return false;
+    }
+    if (state.isOnTrial(state.active)) {
+        if (!nalPrepareCommit(whatIsWrong)) {
+            return false;
+        }
+        commitCheck(); // says nothing where it was done: it took the mark away
+    }
+    return nalCommit(whatIsWrong);
+}
+
 } // namespace host

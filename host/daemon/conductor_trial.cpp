@@ -102,6 +102,7 @@ void Conductor::choreDone(const std::string &failed) {
         forgetBaselines(chore.done.version);
     } else {
         trial_ = {};
+        with_.book.save(); // the commit check may have had its say
     }
     with_.chronicle.tell(chore.done);
     chore.answer(nullptr, 0);

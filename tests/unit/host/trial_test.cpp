@@ -253,8 +253,10 @@ TEST_F(Trial, ThatCannotBeEndedIsToldAndEndedByACommitLater) {
               std::string::npos);
     std::filesystem::rename(in("away"), in("boot_state"));
     send(R"({"event":"commit"})");
-    expect({R"({"done":"commit","deferred":0})"});
+    expect({signalOf("commit", "null"), R"({"done":"commit","deferred":0})"});
     EXPECT_FALSE(bootState().trial);
+    send(R"({"event":"commit"})");
+    expect({R"({"done":"commit","deferred":0})"});
 }
 
 TEST_F(Trial, ThatCannotBeKeptAsPassedIsNotReportedAsCommitted) {
@@ -268,6 +270,13 @@ TEST_F(Trial, ThatCannotBeKeptAsPassedIsNotReportedAsCommitted) {
     expect({kDone});
     std::filesystem::rename(in("away"), in("boot_state"));
     EXPECT_TRUE(bootState().isOnTrial(Bank::b));
+    send(R"({"event":"commit"})");
+    ASSERT_EQ(next(), signalOf("commit", "null")) << "the commit check that was left out";
+    EXPECT_TRUE(bootState().healthy) << "kept before it is reported";
+    EXPECT_TRUE(bootState().isOnTrial(Bank::b));
+    send(R"({"ack":0})");
+    expect({R"({"done":"commit","deferred":0})"});
+    EXPECT_FALSE(bootState().trial);
 }
 
 // What a power cut may leave of the mark that the agent's shell wrote and nobody synced.
