@@ -7,12 +7,9 @@
 namespace host::guard {
 namespace {
 
-// The agent writes the marker with "echo <version> > <path>", of which it runs 63 characters. It
-// reads it back in pieces of 31, the line end among them: a longer version would come back in two
-// pieces and be reported as not committed.
+// The agent writes the marker with "echo <version> > <path>", of which it runs 63 characters.
 constexpr std::size_t kMaxCommand = 63;
 constexpr std::size_t kEchoAndBlanks = sizeof("echo  > ") - 1;
-constexpr std::size_t kMaxReadBack = 30;
 
 } // namespace
 
@@ -24,7 +21,7 @@ bool hasVersionCharacters(std::string_view version) {
 
 std::size_t longestVersion(std::string_view markerPath) {
     const std::size_t used = kEchoAndBlanks + markerPath.size();
-    return used >= kMaxCommand ? 0 : std::min(kMaxReadBack, kMaxCommand - used);
+    return used >= kMaxCommand ? 0 : std::min(nal::kLongestVersion, kMaxCommand - used);
 }
 
 } // namespace host::guard

@@ -41,7 +41,7 @@ int nal_getNodeInfo(void *record);
 /*
  * The version of the bank that runs, which need not be the one activated last: after a boot the
  * agent tells by this whether the activation took, and reports a failure to answer as a failed
- * commit. At most NAL_VERSION_WIDTH bytes; one of more than 31 characters is never committed.
+ * commit. At most NAL_VERSION_WIDTH bytes; one of more than 30 characters is never committed.
  */
 int nal_getCurSwVersion(char *version);
 /* The version in the passive bank; NAL_NO_PREVIOUS_IMAGE where that holds no whole image. */

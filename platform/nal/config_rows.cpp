@@ -2,6 +2,8 @@
 // Every key of the configuration: its limits, what is expected of its value, where that goes.
 #include "platform/nal/config_rows.h"
 
+#include "platform/nal/version_order.h"
+
 #include <algorithm>
 #include <charconv>
 #include <iterator>
@@ -25,7 +27,6 @@ constexpr const char *kWhyLogs = "the agent keeps 30 characters of <logs>/ota_ac
 constexpr std::size_t kMaxCaCertificate = 30;
 constexpr const char *kWhyCaCertificate = "the agent keeps no more of a path";
 
-constexpr std::size_t kMaxVersion = 63;
 constexpr std::size_t kMaxTopic = 200;
 
 constexpr std::string_view kLettersAndDigits =
@@ -218,7 +219,7 @@ const ConfigRow kRows[] = {
          return takeYesOrNo(value, config.allowPlainHttp);
      }},
     {"service", "lowest_version", "a version of the characters A-Z a-z 0-9 . _ + -", false,
-     kMaxVersion, "no version is longer",
+     kLongestVersion, "no version is longer",
      [](const std::string &value, Config &config) {
          return isMadeOf(value, "._+-") && takeText(value, config.lowestVersion);
      }},

@@ -4,6 +4,7 @@
 
 #include "platform/nal/digest.h"
 #include "platform/nal/file_io.h"
+#include "platform/nal/version_order.h"
 
 #include <algorithm>
 #include <charconv>
@@ -19,7 +20,6 @@ constexpr std::size_t kFooterSize = 16;
 constexpr std::size_t kLengthOffset = 8;
 constexpr std::size_t kLengthSize = 4;
 constexpr std::size_t kMaxTrailer = kMaxSignature;
-constexpr std::size_t kMaxVersion = 31; // what is read back of it after the reboot
 constexpr std::size_t kMaxModel = 31;
 
 bool isPrintable(char character) { return character >= ' ' && character <= '~'; }
@@ -28,7 +28,7 @@ bool isPrintable(char character) { return character >= ' ' && character <= '~'; 
 bool isVersion(std::string_view text) {
     constexpr std::string_view kCharacters =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._+-";
-    return !text.empty() && text.size() <= kMaxVersion &&
+    return !text.empty() && text.size() <= kLongestVersion &&
            text.find_first_not_of(kCharacters) == std::string_view::npos;
 }
 
@@ -92,7 +92,7 @@ bool parseManifest(std::string_view text, ImageManifest &manifest, std::string &
     const auto parsed =
         std::from_chars(size.data(), size.data() + size.size(), manifest.payloadSize);
     if (!isVersion(manifest.version)) {
-        whatIsWrong = "its manifest has no usable version (1 to 31 of A-Z a-z 0-9 . _ + -)";
+        whatIsWrong = "its manifest has no usable version (1 to 30 of A-Z a-z 0-9 . _ + -)";
     } else if (!isModel(manifest.model)) {
         whatIsWrong = "its manifest has no usable model (1 to 31 printable characters)";
     } else if (size.empty() || parsed.ec != std::errc() || parsed.ptr != size.end()) {

@@ -17,7 +17,7 @@ namespace nal {
  * the manifest. Magic "OTASIGN1": it is a CMS SignedData (signature.h) that holds the manifest.
  */
 struct ImageManifest {
-    std::string version;           // 1 to 31 of the characters A-Z a-z 0-9 . _ + -
+    std::string version;           // 1 to 30 of the characters A-Z a-z 0-9 . _ + -
     std::string model;             // 1 to 31 printable characters
     std::uint64_t payloadSize = 0; // bytes
     std::string payloadSha256;     // 64 lower-case hexadecimal digits

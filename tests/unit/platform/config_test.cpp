@@ -111,6 +111,9 @@ const Mistake kMistakes[] = {
      ":2: [service] allow_plain_http is \"1\": expected yes or no"},
     {"floor", "", "[service]\nlowest_version = 4QZ$(x)",
      ":2: [service] lowest_version is \"4QZ$(x)\": expected a version of the characters"},
+    {"long floor", "", "[service]\nlowest_version = 4QZ1234567890123456789012345678",
+     ":2: [service] lowest_version is \"4QZ1234567890123456789012345678\", 31 characters: expected "
+     "at most 30"},
     {"history size", "", "[service]\nhistory_size = -1",
      ":2: [service] history_size is \"-1\": expected a number of bytes above 0"},
     {"no history files", "", "[service]\nhistory_files = 0",

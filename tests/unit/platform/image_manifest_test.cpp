@@ -91,9 +91,9 @@ TEST_F(ImageFile, IsNotMadeWithAVersionOrModelThatNobodyCouldRead) {
     EXPECT_FALSE(nal::formatImageTrailer({"1\nsize=9", kModel, 1, sum}, trailer, wrong_));
     EXPECT_FALSE(nal::formatImageTrailer({"1;reboot", kModel, 1, sum}, trailer, wrong_));
     EXPECT_FALSE(nal::formatImageTrailer({"1/2", kModel, 1, sum}, trailer, wrong_));
-    EXPECT_FALSE(nal::formatImageTrailer({std::string(32, '1'), kModel, 1, sum}, trailer, wrong_));
+    EXPECT_FALSE(nal::formatImageTrailer({std::string(31, '1'), kModel, 1, sum}, trailer, wrong_));
     EXPECT_FALSE(nal::formatImageTrailer({"1", std::string(32, 'm'), 1, sum}, trailer, wrong_));
-    EXPECT_TRUE(nal::formatImageTrailer({"aZ09._+-" + std::string(23, '1'), kModel, 1, sum},
+    EXPECT_TRUE(nal::formatImageTrailer({"aZ09._+-" + std::string(22, '1'), kModel, 1, sum},
                                         trailer, wrong_));
 }
 

@@ -117,13 +117,13 @@ TEST_F(WritingAnImage, RefusesWhatIsNoWholeImageForThisModelBeforeTheBankChanges
     writeText(in("cut"), image.substr(0, image.size() - 1));
     writeText(in("empty"), "");
     writeText(in("other"), imageOf(payloadOf(kPayload), "2.0.0", "GW-2000"));
-    const std::string longest = imageOf(payloadOf(kPayload), std::string(31, '2'));
+    const std::string longest = imageOf(payloadOf(kPayload), std::string(30, '2'));
     std::string longer = longest;
     longer.insert(longer.rfind("version=") + 8, 1, '2');
     longer[longer.size() - 8] = static_cast<char>(longer[longer.size() - 8] + 1);
     writeText(in("longer"), longer);
     std::filesystem::create_directory(in("folder"));
-    expectUntouched("longer", "its manifest has no usable version (1 to 31 of");
+    expectUntouched("longer", "its manifest has no usable version (1 to 30 of");
     expectUntouched("missing", "the image cannot be opened: No such file or directory");
     expectUntouched("cut", "it is cut or no image");
     expectUntouched("empty", "it is cut: there is no room for a manifest");
