@@ -18,7 +18,8 @@ namespace {
 
 constexpr std::size_t kMaxFwEnvConfig = 16 * 1024;
 constexpr std::size_t kChecksum = 4;
-constexpr std::size_t kHead = kChecksum + 1; // and the counter
+constexpr std::size_t kHead = kChecksum + 1;      // and the counter
+constexpr std::size_t kMostOfACopy = 1024 * 1024; // no boot loader has as much
 
 struct CopyBytes {
     bool whole = false;
@@ -26,7 +27,7 @@ struct CopyBytes {
     std::string data;
 };
 
-// "device offset size ...", numbers decimal or hexadecimal with 0x; "#" begins a comment.
+// "device offset size ...", the offset decimal or hexadecimal with 0x; "#" begins a comment.
 std::optional<BootCopy> copyOfLine(const std::string &line) {
     std::istringstream words(line);
     std::string path;
@@ -39,10 +40,45 @@ std::optional<BootCopy> copyOfLine(const std::string &line) {
                     std::strtoull(size.c_str(), nullptr, 16)};
 }
 
-std::optional<CopyBytes> readCopy(const BootCopy &copy) {
-    const UniqueFd file(open(copy.path.c_str(), O_RDONLY | O_CLOEXEC));
+// The state itself may be as good as ever: nothing here is a reason to write it anew.
+std::string adviceFor(int error) {
+    switch (error) {
+    case ENOENT:
+        return "; check its place, a node's first one is made by ota-boot-state init";
+    case EPERM:
+    case EACCES:
+        return "; let the service have it: its user, the mode, DeviceAllow= of its unit";
+    default:
+        return "; check the device or the file system";
+    }
+}
+
+// A file or a device: opening anything else may block for ever. None: whatIsWrong is one line.
+UniqueFd openCopy(const std::string &path, int flags, std::string &whatIsWrong) {
+    UniqueFd file(::open(path.c_str(), flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status {};
-    if (!file || fstat(file.get(), &status) != 0 || S_ISCHR(status.st_mode) || copy.size <= kHead) {
+    if (!file || fstat(file.get(), &status) != 0) {
+        const int error = errno;
+        whatIsWrong = systemReason(path + ": the boot state cannot be " +
+                                   (flags == O_RDONLY ? "read" : "written")) +
+                      adviceFor(error);
+        return UniqueFd();
+    }
+    if (!S_ISREG(status.st_mode) && !S_ISBLK(status.st_mode) && !S_ISCHR(status.st_mode)) {
+        whatIsWrong = path + ": is neither a file nor a device; keep the boot state in one";
+        file.reset();
+    }
+    return file;
+}
+
+bool isCharacterDevice(const UniqueFd &file) {
+    struct stat status {};
+    return fstat(file.get(), &status) == 0 && S_ISCHR(status.st_mode);
+}
+
+std::optional<CopyBytes> readCopy(const BootCopy &copy, std::string &whatIsWrong) {
+    const UniqueFd file = openCopy(copy.path, O_RDONLY, whatIsWrong);
+    if (!file || isCharacterDevice(file)) {
         return std::nullopt;
     }
     CopyBytes bytes;
@@ -110,6 +146,12 @@ bool bootCopies(const BootPlace &place, std::vector<BootCopy> &copies, std::stri
     for (std::string line; std::getline(lines, line) && copies.size() < 2;) {
         if (auto copy = copyOfLine(line)) {
             copies.push_back(std::move(*copy));
+            if (copies.back().size <= kHead || copies.back().size > kMostOfACopy) {
+                whatIsWrong = place.fwEnvConfig + ": \"" + line + "\": the size is not between " +
+                              std::to_string(kHead + 1) + " bytes and " +
+                              std::to_string(kMostOfACopy) + " (0x100000)";
+                return false;
+            }
         }
     }
     if (copies.size() < 2) {
@@ -123,7 +165,7 @@ CopiesView lookAtCopies(const std::vector<BootCopy> &copies) {
     CopiesView view;
     std::vector<CopyBytes> whole;
     for (const BootCopy &copy : copies) {
-        auto bytes = readCopy(copy);
+        auto bytes = readCopy(copy, view.whyNotOpened);
         if (bytes && bytes->whole) {
             whole.push_back(std::move(*bytes));
         } else if (bytes) {
@@ -155,9 +197,8 @@ bool OpenCopies::open(const std::vector<BootCopy> &copies, std::string &whatIsWr
         if (!files_.empty() && files_.back().first == copy.path) {
             continue; // both in one file
         }
-        files_.emplace_back(copy.path, UniqueFd(::open(copy.path.c_str(), O_RDWR | O_CLOEXEC)));
+        files_.emplace_back(copy.path, openCopy(copy.path, O_RDWR, whatIsWrong));
         if (!files_.back().second) {
-            whatIsWrong = systemReason(copy.path + ": the boot state cannot be written");
             return false;
         }
     }

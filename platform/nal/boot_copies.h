@@ -26,6 +26,7 @@ bool bootCopies(const BootPlace &place, std::vector<BootCopy> &copies, std::stri
 struct CopiesView {
     BootFindings findings;
     std::optional<BootVariables> variables; // of the newer whole copy; none where none is whole
+    std::string whyNotOpened;               // of a copy, one line; empty: both were
 };
 
 /*

@@ -28,6 +28,10 @@ struct BootPlace {
 /* Bytes of one copy in a file: checksum (4), counter (1) and "name=value" texts. */
 inline constexpr std::size_t kEnvironmentCopy = 8192;
 
+/* What to do where the state is there and cannot be used; it would overwrite a good one. */
+inline constexpr const char *kWriteItAnew =
+    "; the node cannot tell its banks apart: write the boot state anew (ota-boot-state init)";
+
 using BootVariables = std::map<std::string, std::string>;
 
 /* What reading came across besides the variables. */

@@ -15,8 +15,6 @@ namespace {
 constexpr std::size_t kMaxCommandLine = 16 * 1024;
 constexpr std::string_view kBankWord = "ota.bank=";
 constexpr int kMostTrials = 99;
-constexpr const char *kWhatToDo =
-    "; the node cannot tell its banks apart: write the boot state anew (ota-boot-state init)";
 
 // The kernel knows better than the boot state which bank the boot loader took.
 bool takeRunningBank(const std::string &path, Bank &active, std::string &whatIsWrong) {
@@ -110,9 +108,11 @@ bool readBootState(const BootPlace &place, BootState &state, std::string &whatIs
     if (isOlder && findings != nullptr) {
         findings->older = true;
     }
-    if (!isOlder &&
-        (!isEnvironment || !parseBootState(place.name(), variables, read, whatIsWrong))) {
-        whatIsWrong += kWhatToDo;
+    if (!isEnvironment && !isOlder) {
+        return false;
+    }
+    if (isEnvironment && !parseBootState(place.name(), variables, read, whatIsWrong)) {
+        whatIsWrong += kWriteItAnew;
         return false;
     }
     if (!place.kernelCommandLine.empty() &&

@@ -88,14 +88,19 @@ bool writeFully(int fd, const void *bytes, std::size_t size) {
 
 bool readWholeFile(const std::string &path, std::size_t limit, std::string &text,
                    std::string &whatIsWrong) {
-    const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    // What blocks, or never ends, is nobody's file of settings or state.
+    const UniqueFd file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!file) {
         whatIsWrong = systemReason(path + ": cannot be opened");
         return false;
     }
     struct stat status {};
+    if (fstat(file.get(), &status) != 0 || !(S_ISREG(status.st_mode) || S_ISDIR(status.st_mode))) {
+        whatIsWrong = path + ": is no regular file; replace it by one";
+        return false;
+    }
     // As large as the file is, and a byte more to see that it did not grow; kernel files say 0.
-    const bool sized = fstat(file.get(), &status) == 0 && status.st_size > 0;
+    const bool sized = S_ISREG(status.st_mode) && status.st_size > 0;
     const std::size_t expected = sized ? static_cast<std::size_t>(status.st_size) : limit;
     std::string bytes(std::min(expected, limit) + 1, '\0');
     const std::int64_t got = readFully(file.get(), bytes.data(), bytes.size());

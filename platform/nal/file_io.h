@@ -39,7 +39,8 @@ std::int64_t readFully(int fd, void *buffer, std::size_t size);
 /* Writes every byte, or returns false with errno set. */
 bool writeFully(int fd, const void *bytes, std::size_t size);
 
-/* Reads a file of at most `limit` bytes. False: whatIsWrong is one line naming the file. */
+/* Reads a regular file of at most `limit` bytes, and never waits for one. False: whatIsWrong is one
+ * line naming the file. */
 bool readWholeFile(const std::string &path, std::size_t limit, std::string &text,
                    std::string &whatIsWrong);
 

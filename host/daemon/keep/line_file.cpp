@@ -18,8 +18,19 @@ namespace {
 
 constexpr mode_t kFileMode = 0640;
 
+// A regular file alone: adding to anything else may block for ever, or end up elsewhere.
+nal::UniqueFd openFile(const std::string &path, int flags) {
+    nal::UniqueFd file(open(path.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, kFileMode));
+    struct stat status {};
+    if (file && (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))) {
+        file.reset();
+        errno = EINVAL;
+    }
+    return file;
+}
+
 nal::UniqueFd openAtEnd(const std::string &path) {
-    return nal::UniqueFd(open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, kFileMode));
+    return openFile(path, O_RDWR | O_APPEND | O_CREAT);
 }
 
 // Of the open file, -1 with errno set where that fails.
@@ -114,10 +125,8 @@ std::string appendLines(const LineFile &target, const std::vector<std::string_vi
 
 void readLines(const std::string &path, std::size_t longest,
                const std::function<void(std::string line)> &take) {
-    const nal::UniqueFd file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK |
-                                                    O_CLOEXEC)); // a FIFO waits for nobody
-    struct stat status {};
-    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    const nal::UniqueFd file = openFile(path, O_RDONLY);
+    if (!file) {
         return;
     }
     constexpr std::size_t kPiece = 16 * 1024;

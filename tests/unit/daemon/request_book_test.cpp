@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <poll.h>
+#include <sys/stat.h>
 
 namespace otad {
 namespace {
@@ -96,6 +97,16 @@ TEST_F(Book, of_an_earlier_release_is_taken_over) {
     ASSERT_EQ(ledger.timers.size(), 1U);
     EXPECT_EQ(ledger.timers[0].name, "rebootTimer");
     ASSERT_EQ(ledger.queue.size(), 1U);
+}
+
+TEST_F(Book, is_not_waited_for_where_a_pipe_stands_in_its_place) {
+    ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+    RequestBook book(disk_, path_);
+    EXPECT_FALSE(book.load(whatIsWrong_));
+    EXPECT_EQ(whatIsWrong_, path_ + ": is no regular file; replace it by one; the node starts "
+                                    "without the requests that it held");
+    EXPECT_EQ(save(book), "") << "it takes the pipe's place";
+    EXPECT_TRUE(book.load(whatIsWrong_)) << whatIsWrong_;
 }
 
 TEST_F(Book, tells_where_it_cannot_be_kept) {

@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -156,7 +157,7 @@ TEST_F(BootStateFile, NamesTheVariableOfAWrongValue) {
 
 TEST_F(BootStateFile, IsReadWhileAWriterHangsInTheMiddle) {
     ASSERT_TRUE(write(filled()));
-    const nal::UniqueFd lock(::open("/var/lock/fw_printenv.lock", O_RDONLY | O_CREAT, 0666));
+    const nal::UniqueFd lock(::open("/var/lock/fw_printenv.lock", O_RDWR | O_CREAT, 0600));
     if (!lock || flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
         GTEST_SKIP() << "somebody writes, or the lock of the boot tools cannot be had here";
     }
@@ -170,6 +171,59 @@ TEST_F(BootStateFile, TellsThatItIsMissing) {
     EXPECT_EQ(wrong_.find(path_ + ": the boot state cannot be read: No such file or directory; "),
               0U)
         << wrong_;
+}
+
+// The state on the device may be a good one: writing another over it is no advice.
+TEST_F(BootStateFile, ThatMayNotBeOpenedIsToldWithItsReasonAndLeftAlone) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can be another user for a while";
+    }
+    ASSERT_TRUE(write(filled()));
+    writeText(in("fw_env.config"), path_ + " 0x0 0x2000\n" + path_ + " 0x2000 0x2000\n");
+    ASSERT_EQ(chmod(path_.c_str(), 0600), 0);
+    ASSERT_EQ(chmod(in("").c_str(), 0755), 0);
+    nal::BootPlace devices;
+    devices.fwEnvConfig = in("fw_env.config");
+    for (const nal::BootPlace &place : {nal::BootPlace(path_), devices}) {
+        nal::BootState state;
+        std::string notWritten;
+        ASSERT_EQ(seteuid(65534), 0);
+        const bool isRead = nal::readBootState(place, state, wrong_);
+        const bool isWritten = nal::writeBootState(place, state, notWritten);
+        ASSERT_EQ(seteuid(0), 0);
+        EXPECT_FALSE(isRead);
+        EXPECT_EQ(wrong_, path_ + ": the boot state cannot be read: Permission denied; let the "
+                                  "service have it: its user, the mode, DeviceAllow= of its unit");
+        EXPECT_FALSE(isWritten);
+        EXPECT_EQ(
+            notWritten.find(path_ + ": the boot state cannot be written: Permission denied; "), 0U)
+            << notWritten;
+    }
+}
+
+TEST_F(BootStateFile, IsNotWaitedForWhereAPipeStandsInItsPlace) {
+    ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+    nal::BootState state;
+    const std::string expected =
+        path_ + ": is neither a file nor a device; keep the boot state in one";
+    EXPECT_FALSE(read(state));
+    EXPECT_EQ(wrong_, expected);
+    EXPECT_FALSE(write(filled()));
+    EXPECT_EQ(wrong_.find(expected), 0U) << wrong_;
+}
+
+TEST_F(BootStateFile, IsNotBelievedToBeAsLargeAsAnythingThatAFileSays) {
+    ASSERT_TRUE(write(filled()));
+    nal::BootPlace place;
+    place.fwEnvConfig = in("fw_env.config");
+    for (const char *const size : {"0", "5", "-1", "100001", "0x7fffffffffffffff", "x"}) {
+        writeText(place.fwEnvConfig, path_ + " 0x0 " + size + "\n" + path_ + " 0x2000 0x2000\n");
+        nal::BootState state;
+        EXPECT_FALSE(nal::readBootState(place, state, wrong_)) << size;
+        EXPECT_EQ(wrong_, place.fwEnvConfig + ": \"" + path_ + " 0x0 " + size +
+                              "\": the size is not between 6 bytes and 1048576 (0x100000)");
+        EXPECT_FALSE(nal::writeBootState(place, filled(), wrong_)) << size;
+    }
 }
 
 TEST_F(BootStateFile, StandsAsItWasWhereItCannotBeWritten) {

@@ -4,6 +4,7 @@
 #include "platform/nal/settings_overlay.h"
 
 #include <filesystem>
+#include <sys/stat.h>
 
 namespace {
 
@@ -50,6 +51,14 @@ TEST_F(SettingsOverlay, ThatDoesNotExistIsEmpty) {
     std::string whatIsWrong;
     EXPECT_TRUE(nal::readOverlay(path(), overlay, whatIsWrong)) << whatIsWrong;
     EXPECT_FALSE(overlay.workMode.has_value());
+}
+
+TEST_F(SettingsOverlay, IsNotWaitedForWhereAPipeStandsInItsPlace) {
+    ASSERT_EQ(mkfifo(path().c_str(), 0600), 0);
+    nal::Overlay overlay;
+    std::string whatIsWrong;
+    EXPECT_FALSE(nal::readOverlay(path(), overlay, whatIsWrong));
+    EXPECT_EQ(whatIsWrong, path() + ": is no regular file; replace it by one");
 }
 
 TEST_F(SettingsOverlay, ThatIsDamagedIsRefusedWithItsLineAndLeavesTheOldOne) {

@@ -163,6 +163,16 @@ TEST_F(LinesThatAreRead, AreNoneOfWhatIsNoFile) {
     EXPECT_TRUE(read(10).empty());
 }
 
+TEST_F(LineFile, IsARegularFileOrNotWritten) {
+    ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+    EXPECT_NE(otad::appendLines({path_, 1000, 1}, {"a line"}), "");
+    ASSERT_EQ(unlink(path_.c_str()), 0);
+    writeText(in("elsewhere"), "a line\n");
+    std::filesystem::create_symlink(in("elsewhere"), path_);
+    EXPECT_NE(otad::appendLines({path_, 1000, 1}, {"another"}), "");
+    EXPECT_EQ(textOf(in("elsewhere")), "a line\n");
+}
+
 TEST_F(LineFile, NumbersItsOlderFiles) {
     EXPECT_EQ(otad::rotationOf("/a/b", 0), "/a/b");
     EXPECT_EQ(otad::rotationOf("/a/b", 12), "/a/b.12");
