@@ -67,6 +67,7 @@ Json doneMessage(const AgentLibrary &agent, const std::string &what) {
 void sendDone(Channel &channel, const Json &done, const std::string &what) {
     std::string whatIsWrong;
     endStage();
+    tellBanks();
     if (!channel.send(done.get(), whatIsWrong)) {
         endHost("the end of " + what + " could not be sent to the supervisor: " + whatIsWrong);
     }
@@ -170,6 +171,7 @@ int runHost(int argc, char **argv) {
     closeLogFiles();
     setSupervisor(&channel);
     followStages();
+    tellBanks();
     offeredImage = agent.state.swInfo;
     nalAskOffered([]() -> const char * { return offeredImage->nxtMSVersion; });
     startAgent(channel, agent, options);

@@ -3,6 +3,7 @@
 #include "host/stage.h"
 
 #include "host/supervisor_link.h"
+#include "host/trial.h"
 #include "platform/nal/log_entry.h"
 #include "platform/nal/log_hook.h"
 #include "platform/nal/stage_hook.h"
@@ -39,13 +40,14 @@ void onBanks(NalStage stage) {
         enterStage(Stage::writing);
         break;
     case NalStage::emptied:
-        tellSupervisor(newNote("banks"));
+        tellBanks();
         break;
     case NalStage::activating:
         enterStage(Stage::activating);
         break;
     case NalStage::activated: // every road of the agent goes on to the reboot from here
         enterStage(Stage::rebooting);
+        tellBanks();
         askSupervisor(newCall("activated")); // which keeps it before the reboot can come
         break;
     }

@@ -2,6 +2,7 @@
 // The trial of a new version: the health of the node before the agent starts, the commit behind it.
 #include "host/trial.h"
 
+#include "host/bank_note.h"
 #include "host/stage.h"
 #include "host/supervisor_link.h"
 #include "platform/nal/node.h"
@@ -30,12 +31,14 @@ Json noteOf(const char *name, const nal::BootState &state, nal::Bank bank) {
 void tellTrial(const nal::BootState &state) {
     const Json note = noteOf("trial", state, state.active);
     cJSON_AddNumberToObject(note.get(), "attempts", state.attemptsOf(state.active));
+    tellBanks();
     tellSupervisor(note);
 }
 
 void tellFailure(const nal::BootState &state, nal::Bank bank, const std::string &reason) {
     const Json note = noteOf("trial-failed", state, bank);
     cJSON_AddStringToObject(note.get(), "reason", reason.c_str());
+    tellBanks();
     tellSupervisor(note);
 }
 
@@ -46,6 +49,7 @@ bool readState(nal::BootState &state) {
 
 // Not with sleep(): where the node's clock is a play's, that one passes at once.
 [[noreturn]] void awaitReboot(const Channel &supervisor, const std::string &why) {
+    tellBanks();
     enterStage(Stage::rebooting);
     complain(why + "; the node reboots");
     if (std::system(kReboot) != 0) {
@@ -132,10 +136,13 @@ void tellNotCommitted(const std::string &whatIsWrong) {
     complain(nal::namedBank(state, state.active) + " was not marked good: " + whatIsWrong +
              "; otactl commit tries again");
     cJSON_AddStringToObject(note.get(), "reason", whatIsWrong.c_str());
+    tellBanks();
     tellSupervisor(note);
 }
 
 } // namespace
+
+void tellBanks() { tellSupervisor(bankNote(nal::node().config().bootState)); }
 
 TrialVerdict proveTrial(const Channel &supervisor, const std::string &agentWaitsFor) {
     nal::BootState state;
@@ -177,6 +184,7 @@ void commitTrial() {
     }
     nal::BootState state;
     readState(state);
+    tellBanks();
     tellSupervisor(noteOf("committed", state, state.active));
 }
 

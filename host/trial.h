@@ -15,6 +15,9 @@ enum class TrialVerdict {
     unproven // it goes on without having passed: the agent must not report a commit
 };
 
+/* The banks as they are now, for the supervisor, which never opens the boot state itself. */
+void tellBanks();
+
 /*
  * At the first start after a boot, before the agent starts. Tells the supervisor what it finds,
  * waits for the health command and, as long again, for the file that the agent's start waits for

@@ -2,6 +2,7 @@
 // The host's life: start, what is taken up, crash, cancel.
 #include "host/daemon/conductor.h"
 
+#include "host/bank_note.h"
 #include "host/daemon/judge.h"
 #include "host/daemon/keep/recheck.h"
 #include "host/message.h"
@@ -51,7 +52,6 @@ void Conductor::launchHost() {
     witness_ = {};
     waitsForPath_.clear();
     trial_ = {};
-    lookAtBanks();
     std::string whatIsWrong;
     if (!host_.start(hostOptions(ledger(), with_.bootId), whatIsWrong)) {
         return hostEnded(whatIsWrong);
@@ -137,7 +137,6 @@ void Conductor::hostWaitsFor(const std::string &path, const std::string &found) 
 void Conductor::startUpDone(const cJSON &message) {
     waitsForPath_.clear();
     with_.board.setStage("");
-    lookAtBanks(); // the trial may have ended meanwhile
     const Facts now = facts();
     TakeUp plan = planTakeUp(ledger(), now);
     recheck(plan, judgeNow(with_.config, with_.board.lastStatus()));
@@ -233,9 +232,12 @@ void Conductor::forgetDeferral() {
     restoreMemory();
 }
 
-void Conductor::lookAtBanks() {
+void Conductor::hostToldBanks(const cJSON &message) {
+    nal::BootState state;
     std::string whatIsWrong;
-    if (!with_.board.lookAtBanks(whatIsWrong)) {
+    if (host::takeBankNote(&message, state, whatIsWrong)) {
+        with_.board.setBanks(state);
+    } else {
         logError(whatIsWrong);
     }
 }

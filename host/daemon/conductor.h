@@ -76,7 +76,7 @@ class Conductor {
     void hostDone(const cJSON &message);
     void hostKnowsNode(const std::string &mac);
     void hostStage(const std::string &stage);
-    void hostChangedBanks() { lookAtBanks(); }
+    void hostToldBanks(const cJSON &message);
     void hostWaitsFor(const std::string &path, const std::string &found);
     /* Of the trial of the running bank, or of the one before it. */
     void hostTellsTrial(const std::string &note, const cJSON &message);
@@ -148,7 +148,6 @@ class Conductor {
     void answerCancels(const std::string &whatIsLeft);
     void saveAndAnswer(std::vector<Answer> answers, std::uint64_t ticket,
                        const std::string &whatIsLeft);
-    void lookAtBanks();
     void begin(Chore chore);
     void choreDone(const std::string &failed);
     void forgetBaselines(const std::string &version);

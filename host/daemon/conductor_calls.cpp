@@ -16,14 +16,12 @@ void Conductor::hostStage(const std::string &stage) {
         witness_.activating = true;
     } else if (stage == "rebooting" && state_ != State::busy) {
         trial_.step = TrialNow::Step::rebooting;
-        lookAtBanks();
     } else if (stage == "rebooting" && !witness_.activated) {
         witness_.activated = true;
         if (ledger().running) {
             ledger().running->activated = true;
             with_.book.save();
         }
-        lookAtBanks();
     }
     if (stage == with_.board.lastStatus().stage) {
         return;
@@ -73,7 +71,6 @@ void Conductor::hostDone(const cJSON &message) {
     case State::abandoning:
         cancelling_ = false;
         gaveUp_ = false;
-        lookAtBanks();
         answerCancels(failed);
         return restoreMemory();
     case State::choring:
@@ -93,7 +90,6 @@ void Conductor::hostDone(const cJSON &message) {
 
 void Conductor::callDone(const cJSON &message) {
     with_.board.setStage("");
-    lookAtBanks();
     Running ended = *ledger().running;
     ended.activated = ended.activated || witness_.activated;
     ledger().running.reset();

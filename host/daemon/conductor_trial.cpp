@@ -9,12 +9,7 @@
 
 namespace otad {
 
-// Behind a health check that failed the host goes on to the boot state at once, and its next stage
-// tells; otherwise the event is told with the banks as they are behind it.
 void Conductor::hostTellsTrial(const std::string &note, const cJSON &message) {
-    if (trial_.step != TrialNow::Step::checking) {
-        lookAtBanks();
-    }
     HistoryLine line;
     line.event = note;
     line.version = host::textOf(&message, "version");
@@ -93,7 +88,6 @@ void Conductor::begin(Chore chore) {
 
 void Conductor::choreDone(const std::string &failed) {
     const Chore chore = std::exchange(chore_, std::nullopt).value();
-    lookAtBanks();
     if (!failed.empty()) {
         const auto refusal = host::guard::Refusal{host::Outcome::failed, "node", failed};
         return chore.answer(&refusal, 0);

@@ -74,22 +74,7 @@ void Front::setActivationTime(const std::string &record, const BusCalls::Answer 
     house_.conductor.accept(std::move(request), answer);
 }
 
-// An operator decides by what is now, not by what was when the host last spoke. While that one
-// works it may hold the boot state's lock, and nobody waits for it here.
-bool Front::knowsTheBanks(const BusCalls::Answer &answer) {
-    std::string whatIsWrong;
-    if (!house_.conductor.isIdle() || house_.board.lookAtBanks(whatIsWrong)) {
-        return true;
-    }
-    const auto failed = host::guard::Refusal{host::Outcome::failed, "banks", whatIsWrong};
-    answer(&failed, 0);
-    return false;
-}
-
 void Front::commit(const BusCalls::Answer &answer) {
-    if (!knowsTheBanks(answer)) {
-        return;
-    }
     const std::string why = whyNothingToCommit(house_.board.lastStatus());
     if (!why.empty()) {
         const auto nothing = host::guard::Refusal{host::Outcome::nothingToCommit, "bank", why};
@@ -99,9 +84,6 @@ void Front::commit(const BusCalls::Answer &answer) {
 }
 
 void Front::forget(const std::string &version, const BusCalls::Answer &answer) {
-    if (!knowsTheBanks(answer)) {
-        return;
-    }
     if (failedTrial(house_.board.lastStatus(), version) == nullptr) {
         const auto nothing =
             host::guard::Refusal{host::Outcome::nothingToForget, "version",

@@ -50,7 +50,6 @@ class Front {
   private:
     std::optional<host::guard::Refusal> notReady() const;
     Judge judge() const;
-    bool knowsTheBanks(const BusCalls::Answer &answer);
     void tell(const HistoryLine &line);
     void refuse(const host::guard::Refusal &refusal, const BusCalls::Answer &answer);
 

@@ -33,7 +33,7 @@ void HostCalls::takeNote(const std::string &note, const cJSON &message) {
     } else if (note == "node") {
         conductor_.hostKnowsNode(host::textOf(&message, "mac"));
     } else if (note == "banks") {
-        conductor_.hostChangedBanks();
+        conductor_.hostToldBanks(message);
     } else if (note == "waits-for") {
         conductor_.hostWaitsFor(host::textOf(&message, "path"), host::textOf(&message, "found"));
     } else if (note == "trial" || note == "trial-failed" || note == "committed" ||

@@ -121,11 +121,7 @@ void StatusBoard::setRootConnected(bool connected) {
 }
 
 // What was known stays where the boot state cannot be read.
-bool StatusBoard::lookAtBanks(std::string &whatIsWrong) {
-    nal::BootState state;
-    if (!nal::readBootState(config_.bootState, state, whatIsWrong)) {
-        return false;
-    }
+void StatusBoard::setBanks(const nal::BootState &state) {
     status_.banks = {viewOf(state, nal::Bank::a), viewOf(state, nal::Bank::b)};
     status_.bankTrials = {trialOf(state, nal::Bank::a), trialOf(state, nal::Bank::b)};
     status_.failedVersions.clear();
@@ -137,7 +133,6 @@ bool StatusBoard::lookAtBanks(std::string &whatIsWrong) {
     activeBank_ = nal::bankName(state.active);
     runningVersion_ = state.of(state.active).version;
     changed_();
-    return true;
 }
 
 void StatusBoard::refresh() {

@@ -31,8 +31,8 @@ class StatusBoard {
     void setMac(const std::string &mac);
     void setSettings(const nal::Config &config);
     void setRootConnected(bool connected);
-    /* Reads the banks anew. False: the boot state cannot be read; whatIsWrong is one line. */
-    bool lookAtBanks(std::string &whatIsWrong);
+    /* As the host read it. */
+    void setBanks(const nal::BootState &state);
     /* Timers, queue or ticket are others now. */
     void refresh();
 

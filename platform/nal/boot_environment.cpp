@@ -4,9 +4,11 @@
 
 #include "platform/nal/boot_copies.h"
 #include "platform/nal/file_io.h"
+#include "platform/nal/lock_file.h"
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -20,10 +22,15 @@ namespace nal {
 namespace {
 
 constexpr mode_t kFileMode = 0644;
+// libubootenv locks it by itself, as the boot loader's own tools do, and waits for it without an
+// end.
+constexpr const char *kLibraryLock = "/var/lock/fw_printenv.lock";
+constexpr std::chrono::seconds kLockPatience{10};
 constexpr int kReadings = 5;
 constexpr timespec kBetweenReadings = {0, 20'000'000};
 
-// One reading of the environment, under the lock that every user of the library takes.
+// One reading of the environment, under the lock that every user of the library takes; where that
+// cannot be had at all, without it, as the library does.
 class Environment {
   public:
     explicit Environment(const BootPlace &place) : place_(place) {}
@@ -34,8 +41,16 @@ class Environment {
     Environment(const Environment &) = delete;
     Environment &operator=(const Environment &) = delete;
 
-    /* 0, -ENODATA where no copy is whole, or another negated errno. */
-    int open() {
+    /* 0, -ENODATA where no copy is whole, or another negated errno; whatIsWrong is set where the
+     * lock is held. */
+    int open(std::string &whatIsWrong) {
+        std::string goesWithout;
+        if (lock_.take(kLibraryLock, kLockPatience, goesWithout) == LockFile::Taken::held) {
+            whatIsWrong = place_.name() + ": the boot state is in use: " + goesWithout;
+            return -EBUSY;
+        }
+        lock_.release();
+        errno = 0;
         int result = libuboot_initialize(&context_, nullptr);
         if (result == 0) {
             result = place_.file.empty()
@@ -78,19 +93,22 @@ class Environment {
     }
 
     const BootPlace &place_;
+    LockFile lock_;
     uboot_ctx *context_ = nullptr;
 };
 
 std::string reasonOf(const BootPlace &place, int result) {
     if (result == -ENODATA) {
-        return place.name() + ": no copy of the boot state is whole";
+        return place.name() + ": no copy of the boot state is whole" + kWriteItAnew;
     }
+    const std::string why = errno == 0 ? "" : std::string(": ") + std::strerror(errno);
     if (place.file.empty()) {
-        return place.name() + ": the boot state cannot be read: check the devices that it names";
+        return place.name() + ": the boot state cannot be read" + why +
+               "; check the devices that it names";
     }
     return place.name() + ": the boot state " +
-           (errno == 0 ? "is cut: it is shorter than its two copies"
-                       : std::string("cannot be read: ") + std::strerror(errno));
+           (errno == 0 ? std::string("is cut: it is shorter than its two copies") + kWriteItAnew
+                       : "cannot be read" + why);
 }
 
 // Writes one copy, the one that is not in use, and knows it to be on the disk.
@@ -103,9 +121,10 @@ bool storeOneCopy(const BootPlace &place, const BootVariables &changes, bool isN
     }
     {
         Environment environment(place);
-        const int result = environment.open();
+        std::string inUse;
+        const int result = environment.open(inUse);
         if (result != 0 && !(isNew && result == -ENODATA)) {
-            whatIsWrong = reasonOf(place, result);
+            whatIsWrong = inUse.empty() ? reasonOf(place, result) : inUse;
             return false;
         }
         errno = 0;
@@ -184,14 +203,18 @@ bool readBootEnvironment(const BootPlace &place, BootVariables &variables, BootF
             }
             return true;
         }
+        if (!view.whyNotOpened.empty()) {
+            whatIsWrong = view.whyNotOpened;
+            return false;
+        }
         nanosleep(&kBetweenReadings, nullptr);
     }
     // A device that only the library can read, or none that can be read: it says why.
     Environment environment(place);
-    errno = 0;
-    const int result = environment.open();
+    std::string inUse;
+    const int result = environment.open(inUse);
     if (result != 0) {
-        whatIsWrong = reasonOf(place, result);
+        whatIsWrong = inUse.empty() ? reasonOf(place, result) : inUse;
         return false;
     }
     variables = environment.variables();

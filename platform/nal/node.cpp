@@ -6,29 +6,26 @@
 #include "platform/nal/open.h"
 #include "platform/nal/settings_overlay.h"
 
-#include <cerrno>
-#include <fcntl.h>
-#include <sys/file.h>
+#include <chrono>
 
 namespace nal {
 namespace {
 
-constexpr mode_t kLockMode = 0644;
+constexpr std::chrono::seconds kLockPatience{2}; // for one that was just ended
 
 // Two processes that write one boot state and one bank would each undo the other's work.
-UniqueFd lockNode(const std::string &path, std::string &whatIsWrong) {
-    UniqueFd lock(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kLockMode));
-    if (!lock) {
-        whatIsWrong = systemReason(path + ": cannot be opened") +
-                      "; the node must be able to write beside its boot state";
-    } else if (flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
-        whatIsWrong = errno == EWOULDBLOCK
-                          ? path + ": another process runs this node; stop that one first"
-                          : systemReason(path + ": cannot be locked") +
-                                "; keep the boot state on a file system with locks";
-        lock.reset();
+bool lockNode(const std::string &path, LockFile &lock, std::string &whatIsWrong) {
+    switch (lock.take(path, kLockPatience, whatIsWrong)) {
+    case LockFile::Taken::yes:
+        return true;
+    case LockFile::Taken::held:
+        whatIsWrong = path + ": another process runs this node; stop that one first";
+        break;
+    case LockFile::Taken::no:
+        whatIsWrong += "; the node must be able to write beside its boot state";
+        break;
     }
-    return lock;
+    return false;
 }
 
 // Says what is new about a file that is read again and again.
@@ -57,9 +54,8 @@ bool Node::open(const std::string &configPath, std::string &whatIsWrong) {
         !readBootState(config.bootState, state, whatIsWrong)) {
         return false;
     }
-    lock_.reset(); // where the node is opened anew, in the same process
-    lock_ = lockNode(config.lockPath(), whatIsWrong);
-    if (!lock_) {
+    lock_.release(); // where the node is opened anew, in the same process
+    if (!lockNode(config.lockPath(), lock_, whatIsWrong)) {
         return false;
     }
     configPath_ = configPath;

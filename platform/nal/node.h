@@ -5,7 +5,7 @@
 
 #include "platform/nal/boot_state.h"
 #include "platform/nal/config.h"
-#include "platform/nal/file_io.h"
+#include "platform/nal/lock_file.h"
 
 #include <string>
 
@@ -42,7 +42,7 @@ class Node {
     std::string overlayReported_;
     Config base_;   // as the file has it
     Config config_; // with the overlay
-    UniqueFd lock_; // held until the process ends
+    LockFile lock_; // held until the process ends
 };
 
 Node &node();

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Stands for the host process: does what a script says at its start and on each event, and logs.
+#include "host/bank_note.h"
 #include "host/channel.h"
 #include "host/message.h"
 
@@ -61,6 +62,7 @@ class Host {
         log(event);
         answered_ = false;
         if (name == "start-up") {
+            tellBanks();
             tellNode();
         }
         const host::Json script = host::parsed(contentOf(in("script.json")));
@@ -74,6 +76,9 @@ class Host {
         }
     }
 
+    // As the node's file has them at this moment.
+    void tellBanks() { send(host::bankNote(in("boot-state")).get()); }
+
     // Unless the test wants a host that does not come as far.
     void tellNode() {
         if (access(in("nameless").c_str(), F_OK) != 0) {
@@ -84,6 +89,7 @@ class Host {
     void act(const std::string &event, int times, const cJSON *action) {
         const std::string kind = action->string;
         if (kind == "say") {
+            tellBanks();
             send(action);
         } else if (kind == "ask") {
             send(action);
@@ -120,6 +126,7 @@ class Host {
             cJSON_DeleteItemFromObjectCaseSensitive(answer.get(), member->string);
             cJSON_AddItemToObject(answer.get(), member->string, cJSON_Duplicate(member, 1));
         }
+        tellBanks();
         send(answer.get());
         answered_ = true;
     }

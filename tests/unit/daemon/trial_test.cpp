@@ -5,6 +5,7 @@
 #include "host/message.h"
 
 #include <filesystem>
+#include <sys/stat.h>
 
 namespace otad::test {
 namespace {
@@ -256,16 +257,28 @@ TEST_F(OnTrial, a_version_is_refused_only_after_as_many_failures_as_configured) 
     ticketOf(offer(1, kNew));
 }
 
-TEST_F(OnTrial, the_last_look_at_the_banks_holds_where_the_boot_state_is_unreadable) {
+TEST_F(OnTrial, what_was_told_last_of_the_banks_holds_where_the_host_cannot_read_them) {
     put(failedState(nal::TrialFailure::health));
+    host_.on("new-image", {waitFor("go")});
     startUp();
+    ticketOf(offer(1, kOther));
     std::filesystem::rename(in("boot-state"), in("away"));
-    const ReplyRef reply = commit();
-    ASSERT_TRUE(answered(reply));
-    EXPECT_EQ(reply->refused, Outcome::failed);
-    EXPECT_THAT(reply->text, HasSubstr(in("boot-state")));
+    host_.release("go");
+    ASSERT_TRUE(turnUntil([&] { return idle(); }));
     EXPECT_EQ(daemon_->status().banks.size(), 2U);
     EXPECT_EQ(offer(1, kNew)->refused, Outcome::versionFailedTrial);
+}
+
+// Whoever holds the boot state, or hangs in it, is waited for by the host alone.
+TEST_F(OnTrial, nothing_of_the_daemon_opens_the_boot_state) {
+    startUp();
+    std::filesystem::remove(in("boot-state"));
+    ASSERT_EQ(mkfifo(in("boot-state").c_str(), 0600), 0);
+    const ReplyRef reply = commit();
+    ASSERT_TRUE(answered(reply));
+    EXPECT_EQ(reply->refused, Outcome::nothingToCommit);
+    EXPECT_EQ(forget(kNew)->refused, Outcome::nothingToForget);
+    EXPECT_EQ(daemon_->status().banks.size(), 2U);
 }
 
 // The power went between the activation and its note; the new bank booted and failed.

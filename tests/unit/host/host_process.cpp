@@ -2,6 +2,8 @@
 // The real ota-host as a child process, and the supervisor's end of its channel.
 #include "host_process.h"
 
+#include "host/bank_note.h"
+#include "host/message.h"
 #include "platform/nal/boot_state.h"
 
 #include <csignal>
@@ -138,6 +140,11 @@ std::string HostProcess::next() {
         if (const host::Json memory{
                 cJSON_DetachItemFromObjectCaseSensitive(object.get(), "memory")}) {
             memory_ = host::JsonText(cJSON_PrintUnformatted(memory.get())).get();
+        }
+        if (host::textOf(object.get(), "note") == "banks") {
+            std::string unread;
+            host::takeBankNote(object.get(), banks_, unread); // a test may take the file away
+            return next();
         }
         return host::JsonText(cJSON_PrintUnformatted(object.get())).get();
     case host::Channel::Status::endOfFile:

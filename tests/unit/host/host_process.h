@@ -4,6 +4,7 @@
 #define TESTS_HOST_HOST_PROCESS_H
 
 #include "host/channel.h"
+#include "platform/nal/boot_state.h"
 
 #include <gtest/gtest.h>
 #include <memory>
@@ -26,7 +27,7 @@ class HostProcess : public testing::Test {
     void send(const std::string &json);
     /*
      * The next message of the host, unformatted; "end" where it closed the channel. The memory that
-     * comes with the end of an event is put aside.
+     * comes with the end of an event is put aside, and so are the banks.
      */
     std::string next();
     /* Expects these messages in order and answers each call among them with 0. */
@@ -48,6 +49,7 @@ class HostProcess : public testing::Test {
     std::string configPath_;
     std::unique_ptr<host::Channel> channel_;
     std::string memory_;   // of the last event that ended
+    nal::BootState banks_; // as last told
     std::string program_ = OTA_HOST;
     std::vector<std::pair<std::string, std::string>> environment_;
     /* Another process between the test and the host: the host's parent, and this process's child.

@@ -156,12 +156,14 @@ TEST_F(Update, TellsEveryStageOfAnUpdateUntilItsCommit) {
         askedTooEarly = std::filesystem::exists(in("reboot"));
     };
     send(offer(1, md5Of(image_)));
-    EXPECT_EQ(story(), (Words{"downloading", "verifying", "writing", "banks", "activating", "rebooting",
+    EXPECT_EQ(story(), (Words{"downloading", "verifying", "writing", "activating", "rebooting",
                               "activated", "OTA_SW_ACTIVATION_COMPLETE", "idle"}))
         << errors();
     EXPECT_FALSE(askedTooEarly) << "the report comes before the reboot";
     EXPECT_TRUE(std::filesystem::exists(in("reboot")));
     EXPECT_EQ(bootState().next, nal::Bank::b);
+    EXPECT_EQ(banks_.next, nal::Bank::b) << "told before the reboot, and never looked up elsewhere";
+    EXPECT_EQ(banks_.of(nal::Bank::b).version, kOffered);
     boot();
     startOver();
     start(REAL_AGENT);
@@ -193,7 +195,7 @@ TEST_F(Update, AsksForTheNextAttemptAtOnceWhereTheDeskHurries) {
 TEST_F(Update, GoesOnInANewProcessWithTheMemoryOfTheOldOne) {
     startAgent();
     send(offer(0, md5Of(image_)));
-    EXPECT_EQ(story(), (Words{"downloading", "verifying", "writing", "banks", "rebootTimer", "idle"}))
+    EXPECT_EQ(story(), (Words{"downloading", "verifying", "writing", "rebootTimer", "idle"}))
         << errors();
     send(R"({"event":"activation-time","record":"{\"model\":\"M\",\"actTime\":\"04:05\"}"})");
     EXPECT_EQ(story(), (Words{"rebootTimer", "rebootTimer"}));

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+// A lock between processes of one user, by a file that nobody else can open.
+#ifndef PLATFORM_NAL_LOCK_FILE_H
+#define PLATFORM_NAL_LOCK_FILE_H
+
+#include "platform/nal/file_io.h"
+
+#include <chrono>
+#include <string>
+
+namespace nal {
+
+/*
+ * Held from a taking that succeeded until the object's end. The file is a regular one of this
+ * process's user with mode 0600: what stands there otherwise is replaced, since whoever may open a
+ * file may lock it for ever. Where an older one of ours could be opened by others, its lock is
+ * waited for as well, unless only processes of other users hold it.
+ */
+class LockFile {
+  public:
+    enum class Taken {
+        yes,
+        held, // by another process until the time was over
+        no    // there can be no such file
+    };
+
+    /* Anything but yes: whatIsWrong is one line that says what, where and what to do. */
+    Taken take(const std::string &path, std::chrono::milliseconds patience,
+               std::string &whatIsWrong);
+    /* For a library that locks the file by itself: from now on it can. */
+    void release() { file_.reset(); }
+
+    explicit operator bool() const { return static_cast<bool>(file_); }
+
+  private:
+    UniqueFd file_;
+    UniqueFd older_; // that others could open; whoever of ours waits for it waits on
+};
+
+} // namespace nal
+
+#endif
