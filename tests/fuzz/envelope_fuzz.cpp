@@ -48,7 +48,7 @@ void tryReport(std::string_view mac, std::string_view text) {
 
 void tryFileServer(std::string_view text) {
     FromExtender taken;
-    if (!checkFileServerInfo(kMac, text, taken)) {
+    if (!checkFileServerInfo(kMac, text, true, taken)) {
         return checkRefusal(taken, text);
     }
     const host::Json object(cJSON_Parse(taken.text.c_str()));
