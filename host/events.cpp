@@ -107,6 +107,15 @@ bool handleAbandon(const AgentLibrary & /*agent*/, const cJSON * /*event*/, std:
     return true;
 }
 
+// Without it the agent meets the written image as an old one, and goes on with that.
+bool handleBeginAnew(const AgentLibrary & /*agent*/, const cJSON * /*event*/, std::string &failure,
+                     std::string & /*whatIsWrong*/) {
+    if (!nalGiveUpPassive(failure)) {
+        failure = "the written image was not given up: " + failure;
+    }
+    return true;
+}
+
 bool handleCommit(const AgentLibrary &agent, const cJSON * /*event*/, std::string &failure,
                   std::string & /*whatIsWrong*/) {
     if (!commitByHand(agent.checkCommit, failure)) {
@@ -134,6 +143,7 @@ const EventRow kEvents[] = {
     {"timer", handleTimer},
     {"restore", handleRestore},
     {"abandon", handleAbandon},
+    {"begin-anew", handleBeginAnew},
     {"commit", handleCommit},
     {"forget", handleForget},
 };
@@ -158,7 +168,7 @@ bool handleEvent(const AgentLibrary &agent, const Json &event, Handled &handled,
     }
     whatIsWrong = "the event \"" + handled.name +
                   "\" is not known: expected new-image, mobile-trigger, activation-time, timer, "
-                  "restore, abandon, commit or forget";
+                  "restore, abandon, begin-anew, commit or forget";
     return false;
 }
 

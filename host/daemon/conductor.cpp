@@ -41,7 +41,7 @@ Facts Conductor::facts() const {
             .runningVersion = with_.board.runningVersion(),
             .bootNowMs = bootNowMs(),
             .wallNow = std::time(nullptr),
-            .preferredTime = with_.board.lastStatus().preferredActivationTime,
+            .passiveVersion = passiveVersion(),
             .failedVersions = with_.board.lastStatus().failedVersions};
 }
 
@@ -160,6 +160,7 @@ void Conductor::startUpDone(const cJSON &message) {
         tellRefused(Request{}, refusal);
     }
     gaveUp_ = gaveUp_ || plan.takeBack;
+    beginAnew_ = plan.beginAnew && plan.redo;
     // Also of a fresh agent: a call that breaks off begins again with the times that it knew.
     agentIsFresh_ = ledger().memory.empty();
     if (agentIsFresh_) {
@@ -199,6 +200,10 @@ void Conductor::restoreMemory() {
 
 // Behind start-up and restore: the broken call again, or the next request.
 void Conductor::goOn() {
+    if (std::exchange(beginAnew_, false)) {
+        state_ = State::restoring;
+        return host_.send(host::message({{"event", "begin-anew"}}).get());
+    }
     if (ledger().running) {
         tell("taken-up", ledger().running->request, "it had broken off");
         return begin(*ledger().running);

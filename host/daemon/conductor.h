@@ -135,7 +135,7 @@ class Conductor {
     void offerDone(const Request &offer, const Running &ended);
     void standingGoesOn(const Running &ended);
     Request expiryOf(const std::string &name) const;
-    bool passiveBankHolds(const std::string &version) const;
+    std::string passiveVersion() const;
     const Request *currentOffer() const;
     bool timersAwaited() const;
     void supersedeStanding();
@@ -163,6 +163,7 @@ class Conductor {
     bool onboardingEnded_ = false; // while the call ran
     bool cancelling_ = false;
     bool agentIsFresh_ = false; // it remembers what a start-up gives it
+    bool beginAnew_ = false;    // what the broken call has written is still to be given up
     bool gaveUp_ = false;       // what the request left is still to be taken back
     std::uint64_t cancelled_ = 0;
     std::vector<Answer> cancelAnswers_;

@@ -106,7 +106,7 @@ void Conductor::onboardingEnded() {
     // The expiry that the agent put off comes again: it downloads, or activates what was
     // downloaded.
     ledger().queue.push_front(
-        expiryOf(passiveBankHolds(standing.offer.version) ? TIMER_REBOOT : TIMER_DOWNLOAD_START));
+        expiryOf(passiveVersion() == standing.offer.version ? TIMER_REBOOT : TIMER_DOWNLOAD_START));
     forgetDeferral_ = true;
     with_.board.setDeferred(false);
     with_.book.save();
@@ -115,11 +115,13 @@ void Conductor::onboardingEnded() {
     }
 }
 
-bool Conductor::passiveBankHolds(const std::string &version) const {
+// Empty where the bank is not whole.
+std::string Conductor::passiveVersion() const {
     const std::vector<BankView> &banks = with_.board.lastStatus().banks;
-    return std::any_of(banks.begin(), banks.end(), [&](const BankView &bank) {
-        return !bank.running && bank.whole && bank.version == version;
+    const auto passive = std::find_if(banks.begin(), banks.end(), [](const BankView &bank) {
+        return !bank.running && bank.whole;
     });
+    return passive == banks.end() ? "" : passive->version;
 }
 
 void Conductor::pump() {
@@ -146,6 +148,7 @@ void Conductor::begin(Running running) {
         running.bank = with_.board.activeBank();
         running.failedTrials =
             failedTrialsOf(running.request.version, with_.board.lastStatus().failedVersions);
+        running.held = passiveVersion() == running.request.version;
     }
     ledger().running = std::move(running);
     if (ledger().running->request.kind == kNewImage) {

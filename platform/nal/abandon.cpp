@@ -5,6 +5,7 @@
 #include "platform/nal/activation.h"
 #include "platform/nal/file_io.h"
 #include "platform/nal/node.h"
+#include "platform/nal/stage.h"
 
 #include <cerrno>
 #include <dirent.h>
@@ -90,4 +91,26 @@ bool nalAbandon(std::string &whatIsWrong) {
         note(false);
     }
     return whole;
+}
+
+bool nalGiveUpPassive(std::string &whatIsWrong) {
+    const nal::BootPlace &path = nal::node().config().bootState;
+    nal::BootState state;
+    if (!nal::readBootState(path, state, whatIsWrong)) {
+        return false;
+    }
+    const nal::Bank passive = nal::otherBank(state.active);
+    if (state.next == passive || state.trial) {
+        whatIsWrong = nal::namedBank(state, passive) + " is activated or on trial";
+        return false;
+    }
+    if (!state.of(passive).whole) {
+        return true;
+    }
+    state.of(passive) = nal::BankRecord{};
+    if (!nal::writeBootState(path, state, whatIsWrong)) {
+        return false;
+    }
+    nal::tellStage(NalStage::emptied);
+    return true;
 }

@@ -19,4 +19,11 @@ bool nalAbandon(std::string &whatIsWrong);
  */
 bool nalDropAgentData(std::string &whatIsWrong);
 
+/*
+ * What the passive bank holds does not count as an image any more; a bank that was activated is
+ * left alone. Call it between two calls of the agent, after nalOpen. False: whatIsWrong is one
+ * line, and the bank is as before.
+ */
+bool nalGiveUpPassive(std::string &whatIsWrong);
+
 #endif

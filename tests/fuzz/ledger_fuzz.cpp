@@ -25,7 +25,7 @@ otad::Facts factsOf(const char *bootId, const char *bank) {
     facts.runningVersion = "4QZ-1.0.0";
     facts.bootNowMs = 500'000;
     facts.wallNow = 1'700'000'000;
-    facts.preferredTime = "03:30";
+    facts.passiveVersion = "4QZ2";
     facts.failedVersions = {{"4QZ-6.6.6", 1, "boot", true}};
     return facts;
 }

@@ -56,7 +56,7 @@ POINTS = [
     Point("marking good, in one copy", "write boot_state.ini 3 after", ONCE, boot=2, word=False),
     Point("marked good", "fsync boot_state.ini 8 after", ONCE, boot=2, word=False),
     Point("written, not noted, on schedule", "write boot_state.ini 3 before", AGAIN, policy=0),
-    Point("written and noted, on schedule", "fsync boot_state.ini 8 after", ONCE, policy=0),
+    Point("written and noted, on schedule", "fsync boot_state.ini 8 after", AGAIN, policy=0),
     Point("activating at its time", "write boot_state.ini 1 before", ONCE, policy=0, timed=True),
     Point("activated at its time", "fsync boot_state.ini 4 after", ONCE, policy=0, timed=True,
           marked=False),

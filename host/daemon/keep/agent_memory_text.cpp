@@ -7,15 +7,6 @@
 #include <new>
 
 namespace otad {
-namespace {
-
-bool isEmptyText(const cJSON *item) {
-    const char *const text = cJSON_GetStringValue(item);
-    return text != nullptr && *text == '\0';
-}
-
-} // namespace
-
 AgentMemoryText::AgentMemoryText(std::string_view text) : object_(parseObject(text)) {}
 
 int AgentMemoryText::number(const char *key, int otherwise) const {
@@ -27,21 +18,6 @@ void AgentMemoryText::setNumber(const char *key, int value) {
     cJSON *const item = cJSON_GetObjectItemCaseSensitive(object_.get(), key);
     if (cJSON_IsNumber(item)) {
         cJSON_SetNumberValue(item, value);
-    }
-}
-
-void AgentMemoryText::fillActivationTime(const std::string &preferredTime) {
-    const cJSON *const record = cJSON_GetObjectItemCaseSensitive(object_.get(), "swActTime");
-    cJSON *const time = cJSON_GetObjectItemCaseSensitive(record, "actTime");
-    if (!isEmptyText(time)) {
-        return;
-    }
-    const char *const scheduled =
-        cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(object_.get(), "g_rebootTime"));
-    const bool isScheduled = scheduled != nullptr && *scheduled != '\0';
-    const std::string value = isScheduled ? scheduled : preferredTime;
-    if (cJSON_SetValuestring(time, value.c_str()) == nullptr) {
-        throw std::bad_alloc();
     }
 }
 

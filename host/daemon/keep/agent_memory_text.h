@@ -28,12 +28,6 @@ class AgentMemoryText {
     int number(const char *key, int otherwise) const;
     /* Only a number that is there is changed. */
     void setNumber(const char *key, int value);
-    /*
-     * An image that already waits is activated at swActTime.actTime alone: where that is empty, it
-     * becomes the agent's reboot time, or the preferred one.
-     */
-    void fillActivationTime(const std::string &preferredTime);
-
     /* The image and every flag that is its: what is left is the activation time. */
     void forgetTheOffer();
 

@@ -40,10 +40,16 @@ void putFlag(cJSON *object, const char *key, bool flag) {
     put(object, key, orThrow(cJSON_CreateBool(flag ? 1 : 0)));
 }
 
-// Left out where it says nothing: the service of an older image then reads the ledger too.
-void putFailedTrials(cJSON *object, int failedTrials) {
-    if (failedTrials != 0) {
-        putNumber(object, "failedTrials", failedTrials);
+// Left out where they say nothing: the service of an older image then reads the ledger too.
+void putCount(cJSON *object, const char *key, int count) {
+    if (count != 0) {
+        putNumber(object, key, count);
+    }
+}
+
+void putMark(cJSON *object, const char *key, bool mark) {
+    if (mark) {
+        putFlag(object, key, mark);
     }
 }
 
@@ -76,7 +82,8 @@ Json toJson(const Running &running) {
     putNumber(object.get(), "crashes", running.crashes);
     put(object.get(), "bank", running.bank);
     putFlag(object.get(), "activated", running.activated);
-    putFailedTrials(object.get(), running.failedTrials);
+    putCount(object.get(), "failedTrials", running.failedTrials);
+    putMark(object.get(), "held", running.held);
     return object;
 }
 
@@ -86,7 +93,7 @@ Json toJson(const Standing &standing) {
     put(object.get(), "bank", standing.bank);
     putFlag(object.get(), "activated", standing.activated);
     putFlag(object.get(), "deferred", standing.deferred);
-    putFailedTrials(object.get(), standing.failedTrials);
+    putCount(object.get(), "failedTrials", standing.failedTrials);
     return object;
 }
 

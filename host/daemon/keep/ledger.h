@@ -45,6 +45,7 @@ struct Running {
     std::string bank;       // that was running at its first start: "a" or "b", empty: unknown
     bool activated = false; // the other bank was chosen to boot next
     int failedTrials = 0;   // of the request's version, before its first start
+    bool held = false;      // the passive bank held the version before its first start
     bool operator==(const Running &) const = default;
 };
 

@@ -22,6 +22,7 @@ constexpr int kManyStarts = 1000;
 constexpr int kManyTrials = 99;
 constexpr std::string_view kHoldsMore = " holds a key that this release does not know";
 constexpr const char *kFailedTrials = "failedTrials";
+constexpr const char *kHeld = "held";
 
 // One object of the ledger: takes its values, and keeps the first thing that is wrong.
 class ObjectReader {
@@ -29,8 +30,9 @@ class ObjectReader {
     ObjectReader(const cJSON *object, std::string where, std::string &whatIsWrong)
         : object_(object), where_(std::move(where)), whatIsWrong_(whatIsWrong) {}
 
-    // One of the keys may be missing.
-    bool hasExactly(std::initializer_list<const char *> keys, const char *optional = nullptr) {
+    // Those of the second list may be missing.
+    bool hasExactly(std::initializer_list<const char *> keys,
+                    std::initializer_list<const char *> optional = {}) {
         if (!cJSON_IsObject(object_)) {
             return complain("", "an object");
         }
@@ -39,9 +41,12 @@ class ObjectReader {
                 return complain(key, "this key exactly once");
             }
         }
-        const int more = optional == nullptr ? 0 : count(optional);
-        if (more > 1) {
-            return complain(optional, "this key once");
+        int more = 0;
+        for (const char *const key : optional) {
+            if (count(key) > 1) {
+                return complain(key, "this key once");
+            }
+            more += count(key);
         }
         if (cJSON_GetArraySize(object_) != static_cast<int>(keys.size()) + more) {
             return complainOfUnknownKey();
@@ -94,9 +99,11 @@ class ObjectReader {
     }
 
     // 0 where it is not there.
-    bool failedTrials(int &value) {
-        return item(kFailedTrials) == nullptr || whole(kFailedTrials, 0, kManyTrials, value);
+    bool countUpTo(const char *key, int most, int &value) {
+        return item(key) == nullptr || whole(key, 0, most, value);
     }
+    // No where it is not there.
+    bool mark(const char *key, bool &value) { return item(key) == nullptr || flag(key, value); }
 
     bool flag(const char *key, bool &value) {
         const cJSON *const found = item(key);
@@ -167,20 +174,23 @@ bool readMember(ObjectReader &reader, const char *key, Request &request) {
 
 bool read(ObjectReader reader, Running &running) {
     return reader.hasExactly({"request", "starts", "crashes", "bank", "activated"},
-                             kFailedTrials) &&
+                             {kFailedTrials, kHeld}) &&
            readMember(reader, "request", running.request) &&
            reader.whole("starts", 0, kManyStarts, running.starts) &&
            reader.whole("crashes", 0, kManyStarts, running.crashes) &&
            reader.oneOf("bank", {"", "a", "b"}, running.bank) &&
-           reader.flag("activated", running.activated) && reader.failedTrials(running.failedTrials);
+           reader.flag("activated", running.activated) &&
+           reader.countUpTo(kFailedTrials, kManyTrials, running.failedTrials) &&
+           reader.mark(kHeld, running.held);
 }
 
 bool read(ObjectReader reader, Standing &standing) {
-    return reader.hasExactly({"offer", "bank", "activated", "deferred"}, kFailedTrials) &&
+    return reader.hasExactly({"offer", "bank", "activated", "deferred"}, {kFailedTrials}) &&
            readMember(reader, "offer", standing.offer) &&
            reader.oneOf("bank", {"", "a", "b"}, standing.bank) &&
            reader.flag("activated", standing.activated) &&
-           reader.flag("deferred", standing.deferred) && reader.failedTrials(standing.failedTrials);
+           reader.flag("deferred", standing.deferred) &&
+           reader.countUpTo(kFailedTrials, kManyTrials, standing.failedTrials);
 }
 
 template <typename Item>

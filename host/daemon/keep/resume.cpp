@@ -14,6 +14,8 @@ namespace {
 
 using host::Outcome;
 
+constexpr int kOnSchedule = 0; // the policy that activates at a time of day
+
 std::string timerOf(const Request &request) {
     const host::Json event = request.kind == kTimer ? parseObject(request.event) : nullptr;
     const char *const name =
@@ -128,10 +130,18 @@ class Planner {
             return activated ? restOnActivation(broken) : giveUp(broken);
         }
         ++broken.starts;
+        plan_.beginAnew = wroteItsImage(broken);
         if (!facts_.activeBank.empty()) {
             broken.bank = facts_.activeBank;
         }
         plan_.redo = std::move(broken);
+    }
+
+    // Its redoing would find the image in the bank, take it for an old one and schedule it as such:
+    // at another time.
+    bool wroteItsImage(const Running &broken) const {
+        return broken.request.kind == kNewImage && broken.request.policy == kOnSchedule &&
+               !broken.activated && !broken.held && facts_.passiveVersion == broken.request.version;
     }
 
     // Its work is done: the next boot takes the bank, whenever it comes.
@@ -201,7 +211,9 @@ class Planner {
                              .crashes = 0,
                              .bank = facts_.activeBank,
                              .activated = false,
-                             .failedTrials = plan_.standing->failedTrials};
+                             .failedTrials = plan_.standing->failedTrials,
+                             .held = facts_.passiveVersion == plan_.standing->offer.version};
+        plan_.beginAnew = false;
         plan_.standing.reset();
         std::erase_if(timers_,
                       [](const ArmedTimer &armed) { return armed.name == TIMER_DOWNLOAD_START; });
@@ -250,9 +262,6 @@ class Planner {
         AgentMemoryText memory(memory_);
         if (otherBoot_ || mended_) {
             mend(memory);
-        }
-        if (plan_.redo) {
-            memory.fillActivationTime(facts_.preferredTime);
         }
         plan_.memory = memory.print();
     }

@@ -26,11 +26,11 @@ constexpr int kMaxStarts = 10;
 /* The node as it is now. */
 struct Facts {
     std::string bootId;
-    std::string activeBank;                    // that the node runs from; empty: unknown
-    std::string runningVersion;                // empty: unknown
-    std::int64_t bootNowMs = 0;                // CLOCK_BOOTTIME
-    std::int64_t wallNow = 0;                  // seconds; may be years off
-    std::string preferredTime;                 // of activations, as configured
+    std::string activeBank;       // that the node runs from; empty: unknown
+    std::string runningVersion;   // empty: unknown
+    std::int64_t bootNowMs = 0;   // CLOCK_BOOTTIME
+    std::int64_t wallNow = 0;     // seconds; may be years off
+    std::string passiveVersion{}; // of the whole image in the other bank; empty: there is none
     std::vector<FailedTrial> failedVersions{}; // that the node remembers
 };
 
@@ -66,6 +66,7 @@ struct TakeUp {
     std::string memory;             // to restore; empty: the agent stays as it starts
     std::vector<ArmedTimer> timers; // with their ends on this boot's clock
     std::optional<Running> redo;    // its starts count this one
+    bool beginAnew = false;         // behind the restore: what the redo has written is given up
     std::optional<Standing> standing;
     std::deque<Request> queue; // in place of the ledger's
 };

@@ -59,6 +59,26 @@ TEST_F(Restart, does_the_call_again_that_broke_off) {
     EXPECT_THAT(told("boot").size(), 1U);
 }
 
+// What it wrote is not there for it: it would be scheduled as an image that waited already.
+TEST_F(Restart, does_a_call_again_that_wrote_its_image_as_it_was_done_the_first_time) {
+    const std::uint64_t ticket = breakOffACall();
+    runFrom(nal::Bank::a, kOld, kNew);
+    host_.on("new-image", {report("NO_OTA_SW_UPGRADE")});
+    startUp();
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_THAT(host_.heard(), ElementsAre("start-up", "new-image", "start-up", "restore",
+                                           "begin-anew", "new-image", "ack -1"));
+}
+
+TEST_F(Restart, does_a_call_again_for_which_the_image_waited_with_the_image) {
+    runFrom(nal::Bank::a, kOld, kNew);
+    const std::uint64_t ticket = breakOffACall();
+    host_.on("new-image", {report("NO_OTA_SW_UPGRADE")});
+    startUp();
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_EQ(host_.count("begin-anew"), 0U);
+}
+
 TEST_F(Restart, after_another_boot_checks_the_commit_and_does_the_call_again) {
     const std::uint64_t ticket = breakOffACall();
     host_.on("new-image", {report("NO_OTA_SW_UPGRADE")});

@@ -113,6 +113,32 @@ TEST_F(Abandon, ThatCannotRemoveAFileNamesItAndGoesOn) {
               "tmp: cannot be listed: No such file or directory; check the directory");
 }
 
+TEST_F(Abandon, GivesUpAnImageThatWaits) {
+    installPassive("2.0.0");
+    EXPECT_TRUE(nalGiveUpPassive(whatIsWrong_)) << whatIsWrong_;
+    EXPECT_FALSE(bootState().of(nal::Bank::b).whole);
+    EXPECT_TRUE(bootState().of(nal::Bank::a).whole);
+    const std::string before = readText(statePath_);
+    EXPECT_TRUE(nalGiveUpPassive(whatIsWrong_)) << "a second time, with nothing left";
+    EXPECT_EQ(readText(statePath_), before);
+}
+
+TEST_F(Abandon, SaysWhereAnImageCannotBeGivenUp) {
+    installPassive("2.0.0");
+    faults::failFrom(faults::Call::write, 1, EIO);
+    EXPECT_FALSE(nalGiveUpPassive(whatIsWrong_));
+    EXPECT_NE(whatIsWrong_.find("cannot be written"), std::string::npos) << whatIsWrong_;
+    EXPECT_TRUE(bootState().of(nal::Bank::b).whole);
+}
+
+TEST_F(Abandon, DoesNotGiveUpAnImageThatBootsNext) {
+    installPassive("2.0.0");
+    ASSERT_NE(nal_activatePassiveImage(), 0);
+    EXPECT_FALSE(nalGiveUpPassive(whatIsWrong_));
+    EXPECT_EQ(whatIsWrong_, "bank b (2.0.0) is activated or on trial");
+    EXPECT_TRUE(bootState().of(nal::Bank::b).whole);
+}
+
 TEST_F(Abandon, CutByAPowerCutAtAnyStepLeavesABootStateThatCanBeRead) {
     for (int step = 1;; ++step) {
         resetNode();

@@ -10,12 +10,6 @@ namespace {
 
 using otad::AgentMemoryText;
 
-std::string filled(const std::string &memory, const std::string &preferredTime) {
-    AgentMemoryText text(memory);
-    text.fillActivationTime(preferredTime);
-    return activationTimeIn(text.print());
-}
-
 TEST(AgentMemory, PrintsWhatItRead) {
     const std::string memory = memoryWith({{"reboot_flag", 1}}, "01:00", "02:00");
     EXPECT_EQ(AgentMemoryText(memory).print(), memory);
@@ -41,23 +35,6 @@ TEST(AgentMemory, ChangesANumberThatIsThereAndAddsNone) {
     memory.setNumber(AgentMemoryText::kRebootScheduled, 0);
     memory.setNumber("unknown", 5);
     EXPECT_EQ(memory.print(), memoryWith());
-}
-
-TEST(AgentMemory, KeepsTheActivationTimeThatItHas) {
-    EXPECT_EQ(filled(memoryWith({}, "01:00", "02:00"), "03:30"), "01:00");
-}
-
-TEST(AgentMemory, FillsAnEmptyActivationTimeFromTheRebootTime) {
-    EXPECT_EQ(filled(memoryWith({}, "", "02:00"), "03:30"), "02:00");
-}
-
-TEST(AgentMemory, FillsAnEmptyActivationTimeFromThePreferredOneElse) {
-    EXPECT_EQ(filled(memoryWith(), "03:30"), "03:30");
-}
-
-TEST(AgentMemory, LeavesAMemoryWithoutAnActivationTimeAsItIs) {
-    EXPECT_EQ(filled("{}", "03:30"), "no text");
-    EXPECT_EQ(filled("", "03:30"), "no text");
 }
 
 } // namespace

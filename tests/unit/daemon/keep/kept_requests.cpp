@@ -87,8 +87,7 @@ otad::Facts sameBoot() {
             .activeBank = "a",
             .runningVersion = kOld,
             .bootNowMs = kBootNow,
-            .wallNow = kArmedAt + kSince,
-            .preferredTime = "03:30"};
+            .wallNow = kArmedAt + kSince};
 }
 
 otad::Facts otherBoot() {

@@ -16,7 +16,7 @@ Ledger fullLedger() {
     Ledger ledger = emptyLedger();
     ledger.nextTicket = kLargest;
     ledger.queue = {offer(7, 3), trigger(8), activationTime(9), expiryOf("rebootTimer")};
-    ledger.running = otad::Running{offer(5, 1), 2, 1, "a", true, 99};
+    ledger.running = otad::Running{offer(5, 1), 2, 1, "a", true, 99, true};
     ledger.standing = otad::Standing{offer(kLargest - 1, 0), "b", true, true, 1};
     ledger.timers = {armed("rebootTimer", 1800), {"downloadRetryTimer", -5, -1, -2, -3}};
     ledger.memory = memoryWith({{"reboot_flag", 1}}, "01:00", "02:00");
@@ -72,6 +72,13 @@ TEST(TheLedger, NamesFailedTrialsOnlyWhereThereWereAny) {
     ledger.running->failedTrials = 0;
     ledger.standing->failedTrials = 0;
     EXPECT_EQ(otad::printLedger(ledger).find("failedTrials"), std::string::npos);
+    expectComesBack(ledger);
+}
+
+TEST(TheLedger, NamesAnImageThatWasThereOnlyWhereOneWas) {
+    Ledger ledger = fullLedger();
+    ledger.running->held = false;
+    EXPECT_EQ(otad::printLedger(ledger).find("held"), std::string::npos);
     expectComesBack(ledger);
 }
 
@@ -160,6 +167,10 @@ INSTANTIATE_TEST_SUITE_P(
                     Damage{"FailedTrialsRepeated", "\"failedTrials\":\t1",
                            "\"failedTrials\":1,\"failedTrials\":1",
                            "\"standing.failedTrials\": expected this key once"},
+                    Damage{"HeldNoFlag", "\"held\":\ttrue", "\"held\":1",
+                           "\"running.held\": expected true or false"},
+                    Damage{"HeldRepeated", "\"held\":\ttrue", "\"held\":true,\"held\":true",
+                           "\"running.held\": expected this key once"},
                     Damage{"FailedTrialsNoNumber", "\"failedTrials\":\t1", "\"failedTrials\":true",
                            "\"standing.failedTrials\": expected a whole number within its bounds"},
                     Damage{"RunningNoObject", "\"running\":\t{", "\"running\":7,\"was\":{",

@@ -102,13 +102,48 @@ TEST(RestoredMemory, LosesTheFlagsOfACallThatIsGivenUp) {
     EXPECT_EQ(numberIn(plan.memory, "reboot_flag"), 0) << "no reboot would ever be scheduled again";
 }
 
-TEST(RestoredMemory, OfARedoneCallHasATimeForTheSwapThatItMayBecome) {
-    const auto redone = [](const std::string &memory) {
-        return activationTimeIn(planTakeUp(running(offer(1, 0), memory), sameBoot()).memory);
+TEST(RestoredMemory, OfARedoneCallIsTheOneThatItStartedFrom) {
+    for (const std::string &memory :
+         {memoryWith(), memoryWith({}, "", "02:00"), memoryWith({}, "01:00", "02:00")}) {
+        EXPECT_EQ(planTakeUp(running(offer(1, 0), memory), sameBoot()).memory, memory);
+        EXPECT_EQ(planTakeUp(running(offer(1, 0), memory), otherBoot()).memory, memory);
+    }
+}
+
+// The agent would schedule it at another time than the one of a call that came to its end.
+TEST(ARedoneCall, BeginsWithoutTheImageThatItWrote) {
+    const auto beginsAnew = [](const otad::Request &request, bool held, const std::string &now) {
+        Ledger ledger = running(request, memoryWith());
+        ledger.running->held = held;
+        otad::Facts facts = sameBoot();
+        facts.passiveVersion = now;
+        return planTakeUp(ledger, facts).beginAnew;
     };
-    EXPECT_EQ(redone(memoryWith()), "03:30");
-    EXPECT_EQ(redone(memoryWith({}, "", "02:00")), "02:00");
-    EXPECT_EQ(redone(memoryWith({}, "01:00", "02:00")), "01:00");
+    EXPECT_TRUE(beginsAnew(offer(1, 0), false, kNew));
+    EXPECT_FALSE(beginsAnew(offer(1, 0), true, kNew)) << "it was there before";
+    EXPECT_FALSE(beginsAnew(offer(1, 0), false, kOld)) << "not its own";
+    EXPECT_FALSE(beginsAnew(offer(1, 0), false, "")) << "not whole";
+    for (const int policy : {1, 2, 3}) {
+        EXPECT_FALSE(beginsAnew(offer(1, policy), false, kNew)) << "no time of day: " << policy;
+    }
+    EXPECT_FALSE(beginsAnew(expiryOf("downloadStartTimer"), false, kNew)) << "downloads anyway";
+}
+
+TEST(ARedoneCall, BeginsWithTheImageThatItActivated) {
+    Ledger ledger = running(offer(1, 0), memoryWith());
+    ledger.running->activated = true;
+    otad::Facts facts = sameBoot();
+    facts.passiveVersion = kNew;
+    EXPECT_FALSE(planTakeUp(ledger, facts).beginAnew);
+}
+
+TEST(ARedoneCall, OfAnOfferThatStoodKnowsWhatTheBankHeldThen) {
+    Ledger ledger = standing({});
+    otad::Facts facts = sameBoot();
+    EXPECT_FALSE(planTakeUp(ledger, facts).redo->held);
+    facts.passiveVersion = kNew;
+    EXPECT_TRUE(planTakeUp(ledger, facts).redo->held);
+    EXPECT_FALSE(planTakeUp(ledger, facts).beginAnew);
 }
 
 TEST(RestoredMemory, OfAStandingOfferHasTheTimeThatTheAgentHad) {
