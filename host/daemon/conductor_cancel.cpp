@@ -2,6 +2,8 @@
 // Requests that are ended before their time.
 #include "host/daemon/conductor.h"
 
+#include "host/daemon/keep/agent_memory_text.h"
+
 #include <algorithm>
 
 namespace otad {
@@ -69,7 +71,11 @@ void Conductor::forgetEverything() {
     ledger().running.reset();
     ledger().standing.reset();
     ledger().timers.clear();
-    ledger().memory.clear();
+    // Behind an activation time stands another request, which came to its end.
+    AgentMemoryText memory(ledger().memory);
+    const bool timeBySignal = memory.number(AgentMemoryText::kTimeBySignal, 0) != 0;
+    memory.forgetTheOffer();
+    ledger().memory = timeBySignal ? memory.print() : "";
     std::erase_if(ledger().queue, [](const Request &one) { return one.kind == kTimer; });
     with_.board.setDeferred(false);
     with_.book.save();

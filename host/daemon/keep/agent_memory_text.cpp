@@ -7,6 +7,23 @@
 #include <new>
 
 namespace otad {
+namespace {
+
+void emptyRecord(cJSON *record) {
+    cJSON *member = nullptr;
+    cJSON_ArrayForEach(member, record) {
+        if (cJSON_IsString(member)) {
+            if (cJSON_SetValuestring(member, "") == nullptr) {
+                throw std::bad_alloc();
+            }
+        } else if (cJSON_IsNumber(member)) {
+            cJSON_SetNumberValue(member, 0);
+        }
+    }
+}
+
+} // namespace
+
 AgentMemoryText::AgentMemoryText(std::string_view text) : object_(parseObject(text)) {}
 
 int AgentMemoryText::number(const char *key, int otherwise) const {
@@ -22,14 +39,8 @@ void AgentMemoryText::setNumber(const char *key, int value) {
 }
 
 void AgentMemoryText::forgetTheOffer() {
-    cJSON *const image = cJSON_GetObjectItemCaseSensitive(object_.get(), "swInfo");
-    cJSON *member = nullptr;
-    cJSON_ArrayForEach(member, image) {
-        if (cJSON_IsNumber(member)) {
-            cJSON_SetNumberValue(member, 0);
-        } else if (cJSON_IsString(member) && cJSON_SetValuestring(member, "") == nullptr) {
-            throw std::bad_alloc();
-        }
+    for (const char *const record : {"swInfo", "otaLibConfig"}) {
+        emptyRecord(cJSON_GetObjectItemCaseSensitive(object_.get(), record));
     }
     for (const char *const flag :
          {kWindowOpen, kRetryPending, kTriggerTooLate, kDeferred, kRebootScheduled}) {

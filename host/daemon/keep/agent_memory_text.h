@@ -20,6 +20,7 @@ class AgentMemoryText {
     static constexpr const char *kNoWindowBeforeSwap =
         "g_firstTimeObardingWindowGivenPSNWBuildSame";
     static constexpr const char *kRebootScheduled = "reboot_flag";
+    static constexpr const char *kTimeBySignal = "g_mAppRebootTrig";
 
     /* A text that is no JSON object counts as empty. */
     explicit AgentMemoryText(std::string_view text);

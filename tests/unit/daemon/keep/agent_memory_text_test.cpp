@@ -37,4 +37,21 @@ TEST(AgentMemory, ChangesANumberThatIsThereAndAddsNone) {
     EXPECT_EQ(memory.print(), memoryWith());
 }
 
+TEST(AgentMemory, ForgetsOffersAndKeepsTheActivationTime) {
+    AgentMemoryText memory(R"({"swInfo":{"nxtMSVersion":"4QZ-2","policy":1},)"
+                           R"("swActTime":{"actTime":"02:00"},)"
+                           R"("otaLibConfig":{"OffloadDownloadActivate":1},"g_rebootTime":"02:00",)"
+                           R"("g_dwldStartTimer":1,"g_dwldRetryTimer":1,"g_mobileTriggerExpire":1,)"
+                           R"("g_mAppRebootTrig":1,"g_ISDeferedUpgrade":1,)"
+                           R"("g_firstTimeObardingWindowGivenPSNWBuildSame":0,"reboot_flag":1})");
+    memory.forgetTheOffer();
+    EXPECT_EQ(memory.print(),
+              R"({"swInfo":{"nxtMSVersion":"","policy":0},)"
+              R"("swActTime":{"actTime":"02:00"},)"
+              R"("otaLibConfig":{"OffloadDownloadActivate":0},"g_rebootTime":"02:00",)"
+              R"("g_dwldStartTimer":0,"g_dwldRetryTimer":0,"g_mobileTriggerExpire":0,)"
+              R"("g_mAppRebootTrig":1,"g_ISDeferedUpgrade":0,)"
+              R"("g_firstTimeObardingWindowGivenPSNWBuildSame":1,"reboot_flag":0})");
+}
+
 } // namespace
