@@ -31,7 +31,7 @@ Conductor::Conductor(const Means &means, HostProgram program, Callbacks callback
       host_(means.loop, std::move(program),
             {std::move(callbacks.hostMessage), [this](const std::string &how) { hostEnded(how); }}),
       restart_(means.loop, [this] { launchHost(); }),
-      keepAgain_(means.loop, [this] { keepAndSend(); }) {}
+      keepAgain_(means.loop, [this] { keepAgain(); }) {}
 
 void Conductor::start() { launchHost(); }
 
@@ -68,7 +68,6 @@ void Conductor::hostIsWrong(const std::string &why) {
 
 void Conductor::hostEnded(const std::string &how) {
     ++life_;
-    keepAgain_.cancel();
     const bool inTheCall = state_ == State::busy;
     state_ = State::off;
     if (chore_) {

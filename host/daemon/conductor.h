@@ -131,6 +131,8 @@ class Conductor {
     void endRefused(const Request &request, const host::guard::Refusal &refusal);
     void tellRefused(const Request &request, const host::guard::Refusal &refusal);
     void keepAndSend();
+    void notKept(const std::string &what);
+    void keepAgain();
     void callDone(const cJSON &message);
     void offerDone(const Request &offer, const Running &ended);
     void standingGoesOn(const Running &ended);

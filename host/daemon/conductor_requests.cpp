@@ -12,6 +12,7 @@
 namespace otad {
 namespace {
 
+constexpr std::int64_t kMsPerSecond = 1000;
 constexpr std::int64_t kKeepAgainMs = 5000;
 constexpr std::size_t kLongestQueue = 16;
 
@@ -182,21 +183,57 @@ void Conductor::tellRefused(const Request &request, const host::guard::Refusal &
     with_.chronicle.tell(line);
 }
 
-// What runs is on the disk before the agent hears of it.
+// What runs is on the disk before the agent hears of it. A timer has run out for the agent all the
+// same: it hears of that whether it can be kept or not.
 void Conductor::keepAndSend() {
     with_.board.refresh();
     with_.book.save([this, life = life_](const std::string &whatIsWrong) {
-        if (life != life_ || state_ != State::keeping || !ledger().running) {
+        if (life != life_ || !ledger().running) {
             return; // the host ended meanwhile, or the request was cancelled
         }
+        const bool expiry = ledger().running->request.kind == kTimer;
         if (!whatIsWrong.empty()) {
-            ++failedSaves_;
-            logError(whatIsWrong + "; the request waits until it can be kept");
-            return keepAgain_.setInMs(kKeepAgainMs);
+            notKept(whatIsWrong + (expiry ? "; the timer is carried out all the same"
+                                          : "; the request waits until it can be kept"));
+        } else {
+            failedSaves_ = 0;
         }
-        failedSaves_ = 0;
-        state_ = State::busy;
-        host_.send(host::parsed(ledger().running->request.event).get());
+        if (state_ == State::keeping && (expiry || whatIsWrong.empty())) {
+            state_ = State::busy;
+            host_.send(host::parsed(ledger().running->request.event).get());
+        }
+    });
+}
+
+// Told once; tried until it can be.
+void Conductor::notKept(const std::string &what) {
+    ++failedSaves_;
+    keepAgain_.setInMs(kKeepAgainMs);
+    if (failedSaves_ > 1) {
+        return;
+    }
+    logError(what);
+    HistoryLine line;
+    line.event = "not-kept";
+    line.ticket = with_.board.lastStatus().ticket;
+    line.version = with_.board.lastStatus().version;
+    line.outcome = host::Outcome::notKept;
+    line.reason = what;
+    line.next = "make room in the state directory; it is tried again every " +
+                std::to_string(kKeepAgainMs / kMsPerSecond) + " s";
+    with_.chronicle.tell(line);
+}
+
+void Conductor::keepAgain() {
+    if (state_ == State::keeping) {
+        return keepAndSend();
+    }
+    with_.book.save([this](const std::string &whatIsWrong) {
+        if (!whatIsWrong.empty()) {
+            notKept(whatIsWrong);
+        } else {
+            failedSaves_ = 0;
+        }
     });
 }
 

@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr auto kPatience = std::chrono::seconds(10);
+constexpr auto kPatience = std::chrono::seconds(60); // of a machine that does much else
 constexpr std::uint64_t kTurnUs = 20'000;
 constexpr std::uint64_t kQuietUs = 100'000;
 constexpr std::uint32_t kWholeHistory = 500;

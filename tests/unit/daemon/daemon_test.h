@@ -49,7 +49,7 @@ class DaemonTest : public testing::Test {
     void startUp(const std::string &bootId = "boot-1");
     /* As when the process ends: the host dies, and nothing is told to the agent. */
     void stop() { daemon_.reset(); }
-    /* Turns the loop until the condition holds; false after 10 s. */
+    /* Turns the loop until the condition holds; false after a minute. */
     bool turnUntil(const std::function<bool()> &condition) const;
     /* Turns the loop as long as something happens at once. */
     void turnWhileBusy() const;

@@ -8,8 +8,11 @@ namespace otad::test {
 namespace {
 
 using host::Outcome;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::StartsWith;
 
 constexpr std::int64_t kSoonMs = 50;
 
@@ -76,6 +79,32 @@ TEST_F(TimersOfTheAgent, that_ran_out_are_on_the_disk_as_expired_and_not_as_arme
     const Ledger now = kept();
     EXPECT_EQ(now.queue[0].kind, kTimer);
     EXPECT_THAT(now.timers, IsEmpty());
+}
+
+TEST_F(TimersOfTheAgent, that_ran_out_are_carried_out_though_it_cannot_be_kept) {
+    Ledger ledger;
+    ledger.bootId = "boot-1";
+    ledger.nextTicket = 8;
+    ledger.standing = Standing{offerRequest(7), "a", false, false};
+    ledger.timers = {{"rebootTimer", 1, 0, 0, 1}};
+    keep(ledger);
+    host_.on("start-up", {waitFor("go")});
+    host_.on("timer", {report("OTA_SW_ACTIVATION_FAILED")});
+    start();
+    ASSERT_TRUE(turnUntil([&] { return host_.count("start-up") == 1; }));
+    turnWhileBusy();
+    breakStateDirectory();
+    host_.release("go");
+    ASSERT_TRUE(turnUntil([&] { return finished(7); }));
+    EXPECT_EQ(host_.count("timer"), 1U);
+    ASSERT_EQ(told("not-kept").size(), 1U);
+    EXPECT_THAT(told("not-kept")[0], AllOf(StartsWith("7 8 "), HasSubstr(in("state/requests.json")),
+                                           HasSubstr("the timer is carried out all the same")));
+    EXPECT_THAT(explained("disk"), HasSubstr("make room in the state directory"));
+    mendStateDirectory();
+    ASSERT_TRUE(turnUntil([&] { return !kept().standing; })) << "it is tried again";
+    EXPECT_TRUE(turnUntil([&] { return explained("disk").empty(); }));
+    EXPECT_EQ(host_.count("timer"), 1U);
 }
 
 TEST_F(TimersOfTheAgent, go_before_what_was_asked_later) {
