@@ -38,6 +38,9 @@ host::Outcome outcomeOfCall(const CallWitness &witness) {
     if (witness.handedOver) {
         return host::Outcome::handedOver;
     }
+    if (!witness.notHandedOver.empty()) {
+        return host::Outcome::rootUnreachable;
+    }
     // A failed activation of policy 1 passes without a word; one of policy 3 goes on to a download.
     if (witness.activating && !witness.activated && witness.lastWord.empty()) {
         return host::Outcome::activationFailed;
@@ -45,6 +48,10 @@ host::Outcome outcomeOfCall(const CallWitness &witness) {
     // A swap that nothing is awaited of: the passive bank holds the image, as policy 2 wants it.
     const bool holds = witness.wrote || witness.lastWord == OTA_STATUS_SWAP_PASSIVE;
     return holds ? host::Outcome::writtenOnly : host::Outcome::interruptedNothingKnown;
+}
+
+std::string sentenceOfCall(const CallWitness &witness) {
+    return witness.lastWord.empty() ? witness.notHandedOver : witness.lastWord;
 }
 
 bool endsTheRequest(const CallWitness &witness) {

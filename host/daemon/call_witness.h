@@ -11,11 +11,12 @@
 namespace otad {
 
 struct CallWitness {
-    std::string lastWord{};  // status word; empty: none came
-    bool wrote = false;      // the passive bank was being written
-    bool activating = false; // an activation was tried
-    bool activated = false;  // and succeeded: a reboot follows
-    bool handedOver = false; // to the gateway
+    std::string lastWord{};      // status word; empty: none came
+    bool wrote = false;          // the passive bank was being written
+    bool activating = false;     // an activation was tried
+    bool activated = false;      // and succeeded: a reboot follows
+    bool handedOver = false;     // to the gateway
+    std::string notHandedOver{}; // why it could not be, one line; empty: it was not tried, or was
 };
 
 /* The outcome that a status word stands for; none where the road goes on behind it. */
@@ -23,6 +24,9 @@ std::optional<host::Outcome> outcomeOfWord(const std::string &word);
 
 /* The outcome of an offer whose call is over while nothing is awaited any more. */
 host::Outcome outcomeOfCall(const CallWitness &witness);
+
+/* What there is to say about that outcome: the word, or what was wrong. */
+std::string sentenceOfCall(const CallWitness &witness);
 
 /* Whether the word alone ends the request, whatever timers run. */
 bool endsTheRequest(const CallWitness &witness);

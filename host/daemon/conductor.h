@@ -83,7 +83,8 @@ class Conductor {
     void hostReported(const std::string &word, const std::string &record);
     /* What is known of an activation is on the disk before the agent goes on to its reboot. */
     void hostActivated(std::function<void()> kept);
-    void hostHandedOver() { witness_.handedOver = true; }
+    /* An image went to the gateway, or could not: then whatIsWrong is one line. */
+    void hostHandedOver(const std::string &whatIsWrong);
     /* What the host says cannot be understood: it is as good as crashed. */
     void hostIsWrong(const std::string &why);
     HostProcess &host() { return host_; }

@@ -56,6 +56,11 @@ void Conductor::hostReported(const std::string &word, const std::string &record)
     with_.chronicle.tell(line);
 }
 
+void Conductor::hostHandedOver(const std::string &whatIsWrong) {
+    witness_.handedOver = whatIsWrong.empty();
+    witness_.notHandedOver = whatIsWrong;
+}
+
 void Conductor::hostDone(const cJSON &message) {
     const std::string what = host::textOf(&message, "done");
     const std::string failed = host::textOf(&message, "failed");
@@ -117,7 +122,7 @@ void Conductor::offerDone(const Request &offer, const Running &ended) {
         ledger().standing = Standing{offer, ended.bank, ended.activated, false, ended.failedTrials};
         return;
     }
-    finish(offer, outcomeOfCall(witness_), witness_.lastWord);
+    finish(offer, outcomeOfCall(witness_), sentenceOfCall(witness_));
 }
 
 // A timer or the mobile app moved the offer that stands.
@@ -130,16 +135,17 @@ void Conductor::standingGoesOn(const Running &ended) {
         standing.activated = true;
         standing.bank = ended.bank;
     } else if (endsTheRequest(witness_)) {
-        finish(standing.offer, outcomeOfCall(witness_), witness_.lastWord);
+        finish(standing.offer, outcomeOfCall(witness_), sentenceOfCall(witness_));
         ledger().standing.reset();
     } else if (!timersAwaited()) {
-        if (with_.board.lastStatus().deferred && !witness_.wrote && witness_.lastWord.empty()) {
+        if (with_.board.lastStatus().deferred && !witness_.wrote && !witness_.handedOver &&
+            sentenceOfCall(witness_).empty()) {
             standing.deferred = true;
             tell("deferred", standing.offer, "the node is being onboarded",
                  "taken up when onboarding ends, at the next boot or the next offer");
             return onboardingEnded_ ? onboardingEnded() : void();
         }
-        finish(standing.offer, outcomeOfCall(witness_), witness_.lastWord);
+        finish(standing.offer, outcomeOfCall(witness_), sentenceOfCall(witness_));
         ledger().standing.reset();
     }
 }

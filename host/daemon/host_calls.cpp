@@ -73,8 +73,10 @@ void HostCalls::notifyRoot(const cJSON &message) {
 }
 
 void HostCalls::handOver(const cJSON &message) {
-    conductor_.hostHandedOver();
-    root_.publish(FromExtender::Kind::fileServer, host::textOf(&message, "info"), answerOfRoot());
+    root_.publish(FromExtender::Kind::fileServer, host::textOf(&message, "info"),
+                  answerOfRoot([this](const std::string &whatIsWrong) {
+                      conductor_.hostHandedOver(whatIsWrong);
+                  }));
 }
 
 void HostCalls::keepActivation(const cJSON & /*message*/) {
@@ -86,11 +88,16 @@ void HostCalls::keepActivation(const cJSON & /*message*/) {
 }
 
 // The host may have ended by the time the root answers; another one did not ask.
-std::function<void(bool)> HostCalls::answerOfRoot() {
-    return [this, life = conductor_.life()](bool reached) {
-        if (life == conductor_.life()) {
-            acknowledge(reached ? kAccepted : kFailed);
+std::function<void(const std::string &)>
+HostCalls::answerOfRoot(const std::function<void(const std::string &whatIsWrong)> &also) {
+    return [this, life = conductor_.life(), also](const std::string &whatIsWrong) {
+        if (life != conductor_.life()) {
+            return;
         }
+        if (also) {
+            also(whatIsWrong);
+        }
+        acknowledge(whatIsWrong.empty() ? kAccepted : kFailed);
     };
 }
 

@@ -10,6 +10,8 @@ namespace otad {
 namespace {
 
 constexpr std::int64_t kTickMs = 100;
+constexpr const char *kNoBus =
+    "the message bus is not connected, so nobody hears of the image; look for the bus";
 
 std::string senderOf(const Unchecked &message) {
     const std::string mac = message.mac();
@@ -62,23 +64,22 @@ void RootRoad::dispatch() {
 }
 
 void RootRoad::publish(FromExtender::Kind kind, const std::string &text,
-                       std::function<void(bool)> answer) {
+                       std::function<void(const std::string &)> answer) {
     if (kind == FromExtender::Kind::fileServer && isGateway()) {
-        bus_.raiseExtenderFileServer(board_.lastStatus().mac, text);
-        tell("extender-file-server", host::Outcome::done, board_.lastStatus().mac);
-        return answer(true);
+        return answer(raiseFileServer(board_.lastStatus().mac, text) ? "" : kNoBus);
     }
     if (!link_) {
-        tell("root-failed", host::Outcome::rootUnreachable,
-             config_.rootHost.empty() ? "no broker of the root is configured; set [root] broker"
-                                      : "the node's own address is not known; look for br0");
-        return answer(false);
+        const std::string whatIsWrong =
+            config_.rootHost.empty() ? "no broker of the root is configured; set [root] broker"
+                                     : "the node's own address is not known; look for br0";
+        tell("root-failed", host::Outcome::rootUnreachable, whatIsWrong);
+        return answer(whatIsWrong);
     }
     link_->publish(kind, text, [this, answer = std::move(answer)](const std::string &whatIsWrong) {
         const bool reached = whatIsWrong.empty();
         tell(reached ? "root-notified" : "root-failed",
              reached ? host::Outcome::done : host::Outcome::rootUnreachable, whatIsWrong);
-        answer(reached);
+        answer(whatIsWrong);
     });
     tick_.setInMs(kTickMs);
 }
@@ -130,6 +131,13 @@ void RootRoad::tellChecked(const Unchecked &unchecked) {
         bus_.raiseExtenderFileServer(message.mac, message.text);
         tell("extender-file-server", host::Outcome::done, message.mac);
     }
+}
+
+bool RootRoad::raiseFileServer(const std::string &mac, const std::string &info) {
+    const bool raised = bus_.raiseExtenderFileServer(mac, info);
+    tell("extender-file-server", raised ? host::Outcome::done : host::Outcome::failed,
+         raised ? mac : mac + ": " + kNoBus);
+    return raised;
 }
 
 void RootRoad::tell(const char *event, host::Outcome outcome, const std::string &reason) {

@@ -31,10 +31,11 @@ class RootRoad {
     void follow();
     /*
      * Sends the text to the root. What a gateway hands over is raised on its own bus: it is the
-     * root. The answer comes from the loop or at once, within 5 s, and always.
+     * root. The answer comes from the loop or at once, within 5 s, and always: empty, or why it
+     * could not be told, one line.
      */
     void publish(FromExtender::Kind kind, const std::string &text,
-                 std::function<void(bool reached)> answer);
+                 std::function<void(const std::string &whatIsWrong)> answer);
 
   private:
     bool isGateway() const;
@@ -43,6 +44,7 @@ class RootRoad {
     void tellChecked(const Unchecked &unchecked);
     void tick();
     void tell(const char *event, host::Outcome outcome, const std::string &reason);
+    bool raiseFileServer(const std::string &mac, const std::string &info);
 
     sd_event *loop_;
     const nal::Config &config_;

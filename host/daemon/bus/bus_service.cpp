@@ -102,9 +102,9 @@ void BusService::raiseExtenderStatus(const std::string &mac, const std::string &
           busText(record).c_str());
 }
 
-void BusService::raiseExtenderFileServer(const std::string &mac, const std::string &info) {
-    raise(connection_.bus(), kExtenderFileServerSignal, "ss", busText(mac).c_str(),
-          busText(info).c_str());
+bool BusService::raiseExtenderFileServer(const std::string &mac, const std::string &info) {
+    return raise(connection_.bus(), kExtenderFileServerSignal, "ss", busText(mac).c_str(),
+                 busText(info).c_str());
 }
 
 void BusService::raiseHistory(const std::string &line) {

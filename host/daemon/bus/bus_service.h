@@ -41,7 +41,7 @@ class BusService {
     // False: there is no bus, or it did not take it.
     bool raiseStatus(const std::string &record);
     void raiseExtenderStatus(const std::string &mac, const std::string &record);
-    void raiseExtenderFileServer(const std::string &mac, const std::string &info);
+    bool raiseExtenderFileServer(const std::string &mac, const std::string &info);
     void raiseHistory(const std::string &line);
     void raiseFinished(std::uint64_t ticket, const host::OutcomeRow &row,
                        const std::string &reason);

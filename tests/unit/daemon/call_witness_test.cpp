@@ -46,6 +46,7 @@ const Row kRows[] = {
      Outcome::writtenOnly,
      false},
     {"handed over to the gateway", {.handedOver = true}, Outcome::handedOver, false},
+    {"could not be handed over", {.notHandedOver = "no broker"}, Outcome::rootUnreachable, false},
     {"nothing was seen", {}, Outcome::interruptedNothingKnown, false},
     {"activated: the reboot decides",
      {.lastWord = OTA_STATUS_ACTIVATION_COMPLETE,

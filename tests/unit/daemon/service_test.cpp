@@ -60,6 +60,15 @@ TEST_F(OnTheBus, takes_an_offer_and_tells_its_status_and_its_end) {
     EXPECT_TRUE(turnUntil([&] { return host_.heard().back() == "ack 0"; }));
 }
 
+TEST_F(OnTheBus, takes_what_a_gateway_hands_over) {
+    host_.on("new-image", {handOver()});
+    connect();
+    const std::uint64_t ticket = ticketOf(offer());
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_EQ(codesOf(ticket), std::vector{host::rowOf(host::Outcome::handedOver).code});
+    EXPECT_EQ(host_.heard().back(), "ack 0");
+}
+
 TEST_F(OnTheBus, refuses_with_the_error_of_the_outcome) {
     connect();
     const ::ReplyRef reply = offerOver("[]");
