@@ -31,7 +31,8 @@ Conductor::Conductor(const Means &means, HostProgram program, Callbacks callback
       host_(means.loop, std::move(program),
             {std::move(callbacks.hostMessage), [this](const std::string &how) { hostEnded(how); }}),
       restart_(means.loop, [this] { launchHost(); }),
-      keepAgain_(means.loop, [this] { keepAgain(); }) {}
+      keepAgain_(means.loop, [this] { keepAgain(); }),
+      rebootOverdue_(means.loop, [this] { rebootIsOverdue(); }) {}
 
 void Conductor::start() { launchHost(); }
 
@@ -209,6 +210,9 @@ void Conductor::goOn() {
     }
     if (ledger().standing) {
         tell("taken-up", ledger().standing->offer, "it waits on");
+        if (ledger().standing->activated) {
+            awaitReboot();
+        }
     }
     with_.book.save();
     becomeIdle();

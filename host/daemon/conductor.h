@@ -15,6 +15,7 @@
 
 #include "platform/nal/config.h"
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -33,6 +34,7 @@ struct Means {
     StatusBoard &board;
     BusService &bus;
     NodeTimers &timers;
+    std::chrono::milliseconds rebootPatience;
 };
 
 /*
@@ -142,6 +144,10 @@ class Conductor {
     const Request *currentOffer() const;
     bool timersAwaited() const;
     void supersedeStanding();
+    bool rebootAwaited() const;
+    void awaitReboot();
+    void rebootIsOverdue();
+    void forgetReboot();
     void finish(const Request &request, host::Outcome outcome, const std::string &reason);
     void tell(const std::string &event, const Request &request, const std::string &reason = "",
               const std::string &next = "");
@@ -165,6 +171,7 @@ class Conductor {
     bool forgetDeferral_ = false;  // before the next call
     bool onboardingEnded_ = false; // while the call ran
     bool cancelling_ = false;
+    bool rebootDue_ = false;    // also where the activation is of no offer that stands
     bool agentIsFresh_ = false; // it remembers what a start-up gives it
     bool beginAnew_ = false;    // what the broken call has written is still to be given up
     bool gaveUp_ = false;       // what the request left is still to be taken back
@@ -181,6 +188,7 @@ class Conductor {
     std::int64_t restartAtMs_ = 0;
     Alarm restart_;
     Alarm keepAgain_;
+    Alarm rebootOverdue_;
 };
 
 } // namespace otad

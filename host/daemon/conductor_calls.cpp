@@ -18,6 +18,7 @@ void Conductor::hostStage(const std::string &stage) {
         trial_.step = TrialNow::Step::rebooting;
     } else if (stage == "rebooting" && !witness_.activated) {
         witness_.activated = true;
+        awaitReboot();
         if (ledger().running) {
             ledger().running->activated = true;
             with_.book.save();
@@ -97,6 +98,7 @@ void Conductor::callDone(const cJSON &message) {
     with_.board.setStage("");
     Running ended = *ledger().running;
     ended.activated = ended.activated || witness_.activated;
+    rebootDue_ = rebootDue_ || ended.activated;
     ledger().running.reset();
     ledger().memory = host::printed(cJSON_GetObjectItemCaseSensitive(&message, "memory"));
     ledger().timers = with_.timers.armed();

@@ -12,7 +12,7 @@ namespace otad {
 bool Conductor::runsOrStands(std::uint64_t ticket) const {
     const Ledger &ledger = with_.book.ledger();
     if (ticket == 0) {
-        return ledger.running || ledger.standing || !with_.timers.armed().empty();
+        return ledger.running || ledger.standing || rebootDue_ || !with_.timers.armed().empty();
     }
     return (ledger.running && ledger.running->request.ticket == ticket) ||
            (ledger.standing && ledger.standing->offer.ticket == ticket);
@@ -78,6 +78,7 @@ void Conductor::forgetEverything() {
     ledger().memory = timeBySignal ? memory.print() : "";
     std::erase_if(ledger().queue, [](const Request &one) { return one.kind == kTimer; });
     with_.board.setDeferred(false);
+    forgetReboot();
     with_.book.save();
 }
 

@@ -126,7 +126,7 @@ std::string Conductor::passiveVersion() const {
 }
 
 void Conductor::pump() {
-    if (state_ != State::idle || cancelling_ || ledger().queue.empty() ||
+    if (state_ != State::idle || cancelling_ || rebootAwaited() || ledger().queue.empty() ||
         ledger().queue.front().ticket > keptTicket_) {
         return;
     }

@@ -19,7 +19,8 @@ Daemon::Daemon(sd_event *loop, Options options, const nal::Config &config)
       bus_(loop, options_.bus, *this), chronicle_(loop, history_, board_, bus_),
       root_(loop, config_, bus_, board_, chronicle_),
       conductor_(
-          {loop, config_, options_.bootId, book_, chronicle_, board_, bus_, timers_},
+          {loop, config_, options_.bootId, book_, chronicle_, board_, bus_, timers_,
+           options_.rebootPatience},
           {options_.host, options_.library, options_.config},
           {[this](const cJSON &message) { hostCalls_.take(message); }, [this] { root_.follow(); }}),
       hostCalls_(conductor_, chronicle_, bus_, root_, timers_),

@@ -3,6 +3,7 @@
 #ifndef HOST_DAEMON_OPTIONS_H
 #define HOST_DAEMON_OPTIONS_H
 
+#include <chrono>
 #include <string>
 
 namespace otad {
@@ -14,6 +15,8 @@ struct Options {
     std::string bus;     // address; empty: the system bus
     std::string bootId;  // names this boot of the node; another one means that it was booted since
     bool check = false;  // only check the configuration
+    /* From an activation to the reboot that it asked for; only tests want another time. */
+    std::chrono::milliseconds rebootPatience{std::chrono::minutes(3)};
 };
 
 /*

@@ -102,6 +102,11 @@ void StatusBoard::setDeferred(bool deferred) {
     refresh();
 }
 
+void StatusBoard::setReboot(Reboot reboot) {
+    reboot_ = reboot;
+    refresh();
+}
+
 void StatusBoard::setMac(const std::string &mac) {
     status_.mac = mac;
     changed_();
@@ -152,7 +157,12 @@ void StatusBoard::refresh() {
 
 std::string StatusBoard::restingStage() const {
     const Ledger &ledger = book_.ledger();
-    if (ledger.standing && ledger.standing->activated) {
+    if (reboot_ == Reboot::overdue) {
+        return kRebootOverdue;
+    }
+    // While the activating call is done again it may not be.
+    if ((ledger.standing && ledger.standing->activated) ||
+        (reboot_ == Reboot::due && !ledger.running)) {
         return "rebooting";
     }
     // A request between two stages, or between a crash and its redoing, is not over.

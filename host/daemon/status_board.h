@@ -28,6 +28,9 @@ class StatusBoard {
     /* A report of the agent. */
     void setReport(const std::string &word, const std::string &record);
     void setDeferred(bool deferred);
+    /* Whether the other bank was activated, and the reboot into it is late. */
+    enum class Reboot { none, due, overdue };
+    void setReboot(Reboot reboot);
     void setMac(const std::string &mac);
     void setSettings(const nal::Config &config);
     void setRootConnected(bool connected);
@@ -53,6 +56,7 @@ class StatusBoard {
     std::function<void()> changed_;
     NodeStatus status_;
     std::string callStage_; // of the call that runs
+    Reboot reboot_ = Reboot::none;
     std::time_t downloadSince_ = 0;
     std::string activeBank_;
     std::string runningVersion_;

@@ -43,6 +43,9 @@ struct FailedTrial {
     bool operator==(const FailedTrial &) const = default;
 };
 
+/* The stage of a node whose reboot behind an activation does not come. */
+constexpr const char *kRebootOverdue = "reboot-overdue";
+
 struct NodeStatus {
     std::string statusWord;   // of the agent's last report; empty: none yet
     std::string statusRecord; // that report, JSON text

@@ -124,6 +124,14 @@ std::string timerWords(const TimerLeft &timer, const NodeStatus &status, const L
            (window ? ", unless the node is being onboarded then." : ", and the node reboots.");
 }
 
+// Nothing else has its turn before the boot.
+void addReboot(const NodeStatus &status, Sentences &sentences) {
+    if (status.stage == kRebootOverdue) {
+        sentences.emplace_back("next", std::string("The reboot that was asked for has not come: ") +
+                                           kRebootByHand + ".");
+    }
+}
+
 void addNext(const NodeStatus &status, const Ledger &ledger, const ExplainFacts &facts,
              Sentences &sentences) {
     for (const TimerLeft &timer : status.timers) {
@@ -154,9 +162,13 @@ void addAgent(const ExplainFacts &facts, Sentences &sentences) {
 
 void addQueue(const NodeStatus &status, Sentences &sentences) {
     if (status.queued > 0) {
-        sentences.emplace_back("queue", status.queued == 1 ? "One request waits for its turn."
-                                                           : std::to_string(status.queued) +
-                                                                 " requests wait for their turn.");
+        const std::string behind = status.stage == "rebooting" || status.stage == kRebootOverdue
+                                       ? ", behind the reboot"
+                                       : "";
+        sentences.emplace_back("queue", status.queued == 1
+                                            ? "One request waits for its turn" + behind + "."
+                                            : std::to_string(status.queued) +
+                                                  " requests wait for their turn" + behind + ".");
     }
 }
 
@@ -196,6 +208,7 @@ Sentences explainNode(const NodeStatus &status, const Ledger &ledger, const Expl
     Sentences sentences;
     sentences.emplace_back("now", nowWords(status, ledger, facts));
     addNext(status, ledger, facts, sentences);
+    addReboot(status, sentences);
     addTrial(status, facts, sentences);
     addAgent(facts, sentences);
     addQueue(status, sentences);

@@ -13,6 +13,11 @@
 
 namespace otad {
 
+/* What to do where an activated bank waits for a reboot that does not come. */
+constexpr const char *kRebootByHand =
+    "reboot the node and find out why /sbin/reboot does not; or otactl cancel takes the activation "
+    "back";
+
 /* How the trial that this start-up of the host settles stands. */
 struct TrialNow {
     enum class Step {
