@@ -69,7 +69,7 @@ bool openAgentLibrary(const std::string &path, AgentLibrary &agent, std::string 
            symbols.find("otaSwAgentProcessDownloadStartTimer", agent.downloadStartTimerExpired) &&
            symbols.find("otaSwAgentProcessDownloadRetryTimer", agent.downloadRetryTimerExpired) &&
            symbols.find("ota_ISUpgradeDefered", agent.isUpgradeDeferred) &&
-           symbols.find("getIfMac", agent.interfaceMac) && findState(symbols, agent.state);
+           findState(symbols, agent.state);
 }
 
 } // namespace host

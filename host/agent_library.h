@@ -45,7 +45,6 @@ struct AgentLibrary {
     decltype(&::otaSwAgentProcessDownloadStartTimer) downloadStartTimerExpired = nullptr;
     decltype(&::otaSwAgentProcessDownloadRetryTimer) downloadRetryTimerExpired = nullptr;
     decltype(&::ota_ISUpgradeDefered) isUpgradeDeferred = nullptr;
-    decltype(&::getIfMac) interfaceMac = nullptr;
     AgentState state;
 };
 

@@ -4,6 +4,7 @@
 
 #include "host/agent_library.h"
 #include "host/agent_memory.h"
+#include "host/bridge_address.h"
 #include "host/channel.h"
 #include "host/events.h"
 #include "host/log_files.h"
@@ -18,7 +19,6 @@
 #include "platform/nal/offer_hook.h"
 #include "platform/nal/open.h"
 
-#include <array>
 #include <csignal>
 #include <cstdio>
 #include <poll.h>
@@ -34,8 +34,6 @@ constexpr int kWrongUse = 2;
 constexpr int kConfigWrong = static_cast<int>(Outcome::configWrong);
 constexpr const char *kStartUp = "start-up";
 const OtaMatrixItem *offeredImage = nullptr; // the agent's own
-
-constexpr const char *kBridge = "br0"; // the interface whose address names the node
 
 bool isSocket(int descriptor) {
     struct stat status {};
@@ -73,13 +71,10 @@ void sendDone(Channel &channel, const Json &done, const std::string &what) {
     }
 }
 
-// Offers are checked against the address that the agent itself compares with, and the root's broker
-// is called under it: the supervisor needs it before the commit check has something to report.
-void tellAddress(const AgentLibrary &agent) {
-    std::array<char, OTA_MAC_WIDTH> mac{};
-    agent.interfaceMac(kBridge, mac.data(), mac.size());
+// What the agent will be told, also where the supervisor's own view of the interfaces is another.
+void tellAddress() {
     const Json note = newNote("node");
-    cJSON_AddStringToObject(note.get(), "mac", mac.data());
+    cJSON_AddStringToObject(note.get(), "mac", bridgeAddress().c_str());
     tellSupervisor(note);
 }
 
@@ -97,7 +92,7 @@ void startAgent(const Channel &channel, const AgentLibrary &agent, const Options
     const bool commitCheck = options.commitCheck;
     agent.initOTAlib();
     setMarkPath(agent.markPath());
-    tellAddress(agent);
+    tellAddress();
     if (commitCheck) {
         restoreMark(options.activated);
     }

@@ -117,7 +117,7 @@ int Conductor::restartInSeconds() const {
 }
 
 void Conductor::hostKnowsNode(const std::string &mac) {
-    with_.board.setMac(mac);
+    with_.board.setHostMac(mac);
     nodeKnown_();
 }
 

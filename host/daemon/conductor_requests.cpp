@@ -139,6 +139,7 @@ void Conductor::pump() {
 
 void Conductor::begin(Running running) {
     const Request kept = running.request;
+    with_.board.lookAtAddress();
     if (const auto refusal =
             checkAgain(kept, judgeNow(with_.config, with_.board.lastStatus()), running.request)) {
         return endRefused(kept, *refusal);

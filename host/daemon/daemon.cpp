@@ -38,6 +38,7 @@ bool Daemon::start() {
     HistoryLine line;
     line.event = "service-started";
     chronicle_.tell(line);
+    root_.follow();
     conductor_.start();
     return true;
 }

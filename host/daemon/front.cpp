@@ -10,18 +10,18 @@
 #include <ctime>
 
 namespace otad {
-std::optional<host::guard::Refusal> Front::notReady() const {
+// Whatever names the node by its address is judged by the one that it has now.
+std::optional<host::guard::Refusal> Front::noAddress() const {
+    house_.root.follow();
     if (!house_.board.lastStatus().mac.empty()) {
         return std::nullopt;
     }
-    const std::string &path = house_.conductor.waitsForPath();
-    std::string reason = "the agent is starting";
-    if (!path.empty()) {
-        reason = "the agent waits until " + path + " is there";
-    } else if (house_.conductor.agentStarted()) {
-        reason = "the bridge br0 had no address; bring it up and restart the service";
-    }
-    return host::guard::Refusal{host::Outcome::notReady, "node", reason};
+    const bool early =
+        !house_.conductor.agentStarted() && house_.conductor.waitsForPath().empty();
+    return host::guard::Refusal{host::Outcome::notReady, "node",
+                                early ? "the agent is starting"
+                                      : "the bridge br0 has no address; bring it up, then send the "
+                                        "request again"};
 }
 
 Judge Front::judge() const { return judgeNow(house_.config, house_.board.lastStatus()); }
@@ -46,7 +46,7 @@ void Front::refuse(const host::guard::Refusal &refusal, const BusCalls::Answer &
 
 void Front::offerImage(const std::string &descriptor, const host::guard::OfferFlags &flags,
                        const BusCalls::Answer &answer) {
-    if (const auto refusal = notReady()) {
+    if (const auto refusal = noAddress()) {
         return refuse(*refusal, answer);
     }
     Request request;
@@ -57,19 +57,15 @@ void Front::offerImage(const std::string &descriptor, const host::guard::OfferFl
 }
 
 void Front::triggerMobileApp(int newswavailflag, const BusCalls::Answer &answer) {
-    if (const auto refusal = notReady()) {
-        return refuse(*refusal, answer);
-    }
     house_.conductor.accept(mobileTriggerRequest(newswavailflag), answer);
 }
 
 void Front::setActivationTime(const std::string &record, const BusCalls::Answer &answer) {
-    if (const auto refusal = notReady()) {
-        return refuse(*refusal, answer);
-    }
+    const auto unknown = noAddress();
     Request request;
     if (const auto refusal = activationTimeRequest(record, judge().node, request)) {
-        return refuse(*refusal, answer);
+        // A record that names no node by its address does not wait for this one's.
+        return refuse(unknown && refusal->field == "mac" ? *unknown : *refusal, answer);
     }
     house_.conductor.accept(std::move(request), answer);
 }

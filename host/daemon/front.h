@@ -48,7 +48,7 @@ class Front {
     std::vector<std::pair<std::string, std::string>> explain();
 
   private:
-    std::optional<host::guard::Refusal> notReady() const;
+    std::optional<host::guard::Refusal> noAddress() const;
     Judge judge() const;
     void tell(const HistoryLine &line);
     void refuse(const host::guard::Refusal &refusal, const BusCalls::Answer &answer);

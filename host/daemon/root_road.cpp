@@ -10,6 +10,7 @@ namespace otad {
 namespace {
 
 constexpr std::int64_t kTickMs = 100;
+constexpr std::int64_t kLookMs = 5000; // the bridge may come up, or change, at any time
 constexpr const char *kNoBus =
     "the message bus is not connected, so nobody hears of the image; look for the bus";
 
@@ -28,6 +29,8 @@ bool RootRoad::isGateway() const {
 }
 
 void RootRoad::follow() {
+    board_.lookAtAddress();
+    look_.setInMs(kLookMs);
     const std::string &mac = board_.lastStatus().mac;
     if (config_.rootHost.empty() || mac.empty() ||
         (link_ && linkedMac_ == mac && listens_ == isGateway())) {

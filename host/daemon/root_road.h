@@ -25,9 +25,12 @@ class RootRoad {
     RootRoad(sd_event *loop, const nal::Config &config, BusService &bus, StatusBoard &board,
              Chronicle &chronicle)
         : loop_(loop), config_(config), bus_(bus), board_(board), chronicle_(chronicle),
-          tick_(loop, [this] { tick(); }) {}
+          tick_(loop, [this] { tick(); }), look_(loop, [this] { follow(); }) {}
 
-    /* Connects, or connects anew, where address and role of the node are known and others now. */
+    /*
+     * Asks for the node's address, and connects, or connects anew, where address and role are known
+     * and others now. From the first call on it is done every few seconds.
+     */
     void follow();
     /*
      * Sends the text to the root. What a gateway hands over is raised on its own bus: it is the
@@ -60,6 +63,7 @@ class RootRoad {
     // Of a sender that was over its budget, its last word, by its name.
     std::map<std::string, Unchecked> late_;
     Alarm tick_;
+    Alarm look_;
 };
 
 } // namespace otad

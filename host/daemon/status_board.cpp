@@ -2,6 +2,8 @@
 // What the node tells about itself, kept up to date from where it happens.
 #include "host/daemon/status_board.h"
 
+#include "host/bridge_address.h"
+
 #include "platform/nal/file_io.h"
 
 #include <algorithm>
@@ -107,9 +109,20 @@ void StatusBoard::setReboot(Reboot reboot) {
     refresh();
 }
 
-void StatusBoard::setMac(const std::string &mac) {
-    status_.mac = mac;
-    changed_();
+void StatusBoard::setHostMac(const std::string &mac) {
+    hostMac_ = mac;
+    lookAtAddress();
+}
+
+// Where the bridge was ever seen from here, the host sees the same one, and it may be gone by now.
+void StatusBoard::lookAtAddress() {
+    const std::string own = host::bridgeAddress();
+    sawBridge_ = sawBridge_ || !own.empty();
+    const std::string &mac = sawBridge_ ? own : hostMac_;
+    if (mac != status_.mac) {
+        status_.mac = mac;
+        changed_();
+    }
 }
 
 void StatusBoard::setSettings(const nal::Config &config) {

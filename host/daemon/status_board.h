@@ -31,7 +31,10 @@ class StatusBoard {
     /* Whether the other bank was activated, and the reboot into it is late. */
     enum class Reboot { none, due, overdue };
     void setReboot(Reboot reboot);
-    void setMac(const std::string &mac);
+    /* What the host takes for the node's address; counts where this process sees no bridge. */
+    void setHostMac(const std::string &mac);
+    /* Asks for the node's address anew. */
+    void lookAtAddress();
     void setSettings(const nal::Config &config);
     void setRootConnected(bool connected);
     /* As the host read it. */
@@ -57,6 +60,8 @@ class StatusBoard {
     NodeStatus status_;
     std::string callStage_; // of the call that runs
     Reboot reboot_ = Reboot::none;
+    std::string hostMac_;
+    bool sawBridge_ = false;
     std::time_t downloadSince_ = 0;
     std::string activeBank_;
     std::string runningVersion_;

@@ -59,6 +59,7 @@ DaemonTest::DaemonTest() : folder_(newFolder()), host_(folder_) {
 
 DaemonTest::~DaemonTest() {
     daemon_.reset();
+    setBridge("");
     std::error_code ignored;
     fs::remove_all(folder_, ignored);
 }
@@ -85,6 +86,14 @@ void DaemonTest::start(const std::string &bootId) {
 void DaemonTest::startUp(const std::string &bootId) {
     start(bootId);
     ASSERT_TRUE(turnUntil([&] { return hasStarted(); }));
+}
+
+void DaemonTest::setBridge(const std::string &mac) {
+    if (mac.empty()) {
+        unsetenv("OTA_DESK_MAC");
+    } else {
+        setenv("OTA_DESK_MAC", mac.c_str(), 1);
+    }
 }
 
 bool DaemonTest::hasStarted() {

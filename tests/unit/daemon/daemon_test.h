@@ -65,6 +65,8 @@ class DaemonTest : public testing::Test {
     /* The ticket; turns the loop until the request is taken over. */
     std::uint64_t ticketOf(const ReplyRef &reply) const;
 
+    /* The address of this process's own bridge; empty: it has none, as at the start of a test. */
+    static void setBridge(const std::string &mac);
     bool hasStarted();
     bool idle();
     bool finished(std::uint64_t ticket) { return !codesOf(ticket).empty(); }

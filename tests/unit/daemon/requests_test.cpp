@@ -186,17 +186,56 @@ TEST_F(Requests, an_offer_that_waits_is_superseded_by_the_next_one) {
     EXPECT_TRUE(idle());
 }
 
-TEST_F(Requests, before_the_node_s_address_is_known_are_refused_as_too_early) {
+TEST_F(Requests, that_name_the_node_wait_for_its_address_and_others_do_not) {
     host_.release("nameless");
-    host_.on("start-up", {waitFor("go"), say(R"({"note":"node","mac":"02:00:5E:10:00:01"})")});
+    host_.on("start-up",
+             {waitFor("go"), say(R"({"note":"node","mac":"02:00:5E:10:00:01"})"), waitFor("on")});
     start();
-    for (const ReplyRef &early : {offer(), trigger(), activateAt("03:30")}) {
-        EXPECT_EQ(early->refused, Outcome::notReady);
-    }
-    EXPECT_EQ(told("refused").size(), 3U);
+    EXPECT_EQ(offer()->refused, Outcome::notReady);
+    const auto named = std::make_shared<Reply>();
+    daemon_->setActivationTime(R"({"mac":"02:00:5E:10:00:01","actTime":"03:30"})",
+                               answerInto(named));
+    EXPECT_EQ(named->refused, Outcome::notReady) << named->text;
+    EXPECT_EQ(told("refused").size(), 2U);
+    const std::uint64_t asked = ticketOf(trigger());
+    const std::uint64_t time = ticketOf(activateAt("03:30"));
     host_.release("go");
-    ASSERT_TRUE(turnUntil([&] { return hasStarted(); }));
-    EXPECT_NE(ticketOf(trigger()), 0U);
+    ASSERT_TRUE(turnUntil([&] { return !daemon_->status().mac.empty(); }));
+    const std::uint64_t offered = ticketOf(offer());
+    host_.release("on");
+    ASSERT_TRUE(turnUntil([&] { return finished(offered); }));
+    EXPECT_TRUE(finished(asked));
+    EXPECT_TRUE(finished(time));
+    EXPECT_THAT(host_.heard(),
+                ElementsAre("start-up", "mobile-trigger", "activation-time", "new-image"));
+}
+
+TEST_F(Requests, are_judged_by_the_address_that_the_bridge_has_now) {
+    host_.release("nameless");
+    host_.on("start-up", {say(R"({"note":"node","mac":""})")});
+    startUp();
+    EXPECT_THAT(offer()->text, HasSubstr("the bridge br0 has no address"));
+    setBridge("02:00:5e:10:00:01");
+    EXPECT_NE(ticketOf(offer()), 0U) << "it came up";
+    setBridge("02:00:5E:10:00:02");
+    EXPECT_EQ(offer()->refused, Outcome::wrongMac) << "it changed";
+    EXPECT_EQ(daemon_->status().mac, "02:00:5E:10:00:02");
+    setBridge("");
+    EXPECT_EQ(offer()->refused, Outcome::notReady) << "it went";
+    EXPECT_EQ(daemon_->status().mac, "");
+}
+
+TEST_F(Requests, are_judged_by_the_address_that_the_host_sees_where_the_service_sees_none) {
+    host_.on("mobile-trigger", {say(R"({"note":"node","mac":""})")});
+    host_.on("mobile-trigger", {say(R"({"note":"node","mac":"02:00:5E:10:00:01"})")});
+    startUp();
+    EXPECT_NE(ticketOf(offer()), 0U);
+    const std::uint64_t gone = ticketOf(trigger());
+    ASSERT_TRUE(turnUntil([&] { return finished(gone); }));
+    EXPECT_EQ(offer()->refused, Outcome::notReady);
+    const std::uint64_t back = ticketOf(trigger());
+    ASSERT_TRUE(turnUntil([&] { return finished(back); }));
+    EXPECT_NE(ticketOf(offer()), 0U);
 }
 
 TEST_F(Requests, wait_for_an_agent_that_waits_itself_which_is_told) {

@@ -82,6 +82,15 @@ TEST_F(Road, waits_for_an_answer_before_it_follows_a_change_of_role) {
     EXPECT_TRUE(turnUntil([&] { return daemon_->status().rootConnected; }));
 }
 
+TEST_F(Road, is_taken_anew_under_the_address_that_the_bridge_has_now) {
+    connect();
+    setBridge("02:00:5E:10:00:02");
+    ASSERT_TRUE(turnUntil([&] { return daemon_->status().mac == "02:00:5E:10:00:02"; }))
+        << "nobody asked for it";
+    EXPECT_FALSE(daemon_->status().rootConnected);
+    EXPECT_TRUE(turnUntil([&] { return daemon_->status().rootConnected; }));
+}
+
 TEST_F(Road, to_a_root_that_went_away_during_a_change_of_role_is_shown_as_down) {
     connect();
     broker_->freeze();

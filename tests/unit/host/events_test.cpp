@@ -40,7 +40,7 @@ TEST_F(Host, WaitsForTheManagersSocketBeforeItCallsTheAgentAndSaysSo) {
         "the configuration manager that makes it\n";
     std::filesystem::remove(in("cfgmgr_socket"));
     start();
-    expect({signalOf("initOTAlib", R"(".")"), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})",
+    expect({signalOf("initOTAlib", R"(".")"), nodeNote(),
             R"({"note":"waits-for","path":"cfgmgr_socket"})"});
     EXPECT_EQ(errors(), waits);
     expectSilence();
@@ -54,7 +54,7 @@ TEST_F(Host, TakesNothingButASocketForTheManagers) {
     std::ofstream(in("cfgmgr_socket")).close();
     start();
     expect(
-        {signalOf("initOTAlib", R"(".")"), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})",
+        {signalOf("initOTAlib", R"(".")"), nodeNote(),
          R"({"note":"waits-for","path":"cfgmgr_socket","found":"cfgmgr_socket: is no socket"})"});
     EXPECT_NE(errors().find("error: ota-host: what is there is not the configuration manager's "
                             "socket: cfgmgr_socket: is no socket\n"),
@@ -74,7 +74,7 @@ TEST_F(Host, TakesNoSocketOfAnotherUserForTheManagers) {
     constexpr uid_t kNobody = 65534;
     ASSERT_EQ(chown(in("cfgmgr_socket").c_str(), kNobody, kNobody), 0);
     start();
-    expect({signalOf("initOTAlib", R"(".")"), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})"});
+    expect({signalOf("initOTAlib", R"(".")"), nodeNote()});
     const std::string waits = next();
     EXPECT_NE(waits.find("cfgmgr_socket (owner 65534, mode 0600) belongs to neither root nor "),
               std::string::npos)
@@ -87,7 +87,7 @@ TEST_F(Host, TakesNoSocketOfAnotherUserForTheManagers) {
 TEST_F(Host, ThatWaitsForTheManagersSocketEndsWithItsSupervisor) {
     std::filesystem::remove(in("cfgmgr_socket"));
     start();
-    expect({signalOf("initOTAlib", R"(".")"), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})",
+    expect({signalOf("initOTAlib", R"(".")"), nodeNote(),
             R"({"note":"waits-for","path":"cfgmgr_socket"})"});
     closeChannel();
     EXPECT_EQ(exitCode(), 0);
@@ -105,7 +105,7 @@ TEST_F(Host, RemovesTheFileForTheMobileAppWhereverItIs) {
 
 TEST_F(Host, LeavesTheCommitCheckOutWhereItIsToldTo) {
     start(FAKE_AGENT, "--no-commit-check");
-    expect({signalOf("initOTAlib", R"(".")"), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})",
+    expect({signalOf("initOTAlib", R"(".")"), nodeNote(),
             R"({"call":"startTimer","seconds":-7,"name":"rebootTimer"})", signalOf("main", "\"0\""),
             R"({"done":"start-up","deferred":0})"});
 }
@@ -155,6 +155,9 @@ TEST_F(Host, HandsEveryEventToItsCall) {
         send(R"({"event":"timer","name":")" + name + "\"}");
         expect({signalOf(name, "\"\""), R"({"done":"timer","deferred":1})"});
     }
+    send(R"({"event":"give-up-download"})");
+    expect({signalOf("report", "\"OTA_RECONNECT_BUE\""),
+            R"({"done":"give-up-download","deferred":1})"});
     send(R"({"event":"timer","name":"rebootTimer"})");
     expect({R"({"call":"stopTimer","name":"rebootTimer"})", signalOf("rebootTimer", "\"0\""),
             R"({"done":"timer","deferred":1})"});
@@ -164,7 +167,7 @@ TEST_F(Host, GivesTheAgentTheResultOfEachCall) {
     start();
     EXPECT_NE(next().find("initOTAlib"), std::string::npos);
     send(R"({"ack":5})");
-    EXPECT_EQ(next(), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})");
+    EXPECT_EQ(next(), nodeNote());
     EXPECT_NE(next().find("startTimer"), std::string::npos);
     send(R"({"ack":-42})");
     EXPECT_EQ(next(), signalOf("main", "\"-42\""));
@@ -176,7 +179,7 @@ TEST_F(Host, WaitsForItsAnswerBeforeItGoesOn) {
     pollfd more{channel_->fd(), POLLIN, 0};
     EXPECT_EQ(poll(&more, 1, 200), 0) << "the host went on without an answer";
     send(R"({"ack":0})");
-    EXPECT_EQ(next(), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})");
+    EXPECT_EQ(next(), nodeNote());
     EXPECT_NE(next().find("startTimer"), std::string::npos);
 }
 

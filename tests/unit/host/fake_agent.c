@@ -67,11 +67,6 @@ cJSON *encode_ActivationTime_to_json(const ActivationTime *record) {
     return object;
 }
 
-int getIfMac(const char *ifName, char *out, size_t outLen) {
-    snprintf(out, outLen, "%s", strcmp(ifName, "br0") == 0 ? "02:00:00:AB:CD:EF" : "?");
-    return 0;
-}
-
 static int tell(const char *name, const char *data) {
     return evbusSendSignal("fake", name, data, data == NULL ? 0 : (int)strlen(data) + 1);
 }

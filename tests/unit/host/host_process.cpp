@@ -3,6 +3,7 @@
 #include "host_process.h"
 
 #include "host/bank_note.h"
+#include "host/bridge_address.h"
 #include "host/message.h"
 #include "platform/nal/boot_state.h"
 
@@ -171,8 +172,12 @@ void HostProcess::expectSilence() const {
     EXPECT_EQ(poll(&more, 1, 200), 0);
 }
 
+std::string HostProcess::nodeNote() {
+    return R"({"note":"node","mac":")" + host::bridgeAddress() + "\"}";
+}
+
 void HostProcess::expectStartUp() {
-    expect({signalOf("initOTAlib", R"(".")"), R"({"note":"node","mac":"02:00:00:AB:CD:EF"})",
+    expect({signalOf("initOTAlib", R"(".")"), nodeNote(),
             R"({"call":"startTimer","seconds":-7,"name":"rebootTimer"})", signalOf("main", "\"0\""),
             signalOf("commit", "null"), R"({"done":"start-up","deferred":0})"});
 }

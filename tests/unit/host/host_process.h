@@ -45,6 +45,8 @@ class HostProcess : public testing::Test {
     int exitCode();
     std::string errors() const;
     static std::string signalOf(const std::string &name, const std::string &data);
+    /* Of the address that the bridge of this machine has, or of none. */
+    static std::string nodeNote();
 
     std::string configPath_;
     std::unique_ptr<host::Channel> channel_;

@@ -33,7 +33,8 @@ class Trial : public HostProcess {
   protected:
     Trial() {
         program_ = OTA_DESK_HOST;
-        environment_ = {{"OTA_DESK_REBOOT_FILE", in("reboot")}};
+        environment_ = {{"OTA_DESK_REBOOT_FILE", in("reboot")},
+                        {"OTA_DESK_MAC", "02:00:00:AB:CD:EF"}};
         nal::BootState state;
         const std::string sum = nal::sha256Of(std::string(kBank, '\0'));
         state.of(Bank::a) = {true, kOld, kBank, sum};
