@@ -69,6 +69,7 @@ bool openAgentLibrary(const std::string &path, AgentLibrary &agent, std::string 
            symbols.find("otaSwAgentProcessDownloadStartTimer", agent.downloadStartTimerExpired) &&
            symbols.find("otaSwAgentProcessDownloadRetryTimer", agent.downloadRetryTimerExpired) &&
            symbols.find("ota_ISUpgradeDefered", agent.isUpgradeDeferred) &&
+           symbols.find("sendUpgradeSignalToSwMgnt", agent.report) &&
            findState(symbols, agent.state);
 }
 

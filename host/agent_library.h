@@ -45,6 +45,7 @@ struct AgentLibrary {
     decltype(&::otaSwAgentProcessDownloadStartTimer) downloadStartTimerExpired = nullptr;
     decltype(&::otaSwAgentProcessDownloadRetryTimer) downloadRetryTimerExpired = nullptr;
     decltype(&::ota_ISUpgradeDefered) isUpgradeDeferred = nullptr;
+    decltype(&::sendUpgradeSignalToSwMgnt) report = nullptr;
     AgentState state;
 };
 

@@ -13,7 +13,7 @@ namespace host {
 /*
  * A new object {"swInfo": {…}, "swActTime": {…}, "otaLibConfig": {…}, "g_rebootTime": text, and the
  * flags as numbers}; each key is the variable's name. Null where memory ran out. The count of
- * failed downloads is the library's own: a restored series begins anew.
+ * failed downloads is the library's own: the supervisor counts on, and says when a series ends.
  */
 Json takeMemory(const AgentState &state);
 

@@ -116,6 +116,14 @@ bool handleBeginAnew(const AgentLibrary & /*agent*/, const cJSON * /*event*/, st
     return true;
 }
 
+// As the agent does it where its own count has come that far.
+bool handleGiveUpDownload(const AgentLibrary &agent, const cJSON * /*event*/,
+                          std::string & /*failure*/, std::string & /*whatIsWrong*/) {
+    *agent.state.downloadRetryTimer = 0;
+    agent.report(OTA_STATUS_RECONNECT);
+    return true;
+}
+
 bool handleCommit(const AgentLibrary &agent, const cJSON * /*event*/, std::string &failure,
                   std::string & /*whatIsWrong*/) {
     if (!commitByHand(agent.checkCommit, failure)) {
@@ -144,6 +152,7 @@ const EventRow kEvents[] = {
     {"restore", handleRestore},
     {"abandon", handleAbandon},
     {"begin-anew", handleBeginAnew},
+    {"give-up-download", handleGiveUpDownload},
     {"commit", handleCommit},
     {"forget", handleForget},
 };
@@ -168,7 +177,7 @@ bool handleEvent(const AgentLibrary &agent, const Json &event, Handled &handled,
     }
     whatIsWrong = "the event \"" + handled.name +
                   "\" is not known: expected new-image, mobile-trigger, activation-time, timer, "
-                  "restore, abandon, begin-anew, commit or forget";
+                  "restore, abandon, begin-anew, give-up-download, commit or forget";
     return false;
 }
 

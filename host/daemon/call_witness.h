@@ -11,12 +11,17 @@
 namespace otad {
 
 struct CallWitness {
-    std::string lastWord{};      // status word; empty: none came
-    bool wrote = false;          // the passive bank was being written
-    bool activating = false;     // an activation was tried
-    bool activated = false;      // and succeeded: a reboot follows
-    bool handedOver = false;     // to the gateway
-    std::string notHandedOver{}; // why it could not be, one line; empty: it was not tried, or was
+    std::string lastWord{};       // status word; empty: none came
+    bool wrote = false;           // the passive bank was being written
+    bool activating = false;      // an activation was tried
+    bool activated = false;       // and succeeded: a reboot follows
+    bool handedOver = false;      // to the gateway
+    bool downloaded = false;      // an image, whole
+    bool retryStopped = false;    // the agent stopped its retry timer
+    bool attemptFailed = false;   // a download
+    bool lastAttempt = false;     // and it was the last that the agent makes
+    bool toldLastAttempt = false; // which the host was asked to report
+    std::string notHandedOver{};  // why it could not be, one line; empty: it was not tried, or was
 };
 
 /* The outcome that a status word stands for; none where the road goes on behind it. */

@@ -76,10 +76,11 @@ void Conductor::hostEnded(const std::string &how) {
     }
     with_.timers.restore({}); // the ledger has those that were armed before the call
     with_.board.setStage("");
+    const bool renewed = std::exchange(renewing_, false) && how.empty();
     if (cancelling_ && how.empty()) {
         hostCrashes_ = 0;
         forgetEverything();
-    } else {
+    } else if (!renewed) {
         tellCrash(how.empty() ? "it was ended because it could not be understood" : how, inTheCall);
     }
     const std::int64_t pause = pauseBeforeStart(hostCrashes_);

@@ -71,6 +71,9 @@ class Conductor {
     void timerRanOut(const std::string &name);
     /* The agent stopped or restarted one. */
     void timerStopped(const std::string &name);
+    /* The agent's call starts one: for how many seconds it is to run; none: it is not to run. */
+    std::optional<int> hostStartsTimer(const std::string &name, int seconds);
+    void hostStopsTimer(const std::string &name);
     /* The node is not being onboarded any more: what was put off for it has its turn. */
     void onboardingEnded();
 
@@ -145,6 +148,10 @@ class Conductor {
     bool timersAwaited() const;
     void supersedeStanding();
     bool rebootAwaited() const;
+    std::optional<int> attemptFailed(int seconds);
+    bool endSeries(const cJSON &message);
+    void countDownloads();
+    void renewHost();
     void awaitReboot();
     void rebootIsOverdue();
     void forgetReboot();
@@ -174,6 +181,7 @@ class Conductor {
     bool rebootDue_ = false;    // also where the activation is of no offer that stands
     bool agentIsFresh_ = false; // it remembers what a start-up gives it
     bool beginAnew_ = false;    // what the broken call has written is still to be given up
+    bool renewing_ = false;     // the host is ended so that the agent counts from nothing
     bool gaveUp_ = false;       // what the request left is still to be taken back
     std::uint64_t cancelled_ = 0;
     std::vector<Answer> cancelAnswers_;

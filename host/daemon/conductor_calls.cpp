@@ -10,7 +10,9 @@ void Conductor::hostStage(const std::string &stage) {
     if (stage == "idle" && trial_.step == TrialNow::Step::checking) {
         trial_.step = TrialNow::Step::passed;
     }
-    if (stage == "writing") {
+    if (stage == "verifying") {
+        witness_.downloaded = true;
+    } else if (stage == "writing") {
         witness_.wrote = true;
     } else if (stage == "activating") {
         witness_.activating = true;
@@ -85,7 +87,7 @@ void Conductor::hostDone(const cJSON &message) {
         return becomeIdle();
     case State::busy:
         hostCrashes_ = 0;
-        return callDone(message);
+        return endSeries(message) ? void() : callDone(message);
     case State::off:
     case State::idle:
     case State::keeping:
@@ -102,6 +104,7 @@ void Conductor::callDone(const cJSON &message) {
     ledger().running.reset();
     ledger().memory = host::printed(cJSON_GetObjectItemCaseSensitive(&message, "memory"));
     ledger().timers = with_.timers.armed();
+    countDownloads();
     const Request &request = ended.request;
     if (request.kind == kNewImage) {
         offerDone(request, ended);
@@ -114,6 +117,9 @@ void Conductor::callDone(const cJSON &message) {
         standingGoesOn(ended);
     }
     with_.book.save();
+    if (witness_.toldLastAttempt) {
+        return renewHost();
+    }
     becomeIdle();
 }
 

@@ -76,6 +76,7 @@ void Conductor::forgetEverything() {
     const bool timeBySignal = memory.number(AgentMemoryText::kTimeBySignal, 0) != 0;
     memory.forgetTheOffer();
     ledger().memory = timeBySignal ? memory.print() : "";
+    ledger().failedDownloads = 0;
     std::erase_if(ledger().queue, [](const Request &one) { return one.kind == kTimer; });
     with_.board.setDeferred(false);
     forgetReboot();

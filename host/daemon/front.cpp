@@ -16,8 +16,7 @@ std::optional<host::guard::Refusal> Front::noAddress() const {
     if (!house_.board.lastStatus().mac.empty()) {
         return std::nullopt;
     }
-    const bool early =
-        !house_.conductor.agentStarted() && house_.conductor.waitsForPath().empty();
+    const bool early = !house_.conductor.agentStarted() && house_.conductor.waitsForPath().empty();
     return host::guard::Refusal{host::Outcome::notReady, "node",
                                 early ? "the agent is starting"
                                       : "the bridge br0 has no address; bring it up, then send the "

@@ -105,8 +105,15 @@ void HostCalls::startTimer(const cJSON &message) {
     const std::string name = host::textOf(&message, "name");
     const int seconds = host::numberOf(&message, "seconds");
     conductor_.timerStopped(name); // an older one of this name starts over
-    timers_.start(name, seconds);
-    tellTimer("timer-started", name + " for " + std::to_string(seconds) + " s");
+    const std::optional<int> length = conductor_.hostStartsTimer(name, seconds);
+    if (length) {
+        timers_.start(name, *length);
+        tellTimer("timer-started",
+                  name + " for " + std::to_string(*length) + " s" +
+                      (*length == seconds
+                           ? ""
+                           : ", not the " + std::to_string(seconds) + " s of a first attempt"));
+    }
     acknowledge(kAccepted);
 }
 
@@ -114,6 +121,7 @@ void HostCalls::stopTimer(const cJSON &message) {
     const std::string name = host::textOf(&message, "name");
     const bool ran = timers_.stop(name);
     conductor_.timerStopped(name);
+    conductor_.hostStopsTimer(name);
     if (ran) {
         tellTimer("timer-stopped", name);
     }

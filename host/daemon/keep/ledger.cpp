@@ -126,6 +126,7 @@ std::string printLedger(const Ledger &ledger) {
     put(object.get(), "standing", toJsonOrNull(ledger.standing));
     put(object.get(), "timers", toArray(ledger.timers));
     put(object.get(), "memory", ledger.memory);
+    putCount(object.get(), "failedDownloads", ledger.failedDownloads);
     put(object.get(), "lastWord", ledger.lastWord);
     put(object.get(), "lastRecord", ledger.lastRecord);
     const host::JsonText text(cJSON_Print(object.get()));

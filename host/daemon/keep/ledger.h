@@ -67,6 +67,7 @@ struct Ledger {
     static constexpr std::size_t kMaxQueue = 64; // no more are taken over
     static constexpr std::size_t kSpare = 16;    // room for timers that ran out, and for a start
     static constexpr std::size_t kMaxTimers = 16;
+    static constexpr int kMaxFailedDownloads = 7; // with the last one the agent gives up
 
     std::string bootId; // the last boot whose commit check ran
     std::uint64_t nextTicket = 1;
@@ -74,7 +75,8 @@ struct Ledger {
     std::optional<Running> running;
     std::optional<Standing> standing;
     std::vector<ArmedTimer> timers;
-    std::string memory; // of the agent, JSON text of an object, or empty
+    std::string memory;      // of the agent, JSON text of an object, or empty
+    int failedDownloads = 0; // in a row; the agent's own count ends with its process
     std::string lastWord;
     std::string lastRecord;
     bool operator==(const Ledger &) const = default;
@@ -84,10 +86,10 @@ struct Ledger {
 std::string printLedger(const Ledger &ledger);
 
 /*
- * Strict: every key once and no other (failedTrials: at most once), every value of its type and
- * within its bounds, whole numbers up to 2^53. False: the ledger is untouched and whatIsWrong is
- * one line that names the key; newer, which may be null, tells whether it is one of a later
- * release.
+ * Strict: every key once and no other (those that are left out where they say nothing: at most
+ * once), every value of its type and within its bounds, whole numbers up to 2^53. False: the ledger
+ * is untouched and whatIsWrong is one line that names the key; newer, which may be null, tells
+ * whether it is one of a later release.
  */
 bool parseLedger(std::string_view text, Ledger &ledger, std::string &whatIsWrong,
                  bool *newer = nullptr);

@@ -23,6 +23,7 @@ constexpr int kManyTrials = 99;
 constexpr std::string_view kHoldsMore = " holds a key that this release does not know";
 constexpr const char *kFailedTrials = "failedTrials";
 constexpr const char *kHeld = "held";
+constexpr const char *kFailedDownloads = "failedDownloads";
 
 // One object of the ledger: takes its values, and keeps the first thing that is wrong.
 class ObjectReader {
@@ -242,7 +243,8 @@ bool parseLedger(std::string_view text, Ledger &ledger, std::string &whatIsWrong
     ObjectReader reader(object.get(), "", whatIsWrong);
     Ledger found;
     if (!reader.hasExactly({"bootId", "nextTicket", "queue", "running", "standing", "timers",
-                            "memory", "lastWord", "lastRecord"}) ||
+                            "memory", "lastWord", "lastRecord"},
+                           {kFailedDownloads}) ||
         !reader.text("bootId", kMaxBootId, found.bootId) ||
         !reader.whole("nextTicket", 1, kMaxWhole, found.nextTicket) ||
         !readList(reader, "queue", Ledger::kMaxQueue + Ledger::kSpare, found.queue) ||
@@ -250,6 +252,7 @@ bool parseLedger(std::string_view text, Ledger &ledger, std::string &whatIsWrong
         !readOrNull(reader, "standing", found.standing) ||
         !readList(reader, "timers", Ledger::kMaxTimers, found.timers) ||
         !reader.objectText("memory", true, found.memory) ||
+        !reader.countUpTo(kFailedDownloads, Ledger::kMaxFailedDownloads, found.failedDownloads) ||
         !reader.text("lastWord", OTA_STATUS_WIDTH - 1, found.lastWord) ||
         !reader.text("lastRecord", kMaxText, found.lastRecord) ||
         !ticketsAreGivenOut(reader, found)) {

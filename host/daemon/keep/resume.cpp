@@ -34,6 +34,7 @@ class Planner {
         plan_.commitCheck = otherBoot_;
         plan_.standing = ledger.standing;
         plan_.queue = ledger.queue;
+        plan_.failedDownloads = ledger.failedDownloads;
     }
 
     TakeUp plan() {
@@ -257,6 +258,7 @@ class Planner {
         const bool waits = plan_.redo || plan_.standing || !timers_.empty() ||
                            std::any_of(plan_.queue.begin(), plan_.queue.end(), isTimer);
         if ((otherBoot_ || fresh_) && !waits) {
+            plan_.failedDownloads = 0;
             return;
         }
         AgentMemoryText memory(memory_);
@@ -302,6 +304,7 @@ Ledger takenUp(const Ledger &ledger, const TakeUp &takeUp, const Facts &facts) {
     now.standing = takeUp.standing;
     now.timers = takeUp.timers;
     now.memory = takeUp.memory;
+    now.failedDownloads = takeUp.failedDownloads;
     return now;
 }
 

@@ -64,6 +64,7 @@ struct TakeUp {
     bool takeBack = false; // the host is sent `abandon`, as behind a hostCrashed
 
     std::string memory;             // to restore; empty: the agent stays as it starts
+    int failedDownloads = 0;        // in a row, as the agent counts them from where it stays
     std::vector<ArmedTimer> timers; // with their ends on this boot's clock
     std::optional<Running> redo;    // its starts count this one
     bool beginAnew = false;         // behind the restore: what the redo has written is given up

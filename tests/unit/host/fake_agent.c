@@ -89,6 +89,8 @@ int fakeMain(void) {
     return 0;
 }
 
+int sendUpgradeSignalToSwMgnt(const char *statusWord) { return tell("report", statusWord); }
+
 void otaSwAgentSWCommitStatus(void) { tell("commit", NULL); }
 
 void otaSwmgnt_process_newimage_info(const char *jsonText, void *reserved,

@@ -20,6 +20,7 @@ Ledger fullLedger() {
     ledger.standing = otad::Standing{offer(kLargest - 1, 0), "b", true, true, 1};
     ledger.timers = {armed("rebootTimer", 1800), {"downloadRetryTimer", -5, -1, -2, -3}};
     ledger.memory = memoryWith({{"reboot_flag", 1}}, "01:00", "02:00");
+    ledger.failedDownloads = 7;
     ledger.lastWord = "OTA_SW_COMMIT_COMPLETE";
     ledger.lastRecord = "{\"status\":\"\\\"quoted\\\"\\n\"}";
     return ledger;
@@ -75,6 +76,13 @@ TEST(TheLedger, NamesFailedTrialsOnlyWhereThereWereAny) {
     expectComesBack(ledger);
 }
 
+TEST(TheLedger, NamesFailedDownloadsOnlyWhereThereWereAny) {
+    Ledger ledger = fullLedger();
+    ledger.failedDownloads = 0;
+    EXPECT_EQ(otad::printLedger(ledger).find("failedDownloads"), std::string::npos);
+    expectComesBack(ledger);
+}
+
 TEST(TheLedger, NamesAnImageThatWasThereOnlyWhereOneWas) {
     Ledger ledger = fullLedger();
     ledger.running->held = false;
@@ -125,63 +133,64 @@ TEST_P(ADamagedLedger, IsRefusedWithTheKeyAndWhatWasExpected) {
 
 INSTANTIATE_TEST_SUITE_P(
     All, ADamagedLedger,
-    testing::Values(Damage{"KeyMissing", "\"lastWord\"", "\"lostWord\"",
-                           "\"lastWord\": expected this key exactly once"},
-                    Damage{"KeyRepeated", "\"bootId\":", "\"bootId\":\"x\",\"bootId\":",
-                           "\"bootId\": expected this key exactly once"},
-                    Damage{"KeyUnknown", "\"bootId\":", "\"more\":1,\"bootId\":",
-                           "it holds a key that this release does not know"},
-                    Damage{"KeyOfAnotherCase", "\"bootId\"", "\"BootId\"",
-                           "\"bootId\": expected this key exactly once"},
-                    Damage{"KeyMissingInside", "\"policy\":\t3", "\"polite\":\t3",
-                           "\"queue[0].policy\": expected this key exactly once"},
-                    Damage{"KeyUnknownInside", "\"policy\":\t3", "\"policy\":\t3,\"x\":1",
-                           "\"queue[0]\" holds a key that this release does not know"},
-                    Damage{"TextForANumber", "\"policy\":\t3", "\"policy\":\"3\"",
-                           "\"queue[0].policy\": expected a whole number within its bounds"},
-                    Damage{"PolicyOutOfBounds", "\"policy\":\t3", "\"policy\":4",
-                           "\"queue[0].policy\": expected a whole number within its bounds"},
-                    Damage{"PolicyWithAFraction", "\"policy\":\t3", "\"policy\":2.5",
-                           "\"queue[0].policy\": expected a whole number within its bounds"},
-                    Damage{"TicketNegative", "\"ticket\":\t7", "\"ticket\":-7",
-                           "\"queue[0].ticket\": expected a whole number within its bounds"},
-                    Damage{"TicketBeyondADouble", "\"ticket\":\t7", "\"ticket\":9007199254740994",
-                           "\"queue[0].ticket\": expected a whole number within its bounds"},
-                    Damage{"TicketNotGivenOut", "\"nextTicket\":\t9007199254740992",
-                           "\"nextTicket\":9",
-                           "\"nextTicket\": expected a number above every ticket"},
-                    Damage{"KindUnknown", "\"kind\":\t\"mobile-trigger\"", "\"kind\":\"reboot\"",
-                           "\"queue[1].kind\": expected one of the known words"},
-                    Damage{"EventNoJson", R"("event":	"{\"event\":\"mobile-trigger)",
-                           R"("event":"[\"event\":\"mobile-trigger)",
-                           "\"queue[1].event\": expected the text of a JSON object"},
-                    Damage{"BankUnknown", "\"bank\":\t\"a\"", "\"bank\":\"c\"",
-                           "\"running.bank\": expected one of the known words"},
-                    Damage{"FlagAsNumber", "\"activated\":\ttrue", "\"activated\":1",
-                           "\"running.activated\": expected true or false"},
-                    Damage{"StartsNegative", "\"starts\":\t2", "\"starts\":-1",
-                           "\"running.starts\": expected a whole number within its bounds"},
-                    Damage{"FailedTrialsOutOfBounds", "\"failedTrials\":\t99",
-                           "\"failedTrials\":100",
-                           "\"running.failedTrials\": expected a whole number within its bounds"},
-                    Damage{"FailedTrialsRepeated", "\"failedTrials\":\t1",
-                           "\"failedTrials\":1,\"failedTrials\":1",
-                           "\"standing.failedTrials\": expected this key once"},
-                    Damage{"HeldNoFlag", "\"held\":\ttrue", "\"held\":1",
-                           "\"running.held\": expected true or false"},
-                    Damage{"HeldRepeated", "\"held\":\ttrue", "\"held\":true,\"held\":true",
-                           "\"running.held\": expected this key once"},
-                    Damage{"FailedTrialsNoNumber", "\"failedTrials\":\t1", "\"failedTrials\":true",
-                           "\"standing.failedTrials\": expected a whole number within its bounds"},
-                    Damage{"RunningNoObject", "\"running\":\t{", "\"running\":7,\"was\":{",
-                           "it holds a key that this release does not know"},
-                    Damage{"SecondsBeyondAnInt", "\"seconds\":\t1800", "\"seconds\":2147483648",
-                           "\"timers[0].seconds\": expected a whole number within its bounds"},
-                    Damage{"TimerNameTooLong", "\"name\":\t\"rebootTimer\"",
-                           "\"name\":\"rebootTimerrebootTimerrebootTime\"",
-                           "\"timers[0].name\": expected a text of at most 31 bytes"},
-                    Damage{"MemoryNoObject", "\"memory\":\t\"{", "\"memory\":\"",
-                           "\"memory\": expected the text of a JSON object"}),
+    testing::Values(
+        Damage{"KeyMissing", "\"lastWord\"", "\"lostWord\"",
+               "\"lastWord\": expected this key exactly once"},
+        Damage{"KeyRepeated", "\"bootId\":", "\"bootId\":\"x\",\"bootId\":",
+               "\"bootId\": expected this key exactly once"},
+        Damage{"KeyUnknown", "\"bootId\":", "\"more\":1,\"bootId\":",
+               "it holds a key that this release does not know"},
+        Damage{"KeyOfAnotherCase", "\"bootId\"", "\"BootId\"",
+               "\"bootId\": expected this key exactly once"},
+        Damage{"KeyMissingInside", "\"policy\":\t3", "\"polite\":\t3",
+               "\"queue[0].policy\": expected this key exactly once"},
+        Damage{"KeyUnknownInside", "\"policy\":\t3", "\"policy\":\t3,\"x\":1",
+               "\"queue[0]\" holds a key that this release does not know"},
+        Damage{"TextForANumber", "\"policy\":\t3", "\"policy\":\"3\"",
+               "\"queue[0].policy\": expected a whole number within its bounds"},
+        Damage{"PolicyOutOfBounds", "\"policy\":\t3", "\"policy\":4",
+               "\"queue[0].policy\": expected a whole number within its bounds"},
+        Damage{"PolicyWithAFraction", "\"policy\":\t3", "\"policy\":2.5",
+               "\"queue[0].policy\": expected a whole number within its bounds"},
+        Damage{"TicketNegative", "\"ticket\":\t7", "\"ticket\":-7",
+               "\"queue[0].ticket\": expected a whole number within its bounds"},
+        Damage{"TicketBeyondADouble", "\"ticket\":\t7", "\"ticket\":9007199254740994",
+               "\"queue[0].ticket\": expected a whole number within its bounds"},
+        Damage{"TicketNotGivenOut", "\"nextTicket\":\t9007199254740992", "\"nextTicket\":9",
+               "\"nextTicket\": expected a number above every ticket"},
+        Damage{"KindUnknown", "\"kind\":\t\"mobile-trigger\"", "\"kind\":\"reboot\"",
+               "\"queue[1].kind\": expected one of the known words"},
+        Damage{"EventNoJson", R"("event":	"{\"event\":\"mobile-trigger)",
+               R"("event":"[\"event\":\"mobile-trigger)",
+               "\"queue[1].event\": expected the text of a JSON object"},
+        Damage{"BankUnknown", "\"bank\":\t\"a\"", "\"bank\":\"c\"",
+               "\"running.bank\": expected one of the known words"},
+        Damage{"FlagAsNumber", "\"activated\":\ttrue", "\"activated\":1",
+               "\"running.activated\": expected true or false"},
+        Damage{"StartsNegative", "\"starts\":\t2", "\"starts\":-1",
+               "\"running.starts\": expected a whole number within its bounds"},
+        Damage{"FailedTrialsOutOfBounds", "\"failedTrials\":\t99", "\"failedTrials\":100",
+               "\"running.failedTrials\": expected a whole number within its bounds"},
+        Damage{"FailedTrialsRepeated", "\"failedTrials\":\t1",
+               "\"failedTrials\":1,\"failedTrials\":1",
+               "\"standing.failedTrials\": expected this key once"},
+        Damage{"FailedDownloadsOutOfBounds", "\"failedDownloads\":\t7", "\"failedDownloads\":8",
+               "\"failedDownloads\": expected a whole number within its bounds"},
+        Damage{"HeldNoFlag", "\"held\":\ttrue", "\"held\":1",
+               "\"running.held\": expected true or false"},
+        Damage{"HeldRepeated", "\"held\":\ttrue", "\"held\":true,\"held\":true",
+               "\"running.held\": expected this key once"},
+        Damage{"FailedTrialsNoNumber", "\"failedTrials\":\t1", "\"failedTrials\":true",
+               "\"standing.failedTrials\": expected a whole number within its bounds"},
+        Damage{"RunningNoObject", "\"running\":\t{", "\"running\":7,\"was\":{",
+               "it holds a key that this release does not know"},
+        Damage{"SecondsBeyondAnInt", "\"seconds\":\t1800", "\"seconds\":2147483648",
+               "\"timers[0].seconds\": expected a whole number within its bounds"},
+        Damage{"TimerNameTooLong", "\"name\":\t\"rebootTimer\"",
+               "\"name\":\"rebootTimerrebootTimerrebootTime\"",
+               "\"timers[0].name\": expected a text of at most 31 bytes"},
+        Damage{"MemoryNoObject", "\"memory\":\t\"{", "\"memory\":\"",
+               "\"memory\": expected the text of a JSON object"}),
     [](const auto &suite) { return std::string(suite.param.name); });
 
 TEST(TheLedger, IsRefusedWhereAnOptionalPartIsOfAnotherType) {

@@ -43,6 +43,19 @@ TEST(RestoredMemory, OfAnIdleNodeEndsWithTheBoot) {
     EXPECT_EQ(planTakeUp(ledger, otherBoot()).memory, "");
 }
 
+// The count belongs to what is restored: an agent that starts as it is has failed in nothing.
+TEST(RestoredMemory, HasFailedAsOftenAsTheAgentHad) {
+    Ledger ledger = standing({armed("downloadRetryTimer", 120)});
+    ledger.failedDownloads = 4;
+    EXPECT_EQ(planTakeUp(ledger, sameBoot()).failedDownloads, 4);
+    EXPECT_EQ(planTakeUp(ledger, otherBoot()).failedDownloads, 4);
+    EXPECT_EQ(takenUp(ledger, planTakeUp(ledger, otherBoot()), otherBoot()).failedDownloads, 4);
+    ledger.standing.reset();
+    ledger.timers.clear();
+    EXPECT_EQ(planTakeUp(ledger, sameBoot()).failedDownloads, 4);
+    EXPECT_EQ(planTakeUp(ledger, otherBoot()).failedDownloads, 0);
+}
+
 TEST(RestoredMemory, KeepsAfterABootOnlyTheFlagsOfTimersThatRun) {
     const std::string scheduled =
         planTakeUp(standing({armed("rebootTimer", 1800)}), otherBoot()).memory;

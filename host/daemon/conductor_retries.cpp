@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+// The series of failed downloads: the agent counts it for as long as its process lives, which may
+// end between two attempts; the ledger counts on.
+#include "host/daemon/conductor.h"
+
+#include "host/daemon/keep/agent_memory_text.h"
+#include "host/message.h"
+#include "otaSwAgent/status_words.h"
+#include "platform/timers.h"
+
+namespace otad {
+namespace {
+
+constexpr int kLaterDelay = 120; // seconds; the first of a series is the agent's choice by role
+
+} // namespace
+
+std::optional<int> Conductor::hostStartsTimer(const std::string &name, int seconds) {
+    const bool retry = state_ == State::busy && name == TIMER_DOWNLOAD_RETRY;
+    return retry ? attemptFailed(seconds) : seconds;
+}
+
+void Conductor::hostStopsTimer(const std::string &name) {
+    witness_.retryStopped = witness_.retryStopped || name == TIMER_DOWNLOAD_RETRY;
+}
+
+std::optional<int> Conductor::attemptFailed(int seconds) {
+    witness_.attemptFailed = true;
+    const int attempt = ledger().failedDownloads + 1;
+    witness_.lastAttempt = attempt >= Ledger::kMaxFailedDownloads;
+    if (witness_.lastAttempt) {
+        return std::nullopt;
+    }
+    return attempt == 1 ? seconds : kLaterDelay;
+}
+
+// The last attempt is reported by the agent as the agent's own count would have it. True: the call
+// is not over yet.
+bool Conductor::endSeries(const cJSON &message) {
+    const AgentMemoryText memory(
+        host::printed(cJSON_GetObjectItemCaseSensitive(&message, "memory")));
+    // A node that is neither gateway nor extender gets no delay for a first failure, and the
+    // agent's first need not be the first of the series.
+    if (witness_.retryStopped && !witness_.attemptFailed &&
+        memory.number(AgentMemoryText::kRetryPending, 0) != 0) {
+        const std::optional<int> seconds = attemptFailed(0);
+        if (seconds && *seconds > 0) {
+            with_.timers.start(TIMER_DOWNLOAD_RETRY, *seconds);
+        }
+    }
+    if (!witness_.lastAttempt || witness_.toldLastAttempt) {
+        return false;
+    }
+    witness_.toldLastAttempt = true;
+    tell("series-ended", ledger().running->request,
+         "download " + std::to_string(Ledger::kMaxFailedDownloads) +
+             " in a row failed; the agent counts fewer, since its process was started anew");
+    host_.send(host::message({{"event", "give-up-download"}}).get());
+    return true;
+}
+
+void Conductor::countDownloads() {
+    if (witness_.downloaded || witness_.lastWord == OTA_STATUS_RECONNECT) {
+        ledger().failedDownloads = 0;
+    } else if (witness_.attemptFailed) {
+        ++ledger().failedDownloads;
+    }
+}
+
+// Its count would end the next series too early.
+void Conductor::renewHost() {
+    renewing_ = true;
+    state_ = State::off;
+    host_.kill(); // its end comes from the loop
+}
+
+} // namespace otad
