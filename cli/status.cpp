@@ -16,7 +16,7 @@ std::string stageText(const Node &node) {
         text += ", " + std::to_string(node.percentage) + " %, " +
                 readableBytes(node.downloadedBytes) + " so far";
     }
-    return node.deferred ? text + "; deferred while the node is onboarding" : text;
+    return node.deferred ? text + "; put off (otactl explain says why)" : text;
 }
 
 std::string offerText(const Node &node) {

@@ -4,6 +4,7 @@
 
 #include "host/bank_note.h"
 #include "host/daemon/judge.h"
+#include "host/daemon/keep/deferral.h"
 #include "host/daemon/keep/recheck.h"
 #include "host/message.h"
 
@@ -42,7 +43,7 @@ Facts Conductor::facts() const {
             .runningVersion = with_.board.runningVersion(),
             .bootNowMs = bootNowMs(),
             .wallNow = std::time(nullptr),
-            .passiveVersion = passiveVersion(),
+            .passiveVersion = passiveVersion(with_.board.lastStatus()),
             .failedVersions = with_.board.lastStatus().failedVersions};
 }
 
@@ -216,6 +217,7 @@ void Conductor::goOn() {
         }
     }
     with_.book.save();
+    settingsChanged(); // they may have, with the configuration
     becomeIdle();
 }
 

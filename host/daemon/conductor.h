@@ -74,8 +74,8 @@ class Conductor {
     /* The agent's call starts one: for how many seconds it is to run; none: it is not to run. */
     std::optional<int> hostStartsTimer(const std::string &name, int seconds);
     void hostStopsTimer(const std::string &name);
-    /* The node is not being onboarded any more: what was put off for it has its turn. */
-    void onboardingEnded();
+    /* What was put off has its turn where the agent would go on with it now. */
+    void settingsChanged();
 
     /* What the host says; calls are answered elsewhere. */
     void hostDone(const cJSON &message);
@@ -143,7 +143,6 @@ class Conductor {
     void offerDone(const Request &offer, const Running &ended);
     void standingGoesOn(const Running &ended);
     Request expiryOf(const std::string &name) const;
-    std::string passiveVersion() const;
     const Request *currentOffer() const;
     bool timersAwaited() const;
     void supersedeStanding();
@@ -176,7 +175,7 @@ class Conductor {
     State state_ = State::off;
     CallWitness witness_;
     bool forgetDeferral_ = false;  // before the next call
-    bool onboardingEnded_ = false; // while the call ran
+    bool settingsChanged_ = false; // while the call ran
     bool cancelling_ = false;
     bool rebootDue_ = false;    // also where the activation is of no offer that stands
     bool agentIsFresh_ = false; // it remembers what a start-up gives it

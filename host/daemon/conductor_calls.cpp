@@ -2,6 +2,7 @@
 // What the agent tells while its call runs, and what its end means for the request.
 #include "host/daemon/conductor.h"
 
+#include "host/daemon/keep/deferral.h"
 #include "host/message.h"
 
 namespace otad {
@@ -149,9 +150,9 @@ void Conductor::standingGoesOn(const Running &ended) {
         if (with_.board.lastStatus().deferred && !witness_.wrote && !witness_.handedOver &&
             sentenceOfCall(witness_).empty()) {
             standing.deferred = true;
-            tell("deferred", standing.offer, "the node is being onboarded",
-                 "taken up when onboarding ends, at the next boot or the next offer");
-            return onboardingEnded_ ? onboardingEnded() : void();
+            tell("deferred", standing.offer, whyPutOff(with_.board.lastStatus()),
+                 "taken up " + whenTakenUp(with_.board.lastStatus()));
+            return settingsChanged_ ? settingsChanged() : void();
         }
         finish(standing.offer, outcomeOfCall(witness_), sentenceOfCall(witness_));
         ledger().standing.reset();

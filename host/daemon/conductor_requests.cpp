@@ -3,6 +3,7 @@
 #include "host/daemon/conductor.h"
 
 #include "host/daemon/judge.h"
+#include "host/daemon/keep/deferral.h"
 #include "host/daemon/keep/resume_fate.h"
 #include "host/message.h"
 #include "platform/timers.h"
@@ -96,33 +97,25 @@ void Conductor::timerStopped(const std::string &name) {
     with_.board.refresh();
 }
 
-void Conductor::onboardingEnded() {
-    onboardingEnded_ = true;
-    if (!ledger().standing || !ledger().standing->deferred) {
+void Conductor::settingsChanged() {
+    settingsChanged_ = true;
+    const NodeStatus &status = with_.board.lastStatus();
+    if (!ledger().standing || !ledger().standing->deferred || !wouldGoOn(status)) {
         return;
     }
     Standing &standing = *ledger().standing;
-    tell("taken-up", standing.offer, "it was put off while the node was being onboarded");
+    tell("taken-up", standing.offer, "what it was put off for is over");
     standing.deferred = false;
     // The expiry that the agent put off comes again: it downloads, or activates what was
     // downloaded.
-    ledger().queue.push_front(
-        expiryOf(passiveVersion() == standing.offer.version ? TIMER_REBOOT : TIMER_DOWNLOAD_START));
+    ledger().queue.push_front(expiryOf(
+        passiveVersion(status) == standing.offer.version ? TIMER_REBOOT : TIMER_DOWNLOAD_START));
     forgetDeferral_ = true;
     with_.board.setDeferred(false);
     with_.book.save();
     if (state_ == State::idle) {
         becomeIdle();
     }
-}
-
-// Empty where the bank is not whole.
-std::string Conductor::passiveVersion() const {
-    const std::vector<BankView> &banks = with_.board.lastStatus().banks;
-    const auto passive = std::find_if(banks.begin(), banks.end(), [](const BankView &bank) {
-        return !bank.running && bank.whole;
-    });
-    return passive == banks.end() ? "" : passive->version;
 }
 
 void Conductor::pump() {
@@ -145,12 +138,12 @@ void Conductor::begin(Running running) {
         return endRefused(kept, *refusal);
     }
     witness_ = {};
-    onboardingEnded_ = false;
+    settingsChanged_ = false;
     if (running.bank.empty()) {
         running.bank = with_.board.activeBank();
         running.failedTrials =
             failedTrialsOf(running.request.version, with_.board.lastStatus().failedVersions);
-        running.held = passiveVersion() == running.request.version;
+        running.held = passiveVersion(with_.board.lastStatus()) == running.request.version;
     }
     ledger().running = std::move(running);
     if (ledger().running->request.kind == kNewImage) {

@@ -107,9 +107,7 @@ void Front::changeSetting(const std::string &name, const std::string &value,
             line.reason = std::string(host::guard::settingName(setting)) + " is " + value;
             tell(line);
             house_.root.follow();
-            if (setting == host::guard::Setting::onboarding && value == "0") {
-                house_.conductor.onboardingEnded();
-            }
+            house_.conductor.settingsChanged();
             answer(nullptr, 0);
         });
 }

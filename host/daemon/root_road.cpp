@@ -2,6 +2,7 @@
 // The road between extenders and root as this node takes it, whatever its role is just now.
 #include "host/daemon/root_road.h"
 
+#include "host/daemon/keep/deferral.h"
 #include "host/daemon/keep/line_source.h"
 
 #include <sys/epoll.h>
@@ -21,19 +22,12 @@ std::string senderOf(const Unchecked &message) {
 
 } // namespace
 
-// As the agent classifies modes and roles.
-bool RootRoad::isGateway() const {
-    const NodeStatus &status = board_.lastStatus();
-    return status.workMode == "RGW" ||
-           (status.workMode == "AP_Bridge" && status.workRole == "Controller");
-}
-
 void RootRoad::follow() {
     board_.lookAtAddress();
     look_.setInMs(kLookMs);
     const std::string &mac = board_.lastStatus().mac;
     if (config_.rootHost.empty() || mac.empty() ||
-        (link_ && linkedMac_ == mac && listens_ == isGateway())) {
+        (link_ && linkedMac_ == mac && listens_ == isGateway(board_.lastStatus()))) {
         return;
     }
     if (link_ && link_->waiting()) {
@@ -45,7 +39,7 @@ void RootRoad::follow() {
     link_.reset();
     board_.setRootConnected(false);
     linkedMac_ = mac;
-    listens_ = isGateway();
+    listens_ = isGateway(board_.lastStatus());
     link_ = std::make_unique<RootLink>(
         RootConfig{config_.rootHost, config_.rootPort, config_.rootCaCertificate,
                    config_.rootCertificate, config_.rootKey, config_.rootTopic},
@@ -68,7 +62,7 @@ void RootRoad::dispatch() {
 
 void RootRoad::publish(FromExtender::Kind kind, const std::string &text,
                        std::function<void(const std::string &)> answer) {
-    if (kind == FromExtender::Kind::fileServer && isGateway()) {
+    if (kind == FromExtender::Kind::fileServer && isGateway(board_.lastStatus())) {
         return answer(raiseFileServer(board_.lastStatus().mac, text) ? "" : kNoBus);
     }
     if (!link_) {
@@ -131,8 +125,7 @@ void RootRoad::tellChecked(const Unchecked &unchecked) {
         bus_.raiseExtenderStatus(message.mac, message.text);
         tell("extender-report", host::Outcome::done, message.mac);
     } else {
-        bus_.raiseExtenderFileServer(message.mac, message.text);
-        tell("extender-file-server", host::Outcome::done, message.mac);
+        raiseFileServer(message.mac, message.text);
     }
 }
 

@@ -41,7 +41,6 @@ class RootRoad {
                  std::function<void(const std::string &whatIsWrong)> answer);
 
   private:
-    bool isGateway() const;
     void dispatch();
     void take(const Unchecked &message);
     void tellChecked(const Unchecked &unchecked);

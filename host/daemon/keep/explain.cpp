@@ -3,6 +3,7 @@
 #include "host/daemon/keep/explain.h"
 
 #include "host/daemon/keep/agent_memory_text.h"
+#include "host/daemon/keep/deferral.h"
 #include "host/daemon/keep/trial_words.h"
 #include "platform/timers.h"
 
@@ -96,7 +97,7 @@ std::string nowWords(const NodeStatus &status, const Ledger &ledger, const Expla
         return subject(status) + " is activated; it runs after the next reboot.";
     }
     if (status.deferred) {
-        return subject(status) + " is put off because the node is being onboarded.";
+        return subject(status) + " is put off: " + whyPutOff(status) + ".";
     }
     if (!status.timers.empty() || ledger.standing) {
         return subject(status) + " waits.";
@@ -138,8 +139,7 @@ void addNext(const NodeStatus &status, const Ledger &ledger, const ExplainFacts 
         sentences.emplace_back("next", timerWords(timer, status, ledger, facts.now));
     }
     if (status.deferred && !ledger.running) {
-        sentences.emplace_back("next", "It is taken up when the onboarding ends (otactl set "
-                                       "onboarding 0), at the next boot, or with the next offer.");
+        sentences.emplace_back("next", "It is taken up " + whenTakenUp(status) + ".");
     }
 }
 

@@ -109,7 +109,7 @@ TEST_F(Verbs, StatusOfAnIdleNodeHasNoGaps) {
     const std::string output = otactl({"status"}).output;
     for (const char *line :
          {"node        , , MAC not known yet\n", "software    unknown\n",
-          "stage       idle; deferred while the node is onboarding\n", "request     none\n",
+          "stage       idle; put off (otactl explain says why)\n", "request     none\n",
           "status      none yet\n", "timers      none\n", "root        connected\n"}) {
         EXPECT_NE(output.find(line), std::string::npos) << line << "in\n" << output;
     }

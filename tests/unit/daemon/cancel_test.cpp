@@ -149,10 +149,9 @@ TEST_F(Cancel, of_an_offer_keeps_the_activation_time_that_was_accepted_before) {
     turnWhileBusy();
     expectCancelled(cancel(7), 7);
     ASSERT_TRUE(turnUntil([&] { return host_.count("restore") == 2; }));
-    EXPECT_THAT(
-        host_.events("restore")[1],
-        HasSubstr(R"("mac":"","policy":0},"swActTime":{"actTime":"02:00"},)"
-                  R"("g_rebootTime":"02:00","g_mAppRebootTrig":1,"reboot_flag":0})"));
+    EXPECT_THAT(host_.events("restore")[1],
+                HasSubstr(R"("mac":"","policy":0},"swActTime":{"actTime":"02:00"},)"
+                          R"("g_rebootTime":"02:00","g_mAppRebootTrig":1,"reboot_flag":0})"));
 }
 
 TEST_F(Cancel, of_what_is_being_kept_never_reaches_the_agent) {

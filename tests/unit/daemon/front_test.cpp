@@ -16,6 +16,7 @@ using host::Outcome;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 const char *const kPutOff = R"({"deferred":1,"memory":{"g_ISDeferedUpgrade":1}})";
 
@@ -218,6 +219,38 @@ TEST_F(Front, takes_up_an_activation_that_was_put_off_when_onboarding_ends) {
     waitUntilAnswered(change("onboarding", "0"));
     ASSERT_TRUE(turnUntil([&] { return host_.count("timer") == 2; }));
     EXPECT_THAT(host_.events("timer")[1], HasSubstr("rebootTimer"));
+}
+
+TEST_F(Front, takes_up_what_was_put_off_when_the_configuration_ended_the_onboarding) {
+    config_.onboarding = 1;
+    const std::uint64_t ticket = offerThatIsPutOff();
+    stop();
+    startUp();
+    turnWhileBusy();
+    EXPECT_EQ(host_.count("timer"), 1U) << "it is still 1";
+    stop();
+    config_.onboarding = 0;
+    host_.on("timer", {report("NO_OTA_SW_UPGRADE")});
+    startUp();
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_EQ(host_.count("timer"), 2U);
+    EXPECT_THAT(host_.events("restore").back(), HasSubstr(R"("g_ISDeferedUpgrade":0)"));
+}
+
+TEST_F(Front, calls_nothing_an_onboarding_that_waits_for_a_gateway) {
+    config_.workMode = "AP_Bridge";
+    config_.workRole = "Agent";
+    const std::uint64_t ticket = offerThatIsPutOff();
+    ASSERT_EQ(told("deferred").size(), 1U);
+    EXPECT_THAT(told("deferred")[0], HasSubstr("the node is no gateway now (work mode AP_Bridge"));
+    EXPECT_THAT(explained("now") + explained("next"), Not(HasSubstr("onboard")));
+    waitUntilAnswered(change("onboarding", "0"));
+    turnWhileBusy();
+    EXPECT_EQ(host_.count("timer"), 1U) << "the agent would put it off again";
+    host_.on("timer", {report("NO_OTA_SW_UPGRADE")});
+    waitUntilAnswered(change("work_mode", "RGW"));
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_EQ(host_.count("timer"), 2U);
 }
 
 TEST_F(Front, takes_up_what_the_agent_puts_off_while_onboarding_ends) {

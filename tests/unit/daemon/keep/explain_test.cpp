@@ -122,9 +122,18 @@ TEST_F(AnExplanation, SaysWhyAnOfferIsPutOffAndWhenItIsTakenUp) {
     stand("", 0);
     status_.timers.clear();
     status_.deferred = true;
-    EXPECT_EQ(of("now"),
-              "Version 4QZ-2.0.0 (ticket 3) is put off because the node is being onboarded.");
+    status_.workMode = "RGW";
+    status_.onboarding = 1;
+    EXPECT_EQ(of("now"), "Version 4QZ-2.0.0 (ticket 3) is put off: the node is being onboarded.");
     EXPECT_NE(of("next").find("when the onboarding ends"), std::string::npos) << of("next");
+    status_.workMode = "AP_Bridge";
+    status_.workRole = "Agent";
+    EXPECT_EQ(of("now"),
+              "Version 4QZ-2.0.0 (ticket 3) is put off: the node is no gateway now (work "
+              "mode AP_Bridge, work role Agent).");
+    EXPECT_NE(of("next").find("when the node is a gateway"), std::string::npos) << of("next");
+    status_.banks = {{"a", kOld, true, true, true}, {"b", kNew, true, false, false}};
+    EXPECT_NE(of("now").find("onboarded"), std::string::npos) << "any node activates";
 }
 
 TEST_F(AnExplanation, SaysThatAnActivatedImageWaitsForAReboot) {
