@@ -7,6 +7,7 @@
 #include "host/daemon/call_witness.h"
 #include "host/daemon/chronicle.h"
 #include "host/daemon/host_process.h"
+#include "host/daemon/keep/agent_memory_text.h"
 #include "host/daemon/keep/explain.h"
 #include "host/daemon/keep/resume.h"
 #include "host/daemon/node_timers.h"
@@ -140,6 +141,7 @@ class Conductor {
     void notKept(const std::string &what);
     void keepAgain();
     void callDone(const cJSON &message);
+    void finishTrigger(const Request &trigger, const AgentMemoryText &before);
     void offerDone(const Request &offer, const Running &ended);
     void standingGoesOn(const Running &ended);
     Request expiryOf(const std::string &name) const;
@@ -175,6 +177,7 @@ class Conductor {
     State state_ = State::off;
     CallWitness witness_;
     bool forgetDeferral_ = false;  // before the next call
+    bool windowWasSpent_ = false;  // before the call
     bool settingsChanged_ = false; // while the call ran
     bool cancelling_ = false;
     bool rebootDue_ = false;    // also where the activation is of no offer that stands

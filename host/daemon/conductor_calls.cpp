@@ -100,6 +100,8 @@ void Conductor::hostDone(const cJSON &message) {
 void Conductor::callDone(const cJSON &message) {
     with_.board.setStage("");
     Running ended = *ledger().running;
+    const AgentMemoryText before(ledger().memory);
+    windowWasSpent_ = windowIsSpent(ledger());
     ended.activated = ended.activated || witness_.activated;
     rebootDue_ = rebootDue_ || ended.activated;
     ledger().running.reset();
@@ -113,7 +115,7 @@ void Conductor::callDone(const cJSON &message) {
         finish(request, host::Outcome::done, "the agent has the time");
     } else {
         if (request.kind != kTimer) {
-            finish(request, host::Outcome::done, "the agent has the trigger");
+            finishTrigger(request, before);
         }
         standingGoesOn(ended);
     }
@@ -124,6 +126,16 @@ void Conductor::callDone(const cJSON &message) {
     becomeIdle();
 }
 
+// The agent says nothing of a trigger that it passes over.
+void Conductor::finishTrigger(const Request &trigger, const AgentMemoryText &before) {
+    const bool go = host::numberOf(host::parsed(trigger.event).get(), "newswavailflag") == 1;
+    if (go && before.number(AgentMemoryText::kTriggerTooLate, 0) != 0) {
+        return finish(trigger, host::Outcome::windowSpent,
+                      "the half hour had run out before the mobile app's trigger came");
+    }
+    finish(trigger, host::Outcome::done, "the agent has the trigger");
+}
+
 // A reboot or a timer may still be awaited; else the offer is over.
 void Conductor::offerDone(const Request &offer, const Running &ended) {
     const bool awaited = ended.activated || timersAwaited();
@@ -131,7 +143,14 @@ void Conductor::offerDone(const Request &offer, const Running &ended) {
         ledger().standing = Standing{offer, ended.bank, ended.activated, false, ended.failedTrials};
         return;
     }
-    finish(offer, outcomeOfCall(witness_), sentenceOfCall(witness_));
+    const host::Outcome outcome = outcomeOfCall(witness_);
+    if (outcome == host::Outcome::interruptedNothingKnown && windowWasSpent_) {
+        return finish(
+            offer, host::Outcome::windowSpent,
+            "the half hour of an earlier offer ended with its trigger, and the agent still "
+            "takes it for open");
+    }
+    finish(offer, outcome, sentenceOfCall(witness_));
 }
 
 // A timer or the mobile app moved the offer that stands.

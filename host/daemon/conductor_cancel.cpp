@@ -12,7 +12,8 @@ namespace otad {
 bool Conductor::runsOrStands(std::uint64_t ticket) const {
     const Ledger &ledger = with_.book.ledger();
     if (ticket == 0) {
-        return ledger.running || ledger.standing || rebootDue_ || !with_.timers.armed().empty();
+        return ledger.running || ledger.standing || rebootDue_ || windowIsSpent(ledger) ||
+               !with_.timers.armed().empty();
     }
     return (ledger.running && ledger.running->request.ticket == ticket) ||
            (ledger.standing && ledger.standing->offer.ticket == ticket);
@@ -67,6 +68,13 @@ void Conductor::forgetEverything() {
     }
     if (ledger().standing) {
         finish(ledger().standing->offer, host::Outcome::cancelled, "while it waited");
+    }
+    if (!ledger().running && !ledger().standing) {
+        HistoryLine line;
+        line.event = "cancelled";
+        line.outcome = host::Outcome::cancelled;
+        line.reason = "what was left of an earlier offer";
+        with_.chronicle.tell(line);
     }
     ledger().running.reset();
     ledger().standing.reset();

@@ -91,9 +91,8 @@ bool Conductor::timersAwaited() const {
 
 void Conductor::timerStopped(const std::string &name) {
     // It may have run out while the agent was busy: then it waits in the queue, and must not fire.
-    std::erase_if(ledger().queue, [&](const Request &one) {
-        return one.kind == kTimer && host::textOf(host::parsed(one.event).get(), "name") == name;
-    });
+    std::erase_if(ledger().queue,
+                  [&](const Request &one) { return one.kind == kTimer && timerOf(one) == name; });
     with_.board.refresh();
 }
 

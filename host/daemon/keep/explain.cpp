@@ -133,6 +133,25 @@ void addReboot(const NodeStatus &status, Sentences &sentences) {
     }
 }
 
+void addWindow(const Ledger &ledger, Sentences &sentences) {
+    if (ledger.running) {
+        return; // the memory is the one of before
+    }
+    if (windowIsSpent(ledger)) {
+        sentences.emplace_back(
+            "window",
+            "The half hour of an earlier offer ended with its trigger, and the agent still "
+            "takes it for open: it passes every offer over. otactl cancel ends it, and a "
+            "request that waits with it; so does a boot.");
+    }
+    if (AgentMemoryText(ledger.memory).number(AgentMemoryText::kTriggerTooLate, 0) != 0) {
+        sentences.emplace_back(
+            "window",
+            "The half hour for the mobile app ran out: its trigger is passed over. An offer "
+            "without --first-poll needs none and is downloaded at once.");
+    }
+}
+
 void addNext(const NodeStatus &status, const Ledger &ledger, const ExplainFacts &facts,
              Sentences &sentences) {
     for (const TimerLeft &timer : status.timers) {
@@ -204,11 +223,26 @@ void addPast(const NodeStatus &status, const ExplainFacts &facts, Sentences &sen
 
 } // namespace
 
+bool windowIsSpent(const Ledger &ledger) {
+    const AgentMemoryText memory(ledger.memory);
+    const bool beforeSwap = memory.number(AgentMemoryText::kNoWindowBeforeSwap, 1) == 0;
+    const auto ends = [&](const std::string &timer) {
+        return timer == TIMER_DOWNLOAD_START || (beforeSwap && timer == TIMER_REBOOT);
+    };
+    return memory.number(AgentMemoryText::kWindowOpen, 0) != 0 &&
+           std::none_of(ledger.timers.begin(), ledger.timers.end(),
+                        [&](const ArmedTimer &armed) { return ends(armed.name); }) &&
+           std::none_of(ledger.queue.begin(), ledger.queue.end(), [&](const Request &request) {
+               return request.kind == kTimer && ends(timerOf(request));
+           });
+}
+
 Sentences explainNode(const NodeStatus &status, const Ledger &ledger, const ExplainFacts &facts) {
     Sentences sentences;
     sentences.emplace_back("now", nowWords(status, ledger, facts));
     addNext(status, ledger, facts, sentences);
     addReboot(status, sentences);
+    addWindow(ledger, sentences);
     addTrial(status, facts, sentences);
     addAgent(facts, sentences);
     addQueue(status, sentences);

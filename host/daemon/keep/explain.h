@@ -18,6 +18,12 @@ constexpr const char *kRebootByHand =
     "reboot the node and find out why /sbin/reboot does not; or otactl cancel takes the activation "
     "back";
 
+/*
+ * The agent takes the half hour of an earlier offer for open, and no timer will end it: it passes
+ * every offer over.
+ */
+bool windowIsSpent(const Ledger &ledger);
+
 /* How the trial that this start-up of the host settles stands. */
 struct TrialNow {
     enum class Step {

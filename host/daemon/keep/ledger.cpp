@@ -2,6 +2,7 @@
 // The ledger as JSON text.
 #include "host/daemon/keep/ledger.h"
 
+#include "host/daemon/keep/json_object.h"
 #include "host/json.h"
 
 #include <new>
@@ -116,6 +117,13 @@ Json toArray(const List &list) {
 }
 
 } // namespace
+
+std::string timerOf(const Request &request) {
+    const Json event = request.kind == kTimer ? parseObject(request.event) : nullptr;
+    const char *const name =
+        cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(event.get(), "name"));
+    return name == nullptr ? "" : name;
+}
 
 std::string printLedger(const Ledger &ledger) {
     const Json object = newObject();

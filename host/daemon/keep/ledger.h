@@ -28,6 +28,9 @@ struct Request {
     bool operator==(const Request &) const = default;
 };
 
+/* The timer whose expiry it is; empty: it is another request. */
+std::string timerOf(const Request &request);
+
 struct ArmedTimer {
     std::string name;
     int seconds = 0;            // as the agent asked for it; negative: due at once

@@ -3,7 +3,6 @@
 #include "host/daemon/keep/resume.h"
 
 #include "host/daemon/keep/agent_memory_text.h"
-#include "host/daemon/keep/json_object.h"
 #include "host/daemon/keep/resume_fate.h"
 #include "platform/timers.h"
 
@@ -15,13 +14,6 @@ namespace {
 using host::Outcome;
 
 constexpr int kOnSchedule = 0; // the policy that activates at a time of day
-
-std::string timerOf(const Request &request) {
-    const host::Json event = request.kind == kTimer ? parseObject(request.event) : nullptr;
-    const char *const name =
-        cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(event.get(), "name"));
-    return name == nullptr ? "" : name;
-}
 
 bool isTimer(const Request &request) { return request.kind == kTimer; }
 

@@ -98,6 +98,25 @@ TEST_F(AnExplanation, SaysUntilWhenTheMobileAppIsAwaited) {
                           "30 min); without its trigger the download starts then.");
 }
 
+TEST_F(AnExplanation, SaysTheWayOutOfAWindowThatIsUsedUp) {
+    EXPECT_EQ(of("window"), "");
+    ledger_.memory = memoryWith({{"g_dwldStartTimer", 1}});
+    EXPECT_NE(of("window").find("otactl cancel ends it"), std::string::npos) << of("window");
+    ledger_.timers = {armed("downloadRetryTimer", 120), armed("rebootTimer", 100)};
+    EXPECT_NE(of("window"), "") << "these do not end it";
+    ledger_.timers = {armed("downloadStartTimer", 1800)};
+    EXPECT_EQ(of("window"), "") << "it is open";
+    ledger_.memory =
+        memoryWith({{"g_dwldStartTimer", 1}, {"g_firstTimeObardingWindowGivenPSNWBuildSame", 0}});
+    ledger_.timers = {armed("rebootTimer", 1800)};
+    EXPECT_EQ(of("window"), "") << "so is the one before a swap";
+    ledger_.timers.clear();
+    ledger_.queue = {expiryOf("rebootTimer")};
+    EXPECT_EQ(of("window"), "") << "it is about to end";
+    ledger_.memory = memoryWith({{"g_mobileTriggerExpire", 1}});
+    EXPECT_NE(of("window").find("without --first-poll"), std::string::npos) << of("window");
+}
+
 TEST_F(AnExplanation, SaysWhenAnImageIsActivated) {
     stand("rebootTimer", 5 * 3600 + 12 * 60 + 5);
     EXPECT_EQ(of("next"), "Version 4QZ-2.0.0 (ticket 3) is in the passive bank; it is activated at "
