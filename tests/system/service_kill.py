@@ -168,15 +168,25 @@ class Kill(node_case.FleetCase):
         self.hit(node, blow)
         self.check_end(node, ticket, [COMMITTED], ONCE)
 
+    @staticmethod
+    def kept_timer(node, timer):
+        """Of the requests on the disk; none where it is not armed."""
+        kept = node.kept_requests()
+        return next((one for one in kept["timers"] if one["name"] == timer), None) if kept else None
+
     def check_timer_goes_on(self, node, timer, blow):
-        before = wait_for(f"{timer} is armed", lambda: seconds_left(node, timer))
-        began = time.monotonic()
+        """To the same end, however long the blow and the start behind it take."""
+        before = wait_for(f"{timer} is kept", lambda: self.kept_timer(node, timer))
         crashes = len(node.events("host-started"))
         self.hit(node, blow)
         node.wait_for_event("host-started", crashes + 1)
-        after = wait_for(f"{timer} is armed again", lambda: seconds_left(node, timer))
-        self.assertAlmostEqual(before - after, time.monotonic() - began, delta=2.5)
+        wait_for(f"{timer} is armed again", lambda: seconds_left(node, timer))
         self.assertEqual(node.status()["stage"], "waiting")
+        after = self.kept_timer(node, timer)
+        for key in ("seconds", "armedAt", "endsAt"):
+            self.assertEqual(after[key], before[key], key)
+        # Kept as a time since boot as well, which counts: rounded to a second each.
+        self.assertAlmostEqual(after["endBootMs"] / 1000 - before["endBootMs"] / 1000, 0, delta=2)
 
     def reboot_timer(self, blow):
         node = self.node()
@@ -194,6 +204,24 @@ class Kill(node_case.FleetCase):
         self.assertEqual(node.told("cancel", str(ticket))["ticket"], ticket)
         self.assertEqual(node.status()["stage"], "idle")
 
+    def swap_on_schedule(self, blow):
+        """The same request arms the same timer, crash or none: no time of day is made up for it."""
+        ends = []
+        for hit in (False, True):
+            node = self.node()
+            node.live_until_end_of(node.offer(policy=2))
+            if hit:
+                node.hold("ota-desk-host sleep sleep 1 before")
+            node.offer(policy=0)
+            if hit:
+                node.wait_until_held()
+                self.hit(node, blow)
+            ends.append(wait_for("the reboot timer is kept",
+                                 lambda node=node: self.kept_timer(node, "rebootTimer"))["endsAt"])
+            self.assertEqual(len(self.server.fetched(node.name)), 1)
+        # The next midnight, where no signal brought a time.
+        self.assertAlmostEqual(ends[0], ends[1], delta=60)
+
     def first_poll(self, blow):
         node = self.node()
         ticket = node.offer(words=["--first-poll"])
@@ -210,7 +238,7 @@ class Kill(node_case.FleetCase):
     def test_every_rest(self):
         jobs = {}
         for rest in (self.idle, self.downloading, self.reboot_timer, self.retry_timer,
-                     self.first_poll):
+                     self.swap_on_schedule, self.first_poll):
             for blow in BLOWS:
                 jobs[f"{rest.__name__}, {blow}"] = lambda rest=rest, blow=blow: rest(blow)
         self.tell(len(jobs), self.each_at_once(jobs))

@@ -11,7 +11,7 @@ from node import Node, seconds_left
 from node_place import Place, wait_for
 from node_servers import FileServer
 
-COMMITTED, WRITTEN_ONLY, HANDED_OVER = 0, 57, 56
+COMMITTED, WRITTEN_ONLY, HANDED_OVER, GAVE_UP, SPENT, WRONG_SUM = 0, 57, 56, 54, 66, 51
 HOUR = 3600
 
 
@@ -123,6 +123,64 @@ class Settings(node_case.Case):
         self.assertEqual(node.live_until_end_of(later)["code"], WRITTEN_ONLY)
         self.assertEqual(node.end_of(ticket)["result"], "superseded")
         self.assertFalse(self.node.kept_requests()["standing"])
+
+    def test_the_seventh_failure_in_a_row_is_the_seventh(self):
+        node = self.node
+        node.fast = False  # else the desk lets the retry timer pass at once
+        node.reboot().wait_until_ready()
+        self.server.refuse(node.name)
+        ticket = node.offer(policy=2)
+        for attempt in range(1, 7):
+            wait_for(f"attempt {attempt} failed",
+                     lambda attempt=attempt: (kept := node.kept_requests()) and
+                     kept.get("failedDownloads") == attempt and kept["timers"])
+            left = seconds_left(node, "downloadRetryTimer")
+            self.assertEqual(left > 120, attempt == 1, (attempt, left))
+            self.pass_time("downloadRetryTimer")  # which starts the host anew
+        end = node.wait_for_event("finished", ticket=ticket)
+        self.assertEqual((end["code"], end["reason"]), (GAVE_UP, "OTA_RECONNECT_BUE"))
+        self.assertEqual(node.words(), ["OTA_RECONNECT_BUE"])
+        self.assertEqual(len(node.events("series-ended")), 1)
+        wait_for("the node is idle", lambda: node.status()["stage"] == "idle")
+        self.assertNotIn("failedDownloads", node.kept_requests())
+        # The next series has all its attempts again.
+        later = node.offer(Place.NEWER, policy=2)
+        wait_for("its first attempt failed", lambda: seconds_left(node, "downloadRetryTimer"))
+        self.assertGreater(seconds_left(node, "downloadRetryTimer"), 120)
+        self.server.refuse(node.name, False)
+        self.pass_time("downloadRetryTimer")
+        self.assertEqual(node.live_until_end_of(later)["code"], WRITTEN_ONLY)
+
+    def test_a_window_that_is_used_up(self):
+        node = self.node
+        ticket = node.offer(words=["--first-poll"], policy=2, checksum="0" * 32)
+        wait_for("the window is open", lambda: seconds_left(node, "downloadStartTimer"))
+        node.told("trigger")
+        self.assertEqual(node.live_until_end_of(ticket)["code"], WRONG_SUM)
+        # The agent takes the window for open still.
+        passed_over = node.live_until_end_of(node.offer(policy=2))
+        self.assertEqual(passed_over["code"], SPENT)
+        self.assertIn("otactl cancel", passed_over["next"])
+        self.assertIn("otactl cancel ends it", json.dumps(node.control("explain").lines))
+        node.told("cancel")
+        self.assertEqual(node.live_until_end_of(node.offer(policy=2))["code"], WRITTEN_ONLY)
+
+    def test_a_trigger_that_comes_too_late(self):
+        node = self.node
+        self.put_off()
+        late = node.live_until_end_of(node.told("trigger")["ticket"])
+        self.assertEqual(late["code"], SPENT)
+        self.assertIn("without --first-poll", late["next"])
+        later = node.live_until_end_of(node.offer(policy=2))
+        self.assertEqual(later["code"], WRITTEN_ONLY)
+
+    def test_put_off_until_the_configuration_ends_the_onboarding(self):
+        node = self.node
+        ticket = self.put_off()
+        node.stop()
+        (node.folder / "configs/otad/settings.ini").unlink()  # node.conf has a 0
+        node.start()
+        self.assertEqual(node.live_until_end_of(ticket)["code"], COMMITTED)
 
     def test_a_gateway_hands_over_to_itself(self):
         node = self.node
