@@ -2,6 +2,8 @@
 // The methods: what arrives, what is answered, and when.
 #include "bus_test.h"
 
+#include "host/guard/strict_json.h"
+
 namespace {
 
 using host::Outcome;
@@ -136,11 +138,20 @@ TEST_F(BusMethods, WrongArgumentsNeverReachTheDaemon) {
     EXPECT_TRUE(daemon_.calls.empty());
 }
 
-TEST_F(BusMethods, AMegabyteOfTextArrivesWhole) {
+TEST_F(BusMethods, ATextArrivesWholeUpToWhatTheGuardTakes) {
     daemon_.ticket = 1;
-    const std::string text(1024 * 1024, 'x');
+    const std::string text(host::guard::StrictObject::kMaxText, 'x');
     EXPECT_EQ(resultOf(client_->call("SetActivationTime", "s", text.c_str())), "1");
     EXPECT_EQ(daemon_.calls, Calls{"activate-at " + text});
+}
+
+TEST_F(BusMethods, OfALongerTextAsMuchArrivesAsShowsThatItIsTooLong) {
+    daemon_.ticket = 1;
+    const std::string text(20'000'000, 'x');
+    const std::string tooLong(host::guard::StrictObject::kMaxText + 1, 'x');
+    EXPECT_EQ(resultOf(client_->call("SetActivationTime", "s", text.c_str())), "1");
+    EXPECT_EQ(resultOf(client_->call("OfferImage", "syii", text.c_str(), 0, 0, 0)), "1");
+    EXPECT_EQ(daemon_.calls, (Calls{"activate-at " + tooLong, "offer " + tooLong + " 0 0 0"}));
 }
 
 } // namespace
