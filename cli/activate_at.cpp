@@ -3,12 +3,14 @@
 #include "cli/answer.h"
 #include "cli/bus_client.h"
 #include "cli/failure.h"
+#include "cli/governed.h"
 #include "cli/printable.h"
 #include "cli/verbs.h"
 
 #include "host/terminal.h"
 
 #include <charconv>
+#include <cstdio>
 #include <ctime>
 #include <memory>
 #include <string_view>
@@ -57,9 +59,13 @@ Action declareActivateAt(CLI::App &command) {
             throw Failure(host::Outcome::timeMalformed, "actTime: not a text in UTF-8");
         }
         BusClient client(globals.bus);
-        const std::string record = recordFor(client.readNode(), when);
+        const Node node = client.readNode();
+        const std::string record = recordFor(node, when);
         const std::uint64_t ticket = client.callForTicket("SetActivationTime", "s", record.c_str());
         answerTicket("accepted", ticket, globals);
+        if (!globals.json) {
+            std::printf("%s\n", governedBy(node).c_str());
+        }
         return 0;
     };
 }

@@ -1,26 +1,19 @@
 // SPDX-License-Identifier: MIT
-// The end of a request, as the service tells it and as its history keeps it.
+// The end of a request, printed as JSON.
 #ifndef CLI_FINISHED_H
 #define CLI_FINISHED_H
 
+#include "host/end.h"
 #include "host/json.h"
-
-#include <cstdint>
-#include <optional>
-#include <string>
 
 namespace otactl {
 
-struct Finished {
-    std::uint64_t ticket = 0;
-    std::uint32_t code = 0; // of the table of outcomes
-    std::string result, reason;
-};
+using Finished = host::End;
 
-/* The end that this line of the history tells; nothing where it tells something else. */
-std::optional<Finished> endOfLine(const char *line);
+/* Its outcome has one that says more. */
+bool hasReason(const Finished &end);
 
-/* Adds ticket, code, result and reason. */
+/* Adds ticket, code, result, reason_code and reason. */
 void addEnd(cJSON *object, const Finished &end);
 
 } // namespace otactl

@@ -16,7 +16,7 @@ namespace {
 using Member = std::variant<std::string Node::*, std::uint32_t Node::*, std::uint64_t Node::*,
                             std::int32_t Node::*, bool Node::*, std::vector<Timer> Node::*,
                             std::vector<Bank> Node::*, std::vector<BankTrial> Node::*,
-                            std::vector<FailedVersion> Node::*>;
+                            std::vector<FailedVersion> Node::*, Finished Node::*>;
 
 struct Property {
     const char *name; // on the bus
@@ -49,6 +49,12 @@ const std::array kProperties = {
     Property{"Onboarding", "onboarding", &Node::onboarding},
     Property{"PreferredActivationTime", "preferred_activation_time",
              &Node::preferredActivationTime},
+    Property{"WaitReasonCode", "wait_reason_code", &Node::waitReasonCode},
+    Property{"WaitReason", "wait_reason", &Node::waitReason},
+    Property{"LastEnd", "last_end", &Node::lastEnd},
+    Property{"RunningVersion", "running_version", &Node::runningVersion},
+    Property{"NextVersion", "next_version", &Node::nextVersion},
+    Property{"ActivationTime", "activation_time", &Node::activationTime},
     Property{"RootConnected", "root_connected", &Node::rootConnected},
     Property{"DaemonVersion", "daemon_version", &Node::daemonVersion},
 };
@@ -136,6 +142,18 @@ int readValue(sd_bus_message *message, std::vector<FailedVersion> &failed) {
     return result < 0 ? result : sd_bus_message_exit_container(message);
 }
 
+int readValue(sd_bus_message *message, Finished &end) {
+    const char *result = "";
+    const char *reasonCode = "";
+    const char *reason = "";
+    const int read = sd_bus_message_read(message, "(tusss)", &end.ticket, &end.code, &result,
+                                         &reasonCode, &reason);
+    end.result = result;
+    end.reasonCode = reasonCode;
+    end.reason = reason;
+    return read;
+}
+
 int readVariant(sd_bus_message *message, const Property &property, Node &node) {
     const int entered = sd_bus_message_enter_container(message, 'v', nullptr);
     if (entered < 0) {
@@ -185,6 +203,12 @@ void addValue(cJSON *object, const char *key, const std::vector<BankTrial> &tria
         cJSON_AddItemToArray(list.get(), item.release());
     }
     add(object, key, std::move(list));
+}
+
+void addValue(cJSON *object, const char *key, const Finished &end) {
+    host::Json item = newObject();
+    addEnd(item.get(), end);
+    add(object, key, std::move(item));
 }
 
 void addValue(cJSON *object, const char *key, const std::vector<FailedVersion> &failed) {

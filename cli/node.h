@@ -3,6 +3,7 @@
 #ifndef CLI_NODE_H
 #define CLI_NODE_H
 
+#include "cli/finished.h"
 #include "host/daemon/bus/node_status.h"
 #include "host/json.h"
 

@@ -37,6 +37,27 @@ std::array<std::string, 2> textsOf(sd_bus_message *message) {
     return texts;
 }
 
+// The ticket, and the reason code among the details.
+std::pair<std::uint64_t, std::string> reasonCodeIn(sd_bus_message *message) {
+    std::pair<std::uint64_t, std::string> found;
+    if (sd_bus_message_read(message, "t", &found.first) <= 0 ||
+        sd_bus_message_enter_container(message, 'a', "{sv}") < 0) {
+        return {};
+    }
+    const char *key = nullptr;
+    while (sd_bus_message_enter_container(message, 'e', "sv") > 0 &&
+           sd_bus_message_read(message, "s", &key) > 0) {
+        const char *code = nullptr;
+        if (std::string_view(key) != "reason_code") {
+            sd_bus_message_skip(message, "v");
+        } else if (sd_bus_message_read(message, "v", "s", &code) > 0) {
+            found.second = code;
+        }
+        sd_bus_message_exit_container(message);
+    }
+    return found;
+}
+
 // False where the service went away meanwhile: the change of the name's owner tells that.
 bool isAnswer(sd_bus_message *answer) {
     const sd_bus_error *const error = sd_bus_message_get_error(answer);
@@ -210,7 +231,7 @@ void NodeWatch::onHistory(sd_bus_message *answer) {
     std::optional<Finished> found;
     const char *line = nullptr;
     while (sd_bus_message_read(answer, "s", &line) > 0) {
-        if (const std::optional<Finished> end = endOfLine(line);
+        if (const std::optional<Finished> end = host::endOfLine(line);
             end && end->ticket == until_.ticket) {
             found = end;
         }
@@ -234,6 +255,9 @@ void NodeWatch::onProperties(sd_bus_message *message) {
     if (has("Stage")) {
         view_.stage(node_);
     }
+    if (has("RunningVersion") || has("NextVersion")) {
+        view_.software(node_);
+    }
     if (has("Percentage") || has("DownloadedBytes")) {
         rate_.count(node_.downloadedBytes, std::chrono::steady_clock::now());
         view_.progress(node_, rate_);
@@ -252,6 +276,8 @@ void NodeWatch::onSignal(sd_bus_message *message) {
     if (sd_bus_message_is_signal(message, "org.freedesktop.DBus.Properties", "PropertiesChanged") >
         0) {
         onProperties(message);
+    } else if (sd_bus_message_is_signal(message, otad::kBusInterface, otad::kEndedSignal) > 0) {
+        reasonCode_ = reasonCodeIn(message);
     } else if (sd_bus_message_is_signal(message, otad::kBusInterface, otad::kFinishedSignal) > 0) {
         Finished end;
         const char *result = nullptr;
@@ -259,6 +285,7 @@ void NodeWatch::onSignal(sd_bus_message *message) {
         if (sd_bus_message_read(message, "tuss", &end.ticket, &end.code, &result, &reason) > 0) {
             end.result = result;
             end.reason = reason;
+            end.reasonCode = reasonCode_.first == end.ticket ? reasonCode_.second : "";
             view_.finished(end);
             if (until_.ticket == end.ticket) {
                 finished_ = end;

@@ -14,6 +14,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace otactl {
@@ -33,6 +34,8 @@ class WatchView {
     virtual void snapshot(const Node & /*node*/) {}
     virtual void status(const std::string & /*record*/) {}
     virtual void stage(const Node & /*node*/) {}
+    /* What runs or what boots next is another one. */
+    virtual void software(const Node & /*node*/) {}
     virtual void progress(const Node & /*node*/, const TransferRate & /*rate*/) {}
     virtual void timers(const Node & /*node*/) {}
     virtual void finished(const Finished & /*end*/) {}
@@ -82,6 +85,7 @@ class NodeWatch {
     WatchView &view_;
     Until until_;
     std::optional<Finished> finished_;
+    std::pair<std::uint64_t, std::string> reasonCode_; // of the ticket whose end is told next
     std::exception_ptr failure_; // of a handler: C stands between it and the caller
 
     Node node_;

@@ -2,6 +2,7 @@
 // otactl status: the node as it is now.
 #include "cli/bus_client.h"
 #include "cli/display.h"
+#include "cli/governed.h"
 #include "cli/json_output.h"
 #include "cli/readable.h"
 #include "cli/verbs.h"
@@ -27,21 +28,28 @@ std::string offerText(const Node &node) {
     return node.version.empty() ? ticket : node.version + ", " + ticket;
 }
 
-std::string softwareText(const Node &node) {
-    for (const Bank &bank : node.banks) {
-        if (bank.running) {
-            return bank.version + " from bank " + bank.name;
-        }
-    }
-    return "unknown";
-}
-
 std::string timersText(const Node &node) {
     std::string text;
     for (const Timer &timer : node.timers) {
         text += (text.empty() ? "" : ", ") + timer.name + " in " + readableSpan(timer.seconds);
     }
     return text.empty() ? "none" : text;
+}
+
+std::string activationText(const Node &node) {
+    return node.activationTime.empty()
+               ? "at " + node.preferredActivationTime + " if nobody names a time"
+               : "at " + node.activationTime + ", as was named; " + governedBy(node);
+}
+
+std::string endText(const Finished &end) {
+    if (end.ticket == 0) {
+        return "none known";
+    }
+    std::string text = "ticket " + std::to_string(end.ticket) + ": " + end.result + " (" +
+                       std::to_string(end.code) + (hasReason(end) ? ", " + end.reasonCode : "") +
+                       ")";
+    return end.reason.empty() ? text : text + ", " + end.reason;
 }
 
 void show(const Node &node) {
@@ -51,12 +59,16 @@ void show(const Node &node) {
     display.line("software", softwareText(node));
     display.line("stage", stageText(node));
     display.line("request", offerText(node));
+    if (!node.waitReason.empty()) {
+        display.line("waits", node.waitReason + " (" + node.waitReasonCode + ")");
+    }
+    display.line("last end", endText(node.lastEnd));
     display.line("queued", std::to_string(node.queued));
     display.line("status", node.statusWord.empty() ? "none yet" : statusText(node.statusRecord));
     display.line("timers", timersText(node));
     display.line("mode", node.workMode + ", " + node.workRole +
                              (node.onboarding == 1 ? ", being onboarded" : ""));
-    display.line("activates", "at " + node.preferredActivationTime + " if nobody names a time");
+    display.line("activates", activationText(node));
     display.line("root", node.rootConnected ? "connected" : "not connected");
     display.line("up", readableSpan(node.uptime));
     display.line("service", "otad " + node.daemonVersion);

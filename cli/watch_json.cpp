@@ -39,6 +39,13 @@ void JsonWatch::stage(const Node &node) {
     printJson(event.get());
 }
 
+void JsonWatch::software(const Node &node) {
+    const host::Json event = newEvent("software");
+    add(event.get(), "running_version", node.runningVersion);
+    add(event.get(), "next_version", node.nextVersion);
+    printJson(event.get());
+}
+
 void JsonWatch::progress(const Node &node, const TransferRate &rate) {
     const host::Json event = newEvent("progress");
     add(event.get(), "percent", node.percentage);

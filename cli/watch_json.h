@@ -13,6 +13,7 @@ class JsonWatch : public WatchView {
     void snapshot(const Node &node) override;
     void status(const std::string &record) override;
     void stage(const Node &node) override;
+    void software(const Node &node) override;
     void progress(const Node &node, const TransferRate &rate) override;
     void timers(const Node &node) override;
     void finished(const Finished &end) override;

@@ -65,12 +65,32 @@ std::string bar(std::uint32_t percent) {
 
 } // namespace
 
+std::string softwareText(const Node &node) {
+    std::string text = "unknown";
+    for (const Bank &bank : node.banks) {
+        if (bank.running) {
+            text = bank.version + " from bank " + bank.name;
+        }
+    }
+    for (const Bank &bank : node.banks) {
+        if (bank.next && !bank.running) {
+            text += "; " + bank.version + " from bank " + bank.name + " boots next";
+        }
+    }
+    return text;
+}
+
 std::string statusText(const std::string &record) {
     const host::Json object(cJSON_Parse(record.c_str()));
     const std::string word = textOf(object.get(), "status");
     const std::string version = textOf(object.get(), "curswversion");
     if (word.empty()) {
         return record;
+    }
+    // This word names the new version as current before anything runs it.
+    if (word == OTA_STATUS_ACTIVATION_COMPLETE && !version.empty()) {
+        return word + " (new " + version + ", running " + textOf(object.get(), "prevswversion") +
+               ")";
     }
     return version.empty() ? word : word + " (running " + version + ")";
 }
@@ -114,6 +134,8 @@ void TextWatch::stage(const Node &node) {
                                              std::to_string(node.ticket));
 }
 
+void TextWatch::software(const Node &node) { line("software", softwareText(node)); }
+
 void TextWatch::progress(const Node &node, const TransferRate &rate) {
     if (node.stage != "downloading") {
         return;
@@ -156,6 +178,9 @@ std::string TextWatch::timersText() const {
 void TextWatch::finished(const Finished &end) {
     std::string text = "ticket " + std::to_string(end.ticket) + ": " + end.result;
     const host::OutcomeRow *const row = host::rowOfCode(static_cast<int>(end.code));
+    if (hasReason(end)) {
+        text += " (" + end.reasonCode + ")";
+    }
     if (!end.reason.empty()) {
         text += ", " + end.reason;
     } else if (row != nullptr) {
@@ -176,9 +201,9 @@ void TextWatch::extenderFileServer(const std::string &mac, const std::string &in
 
 // Most lines of the history tell what the other signals have told; these do not.
 void TextWatch::history(const std::string &line) {
-    constexpr std::array<std::string_view, 9> kOwn = {
+    constexpr std::array<std::string_view, 10> kOwn = {
         "refused",     "taken-up",      "host-crashed", "root-failed", "setting-changed",
-        "agent-waits", "state-damaged", "cancelled",    "boot"};
+        "agent-waits", "state-damaged", "cancelled",    "boot",        host::kAttemptFailed};
     const host::Json object(cJSON_Parse(line.c_str()));
     const std::string event = textOf(object.get(), "event");
     if (std::find(kOwn.begin(), kOwn.end(), event) == kOwn.end()) {

@@ -18,6 +18,7 @@ class TextWatch : public WatchView {
     void snapshot(const Node &node) override;
     void status(const std::string &record) override;
     void stage(const Node &node) override;
+    void software(const Node &node) override;
     void progress(const Node &node, const TransferRate &rate) override;
     void timers(const Node &node) override;
     void finished(const Finished &end) override;
@@ -43,7 +44,10 @@ class TextWatch : public WatchView {
     std::vector<Deadline> deadlines_;
 };
 
-/* "4QZ..., OTA_SW_...": the word of a status record and the version that runs. */
+/* What the node runs, and what boots next where that is something else. */
+std::string softwareText(const Node &node);
+
+/* "OTA_SW_... (running 4QZ...)": the word of a status record and the version that runs. */
 std::string statusText(const std::string &record);
 
 } // namespace otactl

@@ -18,10 +18,14 @@ namespace {
 constexpr int kCrashesInARow = 3;
 
 std::string describe(const cJSON *record) {
+    const std::string current = host::textOf(record, "curswversion");
     const std::string previous = host::textOf(record, "prevswversion");
-    return "running " + host::textOf(record, "curswversion") + ", previous " +
-           (previous.empty() ? "none" : previous) + ", " + host::textOf(record, "model") + " " +
-           host::textOf(record, "sn") + ", " + host::textOf(record, "mac");
+    // This word names the new version as current before anything runs it.
+    const bool early = host::textOf(record, "status") == OTA_STATUS_ACTIVATION_COMPLETE;
+    return (early ? "new " + current + ", running " + previous
+                  : "running " + current + ", previous " + (previous.empty() ? "none" : previous)) +
+           ", " + host::textOf(record, "model") + " " + host::textOf(record, "sn") + ", " +
+           host::textOf(record, "mac");
 }
 
 // The agent sleeps behind some of its words; a person who watches should know.
@@ -105,7 +109,10 @@ void Journey::takeFinished(const cJSON *event) {
     const int code = host::numberOf(event, "code");
     open_.erase(ticket);
     if (code != 0) {
-        display_.step("outcome", host::textOf(event, "result") + " (" + std::to_string(code) + ")");
+        const std::string why = host::textOf(event, "reason_code");
+        display_.step("outcome", host::textOf(event, "result") + " (" + std::to_string(code) +
+                                     (why.empty() || why == "none" ? "" : ", " + why) + ")");
+        display_.more(host::textOf(event, "reason"));
     }
 }
 

@@ -21,6 +21,16 @@ std::span<const ReasonRow> reasons() { return kRows; }
 
 const ReasonRow &rowOf(Reason reason) { return reasons()[static_cast<std::size_t>(reason)]; }
 
+Reason usualReason(Outcome outcome) {
+    const auto explains = [&](const ReasonRow &row) { return row.outcome == outcome; };
+    if (outcome == Outcome::interruptedNothingKnown) {
+        return Reason::noWord;
+    }
+    const auto *const found = std::find_if(std::begin(kRows), std::end(kRows), explains);
+    return std::count_if(std::begin(kRows), std::end(kRows), explains) == 1 ? found->reason
+                                                                            : Reason::none;
+}
+
 const ReasonRow *rowOfReason(std::string_view name) {
     const auto *const found = std::find_if(std::begin(kRows), std::end(kRows),
                                            [&](const ReasonRow &row) { return name == row.name; });

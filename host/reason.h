@@ -25,11 +25,21 @@ struct ReasonRow {
     const char *remedy;  // what a person can do about it, likewise
 };
 
+/* Why something failed. */
+struct Cause {
+    Reason reason = Reason::none;
+    std::string sentence{}; // half a sentence, without a full stop
+    int attempt = 0;        // of a download, the first is 1; 0: it is none of an attempt
+};
+
 /* Every row, in the order of the enumerators. */
 std::span<const ReasonRow> reasons();
 
 /* Every enumerator has a row. */
 const ReasonRow &rowOf(Reason reason);
+
+/* The reason of an outcome that has but one; none where several may stand behind it. */
+Reason usualReason(Outcome outcome);
 
 /* The row, or null. */
 const ReasonRow *rowOfReason(std::string_view name);

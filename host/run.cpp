@@ -5,6 +5,7 @@
 #include "host/agent_library.h"
 #include "host/agent_memory.h"
 #include "host/bridge_address.h"
+#include "host/causes.h"
 #include "host/channel.h"
 #include "host/events.h"
 #include "host/log_files.h"
@@ -64,6 +65,7 @@ Json doneMessage(const AgentLibrary &agent, const std::string &what) {
 
 void sendDone(Channel &channel, const Json &done, const std::string &what) {
     std::string whatIsWrong;
+    endCauses();
     endStage();
     tellBanks();
     if (!channel.send(done.get(), whatIsWrong)) {
@@ -166,6 +168,7 @@ int runHost(int argc, char **argv) {
     closeLogFiles();
     setSupervisor(&channel);
     followStages();
+    followCauses();
     tellBanks();
     offeredImage = agent.state.swInfo;
     nalAskOffered([]() -> const char * { return offeredImage->nxtMSVersion; });

@@ -2,6 +2,7 @@
 // Where in an update the agent is, for the supervisor to tell.
 #include "host/stage.h"
 
+#include "host/causes.h"
 #include "host/supervisor_link.h"
 #include "host/trial.h"
 #include "platform/nal/log_entry.h"
@@ -61,6 +62,7 @@ void onLog(const char *function, int /*line*/, std::string_view text) {
     if (const auto stage = stageThatBegins(function, text)) {
         enterStage(*stage);
     }
+    takeCauseOfEntry(function, text);
 }
 
 } // namespace

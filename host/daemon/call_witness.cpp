@@ -54,6 +54,33 @@ std::string sentenceOfCall(const CallWitness &witness) {
     return witness.lastWord.empty() ? witness.notHandedOver : witness.lastWord;
 }
 
+namespace {
+
+constexpr int kAttempts = 7; // in a row, and the agent gives up
+
+// Of these a failure on the way does not matter any more.
+bool isGood(host::Outcome outcome) {
+    using host::Outcome;
+    return outcome == Outcome::done || outcome == Outcome::notNeeded ||
+           outcome == Outcome::handedOver || outcome == Outcome::writtenOnly;
+}
+
+} // namespace
+
+std::string attemptWords(const host::Cause &cause) {
+    return cause.attempt == 0 ? cause.sentence
+                              : "attempt " + std::to_string(cause.attempt) + " of " +
+                                    std::to_string(kAttempts) + " failed: " + cause.sentence;
+}
+
+host::Cause causeOfCall(const CallWitness &witness) {
+    const host::Outcome outcome = outcomeOfCall(witness);
+    if (isGood(outcome) || witness.cause.reason == host::Reason::none) {
+        return {host::usualReason(outcome), sentenceOfCall(witness)};
+    }
+    return {witness.cause.reason, attemptWords(witness.cause)};
+}
+
 bool endsTheRequest(const CallWitness &witness) {
     return !witness.activated && outcomeOfWord(witness.lastWord).has_value();
 }

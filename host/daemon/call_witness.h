@@ -3,7 +3,7 @@
 #ifndef HOST_DAEMON_CALL_WITNESS_H
 #define HOST_DAEMON_CALL_WITNESS_H
 
-#include "host/outcome.h"
+#include "host/reason.h"
 
 #include <optional>
 #include <string>
@@ -22,6 +22,7 @@ struct CallWitness {
     bool lastAttempt = false;     // and it was the last that the agent makes
     bool toldLastAttempt = false; // which the host was asked to report
     std::string notHandedOver{};  // why it could not be, one line; empty: it was not tried, or was
+    host::Cause cause{};          // of what failed last
 };
 
 /* The outcome that a status word stands for; none where the road goes on behind it. */
@@ -32,6 +33,11 @@ host::Outcome outcomeOfCall(const CallWitness &witness);
 
 /* What there is to say about that outcome: the word, or what was wrong. */
 std::string sentenceOfCall(const CallWitness &witness);
+/* Why the call came to that outcome: its sentence is never empty unless nothing was said at all. */
+host::Cause causeOfCall(const CallWitness &witness);
+
+/* "attempt 2 of 7 failed: the file server answered 404". */
+std::string attemptWords(const host::Cause &cause);
 
 /* Whether the word alone ends the request, whatever timers run. */
 bool endsTheRequest(const CallWitness &witness);

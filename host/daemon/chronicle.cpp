@@ -57,6 +57,7 @@ void Chronicle::tellLeftOut() {
         HistoryLine line;
         line.event = sender == kFromTheBus ? "refused" : "extender-report";
         line.outcome = host::Outcome::failed;
+        line.reasonCode = host::Reason::senderLimited;
         line.reason = sender + ": and " + std::to_string(count) + " more, which are left out";
         line.next = "find out why it sends so much";
         tell(std::move(line));
@@ -71,6 +72,7 @@ void Chronicle::tellNow(HistoryLine line) {
     if (line.stage.empty()) {
         line.stage = status.stage;
     }
+    line.number = history_.nextNumber();
     const std::string node = status.mac.empty() ? status.serial : status.mac;
     const std::string text = formatHistoryLine(line, std::time(nullptr), node);
     history_.add(text);

@@ -54,12 +54,27 @@ void Conductor::launchHost() {
     witness_ = {};
     waitsForPath_.clear();
     trial_ = {};
+    if (ledger().bootId != with_.bootId && (ledger().running || ledger().standing)) {
+        with_.board.setStage("committing"); // what was activated before the boot is judged now
+    }
     std::string whatIsWrong;
     if (!host_.start(hostOptions(ledger(), with_.bootId), whatIsWrong)) {
         return hostEnded(whatIsWrong);
     }
     HistoryLine line;
     line.event = "host-started";
+    with_.chronicle.tell(line);
+}
+
+// Before everything that comes of it: as soon as it is known which bank booted.
+void Conductor::tellBoot() {
+    if (ledger().bootId == with_.bootId || std::exchange(bootTold_, true)) {
+        return;
+    }
+    HistoryLine line;
+    line.event = "boot";
+    line.version = with_.board.runningVersion();
+    line.reason = "bank " + with_.board.activeBank();
     with_.chronicle.tell(line);
 }
 
@@ -138,24 +153,17 @@ void Conductor::hostWaitsFor(const std::string &path, const std::string &found) 
 
 void Conductor::startUpDone(const cJSON &message) {
     waitsForPath_.clear();
-    with_.board.setStage("");
+    tellBoot(); // where no banks could be told
     const Facts now = facts();
     TakeUp plan = planTakeUp(ledger(), now);
     recheck(plan, judgeNow(with_.config, with_.board.lastStatus()));
     ledger() = takenUp(ledger(), plan, now);
     with_.timers.restore(plan.timers);
-    if (plan.commitCheck) {
-        HistoryLine line;
-        line.event = "boot";
-        line.version = with_.board.runningVersion();
-        line.reason = "bank " + with_.board.activeBank();
-        with_.chronicle.tell(line);
-    }
     if (plan.decided) {
         tellOutcomeOfBoot(plan);
     }
     for (const Finished &finished : plan.finished) {
-        finish(finished.request, finished.outcome, finished.reason);
+        finish(finished.request, finished.outcome, {finished.cause, finished.reason});
         gaveUp_ = gaveUp_ || finished.outcome == host::Outcome::hostCrashed;
     }
     for (const host::guard::Refusal &refusal : plan.dropped) {
@@ -179,14 +187,22 @@ void Conductor::startUpDone(const cJSON &message) {
 // The commit check has its say; policy 3 leaves no mark for it, so the bank itself tells.
 void Conductor::tellOutcomeOfBoot(const TakeUp &plan) {
     const auto word = outcomeOfWord(witness_.lastWord);
+    const auto because = [&](host::Outcome outcome) {
+        return outcome == host::Outcome::commitFailed ? plan.cause : host::usualReason(outcome);
+    };
     if (plan.awaitCommitWord && word) {
         const std::string why = plan.trialFailure.empty() ? "" : "; " + plan.trialFailure;
-        finish(*plan.decided, *word, "the commit check says " + witness_.lastWord + why);
+        finish(*plan.decided, *word,
+               {because(*word), "the commit check says " + witness_.lastWord + why});
     } else if (plan.withoutWord == host::Outcome::activated && !trial_.reason.empty()) {
         // It runs but did not pass: the agent was not asked to report a commit.
-        finish(*plan.decided, host::Outcome::commitFailed, trial_.reason);
+        finish(*plan.decided, host::Outcome::commitFailed,
+               {trial_.step == TrialNow::Step::notStored ? host::Reason::commitNotStored
+                                                         : host::Reason::healthFailed,
+                trial_.reason});
     } else {
-        finish(*plan.decided, plan.withoutWord, plan.withoutWordReason);
+        finish(*plan.decided, plan.withoutWord,
+               {because(plan.withoutWord), plan.withoutWordReason});
     }
 }
 
@@ -202,12 +218,13 @@ void Conductor::restoreMemory() {
 
 // Behind start-up and restore: the broken call again, or the next request.
 void Conductor::goOn() {
+    with_.board.setStage("");
     if (std::exchange(beginAnew_, false)) {
         state_ = State::restoring;
         return host_.send(host::message({{"event", "begin-anew"}}).get());
     }
     if (ledger().running) {
-        tell("taken-up", ledger().running->request, "it had broken off");
+        tellTakenUp(ledger().running->request);
         return begin(*ledger().running);
     }
     if (ledger().standing) {
@@ -221,9 +238,23 @@ void Conductor::goOn() {
     becomeIdle();
 }
 
+// What came of the image before is not gone on with: the agent fetches it from its first byte.
+void Conductor::tellTakenUp(const Request &request) {
+    HistoryLine line;
+    line.event = "taken-up";
+    line.ticket = request.ticket;
+    line.version = request.version;
+    line.reason = "it had broken off";
+    if (const std::uint64_t bytes = with_.board.bytesOfImage(request.version); bytes > 0) {
+        line.reasonCode = host::Reason::begunAnew;
+        line.reason += "; a download begins anew after " + std::to_string(bytes) + " bytes";
+    }
+    with_.chronicle.tell(line);
+}
+
 void Conductor::becomeIdle() {
     state_ = State::idle;
-    with_.board.refresh();
+    with_.board.setStage("");
     if (std::exchange(forgetDeferral_, false)) {
         forgetDeferral();
     } else {
@@ -248,6 +279,9 @@ void Conductor::hostToldBanks(const cJSON &message) {
     std::string whatIsWrong;
     if (host::takeBankNote(&message, state, whatIsWrong)) {
         with_.board.setBanks(state);
+        if (state_ == State::startingUp) {
+            tellBoot();
+        }
     } else {
         logError(whatIsWrong);
     }

@@ -91,6 +91,7 @@ class Conductor {
     void hostActivated(std::function<void()> kept);
     /* An image went to the gateway, or could not: then whatIsWrong is one line. */
     void hostHandedOver(const std::string &whatIsWrong);
+    void hostTellsCause(const cJSON &message);
     /* What the host says cannot be understood: it is as good as crashed. */
     void hostIsWrong(const std::string &why);
     HostProcess &host() { return host_; }
@@ -106,8 +107,6 @@ class Conductor {
     const TrialNow &trial() const { return trial_; }
     /* In a row. */
     int failedSaves() const { return failedSaves_; }
-    /* One line; empty: none yet. */
-    const std::string &lastFinished() const { return lastFinished_; }
     /* Seconds until the host is started again; below 0: it runs. */
     int restartInSeconds() const;
 
@@ -125,6 +124,7 @@ class Conductor {
 
     Facts facts() const;
     void launchHost();
+    void tellBoot();
     void hostEnded(const std::string &how);
     void tellCrash(const std::string &how, bool inTheCall);
     void startUpDone(const cJSON &message);
@@ -156,7 +156,14 @@ class Conductor {
     void awaitReboot();
     void rebootIsOverdue();
     void forgetReboot();
-    void finish(const Request &request, host::Outcome outcome, const std::string &reason);
+    void finish(const Request &request, host::Outcome outcome, const host::Cause &cause);
+    /* Of the reason that the outcome has as a rule. */
+    void finish(const Request &request, host::Outcome outcome, const std::string &reason) {
+        finish(request, outcome, host::Cause{host::usualReason(outcome), reason});
+    }
+    std::string governedWords() const;
+    void tellTakenUp(const Request &request);
+    void tellFailedAttempt(const Request &offer);
     void tell(const std::string &event, const Request &request, const std::string &reason = "",
               const std::string &next = "");
     bool runsOrStands(std::uint64_t ticket) const;
@@ -182,9 +189,10 @@ class Conductor {
     bool cancelling_ = false;
     bool rebootDue_ = false;    // also where the activation is of no offer that stands
     bool agentIsFresh_ = false; // it remembers what a start-up gives it
-    bool beginAnew_ = false;    // what the broken call has written is still to be given up
-    bool renewing_ = false;     // the host is ended so that the agent counts from nothing
-    bool gaveUp_ = false;       // what the request left is still to be taken back
+    bool bootTold_ = false;
+    bool beginAnew_ = false; // what the broken call has written is still to be given up
+    bool renewing_ = false;  // the host is ended so that the agent counts from nothing
+    bool gaveUp_ = false;    // what the request left is still to be taken back
     std::uint64_t cancelled_ = 0;
     std::vector<Answer> cancelAnswers_;
     std::uint64_t keptTicket_ = 0; // the newest that is on the disk
@@ -193,7 +201,6 @@ class Conductor {
     TrialNow trial_;
     std::optional<Chore> chore_;
     int failedSaves_ = 0;
-    std::string lastFinished_;
     int hostCrashes_ = 0; // since a call last came to its end
     std::int64_t restartAtMs_ = 0;
     Alarm restart_;

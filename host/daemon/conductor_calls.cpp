@@ -2,8 +2,14 @@
 // What the agent tells while its call runs, and what its end means for the request.
 #include "host/daemon/conductor.h"
 
+#include "host/daemon/keep/agent_memory_text.h"
+#include "host/daemon/keep/clock_words.h"
 #include "host/daemon/keep/deferral.h"
 #include "host/message.h"
+#include "otaSwAgent/status_words.h"
+#include "platform/timers.h"
+
+#include <algorithm>
 
 namespace otad {
 
@@ -27,11 +33,13 @@ void Conductor::hostStage(const std::string &stage) {
             with_.book.save();
         }
     }
-    if (stage == with_.board.lastStatus().stage) {
+    // A call's last word of its stages; what comes of the call tells the next one.
+    if (stage == with_.board.lastStatus().stage ||
+        (stage == "idle" && (state_ == State::busy || state_ == State::startingUp))) {
         return;
     }
     with_.board.setStage(stage);
-    if (ledger().running && stage != "idle") {
+    if (ledger().running) {
         tell("stage", ledger().running->request, stage);
     }
 }
@@ -98,7 +106,6 @@ void Conductor::hostDone(const cJSON &message) {
 }
 
 void Conductor::callDone(const cJSON &message) {
-    with_.board.setStage("");
     Running ended = *ledger().running;
     const AgentMemoryText before(ledger().memory);
     windowWasSpent_ = windowIsSpent(ledger());
@@ -108,11 +115,16 @@ void Conductor::callDone(const cJSON &message) {
     ledger().memory = host::printed(cJSON_GetObjectItemCaseSensitive(&message, "memory"));
     ledger().timers = with_.timers.armed();
     countDownloads();
+    if (witness_.cause.attempt != 0) { // the agent's own count ends with its process
+        witness_.cause.attempt = witness_.lastWord == OTA_STATUS_RECONNECT
+                                     ? Ledger::kMaxFailedDownloads
+                                     : ledger().failedDownloads;
+    }
     const Request &request = ended.request;
     if (request.kind == kNewImage) {
         offerDone(request, ended);
     } else if (request.kind == kActivationTime) {
-        finish(request, host::Outcome::done, "the agent has the time");
+        finish(request, host::Outcome::done, governedWords());
     } else {
         if (request.kind != kTimer) {
             finishTrigger(request, before);
@@ -141,7 +153,7 @@ void Conductor::offerDone(const Request &offer, const Running &ended) {
     const bool awaited = ended.activated || timersAwaited();
     if (awaited && !endsTheRequest(witness_)) {
         ledger().standing = Standing{offer, ended.bank, ended.activated, false, ended.failedTrials};
-        return;
+        return tellFailedAttempt(offer);
     }
     const host::Outcome outcome = outcomeOfCall(witness_);
     if (outcome == host::Outcome::interruptedNothingKnown && windowWasSpent_) {
@@ -150,7 +162,7 @@ void Conductor::offerDone(const Request &offer, const Running &ended) {
             "the half hour of an earlier offer ended with its trigger, and the agent still "
             "takes it for open");
     }
-    finish(offer, outcome, sentenceOfCall(witness_));
+    finish(offer, outcome, causeOfCall(witness_));
 }
 
 // A timer or the mobile app moved the offer that stands.
@@ -163,7 +175,7 @@ void Conductor::standingGoesOn(const Running &ended) {
         standing.activated = true;
         standing.bank = ended.bank;
     } else if (endsTheRequest(witness_)) {
-        finish(standing.offer, outcomeOfCall(witness_), sentenceOfCall(witness_));
+        finish(standing.offer, outcomeOfCall(witness_), causeOfCall(witness_));
         ledger().standing.reset();
     } else if (!timersAwaited()) {
         if (with_.board.lastStatus().deferred && !witness_.wrote && !witness_.handedOver &&
@@ -173,9 +185,50 @@ void Conductor::standingGoesOn(const Running &ended) {
                  "taken up " + whenTakenUp(with_.board.lastStatus()));
             return settingsChanged_ ? settingsChanged() : void();
         }
-        finish(standing.offer, outcomeOfCall(witness_), sentenceOfCall(witness_));
+        finish(standing.offer, outcomeOfCall(witness_), causeOfCall(witness_));
         ledger().standing.reset();
+    } else {
+        tellFailedAttempt(standing.offer);
     }
+}
+
+// What a new activation time is for.
+std::string Conductor::governedWords() const {
+    const std::string time = AgentMemoryText(with_.book.ledger().memory).namedTime();
+    if (time.empty()) {
+        return "the agent was given no time: the one that it had stays";
+    }
+    const auto &armed = with_.timers.armed();
+    const bool reboots = std::any_of(armed.begin(), armed.end(), [](const ArmedTimer &timer) {
+        return timer.name == TIMER_REBOOT;
+    });
+    if (const Request *const offer = currentOffer(); offer != nullptr && reboots) {
+        return offer->version + " (ticket " + std::to_string(offer->ticket) + ") is activated at " +
+               time;
+    }
+    return "nothing waits for its activation: " + time +
+           " governs the next image of policy 0, until the node boots or another time is named";
+}
+
+// Of a download that is tried again.
+void Conductor::tellFailedAttempt(const Request &offer) {
+    if (witness_.cause.attempt == 0) {
+        return;
+    }
+    HistoryLine line;
+    line.event = host::kAttemptFailed;
+    line.ticket = offer.ticket;
+    line.version = offer.version;
+    line.outcome = host::Outcome::waiting;
+    line.reasonCode = witness_.cause.reason;
+    line.reason = attemptWords(witness_.cause);
+    for (const ArmedTimer &timer : with_.timers.armed()) {
+        if (timer.name == TIMER_DOWNLOAD_RETRY) {
+            line.next = "the next attempt starts at " + timeOfDay(timer.endsAt);
+        }
+    }
+    with_.board.setWaitReason(host::rowOf(line.reasonCode).name, line.reason);
+    with_.chronicle.tell(line);
 }
 
 void Conductor::supersedeStanding() {
@@ -186,19 +239,30 @@ void Conductor::supersedeStanding() {
     }
 }
 
-void Conductor::finish(const Request &request, host::Outcome outcome, const std::string &reason) {
+void Conductor::hostTellsCause(const cJSON &message) {
+    const host::ReasonRow *const row = host::rowOfReason(host::textOf(&message, "reason"));
+    if (row == nullptr) {
+        return hostIsWrong("it names a reason that is not known");
+    }
+    witness_.cause = {row->reason, host::textOf(&message, "text"),
+                      host::numberOf(&message, "attempt")};
+}
+
+void Conductor::finish(const Request &request, host::Outcome outcome, const host::Cause &cause) {
+    const host::OutcomeRow &row = host::rowOf(outcome);
+    const host::ReasonRow &because = host::rowOf(cause.reason);
     HistoryLine line;
     line.event = outcome == host::Outcome::cancelled ? "cancelled" : "finished";
     line.ticket = request.ticket;
     line.version = request.version;
     line.outcome = outcome;
-    line.reason = reason;
-    line.next = host::rowOf(outcome).remedy;
+    line.reasonCode = cause.reason;
+    line.reason = cause.sentence;
+    line.next = cause.reason == host::Reason::none ? row.remedy : because.remedy;
     with_.chronicle.tell(line);
-    with_.bus.raiseFinished(request.ticket, host::rowOf(outcome), reason);
-    lastFinished_ = "ticket " + std::to_string(request.ticket) +
-                    (request.version.empty() ? "" : ", " + request.version) + ": " +
-                    host::rowOf(outcome).meaning + (reason.empty() ? "" : " (" + reason + ")");
+    const host::End end = host::endOf(request.ticket, outcome, cause);
+    with_.board.setLastEnd(end);
+    with_.bus.raiseFinished(end);
 }
 
 void Conductor::tell(const std::string &event, const Request &request, const std::string &reason,

@@ -27,6 +27,7 @@ void Conductor::rebootIsOverdue() {
     line.ticket = with_.board.lastStatus().ticket;
     line.version = with_.board.lastStatus().version;
     line.outcome = host::Outcome::activated;
+    line.reasonCode = host::Reason::rebootNotComing;
     line.reason = "the other bank is activated, and the node has not rebooted for " +
                   std::to_string(with_.rebootPatience / std::chrono::seconds(1)) + " s";
     line.next = kRebootByHand;

@@ -137,6 +137,7 @@ void Conductor::begin(Running running) {
         return endRefused(kept, *refusal);
     }
     witness_ = {};
+    with_.board.setWaitReason("", "");
     settingsChanged_ = false;
     if (running.bank.empty()) {
         running.bank = with_.board.activeBank();
@@ -159,7 +160,7 @@ void Conductor::endRefused(const Request &request, const host::guard::Refusal &r
     if (request.kind == kTimer) {
         tellRefused(request, refusal); // the ticket is another request's
     } else {
-        finish(request, refusal.outcome, refusal.text());
+        finish(request, refusal.outcome, {host::Reason::storedRequestRefused, refusal.text()});
     }
     with_.book.save();
     becomeIdle();
@@ -171,6 +172,7 @@ void Conductor::tellRefused(const Request &request, const host::guard::Refusal &
     line.ticket = request.ticket;
     line.version = request.version;
     line.outcome = refusal.outcome;
+    line.reasonCode = host::Reason::storedRequestRefused;
     line.reason = refusal.text();
     line.next = "nothing: it was kept, and is dropped";
     with_.chronicle.tell(line);

@@ -10,6 +10,7 @@
 namespace otad {
 
 void Conductor::hostTellsTrial(const std::string &note, const cJSON &message) {
+    const bool health = trial_.step == TrialNow::Step::checking;
     HistoryLine line;
     line.event = note;
     line.version = host::textOf(&message, "version");
@@ -22,10 +23,15 @@ void Conductor::hostTellsTrial(const std::string &note, const cJSON &message) {
     } else if (note == "trial-failed") {
         trial_ = {TrialNow::Step::unhealthy, line.reason};
         line.outcome = host::Outcome::commitFailed;
+        const FailedTrial *const failed = failedTrial(with_.board.lastStatus(), line.version);
+        line.reasonCode = health || (failed != nullptr && failed->reason == "health")
+                              ? host::Reason::healthFailed
+                              : host::Reason::bootAttemptsSpent;
         line.next = host::rowOf(line.outcome).remedy;
     } else if (note == "not-committed") {
         trial_ = {TrialNow::Step::notStored, line.reason};
         line.outcome = host::Outcome::failed;
+        line.reasonCode = host::Reason::commitNotStored;
         line.next = "otactl commit tries again";
     } else {
         trial_ = {};

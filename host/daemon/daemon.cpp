@@ -67,6 +67,22 @@ void Daemon::loadWhatWasKept() {
     }
     conductor_.bookLoaded();
     board_.setReport(book_.ledger().lastWord, book_.ledger().lastRecord);
+    recallReasons();
+}
+
+// How the last request ended, and why the one that stands waits, is in the history alone.
+void Daemon::recallReasons() {
+    const std::optional<Standing> &standing = book_.ledger().standing;
+    for (const std::string &line : history_.newest(History::kNewest)) {
+        if (const auto end = host::endOfLine(line.c_str())) {
+            board_.setLastEnd(*end);
+        }
+        const host::Told told = host::toldIn(line.c_str());
+        if (standing && told.event == host::kAttemptFailed &&
+            told.end.ticket == standing->offer.ticket) {
+            board_.setWaitReason(told.end.reasonCode, told.end.reason);
+        }
+    }
 }
 
 void Daemon::watchTheBus() {

@@ -38,6 +38,7 @@ class Daemon final : public BusCalls {
 
   private:
     void loadWhatWasKept();
+    void recallReasons();
     void watchTheBus();
     void nameTaken();
     void end(int exitCode);

@@ -120,7 +120,6 @@ std::vector<std::pair<std::string, std::string>> Front::explain() {
     facts.hostCrashes = house_.conductor.hostCrashes();
     facts.restartInSeconds = house_.conductor.restartInSeconds();
     facts.lastRefusal = lastRefusal_;
-    facts.lastFinished = house_.conductor.lastFinished();
     facts.plainHttpAllowed = house_.config.allowPlainHttp;
     facts.rootConfigured = !house_.config.rootHost.empty();
     facts.busConnected = house_.bus.connected();

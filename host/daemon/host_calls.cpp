@@ -34,6 +34,8 @@ void HostCalls::takeNote(const std::string &note, const cJSON &message) {
         conductor_.hostKnowsNode(host::textOf(&message, "mac"));
     } else if (note == "banks") {
         conductor_.hostToldBanks(message);
+    } else if (note == "cause") {
+        conductor_.hostTellsCause(message);
     } else if (note == "waits-for") {
         conductor_.hostWaitsFor(host::textOf(&message, "path"), host::textOf(&message, "found"));
     } else if (note == "trial" || note == "trial-failed" || note == "committed" ||

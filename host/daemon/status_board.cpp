@@ -3,7 +3,7 @@
 #include "host/daemon/status_board.h"
 
 #include "host/bridge_address.h"
-
+#include "host/daemon/keep/agent_memory_text.h"
 #include "platform/nal/file_io.h"
 
 #include <algorithm>
@@ -133,6 +133,17 @@ void StatusBoard::setSettings(const nal::Config &config) {
     changed_();
 }
 
+void StatusBoard::setWaitReason(const std::string &code, const std::string &sentence) {
+    status_.waitReasonCode = code;
+    status_.waitReason = sentence;
+    changed_();
+}
+
+void StatusBoard::setLastEnd(const host::End &end) {
+    status_.lastEnd = end;
+    changed_();
+}
+
 void StatusBoard::setRootConnected(bool connected) {
     status_.rootConnected = connected;
     changed_();
@@ -148,8 +159,9 @@ void StatusBoard::setBanks(const nal::BootState &state) {
             {one.version, static_cast<std::uint32_t>(one.trials), nal::trialFailureName(one.last),
              nal::isRefused(state, one.version, config_.refuseAfterTrials)});
     }
+    status_.runningVersion = state.of(state.active).version;
+    status_.nextVersion = state.of(nal::bankToBoot(state)).version;
     activeBank_ = nal::bankName(state.active);
-    runningVersion_ = state.of(state.active).version;
     changed_();
 }
 
@@ -164,6 +176,7 @@ void StatusBoard::refresh() {
                           ? ledger.running->request.version
                       : ledger.standing ? ledger.standing->offer.version
                                         : "";
+    status_.activationTime = AgentMemoryText(ledger.memory).namedTime();
     status_.stage = callStage_.empty() || callStage_ == "idle" ? restingStage() : callStage_;
     changed_();
 }
@@ -189,15 +202,22 @@ const NodeStatus &StatusBoard::status() {
     return status_;
 }
 
+std::uint64_t StatusBoard::bytesOfImage(const std::string &version) const {
+    const std::string image = config_.tmpDirectory + "/" + version.substr(0, kImageName);
+    const bool inABank =
+        std::any_of(status_.banks.begin(), status_.banks.end(),
+                    [&](const BankView &bank) { return bank.whole && bank.version == version; });
+    struct stat file {};
+    return !version.empty() && !inABank && lstat(image.c_str(), &file) == 0 && S_ISREG(file.st_mode)
+               ? static_cast<std::uint64_t>(file.st_size)
+               : 0;
+}
+
 void StatusBoard::lookAtDownload() {
     if (callStage_ != kDownloading) {
         return;
     }
-    const std::string image = config_.tmpDirectory + "/" + status_.version.substr(0, kImageName);
-    struct stat file {};
-    if (!status_.version.empty() && lstat(image.c_str(), &file) == 0 && S_ISREG(file.st_mode)) {
-        status_.downloadedBytes = static_cast<std::uint64_t>(file.st_size);
-    }
+    status_.downloadedBytes = std::max(status_.downloadedBytes, bytesOfImage(status_.version));
     const std::uint32_t percent = percentIn(config_.tmpDirectory + kProgressFile, downloadSince_);
     status_.percentage = std::max(status_.percentage, percent);
     changed_();

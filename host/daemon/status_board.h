@@ -36,18 +36,24 @@ class StatusBoard {
     /* Asks for the node's address anew. */
     void lookAtAddress();
     void setSettings(const nal::Config &config);
+    /* Why the request that stands waits, until the next call begins. */
+    void setWaitReason(const std::string &code, const std::string &sentence);
+    void setLastEnd(const host::End &end);
     void setRootConnected(bool connected);
     /* As the host read it. */
     void setBanks(const nal::BootState &state);
     /* Timers, queue or ticket are others now. */
     void refresh();
 
+    /* What lies in the tmp directory of an image that is not in a bank yet; 0: nothing. */
+    std::uint64_t bytesOfImage(const std::string &version) const;
+
     /* With uptime and remaining seconds of this moment. */
     const NodeStatus &status();
     const NodeStatus &lastStatus() const { return status_; }
     /* "a" or "b", and what runs from it; empty while unknown. */
     const std::string &activeBank() const { return activeBank_; }
-    const std::string &runningVersion() const { return runningVersion_; }
+    const std::string &runningVersion() const { return status_.runningVersion; }
 
   private:
     void lookAtDownload();
@@ -64,7 +70,6 @@ class StatusBoard {
     bool sawBridge_ = false;
     std::time_t downloadSince_ = 0;
     std::string activeBank_;
-    std::string runningVersion_;
     Alarm glance_;
 };
 

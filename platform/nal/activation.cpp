@@ -4,6 +4,7 @@
 
 #include "platform/nal.h"
 #include "platform/nal/bank_device.h"
+#include "platform/nal/because.h"
 #include "platform/nal/image_check.h"
 #include "platform/nal/node.h"
 #include "platform/nal/stage.h"
@@ -13,8 +14,11 @@
 namespace nal {
 namespace {
 
+using host::Reason;
+
 bool store(const BootState &state, std::string &whatIsWrong) {
-    return writeBootState(node().config().bootState, state, whatIsWrong);
+    return orBecause(writeBootState(node().config().bootState, state, whatIsWrong),
+                     Reason::bootStateNotWritten);
 }
 
 // A bank found damaged is recorded as not whole: it must not boot, nor be offered as a version.
@@ -23,6 +27,9 @@ BankBytes compareAndRecord(BootState &state, Bank bank, std::string &whatIsWrong
         compareBank(state.of(bank), node().config().bankPath(bank), whatIsWrong);
     if (bytes == BankBytes::different) {
         state.of(bank) = BankRecord{};
+    }
+    if (bytes != BankBytes::recorded) {
+        because(bytes == BankBytes::different ? Reason::bankReadsOther : Reason::bankNotWritten);
     }
     return bytes;
 }
@@ -51,6 +58,7 @@ bool isRefusedVersion(const BootState &state, Bank bank, std::string &whatIsWron
         whatIsWrong = std::string("bank ") + bankName(bank) + " holds " + version +
                       ", the lowest that this node takes is " + node().config().lowestVersion +
                       "; offer a newer one, or change lowest_version in [service]";
+        because(Reason::versionUnderFloor);
         return true;
     }
     if (!isRefused(state, version, node().config().refuseAfterTrials)) {
@@ -58,21 +66,25 @@ bool isRefusedVersion(const BootState &state, Bank bank, std::string &whatIsWron
     }
     whatIsWrong = std::string("bank ") + bankName(bank) + " holds " + version +
                   ", which failed its trial; offer another version, or otactl forget " + version;
+    because(Reason::versionFailedBefore);
     return true;
 }
 
 bool activatePassive(std::string &whatIsWrong) {
     BootState state;
     if (!readBootState(node().config().bootState, state, whatIsWrong)) {
-        return false;
+        return orBecause(false, Reason::bootStateUnreadable);
     }
     const Bank passive = otherBank(state.active);
     if (!state.of(passive).whole) {
         whatIsWrong =
             std::string("bank ") + bankName(passive) + " holds no whole image; write one first";
-        return false;
+        return orBecause(false, Reason::bankNotWhole);
     }
-    if (isOnTrialItself(state, whatIsWrong) || isRefusedVersion(state, passive, whatIsWrong)) {
+    if (isOnTrialItself(state, whatIsWrong)) {
+        return orBecause(false, Reason::bankInUse);
+    }
+    if (isRefusedVersion(state, passive, whatIsWrong)) {
         return false;
     }
     const bool stands = state.next == passive && state.isOnTrial(passive) &&
@@ -138,12 +150,14 @@ bool takeChoiceBack(BootState &state, std::string &whatIsWrong) {
 int nal_activatePassiveImage(void) {
     std::string whatIsWrong;
     nal::tellStage(NalStage::activating);
+    nal::forgetReason();
     if (nal::activatePassive(whatIsWrong)) {
         nal::tellStage(NalStage::activated);
         return 1;
     }
     nalLogError(__func__, __LINE__, "nal: the passive bank was not activated: %s",
                 whatIsWrong.c_str());
+    nal::tellReason(host::Reason::bootStateNotWritten, whatIsWrong);
     return 0;
 }
 

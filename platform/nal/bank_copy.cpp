@@ -3,6 +3,7 @@
 #include "platform/nal/bank_copy.h"
 
 #include "platform/nal/bank_device.h"
+#include "platform/nal/because.h"
 #include "platform/nal/read_back.h"
 #include "platform/nal/timed.h"
 
@@ -89,8 +90,9 @@ bool sayWhoIsDamaged(const ImageFile &image, const std::string &bankPath,
     if (readImage(image.file.get(), image.path, image.manifest, image.size, keepNothing, sha256,
                   whatIsWrong)) {
         whatIsWrong = "the bank " + bankPath + " does not hold what was written; check the device";
+        return orBecause(false, host::Reason::bankReadsOther);
     }
-    return false;
+    return orBecause(false, host::Reason::imageUnreadable);
 }
 
 bool copyAndCompare(const ImageFile &image, UniqueFd bank, UniqueFd bankToRead,

@@ -2,6 +2,7 @@
 // Whether an image is one for this node, by what its manifest says.
 #include "platform/nal/image_check.h"
 
+#include "platform/nal/because.h"
 #include "platform/nal/version_order.h"
 
 #include <string_view>
@@ -36,18 +37,22 @@ bool imageIsForThisNode(const std::string &imagePath, const ImageManifest &manif
     if (manifest.model != config.model) {
         whatIsWrong = image + "for model " + manifest.model + ", this node is a " + config.model +
                       "; offer an image for this model";
+        because(host::Reason::wrongModel);
     } else if (fileNameContradicts(imagePath, manifest.version) ||
                (!offered.empty() && offered != manifest.version)) {
         whatIsWrong = ofVersion + ", which is not the one that was offered; offer the version that "
                                   "the image holds";
+        because(host::Reason::wrongVersion);
     } else if (isUnderTheLowest(manifest.version, config)) {
         whatIsWrong = ofVersion + ", the lowest that this node takes is " + config.lowestVersion +
                       "; offer a newer one, or change lowest_version in [service]";
+        because(host::Reason::versionUnderFloor);
     } else if (isRefused(state, manifest.version, config.refuseAfterTrials)) {
         whatIsWrong = ofVersion +
                       ", which failed its trial on this node; offer another one, or "
                       "let it be tried again with otactl forget " +
                       manifest.version;
+        because(host::Reason::versionFailedBefore);
     } else {
         return true;
     }

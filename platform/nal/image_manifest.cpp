@@ -2,6 +2,7 @@
 // The manifest at the end of an image file: what the image says about itself.
 #include "platform/nal/image_manifest.h"
 
+#include "platform/nal/because.h"
 #include "platform/nal/digest.h"
 #include "platform/nal/file_io.h"
 #include "platform/nal/version_order.h"
@@ -139,6 +140,7 @@ bool openTrailer(const Trailer &trailer, const ImageTrust &trust, std::string &t
         text = trailer.bytes;
         if (trust.signatureRequired) {
             whatIsWrong = "it is not signed; have it signed (otactl sign)";
+            because(host::Reason::notSigned);
         }
         return !trust.signatureRequired;
     }

@@ -2,6 +2,7 @@
 // One pass over an image file: its digests, and each piece to whoever takes it.
 #include "platform/nal/image_stream.h"
 
+#include "platform/nal/because.h"
 #include "platform/nal/direct_file.h"
 
 #include <algorithm>
@@ -78,7 +79,7 @@ bool readImage(int image, const std::string &path, const ImageManifest &manifest
     }
     if (sums.payload() != manifest.payloadSha256) {
         whatIsWrong = damagedImage(path);
-        return false;
+        return orBecause(false, host::Reason::digestWrong);
     }
     imageSha256 = sums.whole();
     return true;

@@ -4,6 +4,7 @@
 #include "platform/nal/activation.h"
 #include "platform/nal/bank_copy.h"
 #include "platform/nal/bank_device.h"
+#include "platform/nal/because.h"
 #include "platform/nal/image_check.h"
 #include "platform/nal/image_manifest.h"
 #include "platform/nal/node.h"
@@ -17,17 +18,19 @@
 namespace nal {
 namespace {
 
+using host::Reason;
+
 bool openImage(const char *path, ImageFile &image, std::string &whatIsWrong) {
     image.path = path;
     image.file = UniqueFd(open(path, O_RDONLY | O_CLOEXEC));
     if (!image.file) {
         whatIsWrong =
             systemReason(image.path + ": the image cannot be opened") + "; get the image again";
-        return false;
+        return orBecause(false, Reason::imageUnreadable);
     }
     if (!readImageManifest(image.file.get(), image.path, trustOf(node().config()), image.manifest,
                            image.size, whatIsWrong)) {
-        return false;
+        return orBecause(false, Reason::imageDamaged);
     }
     if (!image.manifest.signer.empty() && !image.manifest.signerChecked) {
         nalLogNotice(__func__, __LINE__,
@@ -41,14 +44,14 @@ bool openImage(const char *path, ImageFile &image, std::string &whatIsWrong) {
 bool mayBeWritten(const BootState &state, std::string &whatIsWrong) {
     const Bank passive = otherBank(state.active);
     if (isOnTrialItself(state, whatIsWrong)) {
-        return false;
+        return orBecause(false, Reason::bankInUse);
     }
     if (state.next != passive || !state.of(passive).whole) {
         return true;
     }
     whatIsWrong = std::string("bank ") + bankName(passive) +
                   " was activated and boots next; reboot before another image is written to it";
-    return false;
+    return orBecause(false, Reason::bankInUse);
 }
 
 bool fits(const ImageFile &image, const std::string &bankPath, std::uint64_t bankSize,
@@ -59,7 +62,7 @@ bool fits(const ImageFile &image, const std::string &bankPath, std::uint64_t ban
     whatIsWrong = image.path + ": the image has " + std::to_string(image.size) +
                   " bytes, the bank " + bankPath + " only " + std::to_string(bankSize) +
                   "; offer a smaller image or enlarge the bank";
-    return false;
+    return orBecause(false, Reason::imageTooLarge);
 }
 
 void tellTimes(const BankRecord &record, const std::string &bankPath, const CopyTimes &times) {
@@ -81,6 +84,11 @@ void withdraw(BootState &state, Bank bank) {
     writeBootState(node().config().bootState, state, alreadyReported);
 }
 
+bool store(const BootState &state, std::string &whatIsWrong) {
+    return orBecause(writeBootState(node().config().bootState, state, whatIsWrong),
+                     Reason::bootStateNotWritten);
+}
+
 // The bank is marked before its first byte changes and believed only after its last was read.
 bool installImage(const ImageFile &image, BootState &state, std::string &whatIsWrong) {
     const Config &config = node().config();
@@ -96,7 +104,7 @@ bool installImage(const ImageFile &image, BootState &state, std::string &whatIsW
     if (state.trial == passive) {
         state.endTrial();
     }
-    if (!writeBootState(config.bootState, state, whatIsWrong)) {
+    if (!store(state, whatIsWrong)) {
         return false;
     }
     tellStage(NalStage::emptied);
@@ -108,7 +116,7 @@ bool installImage(const ImageFile &image, BootState &state, std::string &whatIsW
     }
     rememberReadBack(written, bankPath);
     state.of(passive) = written;
-    if (!writeBootState(config.bootState, state, whatIsWrong)) {
+    if (!store(state, whatIsWrong)) {
         withdraw(state, passive);
         return false;
     }
@@ -124,8 +132,10 @@ int nal_writePassiveImage(const char *imagePath) {
     nal::BootState state;
     std::string whatIsWrong;
     nal::tellStage(NalStage::writing);
+    nal::forgetReason();
     if (nal::openImage(imagePath, image, whatIsWrong) &&
-        nal::readBootState(nal::node().config().bootState, state, whatIsWrong) &&
+        nal::orBecause(nal::readBootState(nal::node().config().bootState, state, whatIsWrong),
+                       host::Reason::bootStateUnreadable) &&
         nal::imageIsForThisNode(image.path, image.manifest, nal::offeredVersion(),
                                 nal::node().config(), state, whatIsWrong) &&
         nal::mayBeWritten(state, whatIsWrong) && nal::installImage(image, state, whatIsWrong)) {
@@ -133,5 +143,6 @@ int nal_writePassiveImage(const char *imagePath) {
     }
     nalLogError(__func__, __LINE__, "nal: the passive bank was not written: %s",
                 whatIsWrong.c_str());
+    nal::tellReason(host::Reason::bankNotWritten, whatIsWrong);
     return -1;
 }

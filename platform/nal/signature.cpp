@@ -2,6 +2,7 @@
 // Checks signed manifests: first the bytes and the one signature, then whose it is.
 #include "platform/nal/signature.h"
 
+#include "platform/nal/because.h"
 #include "platform/nal/openssl_objects.h"
 
 #include <openssl/err.h>
@@ -207,6 +208,7 @@ bool chainsTo(const std::string &authority, const SignedManifest &manifest,
     std::string cannotRead;
     const UniqueCertificates anchors = readCertificates(authority, cannotRead);
     if (!anchors) {
+        because(host::Reason::trustMissing);
         return refuse(whatIsWrong, "its signature cannot be checked, " + cannotRead,
                       "give the certificate of the signers' authority in PEM");
     }
@@ -226,12 +228,14 @@ bool chainsTo(const std::string &authority, const SignedManifest &manifest,
     X509_VERIFY_PARAM_set_depth(rules, kMaxChain);
     if (X509_verify_cert(verification.get()) != 1) {
         const int error = X509_STORE_CTX_get_error(verification.get());
+        because(host::Reason::wrongSigner);
         return refuse(whatIsWrong,
                       "its signer (" + subjectOf(manifest.signer) + ") is not of an authority in " +
                           authority + " (" + X509_verify_cert_error_string(error) + ")",
                       "have it signed by one of these, or give the file of its own");
     }
-    return isForCode(X509_STORE_CTX_get0_chain(verification.get()), whatIsWrong);
+    return orBecause(isForCode(X509_STORE_CTX_get0_chain(verification.get()), whatIsWrong),
+                     host::Reason::signerUnfit);
 }
 
 } // namespace
@@ -240,7 +244,7 @@ bool openSignedManifest(const std::string &cms, const std::string &authority,
                         std::string &manifestText, std::string &signer, std::string &whatIsWrong) {
     SignedManifest read;
     if (!readSigned(cms, read, whatIsWrong) || !chainsTo(authority, read, whatIsWrong)) {
-        return false;
+        return orBecause(false, host::Reason::signatureWrong);
     }
     signer = subjectOf(read.signer);
     manifestText = std::move(read.text);
@@ -251,7 +255,7 @@ bool peekSignedManifest(const std::string &cms, std::string &manifestText, std::
                         std::string &whatIsWrong) {
     SignedManifest read;
     if (!readSigned(cms, read, whatIsWrong)) {
-        return false;
+        return orBecause(false, host::Reason::signatureWrong);
     }
     signer = subjectOf(read.signer);
     manifestText = std::move(read.text);

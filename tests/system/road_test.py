@@ -75,6 +75,23 @@ ROADS = {
 }
 
 
+# How each road that fails ends: outcome, code and reason code, as the demo shows them.
+REASONS = {
+    "fail-checksum": "checksumFailed (51, checksum-differs)",
+    "fail-flash": "flashWriteFailed (52, larger-than-bank)",
+    "fail-activate": "activationFailed (53, bank-reads-other)",
+    "fail-activate-policy-0": "activationFailed (53, bank-reads-other)",
+    "fail-boot": "commitFailed (55, boot-attempts-spent)",
+    "fail-health": "commitFailed (55, health-failed)",
+    "fail-server": "downloadGaveUp (54, server-error)",
+    "fail-server-extender": "downloadGaveUp (54, server-error)",
+    "fail-certificate": "downloadGaveUp (54, certificate-refused)",
+    "fail-version": "flashWriteFailed (52, version-not-as-offered)",
+    "fail-signature": "flashWriteFailed (52, wrong-signer)",
+    "fail-disk": "downloadGaveUp (54, disk-full)",
+}
+
+
 # Taken in real time and on a terminal; all others are fast and write to a pipe.
 WATCHED = "gateway"
 # Taken by three nodes at once.
@@ -135,6 +152,8 @@ class Road(unittest.TestCase):
                 self.assertEqual(result.at_the_root(node),
                                  words if reports and node != "gateway" else [], result.output)
                 self.check_banks(result, banks, node)
+        if "--fail" in ROADS[self.name][0]:
+            self.assertEqual(result.step("outcome"), [REASONS[self.name]], result.output)
         self.assertEqual(len(result.step("hand-off")), 1 if "--offload" in result.lines[0] else 0)
         self.assertTrue(result.last_line.startswith("As expected: "), result.last_line)
         self.check_surroundings(result)

@@ -27,6 +27,8 @@ void addSignals(std::vector<sd_bus_vtable> &vtable) {
                                               SD_BUS_PARAM(mac) SD_BUS_PARAM(record), 0));
     vtable.push_back(SD_BUS_SIGNAL_WITH_NAMES(kExtenderFileServerSignal, "ss",
                                               SD_BUS_PARAM(mac) SD_BUS_PARAM(info), 0));
+    vtable.push_back(SD_BUS_SIGNAL_WITH_NAMES(kEndedSignal, "ta{sv}",
+                                              SD_BUS_PARAM(ticket) SD_BUS_PARAM(details), 0));
     vtable.push_back(SD_BUS_SIGNAL_WITH_NAMES(
         kFinishedSignal, "tuss",
         SD_BUS_PARAM(ticket) SD_BUS_PARAM(code) SD_BUS_PARAM(result) SD_BUS_PARAM(reason), 0));
@@ -111,10 +113,18 @@ void BusService::raiseHistory(const std::string &line) {
     raise(connection_.bus(), kHistorySignal, "s", busText(line).c_str());
 }
 
-void BusService::raiseFinished(std::uint64_t ticket, const host::OutcomeRow &row,
-                               const std::string &reason) {
-    raise(connection_.bus(), kFinishedSignal, "tuss", ticket, static_cast<std::uint32_t>(row.code),
-          row.name, busText(reason).c_str());
+void BusService::raiseFinished(const host::End &end) {
+    const std::string reason = busText(end.reason);
+    const host::OutcomeRow *const row = host::rowOfCode(static_cast<int>(end.code));
+    const host::ReasonRow *const why = host::rowOfReason(end.reasonCode);
+    const char *const remedy = why != nullptr && why->reason != host::Reason::none ? why->remedy
+                               : row != nullptr                                    ? row->remedy
+                                                                                   : "";
+    raise(connection_.bus(), kEndedSignal, "ta{sv}", end.ticket, 5, "code", "u", end.code, "result",
+          "s", end.result.c_str(), "reason_code", "s", end.reasonCode.c_str(), "reason", "s",
+          reason.c_str(), "remedy", "s", remedy);
+    raise(connection_.bus(), kFinishedSignal, "tuss", end.ticket, end.code, end.result.c_str(),
+          reason.c_str());
 }
 
 } // namespace otad

@@ -6,7 +6,7 @@
 #include "host/daemon/bus/bus_calls.h"
 #include "host/daemon/bus/connection.h"
 #include "host/daemon/bus/node_status.h"
-#include "host/outcome.h"
+#include "host/end.h"
 
 #include <chrono>
 #include <cstdint>
@@ -43,8 +43,8 @@ class BusService {
     void raiseExtenderStatus(const std::string &mac, const std::string &record);
     bool raiseExtenderFileServer(const std::string &mac, const std::string &info);
     void raiseHistory(const std::string &line);
-    void raiseFinished(std::uint64_t ticket, const host::OutcomeRow &row,
-                       const std::string &reason);
+    // Two signals: the first carries the whole of it, the second what there was before the first.
+    void raiseFinished(const host::End &end);
 
   private:
     void remember();

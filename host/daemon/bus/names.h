@@ -15,6 +15,7 @@ inline constexpr const char *kBusErrorPrefix = EVBUS_AGENT_NAME ".Error.";
 inline constexpr const char *kStatusSignal = EVBUS_STATUS_SIGNAL;
 inline constexpr const char *kExtenderStatusSignal = "extenderUpgradeStatus";
 inline constexpr const char *kExtenderFileServerSignal = "extenderFileServerInfo";
+inline constexpr const char *kEndedSignal = "requestEnded";
 inline constexpr const char *kFinishedSignal = "requestFinished";
 inline constexpr const char *kHistorySignal = "historyAdded";
 

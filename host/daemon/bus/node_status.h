@@ -3,6 +3,8 @@
 #ifndef HOST_DAEMON_BUS_NODE_STATUS_H
 #define HOST_DAEMON_BUS_NODE_STATUS_H
 
+#include "host/end.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -68,6 +70,12 @@ struct NodeStatus {
     std::string workRole;
     std::string preferredActivationTime;
     std::int32_t onboarding = 0;
+    std::string waitReasonCode; // why the request waits, of the table of reasons; empty: see Stage
+    std::string waitReason;     // the sentence
+    host::End lastEnd;          // of a request; ticket 0: none is known
+    std::string runningVersion; // of the bank that the node runs from; empty: unknown
+    std::string nextVersion;    // of the bank that the next boot takes; likewise
+    std::string activationTime; // that was named and is in force; empty: none was
     bool rootConnected = false; // to the broker of the root node
 };
 

@@ -39,6 +39,8 @@ template <>
 constexpr const char *kSignature<std::vector<BankTrial>> = "a(sbuus)";
 template <>
 constexpr const char *kSignature<std::vector<FailedTrial>> = "a(susb)";
+template <>
+constexpr const char *kSignature<host::End> = "(tusss)";
 
 int append(sd_bus_message *reply, const std::string &value) {
     return sd_bus_message_append(reply, "s", busText(value).c_str());
@@ -71,6 +73,11 @@ int append(sd_bus_message *reply, const BankTrial &bank) {
 int append(sd_bus_message *reply, const FailedTrial &failed) {
     return sd_bus_message_append(reply, "(susb)", busText(failed.version).c_str(), failed.trials,
                                  busText(failed.reason).c_str(), static_cast<int>(failed.refused));
+}
+int append(sd_bus_message *reply, const host::End &end) {
+    return sd_bus_message_append(reply, "(tusss)", end.ticket, end.code,
+                                 busText(end.result).c_str(), busText(end.reasonCode).c_str(),
+                                 busText(end.reason).c_str());
 }
 template <typename Row>
 int append(sd_bus_message *reply, const std::vector<Row> &rows) {
@@ -159,6 +166,12 @@ constexpr std::array kProperties = {
     property<&NodeStatus::workRole>("WorkRole"),
     property<&NodeStatus::onboarding>("Onboarding"),
     property<&NodeStatus::preferredActivationTime>("PreferredActivationTime"),
+    property<&NodeStatus::waitReasonCode>("WaitReasonCode"),
+    property<&NodeStatus::waitReason>("WaitReason"),
+    property<&NodeStatus::lastEnd>("LastEnd"),
+    property<&NodeStatus::runningVersion>("RunningVersion"),
+    property<&NodeStatus::nextVersion>("NextVersion"),
+    property<&NodeStatus::activationTime>("ActivationTime"),
     property<&NodeStatus::rootConnected>("RootConnected"),
     Property{"DaemonVersion", "s", SD_BUS_VTABLE_PROPERTY_CONST, getDaemonVersion, nullptr},
 };

@@ -49,6 +49,13 @@ void AgentMemoryText::forgetTheOffer() {
     setNumber(kNoWindowBeforeSwap, 1);
 }
 
+std::string AgentMemoryText::namedTime() const {
+    const cJSON *const record = cJSON_GetObjectItemCaseSensitive(object_.get(), "swActTime");
+    const char *const time =
+        cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(record, "actTime"));
+    return time == nullptr || number(kTimeBySignal, 0) == 0 ? "" : time;
+}
+
 std::string AgentMemoryText::print() const {
     if (empty()) {
         return {};

@@ -25,6 +25,9 @@ class AgentMemoryText {
     /* A text that is no JSON object counts as empty. */
     explicit AgentMemoryText(std::string_view text);
 
+    /* The activation time that a request named last and that still governs; empty: none does. */
+    std::string namedTime() const;
+
     bool empty() const { return !object_; }
     int number(const char *key, int otherwise) const;
     /* Only a number that is there is changed. */

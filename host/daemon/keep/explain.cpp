@@ -78,9 +78,18 @@ std::string workOfNow(const NodeStatus &status, const Running &running) {
            subject(status) + ".";
 }
 
-std::string idleWords(const Ledger &ledger, const ExplainFacts &facts) {
-    if (!facts.lastFinished.empty()) {
-        return "The node is idle; the last request ended: " + facts.lastFinished + ".";
+// "ticket 3: the passive bank could not be written; ... (52 flashWriteFailed, not-signed)".
+std::string endWords(const host::End &end) {
+    const host::OutcomeRow *const row = host::rowOfCode(static_cast<int>(end.code));
+    const std::string code = std::to_string(end.code) + " " + end.result;
+    return "ticket " + std::to_string(end.ticket) + ": " + (row == nullptr ? "" : row->meaning) +
+           (end.reason.empty() ? "" : ": " + end.reason) + " (" + code +
+           (end.reasonCode.empty() || end.reasonCode == "none" ? "" : ", " + end.reasonCode) + ")";
+}
+
+std::string idleWords(const NodeStatus &status, const Ledger &ledger) {
+    if (status.lastEnd.ticket != 0) {
+        return "The node is idle; the last request ended: " + endWords(status.lastEnd) + ".";
     }
     return ledger.nextTicket > 1 ? "The node is idle: everything that was asked of it has ended."
                                  : "The node is idle: nothing was ever offered to it.";
@@ -102,7 +111,7 @@ std::string nowWords(const NodeStatus &status, const Ledger &ledger, const Expla
     if (!status.timers.empty() || ledger.standing) {
         return subject(status) + " waits.";
     }
-    return idleWords(ledger, facts);
+    return idleWords(status, ledger);
 }
 
 std::string timerWords(const TimerLeft &timer, const NodeStatus &status, const Ledger &ledger,
@@ -113,7 +122,11 @@ std::string timerWords(const TimerLeft &timer, const NodeStatus &status, const L
                "; without its trigger the download starts then.";
     }
     if (timer.name == TIMER_DOWNLOAD_RETRY) {
-        return "The last download attempt failed; the next one starts at " + when + ".";
+        return (status.waitReason.empty()
+                    ? "The last download attempt failed; the next one starts"
+                    : "The download waits for its next attempt, since " + status.waitReason + " (" +
+                          status.waitReasonCode + "): it starts") +
+               std::string(" at ") + when + ".";
     }
     if (timer.name != TIMER_REBOOT) {
         return "The timer " + timer.name + " runs out at " + when + ".";

@@ -46,7 +46,6 @@ struct ExplainFacts {
     int hostCrashes = 0;      // in a row
     int restartInSeconds = 0; // until the host is started again; 0: it runs or is being started
     std::string lastRefusal;  // of the last offer that was refused; empty: none
-    std::string lastFinished; // one line on how the last request ended; empty: none
     bool plainHttpAllowed = false;
     bool rootConfigured = false; // the configuration names a broker
     bool busConnected = true;

@@ -54,6 +54,15 @@ void addNumber(cJSON *object, const char *key, Number number) {
     }
 }
 
+// 0 of a line that was written before they were numbered.
+std::uint64_t numberOf(std::string_view line) {
+    constexpr double kMost = 9007199254740992.0; // JSON carries whole numbers up to 2^53
+    const host::Json object = parseObject(line);
+    const cJSON *const item = cJSON_GetObjectItemCaseSensitive(object.get(), "seq");
+    const double number = cJSON_IsNumber(item) != 0 ? item->valuedouble : 0;
+    return number > 0 && number < kMost ? static_cast<std::uint64_t>(number) : 0;
+}
+
 bool isHistoryLine(std::string_view line) {
     const host::Json object = parseObject(line);
     return cJSON_IsString(cJSON_GetObjectItemCaseSensitive(object.get(), "time")) != 0 &&
@@ -64,7 +73,10 @@ bool isHistoryLine(std::string_view line) {
 
 std::string formatHistoryLine(const HistoryLine &line, std::time_t now, const std::string &node) {
     const host::OutcomeRow &row = host::rowOf(line.outcome);
+    const host::ReasonRow &reason = host::rowOf(
+        line.reasonCode == host::Reason::none ? host::usualReason(line.outcome) : line.reasonCode);
     const host::Json object(cJSON_CreateObject());
+    addNumber(object.get(), "seq", line.number);
     add(object.get(), "time", utcStamp(now));
     add(object.get(), "node", node);
     add(object.get(), "event", line.event);
@@ -73,6 +85,7 @@ std::string formatHistoryLine(const HistoryLine &line, std::time_t now, const st
     add(object.get(), "stage", line.stage);
     addNumber(object.get(), "code", row.code);
     add(object.get(), "result", row.name);
+    add(object.get(), "reason_code", reason.name);
     add(object.get(), "reason", line.reason);
     add(object.get(), "next", line.next);
     const host::JsonText text(cJSON_PrintUnformatted(object.get()));
@@ -95,6 +108,7 @@ std::size_t History::load() {
     for (int number = file_->keep; number >= 0; --number) {
         readLines(rotationOf(file_->path, number), kLongestLine, [&](std::string line) {
             if (isHistoryLine(line)) {
+                lastNumber_ = std::max(lastNumber_, numberOf(line));
                 std::string source = sourceOf(line);
                 remember({std::move(line), std::move(source)});
             } else {

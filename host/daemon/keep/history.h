@@ -4,7 +4,7 @@
 #define HOST_DAEMON_KEEP_HISTORY_H
 
 #include "host/daemon/keep/disk_writer.h"
-#include "host/outcome.h"
+#include "host/reason.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -19,19 +19,21 @@
 namespace otad {
 
 struct HistoryLine {
+    std::uint64_t number = 0; // in the order of the events, also over restarts
     std::string event;        // service-started, accepted, finished, ...
     std::uint64_t ticket = 0; // 0: of no request
     std::string version;
     std::string stage;
     host::Outcome outcome = host::Outcome::done;
-    std::string reason;
-    std::string next; // what follows
+    host::Reason reasonCode = host::Reason::none; // none: the one that the outcome has as a rule
+    std::string reason;                           // the sentence
+    std::string next;                             // what follows
 };
 
 /*
- * One JSON object without a line end, keys time (RFC 3339, UTC, seconds), node, event, ticket,
- * version, stage, code, result, reason, next. Bytes other than printable ASCII become '?', and a
- * text ends after 512 bytes, with "...".
+ * One JSON object without a line end, keys seq, time (RFC 3339, UTC, seconds), node, event, ticket,
+ * version, stage, code, result, reason_code, reason, next. Bytes other than printable ASCII become
+ * '?', and a text ends after 512 bytes, with "...".
  */
 std::string formatHistoryLine(const HistoryLine &line, std::time_t now, const std::string &node);
 
@@ -59,6 +61,8 @@ class History {
      * result. */
     std::size_t load();
 
+    /* One more than that of the line before; each is given once. */
+    std::uint64_t nextNumber() { return ++lastNumber_; }
     /* Takes a line of formatHistoryLine. */
     void add(std::string line);
 
@@ -87,6 +91,7 @@ class History {
     std::uint64_t unwritten_ = 0;
     std::deque<Kept> lines_;
     std::map<std::string, std::size_t> ofOthers_; // lines in memory of each source
+    std::uint64_t lastNumber_ = 0;
 };
 
 } // namespace otad

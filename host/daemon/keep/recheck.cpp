@@ -37,7 +37,8 @@ class Recheck {
     }
 
     void finish(const Request &request, const Refusal &refusal) {
-        plan_.finished.push_back({request, refusal.outcome, refusal.text()});
+        plan_.finished.push_back(
+            {request, refusal.outcome, refusal.text(), host::Reason::storedRequestRefused});
         told_ = true;
     }
 

@@ -46,7 +46,7 @@ class Planner {
 
   private:
     void finish(const Request &request, Outcome outcome, const std::string &reason) {
-        plan_.finished.push_back({request, outcome, reason});
+        plan_.finished.push_back({request, outcome, reason, host::usualReason(outcome)});
     }
 
     void supersedeStanding() {
@@ -73,6 +73,7 @@ class Planner {
         plan_.awaitCommitWord = plan_.commitCheck;
         plan_.withoutWord = outcomeWithoutWord(subject, facts_);
         plan_.withoutWordReason = reasonWithoutWord(subject, facts_);
+        plan_.cause = causeOfFate(subject, facts_);
         if (subject.fate == Fate::failedTrial) {
             plan_.trialFailure = plan_.withoutWordReason;
         }

@@ -6,7 +6,7 @@
 #include "host/daemon/bus/node_status.h"
 #include "host/daemon/keep/ledger.h"
 #include "host/guard/refusal.h"
-#include "host/outcome.h"
+#include "host/reason.h"
 
 #include <cstdint>
 #include <deque>
@@ -37,7 +37,8 @@ struct Facts {
 struct Finished {
     Request request;
     host::Outcome outcome = host::Outcome::failed;
-    std::string reason; // one line
+    std::string reason;                      // one line
+    host::Reason cause = host::Reason::none; // none: the one that the outcome has as a rule
 };
 
 /* In the order of use: start-up of the host, restore, timers, redo, queue. */
@@ -53,7 +54,8 @@ struct TakeUp {
     bool awaitCommitWord = false;
     host::Outcome withoutWord = host::Outcome::failed;
     std::string withoutWordReason;
-    std::string trialFailure; // how its trial failed, one line; empty: it did not
+    host::Reason cause = host::Reason::none; // where the outcome is a failed commit
+    std::string trialFailure;                // how its trial failed, one line; empty: it did not
 
     /* What ended without the host. Behind a hostCrashed the host is sent `abandon` before anything.
      */

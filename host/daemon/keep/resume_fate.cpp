@@ -134,6 +134,23 @@ host::Outcome outcomeWithoutWord(const Subject &subject, const Facts &facts) {
     return host::Outcome::interruptedNothingKnown;
 }
 
+host::Reason causeOfFate(const Subject &subject, const Facts &facts) {
+    switch (subject.fate) {
+    case Fate::booted:
+        return host::Reason::otherVersionRuns;
+    case Fate::passedOver:
+        return host::Reason::passedOver;
+    case Fate::failedTrial:
+        return find(subject.offer.version, facts.failedVersions)->reason == "health"
+                   ? host::Reason::healthFailed
+                   : host::Reason::bootAttemptsSpent;
+    case Fate::unknown:
+    case Fate::untouched:
+        break;
+    }
+    return host::Reason::noWord;
+}
+
 std::string reasonWithoutWord(const Subject &subject, const Facts &facts) {
     const std::string version =
         facts.runningVersion.empty() ? "an unknown version" : facts.runningVersion;

@@ -51,6 +51,8 @@ Subject findSubject(const std::optional<Running> &running, const std::optional<S
 /* Of a subject whose fate is not untouched, where the commit check says nothing. */
 host::Outcome outcomeWithoutWord(const Subject &subject, const Facts &facts);
 std::string reasonWithoutWord(const Subject &subject, const Facts &facts);
+/* Why its commit failed, if it did. */
+host::Reason causeOfFate(const Subject &subject, const Facts &facts);
 
 } // namespace otad
 

@@ -70,8 +70,9 @@ TEST_F(Terminal, GoodAndBadEndsDiffer) {
     Program program(onBus({"watch"}), terminal());
     ASSERT_TRUE(program.shows("stage"));
     service_.raise([](otad::BusService &service) {
-        service.raiseFinished(1, host::rowOf(host::Outcome::handedOver), "x");
-        service.raiseFinished(2, host::rowOf(host::Outcome::hostCrashed), "y");
+        service.raiseFinished(host::endOf(1, host::Outcome::handedOver, {host::Reason::none, "x"}));
+        service.raiseFinished(
+            host::endOf(2, host::Outcome::hostCrashed, {host::Reason::none, "y"}));
         service.raiseStatus(R"({"status":"OTA_SW_ACTIVATION_COMPLETE"})");
     });
     EXPECT_TRUE(program.shows("\033[32m  ticket 1: handedOver, x\033[0m\r\n"));

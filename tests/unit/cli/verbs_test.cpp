@@ -51,7 +51,8 @@ TEST_F(Verbs, CancelNamesTheTicketOrWhateverRuns) {
 }
 
 TEST_F(Verbs, ActivateAtSendsARecordOfThisNode) {
-    expectPrinted(otactl({"activate-at", "03:30"}), "accepted, ticket 7\n");
+    expectPrinted(otactl({"activate-at", "03:30"}),
+                  "accepted, ticket 7\nit governs 4QZ2.1.0 (ticket 6)\n");
     expectCall(R"(activate-at {"model":"GW-1000","mac":"02:00:5E:00:53:01","sn":"SN1",)"
                R"("actTime":"03:30"})");
 }
@@ -60,7 +61,7 @@ TEST_F(Verbs, ActivateAtCountsFromNowInLocalTime) {
     // A place that is half an hour off everybody else's hours.
     const auto before = std::time(nullptr);
     expectPrinted(otactl({"activate-at", "now+90"}, {.environment = {{"TZ", "XYZ-05:30"}}}),
-                  "accepted, ticket 7\n");
+                  "accepted, ticket 7\nit governs 4QZ2.1.0 (ticket 6)\n");
     const auto after = std::time(nullptr);
     const std::vector<std::string> calls = service_.calls();
     ASSERT_EQ(calls.size(), 1U);
@@ -74,6 +75,16 @@ TEST_F(Verbs, ActivateAtCountsFromNowInLocalTime) {
         found = found || calls[0].ends_with(text.data());
     }
     EXPECT_TRUE(found) << calls[0];
+}
+
+TEST_F(Verbs, ActivateAtSaysWhatItGovernsWhereNothingWaits) {
+    service_.change([](otad::NodeStatus &node) { node.timers.clear(); });
+    const std::string governed =
+        "it governs the next image of policy 0, until the node boots or another time is named\n";
+    expectPrinted(otactl({"activate-at", "03:30"}), "accepted, ticket 7\n" + governed);
+    service_.change([](otad::NodeStatus &node) { node.activationTime = "03:30"; });
+    EXPECT_NE(otactl({"status"}).output.find("activates   at 03:30, as was named; " + governed),
+              std::string::npos);
 }
 
 TEST_F(Verbs, SetSendsNameAndValue) {
@@ -90,6 +101,7 @@ TEST_F(Verbs, StatusShowsTheNodeAligned) {
                                       "software    4QZ2.0.0 from bank a\n"
                                       "stage       downloading, 25 %, 1.0 MiB so far\n"
                                       "request     4QZ2.1.0, ticket 6\n"
+                                      "last end    none known\n"
                                       "queued      1\n"
                                       "status      OTA_SW_COMMIT_COMPLETE (running 4QZ2.0.0)\n"
                                       "timers      rebootTimer in 1 h 20 min\n"
@@ -115,6 +127,34 @@ TEST_F(Verbs, StatusOfAnIdleNodeHasNoGaps) {
     }
 }
 
+TEST_F(Verbs, StatusShowsWhatRunsAndWhatBootsNext) {
+    service_.change([](otad::NodeStatus &node) {
+        node.banks = {{"a", "4QZ2.0.0", true, true, false}, {"b", "4QZ2.1.0", true, false, true}};
+        node.statusRecord = R"({"status":"OTA_SW_ACTIVATION_COMPLETE","curswversion":"4QZ2.1.0",)"
+                            R"("prevswversion":"4QZ2.0.0"})";
+    });
+    const std::string output = otactl({"status"}).output;
+    for (const char *line :
+         {"software    4QZ2.0.0 from bank a; 4QZ2.1.0 from bank b boots next\n",
+          "status      OTA_SW_ACTIVATION_COMPLETE (new 4QZ2.1.0, running 4QZ2.0.0)\n"}) {
+        EXPECT_NE(output.find(line), std::string::npos) << line << "in\n" << output;
+    }
+}
+
+TEST_F(Verbs, StatusShowsWhyARequestWaitsAndHowTheLastEnded) {
+    service_.change([](otad::NodeStatus &node) {
+        node.waitReasonCode = "file-not-found";
+        node.waitReason = "attempt 2 of 7 failed: the file server answered 404";
+        node.lastEnd = {5, 52, "flashWriteFailed", "not-signed", "it is not signed"};
+    });
+    const std::string output = otactl({"status"}).output;
+    for (const char *line :
+         {"waits       attempt 2 of 7 failed: the file server answered 404 (file-not-found)\n",
+          "last end    ticket 5: flashWriteFailed (52, not-signed), it is not signed\n"}) {
+        EXPECT_NE(output.find(line), std::string::npos) << line << "in\n" << output;
+    }
+}
+
 TEST_F(Verbs, StatusForProgramsHasEveryProperty) {
     expectPrinted(
         otactl({"status", "--json"}),
@@ -128,7 +168,9 @@ TEST_F(Verbs, StatusForProgramsHasEveryProperty) {
         R"("failed_trials":0,"last_failure":""}],"failed_versions":[],"uptime":3600,"queued":1,"ticket":6,)"
         R"("offered_version":"4QZ2.1.0","model":"GW-1000","serial":"SN1",)"
         R"("mac":"02:00:5E:00:53:01","work_mode":"RGW","work_role":"Controller","onboarding":0,)"
-        R"("preferred_activation_time":"02:30:00","root_connected":false,"daemon_version":")" OTA_VERSION
+        R"("preferred_activation_time":"02:30:00","wait_reason_code":"","wait_reason":"",)"
+        R"("last_end":{"ticket":0,"code":0,"result":"","reason_code":"","reason":""},)"
+        R"("running_version":"","next_version":"","activation_time":"","root_connected":false,"daemon_version":")" OTA_VERSION
         "\"}\n");
 }
 

@@ -26,7 +26,7 @@ class Watch : public OtactlTest {
     }
     void finish(std::uint64_t ticket, host::Outcome outcome, const std::string &reason) {
         service_.raise([&](otad::BusService &service) {
-            service.raiseFinished(ticket, host::rowOf(outcome), reason);
+            service.raiseFinished(host::endOf(ticket, outcome, {host::Reason::none, reason}));
         });
     }
 };
@@ -50,8 +50,9 @@ TEST_F(Watch, EveryEventIsAnObjectOnALine) {
     EXPECT_EQ(program.line(), R"({"event":"timers","timers":[{"name":"rebootTimer","seconds":5},)"
                               R"({"name":"x","seconds":1}]})");
     finish(6, host::Outcome::checksumFailed, "MD5 differs");
-    EXPECT_EQ(program.line(), R"({"event":"finished","ticket":6,"code":51,)"
-                              R"("result":"checksumFailed","reason":"MD5 differs"})");
+    EXPECT_EQ(program.line(),
+              R"({"event":"finished","ticket":6,"code":51,)"
+              R"("result":"checksumFailed","reason_code":"none","reason":"MD5 differs"})");
     service_.raise([](otad::BusService &service) {
         service.raiseExtenderStatus("02:00:5E:00:53:02", R"({"status":"X"})");
         service.raiseExtenderFileServer("02:00:5E:00:53:02", R"({"swVersion":"4QZ3"})");
@@ -138,17 +139,19 @@ TEST_F(Watch, UntilFinishedFindsInTheHistoryWhatIsOverAlready) {
     const Ended ended = otactl({"watch", "--until-finished", "6", "--json"});
     EXPECT_EQ(ended.code, 60);
     EXPECT_NE(ended.output.find(R"({"event":"finished","ticket":6,"code":60,"result":"cancelled",)"
-                                R"("reason":"asked"})"),
+                                R"("reason_code":"","reason":"asked"})"),
               std::string::npos);
 }
 
 TEST_F(Watch, OfferWaitHearsAnEndThatComesBeforeTheTicket) {
     service_.beforeAnswer = [](otad::BusService &service) {
-        service.raiseFinished(7, host::rowOf(host::Outcome::notNeeded), "runs already");
+        service.raiseFinished(
+            host::endOf(7, host::Outcome::notNeeded, {host::Reason::none, "runs already"}));
     };
     const Ended ended = otactl({"offer", "-", "--wait", "--json"}, {.input = "{}"});
-    EXPECT_EQ(ended.output,
-              "{\"ticket\":7,\"code\":50,\"result\":\"notNeeded\",\"reason\":\"runs already\"}\n");
+    EXPECT_EQ(
+        ended.output,
+        "{\"ticket\":7,\"code\":50,\"result\":\"notNeeded\",\"reason_code\":\"none\",\"reason\":\"runs already\"}\n");
     EXPECT_EQ(ended.code, 50);
 }
 
@@ -190,12 +193,13 @@ TEST_F(Watch, ForPeopleThereAreLinesWithoutEscapeCodes) {
         service.raiseHistory(R"({"event":"stage","reason":"told elsewhere"})");
         service.raiseHistory(R"({"event":"host-crashed","reason":"signal 9","next":"again"})");
         service.raiseStatus("no \033JSON");
-        service.raiseFinished(6, host::rowOf(host::Outcome::commitFailed), "bank a booted");
+        service.raiseFinished(host::endOf(6, host::Outcome::commitFailed,
+                                          {host::Reason::passedOver, "bank a booted"}));
     });
     for (const char *expected :
          {"extender    M: OTA_SW_COMMIT_FAILED", "hand-over   M: 4QZ3 from U",
           "host-crashed  signal 9; again", "status      no \\x1bJSON",
-          "finished    ticket 6: commitFailed, bank a booted"}) {
+          "finished    ticket 6: commitFailed (passed-over), bank a booted"}) {
         EXPECT_EQ(untimed(program.line()), expected);
     }
 }

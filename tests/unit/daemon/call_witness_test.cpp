@@ -64,6 +64,20 @@ TEST(CallWitness, gives_the_outcome_of_every_road) {
     }
 }
 
+TEST(CallWitness, gives_the_cause_of_what_failed_and_of_nothing_else) {
+    const host::Cause seen{host::Reason::fileNotFound, "the file server answered 404", 7};
+    const host::Cause gaveUp = causeOfCall({.lastWord = OTA_STATUS_RECONNECT, .cause = seen});
+    EXPECT_EQ(gaveUp.reason, host::Reason::fileNotFound);
+    EXPECT_EQ(gaveUp.sentence, "attempt 7 of 7 failed: the file server answered 404");
+    const host::Cause written =
+        causeOfCall({.lastWord = OTA_STATUS_ACTIVATION_COMPLETE, .wrote = true, .cause = seen});
+    EXPECT_EQ(written.reason, host::Reason::none);
+    EXPECT_EQ(written.sentence, OTA_STATUS_ACTIVATION_COMPLETE);
+    EXPECT_EQ(causeOfCall({}).reason, host::Reason::noWord);
+    EXPECT_EQ(causeOfCall({.lastWord = OTA_STATUS_CRC_CHECK_FAILED}).reason,
+              host::Reason::checksumDiffers);
+}
+
 TEST(CallWitness, leaves_words_open_behind_which_the_road_goes_on) {
     EXPECT_FALSE(outcomeOfWord(OTA_STATUS_SWAP_PASSIVE));
     EXPECT_FALSE(outcomeOfWord(OTA_STATUS_ACTIVATION_COMPLETE));

@@ -7,6 +7,7 @@
 #include "platform/nal/digest.h"
 #include "platform/nal/image_manifest.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <filesystem>
@@ -82,6 +83,7 @@ class Update : public HostProcess {
                 return words;
             }
             if (const std::string note = textOf(root, "note"); !note.empty()) {
+                cause_ = note == "cause" ? text : cause_;
                 words.push_back(note == "stage" ? textOf(root, "stage") : note);
                 continue;
             }
@@ -119,7 +121,19 @@ class Update : public HostProcess {
     }
 
     std::string image_;
+    std::string cause_; // the last note of one
     std::function<void(const std::string &word)> beforeAnswer_;
+
+    void writeImage(const char *model = "M") {
+        const std::string payload(20000, 'p');
+        std::string trailer;
+        std::string whatIsWrong;
+        EXPECT_TRUE(nal::formatImageTrailer(
+            {kOffered, model, payload.size(), nal::sha256Of(payload)}, trailer, whatIsWrong))
+            << whatIsWrong;
+        image_ = payload + trailer;
+        std::ofstream(in("served")) << image_;
+    }
 
   private:
     void writeBanks() {
@@ -133,17 +147,6 @@ class Update : public HostProcess {
         std::string config = fileText("node.conf");
         config.replace(config.find("size=1K"), 7, "size=64K");
         std::ofstream(configPath_) << config;
-    }
-
-    void writeImage() {
-        const std::string payload(20000, 'p');
-        std::string trailer;
-        std::string whatIsWrong;
-        EXPECT_TRUE(nal::formatImageTrailer({kOffered, "M", payload.size(), nal::sha256Of(payload)},
-                                            trailer, whatIsWrong))
-            << whatIsWrong;
-        image_ = payload + trailer;
-        std::ofstream(in("served")) << image_;
     }
 };
 
@@ -177,11 +180,40 @@ TEST_F(Update, TellsEveryStageOfAnUpdateUntilItsCommit) {
 TEST_F(Update, EndsIdleWhereItFailsOnItsWay) {
     startAgent();
     send(offer(1, std::string(32, '0')));
-    EXPECT_EQ(story(), (Words{"downloading", "verifying", "OTA_CRC_CHECK_FAILED", "idle"}))
+    EXPECT_EQ(story(), (Words{"downloading", "verifying", "cause", "OTA_CRC_CHECK_FAILED", "idle"}))
         << errors();
+    EXPECT_EQ(cause_.find(R"({"note":"cause","reason":"checksum-differs","text":"the MD5 sum of )"),
+              0U)
+        << cause_;
     std::filesystem::remove(in("served"));
     send(offer(1, md5Of(image_)));
-    EXPECT_EQ(story(), (Words{"downloading", "downloadRetryTimer", "idle"})) << errors();
+    EXPECT_EQ(story(), (Words{"downloading", "cause", "cause", "downloadRetryTimer", "idle"}))
+        << errors();
+    EXPECT_NE(cause_.find(R"("attempt":1})"), std::string::npos) << cause_;
+}
+
+TEST_F(Update, TellsWhyTheBankDidNotTakeIt) {
+    writeImage("other model");
+    startAgent();
+    send(offer(1, md5Of(image_)));
+    EXPECT_EQ(story(), (Words{"downloading", "verifying", "writing", "cause",
+                              "OTA_SW_FLASH_WRITE_FAILED", "idle"}))
+        << errors();
+    EXPECT_EQ(cause_.find(R"({"note":"cause","reason":"wrong-model","text":")"), 0U) << cause_;
+}
+
+// Nothing else tells of it: the agent says no word.
+TEST_F(Update, TellsWhyAnActivationFailedInSilence) {
+    startAgent();
+    beforeAnswer_ = [](const std::string &) {};
+    send(offer(2, md5Of(image_)));
+    EXPECT_EQ(story().back(), "idle");
+    std::filesystem::remove(in("boot_state"));
+    send(R"({"event":"timer","name":"rebootTimer"})");
+    const Words words = story();
+    EXPECT_NE(std::find(words.begin(), words.end(), "cause"), words.end()) << errors();
+    EXPECT_EQ(cause_.find(R"({"note":"cause","reason":"boot-state-unreadable","text":")"), 0U)
+        << cause_;
 }
 
 TEST_F(Update, AsksForTheNextAttemptAtOnceWhereTheDeskHurries) {
@@ -189,6 +221,8 @@ TEST_F(Update, AsksForTheNextAttemptAtOnceWhereTheDeskHurries) {
     std::filesystem::remove(in("served"));
     send(offer(1, md5Of(image_)));
     ASSERT_EQ(next(), R"({"note":"stage","stage":"downloading"})");
+    EXPECT_EQ(next().find(R"({"note":"cause")"), 0U);
+    EXPECT_EQ(next().find(R"({"note":"cause")"), 0U);
     EXPECT_EQ(next(), R"({"call":"startTimer","seconds":0,"name":"downloadRetryTimer"})");
 }
 

@@ -2,6 +2,8 @@
 // Which images are for this node.
 #include "platform/nal/image_check.h"
 
+#include "platform/nal/because.h"
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -12,6 +14,7 @@ class ForThisNode : public testing::Test {
 
     bool isFor(const std::string &version, const std::string &path = "/tmp/image") {
         wrong_.clear();
+        nal::forgetReason();
         manifest_.version = version;
         return nal::imageIsForThisNode(path, manifest_, offered_, config_, state_, wrong_);
     }
@@ -23,6 +26,8 @@ class ForThisNode : public testing::Test {
         return !taken;
     }
 
+    static host::Reason reason() { return nal::notedReason(host::Reason::none); }
+
     nal::Config config_;
     nal::BootState state_;
     nal::ImageManifest manifest_{"4QZ2.0.0", "GW-1000", 1, std::string(64, '0')};
@@ -33,7 +38,9 @@ class ForThisNode : public testing::Test {
 TEST_F(ForThisNode, IsAnImageOfItsModelOnly) {
     EXPECT_TRUE(isFor("4QZ2.0.0")) << wrong_;
     manifest_.model = "GW-1001";
+    EXPECT_EQ(reason(), host::Reason::none);
     EXPECT_TRUE(isRefused("4QZ2.0.0", "for model GW-1001, this node is a GW-1000"));
+    EXPECT_EQ(reason(), host::Reason::wrongModel);
 }
 
 TEST_F(ForThisNode, IsTheOfferedVersionToItsLastCharacter) {
@@ -41,6 +48,7 @@ TEST_F(ForThisNode, IsTheOfferedVersionToItsLastCharacter) {
     EXPECT_TRUE(isFor("4QZ2.0.0-build9", "/tmp/4QZ2.0.0-build")) << wrong_;
     EXPECT_TRUE(isRefused("4QZ2.0.0-build1", "which is not the one that was offered",
                           "/tmp/4QZ2.0.0-build"));
+    EXPECT_EQ(reason(), host::Reason::wrongVersion);
 }
 
 // The agent names the file after the offered version, in at most 14 characters.

@@ -4,9 +4,12 @@
 #include "platform/nal.h"
 #include "platform/nal/digest.h"
 #include "platform/nal/image_manifest.h"
+#include "platform/nal/reason_hook.h"
 #include "signers.h"
 
 namespace {
+
+std::string told; // why the last write failed
 
 class WritingASignedImage : public OnANode {
   protected:
@@ -14,7 +17,11 @@ class WritingASignedImage : public OnANode {
         writeText(in("root.pem"), pemOf(root_.certificate.get()));
         writeText(configPath_, configWith("signature", images));
         open();
+        nalOnReason([](host::Reason reason, const std::string &whatIsWrong) {
+            told = std::string(host::rowOf(reason).name) + ": " + whatIsWrong;
+        });
     }
+    ~WritingASignedImage() override { nalOnReason(nullptr); }
     void makeImage(const Identity &root, const std::string &version, const std::string &name) {
         const Identity signer = issue({.name = "Release"}, &root);
         writeText(in("key.pem"), pemOf(signer.key.get()));
@@ -33,11 +40,14 @@ class WritingASignedImage : public OnANode {
         errors_ = errorsOf([&] { result = nal_writePassiveImage(in(name).c_str()); });
         return result;
     }
-    void expectUntouched(const std::string &name, const std::string &reason) {
+    void expectUntouched(const std::string &name, const std::string &code,
+                         const std::string &reason) {
         const std::string state = readText(statePath_);
         const std::string bank = readText(in("bank_b"));
         EXPECT_NE(write(name), 0);
         EXPECT_NE(errors_.find(reason), std::string::npos) << errors_;
+        EXPECT_EQ(told.find(code + ": "), 0U) << told;
+        EXPECT_NE(told.find(reason), std::string::npos) << told;
         EXPECT_EQ(readText(statePath_), state);
         EXPECT_EQ(readText(in("bank_b")), bank);
     }
@@ -54,11 +64,13 @@ TEST_F(WritingASignedImage, TakesOneOfItsAuthorityAndNoOther) {
     EXPECT_EQ(bootState().of(nal::Bank::b).version, "4QZ2.0.0");
     EXPECT_EQ(errors_.find("was not checked"), std::string::npos) << errors_;
     makeImage(strange_, "4QZ2.1.0", "strange");
-    expectUntouched("strange", "its signer (CN = Release) is not of an authority in");
+    expectUntouched("strange", "wrong-signer",
+                    "its signer (CN = Release) is not of an authority in");
     writeText(in("unsigned"), imageOf(payloadOf(1000), "4QZ2.1.0"));
-    expectUntouched("unsigned", "it is not signed");
+    expectUntouched("unsigned", "not-signed", "it is not signed");
     makeImage(root_, "4QZ2.1.0", "4QZ2.2.0");
-    expectUntouched("4QZ2.2.0", "of version 4QZ2.1.0, which is not the one that was offered");
+    expectUntouched("4QZ2.2.0", "version-not-as-offered",
+                    "of version 4QZ2.1.0, which is not the one that was offered");
 }
 
 TEST_F(WritingASignedImage, SaysWhereItDoesNotKnowWhomToTrust) {

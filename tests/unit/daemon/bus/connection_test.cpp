@@ -30,7 +30,7 @@ TEST_F(BusConnections, AfterTheBusDiedEverythingWorksAgain) {
     ASSERT_TRUE(comesTrue([this] { return events_.size() == 2; }));
     EXPECT_FALSE(service_->connected());
     EXPECT_FALSE(service_->raiseStatus("{}"));
-    service_->raiseFinished(1, host::rowOf(host::Outcome::done), "");
+    service_->raiseFinished(host::endOf(1, host::Outcome::done, {host::Reason::none, ""}));
     daemon_.node.stage = "writing";
     service_->statusChanged();
     daemon_.pending[0](nullptr, 3);

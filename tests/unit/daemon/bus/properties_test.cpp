@@ -21,6 +21,12 @@ otad::NodeStatus busyNode() {
     node.deferred = true;
     node.banks = {{"bank0", "4QZ-1.0", true, true, false}, {"bank1", "", false, false, true}};
     node.bankTrials = {{"bank0", false, 0, 0, ""}, {"bank1", true, 2, 3, "health"}};
+    node.waitReasonCode = "file-not-found";
+    node.waitReason = "it answered 404";
+    node.lastEnd = {11, 52, "flashWriteFailed", "not-signed", "it is not signed"};
+    node.runningVersion = "4QZ-1.0";
+    node.nextVersion = "4QZ-1.1";
+    node.activationTime = "03:30";
     node.failedVersions = {{"4QZ-2.0", 3, "health", true}, {"4QZ-3.0", 1, "boot", false}};
     node.uptime = 123456;
     node.queued = 3;
@@ -78,6 +84,12 @@ TEST_F(BusProperties, EachIsReadAsTheDaemonHoldsIt) {
         {"WorkRole", "\"Controller\""},
         {"Onboarding", "-1"},
         {"PreferredActivationTime", "\"02:30\""},
+        {"WaitReasonCode", "\"file-not-found\""},
+        {"WaitReason", "\"it answered 404\""},
+        {"LastEnd", "(11 52 \"flashWriteFailed\" \"not-signed\" \"it is not signed\")"},
+        {"RunningVersion", "\"4QZ-1.0\""},
+        {"NextVersion", "\"4QZ-1.1\""},
+        {"ActivationTime", "\"03:30\""},
         {"RootConnected", "true"},
         {"DaemonVersion", "\"" OTA_VERSION "\""}};
     std::string all;
@@ -133,13 +145,15 @@ TEST_F(BusProperties, TheTickOfATimerIsNotTold) {
 TEST(ChangedProperties, EveryFieldButTheUptimeCountsUnderItsOwnName) {
     const otad::NodeStatus idle;
     otad::NodeStatus busy = busyNode();
-    EXPECT_EQ(changed(idle, busy),
-              (Signals{"StatusWord",      "StatusRecord",   "Stage",      "Percentage",
-                       "DownloadedBytes", "Timers",         "Deferred",   "Banks",
-                       "BankTrials",      "FailedVersions", "Queued",     "Ticket",
-                       "OfferedVersion",  "Model",          "Serial",     "Mac",
-                       "WorkMode",        "WorkRole",       "Onboarding", "PreferredActivationTime",
-                       "RootConnected"}));
+    EXPECT_EQ(
+        changed(idle, busy),
+        (Signals{"StatusWord",      "StatusRecord",   "Stage",        "Percentage",
+                 "DownloadedBytes", "Timers",         "Deferred",     "Banks",
+                 "BankTrials",      "FailedVersions", "Queued",       "Ticket",
+                 "OfferedVersion",  "Model",          "Serial",       "Mac",
+                 "WorkMode",        "WorkRole",       "Onboarding",   "PreferredActivationTime",
+                 "WaitReasonCode",  "WaitReason",     "LastEnd",      "RunningVersion",
+                 "NextVersion",     "ActivationTime", "RootConnected"}));
     EXPECT_EQ(changed(busy, busy), Signals{});
     otad::NodeStatus later = busy;
     later.uptime += 1;

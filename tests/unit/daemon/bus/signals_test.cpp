@@ -13,12 +13,17 @@ TEST_F(BusSignals, EachCarriesItsValuesUnderItsName) {
     EXPECT_TRUE(service_->raiseStatus("{\"status\":\"OTA_START\"}"));
     service_->raiseExtenderStatus("02:00:00:00:00:02", "{\"a\":1}");
     service_->raiseExtenderFileServer("02:00:00:00:00:03", "{\"b\":2}");
-    service_->raiseFinished(9, host::rowOf(host::Outcome::checksumFailed), "it differs");
+    service_->raiseFinished(host::endOf(9, host::Outcome::checksumFailed,
+                                        {host::Reason::checksumDiffers, "it differs"}));
     service_->raiseHistory("{\"event\":\"boot\"}");
     EXPECT_EQ(heard(),
               (std::vector<std::string>{R"(updateUpgradeStatus "{"status":"OTA_START"}")",
                                         R"(extenderUpgradeStatus "02:00:00:00:00:02" "{"a":1}")",
                                         R"(extenderFileServerInfo "02:00:00:00:00:03" "{"b":2}")",
+                                        R"(requestEnded 9 ["code"=51 "result"="checksumFailed" )"
+                                        R"("reason_code"="checksum-differs" "reason"="it differs" )"
+                                        R"("remedy"="compare the image on the file server with )"
+                                        R"(the checksum of the offer"])",
                                         R"(requestFinished 9 51 "checksumFailed" "it differs")",
                                         R"(historyAdded "{"event":"boot"}")"}));
 }

@@ -66,8 +66,12 @@ TEST_F(AnExplanation, SaysThatNothingWasEverOffered) {
 TEST_F(AnExplanation, SaysHowTheLastRequestEnded) {
     ledger_.nextTicket = 4;
     EXPECT_EQ(of("now"), "The node is idle: everything that was asked of it has ended.");
-    facts_.lastFinished = "ticket 3, notNeeded";
-    EXPECT_EQ(of("now"), "The node is idle; the last request ended: ticket 3, notNeeded.");
+    status_.lastEnd = host::endOf(3, host::Outcome::flashWriteFailed,
+                                  {host::Reason::notSigned, "4QZ2: it is not signed"});
+    EXPECT_EQ(of("now"),
+              "The node is idle; the last request ended: ticket 3: the passive bank could "
+              "not be written; the running one is untouched: 4QZ2: it is not signed (52 "
+              "flashWriteFailed, not-signed).");
 }
 
 TEST_F(AnExplanation, SaysWhatIsBeingDownloadedAndHowFar) {

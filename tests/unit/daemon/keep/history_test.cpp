@@ -31,17 +31,19 @@ std::string numbered(int number) {
 
 TEST(AHistoryLine, IsOneJsonObjectWithEveryKey) {
     HistoryLine line = lineOf("finished");
+    line.number = 42;
     line.ticket = 9'007'199'254'740'991;
     line.version = "4QZ-2.0.0";
     line.stage = "verifying";
     line.outcome = host::Outcome::checksumFailed;
     line.reason = "OTA_CRC_CHECK_FAILED";
     line.next = "offer \"again\"";
-    EXPECT_EQ(otad::formatHistoryLine(line, 1'700'000'000, "02:00:00:00:00:01"),
-              R"({"time":"2023-11-14T22:13:20Z","node":"02:00:00:00:00:01","event":"finished",)"
-              R"("ticket":9007199254740991,"version":"4QZ-2.0.0","stage":"verifying","code":51,)"
-              R"("result":"checksumFailed","reason":"OTA_CRC_CHECK_FAILED",)"
-              R"("next":"offer \"again\""})");
+    EXPECT_EQ(
+        otad::formatHistoryLine(line, 1'700'000'000, "02:00:00:00:00:01"),
+        R"({"seq":42,"time":"2023-11-14T22:13:20Z","node":"02:00:00:00:00:01","event":"finished",)"
+        R"("ticket":9007199254740991,"version":"4QZ-2.0.0","stage":"verifying","code":51,)"
+        R"("result":"checksumFailed","reason_code":"checksum-differs","reason":"OTA_CRC_CHECK_FAILED",)"
+        R"("next":"offer \"again\""})");
 }
 
 TEST(AHistoryLine, HasItsTimeInUtcWhateverTheZone) {

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+// What an activation time is for.
+#ifndef CLI_GOVERNED_H
+#define CLI_GOVERNED_H
+
+#include "cli/node.h"
+
+#include <string>
+
+namespace otactl {
+
+/* Half a sentence on what the activation time governs, and until when. */
+std::string governedBy(const Node &node);
+
+} // namespace otactl
+
+#endif

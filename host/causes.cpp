@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+// Why something failed, for the supervisor to tell: from the node's own calls and the agent's log.
+#include "host/causes.h"
+
+#include "host/log_causes.h"
+#include "host/supervisor_link.h"
+#include "platform/nal/reason_hook.h"
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
+namespace host {
+namespace {
+
+// What bounds a file from outside, as the unit or a quota may, is no different to the image.
+bool hasNoRoom(const std::string &path) {
+    struct stat file {};
+    struct statvfs disk {};
+    rlimit limit{};
+    const bool isAtItsLimit = stat(path.c_str(), &file) == 0 &&
+                              getrlimit(RLIMIT_FSIZE, &limit) == 0 &&
+                              static_cast<rlim_t>(file.st_size) >= limit.rlim_cur;
+    return isAtItsLimit ||
+           (statvfs(path.c_str(), &disk) == 0 && (disk.f_bavail == 0 || disk.f_favail == 0));
+}
+
+LogCauses inTheLog(hasNoRoom);
+
+void tell(const Cause &cause) {
+    const Json note = newNote("cause");
+    cJSON_AddStringToObject(note.get(), "reason", rowOf(cause.reason).name);
+    cJSON_AddStringToObject(note.get(), "text", cause.sentence.c_str());
+    cJSON_AddNumberToObject(note.get(), "attempt", cause.attempt);
+    tellSupervisor(note);
+}
+
+} // namespace
+
+void followCauses() {
+    nalOnReason([](Reason reason, const std::string &whatIsWrong) { tell({reason, whatIsWrong}); });
+}
+
+void takeCauseOfEntry(std::string_view function, std::string_view text) {
+    if (const auto cause = inTheLog.take(function, text)) {
+        tell(*cause);
+    }
+}
+
+void endCauses() {
+    if (const auto cause = inTheLog.endOfCall()) {
+        tell(*cause);
+    }
+}
+
+} // namespace host

@@ -1,0 +1,216 @@
+// SPDX-License-Identifier: MIT
+// Why a download or a checksum failed, read out of the agent's log: it tells it nowhere else.
+#include "host/log_causes.h"
+
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <curl/curl.h>
+
+namespace host {
+namespace {
+
+constexpr std::string_view kDownload = "ota_httpDownLoadFile";
+constexpr std::string_view kUpgrade = "upgrade";
+constexpr std::string_view kCaFile = "get_https_cacert_file_status";
+constexpr std::string_view kImagePath = "ota_getFileDownloadPath";
+constexpr int kAttempts = 7; // in a row, and the agent gives up
+constexpr long kOk = 200;
+
+// True where the text begins so; the beginning is taken off.
+bool takes(std::string_view &text, std::string_view beginning) {
+    if (!text.starts_with(beginning)) {
+        return false;
+    }
+    text.remove_prefix(beginning.size());
+    return true;
+}
+
+long numberAt(std::string_view text) {
+    long number = 0;
+    std::from_chars(text.data(), text.data() + text.size(), number);
+    return number;
+}
+
+std::string firstWord(std::string_view text) {
+    return std::string(text.substr(0, text.find_first_of(" ,\r\n")));
+}
+
+std::string firstLine(std::string_view text) {
+    return std::string(text.substr(0, text.find_first_of("\r\n")));
+}
+
+// The agent logs libcurl's words for a result, and libcurl knows which result they are for.
+CURLcode resultOf(std::string_view words) {
+    for (int code = CURLE_OK + 1; code < CURL_LAST; ++code) {
+        if (words == curl_easy_strerror(static_cast<CURLcode>(code))) {
+            return static_cast<CURLcode>(code);
+        }
+    }
+    return CURL_LAST;
+}
+
+Reason reasonOf(CURLcode result) {
+    struct Row {
+        CURLcode result;
+        Reason reason;
+    };
+    static constexpr std::array kRows{
+        Row{CURLE_COULDNT_RESOLVE_PROXY, Reason::hostUnknown},
+        Row{CURLE_COULDNT_RESOLVE_HOST, Reason::hostUnknown},
+        Row{CURLE_COULDNT_CONNECT, Reason::noConnection},
+        Row{CURLE_INTERFACE_FAILED, Reason::noConnection},
+        Row{CURLE_PEER_FAILED_VERIFICATION, Reason::certificateRefused},
+        Row{CURLE_SSL_ISSUER_ERROR, Reason::certificateRefused},
+        Row{CURLE_SSL_INVALIDCERTSTATUS, Reason::certificateRefused},
+        Row{CURLE_SSL_CACERT_BADFILE, Reason::caFileMissing},
+        Row{CURLE_SSL_CONNECT_ERROR, Reason::tlsFailed},
+        Row{CURLE_SSL_CIPHER, Reason::tlsFailed},
+        Row{CURLE_OPERATION_TIMEDOUT, Reason::timeLimit},
+        Row{CURLE_FILESIZE_EXCEEDED, Reason::fileTooLarge}, // the host's own limit
+        Row{CURLE_PARTIAL_FILE, Reason::connectionLost},
+        Row{CURLE_GOT_NOTHING, Reason::connectionLost},
+        Row{CURLE_SEND_ERROR, Reason::connectionLost},
+        Row{CURLE_RECV_ERROR, Reason::connectionLost},
+    };
+    for (const Row &row : kRows) {
+        if (row.result == result) {
+            return row.reason;
+        }
+    }
+    return Reason::downloadFailed;
+}
+
+Reason reasonOfCode(long code) {
+    constexpr long kLeastServerError = 500;
+    constexpr long kMostServerError = 599;
+    switch (code) {
+    case 404:
+    case 410:
+        return Reason::fileNotFound;
+    case 401:
+    case 403:
+    case 407:
+        return Reason::fileForbidden;
+    default:
+        return code >= kLeastServerError && code <= kMostServerError ? Reason::serverError
+                                                                     : Reason::serverAnswer;
+    }
+}
+
+} // namespace
+
+std::optional<Cause> LogCauses::take(std::string_view function, std::string_view text) {
+    if (function == kDownload) {
+        return ofDownload(text);
+    }
+    if (function == kUpgrade) {
+        return ofChecksum(text);
+    }
+    if (function == kCaFile) {
+        return ofCaFile(text);
+    }
+    if (function == kImagePath && takes(text, "download path = ")) {
+        imageFile_ = firstLine(text);
+    }
+    return std::nullopt;
+}
+
+std::optional<Cause> LogCauses::ofDownload(std::string_view text) {
+    if (text.starts_with("Removing the image files for last time failure")) {
+        *this = LogCauses(hasNoRoom_); // another download
+    } else if (takes(text, "curl_easy_perform() failed: ")) {
+        return ofTransfer(text);
+    } else if (text.starts_with("curl_easy_getinfo() error in receiving response code")) {
+        imageFile_.clear();
+    } else if (takes(text, "receiving response code ")) {
+        return ofAnswer(text);
+    } else if (text.starts_with("Download Rety Exceeded") ||
+               text.starts_with("Invalid Response Code(")) {
+        return attempt(kAttempts);
+    } else if (takes(text, "ota_httpDownLoadFile(): download_retry = ") ||
+               takes(text, "download_retry = ")) {
+        return attempt(static_cast<int>(numberAt(text)));
+    }
+    return std::nullopt;
+}
+
+std::optional<Cause> LogCauses::ofTransfer(std::string_view text) {
+    constexpr std::string_view kErrno = " errno : ";
+    const std::size_t at = text.rfind(kErrno);
+    const std::string words(text.substr(0, at));
+    const long number =
+        at == std::string_view::npos ? 0 : numberAt(text.substr(at + kErrno.size()));
+    const CURLcode result = resultOf(words);
+    failed_ = {
+        reasonOf(result),
+        "the transfer failed: " + words +
+            (number == 0 ? "" : " (" + std::string(std::strerror(static_cast<int>(number))) + ")")};
+    if (result == CURLE_WRITE_ERROR) {
+        failed_ = unwritten(words);
+    }
+    imageFile_.clear();
+    return failed_;
+}
+
+Cause LogCauses::unwritten(const std::string &transfer) const {
+    if (hasNoRoom_(imageFile_)) {
+        return {Reason::diskFull,
+                "no room for " + imageFile_ + ": the disk is full, or files may not be so large"};
+    }
+    return {Reason::downloadFailed, imageFile_ + " could not be written: " + transfer};
+}
+
+std::optional<Cause> LogCauses::ofAnswer(std::string_view text) {
+    const long code = numberAt(text);
+    imageFile_.clear();
+    if (code == kOk || code == 0) { // 0: what was asked speaks no HTTP
+        return std::nullopt;
+    }
+    failed_ = {reasonOfCode(code), "the file server answered " + std::to_string(code)};
+    answered_ = true;
+    return failed_;
+}
+
+// What a server sent in place of the file has another checksum too: that is not what is wrong.
+std::optional<Cause> LogCauses::ofChecksum(std::string_view text) {
+    if (takes(text, "Rcvd MD5 checksum = ")) {
+        offeredSum_ = firstWord(text);
+    } else if (takes(text, "Calculated md5 CRC value is = ")) {
+        sum_ = firstWord(text);
+    } else if (text.starts_with("upgrade: MD5 CRC check failed")) {
+        return answered_ ? failed_
+                         : Cause{Reason::checksumDiffers, "the MD5 sum of what came is " +
+                                                              (sum_.empty() ? "none" : sum_) +
+                                                              ", offered was " + offeredSum_};
+    }
+    return std::nullopt;
+}
+
+std::optional<Cause> LogCauses::ofCaFile(std::string_view text) {
+    if (takes(text, "path = ")) {
+        caFile_ = firstLine(text);
+        return std::nullopt;
+    }
+    imageFile_.clear();
+    return Cause{Reason::caFileMissing, caFile_ + " is missing or cannot be read; it must hold the "
+                                                  "CA certificate of the file server"};
+}
+
+Cause LogCauses::attempt(int number) const {
+    Cause cause = failed_;
+    cause.attempt = number;
+    return cause;
+}
+
+std::optional<Cause> LogCauses::endOfCall() {
+    if (imageFile_.empty()) {
+        return std::nullopt;
+    }
+    const Cause cause{Reason::imageNotCreated,
+                      imageFile_ + " could not be created; look at the tmp directory"};
+    imageFile_.clear();
+    return cause;
+}
+
+} // namespace host

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+// Why a download or a checksum failed, read out of the agent's log: it tells it nowhere else.
+#ifndef HOST_LOG_CAUSES_H
+#define HOST_LOG_CAUSES_H
+
+#include "host/reason.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace host {
+
+class LogCauses {
+  public:
+    /* `hasNoRoom` is asked of the file that a transfer could not write. */
+    explicit LogCauses(bool (*hasNoRoom)(const std::string &path)) : hasNoRoom_(hasNoRoom) {}
+
+    /*
+     * Takes each entry: the function that wrote it, and what follows its prefix. The cause that is
+     * known from it; of a failed attempt it comes twice, then with the attempt's number.
+     */
+    std::optional<Cause> take(std::string_view function, std::string_view text);
+    /* The call of the agent is over: what it left without a word. */
+    std::optional<Cause> endOfCall();
+
+  private:
+    std::optional<Cause> ofDownload(std::string_view text);
+    std::optional<Cause> ofTransfer(std::string_view text);
+    std::optional<Cause> ofAnswer(std::string_view text);
+    std::optional<Cause> ofChecksum(std::string_view text);
+    std::optional<Cause> ofCaFile(std::string_view text);
+    Cause attempt(int number) const;
+    Cause unwritten(const std::string &transfer) const;
+
+    bool (*hasNoRoom_)(const std::string &path);
+    std::string caFile_;
+    std::string imageFile_; // that is about to be made; empty: none
+    Cause failed_;          // the attempt that failed last
+    bool answered_ = false; // by a code that brings no file, and is not counted
+    std::string offeredSum_;
+    std::string sum_;
+};
+
+} // namespace host
+
+#endif
