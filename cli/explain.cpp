@@ -2,9 +2,12 @@
 // otactl explain: why nothing happens now, and what will happen when.
 #include "cli/bus_client.h"
 #include "cli/display.h"
+#include "cli/explain_name.h"
 #include "cli/failure.h"
 #include "cli/json_output.h"
 #include "cli/verbs.h"
+
+#include <memory>
 
 namespace otactl {
 namespace {
@@ -42,8 +45,17 @@ void printSentences(const Sentences &sentences) {
 
 } // namespace
 
-Action declareExplain(CLI::App &) {
-    return [](const Globals &globals) {
+Action declareExplain(CLI::App &command) {
+    const auto name = std::make_shared<std::string>();
+    command
+        .add_option("name", *name,
+                    "A code, an outcome, a reason or a status word: what it means, without the "
+                    "service")
+        ->type_name("CODE|NAME");
+    return [name](const Globals &globals) {
+        if (!name->empty()) {
+            return explainName(*name, globals);
+        }
         BusClient client(globals.bus);
         const Sentences sentences = readSentences(client);
         if (globals.json) {

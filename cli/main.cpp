@@ -24,7 +24,10 @@ int run(int argc, char **argv, otactl::Globals &globals) {
     } catch (const CLI::Success &success) {
         return app.exit(success); // --help and --version
     } catch (const CLI::ParseError &error) {
-        std::string what = error.what();
+        std::string what = otactl::wrongVerb(argc, argv);
+        if (what.empty()) {
+            what = error.what();
+        }
         std::replace(what.begin(), what.end(), '\n', ' ');
         throw Failure(host::Outcome::wrongUse, what);
     }

@@ -2,8 +2,13 @@
 // Every verb of otactl: one table, and a declaration for each row.
 #include "cli/verbs.h"
 
+#include "cli/nearest.h"
+
+#include <algorithm>
 #include <array>
 #include <cstdint>
+#include <string>
+#include <vector>
 
 namespace otactl {
 namespace {
@@ -16,7 +21,8 @@ constexpr std::array kVerbs = {
     Verb{"status", "Show the node as it is now", declareStatus},
     Verb{"watch", "Follow the node: progress, status words, timers", declareWatch},
     Verb{"history", "Show the newest events", declareHistory},
-    Verb{"explain", "Say why nothing happens now and what will happen when", declareExplain},
+    Verb{"explain", "Say why nothing happens now and what will happen when, or what a code means",
+         declareExplain},
     Verb{"banks", "Show what the two banks hold, and which versions failed", declareBanks},
     Verb{"commit", "Mark the running bank good, where it is on trial", declareCommit},
     Verb{"forget", "Let a version in again that failed its trial", declareForget},
@@ -30,6 +36,23 @@ constexpr std::array kVerbs = {
 } // namespace
 
 std::span<const Verb> verbs() { return kVerbs; }
+
+std::string wrongVerb(int argc, const char *const *argv) {
+    std::vector<std::string> names;
+    for (const Verb &verb : verbs()) {
+        names.emplace_back(verb.name);
+    }
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        if (word == "--bus") {
+            ++i; // its address
+        } else if (!word.starts_with('-')) {
+            const bool known = std::find(names.begin(), names.end(), word) != names.end();
+            return known ? "" : word + ": there is no such verb" + didYouMean(word, names);
+        }
+    }
+    return "";
+}
 
 CLI::Validator wholeNumber() {
     CLI::Range range(std::uint64_t{0}, std::uint64_t{1} << 53U);

@@ -29,6 +29,10 @@ struct Verb {
 
 std::span<const Verb> verbs();
 
+/* What is wrong with the word in the place of the verb, one line; empty: nothing, or there is none.
+ */
+std::string wrongVerb(int argc, const char *const *argv);
+
 /* Accepts whole numbers that JSON carries exactly; without it a negative or an endless one would be
  * taken for another number. */
 CLI::Validator wholeNumber();

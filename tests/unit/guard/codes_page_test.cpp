@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The page of codes holds the tables of outcomes and of reasons as they are.
 #include "host/reason.h"
+#include "host/word.h"
 
 #include <gtest/gtest.h>
 
@@ -37,5 +38,7 @@ void expectTable(const std::string &table) {
 TEST(CodesPage, HoldsTheTableOfOutcomes) { expectTable(outcomesAsMarkdown()); }
 
 TEST(CodesPage, HoldsTheTableOfReasons) { expectTable(reasonsAsMarkdown()); }
+
+TEST(CodesPage, HoldsTheTableOfStatusWords) { expectTable(wordsAsMarkdown()); }
 
 } // namespace

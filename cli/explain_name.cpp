@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT
+// What a code, an outcome, a reason or a status word means, without the service.
+#include "cli/explain_name.h"
+
+#include "cli/display.h"
+#include "cli/failure.h"
+#include "cli/json_output.h"
+#include "cli/nearest.h"
+#include "host/reason.h"
+#include "host/word.h"
+
+#include <charconv>
+#include <vector>
+
+namespace otactl {
+namespace {
+
+struct Meaning {
+    const char *kind;
+    std::string name;
+    const host::OutcomeRow *outcome; // itself, or the one that a reason explains; null: none
+    std::string meaning;
+    std::string remedy;
+    std::vector<std::string> reasons; // of an outcome
+};
+
+std::vector<std::string> reasonsOf(host::Outcome outcome) {
+    std::vector<std::string> names;
+    for (const host::ReasonRow &row : host::reasons()) {
+        if (row.outcome == outcome && row.reason != host::Reason::none) {
+            names.emplace_back(row.name);
+        }
+    }
+    return names;
+}
+
+const host::OutcomeRow *outcomeCalled(const std::string &name) {
+    int code = 0;
+    const char *const end = name.data() + name.size();
+    const auto number = std::from_chars(name.data(), end, code);
+    if (number.ec == std::errc() && number.ptr == end) {
+        return host::rowOfCode(code);
+    }
+    for (const host::OutcomeRow &row : host::outcomes()) {
+        if (name == row.name) {
+            return &row;
+        }
+    }
+    return nullptr;
+}
+
+std::vector<std::string> knownNames() {
+    std::vector<std::string> names;
+    for (const host::OutcomeRow &row : host::outcomes()) {
+        names.emplace_back(row.name);
+    }
+    for (const host::ReasonRow &row : host::reasons()) {
+        names.emplace_back(row.name);
+    }
+    for (const host::WordRow &row : host::statusWords()) {
+        names.emplace_back(row.word);
+    }
+    return names;
+}
+
+Meaning meaningOf(const std::string &name) {
+    if (const host::OutcomeRow *const row = outcomeCalled(name)) {
+        return {"outcome", row->name, row, row->meaning, row->remedy, reasonsOf(row->outcome)};
+    }
+    if (const host::ReasonRow *const row = host::rowOfReason(name)) {
+        return {"reason", row->name, &host::rowOf(row->outcome), row->meaning, row->remedy, {}};
+    }
+    if (const host::WordRow *const row = host::rowOfWord(name)) {
+        return {"status word", row->word, nullptr, row->meaning, row->remedy, {}};
+    }
+    throw Failure(host::Outcome::wrongUse,
+                  name + ": no code, outcome, reason or status word is called so" +
+                      didYouMean(name, knownNames()));
+}
+
+void print(const Meaning &meaning) {
+    const host::Json object = newObject();
+    add(object.get(), "kind", meaning.kind);
+    add(object.get(), "name", meaning.name);
+    if (meaning.outcome != nullptr) {
+        add(object.get(), "code", static_cast<std::uint32_t>(meaning.outcome->code));
+        add(object.get(), "result", meaning.outcome->name);
+    }
+    add(object.get(), "meaning", meaning.meaning);
+    add(object.get(), "remedy", meaning.remedy);
+    host::Json reasons(cJSON_CreateArray());
+    for (const std::string &reason : meaning.reasons) {
+        cJSON_AddItemToArray(reasons.get(), cJSON_CreateString(reason.c_str()));
+    }
+    add(object.get(), "reasons", std::move(reasons));
+    printJson(object.get());
+}
+
+void show(const Meaning &meaning) {
+    Display display;
+    display.line(meaning.kind, meaning.name);
+    if (meaning.outcome != nullptr) {
+        display.line("code", std::to_string(meaning.outcome->code) + " " + meaning.outcome->name);
+    }
+    display.line("means", meaning.meaning);
+    display.line("to do", meaning.remedy);
+    std::string reasons;
+    for (const std::string &reason : meaning.reasons) {
+        reasons += (reasons.empty() ? "" : ", ") + reason;
+    }
+    if (!reasons.empty()) {
+        display.line("reasons", reasons);
+    }
+}
+
+} // namespace
+
+int explainName(const std::string &name, const Globals &globals) {
+    const Meaning meaning = meaningOf(name);
+    if (globals.json) {
+        print(meaning);
+    } else {
+        show(meaning);
+    }
+    return 0;
+}
+
+} // namespace otactl
