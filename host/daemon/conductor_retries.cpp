@@ -8,6 +8,8 @@
 #include "otaSwAgent/status_words.h"
 #include "platform/timers.h"
 
+#include <algorithm>
+
 namespace otad {
 namespace {
 
@@ -31,7 +33,8 @@ std::optional<int> Conductor::attemptFailed(int seconds) {
     if (witness_.lastAttempt) {
         return std::nullopt;
     }
-    return attempt == 1 ? seconds : kLaterDelay;
+    // An agent that counts fewer asks for the longer delay of a first attempt.
+    return attempt == 1 ? seconds : std::min(seconds, kLaterDelay);
 }
 
 // The last attempt is reported by the agent as the agent's own count would have it. True: the call
@@ -43,7 +46,8 @@ bool Conductor::endSeries(const cJSON &message) {
     // agent's first need not be the first of the series.
     if (witness_.retryStopped && !witness_.attemptFailed &&
         memory.number(AgentMemoryText::kRetryPending, 0) != 0) {
-        const std::optional<int> seconds = attemptFailed(0);
+        const std::optional<int> seconds =
+            attemptFailed(ledger().failedDownloads == 0 ? 0 : kLaterDelay);
         if (seconds && *seconds > 0) {
             with_.timers.start(TIMER_DOWNLOAD_RETRY, *seconds);
         }

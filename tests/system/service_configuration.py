@@ -63,7 +63,7 @@ MISTAKES = [
      "yes or no"),
     ("lowest_version = ", "lowest_version = a b", "[service] lowest_version", "expected"),
     ("lowest_version = ", "lowest_version = " + "4" * 64, "[service] lowest_version",
-     "at most 63"),
+     "at most 30"),
     ("history_size = ", "history_size = much", "[service] history_size", "expected"),
     ("history_files = ", "history_files = 0", "[service] history_files", "1 to 20"),
     ("history_files = ", "history_files = 21", "[service] history_files", "1 to 20"),
@@ -213,9 +213,6 @@ class Configuration(node_case.Case):
         ticket = self.node.told("trigger", "--flag", "0")["ticket"]
         wait_for("it is done", lambda: self.node.end_of(ticket))
 
-    def has_a_timer(self):
-        return self.node.status()["timers"]
-
     def test_requests_that_somebody_changed(self):
         """They are judged like offers of now: nobody knows who wrote them."""
         server = FileServer(self.place)
@@ -227,7 +224,8 @@ class Configuration(node_case.Case):
                 server.refuse(self.node.name)
                 self.node.start()
                 ticket = self.node.offer()
-                wait_for("the next attempt is waited for", self.has_a_timer)
+                wait_for("the next attempt is waited for, and kept",
+                         lambda: (self.node.kept_requests() or {}).get("standing"))
                 self.node.stop()
                 server.refuse(self.node.name, False)
                 fetched = len(server.fetched(self.node.name))
