@@ -8,6 +8,7 @@ shows.
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -31,7 +32,11 @@ def blocks():
 
 class FirstPort(unittest.TestCase):
     def run_in(self, folder, script):
-        environment = {**os.environ, "LC_ALL": "C", "agent": str(agent), "build": str(build),
+        # The library where the script can see it, too, wherever it was built.
+        built = pathlib.Path(folder) / "built"
+        (built / "src").mkdir(parents=True)
+        shutil.copy(build / "src/libotaSwAgent.so", built / "src")
+        environment = {**os.environ, "LC_ALL": "C", "agent": str(agent), "build": str(built),
                        "CFLAGS": ""}
         return subprocess.run(["sh", "-eu", "-c", script], cwd=folder, env=environment,
                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
@@ -45,7 +50,8 @@ class FirstPort(unittest.TestCase):
         self.assertEqual((sorted(files), len(shown)), (["platform.c", "try.sh"], 1))
         host_name = os.uname().nodename
         # Not below /tmp, which the script covers.
-        with tempfile.TemporaryDirectory(dir=build, prefix="first-port.") as folder:
+        place = "/var/tmp" if build.resolve().is_relative_to("/tmp") else build
+        with tempfile.TemporaryDirectory(dir=place, prefix="first-port.") as folder:
             for name, text in files.items():
                 (pathlib.Path(folder) / name).write_text(text)
             ended = self.run_in(folder, commands)

@@ -138,7 +138,8 @@ class Settings(node_case.Case):
             self.assertEqual(left > 120, attempt == 1, (attempt, left))
             self.pass_time("downloadRetryTimer")  # which starts the host anew
         end = node.wait_for_event("finished", ticket=ticket)
-        self.assertEqual((end["code"], end["reason"]), (GAVE_UP, "OTA_RECONNECT_BUE"))
+        self.assertEqual((end["code"], end["reason"]), (
+            GAVE_UP, "attempt 7 of 7 failed: the file server answered 503"))
         self.assertEqual(node.words(), ["OTA_RECONNECT_BUE"])
         self.assertEqual(len(node.events("series-ended")), 1)
         wait_for("the node is idle", lambda: node.status()["stage"] == "idle")
