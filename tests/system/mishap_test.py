@@ -318,8 +318,9 @@ class Mishap(unittest.TestCase):
                                            ({"NO_COLOR": "", "TERM": "dumb"}, False, False),
                                            ({"NO_COLOR": "", "TERM": "xterm"}, True, True)]:
             with self.subTest(environment=environment):
+                # Not in a hurry: the download is to last long enough for a bar to be drawn again.
                 result, shown = desk_run.run_on_terminal(
-                    self.build, self.outside.run_folder, ["--fast", "--policy", "2"],
+                    self.build, self.outside.run_folder, ["--policy", "2"],
                     environment | {"COLUMNS": "100"})
                 self.assertEqual(result.exit_code, 3, result.output)
                 self.assertEqual("\x1b[1m" in shown, bold)

@@ -80,6 +80,11 @@ int getIfMac(const char *ifName, char *out, size_t outLen) {
 
 void initOTAlib(void) {}
 const char *getCfgmgrSocketPath(void) { return "cfgmgr_socket"; }
+const char *getOtaActSuccessPath(void) { return "ota_act_success"; }
+int sendUpgradeSignalToSwMgnt(const char *statusWord) {
+    (void)statusWord;
+    return 0;
+}
 void otaSwAgentSWCommitStatus(void) {}
 void otaMobileApp_process_newimage_request(const MobileAppNotify *notify) { (void)notify; }
 void otaSwmgnt_process_activation_time(const char *text, void *reserved) {
