@@ -5,9 +5,9 @@
 #include "cli/display.h"
 #include "cli/failure.h"
 #include "cli/json_output.h"
-#include "cli/nearest.h"
 #include "host/reason.h"
 #include "host/word.h"
+#include "platform/nal/nearest.h"
 
 #include <charconv>
 #include <vector>
@@ -75,7 +75,7 @@ Meaning meaningOf(const std::string &name) {
     }
     throw Failure(host::Outcome::wrongUse,
                   name + ": no code, outcome, reason or status word is called so" +
-                      didYouMean(name, knownNames()));
+                      nal::didYouMean(name, knownNames()));
 }
 
 void print(const Meaning &meaning) {

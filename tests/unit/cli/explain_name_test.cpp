@@ -2,10 +2,10 @@
 // What a code or a name means, without a service; and what a mistyped one was meant to be.
 #include "otactl_test.h"
 
-#include "cli/nearest.h"
 #include "cli/verbs.h"
 #include "host/reason.h"
 #include "host/word.h"
+#include "platform/nal/nearest.h"
 
 #include <array>
 
@@ -87,12 +87,12 @@ TEST_F(ExplainName, AnAddressBeforeTheVerbIsNoVerb) {
 
 TEST(Nearest, IsNearAndNotJustTheLeastFar) {
     const std::vector<std::string> known{"status", "set", "sign"};
-    EXPECT_EQ(otactl::nearest("sttus", known), "status");
-    EXPECT_EQ(otactl::nearest("sgin", known), "sign");
-    EXPECT_EQ(otactl::nearest("x", known), "");
-    EXPECT_EQ(otactl::nearest("", known), "");
-    EXPECT_EQ(otactl::nearest("completely", known), "");
-    EXPECT_EQ(otactl::nearest(std::string(100'000, 's'), known), "");
+    EXPECT_EQ(nal::nearest("sttus", known), "status");
+    EXPECT_EQ(nal::nearest("sgin", known), "sign");
+    EXPECT_EQ(nal::nearest("x", known), "");
+    EXPECT_EQ(nal::nearest("", known), "");
+    EXPECT_EQ(nal::nearest("completely", known), "");
+    EXPECT_EQ(nal::nearest(std::string(100'000, 's'), known), "");
 }
 
 } // namespace
