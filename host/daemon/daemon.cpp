@@ -5,8 +5,14 @@
 #include <csignal>
 #include <sys/epoll.h>
 #include <systemd/sd-daemon.h>
+#include <utility>
 
 namespace otad {
+namespace {
+
+constexpr std::int64_t kMsPerSecond = 1000;
+
+} // namespace
 
 Daemon::Daemon(sd_event *loop, Options options, const nal::Config &config)
     : loop_(loop), options_(std::move(options)), config_(config),
@@ -25,7 +31,8 @@ Daemon::Daemon(sd_event *loop, Options options, const nal::Config &config)
           {[this](const cJSON &message) { hostCalls_.take(message); }, [this] { root_.follow(); }}),
       hostCalls_(conductor_, chronicle_, bus_, root_, timers_),
       front_({config_, book_, board_, bus_, history_, chronicle_, conductor_, settings_, root_}),
-      diskDone_(loop, disk_.fd(), EPOLLIN, [this](std::uint32_t) { disk_.dispatch(); }) {}
+      diskDone_(loop, disk_.fd(), EPOLLIN, [this](std::uint32_t) { disk_.dispatch(); }),
+      busIsLate_(loop, [this] { goOnWithoutBus(); }) {}
 
 bool Daemon::start() {
     loadWhatWasKept();
@@ -38,8 +45,7 @@ bool Daemon::start() {
     HistoryLine line;
     line.event = "service-started";
     chronicle_.tell(line);
-    root_.follow();
-    conductor_.start();
+    busIsLate_.setInMs(options_.busPatience.count());
     return true;
 }
 
@@ -97,11 +103,40 @@ void Daemon::watchTheBus() {
 
 // Whoever waits for the service can call it from now on.
 void Daemon::nameTaken() {
-    if (!ready_) {
-        ready_ = true;
-        sd_notify(0, "READY=1\nSTATUS=answers on the bus");
-    }
+    tellReady("STATUS=answers on the bus");
     bus_.statusChanged();
+    startWork();
+}
+
+// A node that nobody hears must still prove and commit what it booted.
+void Daemon::goOnWithoutBus() {
+    HistoryLine line;
+    line.event = "bus-missing";
+    line.outcome = host::Outcome::failed;
+    line.reasonCode = host::Reason::busMissing;
+    line.reason = "the message bus did not answer in " +
+                  std::to_string(options_.busPatience.count() / kMsPerSecond) +
+                  " s; the agent starts without it, and nobody hears its reports";
+    line.next = "look for the bus; it is tried again every second";
+    chronicle_.tell(line);
+    tellReady("STATUS=works without the message bus, which is tried again");
+    startWork();
+}
+
+// The agent reports at once, and so may other nodes: before the bus answers, nobody hears it.
+void Daemon::startWork() {
+    if (!std::exchange(works_, true)) {
+        busIsLate_.cancel();
+        root_.follow();
+        conductor_.start();
+    }
+}
+
+void Daemon::tellReady(const char *state) {
+    sd_notify(0, state);
+    if (!std::exchange(ready_, true)) {
+        sd_notify(0, "READY=1");
+    }
 }
 
 void Daemon::end(int exitCode) {

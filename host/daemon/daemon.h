@@ -18,8 +18,8 @@ class Daemon final : public BusCalls {
     Daemon(sd_event *loop, Options options, const nal::Config &config);
 
     /*
-     * Takes up what was kept, asks for the name on the bus and starts the host; all of it goes on
-     * in the loop. False: it can never work, which was logged.
+     * Takes up what was kept, asks for the name on the bus and then starts the host; all of it goes
+     * on in the loop. False: it can never work, which was logged.
      */
     bool start();
     /* start(), then until the service is told to end, or cannot go on; the exit code. */
@@ -41,6 +41,9 @@ class Daemon final : public BusCalls {
     void recallReasons();
     void watchTheBus();
     void nameTaken();
+    void goOnWithoutBus();
+    void startWork();
+    void tellReady(const char *state);
     void end(int exitCode);
 
     sd_event *loop_;
@@ -59,7 +62,9 @@ class Daemon final : public BusCalls {
     HostCalls hostCalls_;
     Front front_;
     Watched diskDone_;
+    Alarm busIsLate_;
     bool ready_ = false;
+    bool works_ = false;
 };
 
 } // namespace otad

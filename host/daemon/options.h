@@ -15,6 +15,8 @@ struct Options {
     std::string bus;     // address; empty: the system bus
     std::string bootId;  // names this boot of the node; another one means that it was booted since
     bool check = false;  // only check the configuration
+    /* At most so long the host's start waits for the bus; only tests want another time. */
+    std::chrono::milliseconds busPatience{std::chrono::seconds(10)};
     /* From an activation to the reboot that it asked for; only tests want another time. */
     std::chrono::milliseconds rebootPatience{std::chrono::minutes(3)};
 };

@@ -6,7 +6,7 @@ import sys
 
 import node_case
 from node import Node
-from node_place import Place, Process, wait_for
+from node_place import PATIENCE, Place, Process, wait_for
 from node_servers import FileServer
 from node_watch import Watch
 
@@ -61,7 +61,10 @@ class LostBus(node_case.Case):
         node = self.node()
         node.bus.stop()
         node.start()
-        node.wait_for_event("boot")  # the agent starts all the same
+        node.wait_for_event("bus-missing", reason_code="bus-missing")
+        # Kept once the agent has started.
+        wait_for("the agent starts all the same",
+                 lambda: (node.kept_requests() or {}).get("bootId") == f"boot-{node.boots}")
         node.bus.start()
         node.wait_until_ready()
         self.assertEqual(node.live_until_end_of(node.offer())["code"], COMMITTED)
@@ -70,7 +73,7 @@ class LostBus(node_case.Case):
         node = self.node().start().wait_until_ready()
         second = Process(node.arguments(), node.folder, self.place.folder / "second.log",
                          node.environment())
-        self.assertEqual(second.child.wait(20), FAILED)
+        self.assertEqual(second.child.wait(PATIENCE), FAILED)
         lines = [line for line in second.log.read_text().splitlines() if line.startswith("error")]
         self.assertEqual(len(lines), 1, lines)
         self.assertIn("velmo.otaSwAgent", lines[0])

@@ -54,6 +54,7 @@ DaemonTest::DaemonTest() : folder_(newFolder()), host_(folder_) {
     options_.host = OTA_SCRIPTED_HOST;
     options_.library = folder_;
     options_.bus = "unix:path=" + in("no-bus");
+    options_.busPatience = std::chrono::milliseconds(0);
     runFrom(nal::Bank::a);
 }
 

@@ -191,7 +191,7 @@ TEST_F(ReasonsOfEnds, follow_the_boot_in_the_history_which_is_numbered) {
     }
     const auto begin = std::find(events.rbegin(), events.rend(), "service-started").base();
     EXPECT_THAT(std::vector<std::string>(begin, events.end()),
-                ElementsAre("host-started", "boot", "status", "finished"));
+                ElementsAre("bus-missing", "host-started", "boot", "status", "finished"));
 }
 
 TEST_F(ReasonsOfEnds, of_a_boot_are_those_of_what_booted) {

@@ -12,13 +12,20 @@
 namespace otad::test {
 namespace {
 
+using testing::Contains;
+using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 
 class OnTheBus : public DaemonTest {
   protected:
+    OnTheBus() {
+        options_.bus = bus_.address();
+        options_.busPatience = std::chrono::minutes(1);
+    }
+
     void connect() {
         ASSERT_TRUE(bus_.start());
-        options_.bus = bus_.address();
         client_ = std::make_unique<Client>(loop_.get(), bus_.address());
         const ::ReplyRef listening = client_->listen();
         ASSERT_TRUE(turnUntil([&] { return listening->arrived; }));
@@ -84,6 +91,32 @@ TEST_F(OnTheBus, works_without_it_and_comes_back_to_it) {
     const std::uint64_t ticket = ticketOf(offer());
     ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
     EXPECT_EQ(host_.heard().back(), "ack -1") << "the agent learns that nobody heard it";
+}
+
+TEST_F(OnTheBus, starts_the_agent_once_somebody_can_hear_it) {
+    host_.on("start-up", {report("NO_OTA_SW_UPGRADE")});
+    start();
+    turnWhileBusy();
+    EXPECT_EQ(host_.count("start-up"), 0U) << "who hears it?";
+    ASSERT_TRUE(bus_.start());
+    ASSERT_TRUE(turnUntil([&] { return hasStarted(); }));
+    EXPECT_THAT(host_.heard(), Contains("ack 0"));
+    EXPECT_THAT(told("bus-missing"), IsEmpty());
+    bus_.kill();
+    ASSERT_TRUE(bus_.start());
+    ASSERT_TRUE(turnUntil([&] { return explained("bus").empty(); }));
+    EXPECT_EQ(told("host-started").size(), 1U);
+}
+
+TEST_F(OnTheBus, starts_the_agent_without_it_after_a_while) {
+    options_.busPatience = std::chrono::milliseconds(1200);
+    host_.on("start-up", {report("NO_OTA_SW_UPGRADE")});
+    startUp();
+    EXPECT_THAT(host_.heard(), Contains("ack -1"));
+    EXPECT_THAT(told("bus-missing"), ElementsAre(HasSubstr("did not answer in 1 s; the agent")));
+    ASSERT_TRUE(bus_.start());
+    ASSERT_TRUE(turnUntil([&] { return explained("bus").empty(); }));
+    EXPECT_EQ(told("host-started").size(), 1U);
 }
 
 class Run : public DaemonTest {
