@@ -6,6 +6,20 @@
 
 #include <csignal>
 #include <filesystem>
+#include <mutex>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+std::mutex disk; // no line of the history is stored while a test holds it
+
+} // namespace
+
+extern "C" int fdatasync(int file) {
+    const std::scoped_lock held(disk);
+    return static_cast<int>(syscall(SYS_fdatasync, file));
+}
 
 namespace otad::test {
 namespace {
@@ -19,13 +33,17 @@ class Road : public DaemonTest {
   protected:
     // An extender, connected to a broker that nobody else is at.
     void connect() {
+        config_.workMode = "AP_Bridge";
+        config_.workRole = "Agent";
+        connectAsConfigured();
+    }
+
+    void connectAsConfigured() {
         std::filesystem::create_directory(in("broker"));
         makeAuthority(in("broker"), "ca");
         makeCertificate(in("broker"), "ca", "server", "broker", "IP:127.0.0.1");
         broker_.emplace(in("broker"));
         broker_->start();
-        config_.workMode = "AP_Bridge";
-        config_.workRole = "Agent";
         config_.rootHost = "127.0.0.1";
         config_.rootPort = broker_->port();
         config_.rootCaCertificate = in("broker/ca.pem");
@@ -89,6 +107,38 @@ TEST_F(Road, is_taken_anew_under_the_address_that_the_bridge_has_now) {
         << "nobody asked for it";
     EXPECT_FALSE(daemon_->status().rootConnected);
     EXPECT_TRUE(turnUntil([&] { return daemon_->status().rootConnected; }));
+}
+
+TEST_F(Road, takes_nothing_while_the_disk_is_behind) {
+    std::vector<Action> manyLines(3 * History::kManyWaiting, report("NO_OTA_SW_UPGRADE"));
+    manyLines.insert(manyLines.begin(), waitFor("the disk to hang"));
+    host_.on("new-image", manyLines);
+    connectAsConfigured();
+    ticketOf(offer());
+    ASSERT_TRUE(turnUntil([&] { return host_.count("new-image") == 1; }));
+    turnWhileBusy();
+    const std::string mac = "02:00:5E:10:00:02";
+    RootLink extender(
+        {config_.rootHost, config_.rootPort, config_.rootCaCertificate, "", "", config_.rootTopic},
+        "otaSwAgent-" + mac, mac, false);
+    std::optional<std::string> answered;
+    {
+        const std::scoped_lock hangs(disk);
+        host_.release("the disk to hang");
+        ASSERT_TRUE(turnUntil([&] { return told("status").size() > 2 * History::kManyWaiting; }));
+        extender.publish(FromExtender::Kind::report, "no record",
+                         [&](const std::string &whatIsWrong) { answered = whatIsWrong; });
+        ASSERT_TRUE(turnUntil([&] {
+            extender.dispatch([](const Unchecked &) {}, [](bool) {});
+            extender.tick();
+            return answered.has_value();
+        }));
+        ASSERT_EQ(*answered, "") << "the broker has it, and hands it on";
+        turnFor(3 * kAMoment);
+        EXPECT_THAT(told("extender-report"), testing::IsEmpty());
+    }
+    ASSERT_TRUE(turnUntil([&] { return told("extender-report").size() == 1; }));
+    EXPECT_THAT(told("extender-report").front(), testing::HasSubstr(mac + ": "));
 }
 
 TEST_F(Road, to_a_root_that_went_away_during_a_change_of_role_is_shown_as_down) {
