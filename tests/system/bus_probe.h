@@ -12,7 +12,7 @@
 
 namespace probe {
 
-inline constexpr std::uint64_t kLimitUs = 20'000'000;
+inline constexpr std::uint64_t kLimitUs = 120'000'000;
 
 /* Ends the program where a probe cannot go on: the test that started it reads the line. */
 inline void require(int result, const char *what) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Offers rubbish to the running service, again and again.
-// flood_probe ADDRESS COUNT BYTES; the exit code is 0 where each offer was refused with a reason.
+// flood_probe ADDRESS COUNT BYTES; the exit code is 0 where the service refused each with a reason.
 #include "bus_probe.h"
 
 #include <cstdlib>
@@ -8,7 +8,8 @@
 
 namespace {
 
-bool isRefused(sd_bus *bus, const std::string &descriptor) {
+/* The name of the error that answered it. */
+std::string refusalOf(sd_bus *bus, const std::string &descriptor) {
     sd_bus_message *made = nullptr;
     probe::require(sd_bus_message_new_method_call(bus, &made, otad::kBusName, otad::kBusPath,
                                                   otad::kBusInterface, "OfferImage"),
@@ -19,9 +20,9 @@ bool isRefused(sd_bus *bus, const std::string &descriptor) {
     sd_bus_message *answered = nullptr;
     const int result = sd_bus_call(bus, made, probe::kLimitUs, &error, &answered);
     const otad::BusMessage answer(answered);
-    const std::string name = error.name == nullptr ? "" : error.name;
+    const std::string name = result >= 0 || error.name == nullptr ? "" : error.name;
     sd_bus_error_free(&error);
-    return result < 0 && name.starts_with(otad::kBusErrorPrefix);
+    return name;
 }
 
 } // namespace
@@ -35,11 +36,14 @@ int main(int argc, char **argv) {
     const auto bytes = static_cast<std::size_t>(std::atol(argv[3]));
     const otad::Bus bus = probe::connect(argv[1]);
     int refused = 0;
+    int denied = 0;
     for (int number = 0; number < count; ++number) {
         std::string text = "{\"" + std::to_string(number) + "\":\"";
         text.append(bytes > text.size() ? bytes - text.size() : 0, 'x');
-        refused += isRefused(bus.get(), text) ? 1 : 0;
+        const std::string refusal = refusalOf(bus.get(), text);
+        refused += refusal.starts_with(otad::kBusErrorPrefix) ? 1 : 0;
+        denied += refusal == SD_BUS_ERROR_ACCESS_DENIED ? 1 : 0;
     }
-    std::printf("%d of %d offers refused\n", refused, count);
+    std::printf("%d of %d offers refused by the service, %d by the bus\n", refused, count, denied);
     return refused == count ? 0 : 1;
 }

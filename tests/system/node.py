@@ -38,6 +38,7 @@ class Node(NodeFolder):
         super().__init__(place, name, server, **made_of)
         self.log = place.folder / f"{name}.log"
         self.hold_file = place.folder / f"{name}.hold"
+        self.exec_journal = place.folder / f"{name}.exec"
         self.preload, self.fast = preload, fast
         self.boots = 0
         self.daemon = None
@@ -64,7 +65,7 @@ class Node(NodeFolder):
                 "OTA_DESK_REBOOT_FILE": str(self.reboot_file)}
         if self.preload:
             more |= {"LD_PRELOAD": str(self.preload), "OTA_HOLD": str(self.hold_file),
-                     "OTA_EXEC_JOURNAL": str(self.place.folder / f"{self.name}.exec")}
+                     "OTA_EXEC_JOURNAL": str(self.exec_journal)}
         return own_environment(**more)
 
     def arguments(self):

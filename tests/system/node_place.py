@@ -11,7 +11,7 @@ import subprocess
 import tempfile
 import time
 
-PATIENCE = 40  # seconds; a machine under load is slow, a hang is longer
+PATIENCE = 120  # seconds; a machine under load is slow, a hang is longer
 GLANCE = 0.01
 
 

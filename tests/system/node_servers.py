@@ -9,7 +9,7 @@ import subprocess
 import threading
 import time
 
-from node_place import Process, free_port, is_listening, wait_for
+from node_place import PATIENCE, Process, free_port, is_listening, wait_for
 
 OPENSSL = """[req]
 distinguished_name = name
@@ -224,7 +224,7 @@ class Broker:
         """As the node whose topic it is."""
         subprocess.run([*self.client_of(topic.split("/")[1]), "-t", topic, "-s" if text else "-n"],
                        input=text if isinstance(text, bytes) else text.encode(), check=True,
-                       timeout=20)
+                       timeout=PATIENCE)
 
 
 OPEN_POLICY = """<policy context="default">

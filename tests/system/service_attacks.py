@@ -3,6 +3,7 @@
 
 import contextlib
 import os
+import pathlib
 import signal
 import socket
 import stat
@@ -10,8 +11,7 @@ import sys
 
 import node_case
 import unit_sandbox
-from node import Node
-from node_place import Process, wait_for
+from node_place import PATIENCE, Process, wait_for
 from node_servers import FileServer
 from stranger import NOBODY, Nuisance, tries
 
@@ -29,9 +29,29 @@ class Attacks(node_case.Case):
         super().setUp()
 
     def node(self, name="n1", **made_of):
-        """A node under the settings of the unit, where this machine lets a test have them."""
-        kind = unit_sandbox.SandboxedNode if unit_sandbox.has_namespaces() else Node
-        return kind(self.place, name, **made_of)
+        return unit_sandbox.node(self.place, name, **made_of)
+
+    # That the attacks below meet the service as it is shipped.
+
+    def test_what_the_unit_leaves_the_service(self):
+        if not unit_sandbox.has_namespaces():
+            self.skipTest("needs namespaces of its own, which this machine does not give")
+        node = self.node()
+        node.start().wait_until_ready()
+        for pid in (node.daemon.pid, *node.hosts()):
+            status = pathlib.Path(f"/proc/{pid}/status").read_text()
+            for key in ("CapInh", "CapPrm", "CapEff", "CapBnd", "CapAmb"):
+                self.assertRegex(status, rf"(?m)^{key}:\t0+$")
+            self.assertRegex(status, r"(?m)^NoNewPrivs:\t1$")
+            self.assertRegex(pathlib.Path(f"/proc/{pid}/limits").read_text(),
+                             r"(?m)^Max core file size +0 +0 ")
+            inside = pathlib.Path(f"/proc/{pid}/root")
+            self.assertEqual(list((inside / "etc/ssl/certs").iterdir()), [])
+            flags = {fields[1]: fields[3].split(",") for fields in map(str.split, pathlib.Path(
+                f"/proc/{pid}/mounts").read_text().splitlines())}
+            for path in ("/", "/sys", "/proc/sys", "/etc/ssl/certs"):
+                self.assertIn("ro", flags[path], path)
+            self.assertIn("rw", flags[str(node.folder)])
 
     # A place that is not the node's alone.
 
@@ -51,7 +71,7 @@ class Attacks(node_case.Case):
                 log = self.place.folder / "refusal.log"
                 log.unlink(missing_ok=True)
                 code = Process(words, node.folder, log, node.environment(),
-                               pass_fds=[its.fileno()]).child.wait(20)
+                               pass_fds=[its.fileno()]).child.wait(PATIENCE)
             lines = log.read_text().splitlines()
             self.assertEqual((code, len(lines)), (CONFIG_WRONG, 1), f"{words}: {lines}")
             said.append(lines[0].split("node.conf", 1)[1])

@@ -3,6 +3,7 @@
 
 import itertools
 import json
+import os
 import pathlib
 import statistics
 import subprocess
@@ -10,13 +11,17 @@ import sys
 import time
 
 import node_case
-from node import Node
-from node_place import Process, own_environment, wait_for
-from node_servers import Broker
+import unit_sandbox
+from node_place import PATIENCE, Process, own_environment, wait_for
+from node_servers import Broker, installed_policy
 from node_watch import Watch
+from stranger import AS_MEMBER, AS_NOBODY, GROUP, NOBODY, must_run
 
 EXTENDER = "02:00:5E:10:00:02"
+OTHER = "02:00:5E:10:00:03"
+QUEUED_BY_DEFAULT = 1000  # messages, by mosquitto for each listener
 COMMITTED = "OTA_SW_COMMIT_COMPLETE"
+FAILED = 1
 MESSAGES = 20_000
 ROUNDS = 15
 REQUESTS = 5        # before the flood, and each of three lines
@@ -45,9 +50,14 @@ class Flood(node_case.Case):
     """A gateway on a slow disk."""
 
     def setUp(self):
+        if os.geteuid() != 0:
+            self.skipTest("needs root: only root can act as somebody else")
         super().setUp()
         self.broker = Broker(self.place)
-        self.node = Node(self.place, "gateway", root=self.broker, preload=self.modules["slow"])
+        for file in self.broker.certificates.client(EXTENDER):
+            os.chown(file, NOBODY, NOBODY)
+        self.node = unit_sandbox.node(self.place, "gateway", root=self.broker,
+                                      preload=self.modules["slow"], policy=installed_policy(GROUP))
         self.watch = Watch(self.node)
         self.node.start().wait_until_ready()
         wait_for("the gateway listens", lambda: self.node.status()["root_connected"])
@@ -105,27 +115,27 @@ class Flood(node_case.Case):
                 if line["reason"].endswith(" more, which are left out")]
         return sum(int(reason.split(" and ")[1].split()[0]) for reason in told), len(told)
 
-    def check_merged(self, event, sent, every=True):
+    def check_merged(self, event, sent, every=True, most=None):
         """Each that came is told by itself or counted, and few lines tell it."""
         def all_told():
             count, merged = self.left_out(event)
             single = len(self.node.events(event)) - merged
             return (count + single >= (sent if every else sent // 10)) and (single, merged, count)
         single, merged, count = wait_for("the rest is told", all_told)
-        self.assertLessEqual(single + count, sent)
+        self.assertLessEqual(single + count, most or sent)
         self.assertGreater(merged, 0)
         print(f"{event}: {sent} in {single} lines of their own and {merged} for {count} others",
               flush=True)
         self.assertLess(single + merged, 200)
 
     def flood(self, lines):
-        """From one extender, with its own certificate, as fast as it can."""
+        """From one extender, who is nobody here but has its certificate, as fast as it can."""
         text = self.place.folder / "flood"
         text.write_text("".join(line + "\n" for line in lines))
         with text.open("rb") as source:
             return Process([*self.broker.client_of(EXTENDER), "-l",
                             "-t", f"otaSwAgent/{EXTENDER}/report"], self.place.folder,
-                           self.place.folder / "flood.log", stdin=source)
+                           self.place.folder / "flood.log", stdin=source, **AS_NOBODY)
 
     # The broker keeps a thousand messages for a listener and drops what comes faster than is read.
     def run_flood(self, what, lines):
@@ -160,6 +170,25 @@ class Flood(node_case.Case):
         self.check_merged("extender-report", len(burst) + 1)
         self.assertLess(len(self.watch.of("extender", mac=EXTENDER)), len(burst))
 
+    def test_a_full_queue_at_the_broker(self):
+        """The gateway is down; what the broker drops counts as sent."""
+        sent = MESSAGES // 10
+        topic = f"otaSwAgent/{OTHER}/report"
+        self.node.stop()
+        self.broker.publish(topic, report(OTHER, 1, "NO_OTA_SW_UPGRADE"))
+        flood = [report(EXTENDER, number, "NO_OTA_SW_UPGRADE") for number in range(sent)]
+        self.assertEqual(self.flood(flood).child.wait(), 0)
+        self.broker.publish(topic, report(OTHER, 2, COMMITTED))
+        self.node.start().wait_until_ready()
+        wait_for("the gateway listens", lambda: self.node.status()["root_connected"])
+        self.check_merged("extender-report", QUEUED_BY_DEFAULT, most=sent)
+        self.broker.publish(topic, report(OTHER, 3, COMMITTED))
+        wait_for("a later report is raised", lambda: any(
+            line["record"]["curswversion"] == "4QZ1.0.3"
+            for line in self.watch.of("extender", mac=OTHER)))
+        heard = [line["record"]["curswversion"] for line in self.watch.of("extender", mac=OTHER)]
+        self.assertEqual(heard, ["4QZ1.0.1", "4QZ1.0.3"])
+
     def test_an_ordinary_upgrade_is_told_word_by_word(self):
         words = ["OTA_SW_ACTIVATION_COMPLETE", COMMITTED, "NO_OTA_SW_UPGRADE", "OTA_SW_SWAP_PASSIVE"]
         sent = [report(EXTENDER, number, word) for number in range(3) for word in words]
@@ -172,9 +201,12 @@ class Flood(node_case.Case):
                                  for word in words])
         self.assertEqual(self.left_out("extender-report"), (0, 0))
 
-    def probe(self, count, size):
+    def probe(self, count, size, caller=None):
+        """Offers of a member of the group, or of another caller."""
+        must_run(self, self.modules["flood"])
         return Process([self.modules["flood"], self.node.bus.address, count, size],
-                       self.place.folder, self.place.folder / "probe.log", own_environment())
+                       self.place.folder, self.place.folder / "probe.log", own_environment(),
+                       **(caller or AS_MEMBER))
 
     def test_refused_offers(self):
         count = 5000
@@ -188,6 +220,13 @@ class Flood(node_case.Case):
         self.check_memory("offers", before)
         self.check_request_lines()
 
+    def test_offers_of_who_may_not_call(self):
+        before = len(self.node.history())
+        self.assertEqual(self.probe(1000, 200, AS_NOBODY).child.wait(), FAILED)
+        said = (self.place.folder / "probe.log").read_text()
+        self.assertIn("0 of 1000 offers refused by the service, 1000 by the bus", said)
+        self.assertEqual(len(self.node.history()), before)
+
     def test_huge_arguments(self):
         self.assertEqual(self.probe(1, 100).child.wait(), 0)
         before = resident(self.node.daemon.pid)
@@ -200,7 +239,7 @@ class Flood(node_case.Case):
         thief = subprocess.run(
             [*self.broker.client_of(EXTENDER), "-i", f"otaSwAgent-{self.node.mac}",
              "-t", f"otaSwAgent/{EXTENDER}/report", "-m", report(EXTENDER, 1, COMMITTED)],
-            capture_output=True, check=False, timeout=40)
+            capture_output=True, check=False, timeout=PATIENCE, **AS_NOBODY)
         self.assertEqual(thief.returncode, 0, thief.stderr)
         wait_for("its report is raised", lambda: self.watch.of("extender", mac=EXTENDER))
         log = (self.broker.folder / "mosquitto.log").read_text()
@@ -209,4 +248,5 @@ class Flood(node_case.Case):
 
 
 if __name__ == "__main__":
+    unit_sandbox.enter_namespaces()
     sys.exit(node_case.run(Flood))

@@ -3,12 +3,15 @@
 
 import hashlib
 import json
+import os
 import subprocess
 import sys
 
 import node_case
-from node import Node, own_environment
-from node_servers import FileServer
+import unit_sandbox
+from node_place import PATIENCE, own_environment
+from node_servers import FileServer, installed_policy
+from stranger import AS_MEMBER, GROUP, must_run
 
 COMMITTED = 0
 TEXTS = ["$(touch here)", "`touch here`", "x; touch here", "x\ntouch here", "'", '"', "../../etc",
@@ -17,14 +20,18 @@ SETTINGS = ["work_mode", "work_role", "onboarding", "preferred_activation_time",
 
 
 class Hostile(node_case.Case):
-    """One node whose processes tell what they start."""
+    """One node whose processes tell what they start, and a member of the group that may call it."""
 
     def setUp(self):
+        if os.geteuid() != 0:
+            self.skipTest("needs root: only root can call as somebody else")
         super().setUp()
-        self.journal = self.place.folder / "n1.exec"
-        self.journal.touch()
+        must_run(self, self.modules["hostile"])
         self.server = FileServer(self.place)
-        self.node = Node(self.place, "n1", self.server, preload=self.modules["exec"])
+        self.node = unit_sandbox.node(self.place, "n1", self.server, preload=self.modules["exec"],
+                                      policy=installed_policy(GROUP))
+        self.journal = self.node.exec_journal
+        self.journal.touch()
         self.node.start().wait_until_ready()
 
     def files(self):
@@ -58,8 +65,8 @@ class Hostile(node_case.Case):
     def test_offers(self):
         before = self.state()
         finished = subprocess.run([self.modules["hostile"], self.node.bus.address],
-                                  capture_output=True, text=True, check=False, timeout=200,
-                                  env=own_environment())
+                                  capture_output=True, text=True, check=False, timeout=600,
+                                  env=own_environment(), **AS_MEMBER)
         self.assertEqual(finished.returncode, 0, finished.stdout + finished.stderr)
         self.check_untouched(before)
         status = self.node.status()
@@ -91,10 +98,12 @@ class Hostile(node_case.Case):
             ["gdbus", "call", "--address", self.node.bus.address, "--dest", name, "--object-path",
              "/velmo/otaSwAgent", "--method", f"{name}.{member}",
              *(json.dumps(text, ensure_ascii=False) for text in arguments[1:])],
-            capture_output=True, text=True, check=False, timeout=20, env=own_environment())
+            capture_output=True, text=True, check=False, timeout=PATIENCE, env=own_environment(),
+            **AS_MEMBER)
         self.assertNotEqual(finished.returncode, 0, (member, arguments))
         return finished.stderr.strip().removeprefix("Error: GDBus.Error:")
 
 
 if __name__ == "__main__":
+    unit_sandbox.enter_namespaces()
     sys.exit(node_case.run(Hostile))

@@ -1,15 +1,20 @@
 # SPDX-License-Identifier: MIT
 """The user nobody, who attacks a node: what he does is done in processes of his own."""
 
+import grp
 import os
+import pathlib
 import signal
 import subprocess
 
-from node_place import own_environment
+from node_place import PATIENCE, own_environment
 
 NOBODY = 65534
 # Of a process that is started, see subprocess: without this user's groups too.
 AS_NOBODY = {"user": NOBODY, "group": NOBODY, "extra_groups": []}
+# He may call the service where the bus policy names this group, one of every Debian's.
+GROUP = "daemon"
+AS_MEMBER = {**AS_NOBODY, "extra_groups": [grp.getgrnam(GROUP).gr_gid]}
 
 
 def _become_nobody():
@@ -84,4 +89,11 @@ class Nuisance:
 def runs(*words):
     """A program of his, and what came of it."""
     return subprocess.run([str(word) for word in words], check=False, capture_output=True, text=True,
-                          stdin=subprocess.DEVNULL, env=own_environment(), timeout=60, **AS_NOBODY)
+                          stdin=subprocess.DEVNULL, env=own_environment(), timeout=PATIENCE, **AS_NOBODY)
+
+
+def must_run(test, program):
+    """Skips the test where nobody cannot run the program."""
+    program = pathlib.Path(program).absolute()
+    if not all(part.stat().st_mode & 0o001 for part in (program, *program.parents)):
+        test.skipTest(f"the user nobody cannot run {program}: build where everybody may read")

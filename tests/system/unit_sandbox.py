@@ -2,7 +2,8 @@
 """What the shipped unit lets the service do, mimicked for a test where there is no systemd.
 
 Of otad.service.in: which paths can be written and read, no capabilities, no new privileges, limits and
-umask. System calls, address families and control groups are not mimicked.
+umask. System calls, address families, devices and control groups (so the limit of memory) are not
+mimicked. The node's folder stands for the directories that systemd makes for the service.
 """
 
 import fcntl
@@ -21,12 +22,16 @@ ENTERED = "OTA_TEST_NAMESPACES"
 SIOCSIFFLAGS, IFF_UP = 0x8914, 1
 SCRIPT = """set -eu
 exists() { [ -e "$1" ] && [ -n "$1" ]; }
+again() { mount --bind "$1" "$1" && mount -o "remount,bind,$2" "$1"; }
 mount --make-rprivate /
-for path in $WRITABLE; do ! exists "$path" || mount --bind "$path" "$path"; done
+while read -r _ path _; do
+    case $path in /proc | /proc/* | /dev | /dev/*) ;; *) mount -o remount,bind,ro "$path" ;; esac
+done </proc/self/mounts
+again /proc/sys ro
+for path in $WRITABLE; do ! exists "$path" || again "$path" rw; done
 for path in $INACCESSIBLE; do
     ! exists "$path" || mount -t tmpfs -o ro,mode=000,size=4k,nr_inodes=2 none "$path"
 done
-mount -o remount,bind,ro /
 cd "$FOLDER"
 umask "$UMASK"
 exec prlimit $LIMITS setpriv --no-new-privs --bounding-set=-all --inh-caps=-all "$@"
@@ -43,17 +48,19 @@ def settings():
     return found
 
 
-def command(words, folder):
+def command(words, folder, also_written=()):
     """The command line that runs these words as the unit would, for a node whose paths lie in folder."""
     unit = settings()
     for key, value in (("NoNewPrivileges", ["yes"]), ("CapabilityBoundingSet", []),
-                       ("ProtectSystem", ["strict"])):
+                       ("ProtectSystem", ["strict"]), ("ProtectKernelTunables", ["yes"]),
+                       ("PrivateMounts", ["yes"])):
         if unit[key] != value:
             raise AssertionError(f"{UNIT}: {key} is {unit[key]}, and this mimics {value}")
     limits = [f"--{key.removeprefix('Limit').lower()}={value[0]}"
               for key, value in unit.items() if key.startswith("Limit")]
     variables = {
-        "WRITABLE": " ".join([str(folder), *(path.lstrip("-") for path in unit["ReadWritePaths"])]),
+        "WRITABLE": " ".join([str(folder), *map(str, also_written),
+                              *(path.lstrip("-") for path in unit["ReadWritePaths"])]),
         "INACCESSIBLE": " ".join(path.lstrip("-") for path in unit["InaccessiblePaths"]),
         "FOLDER": str(folder), "UMASK": unit["UMask"][0], "LIMITS": " ".join(limits)}
     assigned = "".join(f"{name}={shlex.quote(value)}\n" for name, value in variables.items())
@@ -64,11 +71,17 @@ class SandboxedNode(Node):
     """Its service runs with the settings of the unit."""
 
     def arguments(self):
-        return command(super().arguments(), self.folder)
+        # Where a library that is loaded first writes what it saw.
+        return command(super().arguments(), self.folder, [self.exec_journal])
 
 
 def has_namespaces():
     return ENTERED in os.environ
+
+
+def node(place, name, *rest, **made_of):
+    """A node under the settings of the unit, where this machine lets a test have them."""
+    return (SandboxedNode if has_namespaces() else Node)(place, name, *rest, **made_of)
 
 
 def enter_namespaces():
