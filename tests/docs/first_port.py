@@ -17,7 +17,7 @@ import unittest
 SKIPPED = 77
 NAMESPACES = ["unshare", "--mount", "--net", "--uts", "--pid", "--fork", "--kill-child",
               "--mount-proc"]
-LONGEST = 200
+LONGEST = 600
 
 page, agent, build = map(pathlib.Path, sys.argv[1:])
 

@@ -19,7 +19,7 @@ class Commands(unittest.TestCase):
                        "PATH": os.pathsep.join([*tools, os.environ["PATH"]])}
         return subprocess.run(["sh", "-eu", "-c", script], cwd=folder, env=environment,
                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                              stderr=subprocess.STDOUT, text=True, timeout=60, check=False)
+                              stderr=subprocess.STDOUT, text=True, timeout=300, check=False)
 
     def test_do_what_the_page_says(self):
         blocks = re.findall(r"^```sh\n(.*?)^```$", page.read_text(), re.S | re.M)

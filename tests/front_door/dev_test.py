@@ -29,7 +29,7 @@ class FrontDoor(unittest.TestCase):
         copy = pathlib.Path(self.folder.name, "dev")
         copy.write_bytes((ROOT / "dev").read_bytes())
         return subprocess.run(["/bin/sh", str(copy), *arguments], env={"PATH": path},
-                              capture_output=True, text=True, timeout=30, check=False)
+                              capture_output=True, text=True, timeout=300, check=False)
 
     def tools_of_a_machine_without_packages(self):
         for name in ("dirname", "mktemp", "rm", "tail"):

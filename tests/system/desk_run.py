@@ -12,7 +12,7 @@ import tempfile
 
 import boot_environment
 
-LONGEST_RUN = 150
+LONGEST_RUN = 600
 
 
 class Outside:

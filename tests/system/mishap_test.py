@@ -14,7 +14,7 @@ import unittest
 
 import desk_run
 
-PATIENCE = 30
+PATIENCE = 120
 NOBODY = 65534
 
 

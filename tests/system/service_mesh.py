@@ -10,14 +10,15 @@ import time
 
 import node_case
 from node import Node
-from node_place import GLANCE, wait_for
+from node_place import GLANCE, PATIENCE, wait_for
 from node_servers import Broker, FileServer
 from node_watch import Watch
 
 COMMITTED, HANDED_OVER, FAILED, ROOT_UNREACHABLE = 0, 56, 1, 64
 WORDS = ["OTA_SW_ACTIVATION_COMPLETE", "OTA_SW_COMMIT_COMPLETE"]
-ROOT_COSTS = 5.0  # seconds at most that a report waits for the root
-MARGIN = 1.5      # of this machine under load
+# Seconds at most that a report waits for the root, and what a busy machine may add: less than any
+# other wait of a node.
+ROOT_COSTS, SLACK = 5, 25
 
 
 class Mesh(node_case.Case):
@@ -129,12 +130,12 @@ class Mesh(node_case.Case):
         self.assertNotRegex(reasons, "[^ -~\n]")
         print(f"mesh: {len(forged)} forged reports refused", flush=True)
 
-    def upgrade_without_root(self, node, patience):
+    def upgrade_without_root(self, node):
         """Returns how long each report kept the agent waiting."""
         watch = Watch(node)
         ticket = node.offer()
         raised, waits = None, []
-        deadline = time.monotonic() + patience
+        deadline = time.monotonic() + PATIENCE
         seen = 0
         while not (end := node.end_of(ticket)) or len(waits) < len(WORDS):
             self.assertLess(time.monotonic(), deadline, f"{node.history()[-3:]}")
@@ -158,20 +159,20 @@ class Mesh(node_case.Case):
         print(f"root {how}: each report cost {', '.join(f'{wait:.1f} s' for wait in waits)}",
               flush=True)
         self.assertEqual(len(waits), len(WORDS))
-        self.assertLess(max(waits), ROOT_COSTS + MARGIN)
+        self.assertLess(max(waits), ROOT_COSTS + SLACK)
 
     def test_the_root_is_gone(self):
         node = self.extender(1)
         self.wait_for_root(node)
         self.broker.stop()
-        self.check_waits("gone", self.upgrade_without_root(node, 60))
+        self.check_waits("gone", self.upgrade_without_root(node))
 
     def test_the_root_hangs(self):
         node = self.extender(1)
         self.wait_for_root(node)
         os.kill(self.broker.process.pid, signal.SIGSTOP)
         try:
-            waits = self.upgrade_without_root(node, 60)
+            waits = self.upgrade_without_root(node)
         finally:
             os.kill(self.broker.process.pid, signal.SIGCONT)
         self.check_waits("hangs", waits)

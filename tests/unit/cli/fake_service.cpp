@@ -21,7 +21,7 @@ bool FakeService::start() {
     leaves_ = false;
     std::future<bool> started = started_.get_future();
     thread_ = std::thread([this] { serve(); });
-    return started.wait_for(std::chrono::seconds(10)) == std::future_status::ready && started.get();
+    return started.wait_for(std::chrono::seconds(60)) == std::future_status::ready && started.get();
 }
 
 void FakeService::serve() {

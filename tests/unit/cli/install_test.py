@@ -21,7 +21,7 @@ EXPOSURE = 25  # tenths; systemd calls anything under 50 "ok"
 
 def run(*command, **options):
     return subprocess.run(
-        [str(part) for part in command], capture_output=True, text=True, check=False, timeout=60,
+        [str(part) for part in command], capture_output=True, text=True, check=False, timeout=300,
         **options)
 
 

@@ -21,7 +21,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kPatience(10);
+constexpr std::chrono::seconds kPatience(60);
 
 int inputHolding(const std::string &text) {
     const int file = memfd_create("input", 0);

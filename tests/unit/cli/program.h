@@ -23,13 +23,13 @@ class Program {
     Program(const Program &) = delete;
     Program &operator=(const Program &) = delete;
 
-    /* The next line without its end; "(end)" where there is none, "(nothing)" after ten seconds. */
+    /* The next line without its end; "(end)" where there is none, "(nothing)" after a minute. */
     std::string line();
-    /* Reads until the output holds the text; false: it ended or ten seconds passed without. */
+    /* Reads until the output holds the text; false: it ended or a minute passed without. */
     bool shows(const std::string &text);
     /* Everything that was written so far and is still to come, once it has ended. */
     std::string rest();
-    /* The exit code; -1 where it did not end within ten seconds, or by a signal. */
+    /* The exit code; -1 where it did not end within a minute, or by a signal. */
     int code();
     /* What it wrote on standard error; not on a terminal, where it is part of the output. */
     std::string errors();

@@ -36,7 +36,7 @@ TEST_F(Terminal, ThereIsNoColourWhereItIsUnwanted) {
 
 TEST_F(Terminal, TheDownloadIsABarThatIsRedrawn) {
     Program program(onBus({"watch"}), terminal());
-    ASSERT_TRUE(program.shows("timers"));
+    ASSERT_TRUE(program.shows("\r\nrebootTimer in 1 h")) << "the last line, not yet redrawn";
     service_.change([](otad::NodeStatus &node) {
         node.percentage = 50;
         node.downloadedBytes += 1;

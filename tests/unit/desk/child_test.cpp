@@ -14,7 +14,7 @@ namespace {
 using namespace std::chrono_literals;
 
 std::string endingOf(desk::Child &child) {
-    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    const auto deadline = std::chrono::steady_clock::now() + 60s;
     while (std::chrono::steady_clock::now() < deadline) {
         if (const auto ending = child.ending()) {
             return *ending;

@@ -102,7 +102,7 @@ TEST_F(CopyingToABank, ReadsBackOneRegionWhileTheNextIsWritten) {
     int syncs = 0;
     bool cameBack = false;
     onDataSync = [&] {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
         while (++syncs == 2 && !cameBack && std::chrono::steady_clock::now() < end) {
             --syncs;
             std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -10,7 +10,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kRetryAfter = 20ms;
-constexpr auto kLimit = 10s;
+constexpr auto kLimit = 60s;
 constexpr std::uint64_t kTurnUs = 10'000;
 
 } // namespace

@@ -19,7 +19,7 @@ namespace {
 using otad::DiskWriter;
 using Overtaking = otad::DiskWriter::Overtaking;
 
-constexpr int kPatience = 10'000; // milliseconds; only a failure waits that long
+constexpr int kPatience = 60'000; // milliseconds; only a failure waits that long
 
 bool isReadable(const DiskWriter &disk, int timeoutMs) {
     pollfd waiting{disk.fd(), POLLIN, 0};

@@ -17,7 +17,7 @@ namespace {
 using otad::History;
 using otad::HistoryLine;
 
-constexpr int kPatience = 10'000; // milliseconds; only a failure waits that long
+constexpr int kPatience = 60'000; // milliseconds; only a failure waits that long
 
 HistoryLine lineOf(const std::string &event) {
     HistoryLine line;

@@ -28,7 +28,7 @@ RootTest::~RootTest() {
 }
 
 otad::RootTimes RootTest::times(milliseconds publish) {
-    return {publish, milliseconds(3000), milliseconds(30), milliseconds(60)};
+    return {publish, milliseconds(60000), milliseconds(30), milliseconds(60)};
 }
 
 otad::RootConfig RootTest::config(int port) const {

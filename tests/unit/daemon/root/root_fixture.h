@@ -48,7 +48,7 @@ class RootTest : public testing::Test {
                                   otad::RootTimes times = RootTest::times()) const;
     /* Turns the loop until the condition holds; false after `patience`. */
     static bool turn(const std::vector<Node *> &nodes, const std::function<bool()> &condition,
-                     milliseconds patience = milliseconds(20000));
+                     milliseconds patience = milliseconds(60000));
     /* Turns the loop that long. */
     static void turnFor(const std::vector<Node *> &nodes, milliseconds time);
     /* Publishes and turns until the answer is there. */
