@@ -30,14 +30,14 @@ class LostBus(node_case.Case):
         node = self.node().start().wait_until_ready()
         watch = Watch(node)
         daemon = node.daemon.pid
-        for _ in range(2):
+        for losses in (1, 2):
             node.bus.process.kill()
             self.assertEqual(node.control("status").code, NO_SERVICE)
             node.bus.start()
             wait_for("the service answers again", lambda: self.answers(node))
+            watch.wait_for("snapshot", 1 + losses)
         self.assertTrue(node.daemon.is_running())
         self.assertEqual(node.daemon.pid, daemon)
-        watch.wait_for("snapshot", 3)  # the first and one after each loss
         self.assertEqual(len(watch.of("service", running=False)), 2)
         self.assertEqual(node.live_until_end_of(node.offer())["code"], COMMITTED)
         self.assertEqual(watch.wait_for("finished")["code"], COMMITTED)
