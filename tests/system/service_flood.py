@@ -232,6 +232,7 @@ class Flood(node_case.Case):
         before = resident(self.node.daemon.pid)
         self.assertEqual(self.probe(5, 20_000_000).child.wait(), 0)
         self.check_memory("20 MB arguments", before)
+        self.node.wait_for_event("refused", 6)
         self.assertEqual(len(self.node.events("refused")), 6)
         self.assertLess(max(len(json.dumps(line)) for line in self.node.history()), 8192)
 
