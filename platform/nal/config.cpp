@@ -18,6 +18,7 @@ namespace nal {
 namespace {
 
 constexpr std::size_t kMaxConfig = 64 * 1024;
+constexpr std::size_t kMostUnknown = 20;       // keys that are named; the others are counted
 constexpr const char *kDefaultState = "/otad"; // below the configs directory
 
 // What a command for the shell begins with, where that is a path; more of it only the shell knows.
@@ -33,11 +34,7 @@ class Reading {
     }
 
     void takeEntries() {
-        for (const IniEntry &entry : entries_) {
-            if (findConfigRow(entry.section, entry.key) == nullptr) {
-                warnings_.push_back(atLine(path_, entry.line) + unknown(entry));
-            }
-        }
+        warnOfUnknownKeys();
         for (const ConfigRow &row : configRows()) {
             takeRow(row);
         }
@@ -71,6 +68,19 @@ class Reading {
     const std::vector<std::string> &warnings() const { return warnings_; }
 
   private:
+    void warnOfUnknownKeys() {
+        std::size_t count = 0;
+        for (const IniEntry &entry : entries_) {
+            if (findConfigRow(entry.section, entry.key) == nullptr && ++count <= kMostUnknown) {
+                warnings_.push_back(atLine(path_, entry.line) + unknown(entry));
+            }
+        }
+        if (count > kMostUnknown) {
+            warnings_.push_back(path_ + ": and " + std::to_string(count - kMostUnknown) +
+                                " more, which are not known and have no effect");
+        }
+    }
+
     // It may be of a later release, or mistyped; what it was meant to say is not in force.
     static std::string unknown(const IniEntry &entry) {
         std::vector<std::string> known;

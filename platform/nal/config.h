@@ -87,8 +87,8 @@ bool checkConfigFile(const std::string &path, Config &config, std::string &whatI
 
 /*
  * The same, every mistake on a line of its own; empty where there is none. warnings may be null; it
- * takes a line for each key that is not known, which is no mistake: a configuration outlives
- * releases of the service in both directions.
+ * takes a line for each of the first twenty keys that are not known, and one for the others. That
+ * is no mistake: a configuration outlives releases of the service in both directions.
  */
 std::vector<std::string> configMistakes(const std::string &path,
                                         std::vector<std::string> *warnings = nullptr);

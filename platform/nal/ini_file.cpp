@@ -6,6 +6,7 @@
 #include <ini.h>
 #include <map>
 #include <set>
+#include <utility>
 
 namespace nal {
 namespace {
@@ -20,7 +21,8 @@ struct Parse {
     int line = 0;
     int tooLongLine = 0;
     std::vector<IniEntry> entries;
-    std::vector<IniEntry> repeated; // keys that were given again
+    std::vector<IniEntry> repeated;                        // keys that were given again
+    std::set<std::pair<std::string, std::string>> given{}; // sections and keys
 };
 
 char *readLine(char *buffer, int size, void *stream) {
@@ -45,7 +47,7 @@ char *readLine(char *buffer, int size, void *stream) {
 int takeEntry(void *user, const char *section, const char *key, const char *value) {
     Parse &parse = *static_cast<Parse *>(user);
     const IniEntry entry{section, key, value, parse.line};
-    const bool first = findEntry(parse.entries, section, key) == nullptr;
+    const bool first = parse.given.emplace(section, key).second;
     (first ? parse.entries : parse.repeated).push_back(entry);
     return 1;
 }

@@ -350,6 +350,25 @@ TEST_F(Configuration, ReadsOverKeysThatItDoesNotKnowAndNamesTheNearest) {
     }
 }
 
+TEST_F(Configuration, NamesTwentyKeysThatItDoesNotKnowAndCountsTheOthers) {
+    const auto warningsOf = [this](int keys) {
+        std::string text = configWith("serial", "serial = SN42") + "[later]\n";
+        for (int i = 0; i < keys; ++i) {
+            text += "thing" + std::to_string(i) + " = 1\n";
+        }
+        writeText(configPath_, text);
+        std::vector<std::string> warnings;
+        EXPECT_TRUE(nal::configMistakes(configPath_, &warnings).empty());
+        return warnings;
+    };
+    EXPECT_EQ(warningsOf(20).size(), 20U);
+    const std::vector<std::string> warnings = warningsOf(3000);
+    ASSERT_EQ(warnings.size(), 21U);
+    EXPECT_NE(warnings[19].find("[later] thing19 is not known"), std::string::npos) << warnings[19];
+    EXPECT_EQ(warnings[20],
+              configPath_ + ": and 2980 more, which are not known and have no effect");
+}
+
 TEST_F(Configuration, EndsItsListOfWrongLinesAfterTwenty) {
     std::string text;
     for (int i = 0; i < 5000; ++i) {
