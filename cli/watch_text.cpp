@@ -201,9 +201,10 @@ void TextWatch::extenderFileServer(const std::string &mac, const std::string &in
 
 // Most lines of the history tell what the other signals have told; these do not.
 void TextWatch::history(const std::string &line) {
-    constexpr std::array<std::string_view, 10> kOwn = {
-        "refused",     "taken-up",      "host-crashed", "root-failed", "setting-changed",
-        "agent-waits", "state-damaged", "cancelled",    "boot",        host::kAttemptFailed};
+    constexpr std::array<std::string_view, 11> kOwn = {
+        "refused",         "taken-up",    "host-crashed",      "root-failed",
+        "setting-changed", "agent-waits", "request-waits",     "state-damaged",
+        "cancelled",       "boot",        host::kAttemptFailed};
     const host::Json object(cJSON_Parse(line.c_str()));
     const std::string event = textOf(object.get(), "event");
     if (std::find(kOwn.begin(), kOwn.end(), event) == kOwn.end()) {

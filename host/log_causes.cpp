@@ -198,7 +198,9 @@ std::optional<Cause> LogCauses::ofCaFile(std::string_view text) {
 }
 
 Cause LogCauses::attempt(int number) const {
-    Cause cause = failed_;
+    Cause cause = failed_.reason == Reason::none
+                      ? Cause{Reason::attemptFailed, "nothing tells why; look into the log"}
+                      : failed_;
     cause.attempt = number;
     return cause;
 }

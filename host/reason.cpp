@@ -10,7 +10,7 @@ namespace {
 
 constexpr ReasonRow kRows[] = {
 #define REASON(enumerator, name, outcome, meaning, remedy)                                         \
-    {Reason::enumerator, name, Outcome::outcome, meaning, remedy},
+    {Reason::enumerator, Outcome::outcome, name, meaning, remedy},
 #include "host/reason.def"
 #undef REASON
 };

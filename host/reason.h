@@ -19,8 +19,8 @@ enum class Reason {
 
 struct ReasonRow {
     Reason reason;
-    const char *name;    // lower-case words with hyphens
     Outcome outcome;     // that it explains as a rule; another one may come with it too
+    const char *name;    // lower-case words with hyphens
     const char *meaning; // half a sentence, without a full stop
     const char *remedy;  // what a person can do about it, likewise
 };

@@ -38,7 +38,7 @@ host::Outcome outcomeOfCall(const CallWitness &witness) {
     if (witness.handedOver) {
         return host::Outcome::handedOver;
     }
-    if (!witness.notHandedOver.empty()) {
+    if (witness.notHandedOver.reason != host::Reason::none) {
         return host::Outcome::rootUnreachable;
     }
     // A failed activation of policy 1 passes without a word; one of policy 3 goes on to a download.
@@ -51,7 +51,7 @@ host::Outcome outcomeOfCall(const CallWitness &witness) {
 }
 
 std::string sentenceOfCall(const CallWitness &witness) {
-    return witness.lastWord.empty() ? witness.notHandedOver : witness.lastWord;
+    return witness.lastWord.empty() ? witness.notHandedOver.sentence : witness.lastWord;
 }
 
 namespace {
@@ -75,6 +75,9 @@ std::string attemptWords(const host::Cause &cause) {
 
 host::Cause causeOfCall(const CallWitness &witness) {
     const host::Outcome outcome = outcomeOfCall(witness);
+    if (outcome == host::Outcome::rootUnreachable) {
+        return witness.notHandedOver;
+    }
     if (isGood(outcome) || witness.cause.reason == host::Reason::none) {
         return {host::usualReason(outcome), sentenceOfCall(witness)};
     }

@@ -21,7 +21,7 @@ struct CallWitness {
     bool attemptFailed = false;   // a download
     bool lastAttempt = false;     // and it was the last that the agent makes
     bool toldLastAttempt = false; // which the host was asked to report
-    std::string notHandedOver{};  // why it could not be, one line; empty: it was not tried, or was
+    host::Cause notHandedOver{};  // why it could not be; none: it was not tried, or was
     host::Cause cause{};          // of what failed last
 };
 

@@ -33,6 +33,7 @@ void Chronicle::tell(HistoryLine line) {
         HistoryLine gap;
         gap.event = "history-gap";
         gap.outcome = host::Outcome::failed;
+        gap.reasonCode = host::Reason::historyGap;
         gap.reason = std::to_string(lines) + " lines are not on the disk, which did not keep up";
         gap.next = "look at the disk of the state directory";
         tellNow(std::move(gap));

@@ -33,7 +33,8 @@ Conductor::Conductor(const Means &means, HostProgram program, Callbacks callback
             {std::move(callbacks.hostMessage), [this](const std::string &how) { hostEnded(how); }}),
       restart_(means.loop, [this] { launchHost(); }),
       keepAgain_(means.loop, [this] { keepAgain(); }),
-      rebootOverdue_(means.loop, [this] { rebootIsOverdue(); }) {}
+      rebootOverdue_(means.loop, [this] { rebootIsOverdue(); }),
+      lookForAddress_(means.loop, [this] { state_ == State::restoring ? goOn() : pump(); }) {}
 
 void Conductor::start() { launchHost(); }
 
@@ -87,6 +88,7 @@ void Conductor::hostEnded(const std::string &how) {
     ++life_;
     const bool inTheCall = state_ == State::busy;
     state_ = State::off;
+    lookForAddress_.cancel();
     if (chore_) {
         choreDone("the host process ended over it; ask again once it runs");
     }
@@ -111,11 +113,9 @@ void Conductor::hostEnded(const std::string &how) {
 // Only a call that the agent had begun can be at fault.
 void Conductor::tellCrash(const std::string &how, bool inTheCall) {
     ++hostCrashes_;
-    HistoryLine line;
-    line.event = "host-crashed";
-    line.ticket = with_.board.lastStatus().ticket;
-    line.version = with_.board.lastStatus().version;
+    HistoryLine line = lineOfNow("host-crashed");
     line.outcome = host::Outcome::hostCrashed;
+    line.reasonCode = host::Reason::hostCrashed;
     line.reason = how;
     line.next = "it is started again in " +
                 std::to_string(pauseBeforeStart(hostCrashes_) / kMsPerSecond) + " s";
@@ -143,8 +143,10 @@ void Conductor::hostWaitsFor(const std::string &path, const std::string &found) 
     with_.board.setStage("waiting");
     HistoryLine line;
     line.event = "agent-waits";
+    line.outcome = host::Outcome::waiting;
     line.reason = "the agent waits until " + path + " is there";
     if (!found.empty()) {
+        line.reasonCode = host::Reason::unsafePath;
         line.reason += "; what is there is not its socket: " + found;
     }
     line.next = "start the configuration manager that makes it";
@@ -188,7 +190,7 @@ void Conductor::startUpDone(const cJSON &message) {
 void Conductor::tellOutcomeOfBoot(const TakeUp &plan) {
     const auto word = outcomeOfWord(witness_.lastWord);
     const auto because = [&](host::Outcome outcome) {
-        return outcome == host::Outcome::commitFailed ? plan.cause : host::usualReason(outcome);
+        return outcome == host::Outcome::commitFailed ? plan.cause : host::Reason::none;
     };
     if (plan.awaitCommitWord && word) {
         const std::string why = plan.trialFailure.empty() ? "" : "; " + plan.trialFailure;
@@ -223,6 +225,10 @@ void Conductor::goOn() {
         state_ = State::restoring;
         return host_.send(host::message({{"event", "begin-anew"}}).get());
     }
+    if (ledger().running && awaitsAddress(ledger().running->request)) {
+        state_ = State::restoring;
+        return;
+    }
     if (ledger().running) {
         tellTakenUp(ledger().running->request);
         return begin(*ledger().running);
@@ -240,10 +246,7 @@ void Conductor::goOn() {
 
 // What came of the image before is not gone on with: the agent fetches it from its first byte.
 void Conductor::tellTakenUp(const Request &request) {
-    HistoryLine line;
-    line.event = "taken-up";
-    line.ticket = request.ticket;
-    line.version = request.version;
+    HistoryLine line = lineOf("taken-up", request);
     line.reason = "it had broken off";
     if (const std::uint64_t bytes = with_.board.bytesOfImage(request.version); bytes > 0) {
         line.reasonCode = host::Reason::begunAnew;

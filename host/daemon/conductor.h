@@ -89,8 +89,8 @@ class Conductor {
     void hostReported(const std::string &word, const std::string &record);
     /* What is known of an activation is on the disk before the agent goes on to its reboot. */
     void hostActivated(std::function<void()> kept);
-    /* An image went to the gateway, or could not: then whatIsWrong is one line. */
-    void hostHandedOver(const std::string &whatIsWrong);
+    /* An image went to the gateway, or could not. */
+    void hostHandedOver(const host::Cause &failure);
     void hostTellsCause(const cJSON &message);
     /* What the host says cannot be understood: it is as good as crashed. */
     void hostIsWrong(const std::string &why);
@@ -107,6 +107,8 @@ class Conductor {
     const TrialNow &trial() const { return trial_; }
     /* In a row. */
     int failedSaves() const { return failedSaves_; }
+    /* What has its turn names the node by its address, which has none. */
+    bool awaitsAddress() const { return lookForAddress_.isSet(); }
     /* Seconds until the host is started again; below 0: it runs. */
     int restartInSeconds() const;
 
@@ -134,20 +136,27 @@ class Conductor {
     void becomeIdle();
     void forgetDeferral();
     void pump();
+    std::deque<Request>::iterator nextInTurn();
+    bool mayBegin(const Request &request);
+    bool awaitsAddress(const Request &request);
     void begin(Running running);
     void endRefused(const Request &request, const host::guard::Refusal &refusal);
     void tellRefused(const Request &request, const host::guard::Refusal &refusal);
     void keepAndSend();
+    void send();
+    void putBack();
     void notKept(const std::string &what);
     void keepAgain();
     void callDone(const cJSON &message);
     void finishTrigger(const Request &trigger, const AgentMemoryText &before);
     void offerDone(const Request &offer, const Running &ended);
+    void passedOver(const Request &offer);
     void standingGoesOn(const Running &ended);
+    void tellPutOff(const Request &offer);
     Request expiryOf(const std::string &name) const;
     const Request *currentOffer() const;
     bool timersAwaited() const;
-    void supersedeStanding();
+    void supersedeStanding(const Request &by);
     bool rebootAwaited() const;
     std::optional<int> attemptFailed(int seconds);
     bool endSeries(const cJSON &message);
@@ -156,11 +165,10 @@ class Conductor {
     void awaitReboot();
     void rebootIsOverdue();
     void forgetReboot();
-    void finish(const Request &request, host::Outcome outcome, const host::Cause &cause);
-    /* Of the reason that the outcome has as a rule. */
-    void finish(const Request &request, host::Outcome outcome, const std::string &reason) {
-        finish(request, outcome, host::Cause{host::usualReason(outcome), reason});
-    }
+    void finish(const Request &request, host::Outcome outcome, host::Cause cause);
+    static HistoryLine lineOf(const std::string &event, const Request &request);
+    /* Of the request that runs or stands. */
+    HistoryLine lineOfNow(const std::string &event) const;
     std::string governedWords() const;
     void tellTakenUp(const Request &request);
     void tellFailedAttempt(const Request &offer);
@@ -183,9 +191,10 @@ class Conductor {
     HostProcess host_;
     State state_ = State::off;
     CallWitness witness_;
-    bool forgetDeferral_ = false;  // before the next call
-    bool windowWasSpent_ = false;  // before the call
-    bool settingsChanged_ = false; // while the call ran
+    bool forgetDeferral_ = false;   // before the next call
+    bool windowWasSpent_ = false;   // before the call
+    std::uint64_t addressTold_ = 0; // the request that was told to wait for it
+    bool settingsChanged_ = false;  // while the call ran
     bool cancelling_ = false;
     bool rebootDue_ = false;    // also where the activation is of no offer that stands
     bool agentIsFresh_ = false; // it remembers what a start-up gives it
@@ -206,6 +215,7 @@ class Conductor {
     Alarm restart_;
     Alarm keepAgain_;
     Alarm rebootOverdue_;
+    Alarm lookForAddress_;
 };
 
 } // namespace otad

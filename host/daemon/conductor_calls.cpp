@@ -59,18 +59,15 @@ void Conductor::hostReported(const std::string &word, const std::string &record)
     ledger().lastWord = word;
     ledger().lastRecord = record;
     with_.board.setReport(word, record);
-    HistoryLine line;
-    line.event = "status";
-    line.ticket = with_.board.lastStatus().ticket;
-    line.version = with_.board.lastStatus().version;
+    HistoryLine line = lineOfNow("status");
     line.outcome = outcomeOfWord(word).value_or(host::Outcome::done);
     line.reason = word;
     with_.chronicle.tell(line);
 }
 
-void Conductor::hostHandedOver(const std::string &whatIsWrong) {
-    witness_.handedOver = whatIsWrong.empty();
-    witness_.notHandedOver = whatIsWrong;
+void Conductor::hostHandedOver(const host::Cause &failure) {
+    witness_.handedOver = failure.reason == host::Reason::none;
+    witness_.notHandedOver = failure;
 }
 
 void Conductor::hostDone(const cJSON &message) {
@@ -108,7 +105,6 @@ void Conductor::hostDone(const cJSON &message) {
 void Conductor::callDone(const cJSON &message) {
     Running ended = *ledger().running;
     const AgentMemoryText before(ledger().memory);
-    windowWasSpent_ = windowIsSpent(ledger());
     ended.activated = ended.activated || witness_.activated;
     rebootDue_ = rebootDue_ || ended.activated;
     ledger().running.reset();
@@ -124,7 +120,7 @@ void Conductor::callDone(const cJSON &message) {
     if (request.kind == kNewImage) {
         offerDone(request, ended);
     } else if (request.kind == kActivationTime) {
-        finish(request, host::Outcome::done, governedWords());
+        finish(request, host::Outcome::done, {host::Reason::none, governedWords()});
     } else {
         if (request.kind != kTimer) {
             finishTrigger(request, before);
@@ -143,26 +139,38 @@ void Conductor::finishTrigger(const Request &trigger, const AgentMemoryText &bef
     const bool go = host::numberOf(host::parsed(trigger.event).get(), "newswavailflag") == 1;
     if (go && before.number(AgentMemoryText::kTriggerTooLate, 0) != 0) {
         return finish(trigger, host::Outcome::windowSpent,
-                      "the half hour had run out before the mobile app's trigger came");
+                      {host::Reason::windowUsedUp,
+                       "the half hour had run out before the mobile app's trigger came"});
     }
-    finish(trigger, host::Outcome::done, "the agent has the trigger");
+    finish(trigger, host::Outcome::done, {host::Reason::none, "the agent has the trigger"});
 }
 
 // A reboot or a timer may still be awaited; else the offer is over.
 void Conductor::offerDone(const Request &offer, const Running &ended) {
+    if (windowWasSpent_ && !ended.activated &&
+        outcomeOfCall(witness_) == host::Outcome::interruptedNothingKnown) {
+        return passedOver(offer);
+    }
+    supersedeStanding(offer);
     const bool awaited = ended.activated || timersAwaited();
     if (awaited && !endsTheRequest(witness_)) {
         ledger().standing = Standing{offer, ended.bank, ended.activated, false, ended.failedTrials};
         return tellFailedAttempt(offer);
     }
-    const host::Outcome outcome = outcomeOfCall(witness_);
-    if (outcome == host::Outcome::interruptedNothingKnown && windowWasSpent_) {
-        return finish(
-            offer, host::Outcome::windowSpent,
-            "the half hour of an earlier offer ended with its trigger, and the agent still "
-            "takes it for open");
+    finish(offer, outcomeOfCall(witness_), causeOfCall(witness_));
+}
+
+// The offer that stands goes on waiting, unless this one took away what it waited for: the agent
+// stops a pending download before it passes an offer over.
+void Conductor::passedOver(const Request &offer) {
+    finish(offer, host::Outcome::windowSpent,
+           {host::Reason::windowUsedUp,
+            "the half hour of an earlier offer ended with its trigger, and the agent still takes "
+            "it for open"});
+    const std::optional<Standing> &standing = ledger().standing;
+    if (standing && !standing->activated && !standing->deferred && !timersAwaited()) {
+        supersedeStanding(offer);
     }
-    finish(offer, outcome, causeOfCall(witness_));
 }
 
 // A timer or the mobile app moved the offer that stands.
@@ -181,8 +189,7 @@ void Conductor::standingGoesOn(const Running &ended) {
         if (with_.board.lastStatus().deferred && !witness_.wrote && !witness_.handedOver &&
             sentenceOfCall(witness_).empty()) {
             standing.deferred = true;
-            tell("deferred", standing.offer, whyPutOff(with_.board.lastStatus()),
-                 "taken up " + whenTakenUp(with_.board.lastStatus()));
+            tellPutOff(standing.offer);
             return settingsChanged_ ? settingsChanged() : void();
         }
         finish(standing.offer, outcomeOfCall(witness_), causeOfCall(witness_));
@@ -190,6 +197,16 @@ void Conductor::standingGoesOn(const Running &ended) {
     } else {
         tellFailedAttempt(standing.offer);
     }
+}
+
+void Conductor::tellPutOff(const Request &offer) {
+    const NodeStatus &status = with_.board.lastStatus();
+    HistoryLine line = lineOf("deferred", offer);
+    line.outcome = host::Outcome::deferred;
+    line.reasonCode = isPutOffByMode(status) ? host::Reason::notAGateway : host::Reason::onboarding;
+    line.reason = whyPutOff(status);
+    line.next = "taken up " + whenTakenUp(status);
+    with_.chronicle.tell(line);
 }
 
 // What a new activation time is for.
@@ -215,10 +232,7 @@ void Conductor::tellFailedAttempt(const Request &offer) {
     if (witness_.cause.attempt == 0) {
         return;
     }
-    HistoryLine line;
-    line.event = host::kAttemptFailed;
-    line.ticket = offer.ticket;
-    line.version = offer.version;
+    HistoryLine line = lineOf(host::kAttemptFailed, offer);
     line.outcome = host::Outcome::waiting;
     line.reasonCode = witness_.cause.reason;
     line.reason = attemptWords(witness_.cause);
@@ -231,10 +245,11 @@ void Conductor::tellFailedAttempt(const Request &offer) {
     with_.chronicle.tell(line);
 }
 
-void Conductor::supersedeStanding() {
+void Conductor::supersedeStanding(const Request &by) {
     if (ledger().standing) {
         finish(ledger().standing->offer, host::Outcome::superseded,
-               "ticket " + std::to_string(ledger().running->request.ticket) + " took its place");
+               {host::Reason::laterRequest,
+                "ticket " + std::to_string(by.ticket) + " took its place"});
         ledger().standing.reset();
     }
 }
@@ -248,13 +263,15 @@ void Conductor::hostTellsCause(const cJSON &message) {
                       host::numberOf(&message, "attempt")};
 }
 
-void Conductor::finish(const Request &request, host::Outcome outcome, const host::Cause &cause) {
+// Without a reason it is the one that the outcome has as a rule.
+void Conductor::finish(const Request &request, host::Outcome outcome, host::Cause cause) {
+    if (cause.reason == host::Reason::none) {
+        cause.reason = host::usualReason(outcome);
+    }
     const host::OutcomeRow &row = host::rowOf(outcome);
     const host::ReasonRow &because = host::rowOf(cause.reason);
-    HistoryLine line;
-    line.event = outcome == host::Outcome::cancelled ? "cancelled" : "finished";
-    line.ticket = request.ticket;
-    line.version = request.version;
+    HistoryLine line =
+        lineOf(outcome == host::Outcome::cancelled ? "cancelled" : "finished", request);
     line.outcome = outcome;
     line.reasonCode = cause.reason;
     line.reason = cause.sentence;
@@ -267,13 +284,26 @@ void Conductor::finish(const Request &request, host::Outcome outcome, const host
 
 void Conductor::tell(const std::string &event, const Request &request, const std::string &reason,
                      const std::string &next) {
+    HistoryLine line = lineOf(event, request);
+    line.reason = reason;
+    line.next = next;
+    with_.chronicle.tell(line);
+}
+
+HistoryLine Conductor::lineOf(const std::string &event, const Request &request) {
     HistoryLine line;
     line.event = event;
     line.ticket = request.ticket;
     line.version = request.version;
-    line.reason = reason;
-    line.next = next;
-    with_.chronicle.tell(line);
+    return line;
+}
+
+HistoryLine Conductor::lineOfNow(const std::string &event) const {
+    const NodeStatus &status = with_.board.lastStatus();
+    Request now;
+    now.ticket = status.ticket;
+    now.version = status.version;
+    return lineOf(event, now);
 }
 
 } // namespace otad

@@ -54,7 +54,7 @@ bool Conductor::cancelInQueue(std::uint64_t ticket, const Answer &answer) {
     }
     const Request request = *found;
     queue.erase(found);
-    finish(request, host::Outcome::cancelled, "it had not begun");
+    finish(request, host::Outcome::cancelled, {host::Reason::byOperator, "it had not begun"});
     saveAndAnswer({answer}, request.ticket, "");
     with_.board.refresh();
     return true;
@@ -64,15 +64,18 @@ bool Conductor::cancelInQueue(std::uint64_t ticket, const Answer &answer) {
 void Conductor::forgetEverything() {
     // The call of a timer is the standing offer's.
     if (ledger().running && ledger().running->request.kind != kTimer) {
-        finish(ledger().running->request, host::Outcome::cancelled, "while it ran");
+        finish(ledger().running->request, host::Outcome::cancelled,
+               {host::Reason::byOperator, "while it ran"});
     }
     if (ledger().standing) {
-        finish(ledger().standing->offer, host::Outcome::cancelled, "while it waited");
+        finish(ledger().standing->offer, host::Outcome::cancelled,
+               {host::Reason::byOperator, "while it waited"});
     }
     if (!ledger().running && !ledger().standing) {
         HistoryLine line;
         line.event = "cancelled";
         line.outcome = host::Outcome::cancelled;
+        line.reasonCode = host::Reason::byOperator;
         line.reason = "what was left of an earlier offer";
         with_.chronicle.tell(line);
     }

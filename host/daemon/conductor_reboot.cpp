@@ -22,10 +22,7 @@ void Conductor::rebootIsOverdue() {
         return; // the call that had activated broke off, and its redoing did not
     }
     with_.board.setReboot(StatusBoard::Reboot::overdue);
-    HistoryLine line;
-    line.event = "reboot-overdue";
-    line.ticket = with_.board.lastStatus().ticket;
-    line.version = with_.board.lastStatus().version;
+    HistoryLine line = lineOfNow("reboot-overdue");
     line.outcome = host::Outcome::activated;
     line.reasonCode = host::Reason::rebootNotComing;
     line.reason = "the other bank is activated, and the node has not rebooted for " +

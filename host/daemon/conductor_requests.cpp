@@ -4,17 +4,20 @@
 
 #include "host/daemon/judge.h"
 #include "host/daemon/keep/deferral.h"
+#include "host/daemon/keep/request_check.h"
 #include "host/daemon/keep/resume_fate.h"
 #include "host/message.h"
 #include "platform/timers.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace otad {
 namespace {
 
 constexpr std::int64_t kMsPerSecond = 1000;
 constexpr std::int64_t kKeepAgainMs = 5000;
+constexpr std::int64_t kLookForAddressMs = 1000;
 constexpr std::size_t kLongestQueue = 16;
 
 } // namespace
@@ -118,15 +121,52 @@ void Conductor::settingsChanged() {
 }
 
 void Conductor::pump() {
-    if (state_ != State::idle || cancelling_ || rebootAwaited() || ledger().queue.empty() ||
-        ledger().queue.front().ticket > keptTicket_) {
+    if (state_ != State::idle || cancelling_ || rebootAwaited()) {
+        return;
+    }
+    const auto next = nextInTurn();
+    if (next == ledger().queue.end()) {
         return;
     }
     Running running;
-    running.request = ledger().queue.front();
+    running.request = *next;
     running.starts = 1;
-    ledger().queue.pop_front();
+    ledger().queue.erase(next);
     begin(std::move(running));
+}
+
+// A timer that ran out waits for the agent alone: not behind a request that waits for more.
+std::deque<Request>::iterator Conductor::nextInTurn() {
+    auto &queue = ledger().queue;
+    if (queue.empty() || mayBegin(queue.front())) {
+        return queue.begin();
+    }
+    return std::find_if(queue.begin(), queue.end(),
+                        [](const Request &one) { return one.kind == kTimer; });
+}
+
+bool Conductor::mayBegin(const Request &request) {
+    return request.kind == kTimer ||
+           (request.ticket <= keptTicket_ && failedSaves_ == 0 && !awaitsAddress(request));
+}
+
+// The agent would pass it over without a word.
+bool Conductor::awaitsAddress(const Request &request) {
+    with_.board.lookAtAddress();
+    if (!namesTheNode(request) || !with_.board.lastStatus().mac.empty()) {
+        lookForAddress_.cancel();
+        return false;
+    }
+    lookForAddress_.setInMs(kLookForAddressMs);
+    if (std::exchange(addressTold_, request.ticket) != request.ticket) {
+        HistoryLine line = lineOf("request-waits", request);
+        line.outcome = host::Outcome::waiting;
+        line.reasonCode = host::Reason::noAddress;
+        line.reason = "it names the node by its address, and the bridge br0 has none";
+        line.next = host::rowOf(line.reasonCode).remedy;
+        with_.chronicle.tell(line);
+    }
+    return true;
 }
 
 void Conductor::begin(Running running) {
@@ -146,10 +186,6 @@ void Conductor::begin(Running running) {
         running.held = passiveVersion(with_.board.lastStatus()) == running.request.version;
     }
     ledger().running = std::move(running);
-    if (ledger().running->request.kind == kNewImage) {
-        supersedeStanding();
-    }
-    tell("started", ledger().running->request);
     state_ = State::keeping;
     keepAndSend();
 }
@@ -167,10 +203,7 @@ void Conductor::endRefused(const Request &request, const host::guard::Refusal &r
 }
 
 void Conductor::tellRefused(const Request &request, const host::guard::Refusal &refusal) {
-    HistoryLine line;
-    line.event = "refused";
-    line.ticket = request.ticket;
-    line.version = request.version;
+    HistoryLine line = lineOf("refused", request);
     line.outcome = refusal.outcome;
     line.reasonCode = host::Reason::storedRequestRefused;
     line.reason = refusal.text();
@@ -193,11 +226,34 @@ void Conductor::keepAndSend() {
         } else {
             failedSaves_ = 0;
         }
-        if (state_ == State::keeping && (expiry || whatIsWrong.empty())) {
-            state_ = State::busy;
-            host_.send(host::parsed(ledger().running->request.event).get());
+        if (state_ == State::keeping) {
+            expiry || whatIsWrong.empty() ? send() : putBack();
         }
     });
+}
+
+// Where the agent passes offers over, it is not known before the end of the call whose place this
+// one took.
+void Conductor::send() {
+    state_ = State::busy;
+    windowWasSpent_ = windowIsSpent(ledger());
+    const Request &request = ledger().running->request;
+    if (request.kind == kNewImage && !windowWasSpent_ && ledger().standing) {
+        supersedeStanding(request);
+        with_.book.save();
+    }
+    tell("started", request);
+    host_.send(host::parsed(request.event).get());
+}
+
+// Into the queue, so that a timer has its turn meanwhile; what has activated waits for the boot.
+void Conductor::putBack() {
+    if (ledger().running->activated) {
+        return;
+    }
+    ledger().queue.push_front(ledger().running->request);
+    ledger().running.reset();
+    becomeIdle();
 }
 
 // Told once; tried until it can be.
@@ -208,11 +264,9 @@ void Conductor::notKept(const std::string &what) {
         return;
     }
     logError(what);
-    HistoryLine line;
-    line.event = "not-kept";
-    line.ticket = with_.board.lastStatus().ticket;
-    line.version = with_.board.lastStatus().version;
+    HistoryLine line = lineOfNow("not-kept");
     line.outcome = host::Outcome::notKept;
+    line.reasonCode = host::Reason::notWritten;
     line.reason = what;
     line.next = "make room in the state directory; it is tried again every " +
                 std::to_string(kKeepAgainMs / kMsPerSecond) + " s";
@@ -228,6 +282,7 @@ void Conductor::keepAgain() {
             notKept(whatIsWrong);
         } else {
             failedSaves_ = 0;
+            pump();
         }
     });
 }

@@ -124,6 +124,7 @@ std::vector<std::pair<std::string, std::string>> Front::explain() {
     facts.rootConfigured = !house_.config.rootHost.empty();
     facts.busConnected = house_.bus.connected();
     facts.failedSaves = house_.conductor.failedSaves();
+    facts.awaitsAddress = house_.conductor.awaitsAddress();
     facts.trial = house_.conductor.trial();
     facts.healthLimitSeconds =
         house_.config.healthCommand.empty() ? 0 : house_.config.healthLimitSeconds;

@@ -75,10 +75,9 @@ void HostCalls::notifyRoot(const cJSON &message) {
 }
 
 void HostCalls::handOver(const cJSON &message) {
-    root_.publish(FromExtender::Kind::fileServer, host::textOf(&message, "info"),
-                  answerOfRoot([this](const std::string &whatIsWrong) {
-                      conductor_.hostHandedOver(whatIsWrong);
-                  }));
+    root_.publish(
+        FromExtender::Kind::fileServer, host::textOf(&message, "info"),
+        answerOfRoot([this](const host::Cause &failure) { conductor_.hostHandedOver(failure); }));
 }
 
 void HostCalls::keepActivation(const cJSON & /*message*/) {
@@ -90,16 +89,15 @@ void HostCalls::keepActivation(const cJSON & /*message*/) {
 }
 
 // The host may have ended by the time the root answers; another one did not ask.
-std::function<void(const std::string &)>
-HostCalls::answerOfRoot(const std::function<void(const std::string &whatIsWrong)> &also) {
-    return [this, life = conductor_.life(), also](const std::string &whatIsWrong) {
+RootLink::Published HostCalls::answerOfRoot(const RootLink::Published &also) {
+    return [this, life = conductor_.life(), also](const host::Cause &failure) {
         if (life != conductor_.life()) {
             return;
         }
         if (also) {
-            also(whatIsWrong);
+            also(failure);
         }
-        acknowledge(whatIsWrong.empty() ? kAccepted : kFailed);
+        acknowledge(failure.reason == host::Reason::none ? kAccepted : kFailed);
     };
 }
 

@@ -35,8 +35,7 @@ class HostCalls {
     void startTimer(const cJSON &message);
     void stopTimer(const cJSON &message);
     void keepActivation(const cJSON &message);
-    std::function<void(const std::string &)>
-    answerOfRoot(const std::function<void(const std::string &whatIsWrong)> &also = {});
+    RootLink::Published answerOfRoot(const RootLink::Published &also = {});
     void acknowledge(int result);
     void tellTimer(const char *event, const std::string &reason);
 

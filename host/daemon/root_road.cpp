@@ -61,24 +61,29 @@ void RootRoad::dispatch() {
 }
 
 void RootRoad::publish(FromExtender::Kind kind, const std::string &text,
-                       std::function<void(const std::string &)> answer) {
+                       RootLink::Published answer) {
     if (kind == FromExtender::Kind::fileServer && isGateway(board_.lastStatus())) {
-        return answer(raiseFileServer(board_.lastStatus().mac, text) ? "" : kNoBus);
+        return answer(raiseFileServer(board_.lastStatus().mac, text));
     }
     if (!link_) {
-        const std::string whatIsWrong =
+        const host::Cause failure{
+            config_.rootHost.empty() ? host::Reason::rootNotReached : host::Reason::noAddress,
             config_.rootHost.empty() ? "no broker of the root is configured; set [root] broker"
-                                     : "the node's own address is not known; look for br0";
-        tell("root-failed", host::Outcome::rootUnreachable, whatIsWrong);
-        return answer(whatIsWrong);
+                                     : "the node's own address is not known; look for br0"};
+        tellPublished(failure);
+        return answer(failure);
     }
-    link_->publish(kind, text, [this, answer = std::move(answer)](const std::string &whatIsWrong) {
-        const bool reached = whatIsWrong.empty();
-        tell(reached ? "root-notified" : "root-failed",
-             reached ? host::Outcome::done : host::Outcome::rootUnreachable, whatIsWrong);
-        answer(whatIsWrong);
+    link_->publish(kind, text, [this, answer = std::move(answer)](const host::Cause &failure) {
+        tellPublished(failure);
+        answer(failure);
     });
     tick_.setInMs(kTickMs);
+}
+
+void RootRoad::tellPublished(const host::Cause &failure) {
+    const bool reached = failure.reason == host::Reason::none;
+    tell(reached ? "root-notified" : "root-failed",
+         reached ? host::Outcome::done : host::Outcome::rootUnreachable, failure);
 }
 
 void RootRoad::tick() {
@@ -120,27 +125,31 @@ void RootRoad::tellChecked(const Unchecked &unchecked) {
     const FromExtender message = unchecked.check(config_.allowPlainHttp);
     if (!message.refusal.empty()) {
         tell("extender-report", host::Outcome::failed,
-             senderOf(unchecked) + ": " + message.refusal);
+             {host::Reason::none, senderOf(unchecked) + ": " + message.refusal});
     } else if (message.kind == FromExtender::Kind::report) {
         bus_.raiseExtenderStatus(message.mac, message.text);
-        tell("extender-report", host::Outcome::done, message.mac);
+        tell("extender-report", host::Outcome::done, {host::Reason::none, message.mac});
     } else {
         raiseFileServer(message.mac, message.text);
     }
 }
 
-bool RootRoad::raiseFileServer(const std::string &mac, const std::string &info) {
-    const bool raised = bus_.raiseExtenderFileServer(mac, info);
-    tell("extender-file-server", raised ? host::Outcome::done : host::Outcome::failed,
-         raised ? mac : mac + ": " + kNoBus);
-    return raised;
+host::Cause RootRoad::raiseFileServer(const std::string &mac, const std::string &info) {
+    if (bus_.raiseExtenderFileServer(mac, info)) {
+        tell("extender-file-server", host::Outcome::done, {host::Reason::none, mac});
+        return {};
+    }
+    tell("extender-file-server", host::Outcome::failed,
+         {host::Reason::busMissing, mac + ": " + kNoBus});
+    return {host::Reason::busMissing, kNoBus};
 }
 
-void RootRoad::tell(const char *event, host::Outcome outcome, const std::string &reason) {
+void RootRoad::tell(const char *event, host::Outcome outcome, const host::Cause &cause) {
     HistoryLine line;
     line.event = event;
     line.outcome = outcome;
-    line.reason = reason;
+    line.reasonCode = cause.reason;
+    line.reason = cause.sentence;
     chronicle_.tell(line);
 }
 

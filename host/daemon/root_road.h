@@ -11,7 +11,6 @@
 
 #include "platform/nal/config.h"
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -34,19 +33,19 @@ class RootRoad {
     void follow();
     /*
      * Sends the text to the root. What a gateway hands over is raised on its own bus: it is the
-     * root. The answer comes from the loop or at once, within 5 s, and always: empty, or why it
-     * could not be told, one line.
+     * root. The answer comes from the loop or at once, within 5 s, and always: without a reason, or
+     * why it could not be told.
      */
-    void publish(FromExtender::Kind kind, const std::string &text,
-                 std::function<void(const std::string &whatIsWrong)> answer);
+    void publish(FromExtender::Kind kind, const std::string &text, RootLink::Published answer);
 
   private:
     void dispatch();
     void take(const Unchecked &message);
     void tellChecked(const Unchecked &unchecked);
     void tick();
-    void tell(const char *event, host::Outcome outcome, const std::string &reason);
-    bool raiseFileServer(const std::string &mac, const std::string &info);
+    void tell(const char *event, host::Outcome outcome, const host::Cause &cause);
+    void tellPublished(const host::Cause &failure);
+    host::Cause raiseFileServer(const std::string &mac, const std::string &info);
 
     sd_event *loop_;
     const nal::Config &config_;

@@ -2,6 +2,7 @@
 // The boot loader's environment: two copies with a checksum each, of which one is always whole.
 #include "platform/nal/boot_environment.h"
 
+#include "platform/nal/because.h"
 #include "platform/nal/boot_copies.h"
 #include "platform/nal/file_io.h"
 #include "platform/nal/lock_file.h"
@@ -47,6 +48,7 @@ class Environment {
         std::string goesWithout;
         if (lock_.take(kLibraryLock, kLockPatience, goesWithout) == LockFile::Taken::held) {
             whatIsWrong = place_.name() + ": the boot state is in use: " + goesWithout;
+            because(host::Reason::bootStateLocked);
             return -EBUSY;
         }
         lock_.release();

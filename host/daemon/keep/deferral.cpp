@@ -12,11 +12,11 @@ bool waitsForDownload(const NodeStatus &status) {
     return status.version.empty() || passiveVersion(status) != status.version;
 }
 
+} // namespace
+
 bool isPutOffByMode(const NodeStatus &status) {
     return waitsForDownload(status) && !isGateway(status);
 }
-
-} // namespace
 
 bool isGateway(const NodeStatus &status) {
     return status.workMode == "RGW" ||

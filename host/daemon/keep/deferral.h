@@ -22,6 +22,9 @@ std::string passiveVersion(const NodeStatus &status);
  */
 bool wouldGoOn(const NodeStatus &status);
 
+/* It is put off because only a gateway downloads; else because of an onboarding. */
+bool isPutOffByMode(const NodeStatus &status);
+
 /* "because " and why, in the middle of a sentence. */
 std::string whyPutOff(const NodeStatus &status);
 

@@ -192,7 +192,11 @@ void addAgent(const ExplainFacts &facts, Sentences &sentences) {
                                         : crashed + " and was started again.");
 }
 
-void addQueue(const NodeStatus &status, Sentences &sentences) {
+void addQueue(const NodeStatus &status, const ExplainFacts &facts, Sentences &sentences) {
+    if (facts.awaitsAddress) {
+        sentences.emplace_back("queue", "The next request names the node by its address, and the "
+                                        "bridge br0 has none: bring it up.");
+    }
     if (status.queued > 0) {
         const std::string behind = status.stage == "rebooting" || status.stage == kRebootOverdue
                                        ? ", behind the reboot"
@@ -258,7 +262,7 @@ Sentences explainNode(const NodeStatus &status, const Ledger &ledger, const Expl
     addWindow(ledger, sentences);
     addTrial(status, facts, sentences);
     addAgent(facts, sentences);
-    addQueue(status, sentences);
+    addQueue(status, facts, sentences);
     addRoads(status, facts, sentences);
     addPast(status, facts, sentences);
     return sentences;

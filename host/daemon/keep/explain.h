@@ -49,7 +49,8 @@ struct ExplainFacts {
     bool plainHttpAllowed = false;
     bool rootConfigured = false; // the configuration names a broker
     bool busConnected = true;
-    int failedSaves = 0; // in a row: requests that could not be kept on disk
+    bool awaitsAddress = false; // what has its turn does, since the bridge has none
+    int failedSaves = 0;        // in a row: requests that could not be kept on disk
     TrialNow trial;
     int healthLimitSeconds = 0; // of the health command; 0: there is none
     int refuseAfterTrials = 0;  // failed trials of a version; 0: none is refused for them

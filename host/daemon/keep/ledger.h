@@ -67,8 +67,8 @@ struct Standing {
  * needs. endBootMs belongs to the boot of bootId, so both are written in one go.
  */
 struct Ledger {
-    static constexpr std::size_t kMaxQueue = 64; // no more are taken over
-    static constexpr std::size_t kSpare = 16;    // room for timers that ran out, and for a start
+    static constexpr std::size_t kMaxQueue = 64; // no more are taken up by a start
+    static constexpr std::size_t kSpare = 16;    // room for timers that run out behind it
     static constexpr std::size_t kMaxTimers = 16;
     static constexpr int kMaxFailedDownloads = 7; // with the last one the agent gives up
 

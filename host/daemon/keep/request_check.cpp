@@ -134,6 +134,15 @@ std::optional<Refusal> activationTimeRequest(std::string_view record, const Node
     return std::nullopt;
 }
 
+bool namesTheNode(const Request &request) {
+    if (request.kind != kActivationTime) {
+        return request.kind == kNewImage;
+    }
+    const host::Json event = parseObject(request.event);
+    const host::Json record = parseObject(host::textOf(event.get(), kRecord));
+    return !host::textOf(record.get(), "mac").empty();
+}
+
 Request mobileTriggerRequest(int newswavailflag) {
     const host::Json event = host::message({{"event", kMobileTrigger}});
     cJSON_AddNumberToObject(event.get(), kFlag, newswavailflag);

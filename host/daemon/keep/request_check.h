@@ -30,6 +30,9 @@ std::optional<host::guard::Refusal> activationTimeRequest(std::string_view recor
 Request mobileTriggerRequest(int newswavailflag);
 Request timerRequest(const std::string &name);
 
+/* The agent compares an address in it with the node's own, and passes it over where they differ. */
+bool namesTheNode(const Request &request);
+
 /* The agent asks for this timer, and has a call for its end. */
 bool isTimerOfTheAgent(std::string_view name);
 

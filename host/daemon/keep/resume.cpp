@@ -39,19 +39,22 @@ class Planner {
         }
         takeUpRunning();
         offerAgain();
+        endSurplus();
         setTimers();
         setMemory();
         return std::move(plan_);
     }
 
   private:
-    void finish(const Request &request, Outcome outcome, const std::string &reason) {
-        plan_.finished.push_back({request, outcome, reason, host::usualReason(outcome)});
+    void finish(const Request &request, Outcome outcome, const std::string &sentence,
+                host::Reason cause = host::Reason::none) {
+        plan_.finished.push_back({request, outcome, sentence, cause});
     }
 
     void supersedeStanding() {
         if (plan_.standing) {
-            finish(plan_.standing->offer, Outcome::superseded, "a later offer was activated");
+            finish(plan_.standing->offer, Outcome::superseded, "a later offer was activated",
+                   host::Reason::laterRequest);
             plan_.standing.reset();
         }
     }
@@ -160,11 +163,11 @@ class Planner {
                 : "it broke off " + std::to_string(broken.starts) + " times";
         if (isTimer(broken.request) && plan_.standing) {
             // The timer was the offer's only way on.
-            finish(plan_.standing->offer, Outcome::hostCrashed, reason);
+            finish(plan_.standing->offer, Outcome::hostCrashed, reason, host::Reason::hostCrashed);
             plan_.standing.reset();
             dropTimers();
         } else {
-            finish(broken.request, Outcome::hostCrashed, reason);
+            finish(broken.request, Outcome::hostCrashed, reason, host::Reason::hostCrashed);
         }
     }
 
@@ -213,6 +216,16 @@ class Planner {
                       [](const ArmedTimer &armed) { return armed.name == TIMER_DOWNLOAD_START; });
         mended_ = true;
         offeredAgain_ = true;
+    }
+
+    // What is kept behind this start is room enough for what it adds to the queue.
+    void endSurplus() {
+        for (; plan_.queue.size() > Ledger::kMaxQueue; plan_.queue.pop_back()) {
+            if (!isTimer(plan_.queue.back())) {
+                finish(plan_.queue.back(), Outcome::queueFull,
+                       "more requests were kept than the service takes up");
+            }
+        }
     }
 
     void setTimers() {

@@ -226,15 +226,17 @@ void MqttSession::onPublish(int messageId, int reason) {
     if (found == inFlight_.end()) {
         return;
     }
-    std::string whatIsWrong;
+    host::Cause failure;
     if (reason == MQTT_RC_NO_MATCHING_SUBSCRIBERS) {
-        whatIsWrong = brokerName(setup_.config) + ": nobody listens to \"" + found->second.topic +
-                      "\"; check that the gateway's service runs, with this broker and topic";
+        failure = {host::Reason::noGateway,
+                   brokerName(setup_.config) + ": nobody listens to \"" + found->second.topic +
+                       "\"; check that the gateway's service runs, with this broker and topic"};
     } else if (reason >= kFirstRefusal) {
-        whatIsWrong = brokerName(setup_.config) + ": it refuses \"" + found->second.topic +
-                      "\": " + mosquitto_reason_string(reason) + kCheckRights;
+        failure = {host::Reason::rootNotReached,
+                   brokerName(setup_.config) + ": it refuses \"" + found->second.topic +
+                       "\": " + mosquitto_reason_string(reason) + kCheckRights};
     }
-    mailbox_.tell(PublishAnswer{found->second.id, whatIsWrong});
+    mailbox_.tell(PublishAnswer{found->second.id, failure});
     inFlight_.erase(found);
 }
 

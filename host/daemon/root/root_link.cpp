@@ -20,6 +20,10 @@ const char *nameOf(Kind kind) {
     return kind == Kind::report ? "the status report" : "the file server's address";
 }
 
+host::Cause notReached(const std::string &whatIsWrong) {
+    return {host::Reason::rootNotReached, whatIsWrong};
+}
+
 template <class... Handlers>
 struct Overloaded : Handlers... {
     using Handlers::operator()...;
@@ -53,7 +57,7 @@ void RootLink::dispatch(const std::function<void(const Unchecked &)> &taken,
         connected_ = change.up;
         connection(change.up);
     };
-    const auto tellAnswer = [&](const PublishAnswer &one) { answer(one.id, one.whatIsWrong); };
+    const auto tellAnswer = [&](const PublishAnswer &one) { answer(one.id, one.failure); };
     for (const RootEvent &event : mailbox_->takeEvents()) {
         std::visit(Overloaded{taken, tellChange, tellAnswer}, event);
     }
@@ -64,10 +68,10 @@ void RootLink::publish(Kind kind, std::string text, Published published) {
     const auto deadline = RootClock::now() + times_.publish;
     waiting_[id] = Waiting{std::move(published), deadline, nameOf(kind)};
     if (text.size() > kLongestRootMessage) {
-        mailbox_->tell(PublishAnswer{id, std::string(nameOf(kind)) + " of " +
-                                             std::to_string(text.size()) +
-                                             " bytes is not sent to the root: at most " +
-                                             std::to_string(kLongestRootMessage) + " bytes"});
+        mailbox_->tell(PublishAnswer{
+            id, notReached(std::string(nameOf(kind)) + " of " + std::to_string(text.size()) +
+                           " bytes is not sent to the root: at most " +
+                           std::to_string(kLongestRootMessage) + " bytes")});
         return;
     }
     mailbox_->send(Outgoing{id, rootTopic(config_.topic, mac_, kind), std::move(text), deadline});
@@ -93,18 +97,18 @@ void RootLink::tick() {
         }
     }
     for (const auto &[id, whatIsWrong] : overdue) {
-        answer(id, whatIsWrong);
+        answer(id, notReached(whatIsWrong));
     }
 }
 
-void RootLink::answer(std::uint64_t id, const std::string &whatIsWrong) {
+void RootLink::answer(std::uint64_t id, const host::Cause &failure) {
     const auto found = waiting_.find(id);
     if (found == waiting_.end()) {
         return; // its time was over before
     }
     const Published published = std::move(found->second.published);
     waiting_.erase(found);
-    published(whatIsWrong);
+    published(failure);
 }
 
 } // namespace otad

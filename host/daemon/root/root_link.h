@@ -4,6 +4,7 @@
 #define HOST_DAEMON_ROOT_ROOT_LINK_H
 
 #include "host/daemon/root/root_envelope.h"
+#include "host/reason.h"
 
 #include <chrono>
 #include <functional>
@@ -39,9 +40,8 @@ struct RootTimes {
  */
 class RootLink {
   public:
-    /* Called once, on the caller's thread: empty where a listener has the message, else one line.
-     */
-    using Published = std::function<void(const std::string &whatIsWrong)>;
+    /* Called once, on the caller's thread: without a reason where a listener has the message. */
+    using Published = std::function<void(const host::Cause &failure)>;
 
     /*
      * Starts to connect, and to connect again whenever the connection is lost. `clientId` must be
@@ -85,7 +85,7 @@ class RootLink {
         std::chrono::steady_clock::time_point deadline;
         const char *what;
     };
-    void answer(std::uint64_t id, const std::string &whatIsWrong);
+    void answer(std::uint64_t id, const host::Cause &failure);
 
     RootConfig config_;
     std::string mac_;

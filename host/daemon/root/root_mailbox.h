@@ -4,6 +4,7 @@
 #define HOST_DAEMON_ROOT_ROOT_MAILBOX_H
 
 #include "host/daemon/root/root_envelope.h"
+#include "host/reason.h"
 #include "platform/nal/file_io.h"
 
 #include <chrono>
@@ -28,10 +29,10 @@ struct Outgoing {
     RootClock::time_point deadline;
 };
 
-/* The answer to one Outgoing; empty: a listener has it. */
+/* The answer to one Outgoing; without a reason: a listener has it. */
 struct PublishAnswer {
     std::uint64_t id;
-    std::string whatIsWrong;
+    host::Cause failure{};
 };
 
 struct ConnectionChange {

@@ -207,6 +207,17 @@ std::vector<std::string> DaemonTest::told(const std::string &event) {
     return found;
 }
 
+std::string DaemonTest::reasonCodeOf(const std::string &event) {
+    std::string code;
+    for (const std::string &line : daemon_->history(kWholeHistory)) {
+        const host::Json entry = host::parsed(line);
+        if (host::textOf(entry.get(), "event") == event) {
+            code = host::textOf(entry.get(), "reason_code");
+        }
+    }
+    return code;
+}
+
 std::string DaemonTest::explained(const std::string &topic) {
     std::string sentences;
     for (const auto &[about, sentence] : daemon_->explain()) {

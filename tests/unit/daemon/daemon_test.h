@@ -74,6 +74,8 @@ class DaemonTest : public testing::Test {
     std::vector<int> codesOf(std::uint64_t ticket);
     /* What the history says of these events, in order: "<ticket> <code> <reason>". */
     std::vector<std::string> told(const std::string &event);
+    /* The reason code of the newest of these events; empty: there is none. */
+    std::string reasonCodeOf(const std::string &event);
     std::string explained(const std::string &topic);
     /* What is on the disk now. */
     Ledger kept() const { return ledgerIn("state/requests.json"); }

@@ -100,10 +100,38 @@ TEST_F(TimersOfTheAgent, that_ran_out_are_carried_out_though_it_cannot_be_kept) 
     ASSERT_EQ(told("not-kept").size(), 1U);
     EXPECT_THAT(told("not-kept")[0], AllOf(StartsWith("7 8 "), HasSubstr(in("state/requests.json")),
                                            HasSubstr("the timer is carried out all the same")));
+    EXPECT_EQ(reasonCodeOf("not-kept"), "not-written");
     EXPECT_THAT(explained("disk"), HasSubstr("make room in the state directory"));
     mendStateDirectory();
     ASSERT_TRUE(turnUntil([&] { return !kept().standing; })) << "it is tried again";
     EXPECT_TRUE(turnUntil([&] { return explained("disk").empty(); }));
+    EXPECT_EQ(host_.count("timer"), 1U);
+}
+
+TEST_F(TimersOfTheAgent, that_run_out_behind_an_offer_that_cannot_be_kept_do_not_wait_for_it) {
+    Ledger ledger;
+    ledger.bootId = "boot-1";
+    ledger.nextTicket = 8;
+    ledger.standing = Standing{offerRequest(7), "a", false, false};
+    ledger.timers = {{"rebootTimer", 2, bootNowMs() + 2000, 0, 1}};
+    keep(ledger);
+    host_.on("timer", {report("OTA_SW_ACTIVATION_FAILED")});
+    startUp();
+    turnWhileBusy();
+    const auto accepted = std::make_shared<Reply>();
+    daemon_->offerImage(descriptorOf(0, kOther), {0, 0, 0},
+                        [&](const host::guard::Refusal *, std::uint64_t ticket) {
+                            accepted->ticket = ticket;
+                            breakStateDirectory(); // full, or gone, a moment later
+                        });
+    ASSERT_TRUE(turnUntil([&] { return finished(7); }));
+    EXPECT_THAT(codesOf(7), ElementsAre(host::rowOf(Outcome::activationFailed).code))
+        << "the offer took nothing's place yet";
+    EXPECT_EQ(host_.count("timer"), 1U);
+    EXPECT_EQ(host_.count("new-image"), 0U);
+    mendStateDirectory();
+    ASSERT_TRUE(turnUntil([&] { return finished(accepted->ticket); })) << "it has its turn then";
+    EXPECT_EQ(host_.count("new-image"), 1U);
     EXPECT_EQ(host_.count("timer"), 1U);
 }
 

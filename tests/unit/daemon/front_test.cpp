@@ -190,7 +190,9 @@ TEST_F(Front, shows_an_offer_that_was_put_off_and_keeps_that) {
     EXPECT_TRUE(daemon_->status().deferred);
     EXPECT_EQ(daemon_->status().stage, "waiting");
     EXPECT_EQ(daemon_->status().ticket, ticket);
-    EXPECT_EQ(told("deferred").size(), 1U);
+    EXPECT_THAT(told("deferred"),
+                ElementsAre(std::to_string(ticket) + " 63 the node is being onboarded"));
+    EXPECT_EQ(reasonCodeOf("deferred"), "onboarding");
     EXPECT_THAT(codesOf(ticket), IsEmpty());
 }
 
@@ -242,7 +244,9 @@ TEST_F(Front, calls_nothing_an_onboarding_that_waits_for_a_gateway) {
     config_.workRole = "Agent";
     const std::uint64_t ticket = offerThatIsPutOff();
     ASSERT_EQ(told("deferred").size(), 1U);
-    EXPECT_THAT(told("deferred")[0], HasSubstr("the node is no gateway now (work mode AP_Bridge"));
+    EXPECT_THAT(told("deferred")[0],
+                HasSubstr(" 63 the node is no gateway now (work mode AP_Bridge"));
+    EXPECT_EQ(reasonCodeOf("deferred"), "not-a-gateway");
     EXPECT_THAT(explained("now") + explained("next"), Not(HasSubstr("onboard")));
     waitUntilAnswered(change("onboarding", "0"));
     turnWhileBusy();

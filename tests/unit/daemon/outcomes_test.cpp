@@ -63,9 +63,13 @@ TEST_F(Outcomes, of_every_road_that_ends_with_its_call) {
         ASSERT_TRUE(turnUntil([&] { return finished(ticket); })) << road.name;
         EXPECT_THAT(codesOf(ticket), ElementsAre(codeOf(road.outcome))) << road.name;
         EXPECT_TRUE(idle()) << road.name;
+        EXPECT_TRUE(road.outcome != Outcome::rootUnreachable ||
+                    reasonCodeOf("finished") == "bus-missing")
+            << reasonCodeOf("finished");
     }
     EXPECT_THAT(told("extender-file-server"),
                 ElementsAre(HasSubstr("02:00:5E:10:00:01: the message bus is not connected")));
+    EXPECT_EQ(reasonCodeOf("extender-file-server"), "bus-missing");
 }
 
 TEST_F(Outcomes, of_an_offer_with_a_timer_is_open_and_the_offer_waits) {
@@ -164,6 +168,8 @@ TEST_F(Outcomes, of_an_extender_that_no_root_takes_its_hand_over_from) {
     EXPECT_THAT(told("finished")[0], HasSubstr("no broker of the root is configured"));
     EXPECT_THAT(host_.heard(), ElementsAre("start-up", "new-image", "ack -1", "ack -1"));
     EXPECT_EQ(told("root-failed").size(), 2U);
+    EXPECT_EQ(reasonCodeOf("root-failed"), "root-not-reached");
+    EXPECT_EQ(reasonCodeOf("finished"), "root-not-reached");
 }
 
 } // namespace

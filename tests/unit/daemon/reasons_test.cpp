@@ -46,15 +46,6 @@ class ReasonsOfEnds : public DaemonTest {
         }
         return lines;
     }
-    std::string reasonCodeOf(const std::string &event) {
-        std::string code;
-        for (const host::Json &line : history()) {
-            if (host::textOf(line.get(), "event") == event) {
-                code = host::textOf(line.get(), "reason_code");
-            }
-        }
-        return code;
-    }
 };
 
 TEST_F(ReasonsOfEnds, are_those_that_the_host_told_of_the_call) {
@@ -202,6 +193,43 @@ TEST_F(ReasonsOfEnds, of_a_boot_are_those_of_what_booted) {
     startUp("boot-2");
     ASSERT_TRUE(turnUntil([&] { return finished(1); }));
     EXPECT_THAT(lastEnd(), HasSubstr("1 commitFailed passed-over: "));
+}
+
+TEST_F(ReasonsOfEnds, of_what_is_ended_for_another_name_that) {
+    host_.on("new-image", {startTimer("rebootTimer", kLong)});
+    offerThat({startTimer("rebootTimer", kLong)});
+    const std::uint64_t second = ticketOf(offer(0, kOther));
+    ASSERT_TRUE(turnUntil([&] { return kept().standing && kept().standing->offer.ticket == 2; }));
+    EXPECT_EQ(lastEnd(), "1 superseded later-request: ticket 2 took its place");
+    const ReplyRef cancelled = cancel(second);
+    ASSERT_TRUE(turnUntil([&] { return cancelled->times == 1; }));
+    EXPECT_EQ(lastEnd(), "2 cancelled by-operator: while it waited");
+}
+
+TEST_F(ReasonsOfEnds, of_a_host_that_crashed_three_times_name_that) {
+    for (int i = 0; i < 3; ++i) {
+        host_.on("new-image", {stage("downloading"), dieOf(9)});
+    }
+    startUp();
+    const std::uint64_t ticket = ticketOf(offer());
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_EQ(lastEnd(), "1 hostCrashed host-crashed: the host process ended 3 times in it");
+    EXPECT_EQ(reasonCodeOf("host-crashed"), "host-crashed");
+}
+
+TEST_F(ReasonsOfEnds, name_a_socket_that_others_made_in_the_place_of_the_awaited_one) {
+    host_.on("start-up",
+             {say(R"({"note":"waits-for","path":"/run/manager.sock"})"), waitFor("found"),
+              say(R"({"note":"waits-for","path":"/run/manager.sock",)"
+                  R"("found":"it belongs to user 65534"})"),
+              waitFor("go")});
+    start();
+    ASSERT_TRUE(turnUntil([&] { return told("agent-waits").size() == 1; }));
+    EXPECT_EQ(reasonCodeOf("agent-waits"), "none");
+    host_.release("found");
+    ASSERT_TRUE(turnUntil([&] { return told("agent-waits").size() == 2; }));
+    EXPECT_EQ(reasonCodeOf("agent-waits"), "unsafe-path");
+    EXPECT_THAT(told("agent-waits")[1], HasSubstr("0 65 the agent waits"));
 }
 
 class NamedTime : public ReasonsOfEnds {};

@@ -2,6 +2,7 @@
 // Requests are kept before anything happens with them, and run one at a time, in their order.
 #include "daemon_test.h"
 
+#include "host/daemon/keep/request_check.h"
 #include "host/message.h"
 
 #include <filesystem>
@@ -13,6 +14,7 @@ using host::Outcome;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 constexpr int kLongestQueue = 16;
 
@@ -132,7 +134,7 @@ TEST_F(Requests, wait_where_the_disk_fails_behind_the_answer_and_tell_it) {
     ASSERT_TRUE(turnUntil([&] { return reply->ticket != 0; }));
     turnWhileBusy();
     EXPECT_EQ(host_.count("new-image"), 0U);
-    EXPECT_NE(daemon_->status().ticket, 0U);
+    EXPECT_EQ(daemon_->status().queued, 1U);
     stop(); // as in a power cut: the request is on the disk that comes back
     mendStateDirectory();
     startUp();
@@ -223,6 +225,52 @@ TEST_F(Requests, are_judged_by_the_address_that_the_bridge_has_now) {
     setBridge("");
     EXPECT_EQ(offer()->refused, Outcome::notReady) << "it went";
     EXPECT_EQ(daemon_->status().mac, "");
+}
+
+TEST_F(Requests, that_were_kept_wait_for_the_address_that_they_name) {
+    Ledger ledger;
+    ledger.bootId = "boot-1";
+    ledger.nextTicket = 9;
+    ledger.standing = Standing{offerRequest(6), "a", false, false};
+    ledger.timers = {{"downloadRetryTimer", 1, 0, 0, 1}};
+    ledger.queue = {offerRequest(7), mobileTriggerRequest(1)};
+    ledger.queue[1].ticket = 8;
+    keep(ledger);
+    host_.release("nameless");
+    host_.on("start-up", {say(R"({"note":"node","mac":""})")});
+    host_.on("timer", {startTimer("downloadRetryTimer", kLong)});
+    host_.on("new-image", {stopTimer("downloadRetryTimer"), report("NO_OTA_SW_UPGRADE")});
+    startUp();
+    ASSERT_TRUE(turnUntil([&] { return told("request-waits").size() == 1; }));
+    ASSERT_TRUE(turnUntil([&] { return host_.count("timer") == 1; })) << "it names nobody";
+    turnWhileBusy();
+    EXPECT_THAT(told("request-waits"), ElementsAre(HasSubstr("7 65 it names the node by")));
+    EXPECT_EQ(reasonCodeOf("request-waits"), "no-address");
+    EXPECT_THAT(explained("queue"), HasSubstr("the bridge br0 has none"));
+    EXPECT_THAT(codesOf(7), IsEmpty());
+    EXPECT_EQ(host_.count("new-image") + host_.count("mobile-trigger"), 0U);
+    setBridge("02:00:5e:10:00:01");
+    ASSERT_TRUE(turnUntil([&] { return finished(7) && finished(8); })) << "nobody asked for it";
+    EXPECT_EQ(host_.count("new-image"), 1U);
+    EXPECT_EQ(told("request-waits").size(), 1U);
+    EXPECT_THAT(explained("queue"), Not(HasSubstr("br0")));
+}
+
+TEST_F(Requests, that_broke_off_wait_for_the_address_that_they_name) {
+    Ledger ledger;
+    ledger.bootId = "boot-1";
+    ledger.nextTicket = 8;
+    ledger.running.emplace().request = offerRequest(7);
+    keep(ledger);
+    host_.release("nameless");
+    host_.on("start-up", {say(R"({"note":"node","mac":""})")});
+    startUp();
+    ASSERT_TRUE(turnUntil([&] { return told("request-waits").size() == 1; }));
+    turnWhileBusy();
+    EXPECT_EQ(host_.count("new-image"), 0U);
+    setBridge("02:00:5e:10:00:01");
+    ASSERT_TRUE(turnUntil([&] { return finished(7); }));
+    EXPECT_EQ(host_.count("new-image"), 1U);
 }
 
 TEST_F(Requests, are_judged_by_the_address_that_the_host_sees_where_the_service_sees_none) {

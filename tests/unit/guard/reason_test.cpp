@@ -5,7 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <regex>
 #include <set>
+#include <sstream>
 #include <string>
 
 using namespace host;
@@ -42,6 +47,34 @@ TEST(Reasons, SayWhatTheyMeanAndWhatToDoInOneLineOfTheTable) {
             EXPECT_EQ(text.find_first_of("|\n"), std::string::npos) << row.name;
             EXPECT_NE(text.back(), '.') << row.name;
         }
+    }
+}
+
+// A reason that nothing tells is a promise to those who wait for it.
+TEST(Reasons, AreEachNamedByTheCodeThatMeetsThem) {
+    const std::array enumerators{
+#define REASON(enumerator, name, outcome, meaning, remedy) #enumerator,
+#include "host/reason.def"
+#undef REASON
+    };
+    std::set<std::string> named;
+    const std::regex use("Reason::([A-Za-z]+)");
+    for (const char *const room : {OTA_SOURCES "/host", OTA_SOURCES "/platform"}) {
+        for (const auto &file : std::filesystem::recursive_directory_iterator(room)) {
+            if (file.path().extension() != ".cpp") {
+                continue;
+            }
+            std::ostringstream content;
+            content << std::ifstream(file.path()).rdbuf();
+            const std::string text = content.str();
+            for (std::sregex_iterator at(text.begin(), text.end(), use), end; at != end; ++at) {
+                named.insert((*at)[1]);
+            }
+        }
+    }
+    ASSERT_EQ(enumerators.size(), reasons().size());
+    for (const char *const enumerator : enumerators) {
+        EXPECT_TRUE(named.contains(enumerator)) << enumerator;
     }
 }
 

@@ -103,6 +103,14 @@ TEST_F(CausesInTheLog, OfAnAttemptCarryItsNumberToTheSeventh) {
               7);
 }
 
+TEST_F(CausesInTheLog, OfAnAttemptOfWhichNothingElseIsKnownAreThatItFailed) {
+    begin();
+    const auto cause = take(kDownload, "download_retry = 1\n");
+    ASSERT_TRUE(cause);
+    EXPECT_EQ(cause->attempt, 1);
+    EXPECT_EQ(cause->reason, Reason::attemptFailed);
+}
+
 TEST_F(CausesInTheLog, OfAChecksumAreBothSums) {
     ofCode(200);
     take("upgrade", "Rcvd MD5 checksum = 00ff, crc length is = 4\n");

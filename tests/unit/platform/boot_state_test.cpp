@@ -4,12 +4,15 @@
 
 #include "faults.h"
 #include "fixture.h"
+#include "platform/nal/because.h"
 #include "platform/nal/boot_copies.h"
 
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
+#include <sched.h>
 #include <sys/file.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -163,6 +166,22 @@ TEST_F(BootStateFile, IsReadWhileAWriterHangsInTheMiddle) {
     }
     nal::BootState state;
     EXPECT_TRUE(read(state)) << wrong_;
+}
+
+// The lock is the machine's: this one is held where nobody else sees it.
+TEST_F(BootStateFile, WhoseLockIsHeldIsNotWrittenForThatReason) {
+    if (unshare(CLONE_NEWNS) != 0 ||
+        mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("none", "/var/lock", "tmpfs", 0, nullptr) != 0) {
+        GTEST_SKIP() << "only root can have a /var/lock of its own";
+    }
+    ASSERT_TRUE(write(filled()));
+    const nal::UniqueFd lock(::open("/var/lock/fw_printenv.lock", O_RDWR | O_CREAT, 0600));
+    ASSERT_EQ(flock(lock.get(), LOCK_EX | LOCK_NB), 0);
+    nal::forgetReason();
+    EXPECT_FALSE(write(filled()));
+    EXPECT_NE(wrong_.find(path_ + ": the boot state is in use: "), std::string::npos) << wrong_;
+    EXPECT_EQ(nal::notedReason(host::Reason::none), host::Reason::bootStateLocked);
 }
 
 TEST_F(BootStateFile, TellsThatItIsMissing) {

@@ -201,4 +201,28 @@ TEST(ALaterHostOfABoot, LeavesTheCommitCheckAlone) {
               Words{"--no-commit-check"});
 }
 
+// The reader's bound is met by whatever a start makes of what it read.
+TEST(AFullLedger, IsReadAgainBehindAStartThatAddsToIt) {
+    Ledger ledger = emptyLedger();
+    ledger.nextTicket = 200;
+    for (std::size_t number = 0; number < Ledger::kMaxQueue + Ledger::kSpare; ++number) {
+        ledger.queue.push_back(offer(number + 1, 1));
+    }
+    ledger.running.emplace().request = activationTime(101);
+    ledger.standing.emplace().offer = offer(100, 0);
+    const otad::TakeUp plan = planTakeUp(ledger, sameBoot());
+    ASSERT_TRUE(plan.redo);
+    EXPECT_EQ(plan.redo->request.ticket, 100U) << "nothing else would bring it on";
+    ASSERT_EQ(plan.queue.size(), Ledger::kMaxQueue);
+    EXPECT_EQ(plan.queue.front().ticket, 101U);
+    EXPECT_EQ(plan.queue.back().ticket, Ledger::kMaxQueue - 1) << "the newest have to go";
+    ASSERT_EQ(plan.finished.size(), Ledger::kSpare + 1);
+    EXPECT_EQ(plan.finished.back().outcome, host::Outcome::queueFull);
+    Ledger again;
+    std::string whatIsWrong;
+    EXPECT_TRUE(
+        otad::parseLedger(otad::printLedger(takenUp(ledger, plan, sameBoot())), again, whatIsWrong))
+        << whatIsWrong;
+}
+
 } // namespace

@@ -9,7 +9,7 @@
 
 void Node::publish(otad::FromExtender::Kind kind, std::string text) {
     link->publish(kind, std::move(text),
-                  [this](const std::string &whatIsWrong) { answers.push_back(whatIsWrong); });
+                  [this](const host::Cause &failure) { answers.push_back(failure.sentence); });
 }
 
 RootTest::RootTest() {

@@ -81,6 +81,11 @@ TEST_F(RootLink, SaysThatNobodyListens) {
     EXPECT_NE(answer.find("nobody listens to \"otaSwAgent/02:00:00:00:00:0A/report\""),
               std::string::npos)
         << answer;
+    host::Cause failure;
+    extender->link->publish(Kind::fileServer, fileServerInfo(),
+                            [&](const host::Cause &cause) { failure = cause; });
+    ASSERT_TRUE(turn({extender.get()}, [&] { return failure.reason != host::Reason::none; }));
+    EXPECT_STREQ(host::rowOf(failure.reason).name, "no-gateway");
 }
 
 TEST_F(RootLink, GivesTheReasonWhereAReportFailsTheCheck) {
@@ -150,13 +155,13 @@ TEST_F(RootLink, AnswersInTheOrderOfTheCallsAndMayBeUsedInsideAnAnswer) {
     const auto gateway = listener();
     const auto extender = this->extender(config(broker_.port()));
     std::vector<std::string> order;
-    extender->link->publish(Kind::report, report(), [&](const std::string &) {
+    extender->link->publish(Kind::report, report(), [&](const host::Cause &) {
         order.emplace_back("first");
         extender->link->publish(Kind::fileServer, fileServerInfo(),
-                                [&](const std::string &) { order.emplace_back("third"); });
+                                [&](const host::Cause &) { order.emplace_back("third"); });
     });
     extender->link->publish(Kind::report, report(),
-                            [&](const std::string &) { order.emplace_back("second"); });
+                            [&](const host::Cause &) { order.emplace_back("second"); });
     ASSERT_TRUE(turn({extender.get()}, [&] { return order.size() == 3; }));
     EXPECT_EQ(order, (std::vector<std::string>{"first", "second", "third"}));
 }
