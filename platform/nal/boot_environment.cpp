@@ -5,6 +5,7 @@
 #include "platform/nal/because.h"
 #include "platform/nal/boot_copies.h"
 #include "platform/nal/file_io.h"
+#include "platform/nal/library_lock.h"
 #include "platform/nal/lock_file.h"
 
 #include <array>
@@ -23,15 +24,12 @@ namespace nal {
 namespace {
 
 constexpr mode_t kFileMode = 0644;
-// libubootenv locks it by itself, as the boot loader's own tools do, and waits for it without an
-// end.
-constexpr const char *kLibraryLock = "/var/lock/fw_printenv.lock";
 constexpr std::chrono::seconds kLockPatience{10};
 constexpr int kReadings = 5;
 constexpr timespec kBetweenReadings = {0, 20'000'000};
 
-// One reading of the environment, under the lock that every user of the library takes; where that
-// cannot be had at all, without it, as the library does.
+// One reading of the environment, under the lock that every user of the library takes; where
+// nobody can have that, without it, as the library does.
 class Environment {
   public:
     explicit Environment(const BootPlace &place) : place_(place) {}
@@ -43,15 +41,12 @@ class Environment {
     Environment &operator=(const Environment &) = delete;
 
     /* 0, -ENODATA where no copy is whole, or another negated errno; whatIsWrong is set where the
-     * lock is held. */
+     * lock cannot be had. */
     int open(std::string &whatIsWrong) {
-        std::string goesWithout;
-        if (lock_.take(kLibraryLock, kLockPatience, goesWithout) == LockFile::Taken::held) {
-            whatIsWrong = place_.name() + ": the boot state is in use: " + goesWithout;
-            because(host::Reason::bootStateLocked);
+        if (!takeLock(whatIsWrong)) {
             return -EBUSY;
         }
-        lock_.release();
+        const LibraryLock given(lock_.descriptor());
         errno = 0;
         int result = libuboot_initialize(&context_, nullptr);
         if (result == 0) {
@@ -81,6 +76,20 @@ class Environment {
     }
 
   private:
+    bool takeLock(std::string &whatIsWrong) {
+        std::string why;
+        const LockFile::Taken taken = lock_.take(kLibraryLock, kLockPatience, why);
+        if (taken == LockFile::Taken::yes || taken == LockFile::Taken::noPlace) {
+            return true;
+        }
+        whatIsWrong = place_.name() +
+                      (taken == LockFile::Taken::held ? ": the boot state is in use: "
+                                                      : ": the boot state cannot be locked: ") +
+                      why;
+        because(host::Reason::bootStateLocked);
+        return false;
+    }
+
     int configureFile() {
         std::string path = place_.file;
         std::array<uboot_env_device, 2> copies{};

@@ -21,6 +21,7 @@ bool lockNode(const std::string &path, LockFile &lock, std::string &whatIsWrong)
     case LockFile::Taken::held:
         whatIsWrong = path + ": another process runs this node; stop that one first";
         break;
+    case LockFile::Taken::noPlace:
     case LockFile::Taken::no:
         whatIsWrong += "; the node must be able to write beside its boot state";
         break;

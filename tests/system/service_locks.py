@@ -2,6 +2,7 @@
 """What another user holds or puts in the place of a lock file holds up no upgrade and no client."""
 
 import os
+import shutil
 import stat
 import subprocess
 import sys
@@ -10,10 +11,11 @@ import time
 import node_case
 import unit_sandbox
 from node_servers import FileServer
-from stranger import NOBODY
+from stranger import NOBODY, tries
 from unit_sandbox import SandboxedNode
 
 COMMITTED = 0
+ROUNDS = 6
 WRITE_FAILED = 52
 LOCKS = "/run/lock"  # a directory of this test alone, see main
 OF_BOOT_TOOLS = f"{LOCKS}/fw_printenv.lock"
@@ -30,6 +32,40 @@ os.setuid(after)
 print("held", flush=True)
 sys.stdin.read()
 """
+# Puts a full directory and the other thing, in turns, where the lock file is looked for.
+SWAP = """
+import ctypes, fcntl, os, sys
+place, aside, kind, target = sys.argv[1:5]
+EXCHANGE = 2
+swap = ctypes.CDLL(None).renameat2
+names = [-100, aside.encode(), -100, place.encode(), EXCHANGE]
+kept = []
+
+def other():
+    if kind == "link":
+        os.symlink(target, aside)
+    elif kind == "pipe":
+        os.mkfifo(aside)
+    else:
+        kept.append(os.open(aside, os.O_RDWR | os.O_CREAT, 0o666))
+        fcntl.flock(kept[-1], fcntl.LOCK_EX)
+
+os.umask(0)
+os.setgroups([])
+os.setgid(int(sys.argv[5]))
+os.setuid(int(sys.argv[5]))
+os.makedirs(place + "/full")
+other()
+print("begun", flush=True)
+while True:
+    if swap(*names) != 0:
+        try:
+            os.rename(aside, place)
+            other()
+        except OSError:
+            if not os.path.lexists(aside):
+                other()
+"""
 
 
 class Locks(node_case.Case):
@@ -41,8 +77,15 @@ class Locks(node_case.Case):
         super().setUp()
         self.server = FileServer(self.place)
         self.node = SandboxedNode(self.place, "n1", self.server)
-        for path in os.listdir(LOCKS):
-            os.unlink(f"{LOCKS}/{path}")
+        self.clear_locks()
+
+    @staticmethod
+    def clear_locks():
+        for entry in os.scandir(LOCKS):
+            if entry.is_dir(follow_symlinks=False):
+                shutil.rmtree(entry)
+            else:
+                os.unlink(entry)
 
     @property
     def of_the_node(self):
@@ -90,6 +133,35 @@ class Locks(node_case.Case):
         self.check_safe(self.of_the_node)
         self.check_safe(OF_BOOT_TOOLS)
         self.assertEqual(precious.read_text(), "kept")
+
+    def test_one_that_a_boot_tool_of_root_left(self):
+        """Everybody can open it, and take the names beside it."""
+        self.holder(OF_BOOT_TOOLS, 0, NOBODY)
+        os.chmod(OF_BOOT_TOOLS, 0o644)
+        self.assertIsNone(tries(lambda: os.makedirs(f"{OF_BOOT_TOOLS}.new/full")))
+        self.node.start().wait_until_ready()
+        self.commit()
+        self.check_safe(OF_BOOT_TOOLS)
+
+    def test_no_moment_in_between(self):
+        """A tool of root's, while another user changes what stands there all the time."""
+        precious = self.place.folder / "precious"
+        tool = [self.place.program("platform/ota-boot-state"), "init", "--active", "a", "--image",
+                self.place.images[self.place.OLD], "--output", self.place.folder / "state"]
+        for kind in ["link", "pipe", "held"] * ROUNDS:
+            with self.subTest(kind):
+                self.clear_locks()
+                precious.write_text("kept")
+                words = [sys.executable, "-c", SWAP, OF_BOOT_TOOLS, f"{LOCKS}/aside", kind,
+                         str(precious), str(NOBODY)]
+                with subprocess.Popen(words, stdout=subprocess.PIPE) as swapper:
+                    self.assertEqual(swapper.stdout.readline(), b"begun\n")
+                    try:
+                        subprocess.run(tool, check=True, timeout=60)
+                    finally:
+                        swapper.kill()
+                self.assertEqual(precious.read_text(), "kept")
+                self.check_safe(OF_BOOT_TOOLS)
 
     def test_a_boot_tool_that_hangs(self):
         """Root's own, which nobody can keep from it: told with its number, and only the host waits."""

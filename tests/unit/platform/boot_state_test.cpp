@@ -6,6 +6,7 @@
 #include "fixture.h"
 #include "platform/nal/because.h"
 #include "platform/nal/boot_copies.h"
+#include "platform/nal/library_lock.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -182,6 +183,20 @@ TEST_F(BootStateFile, WhoseLockIsHeldIsNotWrittenForThatReason) {
     EXPECT_FALSE(write(filled()));
     EXPECT_NE(wrong_.find(path_ + ": the boot state is in use: "), std::string::npos) << wrong_;
     EXPECT_EQ(nal::notedReason(host::Reason::none), host::Reason::bootStateLocked);
+}
+
+TEST_F(BootStateFile, IsNotWrittenWhereItCannotBeLocked) {
+    ASSERT_TRUE(write(nal::BootState{})) << wrong_;
+    const std::string before = readText(path_);
+    nal::forgetReason();
+    faults::failFrom(faults::Call::lock, 1, ENOLCK);
+    EXPECT_FALSE(write(filled()));
+    EXPECT_EQ(wrong_.find(path_ + ": the boot state cannot be locked: " + nal::kLibraryLock +
+                          ": cannot be locked; keep it on a file system with locks: "),
+              0U)
+        << wrong_;
+    EXPECT_EQ(nal::notedReason(host::Reason::none), host::Reason::bootStateLocked);
+    EXPECT_EQ(readText(path_), before);
 }
 
 TEST_F(BootStateFile, TellsThatItIsMissing) {

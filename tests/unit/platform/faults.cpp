@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
-// Storage faults on demand: stand-ins for rename, fsync, ftruncate and writes in this executable.
+// Storage faults on demand: stand-ins for rename, fsync, ftruncate, flock and writes in this
+// executable.
 #include "faults.h"
 
 #include "next_function.h"
 
 #include <array>
 #include <cerrno>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,7 +20,7 @@ struct Fault {
     bool once = false;
 };
 
-std::array<Fault, 4> planned;
+std::array<Fault, 5> planned;
 std::size_t longestWrite = 0;
 int callsUntilCut = 0; // 0: none
 int syncsUntilAction = 0;
@@ -129,6 +131,12 @@ ssize_t pwrite(int fd, const void *bytes, size_t size, off_t at) {
         _exit(faults::kPowerCut);
     }
     return store(fd, bytes, size, at);
+}
+
+int flock(int fd, int operation) noexcept {
+    return faults::fails(faults::Call::lock)
+               ? -1
+               : ota::test::nextFunction<int(int, int)>("flock")(fd, operation);
 }
 
 int ftruncate(int fd, off_t size) noexcept {

@@ -8,7 +8,7 @@
 
 namespace faults {
 
-enum class Call { rename, fileSync, directorySync, write };
+enum class Call { rename, fileSync, directorySync, write, lock };
 
 /* The n-th call from now on, counted from 1, and every later one fails with this errno. */
 void failFrom(Call call, int n, int errnoValue);

@@ -2,14 +2,21 @@
 // A lock that no other user can hold, whatever stood in the place of its file.
 #include "platform/nal/lock_file.h"
 
+#include "faults.h"
 #include "fixture.h"
 
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
 #include <csignal>
+#include <fcntl.h>
 #include <filesystem>
 #include <functional>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -79,7 +86,10 @@ class Lock : public InTemporaryDirectory {
                                     "; end that one first");
         lock.release();
         EXPECT_EQ(take(second), Taken::yes) << whatIsWrong_;
-        EXPECT_FALSE(std::filesystem::exists(path_ + ".new"));
+        const std::filesystem::directory_iterator names(in(""));
+        EXPECT_TRUE(std::none_of(begin(names), end(names), [this](const auto &entry) {
+            return entry.path().string().starts_with(path_ + ".");
+        }));
     }
 
     std::string path_ = in("state.lock");
@@ -111,13 +121,68 @@ TEST_F(Lock, TakesThePlaceOfWhatIsNotItsFile) {
     }
 }
 
-TEST_F(Lock, TellsWhatItCannotReplace) {
-    std::filesystem::create_directory(path_);
+TEST_F(Lock, TakesThePlaceOfAFullDirectory) {
+    std::filesystem::create_directories(path_ + "/full");
+    std::filesystem::create_directories(path_ + ".new/full");
+    LockFile lock;
+    ASSERT_EQ(take(lock), Taken::yes) << whatIsWrong_;
+    EXPECT_EQ(status().st_mode, S_IFREG | 0600U);
+}
+
+// A program that runs beside this one may have made a good one since it was looked at.
+TEST_F(Lock, IsTakenFromNoneOfItsOwnUser) {
+    std::atomic<bool> ended = false;
+    std::atomic<int> holders = 0;
+    std::thread nuisance([&] {
+        while (!ended) {
+            mkdir(path_.c_str(), 0777);
+            rmdir(path_.c_str());
+        }
+    });
+    std::array<std::thread, 2> takers;
+    for (std::thread &taker : takers) {
+        taker = std::thread([&] {
+            for (int round = 0; round < 200; ++round) {
+                LockFile lock;
+                std::string wrong;
+                if (lock.take(path_, kPatience, wrong) == Taken::yes) {
+                    EXPECT_EQ(++holders, 1);
+                    --holders;
+                }
+            }
+        });
+    }
+    for (std::thread &taker : takers) {
+        taker.join();
+    }
+    ended = true;
+    nuisance.join();
+}
+
+TEST_F(Lock, TellsWhereThereIsNoPlaceForIt) {
+    LockFile lock;
+    path_ = in("missing/state.lock");
+    EXPECT_EQ(take(lock), Taken::noPlace);
+    EXPECT_EQ(whatIsWrong_, path_ + ": cannot be made: No such file or directory; a lock file of "
+                                    "this service's own user must stand there");
+    EXPECT_FALSE(lock);
+    if (geteuid() == 0) {
+        path_ = in("state.lock");
+        ASSERT_EQ(chmod(in("").c_str(), 0755), 0);
+        ASSERT_EQ(seteuid(kNobody), 0);
+        EXPECT_EQ(take(lock), Taken::noPlace);
+        ASSERT_EQ(seteuid(0), 0);
+    }
+}
+
+TEST_F(Lock, ThatCannotBeHadForAnotherReasonIsTold) {
+    faults::failFrom(faults::Call::lock, 1, ENOLCK);
     LockFile lock;
     EXPECT_EQ(take(lock), Taken::no);
-    EXPECT_EQ(whatIsWrong_, path_ + ": cannot be opened: Is a directory; a lock file of this "
-                                    "service's own user must stand there");
-    EXPECT_FALSE(lock);
+    EXPECT_EQ(whatIsWrong_.find(path_ + ": cannot be locked; keep it on a file system with locks"),
+              0U)
+        << whatIsWrong_;
+    faults::clear();
 }
 
 TEST_F(Lock, WaitsForAProcessOfItsOwnUserAlsoInAnOlderFile) {
@@ -147,6 +212,33 @@ TEST_F(Lock, IsNotHeldUpByAnotherUser) {
         const Holder holder(path_, kNobody, kind);
         expectTakenAndSafe();
     }
+}
+
+// Whom it was left to cannot be told: another user, or a program of root's.
+TEST_F(Lock, IsHeldUpForAWhileWhereItsHolderHasEnded) {
+    writeText(path_, "");
+    ASSERT_EQ(chmod(path_.c_str(), 0644), 0);
+    int kept[2] = {-1, -1};
+    ASSERT_EQ(pipe(kept), 0);
+    const pid_t holder = fork();
+    if (holder == 0) {
+        const int file = open(path_.c_str(), O_RDONLY);
+        const bool holds = file >= 0 && flock(file, LOCK_EX | LOCK_NB) == 0;
+        if (fork() == 0) {
+            char end = 0;
+            close(kept[1]);
+            static_cast<void>(read(kept[0], &end, 1));
+        }
+        _exit(holds ? 0 : 1);
+    }
+    int code = -1;
+    ASSERT_EQ(waitpid(holder, &code, 0), holder);
+    ASSERT_EQ(code, 0);
+    close(kept[0]);
+    LockFile lock;
+    EXPECT_EQ(take(lock, std::chrono::milliseconds(100)), Taken::yes) << whatIsWrong_;
+    EXPECT_EQ(status().st_mode, S_IFREG | 0600U);
+    close(kept[1]);
 }
 
 TEST_F(Lock, TakesThePlaceOfAFileOfAnotherUser) {

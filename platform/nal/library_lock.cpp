@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+// The lock that libubootenv takes by itself is one that it is given. The library finds this open()
+// in the executable before that of the C library.
+#include "platform/nal/library_lock.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <fcntl.h>
+#include <optional>
+#include <string_view>
+
+namespace nal {
+namespace {
+
+thread_local std::optional<int> given;
+
+// Wherever a distribution has the directory.
+bool isLibraryLock(std::string_view path) { return path.ends_with("/fw_printenv.lock"); }
+
+int openFor(const char *path, int flags, mode_t mode) {
+    if (!given || !isLibraryLock(path)) {
+        return openat(AT_FDCWD, path, flags, mode);
+    }
+    // Who asks for the reason of a failure shall not be told of this one.
+    const int before = errno;
+    const int copy = *given < 0 ? -1 : fcntl(*given, F_DUPFD_CLOEXEC, 0);
+    errno = before;
+    return copy;
+}
+
+bool hasMode(int flags) { return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE; }
+
+} // namespace
+
+LibraryLock::LibraryLock(int held) { given = held; }
+
+LibraryLock::~LibraryLock() { given.reset(); }
+
+} // namespace nal
+
+// Under other names here, since the C library's header may have definitions of its own for these.
+extern "C" __attribute__((visibility("default"))) int otaOpen(const char *path, int flags,
+                                                              ...) __asm__("open");
+extern "C" __attribute__((visibility("default"))) int otaOpen64(const char *path, int flags,
+                                                                ...) __asm__("open64");
+
+extern "C" int otaOpen(const char *path, int flags, ...) {
+    mode_t mode = 0;
+    if (nal::hasMode(flags)) {
+        va_list more;
+        va_start(more, flags);
+        mode = va_arg(more, mode_t);
+        va_end(more);
+    }
+    return nal::openFor(path, flags, mode);
+}
+
+extern "C" int otaOpen64(const char *path, int flags, ...) {
+    mode_t mode = 0;
+    if (nal::hasMode(flags)) {
+        va_list more;
+        va_start(more, flags);
+        mode = va_arg(more, mode_t);
+        va_end(more);
+    }
+    return nal::openFor(path, flags | O_LARGEFILE, mode);
+}
