@@ -11,7 +11,8 @@ target_compile_options(ota_compile_options INTERFACE
 
 if(OTA_SANITIZE)
   target_compile_options(ota_compile_options INTERFACE
-    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer
+    -g1) # a report names functions and lines
   target_link_options(ota_compile_options INTERFACE -fsanitize=address,undefined)
 endif()
 if(OTA_COVERAGE)
