@@ -93,6 +93,7 @@ void raiseDescriptorLimit() {
 pid_t launchTraced(const std::vector<std::string> &program) {
     std::vector<std::string> copies = program;
     std::vector<char *> words;
+    words.reserve(copies.size() + 1);
     for (std::string &word : copies) {
         words.push_back(word.data());
     }

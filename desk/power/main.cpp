@@ -14,6 +14,7 @@ constexpr int kFailed = 125;
 
 std::vector<std::filesystem::path> realPaths(const std::vector<std::filesystem::path> &paths) {
     std::vector<std::filesystem::path> real;
+    real.reserve(paths.size());
     for (const std::filesystem::path &path : paths) {
         real.push_back(std::filesystem::weakly_canonical(path));
     }
