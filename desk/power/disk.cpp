@@ -40,7 +40,7 @@ bool isWithin(const std::filesystem::path &path, const std::filesystem::path &fo
 
 std::filesystem::path realFolder(const std::filesystem::path &path, const char *option) {
     std::error_code error;
-    const std::filesystem::path real = std::filesystem::canonical(path, error);
+    std::filesystem::path real = std::filesystem::canonical(path, error);
     if (error || !std::filesystem::is_directory(real, error) || real == "/") {
         throw desk::Failure(std::string(option) + " " + path.string() +
                             ": it is no folder; name the folder that the node's files lie in");

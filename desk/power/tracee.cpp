@@ -23,6 +23,7 @@ constexpr std::uint64_t kMostPieces = IOV_MAX;
 
 bool readMemory(pid_t thread, std::uint64_t address, void *buffer, std::size_t size) {
     const iovec to{buffer, size};
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): of the other process
     const iovec from{reinterpret_cast<void *>(address), size};
     return process_vm_readv(thread, &to, 1, &from, 1, 0) == static_cast<ssize_t>(size);
 }

@@ -15,13 +15,17 @@
 #include <optional>
 #include <string>
 #include <sys/types.h>
+#include <tuple>
 
 namespace power {
 
 struct FileId {
     dev_t device = 0;
     ino_t number = 0;
-    auto operator<=>(const FileId &) const = default;
+    bool operator==(const FileId &) const = default;
+    bool operator<(const FileId &other) const {
+        return std::tie(device, number) < std::tie(other.device, other.number);
+    }
 };
 
 // Of an open file or folder; none where the descriptor is bad.

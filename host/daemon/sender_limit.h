@@ -33,12 +33,12 @@ class SenderLimit {
         over    // over the budget: left out
     };
     /* `what` is what the sender says; for repeats there is only half of the budget. */
-    Verdict judge(const std::string &sender, std::string_view what, Clock::time_point now);
+    Verdict judge(const std::string &name, std::string_view what, Clock::time_point now);
     /* What was over the budget is kept, to be told once there is room: so it is not left out.
      * False: this sender has no budget of its own. */
-    bool keepsForLater(const std::string &sender);
+    bool keepsForLater(const std::string &name);
     /* For what was kept. False: there is no room yet. */
-    bool admitsNow(const std::string &sender, std::string_view what, Clock::time_point now);
+    bool admitsNow(const std::string &name, std::string_view what, Clock::time_point now);
 
     struct LeftOut {
         std::string sender;

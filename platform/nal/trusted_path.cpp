@@ -229,7 +229,7 @@ std::string whyNoTrustedSocket(const std::string &path) {
     if (stat(path.c_str(), &status) != 0) {
         return systemReason(path);
     }
-    const std::string flaw = Walk(path, PathPlace::socket).run();
+    std::string flaw = Walk(path, PathPlace::socket).run();
     if (flaw.empty() && !S_ISSOCK(status.st_mode)) {
         return path + ": is no socket";
     }

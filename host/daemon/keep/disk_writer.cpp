@@ -125,11 +125,13 @@ void DiskWriter::writeLines(std::unique_lock<std::mutex> &lock) {
     } while (!lines_.empty() && lines_.front().file == taken.front().file);
     lock.unlock();
     std::vector<std::string_view> texts;
+    texts.reserve(taken.size());
     for (const Line &line : taken) {
         texts.emplace_back(line.text);
     }
     const std::string whatIsWrong = appendLines(*taken.front().file, texts);
     std::vector<Completion> completions;
+    completions.reserve(taken.size());
     for (Line &line : taken) {
         completions.push_back({std::move(line.done), whatIsWrong});
     }

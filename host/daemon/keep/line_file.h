@@ -32,7 +32,7 @@ std::string rotationOf(const std::string &path, int number);
  * 0 it is removed. A last line that was cut by a power loss is ended first. Empty, or one line that
  * says what is wrong.
  */
-std::string appendLines(const LineFile &file, const std::vector<std::string_view> &lines);
+std::string appendLines(const LineFile &target, const std::vector<std::string_view> &lines);
 
 /*
  * Hands over each line of the file; blocks. Nothing but a regular file is read, and of a line

@@ -46,6 +46,7 @@ std::vector<SourcedLine> linesOf(std::string_view text) {
 // The largest share of which all together fit into the room.
 std::size_t shareOfEach(const std::map<std::string, std::size_t> &sizes, std::size_t room) {
     std::vector<std::size_t> ascending;
+    ascending.reserve(sizes.size());
     for (const auto &[source, size] : sizes) {
         ascending.push_back(size);
     }
