@@ -157,6 +157,7 @@ void Conductor::startUpDone(const cJSON &message) {
     waitsForPath_.clear();
     tellBoot(); // where no banks could be told
     const Facts now = facts();
+    with_.board.lookAtAddress();
     TakeUp plan = planTakeUp(ledger(), now);
     recheck(plan, judgeNow(with_.config, with_.board.lastStatus()));
     ledger() = takenUp(ledger(), plan, now);
@@ -177,6 +178,9 @@ void Conductor::startUpDone(const cJSON &message) {
     agentIsFresh_ = ledger().memory.empty();
     if (agentIsFresh_) {
         ledger().memory = host::printed(cJSON_GetObjectItemCaseSensitive(&message, "memory"));
+    }
+    if (gaveUp_) {
+        forgetReboot(); // the bank that runs boots next
     }
     if (cancelling_ || gaveUp_) {
         state_ = State::abandoning;
@@ -235,9 +239,9 @@ void Conductor::goOn() {
     }
     if (ledger().standing) {
         tell("taken-up", ledger().standing->offer, "it waits on");
-        if (ledger().standing->activated) {
-            awaitReboot();
-        }
+    }
+    if (rebootAwaited()) {
+        awaitReboot();
     }
     with_.book.save();
     settingsChanged(); // they may have, with the configuration

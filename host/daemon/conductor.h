@@ -196,7 +196,6 @@ class Conductor {
     std::uint64_t addressTold_ = 0; // the request that was told to wait for it
     bool settingsChanged_ = false;  // while the call ran
     bool cancelling_ = false;
-    bool rebootDue_ = false;    // also where the activation is of no offer that stands
     bool agentIsFresh_ = false; // it remembers what a start-up gives it
     bool bootTold_ = false;
     bool beginAnew_ = false; // what the broken call has written is still to be given up

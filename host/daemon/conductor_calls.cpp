@@ -106,7 +106,7 @@ void Conductor::callDone(const cJSON &message) {
     Running ended = *ledger().running;
     const AgentMemoryText before(ledger().memory);
     ended.activated = ended.activated || witness_.activated;
-    rebootDue_ = rebootDue_ || ended.activated;
+    ledger().rebootDue = ledger().rebootDue || ended.activated;
     ledger().running.reset();
     ledger().memory = host::printed(cJSON_GetObjectItemCaseSensitive(&message, "memory"));
     ledger().timers = with_.timers.armed();

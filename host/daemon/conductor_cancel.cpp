@@ -12,7 +12,7 @@ namespace otad {
 bool Conductor::runsOrStands(std::uint64_t ticket) const {
     const Ledger &ledger = with_.book.ledger();
     if (ticket == 0) {
-        return ledger.running || ledger.standing || rebootDue_ || windowIsSpent(ledger) ||
+        return ledger.running || ledger.standing || ledger.rebootDue || windowIsSpent(ledger) ||
                !with_.timers.armed().empty();
     }
     return (ledger.running && ledger.running->request.ticket == ticket) ||

@@ -5,8 +5,8 @@
 namespace otad {
 
 bool Conductor::rebootAwaited() const {
-    const std::optional<Standing> &standing = with_.book.ledger().standing;
-    return rebootDue_ || (standing && standing->activated);
+    const Ledger &ledger = with_.book.ledger();
+    return ledger.rebootDue || (ledger.standing && ledger.standing->activated);
 }
 
 // From the activation on: the agent may go on with its call for long behind the reboot that it
@@ -32,7 +32,7 @@ void Conductor::rebootIsOverdue() {
 }
 
 void Conductor::forgetReboot() {
-    rebootDue_ = false;
+    ledger().rebootDue = false;
     rebootOverdue_.cancel();
     with_.board.setReboot(StatusBoard::Reboot::none);
 }

@@ -135,6 +135,7 @@ std::string printLedger(const Ledger &ledger) {
     put(object.get(), "timers", toArray(ledger.timers));
     put(object.get(), "memory", ledger.memory);
     putCount(object.get(), "failedDownloads", ledger.failedDownloads);
+    putMark(object.get(), "rebootDue", ledger.rebootDue);
     put(object.get(), "lastWord", ledger.lastWord);
     put(object.get(), "lastRecord", ledger.lastRecord);
     const host::JsonText text(cJSON_Print(object.get()));

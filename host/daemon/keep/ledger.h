@@ -80,6 +80,7 @@ struct Ledger {
     std::vector<ArmedTimer> timers;
     std::string memory;      // of the agent, JSON text of an object, or empty
     int failedDownloads = 0; // in a row; the agent's own count ends with its process
+    bool rebootDue = false;  // a bank was activated in the boot of bootId, for whichever request
     std::string lastWord;
     std::string lastRecord;
     bool operator==(const Ledger &) const = default;

@@ -24,6 +24,7 @@ constexpr std::string_view kHoldsMore = " holds a key that this release does not
 constexpr const char *kFailedTrials = "failedTrials";
 constexpr const char *kHeld = "held";
 constexpr const char *kFailedDownloads = "failedDownloads";
+constexpr const char *kRebootDue = "rebootDue";
 
 // One object of the ledger: takes its values, and keeps the first thing that is wrong.
 class ObjectReader {
@@ -244,7 +245,7 @@ bool parseLedger(std::string_view text, Ledger &ledger, std::string &whatIsWrong
     Ledger found;
     if (!reader.hasExactly({"bootId", "nextTicket", "queue", "running", "standing", "timers",
                             "memory", "lastWord", "lastRecord"},
-                           {kFailedDownloads}) ||
+                           {kFailedDownloads, kRebootDue}) ||
         !reader.text("bootId", kMaxBootId, found.bootId) ||
         !reader.whole("nextTicket", 1, kMaxWhole, found.nextTicket) ||
         !readList(reader, "queue", Ledger::kMaxQueue + Ledger::kSpare, found.queue) ||
@@ -253,6 +254,7 @@ bool parseLedger(std::string_view text, Ledger &ledger, std::string &whatIsWrong
         !readList(reader, "timers", Ledger::kMaxTimers, found.timers) ||
         !reader.objectText("memory", true, found.memory) ||
         !reader.countUpTo(kFailedDownloads, Ledger::kMaxFailedDownloads, found.failedDownloads) ||
+        !reader.mark(kRebootDue, found.rebootDue) ||
         !reader.text("lastWord", OTA_STATUS_WIDTH - 1, found.lastWord) ||
         !reader.text("lastRecord", kMaxText, found.lastRecord) ||
         !ticketsAreGivenOut(reader, found)) {

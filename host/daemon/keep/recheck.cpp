@@ -15,11 +15,17 @@ Refusal remembered(const Refusal &refusal) {
     return {refusal.outcome, "what the agent remembered", refusal.text()};
 }
 
+Judge withoutMac(Judge judge) {
+    judge.node.mac.clear();
+    return judge;
+}
+
 class Recheck {
   public:
     Recheck(TakeUp &plan, const Judge &judge)
-        : plan_(plan), judge_(judge), image_(checkRememberedImage(plan.memory, judge)),
-          times_(checkRememberedTimes(plan.memory, judge)) {}
+        : plan_(plan), judge_(judge), ofAnyMac_(withoutMac(judge)),
+          image_(checkRememberedImage(plan.memory, ofAnyMac_)),
+          times_(checkRememberedTimes(plan.memory, ofAnyMac_)) {}
 
     void run() {
         judgeStanding();
@@ -48,7 +54,7 @@ class Recheck {
             return;
         }
         Request anew;
-        ended_ = checkAgain(plan_.standing->offer, judge_, anew);
+        ended_ = checkAgain(plan_.standing->offer, ofAnyMac_, anew);
         if (!ended_) {
             ended_ = memory();
         }
@@ -117,6 +123,7 @@ class Recheck {
 
     TakeUp &plan_;
     const Judge &judge_;
+    const Judge ofAnyMac_; // of what the agent has taken: it asks for the address once
     const std::optional<Refusal> image_;
     const std::optional<Refusal> times_;
     std::optional<Refusal> ended_; // the standing offer

@@ -13,7 +13,7 @@ namespace {
 
 using host::Outcome;
 
-constexpr int kOnSchedule = 0; // the policy that activates at a time of day
+constexpr int kAtOnce = 1; // the policy that activates what it has written
 
 bool isTimer(const Request &request) { return request.kind == kTimer; }
 
@@ -134,10 +134,10 @@ class Planner {
         plan_.redo = std::move(broken);
     }
 
-    // Its redoing would find the image in the bank, take it for an old one and schedule it as such:
-    // at another time.
+    // Its redoing would find the image in the bank and take it for an old one: it would schedule it
+    // for another time, activate what was to be written only, or never report the writing.
     bool wroteItsImage(const Running &broken) const {
-        return broken.request.kind == kNewImage && broken.request.policy == kOnSchedule &&
+        return broken.request.kind == kNewImage && broken.request.policy != kAtOnce &&
                !broken.activated && !broken.held && facts_.passiveVersion == broken.request.version;
     }
 
@@ -311,6 +311,7 @@ Ledger takenUp(const Ledger &ledger, const TakeUp &takeUp, const Facts &facts) {
     now.timers = takeUp.timers;
     now.memory = takeUp.memory;
     now.failedDownloads = takeUp.failedDownloads;
+    now.rebootDue = ledger.rebootDue && ledger.bootId == facts.bootId;
     return now;
 }
 

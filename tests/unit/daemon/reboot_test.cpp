@@ -84,6 +84,28 @@ TEST_F(BeforeTheReboot, the_activation_may_be_of_no_offer_that_stands) {
     ASSERT_TRUE(turnUntil([&] { return host_.count("new-image") == 1; }));
 }
 
+TEST_F(BeforeTheReboot, a_service_that_is_restarted_knows_of_an_activation_of_no_offer) {
+    Ledger ledger;
+    ledger.bootId = "boot-1";
+    ledger.nextTicket = 8;
+    ledger.timers = {{"rebootTimer", 1, 0, 0, 1}};
+    keep(ledger);
+    host_.on("timer", {stage("activating"), stage("rebooting")});
+    startUp();
+    ASSERT_TRUE(turnUntil([&] { return host_.count("timer") == 1 && !kept().running; }));
+    ticketOf(offer());
+    turnWhileBusy();
+    stop();
+    startUp();
+    turnWhileBusy();
+    EXPECT_EQ(host_.count("new-image"), 0U);
+    EXPECT_EQ(daemon_->status().stage, "rebooting");
+    EXPECT_EQ(daemon_->status().queued, 1U);
+    boot();
+    ASSERT_TRUE(turnUntil([&] { return host_.count("new-image") == 1; })) << "it waited for that";
+    EXPECT_FALSE(kept().rebootDue);
+}
+
 TEST_F(BeforeTheReboot, one_that_does_not_come_is_told_with_what_to_do) {
     options_.rebootPatience = kAtOnce;
     offerTwo(1, {stage("activating"), stage("rebooting")});

@@ -21,6 +21,7 @@ Ledger fullLedger() {
     ledger.timers = {armed("rebootTimer", 1800), {"downloadRetryTimer", -5, -1, -2, -3}};
     ledger.memory = memoryWith({{"reboot_flag", 1}}, "01:00", "02:00");
     ledger.failedDownloads = 7;
+    ledger.rebootDue = true;
     ledger.lastWord = "OTA_SW_COMMIT_COMPLETE";
     ledger.lastRecord = "{\"status\":\"\\\"quoted\\\"\\n\"}";
     return ledger;
@@ -80,6 +81,13 @@ TEST(TheLedger, NamesFailedDownloadsOnlyWhereThereWereAny) {
     Ledger ledger = fullLedger();
     ledger.failedDownloads = 0;
     EXPECT_EQ(otad::printLedger(ledger).find("failedDownloads"), std::string::npos);
+    expectComesBack(ledger);
+}
+
+TEST(TheLedger, NamesARebootOnlyWhereOneIsDue) {
+    Ledger ledger = fullLedger();
+    ledger.rebootDue = false;
+    EXPECT_EQ(otad::printLedger(ledger).find("rebootDue"), std::string::npos);
     expectComesBack(ledger);
 }
 

@@ -249,6 +249,23 @@ TEST(AStartRechecks, TheNamesOfTimers) {
     EXPECT_TRUE(plan.standing);
 }
 
+// The bridge may have another one since the agent took the offer, and asked for it then.
+TEST(AStartRechecks, NoAddressOfWhatTheAgentHasTaken) {
+    Judge judge = today();
+    judge.node.mac = "02:00:5E:10:00:02";
+    TakeUp plan = standingPlan(keptOffer(descriptor()), memoryOf(descriptor()));
+    plan.redo = broken(expiryOf("rebootTimer"));
+    otad::recheck(plan, judge);
+    EXPECT_TRUE(plan.finished.empty());
+    EXPECT_TRUE(plan.dropped.empty());
+    EXPECT_TRUE(plan.standing);
+    EXPECT_TRUE(plan.redo);
+    EXPECT_FALSE(plan.takeBack);
+    plan = redoPlan(keptOffer(descriptor()));
+    otad::recheck(plan, judge);
+    expectEnd(plan, 1, Outcome::wrongMac, "");
+}
+
 // Whatever it is, it must be an address; whose it is, is asked before the agent takes it.
 TEST(AStartRechecks, AddressesForTheirFormWhileTheNodeHasNone) {
     Judge judge = today();
