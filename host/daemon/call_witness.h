@@ -17,6 +17,7 @@ struct CallWitness {
     bool activated = false;       // and succeeded: a reboot follows
     bool handedOver = false;      // to the gateway
     bool downloaded = false;      // an image, whole
+    bool armedTimer = false;      // the agent started a timer
     bool retryStopped = false;    // the agent stopped its retry timer
     bool attemptFailed = false;   // a download
     bool lastAttempt = false;     // and it was the last that the agent makes

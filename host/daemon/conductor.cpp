@@ -95,9 +95,9 @@ void Conductor::hostEnded(const std::string &how) {
     with_.timers.restore({}); // the ledger has those that were armed before the call
     with_.board.setStage("");
     const bool renewed = std::exchange(renewing_, false) && how.empty();
-    if (cancelling_ && how.empty()) {
+    if (toForget_ != ToForget::nothing) {
         hostCrashes_ = 0;
-        forgetEverything();
+        forgetCancelled();
     } else if (!renewed) {
         tellCrash(how.empty() ? "it was ended because it could not be understood" : how, inTheCall);
     }
@@ -159,6 +159,7 @@ void Conductor::startUpDone(const cJSON &message) {
     const Facts now = facts();
     with_.board.lookAtAddress();
     TakeUp plan = planTakeUp(ledger(), now);
+    standingIsNew_ = true;
     recheck(plan, judgeNow(with_.config, with_.board.lastStatus()));
     ledger() = takenUp(ledger(), plan, now);
     with_.timers.restore(plan.timers);
@@ -237,7 +238,7 @@ void Conductor::goOn() {
         tellTakenUp(ledger().running->request);
         return begin(*ledger().running);
     }
-    if (ledger().standing) {
+    if (std::exchange(standingIsNew_, false) && ledger().standing) {
         tell("taken-up", ledger().standing->offer, "it waits on");
     }
     if (rebootAwaited()) {

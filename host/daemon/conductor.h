@@ -115,6 +115,9 @@ class Conductor {
   private:
     enum class State { off, startingUp, restoring, abandoning, idle, choring, keeping, busy };
 
+    // By a cancel, once the host has ended.
+    enum class ToForget { nothing, running, everything };
+
     // What the host does for the node and not for the agent.
     struct Chore {
         host::Json event;
@@ -151,7 +154,8 @@ class Conductor {
     void finishTrigger(const Request &trigger, const AgentMemoryText &before);
     void offerDone(const Request &offer, const Running &ended);
     void passedOver(const Request &offer);
-    void standingGoesOn(const Running &ended);
+    bool standsUntouched(const Request &by) const;
+    void standingGoesOn(const Running &ended, bool putOff);
     void tellPutOff(const Request &offer);
     Request expiryOf(const std::string &name) const;
     const Request *currentOffer() const;
@@ -175,8 +179,10 @@ class Conductor {
     void tell(const std::string &event, const Request &request, const std::string &reason = "",
               const std::string &next = "");
     bool runsOrStands(std::uint64_t ticket) const;
+    bool runsForItself(std::uint64_t ticket) const;
+    bool hasBooted() const;
     bool cancelInQueue(std::uint64_t ticket, const Answer &answer);
-    void forgetEverything();
+    void forgetCancelled();
     void answerCancels(const std::string &whatIsLeft);
     void saveAndAnswer(std::vector<Answer> answers, std::uint64_t ticket,
                        const std::string &whatIsLeft);
@@ -198,9 +204,11 @@ class Conductor {
     bool cancelling_ = false;
     bool agentIsFresh_ = false; // it remembers what a start-up gives it
     bool bootTold_ = false;
-    bool beginAnew_ = false; // what the broken call has written is still to be given up
-    bool renewing_ = false;  // the host is ended so that the agent counts from nothing
-    bool gaveUp_ = false;    // what the request left is still to be taken back
+    bool standingIsNew_ = false; // to this host process: it was told of no taking up yet
+    bool beginAnew_ = false;     // what the broken call has written is still to be given up
+    bool renewing_ = false;      // the host is ended so that the agent counts from nothing
+    bool gaveUp_ = false;        // what the request left is still to be taken back
+    ToForget toForget_ = ToForget::nothing;
     std::uint64_t cancelled_ = 0;
     std::vector<Answer> cancelAnswers_;
     std::uint64_t keptTicket_ = 0; // the newest that is on the disk

@@ -17,7 +17,10 @@ void Conductor::hostStage(const std::string &stage) {
     if (stage == "idle" && trial_.step == TrialNow::Step::checking) {
         trial_.step = TrialNow::Step::passed;
     }
-    if (stage == "verifying") {
+    if (stage == "downloading") {
+        witness_.activating = false; // it failed, and the agent goes on all the same
+        witness_.cause = {};
+    } else if (stage == "verifying") {
         witness_.downloaded = true;
     } else if (stage == "writing") {
         witness_.wrote = true;
@@ -38,7 +41,10 @@ void Conductor::hostStage(const std::string &stage) {
         (stage == "idle" && (state_ == State::busy || state_ == State::startingUp))) {
         return;
     }
-    with_.board.setStage(stage);
+    // The agent may go on behind the reboot that it asked for; the node goes down.
+    if (!witness_.activated || stage == "rebooting") {
+        with_.board.setStage(stage);
+    }
     if (ledger().running) {
         tell("stage", ledger().running->request, stage);
     }
@@ -76,7 +82,6 @@ void Conductor::hostDone(const cJSON &message) {
     if (!failed.empty()) {
         logError("the host could not do all of \"" + what + "\": " + failed);
     }
-    with_.board.setDeferred(host::numberOf(&message, "deferred") != 0);
     switch (state_) {
     case State::startingUp:
         return startUpDone(message);
@@ -117,6 +122,7 @@ void Conductor::callDone(const cJSON &message) {
                                      : ledger().failedDownloads;
     }
     const Request &request = ended.request;
+    const bool putOff = host::numberOf(&message, "deferred") != 0;
     if (request.kind == kNewImage) {
         offerDone(request, ended);
     } else if (request.kind == kActivationTime) {
@@ -125,8 +131,11 @@ void Conductor::callDone(const cJSON &message) {
         if (request.kind != kTimer) {
             finishTrigger(request, before);
         }
-        standingGoesOn(ended);
+        standingGoesOn(ended, putOff);
     }
+    // The agent never takes its mark back; of another offer it would be said, too.
+    forgetDeferral_ =
+        forgetDeferral_ || (putOff && !(ledger().standing && ledger().standing->deferred));
     with_.book.save();
     if (witness_.toldLastAttempt) {
         return renewHost();
@@ -142,7 +151,25 @@ void Conductor::finishTrigger(const Request &trigger, const AgentMemoryText &bef
                       {host::Reason::windowUsedUp,
                        "the half hour had run out before the mobile app's trigger came"});
     }
-    finish(trigger, host::Outcome::done, {host::Reason::none, "the agent has the trigger"});
+    // Of the last offer, whose ticket has ended: the agent takes it up once more.
+    const bool wentOn =
+        go && !ledger().standing &&
+        (endsTheRequest(witness_) || witness_.wrote || witness_.cause.reason != host::Reason::none);
+    if (wentOn && !timersAwaited() && !ledger().rebootDue) {
+        return finish(trigger, outcomeOfCall(witness_), causeOfCall(witness_));
+    }
+    finish(trigger, host::Outcome::done,
+           {host::Reason::none, ledger().standing || wentOn || ledger().rebootDue
+                                    ? "the agent has the trigger"
+                                    : "the agent has the trigger, and nothing waited for it"});
+}
+
+// Its image is in the passive bank for its time, and the call that is over changed nothing of that.
+bool Conductor::standsUntouched(const Request &by) const {
+    const std::optional<Standing> &standing = with_.book.ledger().standing;
+    return standing && !standing->activated && !standing->deferred &&
+           standing->offer.version != by.version &&
+           passiveVersion(with_.board.lastStatus()) == standing->offer.version && timersAwaited();
 }
 
 // A reboot or a timer may still be awaited; else the offer is over.
@@ -150,6 +177,9 @@ void Conductor::offerDone(const Request &offer, const Running &ended) {
     if (windowWasSpent_ && !ended.activated &&
         outcomeOfCall(witness_) == host::Outcome::interruptedNothingKnown) {
         return passedOver(offer);
+    }
+    if (!ended.activated && !witness_.armedTimer && standsUntouched(offer)) {
+        return finish(offer, outcomeOfCall(witness_), causeOfCall(witness_));
     }
     supersedeStanding(offer);
     const bool awaited = ended.activated || timersAwaited();
@@ -174,7 +204,7 @@ void Conductor::passedOver(const Request &offer) {
 }
 
 // A timer or the mobile app moved the offer that stands.
-void Conductor::standingGoesOn(const Running &ended) {
+void Conductor::standingGoesOn(const Running &ended, bool putOff) {
     if (!ledger().standing) {
         return;
     }
@@ -186,8 +216,7 @@ void Conductor::standingGoesOn(const Running &ended) {
         finish(standing.offer, outcomeOfCall(witness_), causeOfCall(witness_));
         ledger().standing.reset();
     } else if (!timersAwaited()) {
-        if (with_.board.lastStatus().deferred && !witness_.wrote && !witness_.handedOver &&
-            sentenceOfCall(witness_).empty()) {
+        if (putOff && !witness_.wrote && !witness_.handedOver && sentenceOfCall(witness_).empty()) {
             standing.deferred = true;
             tellPutOff(standing.offer);
             return settingsChanged_ ? settingsChanged() : void();
@@ -211,7 +240,8 @@ void Conductor::tellPutOff(const Request &offer) {
 
 // What a new activation time is for.
 std::string Conductor::governedWords() const {
-    const std::string time = AgentMemoryText(with_.book.ledger().memory).namedTime();
+    const AgentMemoryText memory(with_.book.ledger().memory);
+    const std::string time = memory.namedTime();
     if (time.empty()) {
         return "the agent was given no time: the one that it had stays";
     }
@@ -220,8 +250,12 @@ std::string Conductor::governedWords() const {
         return timer.name == TIMER_REBOOT;
     });
     if (const Request *const offer = currentOffer(); offer != nullptr && reboots) {
-        return offer->version + " (ticket " + std::to_string(offer->ticket) + ") is activated at " +
-               time;
+        const std::string image =
+            offer->version + " (ticket " + std::to_string(offer->ticket) + ")";
+        return memory.number(AgentMemoryText::kNoWindowBeforeSwap, 1) == 0
+                   ? image + " is activated when its half hour ends, as before: " + time +
+                         " governs the next image of policy 0"
+                   : image + " is activated at " + time;
     }
     return "nothing waits for its activation: " + time +
            " governs the next image of policy 0, until the node boots or another time is named";

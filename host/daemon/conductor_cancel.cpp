@@ -5,6 +5,7 @@
 #include "host/daemon/keep/agent_memory_text.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace otad {
 
@@ -19,17 +20,43 @@ bool Conductor::runsOrStands(std::uint64_t ticket) const {
            (ledger.standing && ledger.standing->offer.ticket == ticket);
 }
 
+// What it is for has nothing to do with the offer that stands, which goes on.
+bool Conductor::runsForItself(std::uint64_t ticket) const {
+    const std::optional<Running> &running = with_.book.ledger().running;
+    if (!running || running->request.ticket != ticket || running->activated) {
+        return false;
+    }
+    return running->request.kind == kActivationTime ||
+           (running->request.kind == kNewImage && standsUntouched(running->request));
+}
+
+// What was activated runs by now: it is judged, and no more to be taken back.
+bool Conductor::hasBooted() const {
+    const Ledger &ledger = with_.book.ledger();
+    return state_ == State::startingUp && ledger.bootId != with_.bootId &&
+           ((ledger.running && ledger.running->activated) ||
+            (ledger.standing && ledger.standing->activated));
+}
+
 void Conductor::cancel(std::uint64_t ticket, Answer answer) {
+    if (runsOrStands(ticket) && hasBooted()) {
+        const auto late = host::guard::Refusal{
+            host::Outcome::notReady, "ticket",
+            "the node has booted since, and what runs is judged now; ask again when that has ended"};
+        return answer(&late, 0);
+    }
     if (runsOrStands(ticket)) {
         cancelAnswers_.push_back(std::move(answer));
-        if (!cancelling_) {
-            cancelling_ = true;
+        if (!std::exchange(cancelling_, true)) {
             cancelled_ = ticket != 0 ? ticket : with_.board.lastStatus().ticket;
-            if (host_.running()) {
-                host_.kill(); // its end comes from the loop
-            } else {
-                hostEnded("");
-            }
+        }
+        const bool awaitsEnd = toForget_ != ToForget::nothing;
+        toForget_ =
+            std::max(toForget_, runsForItself(ticket) ? ToForget::running : ToForget::everything);
+        if (!awaitsEnd && host_.running()) {
+            host_.kill(); // its end comes from the loop
+        } else if (!awaitsEnd) {
+            hostEnded("");
         }
         return;
     }
@@ -61,7 +88,13 @@ bool Conductor::cancelInQueue(std::uint64_t ticket, const Answer &answer) {
 }
 
 // The host was killed for it: nothing of the request may come back.
-void Conductor::forgetEverything() {
+void Conductor::forgetCancelled() {
+    if (std::exchange(toForget_, ToForget::nothing) == ToForget::running) {
+        finish(ledger().running->request, host::Outcome::cancelled,
+               {host::Reason::byOperator, "while it ran"});
+        ledger().running.reset();
+        return with_.book.save();
+    }
     // The call of a timer is the standing offer's.
     if (ledger().running && ledger().running->request.kind != kTimer) {
         finish(ledger().running->request, host::Outcome::cancelled,
@@ -89,7 +122,6 @@ void Conductor::forgetEverything() {
     ledger().memory = timeBySignal ? memory.print() : "";
     ledger().failedDownloads = 0;
     std::erase_if(ledger().queue, [](const Request &one) { return one.kind == kTimer; });
-    with_.board.setDeferred(false);
     forgetReboot();
     with_.book.save();
 }

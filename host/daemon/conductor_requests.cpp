@@ -113,8 +113,8 @@ void Conductor::settingsChanged() {
     ledger().queue.push_front(expiryOf(
         passiveVersion(status) == standing.offer.version ? TIMER_REBOOT : TIMER_DOWNLOAD_START));
     forgetDeferral_ = true;
-    with_.board.setDeferred(false);
     with_.book.save();
+    with_.board.refresh();
     if (state_ == State::idle) {
         becomeIdle();
     }
@@ -232,16 +232,11 @@ void Conductor::keepAndSend() {
     });
 }
 
-// Where the agent passes offers over, it is not known before the end of the call whose place this
-// one took.
+// It is not known before the end of the call whether an offer takes the place of another.
 void Conductor::send() {
     state_ = State::busy;
     windowWasSpent_ = windowIsSpent(ledger());
     const Request &request = ledger().running->request;
-    if (request.kind == kNewImage && !windowWasSpent_ && ledger().standing) {
-        supersedeStanding(request);
-        with_.book.save();
-    }
     tell("started", request);
     host_.send(host::parsed(request.event).get());
 }

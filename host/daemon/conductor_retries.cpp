@@ -18,6 +18,7 @@ constexpr int kLaterDelay = 120; // seconds; the first of a series is the agent'
 } // namespace
 
 std::optional<int> Conductor::hostStartsTimer(const std::string &name, int seconds) {
+    witness_.armedTimer = true;
     const bool retry = state_ == State::busy && name == TIMER_DOWNLOAD_RETRY;
     return retry ? attemptFailed(seconds) : seconds;
 }

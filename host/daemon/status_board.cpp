@@ -99,11 +99,6 @@ void StatusBoard::setReport(const std::string &word, const std::string &record) 
     changed_();
 }
 
-void StatusBoard::setDeferred(bool deferred) {
-    status_.deferred = deferred;
-    refresh();
-}
-
 void StatusBoard::setReboot(Reboot reboot) {
     reboot_ = reboot;
     refresh();
@@ -176,6 +171,7 @@ void StatusBoard::refresh() {
                           ? ledger.running->request.version
                       : ledger.standing ? ledger.standing->offer.version
                                         : "";
+    status_.deferred = ledger.standing && ledger.standing->deferred;
     status_.activationTime = AgentMemoryText(ledger.memory).namedTime();
     status_.stage = callStage_.empty() || callStage_ == "idle" ? restingStage() : callStage_;
     changed_();

@@ -27,7 +27,6 @@ class StatusBoard {
     void setStage(const std::string &stage);
     /* A report of the agent. */
     void setReport(const std::string &word, const std::string &record);
-    void setDeferred(bool deferred);
     /* Whether the other bank was activated, and the reboot into it is late. */
     enum class Reboot { none, due, overdue };
     void setReboot(Reboot reboot);

@@ -122,7 +122,7 @@ class Settings(node_case.Case):
         later = node.offer(Place.NEWER, policy=2)
         self.assertEqual(node.live_until_end_of(later)["code"], WRITTEN_ONLY)
         self.assertEqual(node.end_of(ticket)["result"], "superseded")
-        self.assertFalse(self.node.kept_requests()["standing"])
+        wait_for("it is kept", lambda: not node.kept_requests()["standing"])
 
     def test_the_seventh_failure_in_a_row_is_the_seventh(self):
         node = self.node

@@ -127,6 +127,23 @@ TEST_F(Cancel, while_the_host_starts_up_does_not_wait_for_the_start) {
     expectAllForgotten(7);
 }
 
+TEST_F(Cancel, of_what_was_activated_comes_too_late_behind_the_boot) {
+    Ledger ledger = withAnOfferThatWaits();
+    ledger.standing->activated = true;
+    ledger.timers.clear();
+    keep(ledger);
+    runFrom(nal::Bank::b, kNew);
+    host_.on("start-up", {waitFor("judged"), report("OTA_SW_COMMIT_COMPLETE")});
+    start("boot-2");
+    ASSERT_TRUE(turnUntil([&] { return host_.count("start-up") == 1; }));
+    const ReplyRef late = cancel(7);
+    EXPECT_EQ(late->refused, Outcome::notReady);
+    EXPECT_THAT(late->text, HasSubstr("the node has booted since"));
+    host_.release("judged");
+    ASSERT_TRUE(turnUntil([&] { return finished(7); }));
+    EXPECT_THAT(codesOf(7), ElementsAre(0));
+}
+
 TEST_F(Cancel, while_the_memory_is_restored_forgets_it) {
     keep(withAnOfferThatWaits());
     host_.on("restore", {hang()});

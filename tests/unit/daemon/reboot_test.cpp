@@ -84,6 +84,19 @@ TEST_F(BeforeTheReboot, the_activation_may_be_of_no_offer_that_stands) {
     ASSERT_TRUE(turnUntil([&] { return host_.count("new-image") == 1; }));
 }
 
+TEST_F(BeforeTheReboot, what_the_agent_still_does_is_not_the_stage_of_the_node) {
+    host_.on("new-image",
+             {stage("activating"), stage("rebooting"), stage("downloading"), waitFor("go")});
+    startUp();
+    const std::uint64_t ticket = ticketOf(offer(3));
+    ASSERT_TRUE(turnUntil([&] { return told("stage").size() == 3; }));
+    EXPECT_EQ(daemon_->status().stage, "rebooting");
+    host_.release("go");
+    ASSERT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
+    EXPECT_EQ(daemon_->status().stage, "rebooting");
+    EXPECT_THAT(codesOf(ticket), IsEmpty());
+}
+
 TEST_F(BeforeTheReboot, a_service_that_is_restarted_knows_of_an_activation_of_no_offer) {
     Ledger ledger;
     ledger.bootId = "boot-1";
