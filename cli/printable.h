@@ -3,17 +3,12 @@
 #ifndef CLI_PRINTABLE_H
 #define CLI_PRINTABLE_H
 
-#include <string>
-#include <string_view>
+#include "host/printable.h"
 
 namespace otactl {
 
-/* The text with every control character, every mark that turns the direction of writing and every
- * byte that is no UTF-8 spelled \xNN: one line that can neither move a cursor nor hide a word. */
-std::string printable(std::string_view text);
-
-/* Whether the whole text is UTF-8 without a NUL, as the bus wants it. */
-bool isBusText(std::string_view text);
+using host::isBusText;
+using host::printable;
 
 } // namespace otactl
 

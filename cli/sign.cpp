@@ -18,7 +18,7 @@ struct Signing {
 
 int sign(const Signing &signing, const Globals &globals) {
     const std::string &output = signing.output.empty() ? signing.image : signing.output;
-    if (const std::string flaw = nal::whyNotTrusted(signing.files.key); !flaw.empty()) {
+    if (const std::string flaw = nal::whyNoPrivateKey(signing.files.key); !flaw.empty()) {
         return reportRefusal(host::Outcome::configWrong, flaw, globals);
     }
     nal::ImageManifest manifest;

@@ -13,7 +13,7 @@
 namespace desk {
 
 FolderLock::FolderLock(const std::filesystem::path &file)
-    : file_(file), fd_(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644)) {
+    : file_(file), fd_(open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644)) {
     if (fd_ < 0) {
         throw Failure("cannot open " + file.string() + ": " + std::strerror(errno) +
                       "; name a folder of your own with --run-dir");

@@ -4,17 +4,19 @@
 #define DESK_RUN_FOLDER_H
 
 #include "desk/folder_lock.h"
+#include "platform/nal/file_io.h"
 
 #include <filesystem>
 #include <optional>
+#include <string>
 
 namespace desk {
 
 class RunFolder {
   public:
     // Makes the folder, or empties it where an earlier run made it. A folder that holds anything
-    // else, or that a run is using, is left alone: a Failure says so. So it does where others than
-    // this user may write there, to the folder or to one above it.
+    // else, or that a run is using, is left alone: a Failure says so. So it is where others than
+    // this user may write there, to the folder or to one above it, or where it is somebody else's.
     explicit RunFolder(const std::filesystem::path &path);
 
     // Absolute.
@@ -23,9 +25,12 @@ class RunFolder {
   private:
     void checkThatItMayBeEmptied() const;
     void empty() const;
-    void keepToThisUser() const;
+    void keepToThisUser();
+    static void require(const std::string &flaw);
+    [[nodiscard]] std::filesystem::path held() const;
 
     std::filesystem::path path_;
+    nal::UniqueFd folder_; // that was judged
     std::optional<FolderLock> lock_;
 };
 

@@ -16,12 +16,16 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <filesystem>
 #include <libuboot.h>
 #include <memory>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace nal {
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr mode_t kFileMode = 0644;
 constexpr std::chrono::seconds kLockPatience{10};
@@ -175,19 +179,29 @@ bool storeBothCopies(const BootPlace &place, const BootVariables &changes, bool 
            storeOneCopy(place, changes, false, whatIsWrong) && holds(place, changes, whatIsWrong);
 }
 
-bool fillWithZeros(const std::string &path) {
-    UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode));
+// A file of a new name, which becomes `name`.
+bool makeUnfinished(std::string &name) {
+    UniqueFd file(mkostemp(name.data(), O_CLOEXEC));
     const std::string zeros(2 * kEnvironmentCopy, '\0');
-    return file && writeFully(file.get(), zeros.data(), zeros.size()) && file.reset();
+    return file && fchmod(file.get(), kFileMode) == 0 &&
+           writeFully(file.get(), zeros.data(), zeros.size()) && file.reset();
 }
 
-// Under its name only once it is whole.
+// Under its name only once it is whole. What links lead to was judged by whoever named the path.
 bool makeFile(const std::string &path, const BootVariables &variables, std::string &whatIsWrong) {
-    const std::string unfinished = path + ".new";
-    if (!fillWithZeros(unfinished)) {
-        whatIsWrong = systemReason(unfinished + ": cannot be written");
+    std::error_code error;
+    const bool isThere = fs::exists(fs::symlink_status(path, error));
+    if (isThere && !fs::is_regular_file(path, error)) {
+        whatIsWrong = path + ": is no regular file and is not replaced by one; name another, or "
+                             "for devices fw_env.config:FILE, a FILE that names them";
+        return false;
+    }
+    const std::string target = isThere ? fs::canonical(path, error).string() : path;
+    std::string unfinished = target + ".XXXXXX";
+    if (!makeUnfinished(unfinished)) {
+        whatIsWrong = systemReason(path + ": cannot be written");
     } else if (storeBothCopies(unfinished, variables, true, whatIsWrong)) {
-        if (rename(unfinished.c_str(), path.c_str()) == 0 && syncDirectoryOf(path)) {
+        if (rename(unfinished.c_str(), target.c_str()) == 0 && syncDirectoryOf(target)) {
             return true;
         }
         whatIsWrong = systemReason(path + ": cannot be made");

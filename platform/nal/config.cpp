@@ -60,7 +60,7 @@ class Reading {
         lookAtFile("images", "signer_ca", config_.signerAuthority);
         lookAtFile("root", "ca_certificate", config_.rootCaCertificate);
         lookAtFile("root", "certificate", config_.rootCertificate);
-        lookAtFile("root", "key", config_.rootKey);
+        lookAtFile("root", "key", config_.rootKey, whyNoPrivateKey);
     }
 
     const Config &config() const { return config_; }
@@ -155,8 +155,9 @@ class Reading {
 
     // Nobody but root may decide what a root process reads, runs and writes there. What several
     // paths lead through is told with the first of them.
-    bool isTrusted(const char *section, const char *key, const std::string &path) {
-        const std::string flaw = path.empty() ? "" : whyNotTrusted(path);
+    bool isTrusted(const char *section, const char *key, const std::string &path,
+                   std::string (*judge)(const std::string &) = whyNotTrusted) {
+        const std::string flaw = path.empty() ? "" : judge(path);
         if (!flaw.empty() && flaws_.insert(flaw).second) {
             complain(section, key, "cannot be trusted: " + flaw);
         }
@@ -176,7 +177,7 @@ class Reading {
 
     void lookAtBootState() {
         const BootPlace &place = config_.bootState;
-        isTrusted("banks", "boot_state", place.file);
+        isTrusted("banks", "boot_state", place.file, whyNoTrustedFile);
         lookAtFile("banks", "kernel_command_line", place.kernelCommandLine);
         if (!lookAtFile("banks", "fw_env_config", place.fwEnvConfig) || place.fwEnvConfig.empty()) {
             return;
@@ -198,8 +199,9 @@ class Reading {
         }
     }
 
-    bool lookAtFile(const char *section, const char *key, const std::string &path) {
-        if (path.empty() || !isTrusted(section, key, path)) {
+    bool lookAtFile(const char *section, const char *key, const std::string &path,
+                    std::string (*judge)(const std::string &) = whyNotTrusted) {
+        if (path.empty() || !isTrusted(section, key, path, judge)) {
             return path.empty();
         }
         if (access(path.c_str(), R_OK) != 0) {

@@ -15,14 +15,6 @@ namespace {
 
 constexpr mode_t kFileMode = 0644;
 
-std::string directoryOf(const std::string &path) {
-    const std::size_t slash = path.rfind('/');
-    if (slash == std::string::npos) {
-        return ".";
-    }
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
-
 bool writeNewFile(const std::string &path, std::string_view text) {
     UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode));
     return file && writeFully(file.get(), text.data(), text.size()) && fsync(file.get()) == 0 &&
@@ -136,6 +128,14 @@ bool readPlainFile(const std::string &path, std::size_t limit, std::string &text
     const std::int64_t got = readFully(file.get(), text.data(), limit);
     text.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
     return got >= 0;
+}
+
+std::string directoryOf(const std::string &path) {
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos) {
+        return ".";
+    }
+    return slash == 0 ? "/" : path.substr(0, slash);
 }
 
 bool syncDirectoryOf(const std::string &path) {

@@ -52,6 +52,9 @@ bool readWholeFile(const std::string &path, std::size_t limit, std::string &text
 bool readPlainFile(const std::string &path, std::size_t limit, std::string &text,
                    struct stat &status);
 
+/* Of the file; "." where the path is a name alone. */
+std::string directoryOf(const std::string &path);
+
 /* Names that were made, changed or removed beside `path` are on the disk. False: errno says why. */
 bool syncDirectoryOf(const std::string &path);
 

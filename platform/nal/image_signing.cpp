@@ -15,14 +15,6 @@ namespace {
 
 constexpr mode_t kPermissions = 07777;
 
-UniqueFd openImage(const std::string &path, std::string &whatIsWrong) {
-    UniqueFd image(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!image) {
-        whatIsWrong = systemReason(path + ": the image cannot be opened") + "; give an image file";
-    }
-    return image;
-}
-
 bool copyPayload(int image, const std::string &path, const ImageManifest &manifest, NewFile &output,
                  std::string &whatIsWrong) {
     if (lseek(image, 0, SEEK_SET) < 0) {

@@ -57,6 +57,20 @@ bool readInPieces(int file, const std::string &path, std::uint64_t size, const P
     return true;
 }
 
+UniqueFd openImage(const std::string &path, std::string &whatIsWrong) {
+    UniqueFd image(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status {};
+    if (!image || fstat(image.get(), &status) != 0) {
+        whatIsWrong = systemReason(path + ": the image cannot be opened") + "; give an image file";
+        return UniqueFd();
+    }
+    if (!S_ISREG(status.st_mode) && !S_ISBLK(status.st_mode)) {
+        whatIsWrong = path + ": is no image file; give one";
+        return UniqueFd();
+    }
+    return image;
+}
+
 std::string damagedImage(const std::string &path) {
     return path + ": the image is damaged, its payload does not have the SHA-256 sum of its "
                   "manifest; get the image again";
@@ -86,9 +100,8 @@ bool readImage(int image, const std::string &path, const ImageManifest &manifest
 }
 
 bool recordOfImage(const std::string &imagePath, BankRecord &record, std::string &whatIsWrong) {
-    const UniqueFd image(open(imagePath.c_str(), O_RDONLY | O_CLOEXEC));
+    const UniqueFd image = openImage(imagePath, whatIsWrong);
     if (!image) {
-        whatIsWrong = systemReason(imagePath + ": the image cannot be opened");
         return false;
     }
     ImageManifest manifest;

@@ -5,6 +5,7 @@
 
 #include "platform/nal/boot_state.h"
 #include "platform/nal/digest.h"
+#include "platform/nal/file_io.h"
 #include "platform/nal/image_manifest.h"
 
 #include <cstddef>
@@ -45,6 +46,10 @@ class ImageSums {
 /* Reads the file's next `size` bytes in pieces. False: whatIsWrong is one line naming `path`. */
 bool readInPieces(int file, const std::string &path, std::uint64_t size, const PieceTaker &take,
                   std::string &whatIsWrong);
+
+/* An image file, or a bank that holds one; what could block its reader is refused. None:
+ * whatIsWrong is one line naming `path`. */
+UniqueFd openImage(const std::string &path, std::string &whatIsWrong);
 
 /* The line for an image whose payload has another digest than its manifest says. */
 std::string damagedImage(const std::string &path);

@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <fcntl.h>
-#include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -23,10 +22,11 @@ bool NewFile::fail(std::string &whatIsWrong) const {
 }
 
 bool NewFile::begin(const std::string &path, mode_t mode, std::string &whatIsWrong) {
-    std::error_code notThereYet;
-    const std::filesystem::path target = std::filesystem::canonical(path, notThereYet);
-    path_ = notThereYet ? path : target.string();
-    std::string name = path_ + ".XXXXXX";
+    path_ = path;
+    if (!findOutputPlace(path, place_, whatIsWrong)) {
+        return false;
+    }
+    std::string name = place_.path() + ".XXXXXX";
     file_ = UniqueFd(mkostemp(name.data(), O_CLOEXEC));
     if (!file_) {
         return fail(whatIsWrong);
@@ -41,11 +41,11 @@ bool NewFile::write(const void *bytes, std::size_t size, std::string &whatIsWron
 
 bool NewFile::finish(std::string &whatIsWrong) {
     if (fsync(file_.get()) != 0 || !file_.reset() ||
-        rename(unfinished_.c_str(), path_.c_str()) != 0) {
+        rename(unfinished_.c_str(), place_.path().c_str()) != 0) {
         return fail(whatIsWrong);
     }
     unfinished_.clear();
-    return syncDirectoryOf(path_) || fail(whatIsWrong);
+    return syncDirectoryOf(place_.path()) || fail(whatIsWrong);
 }
 
 } // namespace nal

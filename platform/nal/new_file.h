@@ -4,6 +4,7 @@
 #define PLATFORM_NAL_NEW_FILE_H
 
 #include "platform/nal/file_io.h"
+#include "platform/nal/output_place.h"
 
 #include <string>
 #include <sys/types.h>
@@ -21,7 +22,8 @@ class NewFile {
     NewFile(const NewFile &) = delete;
     NewFile &operator=(const NewFile &) = delete;
 
-    /* Where `path` is a symbolic link, the file that it leads to. */
+    /* Where `path` is a link of this user or root, the file that it leads to; see output_place.h.
+     */
     bool begin(const std::string &path, mode_t mode, std::string &whatIsWrong);
     bool write(const void *bytes, std::size_t size, std::string &whatIsWrong);
     /* Replaces what is there. Blocks until the disk has it all. After a failure the old file may
@@ -31,7 +33,8 @@ class NewFile {
   private:
     bool fail(std::string &whatIsWrong) const;
 
-    std::string path_;
+    std::string path_; // as it was named
+    OutputPlace place_;
     std::string unfinished_; // empty: there is none
     UniqueFd file_;
 };

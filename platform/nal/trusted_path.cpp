@@ -21,6 +21,13 @@ namespace {
 constexpr int kMaxLinks = 40; // as the kernel follows
 constexpr uid_t kRoot = 0;
 constexpr char kSlash = '/';
+constexpr mode_t kReadByOthers = S_IRGRP | S_IROTH;
+constexpr const char *kEverybodys =
+    "is everybody's: name a directory that nobody but the service's user may write";
+
+bool isDirectoryOf(PathPlace place) {
+    return place == PathPlace::above || place == PathPlace::around;
+}
 
 bool isInNobodyElsesEntry(gid_t group, uid_t user) {
     bool alone = true;
@@ -188,7 +195,7 @@ class Walk {
 
 const char *flawOf(const PathFacts &facts, PathPlace place, const PathOwners &owners) {
     if (facts.owner != kRoot && facts.owner != owners.user) {
-        return place == PathPlace::above
+        return isDirectoryOf(place)
                    ? "belongs to neither root nor the service's user: name a path that does not "
                      "lead through it, or give it to root with chown"
                    : "belongs to neither root nor the service's user: give it to root with chown, "
@@ -200,13 +207,17 @@ const char *flawOf(const PathFacts &facts, PathPlace place, const PathOwners &ow
         return nullptr;
     }
     const bool byGroupAlone = (facts.mode & S_IWOTH) == 0;
-    if (place == PathPlace::above) {
+    if (isDirectoryOf(place)) {
         // What lies in it is renamed and removed by its owner and root alone.
-        const bool sticky = (facts.mode & S_ISVTX) != 0 && facts.owner == kRoot;
+        const bool sticky =
+            place == PathPlace::above && (facts.mode & S_ISVTX) != 0 && facts.owner == kRoot;
         const bool privately =
             byGroupAlone && facts.owner == owners.user && facts.group == owners.usersOwnGroup;
-        return sticky || privately
-                   ? nullptr
+        if (sticky || privately) {
+            return nullptr;
+        }
+        return place == PathPlace::around && (facts.mode & S_ISVTX) != 0
+                   ? kEverybodys
                    : "may be written by its group or by others: take that away with chmod go-w, or "
                      "name a path that does not lead through it";
     }
@@ -217,12 +228,43 @@ const char *flawOf(const PathFacts &facts, PathPlace place, const PathOwners &ow
         return nullptr;
     }
     return (facts.mode & S_ISVTX) != 0
-               ? "is everybody's: name a directory that nobody but the service's user may write"
+               ? kEverybodys
                : "may be written by its group or by others: take that away with chmod go-w, or "
                  "name another";
 }
 
 std::string whyNotTrusted(const std::string &path) { return Walk(path, PathPlace::itself).run(); }
+
+std::string whyNoTrustedFile(const std::string &path) {
+    std::string flaw = whyNotTrusted(path);
+    if (flaw.empty()) {
+        flaw = Walk(directoryOf(path), PathPlace::around).run();
+    }
+    std::error_code notThereYet;
+    const std::string target = std::filesystem::canonical(path, notThereYet);
+    if (flaw.empty() && !notThereYet) {
+        flaw = Walk(directoryOf(target), PathPlace::around).run();
+    }
+    return flaw;
+}
+
+std::string whyNotTrustedAbove(const std::string &path) {
+    return Walk(directoryOf(path), PathPlace::above).run();
+}
+
+std::string whyNoPrivateKey(const std::string &path) {
+    const std::string flaw = whyNotTrusted(path);
+    struct stat status {};
+    if (!flaw.empty() || stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) ||
+        (status.st_mode & kReadByOthers) == 0) {
+        return flaw;
+    }
+    std::array<char, 64> mode{};
+    std::snprintf(mode.data(), mode.size(), "%04o", static_cast<unsigned>(status.st_mode & 07777U));
+    return path + " (mode " + mode.data() +
+           ") is a private key that its group or others may read: chmod go-rwx " + path +
+           ", and use another key if somebody may have read it";
+}
 
 std::string whyNoTrustedSocket(const std::string &path) {
     struct stat status {};

@@ -19,6 +19,7 @@ struct PathFacts {
 /* Where in the path it stands. */
 enum class PathPlace {
     above,  // a directory that the path leads through
+    around, // a directory in which a file is replaced, and what belongs to it is made
     itself, // what the path names
     socket  // what the path names, to be a socket: others may connect, which takes the right to
             // write
@@ -41,6 +42,18 @@ const char *flawOf(const PathFacts &facts, PathPlace place, const PathOwners &ow
  * else one line with the path of what is wrong, its owner, its mode and what to do.
  */
 std::string whyNotTrusted(const std::string &path);
+
+/*
+ * The same of a file that is locked and replaced by names beside its own: nobody else may make
+ * anything in its directory either, nor in that of the file that a link leads to.
+ */
+std::string whyNoTrustedFile(const std::string &path);
+
+/* The same of the directories alone that a path leads through. */
+std::string whyNotTrustedAbove(const std::string &path);
+
+/* The same of a private key, which nobody else may read either. */
+std::string whyNoPrivateKey(const std::string &path);
 
 /* The same of a socket. One that is missing, or is no socket, cannot be trusted either. */
 std::string whyNoTrustedSocket(const std::string &path);

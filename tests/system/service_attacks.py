@@ -13,7 +13,7 @@ import node_case
 import unit_sandbox
 from node_place import PATIENCE, Process, wait_for
 from node_servers import FileServer
-from stranger import NOBODY, Nuisance, tries
+from stranger import NOBODY, Nuisance, runs, tries
 
 CONFIG_WRONG, DONE = 9, 0
 # A file name that a shell would take for a command, were it let into the agent's own.
@@ -86,6 +86,7 @@ class Attacks(node_case.Case):
         for name in ("ca.pem", "signers.pem", "root.pem", "folder/inner/words", "environment",
                      "healthy"):
             (node.folder / name).write_text("")
+        (node.folder / "folder/inner/words").chmod(0o600)
         (node.folder / "fw_env.config").write_text(
             "environment 0 0x4000\nenvironment 0x4000 0x4000\n")
         whole = (good.replace("tmp = .", "tmp = drop") + "signer_ca = signers.pem\n"
@@ -118,8 +119,18 @@ class Attacks(node_case.Case):
                           self.refusals(node))
         self.assertEqual(node.history(), [], "it started all the same")
         node.config.write_text(whole)
+        self.is_read_by_others(node, "folder/inner/words")
         checked = node.control("config", "check", "node.conf", cwd=node.folder)
         self.assertEqual((checked.code, checked.first["mistakes"]), (DONE, []))
+
+    def is_read_by_others(self, node, key):
+        """A private key, as long as others may read it."""
+        for mode in (0o640, 0o604):
+            (node.folder / key).chmod(mode)
+            self.assertIn(f"[root] key cannot be trusted: {key} (mode {mode:04o}) is a private key "
+                          f"that its group or others may read: chmod go-rwx {key}",
+                          self.refusals(node))
+        (node.folder / key).chmod(0o600)
 
     def is_refused(self, node, name, key):
         """As long as others may write there, or it is somebody else's."""
@@ -193,6 +204,17 @@ class Attacks(node_case.Case):
         self.assertTrue(node.bank_holds("b", self.place.NEW))
         self.assertEqual(nuisance.end(), [])
         self.assertFalse((folder / "owned").exists())
+
+    def test_the_private_bus_of_a_node_under_test(self):
+        """Its service runs as root: nobody else on the machine may call it meanwhile."""
+        node = self.node()
+        node.start().wait_until_ready()
+        before = node.status()["onboarding"]
+        called = runs("busctl", f"--address={node.bus.address}", "call", "velmo.otaSwAgent",
+                      "/velmo/otaSwAgent", "velmo.otaSwAgent", "ChangeSetting", "ss", "onboarding",
+                      "0" if before == "1" else "1")
+        self.assertNotEqual(called.returncode, 0, called.stdout)
+        self.assertEqual(node.status()["onboarding"], before)
 
     # What could only have come there before: the service still answers.
 

@@ -2,6 +2,8 @@
 // Options and messages of the storage tools.
 #include "platform/nal/tools/command_line.h"
 
+#include "host/printable.h"
+
 #include <algorithm>
 #include <cstdio>
 
@@ -18,12 +20,13 @@ bool helpWasGiven(const Program &program, int argc, char **argv) {
 }
 
 int reportUse(const Program &program, const std::string &what) {
-    std::fprintf(stderr, "%s: %s; use: %s\n", program.name, what.c_str(), program.use);
+    std::fprintf(stderr, "%s: %s; use: %s\n", program.name, host::printable(what).c_str(),
+                 program.use);
     return kWrongUse;
 }
 
 bool reportFailure(const Program &program, const std::string &what) {
-    std::fprintf(stderr, "%s: %s\n", program.name, what.c_str());
+    std::fprintf(stderr, "%s: %s\n", program.name, host::printable(what).c_str());
     return false;
 }
 

@@ -43,9 +43,14 @@ bool isTrusted(const std::string &path) {
     return flaw.empty() || tools::reportFailure(kProgram, flaw);
 }
 
+bool isTrustedFile(const std::string &path) {
+    const std::string flaw = path.empty() ? "" : nal::whyNoTrustedFile(path);
+    return flaw.empty() || tools::reportFailure(kProgram, flaw);
+}
+
 // A boot state or a bank that others may change would decide what boots: it is not used.
 bool areTrusted(const nal::BootPlace &place, const std::vector<std::string> &others = {}) {
-    if (!isTrusted(place.file) || !isTrusted(place.fwEnvConfig) ||
+    if (!isTrustedFile(place.file) || !isTrusted(place.fwEnvConfig) ||
         !std::all_of(others.begin(), others.end(), isTrusted)) {
         return false;
     }

@@ -27,7 +27,7 @@ bool reportFailure(const std::string &what) { return tools::reportFailure(kProgr
 
 // Copies the payload and fills in its size and sum; constant memory, whatever the size.
 bool copyPayload(const std::string &from, nal::NewFile &output, nal::ImageManifest &manifest) {
-    const nal::UniqueFd payload(open(from.c_str(), O_RDONLY | O_CLOEXEC));
+    const nal::UniqueFd payload(open(from.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status {};
     if (!payload || fstat(payload.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
         return reportFailure(from + ": the payload is not a file that can be read; give one");

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <sys/stat.h>
 
 namespace {
 
@@ -52,6 +53,7 @@ class SignedImages : public testing::Test {
     static void writeIdentity(const Identity &identity, const std::string &name) {
         write(name + ".pem", pemOf(identity.certificate.get()));
         write(name + ".key", pemOf(identity.key.get()));
+        fs::permissions(name + ".key", fs::perms::owner_read | fs::perms::owner_write);
     }
     static Ended sign(const std::vector<std::string> &more = {}) {
         std::vector<std::string> words{"sign",        "image",         "--key",
@@ -114,6 +116,26 @@ TEST_F(SignedImages, AreTheFileThatALinkLeadsTo) {
               0);
     EXPECT_TRUE(fs::is_symlink("link"));
     EXPECT_EQ(verify().code, 0);
+}
+
+TEST_F(SignedImages, AreNotSignedWithAKeyThatOthersMayRead) {
+    for (const char *mode : {"0640", "0604"}) {
+        ASSERT_EQ(chmod("release.key", static_cast<mode_t>(std::strtoul(mode, nullptr, 8))), 0);
+        expectRefused(sign(), 9,
+                      std::string("release.key (mode ") + mode +
+                          ") is a private key that its group or others may read: chmod "
+                          "go-rwx release.key");
+    }
+    EXPECT_EQ(contentOf("image"), unsigned_);
+}
+
+TEST_F(SignedImages, WaitForNoPipe) {
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    files_ += 1;
+    expectRefused(verify("pipe"), kImageRefused, "pipe: is no image file; give one");
+    expectRefused(run({"sign", "pipe", "--key", "release.key", "--certificate", "release.pem"}), 1,
+                  "pipe: is no image file; give one");
+    expectRefused(sign({"--output", "pipe"}), 1, "pipe: is no regular file");
 }
 
 TEST_F(SignedImages, CanBeSignedAgainByAnother) {

@@ -9,6 +9,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <unistd.h>
 
 namespace {
 
@@ -51,6 +52,45 @@ TEST_F(RunFiles, ARunFolderInUseIsLeftAlone) {
     desk::writeFile(path / "in-use", "now");
     EXPECT_THROW(desk::RunFolder{path}, desk::Failure);
     EXPECT_EQ(desk::readFile(path / "in-use"), "now");
+}
+
+TEST_F(RunFiles, AFolderWhereOthersDecideIsJudgedBeforeAnythingIsRemovedOrMade) {
+    const fs::path path = folder_ / "shared" / "run";
+    { const desk::RunFolder first(path); }
+    desk::writeFile(path / "thesis", "mine");
+    fs::permissions(folder_ / "shared", fs::perms::all);
+    EXPECT_THROW(desk::RunFolder{path}, desk::Failure);
+    EXPECT_EQ(desk::readFile(path / "thesis"), "mine");
+    EXPECT_THROW(desk::RunFolder{folder_ / "shared" / "new"}, desk::Failure);
+    EXPECT_FALSE(fs::exists(folder_ / "shared" / "new"));
+}
+
+TEST_F(RunFiles, AFolderThatAnotherUserMadeOrLinkedIsLeftAlone) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can give a folder away";
+    }
+    const fs::path path = folder_ / "run";
+    const auto failureOf = [](const fs::path &which) -> std::string {
+        try {
+            const desk::RunFolder run(which);
+        } catch (const desk::Failure &failure) {
+            return failure.what();
+        }
+        return "";
+    };
+    { const desk::RunFolder first(path); }
+    desk::writeFile(path / "thesis", "mine");
+    fs::create_symlink(path, folder_ / "link");
+    ASSERT_EQ(lchown((folder_ / "link").c_str(), 65534, 65534), 0);
+    EXPECT_NE(failureOf(folder_ / "link"), "");
+    EXPECT_EQ(desk::readFile(path / "thesis"), "mine");
+    ASSERT_EQ(chown(path.c_str(), 65534, 65534), 0);
+    EXPECT_NE(failureOf(path).find("belongs to neither root nor"), std::string::npos);
+    EXPECT_EQ(desk::readFile(path / "thesis"), "mine");
+    ASSERT_EQ(chown(path.c_str(), 0, 0), 0);
+    ASSERT_EQ(lchown((folder_ / "link").c_str(), 0, 0), 0);
+    EXPECT_EQ(failureOf(folder_ / "link"), "");
+    EXPECT_FALSE(fs::exists(path / "thesis"));
 }
 
 TEST_F(RunFiles, AFileInPlaceOfTheFolderIsOneClearFailure) {

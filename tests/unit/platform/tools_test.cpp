@@ -3,9 +3,12 @@
 #include "fixture.h"
 #include "platform/nal/digest.h"
 
+#include <array>
 #include <cstdlib>
 #include <filesystem>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -86,6 +89,115 @@ TEST_F(StorageTools, MakeNoImageOfAVersionThatCannotBeReadBackAfterTheReboot) {
         EXPECT_EQ(line.find('\n'), line.size() - 1);
         EXPECT_FALSE(std::filesystem::exists(in("image")));
     }
+}
+
+TEST_F(StorageTools, ReplaceNothingButFiles) {
+    writeText(in("payload"), "payload");
+    ASSERT_EQ(make(), 0) << readText(in("errors"));
+    const std::string init = "init --active a --image " + in("image") + " --output ";
+    const std::string again =
+        "make --payload " + in("payload") + " --version 2 --model GW --output ";
+    std::filesystem::create_directory(in("folder"));
+    ASSERT_EQ(mkfifo(in("pipe").c_str(), 0600), 0);
+    std::filesystem::create_symlink(in("pipe"), in("link"));
+    for (const char *name : {"folder", "pipe", "link"}) {
+        EXPECT_EQ(run(OTA_IMAGE_TOOL, again + in(name)), 1) << name;
+        EXPECT_EQ(readText(in("errors")),
+                  "ota-image: " + in(name) +
+                      ": is no regular file and is not replaced by one; name another\n");
+        EXPECT_EQ(run(OTA_BOOT_STATE_TOOL, init + in(name)), 1) << name;
+        EXPECT_EQ(readText(in("errors")),
+                  "ota-boot-state: " + in(name) +
+                      ": is no regular file and is not replaced by one; name another, or for "
+                      "devices fw_env.config:FILE, a FILE that names them\n");
+    }
+    EXPECT_TRUE(std::filesystem::is_fifo(in("pipe")));
+    EXPECT_TRUE(std::filesystem::is_symlink(in("link")));
+}
+
+TEST_F(StorageTools, FollowALinkOfTheirOwnUserAndOfNobodyElse) {
+    writeText(in("payload"), "payload");
+    std::filesystem::create_directory(in("folder"));
+    const std::string words = "make --payload " + in("payload") + " --version 2 --model GW";
+    for (const auto &[link, target, output] :
+         {std::array{"link", "precious", "link"}, std::array{"away", "folder", "away/new"}}) {
+        writeText(in("precious"), "kept");
+        std::filesystem::create_symlink(target, in(link));
+        if (geteuid() == 0) {
+            ASSERT_EQ(lchown(in(link).c_str(), 65534, 65534), 0);
+            EXPECT_EQ(run(OTA_IMAGE_TOOL, words + " --output " + in(output)), 1);
+            EXPECT_EQ(readText(in("errors")),
+                      "ota-image: " + in(output) + ": leads through a link of another user (" +
+                          link + ", owner 65534); name the file that you mean\n");
+            EXPECT_EQ(readText(in("precious")), "kept");
+            EXPECT_TRUE(std::filesystem::is_empty(in("folder")));
+            ASSERT_EQ(lchown(in(link).c_str(), 0, 0), 0);
+        }
+        EXPECT_EQ(run(OTA_IMAGE_TOOL, words + " --output " + in(output)), 0)
+            << readText(in("errors"));
+        EXPECT_TRUE(std::filesystem::is_symlink(in(link)));
+        EXPECT_EQ(readText(in(output)).find("payload"), 0U);
+    }
+    EXPECT_EQ(readText(in("folder/new")).find("payload"), 0U);
+}
+
+TEST_F(StorageTools, KeepNoBootStateInADirectoryOfEverybodys) {
+    writeText(in("payload"), "payload");
+    ASSERT_EQ(make(), 0) << readText(in("errors"));
+    std::filesystem::create_directory(in("shared"));
+    const std::string words = "init --active a --image " + in("image") + " --output ";
+    ASSERT_EQ(chmod(in("shared").c_str(), 01777), 0);
+    writeText(in("shared/state"), "");
+    std::filesystem::create_symlink(in("shared/state"), in("link"));
+    for (const char *name : {"shared/state", "shared/new", "link"}) {
+        EXPECT_EQ(run(OTA_BOOT_STATE_TOOL, words + in(name)), 9) << name;
+        EXPECT_NE(readText(in("errors")).find(in("shared") + " (owner "), std::string::npos)
+            << readText(in("errors"));
+    }
+    EXPECT_EQ(readText(in("shared/state")), "");
+    EXPECT_FALSE(std::filesystem::exists(in("shared/new")));
+}
+
+TEST_F(StorageTools, FollowNothingBesideABootState) {
+    writeText(in("payload"), "payload");
+    writeText(in("precious"), "kept");
+    ASSERT_EQ(make(), 0) << readText(in("errors"));
+    std::filesystem::create_symlink(in("precious"), in("state.new"));
+    EXPECT_EQ(run(OTA_BOOT_STATE_TOOL,
+                  "init --active a --image " + in("image") + " --output " + in("state")),
+              0)
+        << readText(in("errors"));
+    EXPECT_EQ(readText(in("precious")), "kept");
+}
+
+TEST_F(StorageTools, WaitForNoPipe) {
+    writeText(in("payload"), "payload");
+    ASSERT_EQ(make(), 0) << readText(in("errors"));
+    ASSERT_EQ(mkfifo(in("pipe").c_str(), 0600), 0);
+    const std::string said = in("pipe") + ": is no image file; give one\n";
+    EXPECT_EQ(run("timeout 20 " OTA_IMAGE_TOOL, "show " + in("pipe")), 1);
+    EXPECT_EQ(readText(in("errors")), "ota-image: " + said);
+    EXPECT_EQ(run("timeout 20 " OTA_BOOT_STATE_TOOL,
+                  "init --active a --image " + in("pipe") + " --output " + in("state")),
+              1);
+    EXPECT_EQ(readText(in("errors")), "ota-boot-state: " + said);
+    std::filesystem::remove(in("payload"));
+    ASSERT_EQ(mkfifo(in("payload").c_str(), 0600), 0);
+    EXPECT_EQ(
+        run("timeout 20 " OTA_IMAGE_TOOL,
+            "make --payload " + in("payload") + " --version 2 --model GW --output " + in("image")),
+        1);
+}
+
+TEST_F(StorageTools, ShowNothingThatATerminalObeys) {
+    EXPECT_EQ(run(OTA_IMAGE_TOOL, "show \"$(printf '/no\\033[31m\\302\\233')\""), 1);
+    EXPECT_EQ(readText(in("errors")),
+              "ota-image: /no\\x1b[31m\\xc2\\x9b: the image cannot be opened: "
+              "No such file or directory; give an image file\n");
+    EXPECT_EQ(run(OTA_BOOT_STATE_TOOL, "init \"$(printf -- '--\\033')\" x"), 2);
+    EXPECT_EQ(readText(in("errors")).find("ota-boot-state: the option --\\x1b is unknown; use: "),
+              0U)
+        << readText(in("errors"));
 }
 
 TEST_F(StorageTools, MakeTheFirstBootStateAndShowIt) {

@@ -3,6 +3,8 @@
 #include "fixture.h"
 #include "platform/nal/trusted_path.h"
 
+#include <array>
+#include <cstdio>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -184,6 +186,36 @@ TEST_F(PathOnDisk, OfAnotherUserIsThatUsersOwn) {
     EXPECT_THAT(nal::whyNotTrusted(in("a/b/file")),
                 StartsWith(in("a/b/file") + " (owner 1000, mode 0644) belongs to neither root"));
     ASSERT_EQ(seteuid(0), 0);
+}
+
+TEST_F(PathOnDisk, OfAFileThatIsReplacedHasADirectoryThatIsNobodyElses) {
+    std::filesystem::create_directory(in("shared"));
+    writeText(in("shared/file"), "");
+    std::filesystem::create_symlink(in("shared/file"), in("link"));
+    for (const char *name : {"shared/file", "link", "shared/new"}) {
+        ASSERT_EQ(chmod(in("shared").c_str(), 0755), 0);
+        EXPECT_EQ(nal::whyNoTrustedFile(in(name)), "") << name;
+        ASSERT_EQ(chmod(in("shared").c_str(), 01777), 0);
+        EXPECT_THAT(nal::whyNoTrustedFile(in(name)), StartsWith(in("shared") + " (owner ")) << name;
+    }
+    EXPECT_THAT(nal::whyNoTrustedFile("/tmp/state"), HasSubstr("is everybody's: name a directory"));
+}
+
+TEST_F(PathOnDisk, OfAPrivateKeyIsReadByNobodyElse) {
+    writeText(in("key"), "");
+    for (const mode_t mode : {0640U, 0604U, 0644U}) {
+        ASSERT_EQ(chmod(in("key").c_str(), mode), 0);
+        std::array<char, 8> octal{};
+        std::snprintf(octal.data(), octal.size(), "%04o", mode);
+        EXPECT_EQ(nal::whyNoPrivateKey(in("key")),
+                  in("key") + " (mode " + octal.data() +
+                      ") is a private key that its group or others may read: chmod go-rwx " +
+                      in("key") + ", and use another key if somebody may have read it");
+    }
+    ASSERT_EQ(chmod(in("key").c_str(), 0600), 0);
+    EXPECT_EQ(nal::whyNoPrivateKey(in("key")), "");
+    ASSERT_EQ(chmod(in("key").c_str(), 0660), 0);
+    EXPECT_THAT(nal::whyNoPrivateKey(in("key")), HasSubstr("may be written by"));
 }
 
 TEST_F(PathOnDisk, ThatCannotBeReachedIsRefused) {

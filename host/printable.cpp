@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Texts of others, made safe to show on a terminal.
-#include "cli/printable.h"
+#include "host/printable.h"
 
 #include <array>
 #include <cstdio>
 
-namespace otactl {
+namespace host {
 namespace {
 
 struct Character {
@@ -89,4 +89,4 @@ bool isBusText(std::string_view text) {
     return true;
 }
 
-} // namespace otactl
+} // namespace host
