@@ -47,6 +47,8 @@ void takeCauseOfEntry(std::string_view function, std::string_view text) {
     }
 }
 
+void expectCause(const Cause &cause) { inTheLog.expect(cause); }
+
 void endCauses() {
     if (const auto cause = inTheLog.endOfCall()) {
         tell(*cause);

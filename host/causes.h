@@ -3,6 +3,8 @@
 #ifndef HOST_CAUSES_H
 #define HOST_CAUSES_H
 
+#include "host/reason.h"
+
 #include <string_view>
 
 namespace host {
@@ -15,6 +17,11 @@ void followCauses();
 
 /* An entry of the agent's log, without its prefix. */
 void takeCauseOfEntry(std::string_view function, std::string_view text);
+
+/*
+ * The transfer that runs now failed, by this: the agent's log can only name a result of libcurl's.
+ */
+void expectCause(const Cause &cause);
 
 /* The agent's call is over: tells what it left without a word. */
 void endCauses();

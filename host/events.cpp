@@ -19,9 +19,12 @@ namespace {
 using Handle = bool (*)(const AgentLibrary &agent, const cJSON *event, std::string &failure,
                         std::string &whatIsWrong);
 
+enum class Fetches { no, maybe };
+
 struct EventRow {
     const char *name;
     Handle handle;
+    Fetches image = Fetches::no;
 };
 
 struct TimerRow {
@@ -34,6 +37,15 @@ const TimerRow kTimers[] = {
     {TIMER_DOWNLOAD_START, &AgentLibrary::downloadStartTimerExpired},
     {TIMER_DOWNLOAD_RETRY, &AgentLibrary::downloadRetryTimerExpired},
 };
+
+// What a file server sent lies in memory on most nodes, and the agent leaves it there until its
+// next download. A call that broke off leaves it too, for the supervisor to tell how far it came.
+void dropImages() {
+    std::string whatIsWrong;
+    if (!nalDropImages(whatIsWrong)) {
+        complain(whatIsWrong + "; it takes room until the next download");
+    }
+}
 
 bool handleNewImage(const AgentLibrary &agent, const cJSON *event, std::string & /*failure*/,
                     std::string &whatIsWrong) {
@@ -145,10 +157,10 @@ bool handleForget(const AgentLibrary & /*agent*/, const cJSON *event, std::strin
 }
 
 const EventRow kEvents[] = {
-    {"new-image", handleNewImage},
-    {"mobile-trigger", handleMobileTrigger},
+    {"new-image", handleNewImage, Fetches::maybe},
+    {"mobile-trigger", handleMobileTrigger, Fetches::maybe},
     {"activation-time", handleActivationTime},
-    {"timer", handleTimer},
+    {"timer", handleTimer, Fetches::maybe},
     {"restore", handleRestore},
     {"abandon", handleAbandon},
     {"begin-anew", handleBeginAnew},
@@ -169,6 +181,9 @@ bool handleEvent(const AgentLibrary &agent, const Json &event, Handled &handled,
     for (const EventRow &row : kEvents) {
         if (handled.name == row.name) {
             if (row.handle(agent, event.get(), handled.failure, whatIsWrong)) {
+                if (row.image == Fetches::maybe) {
+                    dropImages();
+                }
                 return true;
             }
             whatIsWrong = "the event \"" + handled.name + "\": " + whatIsWrong;

@@ -6,6 +6,8 @@
 #include <charconv>
 #include <cstring>
 #include <curl/curl.h>
+#include <unistd.h>
+#include <utility>
 
 namespace host {
 namespace {
@@ -16,6 +18,9 @@ constexpr std::string_view kCaFile = "get_https_cacert_file_status";
 constexpr std::string_view kImagePath = "ota_getFileDownloadPath";
 constexpr int kAttempts = 7; // in a row, and the agent gives up
 constexpr long kOk = 200;
+// The agent counts these as failures, and goes on with whatever came with another.
+constexpr long kLeastCounted = 110;
+constexpr long kMostCounted = 503;
 
 // True where the text begins so; the beginning is taken off.
 bool takes(std::string_view &text, std::string_view beginning) {
@@ -59,7 +64,7 @@ Reason reasonOf(CURLcode result) {
         Row{CURLE_COULDNT_RESOLVE_PROXY, Reason::hostUnknown},
         Row{CURLE_COULDNT_RESOLVE_HOST, Reason::hostUnknown},
         Row{CURLE_COULDNT_CONNECT, Reason::noConnection},
-        Row{CURLE_INTERFACE_FAILED, Reason::noConnection},
+        Row{CURLE_INTERFACE_FAILED, Reason::localPortsTaken},
         Row{CURLE_PEER_FAILED_VERIFICATION, Reason::certificateRefused},
         Row{CURLE_SSL_ISSUER_ERROR, Reason::certificateRefused},
         Row{CURLE_SSL_INVALIDCERTSTATUS, Reason::certificateRefused},
@@ -67,7 +72,7 @@ Reason reasonOf(CURLcode result) {
         Row{CURLE_SSL_CONNECT_ERROR, Reason::tlsFailed},
         Row{CURLE_SSL_CIPHER, Reason::tlsFailed},
         Row{CURLE_OPERATION_TIMEDOUT, Reason::timeLimit},
-        Row{CURLE_FILESIZE_EXCEEDED, Reason::fileTooLarge}, // the host's own limit
+        Row{CURLE_FILESIZE_EXCEEDED, Reason::fileTooLarge}, // the host's own limit of a bank
         Row{CURLE_PARTIAL_FILE, Reason::connectionLost},
         Row{CURLE_GOT_NOTHING, Reason::connectionLost},
         Row{CURLE_SEND_ERROR, Reason::connectionLost},
@@ -146,8 +151,12 @@ std::optional<Cause> LogCauses::ofTransfer(std::string_view text) {
         reasonOf(result),
         "the transfer failed: " + words +
             (number == 0 ? "" : " (" + std::string(std::strerror(static_cast<int>(number))) + ")")};
-    if (result == CURLE_WRITE_ERROR) {
+    if (const auto expected = std::exchange(expected_, std::nullopt)) {
+        failed_ = *expected;
+    } else if (result == CURLE_WRITE_ERROR) {
         failed_ = unwritten(words);
+    } else if (result == CURLE_SSL_CACERT_BADFILE && access(caFile_.c_str(), R_OK) == 0) {
+        failed_ = {Reason::caFileWrong, caFile_ + " is there, but holds no certificate"};
     }
     imageFile_.clear();
     return failed_;
@@ -168,6 +177,9 @@ std::optional<Cause> LogCauses::ofAnswer(std::string_view text) {
         return std::nullopt;
     }
     failed_ = {reasonOfCode(code), "the file server answered " + std::to_string(code)};
+    if (code < kLeastCounted || code > kMostCounted) {
+        failed_.sentence += ", a code behind which the agent tries no more";
+    }
     answered_ = true;
     return failed_;
 }

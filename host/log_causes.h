@@ -21,6 +21,8 @@ class LogCauses {
      * known from it; of a failed attempt it comes twice, then with the attempt's number.
      */
     std::optional<Cause> take(std::string_view function, std::string_view text);
+    /* What ended the transfer is known: the entry that tells its failure is taken for this. */
+    void expect(const Cause &cause) { expected_ = cause; }
     /* The call of the agent is over: what it left without a word. */
     std::optional<Cause> endOfCall();
 
@@ -36,6 +38,7 @@ class LogCauses {
     bool (*hasNoRoom_)(const std::string &path);
     std::string caFile_;
     std::string imageFile_; // that is about to be made; empty: none
+    std::optional<Cause> expected_;
     Cause failed_;          // the attempt that failed last
     bool answered_ = false; // by a code that brings no file, and is not counted
     std::string offeredSum_;

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 // What the host adds to the agent's downloads from outside, since the options that the agent sets
 // are fixed. The agent's library finds these names in this executable before those of libcurl.
+#include "host/transfer_headers.h"
 #include "host/transfer_limit.h"
 #include "host/transfer_log.h"
+#include "host/transfer_ports.h"
 
 #include <curl/curl.h>
 #include <dlfcn.h>
@@ -18,6 +20,16 @@ Function *libcurls(const char *name) {
 // every authority of the distribution could stand in for the file server.
 void trustNobodyElse(CURL *handle) { curl_easy_setopt(handle, CURLOPT_CAPATH, nullptr); }
 
+CURLcode performItself(CURL *handle) {
+    static auto *const perform = libcurls<CURLcode(CURL *)>("curl_easy_perform");
+    return perform == nullptr ? CURLE_FAILED_INIT : perform(handle);
+}
+
+CURLcode performBounded(CURL *handle) {
+    return host::performWithinHeaders(
+        [](CURL *inner) { return host::performWithinLimit(performItself, inner); }, handle);
+}
+
 } // namespace
 
 extern "C" CURL *curl_easy_init() {
@@ -25,18 +37,14 @@ extern "C" CURL *curl_easy_init() {
     CURL *const handle = init == nullptr ? nullptr : init();
     if (handle != nullptr) {
         trustNobodyElse(handle);
-        host::limitSize(handle);
+        host::countHeaders(handle);
         host::followTransfer(handle);
     }
     return handle;
 }
 
 extern "C" CURLcode curl_easy_perform(CURL *curl) {
-    static auto *const perform = libcurls<CURLcode(CURL *)>("curl_easy_perform");
-    if (perform == nullptr) {
-        return CURLE_FAILED_INIT;
-    }
-    const CURLcode result = host::performWithinLimit(perform, curl);
+    const CURLcode result = host::performFromSomePort(performBounded, curl);
     host::tellTransfer(curl, result);
     return result;
 }

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
-// No file server fills the node's memory: a download may be little larger than a bank.
+// No file server fills the node's memory: a download may be little larger than a bank, and leaves
+// room on its disk.
 #include "host/transfer_limit.h"
 
+#include "host/causes.h"
 #include "host/transfer_log.h"
+#include "platform/nal.h"
 #include "platform/nal/bank_capacity.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -12,6 +16,7 @@
 #include <limits>
 #include <string>
 #include <sys/resource.h>
+#include <sys/statvfs.h>
 
 namespace host {
 namespace {
@@ -19,6 +24,12 @@ namespace {
 // An image that is too large by less is had whole: the platform then knows version, model and size,
 // and refuses it once, where a download that failed is tried again and again.
 constexpr std::uint64_t kMargin = 16 * 1024 * 1024;
+// Of the disk that the tmp directory is on, which others need too: it may be the whole of /run.
+constexpr std::uint64_t kReserve = 4 * 1024 * 1024;
+constexpr std::uint64_t kReservedShare = 8; // one in so many bytes, on a small disk
+// Whatever else this process writes meanwhile, such as its log, is smaller.
+constexpr std::uint64_t kLeastRoom = 64 * 1024;
+constexpr auto kNoLimit = static_cast<std::uint64_t>(std::numeric_limits<curl_off_t>::max());
 
 volatile std::sig_atomic_t refused = 0;
 
@@ -30,7 +41,8 @@ class FileLimit {
   public:
     explicit FileLimit(std::uint64_t bytes) {
         refused = 0;
-        if (bytes == 0 || (getrlimit(RLIMIT_FSIZE, &before_) == 0 && before_.rlim_cur <= bytes)) {
+        if (bytes == kNoLimit ||
+            (getrlimit(RLIMIT_FSIZE, &before_) == 0 && before_.rlim_cur <= bytes)) {
             return;
         }
         struct sigaction action {};
@@ -64,34 +76,59 @@ class FileLimit {
 };
 
 CURLcode performLimited(CURLcode (*perform)(CURL *), CURL *handle, std::uint64_t bytes) {
+    curl_easy_setopt(handle, CURLOPT_MAXFILESIZE_LARGE,
+                     static_cast<curl_off_t>(bytes == kNoLimit ? 0 : bytes));
     const FileLimit limit(bytes);
     const CURLcode result = perform(handle);
     // What libcurl can tell of a write that failed is only that it did.
     return result == CURLE_WRITE_ERROR && refused != 0 ? CURLE_FILESIZE_EXCEEDED : result;
 }
 
-// 0: none.
-std::uint64_t limitOf(std::uint64_t capacity) {
-    constexpr auto kMost = static_cast<std::uint64_t>(std::numeric_limits<curl_off_t>::max());
-    return capacity == 0 || capacity > kMost - kMargin ? 0 : capacity + kMargin;
+std::uint64_t limitOfBank(std::uint64_t capacity) {
+    return capacity == 0 || capacity > kNoLimit - kMargin ? kNoLimit : capacity + kMargin;
+}
+
+std::uint64_t roomOnDisk() {
+    struct statvfs disk {};
+    if (statvfs(nal_getTmpDirectory(), &disk) != 0 || disk.f_blocks == 0) {
+        return kNoLimit;
+    }
+    const std::uint64_t block = disk.f_frsize;
+    const std::uint64_t reserve = std::min(disk.f_blocks * block / kReservedShare, kReserve);
+    const std::uint64_t free = disk.f_bavail * block;
+    return free > reserve ? std::min(free - reserve, kNoLimit) : 0;
+}
+
+std::string bytesThatCame(CURL *handle) {
+    curl_off_t bytes = 0;
+    curl_easy_getinfo(handle, CURLINFO_SIZE_DOWNLOAD_T, &bytes);
+    return "the download was ended after " + std::to_string(bytes) + " bytes";
+}
+
+void tellFarTooLarge(CURL *handle, std::uint64_t capacity) {
+    logTransferError("the file server sends far more than the " + std::to_string(capacity) +
+                     " bytes that a bank holds: " + bytesThatCame(handle) +
+                     "; check what the URL stands for, and offer an image that fits the bank");
+}
+
+void tellNoRoom(CURL *handle, std::uint64_t room) {
+    const std::string words = std::string("no room for the image in ") + nal_getTmpDirectory() +
+                              ": " + std::to_string(room) +
+                              " bytes may be taken of its disk, the rest is for others";
+    logTransferError(words + "; " + bytesThatCame(handle) + "; make room on that disk");
+    expectCause({Reason::diskFull, words});
 }
 
 } // namespace
 
-void limitSize(CURL *handle) {
-    const std::uint64_t limit = limitOf(nalBankCapacity());
-    if (limit != 0) {
-        curl_easy_setopt(handle, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(limit));
-    }
-}
-
 CURLcode performWithinLimit(CURLcode (*perform)(CURL *), CURL *handle) {
     const std::uint64_t capacity = nalBankCapacity();
-    const CURLcode result = performLimited(perform, handle, limitOf(capacity));
+    const std::uint64_t room = roomOnDisk();
+    const std::uint64_t limit = std::min(limitOfBank(capacity), room);
+    const CURLcode result =
+        limit < kLeastRoom ? CURLE_FILESIZE_EXCEEDED : performLimited(perform, handle, limit);
     if (result == CURLE_FILESIZE_EXCEEDED) {
-        logTransferError("the file server sends far more than the " + std::to_string(capacity) +
-                         " bytes that a bank holds: the download was ended; check what the URL "
-                         "stands for, and offer an image that fits the bank");
+        limit == room ? tellNoRoom(handle, room) : tellFarTooLarge(handle, capacity);
     }
     return result;
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// No file server fills the node's memory: a download may be little larger than a bank.
+// No file server fills the node's memory: a download may be little larger than a bank, and leaves
+// room on its disk.
 #ifndef HOST_TRANSFER_LIMIT_H
 #define HOST_TRANSFER_LIMIT_H
 
@@ -7,13 +8,11 @@
 
 namespace host {
 
-/* A server that says beforehand that it sends far more is refused before the first byte. */
-void limitSize(CURL *handle);
-
 /*
- * Performs the transfer, in which no file of this process grows far beyond a bank. Where a server
- * sends more, the result is CURLE_FILESIZE_EXCEEDED and one error line says so. Where no bank tells
- * its size, nothing is limited.
+ * Performs the transfer, in which no file of this process grows far beyond a bank, nor takes the
+ * last of the tmp directory's disk. A server that announces more is refused before the first byte.
+ * Where it would be more, the result is CURLE_FILESIZE_EXCEEDED and one error line says so. A size
+ * that no bank or no disk tells limits nothing.
  */
 CURLcode performWithinLimit(CURLcode (*perform)(CURL *), CURL *handle);
 

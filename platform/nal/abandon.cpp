@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What is left of an upgrade that was cancelled is taken back.
+// What is left of an upgrade that was cancelled, or of a call, is taken back.
 #include "platform/nal/abandon.h"
 
 #include "platform/nal/activation.h"
@@ -12,6 +12,7 @@
 #include <memory>
 #include <string_view>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace nal {
@@ -60,11 +61,29 @@ bool remove(const std::string &path, std::string &whatIsWrong) {
     return false;
 }
 
+// All of them, whatever one of them is like; the first one that is left is told.
+bool removeEach(const std::vector<std::string> &paths, std::string &whatIsWrong) {
+    bool whole = true;
+    std::string alsoWrong;
+    for (const std::string &path : paths) {
+        if (!remove(path, alsoWrong) && std::exchange(whole, false)) {
+            whatIsWrong = alsoWrong;
+        }
+    }
+    return whole;
+}
+
 } // namespace
 } // namespace nal
 
 bool nalDropAgentData(std::string &whatIsWrong) {
     return nal::remove(nal::node().config().tmpDirectory + nal::kAgentData, whatIsWrong);
+}
+
+bool nalDropImages(std::string &whatIsWrong) {
+    std::vector<std::string> paths;
+    return nal::listImages(nal::node().config().tmpDirectory, paths, whatIsWrong) &&
+           nal::removeEach(paths, whatIsWrong);
 }
 
 bool nalAbandon(std::string &whatIsWrong) {
@@ -82,9 +101,7 @@ bool nalAbandon(std::string &whatIsWrong) {
         whole = whole && done;
     };
     note(nal::listImages(config.tmpDirectory, paths, alsoWrong));
-    for (const std::string &path : paths) {
-        note(nal::remove(path, alsoWrong));
-    }
+    note(nal::removeEach(paths, alsoWrong));
     // A mark that a power cut brought back would have the old bank report a failed commit.
     if (!nal::syncDirectoryOf(paths.front())) {
         alsoWrong = nal::systemReason(config.logsDirectory + ": cannot be synced");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What is left of an upgrade that was cancelled is taken back.
+// What is left of an upgrade that was cancelled, or of a call, is taken back.
 #ifndef PLATFORM_NAL_ABANDON_H
 #define PLATFORM_NAL_ABANDON_H
 
@@ -12,6 +12,13 @@
  * nalOpen. False: whatIsWrong is one line, and the rest was done as far as it could be.
  */
 bool nalAbandon(std::string &whatIsWrong);
+
+/*
+ * Removes the downloaded images: the agent needs one within the call that fetched it and no longer.
+ * Call it between two calls of the agent, after nalOpen. False: whatIsWrong is one line, and the
+ * rest was done as far as it could be.
+ */
+bool nalDropImages(std::string &whatIsWrong);
 
 /*
  * Removes the file that tells the mobile app of an offer, where it is. Call it after nalOpen.

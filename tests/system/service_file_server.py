@@ -4,6 +4,7 @@
 import json
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -14,12 +15,13 @@ from node import Node, own_environment
 from node_folder import BANK, LOGS
 from node_place import Process, wait_for
 from node_servers import Certificates, FileServer, installed_policy
-from stranger import AS_MEMBER, AS_NOBODY, GROUP
+from stranger import AS_MEMBER, AS_NOBODY, GROUP, NOBODY
 from unit_sandbox import SandboxedNode
 
 STORE = "/etc/ssl/certs"
 MARGIN = 16 * 1024 * 1024  # beyond a bank
-ONE_BUFFER = 4096  # of the agent's open file: written once the transfer is over
+ONE_BLOCK = 64 * 1024  # of what is received: it is refused as a whole
+AGENT_PORTS = 47791, 47806
 ACCEPTED, REFUSED = 0, 60  # as curl ends
 WRITTEN_ONLY, URL_REFUSED = 57, 42
 RETRY = "downloadRetryTimer"
@@ -35,9 +37,9 @@ class FileServerAttacks(node_case.Case):
             self.skipTest("needs namespaces of its own, which this machine does not give")
         super().setUp()
 
-    def victim(self, authority, kind=SandboxedNode, server=None, number=1):
+    def victim(self, authority, kind=SandboxedNode, server=None, number=1, fast=False):
         """A node that trusts this authority, and waits as long as a real one for its next attempt."""
-        node = kind(self.place, f"n{number}", server, number=number, fast=False)
+        node = kind(self.place, f"n{number}", server, number=number, fast=fast)
         shutil.copy(authority, node.folder / "ca.pem")
         return node.start().wait_until_ready()
 
@@ -116,10 +118,63 @@ class FileServerAttacks(node_case.Case):
         said = self.fails(node, fileServerURL=f"{url}/{path}")
         self.assertIn(b"the file server sends far more than the %d bytes that a bank holds" % BANK, said)
         self.assertIn(b"curl_easy_perform() failed: Maximum file size exceeded", said)
-        stored = (node.folder / self.place.NEW).stat().st_size
-        self.assertGreaterEqual(stored, size)
-        self.assertLessEqual(stored, size + ONE_BUFFER)
+        came = self.bytes_that_came(said)
+        self.assertGreaterEqual(came, size)
+        self.assertLessEqual(came, size + ONE_BLOCK)
         self.assertEqual(node.events("host-crashed"), [])
+        self.assertEqual(self.images_in(node.folder), [], "it lies there until the next attempt")
+
+    @staticmethod
+    def bytes_that_came(said):
+        """Of the last download that was ended."""
+        return int(re.findall(rb"the download was ended after (\d+) bytes", said)[-1])
+
+    @staticmethod
+    def images_in(folder):
+        return [path.name for path in folder.glob("4QZ*")]
+
+    def test_what_a_series_leaves(self):
+        url, authority = self.hostile_server()
+        node = self.victim(authority, fast=True)
+        end = node.live_until_end_of(node.offer(fileServerURL=f"{url}/endless"))
+        self.assertEqual((end["code"], end["reason_code"]), (54, "file-larger-than-bank"), end)
+        self.assertEqual(self.images_in(node.folder), [])
+
+    def test_what_another_image_leaves(self):
+        server = FileServer(self.place)
+        node = self.victim(server.certificates.authority, server=server)
+        end = node.live_until_end_of(node.offer(checksum="0" * 32))
+        self.assertEqual((end["code"], end["reason_code"]), (51, "checksum-differs"), end)
+        self.assertEqual(self.images_in(node.folder), [])
+
+    def node_with_a_small_disk(self, authority, size):
+        """Its tmp directory has a disk of its own, which a sandbox of a folder would leave out."""
+        node = Node(self.place, "n1", fast=False)
+        shutil.copy(authority, node.folder / "ca.pem")
+        disk = node.folder / "drop"
+        disk.mkdir()
+        subprocess.run(["mount", "-t", "tmpfs", "-o", f"mode=755,size={size}", "none", disk], check=True)
+        self.place.closes(lambda: subprocess.run(["umount", "-l", disk], check=True))
+        os.mknod(disk / "cfgmgr_socket", 0o600 | 0o140000)
+        node.config.write_text(node.config.read_text().replace("tmp = .", "tmp = drop"))
+        return node.start().wait_until_ready(), disk
+
+    def test_a_disk_that_is_smaller_than_a_bank(self):
+        url, authority = self.hostile_server()
+        size = 2 * 1024 * 1024
+        node, disk = self.node_with_a_small_disk(authority, size)
+        said = self.fails(node, fileServerURL=f"{url}/endless")
+        self.assertIn(b"no room for the image in drop", said)
+        self.assertLessEqual(self.bytes_that_came(said), size * 7 / 8 + ONE_BLOCK)
+        self.assertGreater(self.bytes_that_came(said), size / 2)
+        self.assertEqual(node.status()["wait_reason_code"], "disk-full")
+        self.assertEqual(self.images_in(disk), [])
+        # Somebody else fills it: nothing is asked of the server at all.
+        node.control("cancel")
+        (disk / "other").write_bytes(b"x" * (size * 7 // 8))
+        said = self.fails(node, fileServerURL=f"{url}/endless")
+        self.assertEqual(self.bytes_that_came(said), 0)
+        self.assertEqual(node.status()["wait_reason_code"], "disk-full")
 
     def test_an_image_as_large_as_a_bank(self):
         payload = self.place.folder / "payload"
@@ -153,6 +208,70 @@ class FileServerAttacks(node_case.Case):
         self.assertLess(len(told), 80)
         self.assertRegex(b"\n".join(told), rb"\d\d\d\d lines left out\n")
         self.assertIn(b"X-1999: x", said)
+
+    def test_headers_and_trailers_without_end(self):
+        url, authority = self.hostile_server()
+        node = self.victim(authority)
+        for path in ("trailers", "interim"):
+            with self.subTest(path):
+                said = self.fails(node, fileServerURL=f"{url}/{path}")
+                self.assertIn(b"the file server sent more than 262144 bytes of headers and trailers", said)
+                self.assertIn(b"curl_easy_perform() failed: Weird server reply", said)
+                self.assertEqual(node.status()["wait_reason_code"], "too-many-headers")
+                self.assertEqual(node.events("host-crashed"), [])
+                status = pathlib.Path(f"/proc/{node.hosts()[0]}/status").read_text()
+                most = int(re.search(r"VmHWM:\s+(\d+) kB", status).group(1))
+                self.assertLess(most, 64 * 1024, "kB in the host's memory")
+                node.control("cancel")
+
+    def test_a_code_that_ends_the_series(self):
+        url, authority = self.hostile_server()
+        node = self.victim(authority, fast=True)
+        end = node.live_until_end_of(node.offer(fileServerURL=f"{url}/busy"))
+        self.assertEqual((end["code"], end["reason_code"]), (62, "server-error"), end)
+        self.assertEqual(end["reason"],
+                         "the file server answered 504, a code behind which the agent tries no more")
+        self.assertEqual(len(node.events("attempt-failed")), 1)
+
+    def test_a_ca_certificate_that_is_none(self):
+        server = FileServer(self.place)
+        node = self.victim(server.certificates.authority, server=server)
+        (node.folder / "ca.pem").write_text("no certificate\n")
+        self.fails(node)
+        status = node.status()
+        self.assertEqual(status["wait_reason_code"], "ca-file-wrong")
+        self.assertIn("ca.pem is there, but holds no certificate", status["wait_reason"])
+        self.assertEqual(server.fetched(node.name), [])
+
+    # A user of the node who holds the local ports.
+
+    def hold_ports(self, first, last):
+        """As the user nobody, and until the test is over."""
+        code = ("import os, socket, sys\n"
+                f"os.setresgid(*[{NOBODY}] * 3), os.setresuid(*[{NOBODY}] * 3)\n"
+                "held = [socket.create_server(('', port)) for port in range(*map(int, sys.argv[1:]))]\n"
+                "print(len(held), flush=True)\n"
+                "sys.stdin.read()\n")
+        # pylint: disable=consider-using-with
+        holder = subprocess.Popen([sys.executable, "-c", code, str(first), str(last + 1)], text=True,
+                                  stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        self.addCleanup(holder.communicate)
+        self.assertEqual(holder.stdout.readline(), f"{last + 1 - first}\n")
+
+    def test_local_ports_that_somebody_holds(self):
+        server = FileServer(self.place)
+        node = self.victim(server.certificates.authority, server=server)
+        self.hold_ports(*AGENT_PORTS)
+        end = node.live_until_end_of(node.offer(policy=2))
+        self.assertEqual(end["code"], WRITTEN_ONLY, end)
+        self.assertIn("none of the local ports that downloads leave from could be had",
+                      node.log.read_text())
+        # Nor is there any other.
+        ports = pathlib.Path("/proc/sys/net/ipv4/ip_local_port_range")
+        self.addCleanup(ports.write_text, ports.read_text())
+        ports.write_text("{} {}\n".format(*AGENT_PORTS))
+        self.fails(node, version=self.place.NEWER)
+        self.assertEqual(node.status()["wait_reason_code"], "local-ports-taken")
 
     # What is told.
 

@@ -103,6 +103,31 @@ TEST_F(Host, RemovesTheFileForTheMobileAppWhereverItIs) {
     EXPECT_EQ(errors(), "");
 }
 
+TEST_F(Host, RemovesWhatAServerSentBehindEachCallThatMayFetch) {
+    const auto isLeftBy = [this](const char *event, const std::vector<std::string> &told) {
+        std::ofstream(in("4QZ2.0.0")) << "image";
+        send(event);
+        expect(told);
+        return std::filesystem::exists(in("4QZ2.0.0"));
+    };
+    start();
+    expectStartUp();
+    std::ofstream(in("other")) << "no image";
+    EXPECT_FALSE(
+        isLeftBy(R"({"event":"timer","name":"downloadRetryTimer"})",
+                 {signalOf("downloadRetryTimer", "\"\""), R"({"done":"timer","deferred":0})"}));
+    EXPECT_FALSE(isLeftBy(
+        R"({"event":"mobile-trigger","newswavailflag":1})",
+        {signalOf("mobileTrigger", "\"1\""), R"({"done":"mobile-trigger","deferred":0})"}));
+    EXPECT_FALSE(
+        isLeftBy(R"({"event":"new-image","descriptor":"x","config":{"OffloadDownloadActivate":0,)"
+                 R"("initial_obardingStatus":0,"firsttime_polling":0}})",
+                 {signalOf("newImage", "\"x|1|0|0|0\""), R"({"done":"new-image","deferred":1})"}));
+    EXPECT_TRUE(std::filesystem::exists(in("other")));
+    // What a call left that broke off still tells how far it came.
+    EXPECT_TRUE(isLeftBy(R"({"event":"begin-anew"})", {R"({"done":"begin-anew","deferred":1})"}));
+}
+
 TEST_F(Host, LeavesTheCommitCheckOutWhereItIsToldTo) {
     start(FAKE_AGENT, "--no-commit-check");
     expect({signalOf("initOTAlib", R"(".")"), nodeNote(),

@@ -52,6 +52,7 @@ TEST_F(CausesInTheLog, OfATransferAreThoseOfLibcurl) {
     const std::vector<std::pair<CURLcode, Reason>> rows{
         {CURLE_COULDNT_RESOLVE_HOST, Reason::hostUnknown},
         {CURLE_COULDNT_CONNECT, Reason::noConnection},
+        {CURLE_INTERFACE_FAILED, Reason::localPortsTaken},
         {CURLE_PEER_FAILED_VERIFICATION, Reason::certificateRefused},
         {CURLE_SSL_CONNECT_ERROR, Reason::tlsFailed},
         {CURLE_OPERATION_TIMEDOUT, Reason::timeLimit},
@@ -83,8 +84,33 @@ TEST_F(CausesInTheLog, OfAnAnswerAreItsCode) {
     for (const auto &[code, reason] : rows) {
         ASSERT_TRUE(ofCode(code)) << code;
         EXPECT_EQ(ofCode(code)->reason, reason) << code;
+        EXPECT_EQ(ofCode(code)->sentence.find("the file server answered " + std::to_string(code)),
+                  0U);
+    }
+}
+
+TEST_F(CausesInTheLog, OfAnAnswerSayWhereTheAgentCountsNoFailure) {
+    for (const int code : {110, 206, 404, 503}) {
         EXPECT_EQ(ofCode(code)->sentence, "the file server answered " + std::to_string(code));
     }
+    for (const int code : {101, 109, 504, 599}) {
+        EXPECT_EQ(ofCode(code)->sentence, "the file server answered " + std::to_string(code) +
+                                              ", a code behind which the agent tries no more");
+    }
+}
+
+TEST_F(CausesInTheLog, OfATransferAreThoseThatTheHostKnows) {
+    begin();
+    causes_.expect({Reason::tooManyHeaders, "it sent too many"});
+    const char *const failed = "curl_easy_perform() failed: Weird server reply errno : 0\n";
+    EXPECT_EQ(take(kDownload, failed)->reason, Reason::tooManyHeaders);
+    const auto counted = take(kDownload, "ota_httpDownLoadFile(): download_retry = 2\n");
+    EXPECT_EQ(counted->sentence, "it sent too many");
+    EXPECT_EQ(counted->attempt, 2);
+    // Of that transfer only.
+    EXPECT_EQ(take(kDownload, failed)->reason, Reason::downloadFailed);
+    causes_.expect({Reason::tooManyHeaders, "it sent too many"});
+    EXPECT_EQ(ofTransfer(CURLE_WEIRD_SERVER_REPLY).reason, Reason::downloadFailed);
 }
 
 TEST_F(CausesInTheLog, OfAnAttemptCarryItsNumberToTheSeventh) {
@@ -139,6 +165,18 @@ TEST_F(CausesInTheLog, OfAMissingCertificateNameItsFile) {
     EXPECT_EQ(cause->reason, Reason::caFileMissing);
     EXPECT_EQ(cause->sentence.find("/etc/ca.pem is missing"), 0U) << cause->sentence;
     EXPECT_FALSE(causes_.endOfCall());
+}
+
+TEST_F(CausesInTheLog, OfACertificateThatIsNoneDoNotCallItMissing) {
+    for (const auto &[path, reason] : {std::pair{"/dev/null", Reason::caFileWrong},
+                                       std::pair{"/nowhere/ca.pem", Reason::caFileMissing}}) {
+        take("get_https_cacert_file_status", std::string("path = ") + path + "\n");
+        const char *const words = curl_easy_strerror(CURLE_SSL_CACERT_BADFILE);
+        const auto cause =
+            take(kDownload, std::string("curl_easy_perform() failed: ") + words + " errno : 0\n");
+        EXPECT_EQ(cause->reason, reason) << path;
+        EXPECT_EQ(cause->sentence.find(path) == 0, reason == Reason::caFileWrong);
+    }
 }
 
 TEST_F(CausesInTheLog, OfAFileThatWasNeverMadeAreToldWhenTheCallIsOver) {

@@ -113,6 +113,20 @@ TEST_F(Abandon, ThatCannotRemoveAFileNamesItAndGoesOn) {
               "tmp: cannot be listed: No such file or directory; check the directory");
 }
 
+TEST_F(Abandon, OfImagesAloneLeavesEverythingElse) {
+    installPassive("2.0.0");
+    ASSERT_NE(nal_activatePassiveImage(), 0);
+    leaveFiles();
+    EXPECT_TRUE(nalDropImages(whatIsWrong_)) << whatIsWrong_;
+    EXPECT_FALSE(isThere("tmp/4QZ-2.0"));
+    EXPECT_FALSE(isThere("tmp/4QZx"));
+    for (const char *name : {"tmp/4QZ-folder", "tmp/other", "tmp/x4QZ", "tmp/ota_dwld_prog",
+                             "tmp/ota_agent_data", "logs/ota_act_success", "logs/4QZ"}) {
+        EXPECT_TRUE(isThere(name)) << name;
+    }
+    EXPECT_EQ(bootState().next, nal::Bank::b);
+}
+
 TEST_F(Abandon, GivesUpAnImageThatWaits) {
     installPassive("2.0.0");
     EXPECT_TRUE(nalGiveUpPassive(whatIsWrong_)) << whatIsWrong_;
