@@ -2,12 +2,12 @@
 // What a code, an outcome, a reason or a status word means, without the service.
 #include "cli/explain_name.h"
 
+#include "base/nearest.h"
 #include "cli/display.h"
 #include "cli/failure.h"
 #include "cli/json_output.h"
 #include "host/reason.h"
 #include "host/word.h"
-#include "platform/nal/nearest.h"
 
 #include <charconv>
 #include <vector>
@@ -75,7 +75,7 @@ Meaning meaningOf(const std::string &name) {
     }
     throw Failure(host::Outcome::wrongUse,
                   name + ": no code, outcome, reason or status word is called so" +
-                      nal::didYouMean(name, knownNames()));
+                      base::didYouMean(name, knownNames()));
 }
 
 void print(const Meaning &meaning) {

@@ -2,7 +2,7 @@
 // Every verb of otactl: one table, and a declaration for each row.
 #include "cli/verbs.h"
 
-#include "platform/nal/nearest.h"
+#include "base/nearest.h"
 
 #include <algorithm>
 #include <array>
@@ -48,7 +48,7 @@ std::string wrongVerb(int argc, const char *const *argv) {
             ++i; // its address
         } else if (!word.starts_with('-')) {
             const bool known = std::find(names.begin(), names.end(), word) != names.end();
-            return known ? "" : word + ": there is no such verb" + nal::didYouMean(word, names);
+            return known ? "" : word + ": there is no such verb" + base::didYouMean(word, names);
         }
     }
     return "";

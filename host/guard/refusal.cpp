@@ -2,42 +2,8 @@
 // Why something was not let through to the agent.
 #include "host/guard/refusal.h"
 
-#include <cstddef>
-
 namespace host::guard {
-namespace {
 
-constexpr std::size_t kMaxSpelled = 60;
-
-bool isPlain(char byte) { return byte >= ' ' && byte <= '~'; }
-
-std::string asHex(char byte) {
-    constexpr std::string_view kDigits = "0123456789ABCDEF";
-    const auto value = static_cast<unsigned char>(byte);
-    return {'\\', 'x', kDigits[value >> 4U], kDigits[value & 0xFU]};
-}
-
-} // namespace
-
-std::string spelled(std::string_view hostile) {
-    std::string text = "\"";
-    for (const char byte : hostile) {
-        const std::string next =
-            isPlain(byte) && byte != '"' && byte != '\\' ? std::string(1, byte) : asHex(byte);
-        if (text.size() - 1 + next.size() > kMaxSpelled) {
-            return text + "\"...";
-        }
-        text += next;
-    }
-    return text + "\"";
-}
-
-std::string Refusal::text() const {
-    std::string line;
-    for (const char byte : field + ": " + reason) {
-        line += isPlain(byte) ? std::string(1, byte) : asHex(byte);
-    }
-    return line;
-}
+std::string Refusal::text() const { return base::plain(field + ": " + reason); }
 
 } // namespace host::guard

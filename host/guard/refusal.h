@@ -3,10 +3,10 @@
 #ifndef HOST_GUARD_REFUSAL_H
 #define HOST_GUARD_REFUSAL_H
 
+#include "base/spelled.h"
 #include "host/outcome.h"
 
 #include <string>
-#include <string_view>
 
 namespace host::guard {
 
@@ -19,11 +19,7 @@ struct Refusal {
     std::string text() const;
 };
 
-/*
- * A text from outside, fit to be shown: in double quotes, bytes that are not printable ASCII,
- * double quotes and backslashes as \xNN, and after 60 characters cut with "..." behind the quotes.
- */
-std::string spelled(std::string_view hostile);
+using base::spelled;
 
 } // namespace host::guard
 

@@ -2,12 +2,12 @@
 // The node's configuration file, checked: one INI file for every process of the node.
 #include "platform/nal/config.h"
 
+#include "base/nearest.h"
 #include "platform/nal/bank_device.h"
 #include "platform/nal/boot_copies.h"
 #include "platform/nal/config_rows.h"
 #include "platform/nal/file_io.h"
 #include "platform/nal/ini_file.h"
-#include "platform/nal/nearest.h"
 #include "platform/nal/trusted_path.h"
 
 #include <set>
@@ -88,7 +88,7 @@ class Reading {
             known.push_back(nameOf(row.section, row.key));
         }
         const std::string name = nameOf(entry.section, entry.key);
-        return name + " is not known and has no effect" + didYouMean(name, known);
+        return name + " is not known and has no effect" + base::didYouMean(name, known);
     }
 
     void takeRow(const ConfigRow &row) {

@@ -5,7 +5,6 @@
 #include "cli/verbs.h"
 #include "host/reason.h"
 #include "host/word.h"
-#include "platform/nal/nearest.h"
 
 #include <array>
 
@@ -83,16 +82,6 @@ TEST_F(ExplainName, AnAddressBeforeTheVerbIsNoVerb) {
               "statsu: there is no such verb; did you mean status?");
     const std::array right = {"otactl", "--json", "status", "nonsense"};
     EXPECT_EQ(otactl::wrongVerb(static_cast<int>(right.size()), right.data()), "");
-}
-
-TEST(Nearest, IsNearAndNotJustTheLeastFar) {
-    const std::vector<std::string> known{"status", "set", "sign"};
-    EXPECT_EQ(nal::nearest("sttus", known), "status");
-    EXPECT_EQ(nal::nearest("sgin", known), "sign");
-    EXPECT_EQ(nal::nearest("x", known), "");
-    EXPECT_EQ(nal::nearest("", known), "");
-    EXPECT_EQ(nal::nearest("completely", known), "");
-    EXPECT_EQ(nal::nearest(std::string(100'000, 's'), known), "");
 }
 
 } // namespace

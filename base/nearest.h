@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 // What was probably meant.
-#ifndef PLATFORM_NAL_NEAREST_H
-#define PLATFORM_NAL_NEAREST_H
+#ifndef BASE_NEAREST_H
+#define BASE_NEAREST_H
 
 #include <span>
 #include <string>
 #include <string_view>
 
-namespace nal {
+namespace base {
 
 /* The known word that differs in the fewest letters, whatever their case; empty where none is near.
  */
@@ -16,6 +16,6 @@ std::string nearest(std::string_view given, std::span<const std::string> known);
 /* "; did you mean X?" of the nearest; empty where none is near. */
 std::string didYouMean(std::string_view given, std::span<const std::string> known);
 
-} // namespace nal
+} // namespace base
 
 #endif

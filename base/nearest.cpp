@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What was probably meant.
-#include "platform/nal/nearest.h"
+#include "base/nearest.h"
 
 #include <algorithm>
 #include <cctype>
@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-namespace nal {
+namespace base {
 namespace {
 
 constexpr std::size_t kLongest = 64; // nothing that is known is longer
@@ -63,4 +63,4 @@ std::string didYouMean(std::string_view given, std::span<const std::string> know
     return meant.empty() ? "" : "; did you mean " + meant + "?";
 }
 
-} // namespace nal
+} // namespace base
