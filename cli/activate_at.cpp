@@ -43,31 +43,33 @@ std::string recordFor(const Node &node, const std::string &time) {
     return text.get();
 }
 
+int activateAt(const std::string &time, const Globals &globals) {
+    const std::string when =
+        time.starts_with(kFromNow) ? fromNow(time.substr(kFromNow.size())) : time;
+    if (!isBusText(when)) {
+        throw Failure(host::Outcome::timeMalformed, "actTime: not a text in UTF-8");
+    }
+    BusClient client(globals.bus);
+    const Node node = client.readNode();
+    const std::string record = recordFor(node, when);
+    const std::uint64_t ticket = client.callForTicket("SetActivationTime", "s", record.c_str());
+    answerTicket("accepted", ticket, globals);
+    if (!globals.json) {
+        std::printf("%s\n", governedBy(node).c_str());
+    }
+    return 0;
+}
+
 } // namespace
 
-Action declareActivateAt(CLI::App &command) {
+base::Command activateAtVerb(const Globals &globals) {
     const auto time = std::make_shared<std::string>();
-    command
-        .add_option("time", *time,
-                    "Time of day, hh[:mm[:ss]] of 24 hours in local time, or now+SECONDS")
-        ->required()
-        ->type_name("TIME");
-    return [time](const Globals &globals) {
-        const std::string when =
-            time->starts_with(kFromNow) ? fromNow(time->substr(kFromNow.size())) : *time;
-        if (!isBusText(when)) {
-            throw Failure(host::Outcome::timeMalformed, "actTime: not a text in UTF-8");
-        }
-        BusClient client(globals.bus);
-        const Node node = client.readNode();
-        const std::string record = recordFor(node, when);
-        const std::uint64_t ticket = client.callForTicket("SetActivationTime", "s", record.c_str());
-        answerTicket("accepted", ticket, globals);
-        if (!globals.json) {
-            std::printf("%s\n", governedBy(node).c_str());
-        }
-        return 0;
-    };
+    return {.name = "activate-at",
+            .summary = "Set the time of day of the activation",
+            .arguments = {{"time", base::text("TIME", *time),
+                           "Time of day, hh[:mm[:ss]] of 24 hours in local time, or now+SECONDS",
+                           base::Times::once}},
+            .run = [time, &globals] { return activateAt(*time, globals); }};
 }
 
 } // namespace otactl

@@ -70,16 +70,18 @@ void printBanks(const Node &node) {
 
 } // namespace
 
-Action declareBanks(CLI::App &) {
-    return [](const Globals &globals) {
-        const Node node = BusClient(globals.bus).readNode();
-        if (globals.json) {
-            printBanksAsJson(node);
-        } else {
-            printBanks(node);
-        }
-        return 0;
-    };
+base::Command banksVerb(const Globals &globals) {
+    return {.name = "banks",
+            .summary = "Show what the two banks hold, and which versions failed",
+            .run = [&globals] {
+                const Node node = BusClient(globals.bus).readNode();
+                if (globals.json) {
+                    printBanksAsJson(node);
+                } else {
+                    printBanks(node);
+                }
+                return 0;
+            }};
 }
 
 } // namespace otactl

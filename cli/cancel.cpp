@@ -8,16 +8,17 @@
 
 namespace otactl {
 
-Action declareCancel(CLI::App &command) {
+base::Command cancelVerb(const Globals &globals) {
     const auto ticket = std::make_shared<std::uint64_t>(0);
-    command.add_option("ticket", *ticket, "Which request; whatever runs or waits if not given")
-        ->type_name("TICKET")
-        ->check(wholeNumber());
-    return [ticket](const Globals &globals) {
-        BusClient client(globals.bus);
-        answerTicket("cancelled", client.callForTicket("Cancel", "t", *ticket), globals);
-        return 0;
-    };
+    return {.name = "cancel",
+            .summary = "End a request; the node is idle then",
+            .arguments = {{"ticket", base::number("TICKET", *ticket, 0, kMostExact),
+                           "Which request; whatever runs or waits if not given"}},
+            .run = [ticket, &globals] {
+                BusClient client(globals.bus);
+                answerTicket("cancelled", client.callForTicket("Cancel", "t", *ticket), globals);
+                return 0;
+            }};
 }
 
 } // namespace otactl

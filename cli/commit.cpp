@@ -8,16 +8,18 @@
 
 namespace otactl {
 
-Action declareCommit(CLI::App &) {
-    return [](const Globals &globals) {
-        BusClient(globals.bus).call("Commit", "");
-        if (globals.json) {
-            printJson(success().get());
-        } else {
-            std::puts("the running bank is marked good");
-        }
-        return 0;
-    };
+base::Command commitVerb(const Globals &globals) {
+    return {.name = "commit",
+            .summary = "Mark the running bank good, where it is on trial",
+            .run = [&globals] {
+                BusClient(globals.bus).call("Commit", "");
+                if (globals.json) {
+                    printJson(success().get());
+                } else {
+                    std::puts("the running bank is marked good");
+                }
+                return 0;
+            }};
 }
 
 } // namespace otactl

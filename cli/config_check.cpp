@@ -54,16 +54,16 @@ int checkConfig(const std::string &file, const Globals &globals) {
 
 } // namespace
 
-Action declareConfig(CLI::App &command) {
-    command.require_subcommand(1);
-    CLI::App *const check = command.add_subcommand(
-        "check", "List every mistake of a configuration file, and what it says for nothing");
-    check->fallthrough();
+base::Command configVerb(const Globals &globals) {
     const auto file = std::make_shared<std::string>(OTA_DEFAULT_CONFIG);
-    check->add_option("file", *file, "The file; that of the installed service if not given")
-        ->type_name("FILE")
-        ->capture_default_str();
-    return [file](const Globals &globals) { return checkConfig(*file, globals); };
+    return {.name = "config",
+            .summary = "Work on a configuration file, without the service",
+            .verbs = {{.name = "check",
+                       .summary = "List every mistake of a configuration file, and what it says "
+                                  "for nothing",
+                       .arguments = {{"file", base::text("FILE", *file),
+                                      "The file; that of the installed service if not given"}},
+                       .run = [file, &globals] { return checkConfig(*file, globals); }}}};
 }
 
 } // namespace otactl

@@ -43,31 +43,34 @@ void printSentences(const Sentences &sentences) {
     printJson(object.get());
 }
 
+int explain(const std::string &name, const Globals &globals) {
+    if (!name.empty()) {
+        return explainName(name, globals);
+    }
+    BusClient client(globals.bus);
+    const Sentences sentences = readSentences(client);
+    if (globals.json) {
+        printSentences(sentences);
+        return 0;
+    }
+    Display display;
+    for (const auto &[topic, sentence] : sentences) {
+        display.line(topic, sentence);
+    }
+    return 0;
+}
+
 } // namespace
 
-Action declareExplain(CLI::App &command) {
+base::Command explainVerb(const Globals &globals) {
     const auto name = std::make_shared<std::string>();
-    command
-        .add_option("name", *name,
-                    "A code, an outcome, a reason or a status word: what it means, without the "
-                    "service")
-        ->type_name("CODE|NAME");
-    return [name](const Globals &globals) {
-        if (!name->empty()) {
-            return explainName(*name, globals);
-        }
-        BusClient client(globals.bus);
-        const Sentences sentences = readSentences(client);
-        if (globals.json) {
-            printSentences(sentences);
-            return 0;
-        }
-        Display display;
-        for (const auto &[topic, sentence] : sentences) {
-            display.line(topic, sentence);
-        }
-        return 0;
-    };
+    return {.name = "explain",
+            .summary =
+                "Say why nothing happens now and what will happen when, or what a code means",
+            .arguments = {{"name", base::text("CODE|NAME", *name),
+                           "A code, an outcome, a reason or a status word: what it means, without "
+                           "the service"}},
+            .run = [name, &globals] { return explain(*name, globals); }};
 }
 
 } // namespace otactl

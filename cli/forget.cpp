@@ -29,12 +29,13 @@ int forget(const std::string &version, const Globals &globals) {
 
 } // namespace
 
-Action declareForget(CLI::App &command) {
+base::Command forgetVerb(const Globals &globals) {
     const auto version = std::make_shared<std::string>();
-    command.add_option("version", *version, "As otactl banks lists it")
-        ->required()
-        ->type_name("VERSION");
-    return [version](const Globals &globals) { return forget(*version, globals); };
+    return {.name = "forget",
+            .summary = "Let a version in again that failed its trial",
+            .arguments = {{"version", base::text("VERSION", *version), "As otactl banks lists it",
+                           base::Times::once}},
+            .run = [version, &globals] { return forget(*version, globals); }};
 }
 
 } // namespace otactl

@@ -58,31 +58,33 @@ std::vector<std::string> rowOfLine(const std::string &line) {
             cell(object.get(), "stage"),  what};
 }
 
+int history(std::uint32_t count, const Globals &globals) {
+    BusClient client(globals.bus);
+    const std::vector<std::string> lines = readLines(client, count);
+    if (globals.json) {
+        for (const std::string &line : lines) {
+            const host::Json object = parsedOrText(line);
+            printJson(object.get());
+        }
+        return 0;
+    }
+    std::vector<std::vector<std::string>> rows = {
+        {"TIME", "EVENT", "TICKET", "VERSION", "STAGE", "WHAT"}};
+    for (const std::string &line : lines) {
+        rows.push_back(rowOfLine(line));
+    }
+    printTable(rows);
+    return 0;
+}
+
 } // namespace
 
-Action declareHistory(CLI::App &command) {
+base::Command historyVerb(const Globals &globals) {
     const auto count = std::make_shared<std::uint32_t>(kUsual);
-    command.add_option("-n", *count, "How many; 20 if not given")
-        ->type_name("N")
-        ->check(wholeNumber());
-    return [count](const Globals &globals) {
-        BusClient client(globals.bus);
-        const std::vector<std::string> lines = readLines(client, *count);
-        if (globals.json) {
-            for (const std::string &line : lines) {
-                const host::Json object = parsedOrText(line);
-                printJson(object.get());
-            }
-            return 0;
-        }
-        std::vector<std::vector<std::string>> rows = {
-            {"TIME", "EVENT", "TICKET", "VERSION", "STAGE", "WHAT"}};
-        for (const std::string &line : lines) {
-            rows.push_back(rowOfLine(line));
-        }
-        printTable(rows);
-        return 0;
-    };
+    return {.name = "history",
+            .summary = "Show the newest events",
+            .options = {{"-n", base::number("N", *count), "How many; 20 if not given"}},
+            .run = [count, &globals] { return history(*count, globals); }};
 }
 
 } // namespace otactl

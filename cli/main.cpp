@@ -3,35 +3,26 @@
 #include "cli/failure.h"
 #include "cli/verbs.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <exception>
 #include <string>
+#include <vector>
 
 namespace {
 
 using otactl::Failure;
 
-int run(int argc, char **argv, otactl::Globals &globals) {
-    CLI::App app("Offers, follows and steers software upgrades of this node.", "otactl");
-    otactl::Action action;
-    otactl::declareAll(app, globals, action);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::Success &success) {
-        return app.exit(success); // --help and --version
-    } catch (const CLI::ParseError &error) {
-        std::string what = otactl::wrongVerb(argc, argv);
-        if (what.empty()) {
-            what = error.what();
-        }
-        std::replace(what.begin(), what.end(), '\n', ' ');
-        throw Failure(host::Outcome::wrongUse, what);
+int run(const std::vector<std::string> &words, otactl::Globals &globals) {
+    const base::Command program = otactl::commandLine(globals);
+    const base::Parsed parsed = base::parse(program, words);
+    const bool asksForText = parsed.help || parsed.version;
+    if (!asksForText && !parsed.wrong.empty()) {
+        throw Failure(host::Outcome::wrongUse, parsed.wrong);
     }
-    return action(globals);
+    return asksForText ? *base::answer(program, parsed) : parsed.command->run();
 }
 
 // Who reads standard output may go away: that ends otactl without a word, also where whoever
@@ -61,7 +52,7 @@ int main(int argc, char **argv) {
     endWithTheReader();
     otactl::Globals globals;
     try {
-        const int code = run(argc, argv, globals);
+        const int code = run({argv, argv + argc}, globals);
         finishOutput();
         return code;
     } catch (const Failure &failure) {

@@ -105,23 +105,22 @@ int offer(const Options &options, const Globals &globals) {
 
 } // namespace
 
-Action declareOffer(CLI::App &command) {
+base::Command offerVerb(const Globals &globals) {
     const auto options = std::make_shared<Options>();
-    command
-        .add_option("descriptor", options->file,
-                    "File with the image's descriptor, or - for standard input")
-        ->required()
-        ->type_name("FILE");
-    command.add_flag("--offload", options->offload, "Hand the download over to the gateway");
-    command.add_flag("--first-poll", options->firstPoll,
-                     "It was announced by the first poll after the node came up");
-    command
-        .add_option("--onboarding-status", options->onboardingStatus,
-                    "Onboarding status that comes with the offer; 0 if not given")
-        ->type_name("N");
-    command.add_flag("--wait", options->wait,
-                     "Follow the request to its end and exit with its code");
-    return [options](const Globals &globals) { return offer(*options, globals); };
+    return {.name = "offer",
+            .summary = "Offer a new image to the node",
+            .options = {{"--offload", base::flag(options->offload),
+                         "Hand the download over to the gateway"},
+                        {"--first-poll", base::flag(options->firstPoll),
+                         "It was announced by the first poll after the node came up"},
+                        {"--onboarding-status", base::number("N", options->onboardingStatus),
+                         "Onboarding status that comes with the offer; 0 if not given"},
+                        {"--wait", base::flag(options->wait),
+                         "Follow the request to its end and exit with its code"}},
+            .arguments = {{"descriptor", base::text("FILE", options->file),
+                           "File with the image's descriptor, or - for standard input",
+                           base::Times::once}},
+            .run = [options, &globals] { return offer(*options, globals); }};
 }
 
 } // namespace otactl

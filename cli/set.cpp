@@ -36,15 +36,16 @@ int set(const Options &options, const Globals &globals) {
 
 } // namespace
 
-Action declareSet(CLI::App &command) {
+base::Command setVerb(const Globals &globals) {
     const auto options = std::make_shared<Options>();
-    command
-        .add_option("name", options->name,
-                    "work_mode, work_role, onboarding or preferred_activation_time")
-        ->required()
-        ->type_name("NAME");
-    command.add_option("value", options->value, "Its new value")->required()->type_name("VALUE");
-    return [options](const Globals &globals) { return set(*options, globals); };
+    return {.name = "set",
+            .summary = "Change a setting of the node; it is kept",
+            .arguments = {{"name", base::text("NAME", options->name),
+                           "work_mode, work_role, onboarding or preferred_activation_time",
+                           base::Times::once},
+                          {"value", base::text("VALUE", options->value), "Its new value",
+                           base::Times::once}},
+            .run = [options, &globals] { return set(*options, globals); }};
 }
 
 } // namespace otactl

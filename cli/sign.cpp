@@ -30,27 +30,21 @@ int sign(const Signing &signing, const Globals &globals) {
 
 } // namespace
 
-Action declareSign(CLI::App &command) {
+base::Command signVerb(const Globals &globals) {
     const auto signing = std::make_shared<Signing>();
-    command.add_option("image", signing->image, "The image file, signed or not")
-        ->type_name("IMAGE")
-        ->required();
-    command.add_option("--key", signing->files.key, "The signer's private key, PEM")
-        ->type_name("FILE")
-        ->required();
-    command
-        .add_option("--certificate", signing->files.certificate, "The signer's certificate, PEM")
-        ->type_name("FILE")
-        ->required();
-    command
-        .add_option("--chain", signing->files.chain,
-                    "Certificates between the signer and its authority, PEM")
-        ->type_name("FILE");
-    command
-        .add_option("--output", signing->output,
-                    "Write the signed image here; in place of the image if not given")
-        ->type_name("FILE");
-    return [signing](const Globals &globals) { return sign(*signing, globals); };
+    return {.name = "sign",
+            .summary = "Sign an image file, without the service",
+            .options = {{"--key", base::text("FILE", signing->files.key),
+                         "The signer's private key, PEM", base::Times::once},
+                        {"--certificate", base::text("FILE", signing->files.certificate),
+                         "The signer's certificate, PEM", base::Times::once},
+                        {"--chain", base::text("FILE", signing->files.chain),
+                         "Certificates between the signer and its authority, PEM"},
+                        {"--output", base::text("FILE", signing->output),
+                         "Write the signed image here; in place of the image if not given"}},
+            .arguments = {{"image", base::text("IMAGE", signing->image),
+                           "The image file, signed or not", base::Times::once}},
+            .run = [signing, &globals] { return sign(*signing, globals); }};
 }
 
 } // namespace otactl

@@ -76,18 +76,18 @@ void show(const Node &node) {
 
 } // namespace
 
-Action declareStatus(CLI::App &) {
-    return [](const Globals &globals) {
-        const Node node = BusClient(globals.bus).readNode();
-        if (globals.json) {
-            const host::Json object = newObject();
-            addProperties(object.get(), node);
-            printJson(object.get());
-        } else {
-            show(node);
-        }
-        return 0;
-    };
+base::Command statusVerb(const Globals &globals) {
+    return {.name = "status", .summary = "Show the node as it is now", .run = [&globals] {
+                const Node node = BusClient(globals.bus).readNode();
+                if (globals.json) {
+                    const host::Json object = newObject();
+                    addProperties(object.get(), node);
+                    printJson(object.get());
+                } else {
+                    show(node);
+                }
+                return 0;
+            }};
 }
 
 } // namespace otactl

@@ -8,15 +8,18 @@
 
 namespace otactl {
 
-Action declareTrigger(CLI::App &command) {
+base::Command triggerVerb(const Globals &globals) {
     const auto flag = std::make_shared<std::int32_t>(1);
-    command.add_option("--flag", *flag, "The app's flag for new software; 1 if not given")
-        ->type_name("N");
-    return [flag](const Globals &globals) {
-        BusClient client(globals.bus);
-        answerTicket("accepted", client.callForTicket("TriggerMobileApp", "i", *flag), globals);
-        return 0;
-    };
+    return {.name = "trigger",
+            .summary = "Say go for the user of the mobile app",
+            .options = {{"--flag", base::number("N", *flag),
+                         "The app's flag for new software; 1 if not given"}},
+            .run = [flag, &globals] {
+                BusClient client(globals.bus);
+                answerTicket("accepted", client.callForTicket("TriggerMobileApp", "i", *flag),
+                             globals);
+                return 0;
+            }};
 }
 
 } // namespace otactl

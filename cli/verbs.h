@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Every verb of otactl: one table, and a declaration for each row.
+// The command line of otactl: a function for each verb, in a file of its own.
 #ifndef CLI_VERBS_H
 #define CLI_VERBS_H
 
-#include <CLI/CLI.hpp>
+#include "base/command_line.h"
 
-#include <functional>
-#include <span>
+#include <cstdint>
 #include <string>
 
 namespace otactl {
@@ -17,44 +16,28 @@ struct Globals {
     bool json = false;
 };
 
-/* Does what the verb says and returns the exit code; throws Failure. */
-using Action = std::function<int(const Globals &)>;
+/* The largest whole number that JSON carries exactly. */
+constexpr std::int64_t kMostExact = std::int64_t{1} << 53U;
 
-struct Verb {
-    const char *name;
-    const char *summary;
-    /* Adds the verb's options to its command line; the action holds what they were given. */
-    Action (*declare)(CLI::App &command);
-};
+/* The whole command line; a parse fills the globals, which outlive it. To run what was parsed may
+ * throw Failure. */
+base::Command commandLine(Globals &globals);
 
-std::span<const Verb> verbs();
-
-/* What is wrong with the word in the place of the verb, one line; empty: nothing, or there is none.
- */
-std::string wrongVerb(int argc, const char *const *argv);
-
-/* Accepts whole numbers that JSON carries exactly; without it a negative or an endless one would be
- * taken for another number. */
-CLI::Validator wholeNumber();
-
-/* The whole command line. `chosen` is the action of the verb that a parse finds. */
-void declareAll(CLI::App &app, Globals &globals, Action &chosen);
-
-Action declareOffer(CLI::App &command);
-Action declareTrigger(CLI::App &command);
-Action declareActivateAt(CLI::App &command);
-Action declareCancel(CLI::App &command);
-Action declareStatus(CLI::App &command);
-Action declareWatch(CLI::App &command);
-Action declareHistory(CLI::App &command);
-Action declareExplain(CLI::App &command);
-Action declareBanks(CLI::App &command);
-Action declareCommit(CLI::App &command);
-Action declareForget(CLI::App &command);
-Action declareSet(CLI::App &command);
-Action declareConfig(CLI::App &command);
-Action declareSign(CLI::App &command);
-Action declareVerify(CLI::App &command);
+base::Command offerVerb(const Globals &globals);
+base::Command triggerVerb(const Globals &globals);
+base::Command activateAtVerb(const Globals &globals);
+base::Command cancelVerb(const Globals &globals);
+base::Command statusVerb(const Globals &globals);
+base::Command watchVerb(const Globals &globals);
+base::Command historyVerb(const Globals &globals);
+base::Command explainVerb(const Globals &globals);
+base::Command banksVerb(const Globals &globals);
+base::Command commitVerb(const Globals &globals);
+base::Command forgetVerb(const Globals &globals);
+base::Command setVerb(const Globals &globals);
+base::Command configVerb(const Globals &globals);
+base::Command signVerb(const Globals &globals);
+base::Command verifyVerb(const Globals &globals);
 
 } // namespace otactl
 

@@ -30,17 +30,16 @@ int verify(const Verification &verification, const Globals &globals) {
 
 } // namespace
 
-Action declareVerify(CLI::App &command) {
+base::Command verifyVerb(const Globals &globals) {
     const auto verification = std::make_shared<Verification>();
-    command.add_option("image", verification->image, "The image file")
-        ->type_name("IMAGE")
-        ->required();
-    command
-        .add_option("--ca", verification->authority,
-                    "The certificates of the authorities that are trusted, PEM")
-        ->type_name("FILE")
-        ->required();
-    return [verification](const Globals &globals) { return verify(*verification, globals); };
+    return {.name = "verify",
+            .summary = "Check signature and payload of an image file, without the service",
+            .options = {{"--ca", base::text("FILE", verification->authority),
+                         "The certificates of the authorities that are trusted, PEM",
+                         base::Times::once}},
+            .arguments = {{"image", base::text("IMAGE", verification->image), "The image file",
+                           base::Times::once}},
+            .run = [verification, &globals] { return verify(*verification, globals); }};
 }
 
 } // namespace otactl

@@ -27,17 +27,17 @@ int watch(const Options &options, const Globals &globals) {
 
 } // namespace
 
-Action declareWatch(CLI::App &command) {
+base::Command watchVerb(const Globals &globals) {
     const auto options = std::make_shared<Options>();
-    CLI::Option *const idle = command.add_flag("--until-idle", options->untilIdle,
-                                               "Stop when nothing runs, waits or is queued");
-    command
-        .add_option("--until-finished", options->untilFinished,
-                    "Stop at the end of this request, with its code")
-        ->type_name("TICKET")
-        ->check(wholeNumber())
-        ->excludes(idle);
-    return [options](const Globals &globals) { return watch(*options, globals); };
+    return {.name = "watch",
+            .summary = "Follow the node: progress, status words, timers",
+            .options = {{"--until-idle", base::flag(options->untilIdle),
+                         "Stop when nothing runs, waits or is queued"},
+                        {.name = "--until-finished",
+                         .value = base::number("TICKET", options->untilFinished, 0, kMostExact),
+                         .text = "Stop at the end of this request, with its code",
+                         .excludes = {"--until-idle"}}},
+            .run = [options, &globals] { return watch(*options, globals); }};
 }
 
 } // namespace otactl

@@ -76,12 +76,4 @@ TEST_F(ExplainName, AWrongVerbIsAnsweredWithTheNearest) {
     EXPECT_EQ(otactl({"reboot"}).errors.find("otactl: reboot: there is no such verb; see "), 0U);
 }
 
-TEST_F(ExplainName, AnAddressBeforeTheVerbIsNoVerb) {
-    const std::array wrong = {"otactl", "--bus", "unix:path=/x", "statsu"};
-    EXPECT_EQ(otactl::wrongVerb(static_cast<int>(wrong.size()), wrong.data()),
-              "statsu: there is no such verb; did you mean status?");
-    const std::array right = {"otactl", "--json", "status", "nonsense"};
-    EXPECT_EQ(otactl::wrongVerb(static_cast<int>(right.size()), right.data()), "");
-}
-
 } // namespace
