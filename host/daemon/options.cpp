@@ -2,10 +2,9 @@
 // The command line of the daemon.
 #include "host/daemon/options.h"
 
+#include "base/command_line.h"
 #include "host/outcome.h"
 #include "platform/nal/file_io.h"
-
-#include <CLI/CLI.hpp>
 
 #include <cstdio>
 #include <cstdlib>
@@ -43,25 +42,20 @@ Options readOptions(int argc, char **argv) {
     options.config = OTA_DEFAULT_CONFIG;
     options.host = fromHere(OTA_HOST_FROM_HERE);
     options.library = fromHere(OTA_LIBRARY_FROM_HERE);
-    CLI::App app("Runs the upgrade agent of a node as a service on the bus.", "otad");
-    app.add_option("--config", options.config, "the node's configuration")->capture_default_str();
-    app.add_option("--host", options.host, "the program that holds the agent's library")
-        ->capture_default_str();
-    app.add_option("--library", options.library, "the agent's library")->capture_default_str();
-    app.add_option("--bus", options.bus, "address of the bus (default: the system bus)");
-    app.add_option("--boot-id", options.bootId,
-                   "names this boot of the node (default: the kernel's)");
-    app.add_flag("--check", options.check, "check the configuration and end");
-    app.set_version_flag("--version", OTA_VERSION);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        if (error.get_exit_code() == 0) {
-            std::exit(app.exit(error));
-        }
-        std::fprintf(stderr, "error: otad: %s; see otad --help\n", error.what());
-        std::exit(host::rowOf(host::Outcome::wrongUse).code);
-    }
+    const base::Command program = {
+        .name = "otad",
+        .summary = "Runs the upgrade agent of a node as a service on the bus.",
+        .options = {{"--config", base::text("FILE", options.config), "the node's configuration"},
+                    {"--host", base::text("FILE", options.host),
+                     "the program that holds the agent's library"},
+                    {"--library", base::text("FILE", options.library), "the agent's library"},
+                    {"--bus", base::text("ADDRESS", options.bus),
+                     "address of the bus (default: the system bus)"},
+                    {"--boot-id", base::text("TEXT", options.bootId),
+                     "names this boot of the node (default: the kernel's)"},
+                    {"--check", base::flag(options.check), "check the configuration and end"}},
+        .version = OTA_VERSION};
+    base::parseOrExit(program, argc, argv);
     if (options.bootId.empty()) {
         options.bootId = kernelBootId();
     }
