@@ -2,65 +2,58 @@
 // The command line of the host.
 #include "host/options.h"
 
-#include <charconv>
-#include <string_view>
+#include "base/command_line.h"
+
+#include <sys/stat.h>
 
 namespace host {
 namespace {
 
-bool takeDescriptor(std::string_view text, int &descriptor) {
-    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), descriptor);
-    return parsed.ec == std::errc() && parsed.ptr == text.data() + text.size() && descriptor >= 0;
+bool isSocket(int descriptor) {
+    struct stat status {};
+    return fstat(descriptor, &status) == 0 && S_ISSOCK(status.st_mode);
 }
 
-std::string wrong(const std::string &what) { return what + "; use: " + kUse; }
+base::Value openSocket(int &channel) {
+    base::Value value = base::number("FD", channel, 0);
+    value.set = [set = value.set, &channel](std::string_view given) -> std::string {
+        return set(given).empty() && isSocket(channel) ? "" : "the number of an open socket";
+    };
+    return value;
+}
+
+base::Value activation(std::vector<Activation> &activated) {
+    return {"BANK:VERSION", [&activated](std::string_view given) -> std::string {
+                Activation one;
+                if (!readActivation(std::string(given), one)) {
+                    return "a or b, a colon and a version";
+                }
+                activated.push_back(one);
+                return "";
+            }};
+}
 
 } // namespace
 
-bool readOptions(int argc, char **argv, Options &options, std::string &whatIsWrong) {
-    for (int i = 1; i < argc; ++i) {
-        const std::string_view name = argv[i];
-        if (name == "--help") {
-            options.help = true;
-            return true;
-        }
-        if (name == "--no-commit-check") {
-            options.commitCheck = false;
-            continue;
-        }
-        if (name != "--library" && name != "--config" && name != "--channel" &&
-            name != "--activated") {
-            whatIsWrong = wrong("the option " + std::string(name) + " is not known");
-            return false;
-        }
-        if (i + 1 == argc) {
-            whatIsWrong = wrong("the option " + std::string(name) + " has no value");
-            return false;
-        }
-        const char *const value = argv[++i];
-        if (name == "--library") {
-            options.library = value;
-        } else if (name == "--config") {
-            options.config = value;
-        } else if (name == "--activated") {
-            Activation activation;
-            if (!readActivation(value, activation)) {
-                whatIsWrong = wrong("--activated is " + std::string(value) +
-                                    ": expected a or b, a colon and a version");
-                return false;
-            }
-            options.activated.push_back(activation);
-        } else if (!takeDescriptor(value, options.channel)) {
-            whatIsWrong = wrong("--channel is " + std::string(value) +
-                                ": expected the number of an open socket");
-            return false;
-        }
-    }
-    if (options.library.empty() || options.config.empty() || options.channel < 0) {
-        whatIsWrong = wrong("--library, --config and --channel are all needed");
-        return false;
-    }
-    return true;
+Options readOptions(int argc, char **argv) {
+    using base::Times;
+    Options options;
+    bool noCommitCheck = false;
+    const base::Command program = {
+        .name = "ota-host",
+        .summary = "Holds the agent's library and hands it events; otad starts it.",
+        .options = {
+            {"--library", base::text("PATH", options.library), "the agent's library", Times::once},
+            {"--config", base::text("FILE", options.config), "the node's configuration",
+             Times::once},
+            {"--channel", openSocket(options.channel), "the socket to the supervisor", Times::once},
+            {"--no-commit-check", base::flag(noCommitCheck), "not the first start after a boot"},
+            {"--activated", activation(options.activated),
+             "an activation whose commit is awaited: the bank before it, and the version",
+             Times::any}}};
+    base::parseOrExit(program, argc, argv);
+    options.commitCheck = !noCommitCheck;
+    return options;
 }
 
 } // namespace host

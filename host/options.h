@@ -10,21 +10,17 @@
 
 namespace host {
 
-constexpr const char *kUse =
-    "ota-host --library PATH --config FILE --channel FD [--no-commit-check] "
-    "[--activated BANK:VERSION]...";
-
 struct Options {
     std::string library;
     std::string config;
-    int channel = -1;
+    int channel = -1;                  // an open socket
     bool commitCheck = true;           // it belongs to the first start after a boot
     std::vector<Activation> activated; // that the supervisor awaits the commit of
-    bool help = false;
 };
 
-/* False: whatIsWrong is one line that names the option and how to call. */
-bool readOptions(int argc, char **argv, Options &options, std::string &whatIsWrong);
+/* Ends the process where help was asked for, or the command line is wrong (one line, exit code 2).
+ */
+Options readOptions(int argc, char **argv);
 
 } // namespace host
 

@@ -25,21 +25,14 @@
 #include <poll.h>
 #include <string>
 #include <sys/prctl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace host {
 namespace {
 
-constexpr int kWrongUse = 2;
 constexpr int kConfigWrong = static_cast<int>(Outcome::configWrong);
 constexpr const char *kStartUp = "start-up";
 const OtaMatrixItem *offeredImage = nullptr; // the agent's own
-
-bool isSocket(int descriptor) {
-    struct stat status {};
-    return fstat(descriptor, &status) == 0 && S_ISSOCK(status.st_mode);
-}
 
 // A host without its supervisor would keep the node locked and do what nobody sees any more.
 void endWithSupervisor() { prctl(PR_SET_PDEATHSIG, SIGKILL); }
@@ -136,21 +129,8 @@ int serveEvents(Channel &channel, const AgentLibrary &agent) {
 int runHost(int argc, char **argv) {
     endWithSupervisor();
     std::signal(SIGPIPE, SIG_IGN); // a reader of standard error that went away must not end it
-    Options options;
+    const Options options = readOptions(argc, argv);
     std::string whatIsWrong;
-    if (!readOptions(argc, argv, options, whatIsWrong)) {
-        complain(whatIsWrong);
-        return kWrongUse;
-    }
-    if (options.help) {
-        std::printf("%s\n", kUse);
-        return 0;
-    }
-    if (!isSocket(options.channel)) {
-        complain("--channel " + std::to_string(options.channel) +
-                 " is no open socket; start the host with one");
-        return kWrongUse;
-    }
     Channel channel(options.channel);
     AgentLibrary agent;
     if (supervisorIsGone(channel)) {

@@ -129,17 +129,21 @@ TEST_F(HostFailure, NodeThatAnotherProcessRunsEndsTheHost) {
 }
 
 TEST_F(HostFailure, BadOptionsEndTheHostAndSayHowToCallIt) {
-    const std::pair<std::vector<std::string>, const char *> calls[] = {
-        {{}, "--library, --config and --channel are all needed; use: ota-host"},
-        {{"--colour"}, "the option --colour is not known; use: ota-host"},
-        {{"--channel"}, "the option --channel has no value; use: ota-host"},
-        {{"--channel", "3x"}, "--channel is 3x: expected the number of an open socket"},
-        {{"--library", "l", "--config", "c", "--channel", "0"}, "--channel 0 is no open socket"},
-        {{"--library", "l", "--config", "c", "--channel", "99"}, "--channel 99 is no open socket"},
+    const std::string noSocket = ": expected the number of an open socket";
+    const std::pair<std::vector<std::string>, std::string> calls[] = {
+        {{}, "--library is missing"},
+        {{"--library", "l", "--config", "c"}, "--channel is missing"},
+        {{"--colour"}, "--colour: there is no such option"},
+        {{"--channel"}, "--channel needs a value, FD"},
+        {{"--channel", "3x"}, "--channel is \"3x\"" + noSocket},
+        {{"--library", "l", "--config", "c", "--channel", "0"}, "--channel is \"0\"" + noSocket},
+        {{"--library", "l", "--config", "c", "--channel", "99"}, "--channel is \"99\"" + noSocket},
+        {{"--activated", "c:1"}, "--activated is \"c:1\": expected a or b, a colon and a version"},
     };
     for (const auto &[arguments, complaint] : calls) {
         startWith(arguments);
-        EXPECT_EQ(endsWith(complaint), 2);
+        EXPECT_EQ(exitCode(), 2);
+        EXPECT_EQ(errors(), "ota-host: " + complaint + "; see ota-host --help\n");
         std::filesystem::remove(in("errors"));
     }
 }

@@ -331,7 +331,7 @@ TEST_F(Trial, TellsThatTheMarkCannotBeMadeAnewAndGoesOn) {
 TEST_F(Trial, RefusesAnActivationThatItCannotRead) {
     start(FAKE_AGENT, "--activated c:4QZ-2.0");
     EXPECT_EQ(exitCode(), 2);
-    EXPECT_NE(errors().find("--activated is c:4QZ-2.0: expected a or b, a colon and a version"),
+    EXPECT_NE(errors().find("--activated is \"c:4QZ-2.0\": expected a or b, a colon and a version"),
               std::string::npos)
         << errors();
 }
