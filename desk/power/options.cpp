@@ -2,107 +2,87 @@
 // The command line of ota-power.
 #include "desk/power/options.h"
 
-#include <CLI/CLI.hpp>
+#include "base/command_line.h"
 
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <map>
 
 namespace power {
 namespace {
 
-constexpr int kWrongUse = 2;
-constexpr std::uint64_t kMostCalls = 1'000'000'000;
+using base::Times;
+using Rows = std::vector<base::Parameter>;
+
+constexpr std::int64_t kMostCalls = 1'000'000'000;
 constexpr const char *kAbout =
-    "Runs a program and all that it starts as on a node of its own, and cuts the node's power at\n"
-    "the N-th system call that changes the node's disk: everything ends at once, and the disk is\n"
-    "taken to what was synced. Exit code: 75 after a cut, else that of the program, 128 and the\n"
+    "Runs a program and all that it starts as on a node of its own, and cuts the node's power at "
+    "the N-th system call that changes the node's disk: everything ends at once, and the disk is "
+    "taken to what was synced. Exit code: 75 after a cut, else that of the program, 128 and the "
     "signal's number where one ended it; 125 where ota-power itself failed.";
 
-const std::map<std::string, CutMode> kModes{{"drop", CutMode::drop}, {"tear", CutMode::tear}};
-const std::map<std::string, int> kErrors{{"ENOSPC", ENOSPC}, {"EROFS", EROFS}, {"EIO", EIO}};
-
-void declareDisk(CLI::App &app, Options &options) {
-    app.add_option("--disk", options.disk, "the folder that is the node's disk")
-        ->required()
-        ->type_name("DIR");
-    app.add_option("--ram", options.ram, "a folder below it that is empty after a power cut")
-        ->type_name("DIR")
-        ->allow_extra_args(false);
-    app.add_option("--lie", options.lying, "a file whose syncs succeed and do nothing")
-        ->type_name("FILE")
-        ->allow_extra_args(false);
-    app.add_option("--corrupt", options.corrupted, "a file that stores one bit wrong in each write")
-        ->type_name("FILE")
-        ->allow_extra_args(false);
-    app.add_option("--count", options.countFile, "writes down how many calls there were")
-        ->type_name("FILE");
-    app.add_option("--journal", options.journalFile, "writes down every call, a line each")
-        ->type_name("FILE");
+base::Value call(std::optional<std::uint64_t> &target) {
+    return base::number("N", target, 1, kMostCalls);
 }
 
-void declareCut(CLI::App &app, Options &options) {
-    CLI::Option *const cut =
-        app.add_option("--cut", options.cutAt, "cuts the power instead of the N-th call")
-            ->type_name("N")
-            ->check(CLI::Range(std::uint64_t{1}, kMostCalls));
-    app.add_option("--mode", options.mode,
-                   "drop: nothing survives that was not synced (default);\n"
-                   "tear: part of it does, and part of the N-th call")
-        ->needs(cut)
-        ->transform(CLI::CheckedTransformer(kModes))
-        ->type_name("drop|tear");
-    app.add_option("--seed", options.seed,
-                   "which part: 0 all but the last sector of the write in flight (default),\n"
-                   "1 every name and no byte, any other number a part of its own")
-        ->needs(cut)
-        ->type_name("S");
+Rows diskOptions(Options &options) {
+    return {
+        {"--disk", base::text("DIR", options.disk), "the folder that is the node's disk",
+         Times::once},
+        {"--ram", base::listed("DIR", options.ram),
+         "a folder below it that is empty after a power cut", Times::any},
+        {"--lie", base::listed("FILE", options.lying), "a file whose syncs succeed and do nothing",
+         Times::any},
+        {"--corrupt", base::listed("FILE", options.corrupted),
+         "a file that stores one bit wrong in each write", Times::any},
+        {"--count", base::text("FILE", options.countFile), "writes down how many calls there were"},
+        {"--journal", base::text("FILE", options.journalFile),
+         "writes down every call, a line each"}};
 }
 
-void declareFaults(CLI::App &app, Options &options) {
-    CLI::Option *const fail = app.add_option("--fail", options.failWith,
-                                             "calls fail with this error, see --at and --from")
-                                  ->transform(CLI::CheckedTransformer(kErrors))
-                                  ->type_name("ENOSPC|EROFS|EIO");
-    CLI::Option *const at = app.add_option("--at", options.failAt, "the N-th call does")
-                                ->needs(fail)
-                                ->type_name("N")
-                                ->check(CLI::Range(std::uint64_t{1}, kMostCalls));
-    app.add_option("--from", options.failFrom,
-                   "the N-th call and all behind it do that need what is missing: space\n"
-                   "(ENOSPC), or a disk that can be written")
-        ->needs(fail)
-        ->excludes(at)
-        ->type_name("N")
-        ->check(CLI::Range(std::uint64_t{1}, kMostCalls));
+Rows cutOptions(Options &options) {
+    return {{"--cut", call(options.cutAt), "cuts the power instead of the N-th call"},
+            {.name = "--mode",
+             .value = base::oneOf({{"drop", CutMode::drop}, {"tear", CutMode::tear}}, options.mode),
+             .text = "drop: nothing survives that was not synced (default); tear: part of it "
+                     "does, and part of the N-th call",
+             .needs = {"--cut"}},
+            {.name = "--seed",
+             .value = base::number("S", options.seed, 0, INT64_MAX),
+             .text = "which part: 0 all but the last sector of the write in flight (default), 1 "
+                     "every name and no byte, any other number a part of its own",
+             .needs = {"--cut"}}};
 }
 
-[[noreturn]] void refuse(const std::string &what) {
-    std::fprintf(stderr, "ota-power: %s; see ota-power --help\n", what.c_str());
-    std::exit(kWrongUse);
+Rows faultOptions(Options &options) {
+    return {{"--fail",
+             base::oneOf({{"ENOSPC", ENOSPC}, {"EROFS", EROFS}, {"EIO", EIO}}, options.failWith),
+             "calls fail with this error, see --at and --from"},
+            {.name = "--at",
+             .value = call(options.failAt),
+             .text = "the N-th call does",
+             .needs = {"--fail"},
+             .excludes = {"--from"}},
+            {.name = "--from",
+             .value = call(options.failFrom),
+             .text = "the N-th call and all behind it do that need what is missing: space "
+                     "(ENOSPC), or a disk that can be written",
+             .needs = {"--fail"},
+             .excludes = {"--at"}}};
 }
 
 } // namespace
 
 Options readOptions(int argc, char **argv) {
     Options options;
-    CLI::App app(kAbout, "ota-power");
-    declareDisk(app, options);
-    declareCut(app, options);
-    declareFaults(app, options);
-    app.add_option("PROGRAM", options.program, "what to run, behind \"--\"")->required();
-    app.positionals_at_end();
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        if (error.get_exit_code() == 0) {
-            std::exit(app.exit(error));
-        }
-        refuse(error.what());
+    base::Command program{.name = "ota-power",
+                          .summary = kAbout,
+                          .arguments = {{"PROGRAM", base::listed("TEXT", options.program),
+                                         "what to run, behind \"--\"", Times::someAndRest}}};
+    for (const Rows &rows : {diskOptions(options), cutOptions(options), faultOptions(options)}) {
+        program.options.insert(program.options.end(), rows.begin(), rows.end());
     }
+    base::parseOrExit(program, argc, argv);
     if (options.failWith != 0 && !options.failAt && !options.failFrom) {
-        refuse("--fail needs --at or --from");
+        base::refuse(program, "--fail needs --at or --from");
     }
     return options;
 }
