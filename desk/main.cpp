@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The program ota-desk: a node on this desk.
+#include "base/command_line.h"
 #include "desk/demo.h"
-#include "desk/options.h"
-#include "desk/roads.h"
 
-#include <cstdio>
 #include <string>
 
 int main(int argc, char **argv) {
@@ -12,10 +10,8 @@ int main(int argc, char **argv) {
     if (!arguments.empty() && arguments.front() == "demo") {
         return desk::demo({arguments.begin() + 1, arguments.end()});
     }
-    if (arguments.size() == 1 && arguments.front() == "--help") {
-        std::printf("%s", desk::helpText(desk::combinations()).c_str());
-        return desk::kCommitted;
+    if (!arguments.empty() && (arguments.front() == "--help" || arguments.front() == "-h")) {
+        return desk::demo({"--help"}); // there is nothing else to do
     }
-    std::fprintf(stderr, "usage: ota-desk demo [options]; see ota-desk demo --help\n");
-    return desk::kBadOption;
+    base::refuse({.name = "ota-desk", .summary = ""}, "the verb demo is missing");
 }

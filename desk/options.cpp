@@ -1,166 +1,98 @@
 // SPDX-License-Identifier: MIT
-// The command line as a table of rows: name, values, meaning, and where the value goes.
+// The command line of `ota-desk demo`.
 #include "desk/options.h"
 
-#include <algorithm>
-#include <array>
-#include <charconv>
-#include <string_view>
+#include "base/command_line.h"
 
 namespace desk {
 namespace {
 
-struct Row {
-    std::string_view name;
-    std::string_view values; // "a|b|c": one of these; upper case: any text; empty: a flag
-    std::string_view meaning;
-    void (*store)(Options &options, const std::string &value);
-};
+using base::flag;
+using base::oneOf;
+using base::text;
+using Rows = std::vector<base::Parameter>;
 
+// Where --help is is part of what is wrong here.
 [[noreturn]] void refuse(const std::string &what) {
     throw OptionError(what + "; see ota-desk demo --help");
 }
 
-std::chrono::seconds secondsFrom(const std::string &text) {
-    int seconds = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
-    if (error != std::errc() || end != text.data() + text.size() || seconds < 1 || seconds > 9999) {
-        refuse("--limit \"" + text + "\" is not a number of seconds from 1 to 9999");
-    }
-    return std::chrono::seconds(seconds);
+Rows nodeOptions(Options &options) {
+    return {
+        {"--policy", oneOf({{"0", 0}, {"1", 1}, {"2", 2}, {"3", 3}}, options.policy),
+         "0 activate at the activation time, 1 at once (default), 2 write only, 3 activate on "
+         "arrival what the passive bank holds"},
+        {"--mode", oneOf({"RGW", "AP_Bridge"}, options.mode), "gateway (default) or mesh extender"},
+        {"--role", text("ROLE", options.role),
+         "the node's role; an AP_Bridge that is Controller acts as gateway"},
+        {"--plain-http", flag(options.plainHttp),
+         "serve the image over http, without certificates"}};
 }
 
-std::uint64_t callFrom(const std::string &text) {
-    std::uint64_t call = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), call);
-    if (error != std::errc() || end != text.data() + text.size() || call == 0) {
-        refuse("--cut-power \"" + text + "\" is not a number from 1");
-    }
-    return call;
+Rows roadOptions(Options &options) {
+    return {{"--offload", flag(options.offload),
+             "the node hands download and activation to the gateway"},
+            {"--first-poll", flag(options.firstPoll),
+             "a gateway's first poll: the download waits for the mobile app"},
+            {"--power-cut", flag(options.powerCut),
+             "the node loses power during the download, and takes it up again"},
+            {"--cut-power", base::number("N", options.cutPowerAt, 1, INT64_MAX),
+             "the node loses power at the N-th change of its storage, counted over its lives; "
+             "what was not synced by then is gone"},
+            // The three nodes have modes, roles and configurations of their own.
+            {.name = "--mesh",
+             .value = flag(options.mesh),
+             .text = "a gateway and two extenders at once; the extenders' reports arrive at the "
+                     "gateway, as the root; takes policy 0 or 1, and no mode, role or node-conf",
+             .excludes = {"--mode", "--role", "--node-conf"}},
+            {"--fail",
+             oneOf({"checksum", "flash", "activate", "boot", "health", "server", "certificate",
+                    "signature", "version", "disk"},
+                   options.fail),
+             "let this go wrong, and see what the agent makes of it"},
+            {"--fast", flag(options.fast),
+             "sleeps and retries pass at once, the server sends as fast as it can"}};
 }
 
-constexpr std::array kRows{
-    Row{"--policy", "0|1|2|3",
-        "0 activate at the activation time, 1 at once (default), 2 write only, "
-        "3 activate on arrival what the passive bank holds",
-        [](Options &options, const std::string &value) { options.policy = value[0] - '0'; }},
-    Row{"--mode", "RGW|AP_Bridge", "gateway (default) or mesh extender",
-        [](Options &options, const std::string &value) { options.mode = value; }},
-    Row{"--role", "ROLE", "the node's role; an AP_Bridge that is Controller acts as gateway",
-        [](Options &options, const std::string &value) { options.role = value; }},
-    Row{"--plain-http", "", "serve the image over http, without certificates",
-        [](Options &options, const std::string &) { options.plainHttp = true; }},
-    Row{"--offload", "", "the node hands download and activation to the gateway",
-        [](Options &options, const std::string &) { options.offload = true; }},
-    Row{"--first-poll", "", "a gateway's first poll: the download waits for the mobile app",
-        [](Options &options, const std::string &) { options.firstPoll = true; }},
-    Row{"--power-cut", "", "the node loses power during the download, and takes it up again",
-        [](Options &options, const std::string &) { options.powerCut = true; }},
-    Row{"--cut-power", "N",
-        "the node loses power at the N-th change of its storage, counted over its lives; "
-        "what was not synced by then is gone",
-        [](Options &options, const std::string &value) { options.cutPowerAt = callFrom(value); }},
-    Row{"--mesh", "",
-        "a gateway and two extenders at once; the extenders' reports arrive at the "
-        "gateway, as the root; takes policy 0 or 1, and no mode, role or node-conf",
-        [](Options &options, const std::string &) { options.mesh = true; }},
-    Row{"--fail", "checksum|flash|activate|boot|health|server|certificate|signature|version|disk",
-        "let this go wrong, and see what the agent makes of it",
-        [](Options &options, const std::string &value) { options.fail = value; }},
-    Row{"--fast", "", "sleeps and retries pass at once, the server sends as fast as it can",
-        [](Options &options, const std::string &) { options.fast = true; }},
-    Row{"--build-dir", "DIR", "where the project was built (default: where this program is)",
-        [](Options &options, const std::string &value) { options.buildFolder = value; }},
-    Row{"--run-dir", "DIR",
-        "everything of this run goes here (default: BUILD/demo/ROAD): a folder "
-        "that is new or empty; the next run in it empties it again",
-        [](Options &options, const std::string &value) { options.runFolder = value; }},
-    Row{"--limit", "SECONDS", "give up after so long (1 to 9999, default 120)",
-        [](Options &options, const std::string &value) { options.limit = secondsFrom(value); }},
-    Row{"--library", "FILE", "the agent to run (default: the one of the build)",
-        [](Options &options, const std::string &value) { options.library = value; }},
-    Row{"--node-conf", "FILE", "configure the node with this file instead",
-        [](Options &options, const std::string &value) { options.nodeConfig = value; }},
-    Row{"--help", "", "this text",
-        [](Options &options, const std::string &) { options.help = true; }},
-};
-
-bool isChoice(std::string_view values) { return values.find('|') != std::string_view::npos; }
-
-bool contains(std::string_view values, std::string_view value) {
-    while (!values.empty()) {
-        const std::size_t bar = values.find('|');
-        if (values.substr(0, bar) == value) {
-            return true;
-        }
-        values = bar == std::string_view::npos ? std::string_view{} : values.substr(bar + 1);
-    }
-    return false;
+Rows runOptions(Options &options, std::int64_t &limit) {
+    return {{"--build-dir", text("DIR", options.buildFolder),
+             "where the project was built (default: where this program is)"},
+            {"--run-dir", text("DIR", options.runFolder),
+             "everything of this run goes here (default: BUILD/demo/ROAD): a folder that is new or "
+             "empty; the next run in it empties it again"},
+            {"--limit", base::number("SECONDS", limit, 1, 9999),
+             "give up after so long (1 to 9999, default 120)"},
+            {"--library", text("FILE", options.library),
+             "the agent to run (default: the one of the build)"},
+            {"--node-conf", text("FILE", options.nodeConfig),
+             "configure the node with this file instead"}};
 }
 
-const Row &rowOf(const std::string &name) {
-    const auto row = std::find_if(kRows.begin(), kRows.end(),
-                                  [&](const Row &candidate) { return candidate.name == name; });
-    if (row == kRows.end()) {
-        refuse("unknown option \"" + name + "\"");
+base::Command commandLine(Options &options, std::int64_t &limit) {
+    base::Command demo{.name = "demo",
+                       .summary = "Upgrades a node on this desk over the air, from the offer to "
+                                  "the commit."};
+    for (const Rows &rows :
+         {nodeOptions(options), roadOptions(options), runOptions(options, limit)}) {
+        demo.options.insert(demo.options.end(), rows.begin(), rows.end());
     }
-    return *row;
-}
-
-std::string valueOf(const Row &row, const std::vector<std::string> &arguments, std::size_t &at) {
-    const std::string name(row.name);
-    const std::string values(row.values);
-    if (at + 1 == arguments.size()) {
-        refuse(name + " needs a value: " + values);
-    }
-    const std::string &value = arguments[++at];
-    if (value.empty() || (isChoice(values) && !contains(values, value))) {
-        refuse(name + " \"" + value + "\" is not a value it takes: " + values);
-    }
-    return value;
-}
-
-// The three nodes have modes, roles and configurations of their own.
-void checkMesh(const std::vector<std::string> &arguments) {
-    for (const char *name : {"--mode", "--role", "--node-conf"}) {
-        if (std::find(arguments.begin(), arguments.end(), name) != arguments.end()) {
-            refuse(std::string(name) + " and --mesh do not go together");
-        }
-    }
-}
-
-constexpr const char *kMargin = "                ";
-constexpr std::size_t kHelpColumns = 80;
-
-// Lines of the text, each broken behind one of `breaks`.
-std::string indented(const std::string &first, const std::string &further, std::string_view text,
-                     std::string_view breaks) {
-    std::string lines;
-    std::string margin = first;
-    while (!text.empty()) {
-        const std::size_t room = kHelpColumns - margin.size();
-        const std::size_t end =
-            text.size() <= room ? text.size() : text.substr(0, room).find_last_of(breaks) + 1;
-        std::string_view line = text.substr(0, end);
-        text.remove_prefix(end);
-        line.remove_suffix(line.ends_with(' ') ? 1 : 0);
-        lines.append(margin).append(line).append("\n");
-        margin = further;
-    }
-    return lines;
+    return {.name = "ota-desk", .summary = "A node on this desk.", .verbs = {demo}};
 }
 
 } // namespace
 
 Options readOptions(const std::vector<std::string> &arguments) {
     Options options;
-    for (std::size_t at = 0; at < arguments.size(); ++at) {
-        const Row &row = rowOf(arguments[at]);
-        row.store(options, row.values.empty() ? "" : valueOf(row, arguments, at));
+    std::int64_t limit = options.limit.count();
+    const base::Command program = commandLine(options, limit);
+    std::vector<std::string> words = {program.name, "demo"};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    const base::Parsed parsed = base::parse(program, words);
+    options.help = parsed.help;
+    if (!options.help && !parsed.wrong.empty()) {
+        throw OptionError(base::withAdvice(parsed));
     }
-    if (options.mesh) {
-        checkMesh(arguments);
-    }
+    options.limit = std::chrono::seconds(limit);
     if (options.role.empty()) {
         options.role = options.mode == "RGW" ? "Controller" : "Agent";
     }
@@ -172,22 +104,14 @@ Options readOptions(const std::vector<std::string> &arguments) {
 }
 
 std::string helpText(const std::string &combinations) {
-    std::string text =
-        "usage: ota-desk demo [options]\n"
-        "Upgrades a node on this desk over the air, from the offer to the commit.\n\n";
-    for (const Row &row : kRows) {
-        std::string names(row.name);
-        if (!row.values.empty()) {
-            names.append(" ").append(row.values);
-        }
-        text +=
-            indented("  ", "         ", names, "|") + indented(kMargin, kMargin, row.meaning, " ");
-    }
-    text += "\nwhat does not go together:\n" + combinations;
-    text += "\nexit codes: 0 committed, and the running bank holds the image byte for byte;\n"
-            "            3 ended as it should, but not in a commit; 2 bad option;\n"
-            "            1 anything else\n";
-    return text;
+    Options options;
+    std::int64_t limit = 0;
+    base::Command demo = commandLine(options, limit).verbs.front();
+    demo.footer = "What does not go together:\n" + combinations +
+                  "\nexit codes: 0 committed, and the running bank holds the image byte for byte;\n"
+                  "            3 ended as it should, but not in a commit; 2 bad option;\n"
+                  "            1 anything else\n";
+    return base::helpText(demo, "ota-desk demo");
 }
 
 } // namespace desk
