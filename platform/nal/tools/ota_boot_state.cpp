@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 // ota-boot-state: makes the first boot state of a node, boots by one as a boot loader does, shows
 // one.
+#include "base/command_line.h"
 #include "platform/nal/boot.h"
 #include "platform/nal/boot_copies.h"
 #include "platform/nal/boot_state.h"
 #include "platform/nal/image_stream.h"
-#include "platform/nal/tools/command_line.h"
+#include "platform/nal/tools/failure.h"
 #include "platform/nal/trusted_path.h"
 
 #include <algorithm>
@@ -18,13 +19,19 @@
 namespace {
 
 constexpr int kPassedOver = 3;
+constexpr int kNotTrusted = 9; // others than root and this user could change what was named
 
-const tools::Program kProgram = {
-    "ota-boot-state",
-    "ota-boot-state init --active a|b --image IMAGE-IN-THAT-BANK --output FILE, "
-    "or ota-boot-state boot --a BANK --b BANK --state FILE [--command-line FILE], "
-    "or ota-boot-state show FILE; FILE of a boot state: the file, or fw_env.config:FILE for the "
-    "devices that FILE names"};
+struct Making {
+    nal::Bank active = nal::Bank::a;
+    std::string image;
+    std::string output;
+};
+
+struct Booting {
+    std::string a, b, state, commandLine;
+};
+
+bool reportFailure(const std::string &what) { return tools::reportFailure("ota-boot-state", what); }
 
 // A boot state in a file, or where a file in fw_env.config's format says.
 nal::BootPlace placeOf(const std::string &argument) {
@@ -40,12 +47,12 @@ nal::BootPlace placeOf(const std::string &argument) {
 
 bool isTrusted(const std::string &path) {
     const std::string flaw = path.empty() ? "" : nal::whyNotTrusted(path);
-    return flaw.empty() || tools::reportFailure(kProgram, flaw);
+    return flaw.empty() || reportFailure(flaw);
 }
 
 bool isTrustedFile(const std::string &path) {
     const std::string flaw = path.empty() ? "" : nal::whyNoTrustedFile(path);
-    return flaw.empty() || tools::reportFailure(kProgram, flaw);
+    return flaw.empty() || reportFailure(flaw);
 }
 
 // A boot state or a bank that others may change would decide what boots: it is not used.
@@ -61,57 +68,51 @@ bool areTrusted(const nal::BootPlace &place, const std::vector<std::string> &oth
                        [](const nal::BootCopy &copy) { return isTrusted(copy.path); });
 }
 
-int makeBootState(const tools::Options &options) {
-    const std::string &active = options.at("--active");
-    if (active != "a" && active != "b") {
-        return tools::reportUse(kProgram, "--active is " + active + ", expected a or b");
-    }
+int makeBootState(const Making &making) {
     nal::BootState state;
     std::string whatIsWrong;
-    state.active = active == "b" ? nal::Bank::b : nal::Bank::a;
+    state.active = making.active;
     state.next = state.active;
-    if (!areTrusted(placeOf(options.at("--output")))) {
-        return tools::kNotTrusted;
+    if (!areTrusted(placeOf(making.output))) {
+        return kNotTrusted;
     }
-    if (!nal::recordOfImage(options.at("--image"), state.of(state.active), whatIsWrong) ||
-        !nal::makeBootState(placeOf(options.at("--output")), state, whatIsWrong)) {
-        tools::reportFailure(kProgram, whatIsWrong);
+    if (!nal::recordOfImage(making.image, state.of(state.active), whatIsWrong) ||
+        !nal::makeBootState(placeOf(making.output), state, whatIsWrong)) {
+        reportFailure(whatIsWrong);
         return 1;
     }
     return 0;
 }
 
 // The exit code says whether the chosen bank booted at once, with nothing to say.
-int bootByState(const tools::Options &options) {
-    const nal::BootWay way{placeOf(options.at("--state")),
-                           {options.at("--a"), options.at("--b")},
-                           options.at("--command-line")};
+int bootByState(const Booting &booting) {
+    const nal::BootWay way{placeOf(booting.state), {booting.a, booting.b}, booting.commandLine};
     if (!areTrusted(way.state, {way.bankPaths[0], way.bankPaths[1], way.commandLine})) {
-        return tools::kNotTrusted;
+        return kNotTrusted;
     }
     nal::BootState state;
     std::vector<std::string> passedOver;
     std::string whatIsWrong;
     if (!nal::bootNode(way, state, passedOver, whatIsWrong)) {
-        tools::reportFailure(kProgram, whatIsWrong);
+        reportFailure(whatIsWrong);
         return 1;
     }
     std::printf("active=%s\n", nal::bankName(state.active));
     for (const std::string &line : passedOver) {
-        tools::reportFailure(kProgram, line);
+        reportFailure(line);
     }
     return passedOver.empty() ? 0 : kPassedOver;
 }
 
 int showBootState(const std::string &path) {
     if (!areTrusted(placeOf(path))) {
-        return tools::kNotTrusted;
+        return kNotTrusted;
     }
     nal::BootState state;
     std::string whatIsWrong;
     nal::BootFindings findings;
     if (!nal::readBootState(placeOf(path), state, whatIsWrong, &findings)) {
-        tools::reportFailure(kProgram, whatIsWrong);
+        reportFailure(whatIsWrong);
         return 1;
     }
     std::printf("active=%s\nnext=%s\ntrial=%s\n", nal::bankName(state.active),
@@ -127,32 +128,52 @@ int showBootState(const std::string &path) {
                     nal::trialFailureName(failed.last));
     }
     for (const std::string &damage : findings.damages) {
-        tools::reportFailure(kProgram, damage);
+        reportFailure(damage);
     }
     return 0;
+}
+
+base::Command initVerb(Making &making) {
+    using base::text, base::Times;
+    return {
+        .name = "init",
+        .summary = "Make the first boot state of a node",
+        .options = {{"--active",
+                     base::oneOf({{"a", nal::Bank::a}, {"b", nal::Bank::b}}, making.active),
+                     "The bank that boots", Times::once},
+                    {"--image", text("IMAGE", making.image), "What that bank holds", Times::once},
+                    {"--output", text("STATE", making.output), "The boot state", Times::once}},
+        .run = [&making] { return makeBootState(making); }};
+}
+
+base::Command bootVerb(Booting &booting) {
+    using base::text, base::Times;
+    return {.name = "boot",
+            .summary = "Choose the bank as a boot loader does",
+            .options = {{"--a", text("BANK", booting.a), "Bank a", Times::once},
+                        {"--b", text("BANK", booting.b), "Bank b", Times::once},
+                        {"--state", text("STATE", booting.state), "The boot state", Times::once},
+                        {"--command-line", text("FILE", booting.commandLine),
+                         "Write what the kernel is told here"}},
+            .run = [&booting] { return bootByState(booting); }};
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
-    if (tools::helpWasGiven(kProgram, argc, argv)) {
-        return 0;
-    }
-    const std::string_view verb = argc > 1 ? argv[1] : "";
-    if (verb == "show" && argc == 3) {
-        return showBootState(argv[2]);
-    }
-    if (verb == "boot") {
-        tools::Options options = {
-            {"--a", ""}, {"--b", ""}, {"--state", ""}, {"--command-line", ""}};
-        return tools::readOptions(kProgram, argc, argv, options, "--command-line")
-                   ? bootByState(options)
-                   : tools::kWrongUse;
-    }
-    if (verb != "init") {
-        return tools::reportUse(kProgram, "give init, boot or show");
-    }
-    tools::Options options = {{"--active", ""}, {"--image", ""}, {"--output", ""}};
-    return tools::readOptions(kProgram, argc, argv, options) ? makeBootState(options)
-                                                             : tools::kWrongUse;
+    Making making;
+    Booting booting;
+    std::string state;
+    return base::runCommand(
+        {.name = "ota-boot-state",
+         .summary = "Makes the first boot state of a node, boots by one, shows one. STATE is its "
+                    "file, or fw_env.config:FILE for the devices that FILE names.",
+         .verbs = {initVerb(making),
+                   bootVerb(booting),
+                   {.name = "show",
+                    .summary = "Show a boot state",
+                    .arguments = {{"state", base::text("STATE", state), "The boot state",
+                                   base::Times::once}},
+                    .run = [&state] { return showBootState(state); }}}},
+        argc, argv);
 }

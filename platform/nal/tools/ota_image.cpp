@@ -1,29 +1,31 @@
 // SPDX-License-Identifier: MIT
 // ota-image: puts the manifest behind a payload, and shows the manifest of an image.
+#include "base/command_line.h"
 #include "platform/nal/digest.h"
 #include "platform/nal/file_io.h"
 #include "platform/nal/image_manifest.h"
 #include "platform/nal/image_signing.h"
 #include "platform/nal/image_stream.h"
 #include "platform/nal/new_file.h"
-#include "platform/nal/tools/command_line.h"
+#include "platform/nal/tools/failure.h"
 
 #include <cinttypes>
 #include <cstdio>
 #include <fcntl.h>
 #include <string>
-#include <string_view>
 #include <sys/stat.h>
 
 namespace {
 
 constexpr mode_t kImageMode = 0644;
 
-const tools::Program kProgram = {
-    "ota-image", "ota-image make --payload FILE --version VERSION --model MODEL --output FILE, "
-                 "or ota-image show FILE"};
+struct Making {
+    std::string payload;
+    std::string output;
+    nal::ImageManifest manifest;
+};
 
-bool reportFailure(const std::string &what) { return tools::reportFailure(kProgram, what); }
+bool reportFailure(const std::string &what) { return tools::reportFailure("ota-image", what); }
 
 // Copies the payload and fills in its size and sum; constant memory, whatever the size.
 bool copyPayload(const std::string &from, nal::NewFile &output, nal::ImageManifest &manifest) {
@@ -46,18 +48,16 @@ bool copyPayload(const std::string &from, nal::NewFile &output, nal::ImageManife
     return true;
 }
 
-int makeImage(const tools::Options &options) {
-    nal::ImageManifest manifest;
-    manifest.version = options.at("--version");
-    manifest.model = options.at("--model");
+int makeImage(Making &making) {
+    nal::ImageManifest &manifest = making.manifest;
     nal::NewFile output;
     std::string trailer;
     std::string whatIsWrong;
-    if (!output.begin(options.at("--output"), kImageMode, whatIsWrong)) {
+    if (!output.begin(making.output, kImageMode, whatIsWrong)) {
         reportFailure(whatIsWrong);
         return 1;
     }
-    if (!copyPayload(options.at("--payload"), output, manifest)) {
+    if (!copyPayload(making.payload, output, manifest)) {
         return 1;
     }
     if (!nal::formatImageTrailer(manifest, trailer, whatIsWrong) ||
@@ -88,18 +88,26 @@ int showImage(const std::string &path) {
 } // namespace
 
 int main(int argc, char **argv) {
-    if (tools::helpWasGiven(kProgram, argc, argv)) {
-        return 0;
-    }
-    const std::string_view verb = argc > 1 ? argv[1] : "";
-    if (verb == "show" && argc == 3) {
-        return showImage(argv[2]);
-    }
-    if (verb != "make") {
-        return tools::reportUse(kProgram, "give make or show");
-    }
-    tools::Options options = {
-        {"--payload", ""}, {"--version", ""}, {"--model", ""}, {"--output", ""}};
-    return tools::readOptions(kProgram, argc, argv, options) ? makeImage(options)
-                                                             : tools::kWrongUse;
+    using base::text, base::Times;
+    Making making;
+    std::string image;
+    return base::runCommand(
+        {.name = "ota-image",
+         .summary = "Makes images: a payload with a manifest behind it.",
+         .verbs = {{.name = "make",
+                    .summary = "Put the manifest behind a payload",
+                    .options = {{"--payload", text("FILE", making.payload), "What is to be flashed",
+                                 Times::once},
+                                {"--version", text("VERSION", making.manifest.version),
+                                 "Its version", Times::once},
+                                {"--model", text("MODEL", making.manifest.model),
+                                 "The model of the nodes that it is for", Times::once},
+                                {"--output", text("FILE", making.output), "The image",
+                                 Times::once}},
+                    .run = [&making] { return makeImage(making); }},
+                   {.name = "show",
+                    .summary = "Show the manifest of an image",
+                    .arguments = {{"image", text("FILE", image), "The image", Times::once}},
+                    .run = [&image] { return showImage(image); }}}},
+        argc, argv);
 }
