@@ -183,10 +183,8 @@ class Parser {
     }
 
     void store(const std::string &name, const Parameter &parameter, const std::string &given) {
-        if (name == "--help" || name == "-h") {
-            parsed_.help = true;
-        } else if (name == "--version") {
-            parsed_.version = true;
+        if (!parameter.value.set) { // those that every program has
+            (name == "--version" ? parsed_.version : parsed_.help) = true;
         } else if (const std::string expected = parameter.value.set(given); !expected.empty()) {
             wrong(name + " is " + spelled(given) + ": expected " + expected);
         }
@@ -300,7 +298,7 @@ std::optional<int> answer(const Command &program, const Parsed &parsed) {
 }
 
 Parsed parseOrExit(const Command &program, int argc, char **argv) {
-    const Parsed parsed = parse(program, {argv, argv + argc});
+    Parsed parsed = parse(program, {argv, argv + argc});
     if (const std::optional<int> code = answer(program, parsed)) {
         std::exit(*code);
     }

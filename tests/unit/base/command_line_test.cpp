@@ -203,6 +203,15 @@ TEST_F(CommandLine, AskedForHelpOrVersionItPrintsThatAndNoMistake) {
     EXPECT_EQ(answer(program_, read({"send", "x", "-n", "1"})), std::nullopt);
 }
 
+TEST_F(CommandLine, AProgramWithoutAVersionMayTakeOne) {
+    program_.version.clear();
+    program_.options.push_back({"--version", text("VERSION", to), "Of an image"});
+    const Parsed parsed = read({"--version", "7", "group", "check"});
+    EXPECT_EQ(parsed.wrong, "");
+    EXPECT_FALSE(parsed.version);
+    EXPECT_EQ(to, "7");
+}
+
 TEST_F(CommandLine, AMistakeIsCodeTwoAndALineOnStandardError) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(answer(program_, read({"group", "check", "a", "b"})), 2);
