@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <optional>
 #include <string_view>
@@ -17,9 +18,14 @@ thread_local std::optional<int> given;
 // Wherever a distribution has the directory.
 bool isLibraryLock(std::string_view path) { return path.ends_with("/fw_printenv.lock"); }
 
-int openFor(const char *path, int flags, mode_t mode) {
+using Open = int (*)(const char *path, int flags, ...);
+
+// Whoever else stands before the C library's function, as a sanitizer does, is not passed by.
+Open nextNamed(const char *name) { return reinterpret_cast<Open>(dlsym(RTLD_NEXT, name)); }
+
+int openFor(Open next, const char *path, int flags, mode_t mode) {
     if (!given || !isLibraryLock(path)) {
-        return openat(AT_FDCWD, path, flags, mode);
+        return next != nullptr ? next(path, flags, mode) : openat(AT_FDCWD, path, flags, mode);
     }
     // Who asks for the reason of a failure shall not be told of this one.
     const int before = errno;
@@ -45,6 +51,7 @@ extern "C" __attribute__((visibility("default"))) int otaOpen64(const char *path
                                                                 ...) __asm__("open64");
 
 extern "C" int otaOpen(const char *path, int flags, ...) {
+    static const nal::Open next = nal::nextNamed("open");
     mode_t mode = 0;
     if (nal::hasMode(flags)) {
         va_list more;
@@ -52,10 +59,11 @@ extern "C" int otaOpen(const char *path, int flags, ...) {
         mode = va_arg(more, mode_t);
         va_end(more);
     }
-    return nal::openFor(path, flags, mode);
+    return nal::openFor(next, path, flags, mode);
 }
 
 extern "C" int otaOpen64(const char *path, int flags, ...) {
+    static const nal::Open next = nal::nextNamed("open64");
     mode_t mode = 0;
     if (nal::hasMode(flags)) {
         va_list more;
@@ -63,5 +71,5 @@ extern "C" int otaOpen64(const char *path, int flags, ...) {
         mode = va_arg(more, mode_t);
         va_end(more);
     }
-    return nal::openFor(path, flags | O_LARGEFILE, mode);
+    return nal::openFor(next, path, flags, mode);
 }
