@@ -253,7 +253,7 @@ std::string whyNotTrustedAbove(const std::string &path) {
 }
 
 std::string whyNoPrivateKey(const std::string &path) {
-    const std::string flaw = whyNotTrusted(path);
+    std::string flaw = whyNotTrusted(path);
     struct stat status {};
     if (!flaw.empty() || stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) ||
         (status.st_mode & kReadByOthers) == 0) {

@@ -108,7 +108,7 @@ class Configuration(node_case.Case):
     def setUp(self):
         super().setUp()
         self.node = Node(self.place, "n1")
-        (self.node.folder / "root.pem").touch()
+        (self.node.folder / "root.pem").touch(mode=0o600)
         self.good = self.node.config.read_text()
 
     def check(self, *words):
