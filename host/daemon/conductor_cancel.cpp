@@ -9,7 +9,8 @@
 
 namespace otad {
 
-// What runs works for the offer that stands: one is not cancelled without the other.
+// A timer's call and a trigger work for the offer that stands: one is not cancelled without the
+// other.
 bool Conductor::runsOrStands(std::uint64_t ticket) const {
     const Ledger &ledger = with_.book.ledger();
     if (ticket == 0) {

@@ -37,6 +37,20 @@ class BeforeTheReboot : public DaemonTest {
         EXPECT_THAT(explained("queue"), HasSubstr("behind the reboot"));
     }
 
+    // A timer that nobody's offer stands behind activates, and an offer comes behind it.
+    void activateForNoOffer() {
+        Ledger ledger;
+        ledger.bootId = "boot-1";
+        ledger.nextTicket = 8;
+        ledger.timers = {{"rebootTimer", 1, 0, 0, 1}};
+        keep(ledger);
+        host_.on("timer", {stage("activating"), stage("rebooting")});
+        startUp();
+        ASSERT_TRUE(turnUntil([&] { return host_.count("timer") == 1 && !kept().running; }));
+        ticketOf(offer());
+        turnWhileBusy();
+    }
+
     void boot() {
         stop();
         runFrom(nal::Bank::b, kNew);
@@ -67,16 +81,7 @@ TEST_F(BeforeTheReboot, a_word_that_comes_behind_it_decides_nothing) {
 }
 
 TEST_F(BeforeTheReboot, the_activation_may_be_of_no_offer_that_stands) {
-    Ledger ledger;
-    ledger.bootId = "boot-1";
-    ledger.nextTicket = 8;
-    ledger.timers = {{"rebootTimer", 1, 0, 0, 1}};
-    keep(ledger);
-    host_.on("timer", {stage("activating"), stage("rebooting")});
-    startUp();
-    ASSERT_TRUE(turnUntil([&] { return host_.count("timer") == 1 && !kept().running; }));
-    ticketOf(offer());
-    turnWhileBusy();
+    activateForNoOffer();
     EXPECT_EQ(host_.count("new-image"), 0U);
     EXPECT_EQ(daemon_->status().stage, "rebooting");
     EXPECT_EQ(cancel(0)->times, 0) << "it is taken back first";
@@ -98,16 +103,7 @@ TEST_F(BeforeTheReboot, what_the_agent_still_does_is_not_the_stage_of_the_node) 
 }
 
 TEST_F(BeforeTheReboot, a_service_that_is_restarted_knows_of_an_activation_of_no_offer) {
-    Ledger ledger;
-    ledger.bootId = "boot-1";
-    ledger.nextTicket = 8;
-    ledger.timers = {{"rebootTimer", 1, 0, 0, 1}};
-    keep(ledger);
-    host_.on("timer", {stage("activating"), stage("rebooting")});
-    startUp();
-    ASSERT_TRUE(turnUntil([&] { return host_.count("timer") == 1 && !kept().running; }));
-    ticketOf(offer());
-    turnWhileBusy();
+    activateForNoOffer();
     stop();
     startUp();
     turnWhileBusy();
