@@ -36,15 +36,17 @@ Told toldIn(const char *line) {
         return {};
     }
     return {textOf(object.get(), "event"),
+            textOf(object.get(), "version"),
             {static_cast<std::uint64_t>(*ticket), static_cast<std::uint32_t>(*code),
              textOf(object.get(), "result"), textOf(object.get(), "reason_code"),
              textOf(object.get(), "reason")}};
 }
 
+bool isEnd(const Told &told) { return told.event == "finished" || told.event == "cancelled"; }
+
 std::optional<End> endOfLine(const char *line) {
     const Told told = toldIn(line);
-    return told.event == "finished" || told.event == "cancelled" ? std::optional(told.end)
-                                                                 : std::nullopt;
+    return isEnd(told) ? std::optional(told.end) : std::nullopt;
 }
 
 } // namespace host

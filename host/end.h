@@ -27,12 +27,15 @@ struct End {
 /* The end of a ticket with this outcome, for this cause. */
 End endOf(std::uint64_t ticket, Outcome outcome, const Cause &cause);
 
-/* Of a line of the history: its event, its ticket, and why; ticket 0 where it cannot be read. */
+/* Of a line of the history: its event, its request, and why; ticket 0 where it cannot be read. */
 struct Told {
     std::string event;
+    std::string version;
     End end;
 };
 Told toldIn(const char *line);
+/* It tells the end of its ticket. */
+bool isEnd(const Told &told);
 
 /* The end that this line of the history tells; nothing where it tells something else. */
 std::optional<End> endOfLine(const char *line);

@@ -10,6 +10,7 @@
 #include "host/daemon/keep/agent_memory_text.h"
 #include "host/daemon/keep/explain.h"
 #include "host/daemon/keep/resume.h"
+#include "host/daemon/keep/tickets_told.h"
 #include "host/daemon/node_timers.h"
 #include "host/daemon/request_book.h"
 #include "host/daemon/status_board.h"
@@ -54,6 +55,9 @@ class Conductor {
 
     Conductor(const Means &means, HostProgram program, Callbacks callbacks);
 
+    /* The ledger is begun anew: tickets go on behind those that were told, and what was open is
+     * over. Before bookLoaded. */
+    void bookLost(const TicketsTold &tickets, const host::Cause &why);
     /* The ledger was read: everything in it is on the disk. */
     void bookLoaded() { keptTicket_ = ledger().nextTicket - 1; }
 

@@ -54,6 +54,18 @@ void Conductor::accept(Request request, Answer answer) {
     });
 }
 
+// One ticket given twice would end whoever waits for it with the end of another request.
+void Conductor::bookLost(const TicketsTold &tickets, const host::Cause &why) {
+    ledger().nextTicket = tickets.last() + 1;
+    for (const auto &[ticket, version] : tickets.open()) {
+        Request request;
+        request.ticket = ticket;
+        request.version = version;
+        finish(request, host::Outcome::lost,
+               {why.reason, "what was kept of it is gone: " + why.sentence});
+    }
+}
+
 void Conductor::timerRanOut(const std::string &name) {
     Request expiry = expiryOf(name);
     tell("timer-ran-out", expiry, name);

@@ -58,22 +58,36 @@ int Daemon::run() {
 }
 
 void Daemon::loadWhatWasKept() {
+    TicketsTold tickets;
     std::string whatIsWrong;
-    history_.load();
+    history_.load([&tickets](const std::string &line) { tickets.take(line); });
     if (!settings_.load(whatIsWrong)) {
         logError(whatIsWrong);
     }
     board_.setSettings(settings_.inForce());
+    loadBook(tickets);
+    board_.setReport(book_.ledger().lastWord, book_.ledger().lastRecord);
+    recallReasons();
+}
+
+// A ledger that gave no ticket yet is not the one that the history tells of.
+void Daemon::loadBook(const TicketsTold &tickets) {
+    host::Cause whatIsWrong;
     if (!book_.load(whatIsWrong)) {
         HistoryLine line;
         line.event = "state-damaged";
         line.outcome = host::Outcome::failed;
-        line.reason = whatIsWrong;
+        line.reasonCode = whatIsWrong.reason;
+        line.reason = whatIsWrong.sentence;
+        line.next = host::rowOf(whatIsWrong.reason).remedy;
         chronicle_.tell(line);
+    } else if (book_.ledger().nextTicket == 1) {
+        whatIsWrong = {host::Reason::stateDamaged, book_.path() + " is missing"};
+    }
+    if (book_.ledger().nextTicket == 1) {
+        conductor_.bookLost(tickets, whatIsWrong);
     }
     conductor_.bookLoaded();
-    board_.setReport(book_.ledger().lastWord, book_.ledger().lastRecord);
-    recallReasons();
 }
 
 // How the last request ended, and why the one that stands waits, is in the history alone.

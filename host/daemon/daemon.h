@@ -38,6 +38,7 @@ class Daemon final : public BusCalls {
 
   private:
     void loadWhatWasKept();
+    void loadBook(const TicketsTold &tickets);
     void recallReasons();
     void watchTheBus();
     void nameTaken();

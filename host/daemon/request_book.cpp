@@ -27,7 +27,7 @@ std::string freePath(const std::string &path) {
 
 } // namespace
 
-bool RequestBook::load(std::string &whatIsWrong) {
+bool RequestBook::load(host::Cause &whatIsWrong) {
     if (access(path_.c_str(), F_OK) != 0 && errno == ENOENT) {
         return true;
     }
@@ -35,17 +35,20 @@ bool RequestBook::load(std::string &whatIsWrong) {
     Ledger ledger;
     std::string why;
     if (!nal::readWholeFile(path_, kLargestBook, text, why)) {
-        whatIsWrong = why + "; the node starts without the requests that it held";
+        whatIsWrong = {host::Reason::stateDamaged,
+                       why + "; the node starts without the requests that it held"};
         return false;
     }
     bool newer = false;
     if (!parseLedger(text, ledger, why, &newer)) {
         const std::string aside = newer ? freePath(path_ + ".newer") : path_ + ".damaged";
         const bool moved = std::rename(path_.c_str(), aside.c_str()) == 0;
-        whatIsWrong = path_ + ": the kept requests " +
-                      (newer ? "are of a newer release of this service: " : "cannot be used: ") +
-                      why + (moved ? "; moved to " + aside : "; remove it") +
-                      "; the node starts without them, offer again";
+        whatIsWrong = {
+            newer ? host::Reason::stateNewer : host::Reason::stateDamaged,
+            path_ + ": the kept requests " +
+                (newer ? "are of a newer release of this service: " : "cannot be used: ") + why +
+                (moved ? "; moved to " + aside : "; remove it") +
+                "; the node starts without them, offer again"};
         return false;
     }
     ledger_ = std::move(ledger);

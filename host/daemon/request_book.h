@@ -5,6 +5,7 @@
 
 #include "host/daemon/keep/disk_writer.h"
 #include "host/daemon/keep/ledger.h"
+#include "host/reason.h"
 
 #include <string>
 
@@ -16,13 +17,14 @@ class RequestBook {
 
     /*
      * Reads the file; no file is an empty ledger. False: the file cannot be used, was moved aside
-     * where that was possible, the ledger is empty, and whatIsWrong is one line.
+     * where that was possible, and the ledger is empty.
      */
-    bool load(std::string &whatIsWrong);
+    bool load(host::Cause &whatIsWrong);
     /* Writes the ledger as it is now; `done` follows from the loop, empty once it is on the disk.
      */
     void save(DiskWriter::Done done = {});
 
+    const std::string &path() const { return path_; }
     Ledger &ledger() { return ledger_; }
     const Ledger &ledger() const { return ledger_; }
 

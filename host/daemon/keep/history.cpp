@@ -103,11 +103,14 @@ History::History(DiskWriter &disk, std::string path, std::uint64_t maxBytes, int
           [room = maxBytes / 4](std::string_view text) { return thinnedOut(text, room); }})),
       failed_(std::move(failed)) {}
 
-std::size_t History::load() {
+std::size_t History::load(const std::function<void(const std::string &line)> &each) {
     std::size_t damaged = 0;
     for (int number = file_->keep; number >= 0; --number) {
         readLines(rotationOf(file_->path, number), kLongestLine, [&](std::string line) {
             if (isHistoryLine(line)) {
+                if (each) {
+                    each(line);
+                }
                 lastNumber_ = std::max(lastNumber_, numberOf(line));
                 std::string source = sourceOf(line);
                 remember({std::move(line), std::move(source)});

@@ -57,9 +57,9 @@ class History {
     History(DiskWriter &disk, std::string path, std::uint64_t maxBytes, int keep,
             std::function<void(const std::string &)> failed = {});
 
-    /* Reads the files, once, at start: it blocks. Damaged lines are skipped; how many, is the
-     * result. */
-    std::size_t load();
+    /* Reads the files, once, at start: it blocks. `each` gets every line, also those that memory
+     * has no room for. Damaged ones are skipped; how many, is the result. */
+    std::size_t load(const std::function<void(const std::string &line)> &each = {});
 
     /* One more than that of the line before; each is given once. */
     std::uint64_t nextNumber() { return ++lastNumber_; }

@@ -183,6 +183,61 @@ TEST_F(Restart, puts_a_damaged_book_aside_tells_it_and_starts_idle) {
     EXPECT_TRUE(turnUntil([&] { return finished(ticket); }));
 }
 
+// Who waits for an end must not take another request's for it.
+TEST_F(Restart, with_a_ledger_that_is_lost_ends_what_was_open_and_gives_no_ticket_twice) {
+    startUp();
+    const std::uint64_t ended = ticketOf(offer());
+    ASSERT_TRUE(turnUntil([&] { return finished(ended); }));
+    const std::uint64_t open = breakOffACall();
+    std::string newer = printLedger(kept());
+    newer.insert(newer.rfind('}'), ",\"later\": 1");
+    const std::string ledger = in("state/requests.json");
+    const auto lose = [&](const std::string &text) {
+        stop();
+        fs::remove(ledger);
+        if (!text.empty()) {
+            std::ofstream(ledger) << text;
+        }
+        host_.on("new-image", {stage("downloading"), waitFor("never")});
+        startUp();
+    };
+    lose("{\"half\": ");
+    EXPECT_THAT(codesOf(open), ElementsAre(codeOf(Outcome::lost)));
+    EXPECT_EQ(reasonCodeOf("state-damaged"), "state-damaged");
+    EXPECT_EQ(daemon_->status().lastEnd.ticket, open);
+    EXPECT_EQ(daemon_->status().lastEnd.reasonCode, "state-damaged");
+    EXPECT_THAT(explained("now"), HasSubstr("ticket " + std::to_string(open)));
+    const std::uint64_t next = ticketOf(offer());
+    EXPECT_EQ(next, open + 1);
+
+    lose(newer);
+    EXPECT_THAT(codesOf(next), ElementsAre(codeOf(Outcome::lost)));
+    EXPECT_EQ(reasonCodeOf("state-damaged"), "state-newer");
+    EXPECT_EQ(daemon_->status().lastEnd.reasonCode, "state-newer");
+    EXPECT_EQ(ticketOf(offer()), next + 1);
+
+    lose("");
+    EXPECT_EQ(told("state-damaged").size(), 2U) << "it was not put aside";
+    EXPECT_EQ(daemon_->status().lastEnd.ticket, next + 1);
+    EXPECT_THAT(daemon_->status().lastEnd.reason, HasSubstr("requests.json is missing"));
+    EXPECT_THAT(codesOf(ended).size(), 1U) << "it had its end";
+    EXPECT_THAT(codesOf(open).size(), 1U) << "only once";
+    EXPECT_EQ(ticketOf(offer()), next + 2);
+}
+
+TEST_F(Restart, with_a_ledger_ends_nothing_that_only_the_history_lacks_the_end_of) {
+    startUp();
+    const std::uint64_t ticket = ticketOf(offer());
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket) && !kept().running; }));
+    stop();
+    std::ofstream(in("state/history.jsonl"))
+        << R"({"time":"t","event":"accepted","ticket":1,"code":0})"
+        << "\n";
+    startUp();
+    EXPECT_THAT(codesOf(ticket), IsEmpty());
+    EXPECT_EQ(ticketOf(offer()), ticket + 1);
+}
+
 TEST_F(Restart, gives_up_a_call_that_crashed_too_often_before) {
     Ledger ledger;
     ledger.bootId = "boot-1";
