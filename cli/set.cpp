@@ -5,6 +5,7 @@
 #include "cli/failure.h"
 #include "cli/printable.h"
 #include "cli/verbs.h"
+#include "platform/nal/config_obstacles.h"
 
 #include <cstdio>
 #include <memory>
@@ -22,14 +23,22 @@ int set(const Options &options, const Globals &globals) {
     }
     BusClient client(globals.bus);
     client.call("ChangeSetting", "ss", options.name.c_str(), options.value.c_str());
+    const std::string odd = nal::oddValue(options.name, options.value);
     if (globals.json) {
         const host::Json object = success();
         add(object.get(), "name", options.name);
         add(object.get(), "value", options.value);
+        if (!odd.empty()) {
+            add(object.get(), "warning", options.name + " " + odd);
+        }
         printJson(object.get());
     } else {
         std::printf("%s is now %s\n", printable(options.name).c_str(),
                     printable(options.value).c_str());
+        if (!odd.empty()) {
+            std::fprintf(stderr, "otactl: warning: %s %s\n", printable(options.name).c_str(),
+                         printable(odd).c_str());
+        }
     }
     return 0;
 }

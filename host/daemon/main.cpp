@@ -62,13 +62,15 @@ int main(int argc, char **argv) {
     std::string whatIsWrong;
     const bool correct = nal::checkConfigFile(options.config, config, whatIsWrong);
     std::vector<std::string> warnings;
-    for (const std::string &mistake : nal::configMistakes(options.config, &warnings)) {
+    const std::vector<std::string> mistakes = nal::configMistakes(options.config, &warnings);
+    for (const std::string &mistake : mistakes) {
         otad::logError(mistake);
     }
     for (const std::string &warning : warnings) {
         otad::logWarning(warning);
     }
-    if (!correct) {
+    // Some mistakes do not keep it from the start: the agent's process tells what they hinder.
+    if (!correct || (options.check && !mistakes.empty())) {
         return configWrong;
     }
     if (options.check) {

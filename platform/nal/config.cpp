@@ -5,6 +5,7 @@
 #include "base/nearest.h"
 #include "platform/nal/bank_device.h"
 #include "platform/nal/boot_copies.h"
+#include "platform/nal/config_obstacles.h"
 #include "platform/nal/config_rows.h"
 #include "platform/nal/file_io.h"
 #include "platform/nal/ini_file.h"
@@ -46,9 +47,12 @@ class Reading {
 
     void lookAtPlaces() {
         lookAtDirectory("tmp", config_.tmpDirectory);
-        lookAtDirectory("configs", config_.configsDirectory);
+        const bool hasConfigs = lookAtDirectory("configs", config_.configsDirectory);
         lookAtDirectory("logs", config_.logsDirectory);
-        isTrusted("service", "state", config_.stateDirectory);
+        if (isTrusted("service", "state", config_.stateDirectory) &&
+            (hasConfigs || findEntry(entries_, "service", "state") != nullptr)) {
+            complainUnlessEmpty("service", "state", whyNoStateDirectory(config_.stateDirectory));
+        }
         lookAtBanks();
         lookAtBootState();
         // The one for downloads may still be to come.
@@ -61,6 +65,26 @@ class Reading {
         lookAtFile("root", "ca_certificate", config_.rootCaCertificate);
         lookAtFile("root", "certificate", config_.rootCertificate);
         lookAtFile("root", "key", config_.rootKey, whyNoPrivateKey);
+    }
+
+    // Of places with other mistakes there is nothing more to say.
+    void lookForObstacles() {
+        if (!mistakes_.empty()) {
+            return;
+        }
+        const BootPlace &place = config_.bootState;
+        complainUnlessEmpty("banks", place.file.empty() ? "fw_env_config" : "boot_state",
+                            whyNoBootState(place));
+        if (const std::string program = programOf(config_.healthCommand); !program.empty()) {
+            complainUnlessEmpty("trial", "health_command", whyNoProgram(program));
+        }
+        if (access(config_.caCertificate.c_str(), F_OK) == 0) {
+            complainUnlessEmpty("paths", "ca_certificate",
+                                whyNoCertificates(config_.caCertificate));
+        }
+        if (!config_.signerAuthority.empty()) {
+            complainUnlessEmpty("images", "signer_ca", whyNoCertificates(config_.signerAuthority));
+        }
     }
 
     const Config &config() const { return config_; }
@@ -98,6 +122,9 @@ class Reading {
             if (!takeValue(row, entry->value, config_, whatIsWrong)) {
                 mistakes_.push_back(atLine(path_, entry->line) + whatIsWrong);
                 bankRefused_ = bankRefused_ || std::string_view(row.section) == "banks";
+            } else if (const std::string odd = oddValue(row.key, entry->value); !odd.empty()) {
+                warnings_.push_back(atLine(path_, entry->line) + nameOf(row.section, row.key) +
+                                    " " + odd);
             }
         } else if (row.required) {
             complain(row.section, row.key, std::string("is missing: expected ") + row.expected);
@@ -190,13 +217,17 @@ class Reading {
         }
     }
 
-    void lookAtDirectory(const char *key, const std::string &path) {
+    bool lookAtDirectory(const char *key, const std::string &path) {
         struct stat status {};
-        if (!path.empty() && isTrusted("paths", key, path) &&
-            (stat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))) {
+        if (path.empty() || !isTrusted("paths", key, path)) {
+            return false;
+        }
+        if (stat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
             complain("paths", key,
                      "names no directory: there is none at " + path + "; make it or name another");
+            return false;
         }
+        return true;
     }
 
     bool lookAtFile(const char *section, const char *key, const std::string &path,
@@ -211,6 +242,12 @@ class Reading {
             return false;
         }
         return true;
+    }
+
+    void complainUnlessEmpty(const char *section, const char *key, const std::string &what) {
+        if (!what.empty()) {
+            complain(section, key, what);
+        }
     }
 
     void complain(const char *section, const char *key, const std::string &what) {
@@ -228,7 +265,9 @@ class Reading {
     bool bankRefused_ = false;
 };
 
-std::vector<std::string> check(const std::string &path, Config &config,
+enum class Depth { toStart, toUpgrade };
+
+std::vector<std::string> check(const std::string &path, Depth depth, Config &config,
                                std::vector<std::string> *warnings) {
     std::string text;
     std::string whatIsWrong;
@@ -242,6 +281,9 @@ std::vector<std::string> check(const std::string &path, Config &config,
     Reading reading(path, text);
     reading.takeEntries();
     reading.lookAtPlaces();
+    if (depth == Depth::toUpgrade) {
+        reading.lookForObstacles();
+    }
     if (warnings != nullptr) {
         *warnings = reading.warnings();
     }
@@ -275,7 +317,7 @@ bool parseConfig(const std::string &path, const std::string &text, Config &confi
 }
 
 bool checkConfigFile(const std::string &path, Config &config, std::string &whatIsWrong) {
-    const std::vector<std::string> mistakes = check(path, config, nullptr);
+    const std::vector<std::string> mistakes = check(path, Depth::toStart, config, nullptr);
     whatIsWrong = mistakes.empty() ? "" : mistakes.front();
     return mistakes.empty();
 }
@@ -283,7 +325,7 @@ bool checkConfigFile(const std::string &path, Config &config, std::string &whatI
 std::vector<std::string> configMistakes(const std::string &path,
                                         std::vector<std::string> *warnings) {
     Config unused;
-    return check(path, unused, warnings);
+    return check(path, Depth::toUpgrade, unused, warnings);
 }
 
 } // namespace nal

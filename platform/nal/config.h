@@ -86,9 +86,11 @@ bool parseConfig(const std::string &path, const std::string &text, Config &confi
 bool checkConfigFile(const std::string &path, Config &config, std::string &whatIsWrong);
 
 /*
- * The same, every mistake on a line of its own; empty where there is none. warnings may be null; it
- * takes a line for each of the first twenty keys that are not known, and one for the others. That
- * is no mistake: a configuration outlives releases of the service in both directions.
+ * The same, every mistake on a line of its own; empty where there is none. Where a start finds
+ * none, also what would make every upgrade fail: a boot state, certificate or program that cannot
+ * be used. warnings may be null; it takes a line for each value that is probably not meant, for
+ * each of the first twenty keys that are not known, and one for the others. That is no mistake: a
+ * configuration outlives releases of the service in both directions.
  */
 std::vector<std::string> configMistakes(const std::string &path,
                                         std::vector<std::string> *warnings = nullptr);

@@ -2,6 +2,8 @@
 // The sections and keys of an INI text, each with its line.
 #include "platform/nal/ini_file.h"
 
+#include "host/guard/utf8.h"
+
 #include <algorithm>
 #include <ini.h>
 #include <map>
@@ -19,26 +21,40 @@ struct Parse {
     std::string_view rest;
     std::set<int> leftOut;
     int line = 0;
-    int tooLongLine = 0;
+    std::string_view current{};          // the line that was fed last
+    std::map<int, std::string> spoilt{}; // lines that are not fed, and why
     std::vector<IniEntry> entries;
     std::vector<IniEntry> repeated;                        // keys that were given again
     std::set<std::pair<std::string, std::string>> given{}; // sections and keys
 };
 
+// The parser takes such a line for more of the value above it.
+bool continues(const Parse &parse, std::string_view value) {
+    const std::size_t begin = parse.current.find_first_not_of(" \t\v\f\r");
+    return begin != 0 && begin != std::string_view::npos &&
+           parse.current.substr(begin).starts_with(value);
+}
+
 char *readLine(char *buffer, int size, void *stream) {
     Parse &parse = *static_cast<Parse *>(stream);
-    if (parse.rest.empty() || parse.tooLongLine != 0) {
+    if (parse.rest.empty()) {
         return nullptr;
     }
     ++parse.line;
     const std::size_t end = parse.rest.find('\n');
     const std::string_view line = parse.rest.substr(0, end);
     parse.rest.remove_prefix(end == std::string_view::npos ? parse.rest.size() : end + 1);
-    if (line.size() >= static_cast<std::size_t>(size)) {
-        parse.tooLongLine = parse.line;
-        return nullptr;
+    const std::size_t longest = static_cast<std::size_t>(size) - 1;
+    if (host::guard::validUtf8(line) != line.size() || line.find('\0') != std::string_view::npos) {
+        parse.spoilt[parse.line] = "holds bytes that are no text in UTF-8; write the line anew";
+    } else if (line.size() > longest) {
+        parse.spoilt[parse.line] = "the line is too long: it has " + std::to_string(line.size()) +
+                                   " characters, at most " + std::to_string(longest) +
+                                   " are read; shorten it";
     }
-    const std::size_t fed = parse.leftOut.contains(parse.line) ? 0 : line.size();
+    parse.current = line;
+    const bool isFed = !parse.leftOut.contains(parse.line) && !parse.spoilt.contains(parse.line);
+    const std::size_t fed = isFed ? line.size() : 0;
     line.copy(buffer, fed);
     buffer[fed] = '\0';
     return buffer;
@@ -48,7 +64,15 @@ int takeEntry(void *user, const char *section, const char *key, const char *valu
     Parse &parse = *static_cast<Parse *>(user);
     const IniEntry entry{section, key, value, parse.line};
     const bool first = parse.given.emplace(section, key).second;
-    (first ? parse.entries : parse.repeated).push_back(entry);
+    if (!first && continues(parse, value)) {
+        parse.spoilt[parse.line] =
+            "the line begins with a blank, so it continues the one above; begin it with its key";
+    } else if (entry.section.empty()) {
+        parse.spoilt[parse.line] =
+            entry.key + " stands before any section; put its section above it, like [node]";
+    } else {
+        (first ? parse.entries : parse.repeated).push_back(entry);
+    }
     return 1;
 }
 
@@ -80,11 +104,16 @@ std::vector<IniEntry> parseIni(const std::string &name, std::string_view text,
         byLine[entry.line] =
             "[" + entry.section + "] " + entry.key + " is given a second time; remove one";
     }
-    if (parse.tooLongLine != 0) {
-        byLine[parse.tooLongLine] = "the line is too long; shorten it";
-    }
+    byLine.merge(parse.spoilt);
+    std::size_t told = 0;
     for (const auto &[line, what] : byLine) {
-        mistakes.push_back(atLine(name, line) + what);
+        if (++told <= kMostMistakes) {
+            mistakes.push_back(atLine(name, line) + what);
+        }
+    }
+    if (told > kMostMistakes) {
+        mistakes.push_back(name + ": and " + std::to_string(told - kMostMistakes) +
+                           " more lines that are wrong");
     }
     return std::move(parse.entries);
 }

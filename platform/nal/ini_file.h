@@ -18,8 +18,9 @@ struct IniEntry {
 
 /*
  * Splits the text as far as that goes. A line that is no section, no "key = value" and no comment,
- * that is too long, or that gives a key for the second time is a mistake: a line that begins with
- * "<name>:<line>: ". Behind a line that is too long, and after twenty others, nothing more is read.
+ * that is too long, no UTF-8, begins with a blank, stands before any section, or gives a key for
+ * the second time is a mistake: a line that begins with "<name>:<line>: ". After twenty the others
+ * are counted.
  */
 std::vector<IniEntry> parseIni(const std::string &name, std::string_view text,
                                std::vector<std::string> &mistakes);

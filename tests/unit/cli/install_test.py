@@ -59,6 +59,7 @@ class Installed(unittest.TestCase):
                 "usr/share/dbus-1/interfaces/velmo.otaSwAgent.xml",
                 "usr/share/dbus-1/system.d/velmo.otaSwAgent.conf",
                 "usr/share/doc/otaSwAgent/boot.cmd",
+                "usr/share/doc/otaSwAgent/codes.md",
                 "usr/share/doc/otaSwAgent/node.conf.example",
                 "usr/share/man/man1/otactl.1", "usr/share/man/man5/node.conf.5",
                 "usr/share/man/man8/otad.8",
@@ -117,7 +118,7 @@ class Installed(unittest.TestCase):
             path = re.search(rf"^{key} = (.*)$", example, re.M)[1]
             self.assertTrue(any(f"{path}/".startswith(f"{folder}/") for folder in writable),
                             f"{key} = {path}: the unit lets the service write {writable} only")
-        read = re.findall(r"^(?:\w*ca_certificate|certificate|key|signer_ca|health_command) = (.*)$",
+        read = re.findall(r"^(?:# )?(?:\w*ca_certificate|certificate|key|signer_ca|health_command) = (.*)$",
                           example, re.M)
         self.assertEqual(len(read), 6, read)
         for path in read:
@@ -154,7 +155,6 @@ class Installed(unittest.TestCase):
             work, root = pathlib.Path(folder) / "work", pathlib.Path(folder) / "root"
             (work / "build").mkdir(parents=True)
             (work / "build/release").symlink_to(BUILD)
-            (root / "etc").mkdir(parents=True)
             done = run("sh", "-eu", "-c", blocks[0], cwd=work,
                        env=os.environ | {"root": str(root), "LC_ALL": "C",
                                          "PATH": f"{pathlib.Path(CMAKE).parent}:{os.environ['PATH']}"})

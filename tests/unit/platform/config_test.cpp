@@ -5,6 +5,7 @@
 #include "platform/nal/config_rows.h"
 #include "platform/nal/open.h"
 
+#include <algorithm>
 #include <filesystem>
 
 namespace {
@@ -381,9 +382,114 @@ TEST_F(Configuration, EndsItsListOfWrongLinesAfterTwenty) {
     EXPECT_EQ(mistakes[20].find(configPath_ + ": [node] model is missing"), 0U) << mistakes[20];
 }
 
-TEST_F(Configuration, IsCheckedWithoutALockAndWithoutABootState) {
-    open();
+// The service starts with these, so that the agent's process can tell; a check names them before.
+TEST_F(Configuration, IsCheckedForWhatWouldMakeEveryUpgradeFail) {
+    writeText(in("garbage"), "no certificate");
+    writeText(in("no_program"), "exit 0");
+    const auto obstacles = [&](const std::string &text) {
+        writeText(configPath_, text);
+        nal::Config config;
+        std::string whatIsWrong;
+        EXPECT_TRUE(nal::checkConfigFile(configPath_, config, whatIsWrong)) << whatIsWrong;
+        const std::vector<std::string> mistakes = nal::configMistakes(configPath_);
+        return mistakes.size() == 1 ? mistakes[0] : std::to_string(mistakes.size()) + " mistakes";
+    };
+    EXPECT_EQ(obstacles(configWith("", "")), "0 mistakes");
+    EXPECT_NE(
+        obstacles(configWith("", "") + "[trial]\nhealth_command = " + in("none") + " && true\n")
+            .find("[trial] health_command begins with a program that is not there, " + in("none") +
+                  ": No such file or directory; put it there"),
+        std::string::npos);
+    EXPECT_NE(obstacles(configWith("", "") + "[trial]\nhealth_command = " + in("no_program") + "\n")
+                  .find("begins with " + in("no_program") + ", which is no program"),
+              std::string::npos);
+    EXPECT_EQ(obstacles(configWith("", "") + "[trial]\nhealth_command = /bin/sh -c true\n"),
+              "0 mistakes");
+    for (const std::string &line :
+         {"ca_certificate = garbage", "signature = required\nsigner_ca = garbage"}) {
+        const std::string key = line.starts_with("ca") ? "ca_certificate" : "signature";
+        EXPECT_NE(obstacles(configWith(key, line))
+                      .find("names a file without a usable certificate: garbage: holds no "
+                            "certificate in PEM"),
+                  std::string::npos)
+            << line;
+    }
     std::filesystem::remove(statePath_);
+    EXPECT_NE(obstacles(configWith("", ""))
+                  .find("[banks] boot_state names what the node cannot use: " + statePath_),
+              std::string::npos);
+    std::filesystem::create_directory(statePath_);
+    const std::string isDirectory = obstacles(configWith("", ""));
+    EXPECT_NE(isDirectory.find(statePath_), std::string::npos);
+    EXPECT_NE(isDirectory.find("ota-boot-state init"), std::string::npos);
+}
+
+TEST_F(Configuration, NamesAStateDirectoryThatCannotBeMade) {
+    writeText(in("file"), "");
+    EXPECT_NE(complaintAbout(configWith("", "") + "[service]\nstate = " + in("file") + "\n")
+                  .find("[service] state names no directory: " + in("file") + " is a file"),
+              std::string::npos);
+    EXPECT_NE(complaintAbout(configWith("", "") + "[service]\nstate = " + in("no/such") + "\n")
+                  .find("[service] state cannot be made: there is no directory " + in("no")),
+              std::string::npos);
+}
+
+TEST_F(Configuration, WarnsOfValuesThatAreProbablyNotMeant) {
+    const auto warningOf = [&](const std::string &key, const std::string &line) {
+        writeText(configPath_, configWith(key, line));
+        std::vector<std::string> warnings;
+        EXPECT_TRUE(nal::configMistakes(configPath_, &warnings).empty()) << line;
+        return warnings.size() == 1 ? warnings[0].substr(configPath_.size())
+                                    : std::to_string(warnings.size()) + " warnings";
+    };
+    EXPECT_EQ(
+        warningOf("work_mode", "work_mode = rgw"),
+        ":4: [node] work_mode is \"rgw\": the agent knows RGW and AP_Bridge and takes another "
+        "word for neither: what waits for its time is never activated; did you mean RGW?");
+    EXPECT_EQ(warningOf("work_role", "work_role = controler"),
+              ":5: [node] work_role is \"controler\": the agent knows Controller alone; did you "
+              "mean Controller?");
+    EXPECT_EQ(warningOf("model", "model = \"GW-1000\""),
+              ":2: [node] model is \"GW-1000\", and the quotes are part of the value; leave them "
+              "out");
+    EXPECT_EQ(warningOf("serial", "serial = SN42 # of the desk").substr(0, 24),
+              ":3: [node] serial is \"SN");
+    for (const char *const line : {"work_mode = AP_Bridge", "work_role = Agent", "model = GW#1"}) {
+        EXPECT_EQ(warningOf(std::string(line).substr(0, std::string(line).find(' ')), line),
+                  "0 warnings")
+            << line;
+    }
+}
+
+TEST_F(Configuration, NamesTheLineThatIsWrongAndWhatIsWrongWithIt) {
+    using namespace std::string_literals;
+    const std::string good = configWith("", "");
+    const int after = static_cast<int>(std::count(good.begin(), good.end(), '\n')) + 1;
+    const std::pair<std::string, std::string> lines[] = {
+        {"[service]\nhistory_files = 3\n lowest_version = 4QZ1\n",
+         ": the line begins with a blank, so it continues the one above; begin it with its key"},
+        {"[service]\nhistory_files = 3\n# " + std::string(300, 'x') + "\n",
+         ": the line is too long: it has 302 characters, at most 199 are read; shorten it"},
+        {"[service]\nhistory_files = 3\nlowest_version = 4QZ\0001\n"s,
+         ": holds bytes that are no text in UTF-8; write the line anew"},
+        {"[service]\nhistory_files = 3\nlowest_version = 4QZ\xfc\n",
+         ": holds bytes that are no text in UTF-8; write the line anew"},
+    };
+    for (const auto &[text, complaint] : lines) {
+        // What stands behind the line is read all the same.
+        writeText(configPath_, good + text + "history_size = much\n");
+        const std::vector<std::string> mistakes = nal::configMistakes(configPath_);
+        ASSERT_EQ(mistakes.size(), 2U) << text;
+        EXPECT_EQ(mistakes[0], configPath_ + ":" + std::to_string(after + 2) + complaint);
+        EXPECT_NE(mistakes[1].find("history_size is \"much\""), std::string::npos) << mistakes[1];
+    }
+    EXPECT_EQ(complaintAbout("model = M\n" + good),
+              configPath_ +
+                  ":1: model stands before any section; put its section above it, like [node]");
+}
+
+TEST_F(Configuration, IsCheckedWithoutALock) {
+    open();
     nal::Config config;
     std::string whatIsWrong;
     EXPECT_TRUE(nal::checkConfigFile(configPath_, config, whatIsWrong)) << whatIsWrong;
