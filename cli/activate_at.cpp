@@ -55,7 +55,8 @@ int activateAt(const std::string &time, const Globals &globals) {
     const std::uint64_t ticket = client.callForTicket("SetActivationTime", "s", record.c_str());
     answerTicket("accepted", ticket, globals);
     if (!globals.json) {
-        std::printf("%s\n", governedBy(node).c_str());
+        std::printf("%s\n", when.empty() ? "no time was given: the node keeps the one it has"
+                                         : governedBy(node).c_str());
     }
     return 0;
 }

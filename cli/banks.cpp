@@ -2,6 +2,7 @@
 // otactl banks: what the two banks hold, which of them is on trial, and which versions failed.
 #include "cli/bus_client.h"
 #include "cli/display.h"
+#include "cli/failure.h"
 #include "cli/json_output.h"
 #include "cli/printable.h"
 #include "cli/verbs.h"
@@ -68,6 +69,16 @@ void printBanks(const Node &node) {
     }
 }
 
+void requireBanks(const Node &node) {
+    if (node.banks.empty()) {
+        throw Failure(host::Outcome::notReady,
+                      "the banks are not known: " +
+                          (node.waitReason.empty()
+                               ? "the agent has not read the boot state yet"
+                               : node.waitReason + " (" + node.waitReasonCode + ")"));
+    }
+}
+
 } // namespace
 
 base::Command banksVerb(const Globals &globals) {
@@ -75,6 +86,7 @@ base::Command banksVerb(const Globals &globals) {
             .summary = "Show what the two banks hold, and which versions failed",
             .run = [&globals] {
                 const Node node = BusClient(globals.bus).readNode();
+                requireBanks(node);
                 if (globals.json) {
                     printBanksAsJson(node);
                 } else {

@@ -6,6 +6,7 @@
 #include "cli/printable.h"
 
 #include <cstdio>
+#include <string_view>
 
 namespace otactl {
 
@@ -15,7 +16,9 @@ int tellFailure(const Failure &failure, bool json) {
         const host::Json answer = outcomeAsJson(row, failure.what());
         printJson(answer.get());
     }
-    std::fprintf(stderr, "otactl: %s; %s\n", printable(failure.what()).c_str(), row.remedy);
+    const bool hasRemedy = std::string_view(row.remedy) != "nothing";
+    std::fprintf(stderr, "otactl: %s%s%s\n", printable(failure.what()).c_str(),
+                 hasRemedy ? "; " : "", hasRemedy ? row.remedy : "");
     return row.code;
 }
 

@@ -5,8 +5,10 @@
 #include "cli/answer.h"
 #include "cli/display.h"
 #include "cli/printable.h"
+#include "platform/nal/file_io.h"
 
 #include <cstdio>
+#include <unistd.h>
 
 namespace otactl {
 
@@ -31,6 +33,15 @@ int reportImage(const std::string &file, const nal::ImageManifest &manifest,
     display.line("sha256", manifest.payloadSha256);
     display.line("signer", manifest.signer);
     return 0;
+}
+
+std::string whyUnreadable(std::initializer_list<std::string> files) {
+    for (const std::string &file : files) {
+        if (!file.empty() && access(file.c_str(), R_OK) != 0) {
+            return nal::systemReason(file + ": cannot be read") + "; name a file that is there";
+        }
+    }
+    return "";
 }
 
 int reportRefusal(host::Outcome outcome, const std::string &reason, const Globals &globals) {

@@ -7,6 +7,7 @@
 #include "host/outcome.h"
 #include "platform/nal/image_manifest.h"
 
+#include <initializer_list>
 #include <string>
 
 namespace otactl {
@@ -14,6 +15,10 @@ namespace otactl {
 /* Version, model, size, digest and signer; returns the exit code of a success. */
 int reportImage(const std::string &file, const nal::ImageManifest &manifest,
                 const Globals &globals);
+
+/* Why one of the files that the command line names cannot be read; empty: each can, or its name is
+ * empty. */
+std::string whyUnreadable(std::initializer_list<std::string> files);
 
 /* The reason in one line, which says itself what to do; returns the outcome's code. */
 int reportRefusal(host::Outcome outcome, const std::string &reason, const Globals &globals);

@@ -8,7 +8,9 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <fcntl.h>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -35,6 +37,14 @@ void endWithTheReader() {
     sigprocmask(SIG_UNBLOCK, &pipe, nullptr);
 }
 
+// The next file that is opened would take its place: what is printed would go into the bus.
+void requireOutput() {
+    if (fcntl(STDOUT_FILENO, F_GETFD) < 0) {
+        throw Failure(host::Outcome::failed,
+                      std::string("standard output cannot be written: ") + std::strerror(errno));
+    }
+}
+
 // A full disk behind standard output must not look like success.
 void finishOutput() {
     errno = 0;
@@ -52,6 +62,7 @@ int main(int argc, char **argv) {
     endWithTheReader();
     otactl::Globals globals;
     try {
+        requireOutput();
         const int code = run({argv, argv + argc}, globals);
         finishOutput();
         return code;

@@ -18,7 +18,13 @@ struct Signing {
 
 int sign(const Signing &signing, const Globals &globals) {
     const std::string &output = signing.output.empty() ? signing.image : signing.output;
-    if (const std::string flaw = nal::whyNoPrivateKey(signing.files.key); !flaw.empty()) {
+    const nal::SigningFiles &files = signing.files;
+    if (const std::string why =
+            whyUnreadable({signing.image, files.key, files.certificate, files.chain});
+        !why.empty()) {
+        return reportRefusal(host::Outcome::wrongUse, why, globals);
+    }
+    if (const std::string flaw = nal::whyNoPrivateKey(files.key); !flaw.empty()) {
         return reportRefusal(host::Outcome::configWrong, flaw, globals);
     }
     nal::ImageManifest manifest;

@@ -16,6 +16,10 @@ struct Verification {
 };
 
 int verify(const Verification &verification, const Globals &globals) {
+    if (const std::string why = whyUnreadable({verification.image, verification.authority});
+        !why.empty()) {
+        return reportRefusal(host::Outcome::wrongUse, why, globals);
+    }
     if (const std::string flaw = nal::whyNotTrusted(verification.authority); !flaw.empty()) {
         return reportRefusal(host::Outcome::configWrong, flaw, globals);
     }

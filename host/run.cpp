@@ -16,6 +16,7 @@
 #include "host/stage.h"
 #include "host/supervisor_link.h"
 #include "host/trial.h"
+#include "platform/nal/because.h"
 #include "platform/nal/config.h"
 #include "platform/nal/offer_hook.h"
 #include "platform/nal/open.h"
@@ -136,17 +137,20 @@ int runHost(int argc, char **argv) {
     if (supervisorIsGone(channel)) {
         endHost("the supervisor ended before the host began; start it again");
     }
+    setSupervisor(&channel);
     // Told apart from what another start may mend.
     if (nal::Config unused; !nal::checkConfigFile(options.config, unused, whatIsWrong)) {
         complain(whatIsWrong);
+        tellLastWords({Reason::configWrong, whatIsWrong});
         return kConfigWrong;
     }
-    if (!nalOpen(options.config.c_str(), whatIsWrong) ||
-        !openAgentLibrary(options.library, agent, whatIsWrong)) {
-        endHost(whatIsWrong);
+    if (!nalOpen(options.config.c_str(), whatIsWrong)) {
+        endHost(whatIsWrong, nal::notedReason(Reason::none));
+    }
+    if (!openAgentLibrary(options.library, agent, whatIsWrong)) {
+        endHost(whatIsWrong, Reason::libraryUnusable);
     }
     closeLogFiles();
-    setSupervisor(&channel);
     followStages();
     followCauses();
     tellBanks();

@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 namespace host {
 namespace {
@@ -71,8 +72,22 @@ void complain(const std::string &whatIsWrong) {
     std::fprintf(stderr, "error: ota-host: %s\n", whatIsWrong.c_str());
 }
 
-void endHost(const std::string &whatIsWrong) {
+void tellLastWords(const Cause &cause) {
+    // Not twice: what is to be told may be that nothing can be told.
+    static bool told = false;
+    if (supervisor == nullptr || std::exchange(told, true)) {
+        return;
+    }
+    const Json note = newNote("last-words");
+    cJSON_AddStringToObject(note.get(), "reason", rowOf(cause.reason).name);
+    cJSON_AddStringToObject(note.get(), "text", cause.sentence.c_str());
+    std::string ignored;
+    supervisor->send(note.get(), ignored);
+}
+
+void endHost(const std::string &whatIsWrong, Reason reason) {
     complain(whatIsWrong);
+    tellLastWords({reason, whatIsWrong});
     std::exit(1);
 }
 

@@ -4,6 +4,7 @@
 #define HOST_SUPERVISOR_LINK_H
 
 #include "host/channel.h"
+#include "host/reason.h"
 
 #include <string>
 
@@ -28,8 +29,11 @@ void tellSupervisor(const Json &note);
 /* Writes "error: ota-host: " and the line on standard error. */
 void complain(const std::string &whatIsWrong);
 
-/* The same, and ends the host with 1. */
-[[noreturn]] void endHost(const std::string &whatIsWrong);
+/* Tells the supervisor why the host is about to end; where that cannot be told, nothing. */
+void tellLastWords(const Cause &cause);
+
+/* Complains, tells the supervisor, where one is set, and ends the host with 1. */
+[[noreturn]] void endHost(const std::string &whatIsWrong, Reason reason = Reason::none);
 
 } // namespace host
 

@@ -29,6 +29,9 @@ std::string sentence(const HistoryLine &line) {
 } // namespace
 
 void Chronicle::tell(HistoryLine line) {
+    if (line.next == "nothing") {
+        line.next.clear(); // the tables' word where there is nothing to do
+    }
     if (const std::uint64_t lines = history_.takeUnwritten(); lines > 0) {
         HistoryLine gap;
         gap.event = "history-gap";
@@ -56,7 +59,7 @@ bool Chronicle::admitsNow(const std::string &sender, std::string_view what) {
 void Chronicle::tellLeftOut() {
     for (const auto &[sender, count] : limit_.takeLeftOut(SenderLimit::Clock::now())) {
         HistoryLine line;
-        line.event = sender == kFromTheBus ? "refused" : "extender-report";
+        line.event = sender.starts_with(kFromTheBus) ? "refused" : "extender-report";
         line.outcome = host::Outcome::failed;
         line.reasonCode = host::Reason::senderLimited;
         line.reason = sender + ": and " + std::to_string(count) + " more, which are left out";

@@ -53,6 +53,7 @@ void Conductor::launchHost() {
     restartAtMs_ = 0;
     state_ = State::startingUp;
     witness_ = {};
+    lastWords_ = {};
     waitsForPath_.clear();
     trial_ = {};
     if (ledger().bootId != with_.bootId && (ledger().running || ledger().standing)) {
@@ -87,6 +88,7 @@ void Conductor::hostIsWrong(const std::string &why) {
 void Conductor::hostEnded(const std::string &how) {
     ++life_;
     const bool inTheCall = state_ == State::busy;
+    cannotStart_ = state_ == State::startingUp && !lastWords_.sentence.empty();
     state_ = State::off;
     lookForAddress_.cancel();
     if (chore_) {
@@ -116,9 +118,17 @@ void Conductor::tellCrash(const std::string &how, bool inTheCall) {
     HistoryLine line = lineOfNow("host-crashed");
     line.outcome = host::Outcome::hostCrashed;
     line.reasonCode = host::Reason::hostCrashed;
-    line.reason = how;
     line.next = "it is started again in " +
                 std::to_string(pauseBeforeStart(hostCrashes_) / kMsPerSecond) + " s";
+    line.reason = how;
+    if (!lastWords_.sentence.empty()) {
+        line.reasonCode =
+            lastWords_.reason == host::Reason::none ? line.reasonCode : lastWords_.reason;
+        line.reason += ": " + lastWords_.sentence;
+    }
+    hostFailure_ = {line.reasonCode,
+                    lastWords_.sentence.empty() ? "the host process: " + how : lastWords_.sentence};
+    with_.board.setHostFailure(hostFailure_);
     with_.chronicle.tell(line);
     if (ledger().running && inTheCall) {
         ++ledger().running->crashes;
@@ -134,6 +144,7 @@ int Conductor::restartInSeconds() const {
 }
 
 void Conductor::hostKnowsNode(const std::string &mac) {
+    cannotStart_ = false; // it has the node and the library
     with_.board.setHostMac(mac);
     nodeKnown_();
 }
@@ -155,6 +166,9 @@ void Conductor::hostWaitsFor(const std::string &path, const std::string &found) 
 
 void Conductor::startUpDone(const cJSON &message) {
     waitsForPath_.clear();
+    hostFailure_ = {};
+    cannotStart_ = false;
+    with_.board.setHostFailure(hostFailure_);
     tellBoot(); // where no banks could be told
     const Facts now = facts();
     with_.board.lookAtAddress();

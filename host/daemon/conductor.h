@@ -96,6 +96,8 @@ class Conductor {
     /* An image went to the gateway, or could not. */
     void hostHandedOver(const host::Cause &failure);
     void hostTellsCause(const cJSON &message);
+    /* Why it is about to end. */
+    void hostTellsLastWords(const cJSON &message);
     /* What the host says cannot be understood: it is as good as crashed. */
     void hostIsWrong(const std::string &why);
     HostProcess &host() { return host_; }
@@ -106,6 +108,12 @@ class Conductor {
     bool agentStarted() const { return state_ != State::off && state_ != State::startingUp; }
     const std::string &waitsForPath() const { return waitsForPath_; }
     int hostCrashes() const { return hostCrashes_; }
+    /* How the host process ended last; an empty sentence: it runs, or was ended. */
+    const host::Cause &hostFailure() const { return hostFailure_; }
+    /* The host says why it does not even start; then nothing can be taken over. */
+    bool cannotStart() const { return cannotStart_; }
+    /* While the agent has not started, half a sentence. */
+    std::string whyNotStarted() const;
     /* The host does nothing that the daemon would have to wait for. */
     bool isIdle() const { return state_ == State::idle; }
     const TrialNow &trial() const { return trial_; }
@@ -168,6 +176,7 @@ class Conductor {
     bool rebootAwaited() const;
     std::optional<int> attemptFailed(int seconds);
     bool endSeries(const cJSON &message);
+    std::optional<host::Cause> causeIn(const cJSON &message);
     void countDownloads();
     void renewHost();
     void awaitReboot();
@@ -222,6 +231,9 @@ class Conductor {
     std::optional<Chore> chore_;
     int failedSaves_ = 0;
     int hostCrashes_ = 0; // since a call last came to its end
+    host::Cause lastWords_;
+    host::Cause hostFailure_;
+    bool cannotStart_ = false;
     std::int64_t restartAtMs_ = 0;
     Alarm restart_;
     Alarm keepAgain_;

@@ -289,12 +289,25 @@ void Conductor::supersedeStanding(const Request &by) {
 }
 
 void Conductor::hostTellsCause(const cJSON &message) {
+    if (const auto cause = causeIn(message)) {
+        witness_.cause = *cause;
+    }
+}
+
+void Conductor::hostTellsLastWords(const cJSON &message) {
+    if (const auto cause = causeIn(message)) {
+        lastWords_ = *cause;
+    }
+}
+
+std::optional<host::Cause> Conductor::causeIn(const cJSON &message) {
     const host::ReasonRow *const row = host::rowOfReason(host::textOf(&message, "reason"));
     if (row == nullptr) {
-        return hostIsWrong("it names a reason that is not known");
+        hostIsWrong("it names a reason that is not known");
+        return std::nullopt;
     }
-    witness_.cause = {row->reason, host::textOf(&message, "text"),
-                      host::numberOf(&message, "attempt")};
+    return host::Cause{row->reason, host::textOf(&message, "text"),
+                       host::numberOf(&message, "attempt")};
 }
 
 // Without a reason it is the one that the outcome has as a rule.

@@ -27,7 +27,7 @@ void Conductor::hostTellsTrial(const std::string &note, const cJSON &message) {
         line.reasonCode = health || (failed != nullptr && failed->reason == "health")
                               ? host::Reason::healthFailed
                               : host::Reason::bootAttemptsSpent;
-        line.next = host::rowOf(line.outcome).remedy;
+        line.next = host::rowOf(line.reasonCode).remedy;
     } else if (note == "not-committed") {
         trial_ = {TrialNow::Step::notStored, line.reason};
         line.outcome = host::Outcome::failed;
@@ -78,7 +78,13 @@ std::string Conductor::whyBusy() const {
     case State::idle:
         break;
     }
-    return "the agent is starting";
+    return whyNotStarted();
+}
+
+std::string Conductor::whyNotStarted() const {
+    return cannotStart_ ? "the agent cannot start: " + hostFailure_.sentence + " (" +
+                              host::rowOf(hostFailure_.reason).name + ")"
+                        : "the agent is starting";
 }
 
 // A chore waits for nothing: an operator would rather ask again than find it done hours later.

@@ -25,6 +25,7 @@ class Daemon final : public BusCalls {
     /* start(), then until the service is told to end, or cannot go on; the exit code. */
     int run();
 
+    void calledBy(uid_t user) override { front_.calledBy(user); }
     void offerImage(std::string descriptor, host::guard::OfferFlags flags, Answer answer) override;
     void triggerMobileApp(int newswavailflag, Answer answer) override;
     void setActivationTime(std::string record, Answer answer) override;

@@ -10,26 +10,52 @@
 #include <ctime>
 
 namespace otad {
+namespace {
+
+std::string nameOf(uid_t user) {
+    return user == kNobodyKnown ? "an unknown user" : "user " + std::to_string(user);
+}
+
+} // namespace
+
+// What is taken over is begun within moments, or its turn comes; not where nothing can begin.
+std::optional<host::guard::Refusal> Front::noAgent() const {
+    if (!house_.conductor.cannotStart()) {
+        return std::nullopt;
+    }
+    return host::guard::Refusal{host::Outcome::notReady, "node", house_.conductor.whyNotStarted()};
+}
+
 // Whatever names the node by its address is judged by the one that it has now.
 std::optional<host::guard::Refusal> Front::noAddress() const {
+    if (const auto refusal = noAgent()) {
+        return refusal;
+    }
     house_.root.follow();
     if (!house_.board.lastStatus().mac.empty()) {
         return std::nullopt;
     }
     const bool early = !house_.conductor.agentStarted() && house_.conductor.waitsForPath().empty();
     return host::guard::Refusal{host::Outcome::notReady, "node",
-                                early ? "the agent is starting"
+                                early ? house_.conductor.whyNotStarted()
                                       : "the bridge br0 has no address; bring it up, then send the "
                                         "request again"};
 }
 
 Judge Front::judge() const { return judgeNow(house_.config, house_.board.lastStatus()); }
 
-// Callers may cause as many lines as they like.
-void Front::tell(const HistoryLine &line) {
-    if (house_.chronicle.judge(kFromTheBus, line.reason) == SenderLimit::Verdict::tell) {
-        house_.chronicle.tell(line);
+// Root needs no limit: whoever is root can do worse, and its own tools must not be held up.
+bool Front::isOverItsLimit(const BusCalls::Answer &answer) {
+    const std::string caller = nameOf(caller_);
+    const auto now = SenderLimit::Clock::now();
+    if (caller_ == 0 || requests_.admitsNow(caller, "", now)) {
+        return false;
     }
+    refuse({host::Outcome::tooMany, "caller",
+            caller + " has sent more requests than one user may; try again in " +
+                std::to_string(requests_.waitOf(caller, now).count()) + " s"},
+           answer);
+    return true;
 }
 
 void Front::refuse(const host::guard::Refusal &refusal, const BusCalls::Answer &answer) {
@@ -38,7 +64,11 @@ void Front::refuse(const host::guard::Refusal &refusal, const BusCalls::Answer &
     line.outcome = refusal.outcome;
     line.reason = refusal.text();
     line.next = host::rowOf(refusal.outcome).remedy;
-    tell(line);
+    // Callers may cause as many refusals as they like, each its own.
+    const std::string sender = std::string(kFromTheBus) + ", " + nameOf(caller_);
+    if (house_.chronicle.judge(sender, line.reason) == SenderLimit::Verdict::tell) {
+        house_.chronicle.tell(line);
+    }
     lastRefusal_ = refusal.text();
     answer(&refusal, 0);
 }
@@ -52,11 +82,18 @@ void Front::offerImage(const std::string &descriptor, const host::guard::OfferFl
     if (const auto refusal = newImageRequest(descriptor, flags, judge(), request)) {
         return refuse(*refusal, answer);
     }
-    house_.conductor.accept(std::move(request), answer);
+    if (!isOverItsLimit(answer)) {
+        house_.conductor.accept(std::move(request), answer);
+    }
 }
 
 void Front::triggerMobileApp(int newswavailflag, const BusCalls::Answer &answer) {
-    house_.conductor.accept(mobileTriggerRequest(newswavailflag), answer);
+    if (const auto refusal = noAgent()) {
+        return refuse(*refusal, answer);
+    }
+    if (!isOverItsLimit(answer)) {
+        house_.conductor.accept(mobileTriggerRequest(newswavailflag), answer);
+    }
 }
 
 void Front::setActivationTime(const std::string &record, const BusCalls::Answer &answer) {
@@ -66,10 +103,15 @@ void Front::setActivationTime(const std::string &record, const BusCalls::Answer 
         // A record that names no node by its address does not wait for this one's.
         return refuse(unknown && refusal->field == "mac" ? *unknown : *refusal, answer);
     }
-    house_.conductor.accept(std::move(request), answer);
+    if (!isOverItsLimit(answer)) {
+        house_.conductor.accept(std::move(request), answer);
+    }
 }
 
 void Front::commit(const BusCalls::Answer &answer) {
+    if (const auto refusal = noAgent()) {
+        return answer(&*refusal, 0);
+    }
     const std::string why = whyNothingToCommit(house_.board.lastStatus());
     if (!why.empty()) {
         const auto nothing = host::guard::Refusal{host::Outcome::nothingToCommit, "bank", why};
@@ -79,6 +121,9 @@ void Front::commit(const BusCalls::Answer &answer) {
 }
 
 void Front::forget(const std::string &version, const BusCalls::Answer &answer) {
+    if (const auto refusal = noAgent()) {
+        return answer(&*refusal, 0);
+    }
     if (failedTrial(house_.board.lastStatus(), version) == nullptr) {
         const auto nothing =
             host::guard::Refusal{host::Outcome::nothingToForget, "version",
@@ -94,22 +139,37 @@ void Front::changeSetting(const std::string &name, const std::string &value,
     if (const auto refusal = host::guard::checkSetting(name, value, setting)) {
         return refuse(*refusal, answer);
     }
+    if (isOverItsLimit(answer)) {
+        return;
+    }
     house_.settings.change(
-        setting, value, [this, setting, value, answer](const std::string &whatIsWrong) {
+        setting, value,
+        [this, setting, value, answer, caller = caller_](const std::string &whatIsWrong) {
             if (!whatIsWrong.empty()) {
+                calledBy(caller);
                 return refuse(
                     {host::Outcome::notKept, host::guard::settingName(setting), whatIsWrong},
                     answer);
             }
             house_.board.setSettings(house_.settings.inForce());
-            HistoryLine line;
-            line.event = "setting-changed";
-            line.reason = std::string(host::guard::settingName(setting)) + " is " + value;
-            tell(line);
+            tellSetting(setting, value);
             house_.root.follow();
             house_.conductor.settingsChanged();
             answer(nullptr, 0);
         });
+}
+
+// Each change, whoever else calls; the same value again is none.
+void Front::tellSetting(host::guard::Setting setting, const std::string &value) {
+    if (const auto told = toldSettings_.find(setting);
+        told != toldSettings_.end() && told->second == value) {
+        return;
+    }
+    toldSettings_[setting] = value;
+    HistoryLine line;
+    line.event = "setting-changed";
+    line.reason = std::string(host::guard::settingName(setting)) + " is " + value;
+    house_.chronicle.tell(line);
 }
 
 std::vector<std::pair<std::string, std::string>> Front::explain() {
@@ -118,6 +178,7 @@ std::vector<std::pair<std::string, std::string>> Front::explain() {
     facts.agentStarted = house_.conductor.agentStarted();
     facts.waitsForPath = house_.conductor.waitsForPath();
     facts.hostCrashes = house_.conductor.hostCrashes();
+    facts.hostFailure = house_.conductor.hostFailure();
     facts.restartInSeconds = house_.conductor.restartInSeconds();
     facts.lastRefusal = lastRefusal_;
     facts.plainHttpAllowed = house_.config.allowPlainHttp;

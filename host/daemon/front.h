@@ -11,10 +11,15 @@
 #include "host/daemon/keep/request_check.h"
 #include "host/daemon/node_settings.h"
 #include "host/daemon/root_road.h"
+#include "host/daemon/sender_limit.h"
+#include "host/guard/setting.h"
 
 #include "platform/nal/config.h"
 
+#include <chrono>
+#include <map>
 #include <string>
+#include <sys/types.h>
 
 namespace otad {
 
@@ -35,6 +40,9 @@ class Front {
   public:
     explicit Front(const House &house) : house_(house) {}
 
+    /* The user who makes the next calls. */
+    void calledBy(uid_t user) { caller_ = user; }
+
     void offerImage(const std::string &descriptor, const host::guard::OfferFlags &flags,
                     const BusCalls::Answer &answer);
     void triggerMobileApp(int newswavailflag, const BusCalls::Answer &answer);
@@ -48,13 +56,21 @@ class Front {
     std::vector<std::pair<std::string, std::string>> explain();
 
   private:
+    std::optional<host::guard::Refusal> noAgent() const;
     std::optional<host::guard::Refusal> noAddress() const;
     Judge judge() const;
-    void tell(const HistoryLine &line);
+    bool isOverItsLimit(const BusCalls::Answer &answer);
+    void tellSetting(host::guard::Setting setting, const std::string &value);
     void refuse(const host::guard::Refusal &refusal, const BusCalls::Answer &answer);
+
+    /* An accepted request makes a dozen lines; a caller may send forty, and two a minute. */
+    static constexpr std::chrono::seconds kNextRequest{30};
 
     House house_;
     std::string lastRefusal_;
+    uid_t caller_ = 0;
+    SenderLimit requests_{kNextRequest};
+    std::map<host::guard::Setting, std::string> toldSettings_;
 };
 
 } // namespace otad

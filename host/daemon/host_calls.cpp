@@ -36,6 +36,8 @@ void HostCalls::takeNote(const std::string &note, const cJSON &message) {
         conductor_.hostToldBanks(message);
     } else if (note == "cause") {
         conductor_.hostTellsCause(message);
+    } else if (note == "last-words") {
+        conductor_.hostTellsLastWords(message);
     } else if (note == "waits-for") {
         conductor_.hostWaitsFor(host::textOf(&message, "path"), host::textOf(&message, "found"));
     } else if (note == "trial" || note == "trial-failed" || note == "committed" ||

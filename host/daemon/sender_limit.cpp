@@ -8,10 +8,10 @@
 
 namespace otad {
 
-void SenderLimit::Sender::fill(Clock::time_point now) {
+void SenderLimit::Sender::fill(Clock::time_point now, std::chrono::seconds refill) {
     const std::chrono::duration<double> passed = now - filledAt;
     filledAt = now;
-    budget = std::min(budget + passed / kRefill, static_cast<double>(kBudget));
+    budget = std::min(budget + passed / refill, static_cast<double>(kBudget));
 }
 
 SenderLimit::Verdict SenderLimit::judge(const std::string &name, std::string_view what,
@@ -52,6 +52,12 @@ bool SenderLimit::admitsNow(const std::string &name, std::string_view what, Cloc
     return true;
 }
 
+std::chrono::seconds SenderLimit::waitOf(const std::string &name, Clock::time_point now) {
+    const double missing = std::max(0.0, 1 - senderOf(name, now).budget);
+    return std::chrono::ceil<std::chrono::seconds>(missing *
+                                                   std::chrono::duration<double>(refill_));
+}
+
 std::vector<SenderLimit::LeftOut> SenderLimit::takeLeftOut(Clock::time_point now) {
     std::vector<LeftOut> taken;
     for (auto &[name, sender] : senders_) {
@@ -72,7 +78,7 @@ bool SenderLimit::hasLeftOut() const {
 // Who has its whole budget again may be forgotten: it would come back with the same.
 SenderLimit::Sender &SenderLimit::senderOf(const std::string &name, Clock::time_point now) {
     for (auto &[known, sender] : senders_) {
-        sender.fill(now);
+        sender.fill(now, refill_);
     }
     if (!senders_.contains(name) && senders_.size() >= kSenders) {
         std::erase_if(senders_, [](const auto &one) {

@@ -17,6 +17,8 @@ class SenderLimit {
   public:
     using Clock = std::chrono::steady_clock;
 
+    explicit SenderLimit(std::chrono::seconds refill = kRefill) : refill_(refill) {}
+
     /* What a sender may have told at once; an upgrade takes a dozen. */
     static constexpr int kBudget = 40;
     /* In which one more is there again. */
@@ -39,6 +41,8 @@ class SenderLimit {
     bool keepsForLater(const std::string &name);
     /* For what was kept. False: there is no room yet. */
     bool admitsNow(const std::string &name, std::string_view what, Clock::time_point now);
+    /* How long until something is admitted, in whole seconds. */
+    std::chrono::seconds waitOf(const std::string &name, Clock::time_point now);
 
     struct LeftOut {
         std::string sender;
@@ -61,10 +65,11 @@ class SenderLimit {
 
         std::uint64_t toBeTold() const { return leftOut - (keepsOne ? 1 : 0); }
 
-        void fill(Clock::time_point now);
+        void fill(Clock::time_point now, std::chrono::seconds refill);
     };
     Sender &senderOf(const std::string &name, Clock::time_point now);
 
+    std::chrono::seconds refill_; // in which one more is there again
     std::map<std::string, Sender> senders_;
 };
 

@@ -129,8 +129,21 @@ void StatusBoard::setSettings(const nal::Config &config) {
 }
 
 void StatusBoard::setWaitReason(const std::string &code, const std::string &sentence) {
-    status_.waitReasonCode = code;
-    status_.waitReason = sentence;
+    waitReason_ = {code, sentence};
+    showWaitReason();
+}
+
+void StatusBoard::setHostFailure(const host::Cause &failure) {
+    hostFailure_ = failure;
+    showWaitReason();
+    refresh();
+}
+
+// No request goes on before the host runs.
+void StatusBoard::showWaitReason() {
+    const bool fails = !hostFailure_.sentence.empty();
+    status_.waitReasonCode = fails ? host::rowOf(hostFailure_.reason).name : waitReason_.first;
+    status_.waitReason = fails ? hostFailure_.sentence : waitReason_.second;
     changed_();
 }
 
@@ -188,7 +201,8 @@ std::string StatusBoard::restingStage() const {
         return "rebooting";
     }
     // A request between two stages, or between a crash and its redoing, is not over.
-    const bool waits = ledger.running || ledger.standing || !timers_.armed().empty();
+    const bool waits = ledger.running || ledger.standing || !timers_.armed().empty() ||
+                       !hostFailure_.sentence.empty();
     return waits ? "waiting" : "idle";
 }
 

@@ -37,6 +37,8 @@ class StatusBoard {
     void setSettings(const nal::Config &config);
     /* Why the request that stands waits, until the next call begins. */
     void setWaitReason(const std::string &code, const std::string &sentence);
+    /* How the host process ended that is being started again; an empty sentence: it has started. */
+    void setHostFailure(const host::Cause &failure);
     void setLastEnd(const host::End &end);
     void setRootConnected(bool connected);
     /* As the host read it. */
@@ -57,6 +59,7 @@ class StatusBoard {
   private:
     void lookAtDownload();
     std::string restingStage() const;
+    void showWaitReason();
 
     const nal::Config &config_;
     const RequestBook &book_;
@@ -65,6 +68,8 @@ class StatusBoard {
     NodeStatus status_;
     std::string callStage_; // of the call that runs
     Reboot reboot_ = Reboot::none;
+    host::Cause hostFailure_;
+    std::pair<std::string, std::string> waitReason_; // code and sentence, of the request
     std::string hostMac_;
     bool sawBridge_ = false;
     std::time_t downloadSince_ = 0;

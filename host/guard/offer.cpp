@@ -9,6 +9,7 @@
 #include "host/guard/url.h"
 #include "host/guard/version.h"
 #include "otaSwAgent/records.h"
+#include "platform/nal/version_order.h"
 
 #include <array>
 #include <utility>
@@ -64,7 +65,11 @@ std::optional<Refusal> checkVersion(const char *key, const std::string &version,
     if (version.size() > longest) {
         return Refusal{Outcome::versionTooLong, key,
                        spelled(version) + " has " + std::to_string(version.size()) +
-                           " characters, this node takes at most " + std::to_string(longest)};
+                           " characters, this node takes at most " + std::to_string(longest) +
+                           (longest < nal::kLongestVersion
+                                ? "; a shorter path of the logs directory "
+                                  "lets it take more"
+                                : "; no node takes more")};
     }
     if (!rules.lowestVersion.empty() && compareVersions(version, rules.lowestVersion) < 0) {
         return Refusal{Outcome::versionBelowFloor, key,

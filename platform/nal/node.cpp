@@ -3,6 +3,7 @@
 #include "platform/nal/node.h"
 
 #include "platform/nal.h"
+#include "platform/nal/because.h"
 #include "platform/nal/open.h"
 #include "platform/nal/settings_overlay.h"
 
@@ -20,10 +21,12 @@ bool lockNode(const std::string &path, LockFile &lock, std::string &whatIsWrong)
         return true;
     case LockFile::Taken::held:
         whatIsWrong = path + ": another process runs this node; stop that one first";
+        because(host::Reason::nodeInUse);
         break;
     case LockFile::Taken::noPlace:
     case LockFile::Taken::no:
         whatIsWrong += "; the node must be able to write beside its boot state";
+        because(host::Reason::bootStateNotWritten);
         break;
     }
     return false;
@@ -50,9 +53,11 @@ bool Node::open(const std::string &configPath, std::string &whatIsWrong) {
     Config config;
     std::string text;
     BootState state;
+    forgetReason();
     if (!checkConfigFile(configPath, config, whatIsWrong) ||
         !readConfigText(configPath, text, whatIsWrong) ||
-        !readBootState(config.bootState, state, whatIsWrong)) {
+        !orBecause(readBootState(config.bootState, state, whatIsWrong),
+                   host::Reason::bootStateUnreadable)) {
         return false;
     }
     lock_.release(); // where the node is opened anew, in the same process

@@ -10,10 +10,13 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <sys/types.h>
 #include <utility>
 #include <vector>
 
 namespace otad {
+
+inline constexpr uid_t kNobodyKnown = static_cast<uid_t>(-1);
 
 // Called on the loop's thread; none of them may block. An Answer may come at once or later, on the
 // same thread: a refusal, or null and the ticket. Only the first call of an Answer counts; one that
@@ -24,6 +27,8 @@ class BusCalls {
     using Answer = std::function<void(const host::guard::Refusal *, std::uint64_t ticket)>;
 
     virtual ~BusCalls() = default;
+    // Before each of the calls below: the user who makes it; kNobodyKnown where that is not known.
+    virtual void calledBy(uid_t user) = 0;
     // Texts come as the caller gave them: valid UTF-8 without NUL, of any length.
     virtual void offerImage(std::string descriptor, host::guard::OfferFlags flags,
                             Answer answer) = 0;

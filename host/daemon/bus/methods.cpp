@@ -18,10 +18,31 @@ using host::Outcome;
 
 constexpr std::uint64_t kFromAnybody = SD_BUS_VTABLE_UNPRIVILEGED;
 
+// Asked of the bus, which knows it of every connection; one that hangs is not waited for long.
+uid_t callerOf(sd_bus_message *call) {
+    constexpr std::uint64_t kPatienceUs = 5'000'000;
+    sd_bus_message *question = nullptr;
+    sd_bus_message *answer = nullptr;
+    std::uint32_t user = kNobodyKnown;
+    sd_bus *const bus = sd_bus_message_get_bus(call);
+    if (sd_bus_message_new_method_call(bus, &question, "org.freedesktop.DBus",
+                                       "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                       "GetConnectionUnixUser") < 0 ||
+        sd_bus_message_append(question, "s", sd_bus_message_get_sender(call)) < 0 ||
+        sd_bus_call(bus, question, kPatienceUs, nullptr, &answer) < 0 ||
+        sd_bus_message_read(answer, "u", &user) < 0) {
+        user = kNobodyKnown;
+    }
+    sd_bus_message_unref(answer);
+    sd_bus_message_unref(question);
+    return user;
+}
+
 // Nothing may be thrown into libsystemd. A handler answers by itself or gives a negative error.
 template <auto Handle>
 int guarded(sd_bus_message *call, void *calls, sd_bus_error *) {
     try {
+        static_cast<BusCalls *>(calls)->calledBy(callerOf(call));
         const int result = Handle(call, *static_cast<BusCalls *>(calls));
         if (result >= 0) {
             return 1;

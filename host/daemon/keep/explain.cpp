@@ -82,7 +82,10 @@ std::string workOfNow(const NodeStatus &status, const Running &running) {
 std::string endWords(const host::End &end) {
     const host::OutcomeRow *const row = host::rowOfCode(static_cast<int>(end.code));
     const std::string code = std::to_string(end.code) + " " + end.result;
-    return "ticket " + std::to_string(end.ticket) + ": " + (row == nullptr ? "" : row->meaning) +
+    // Not only offers end well.
+    const bool isDone = end.code == static_cast<std::uint32_t>(host::Outcome::done);
+    const std::string meaning = isDone ? "it was done" : row == nullptr ? "" : row->meaning;
+    return "ticket " + std::to_string(end.ticket) + ": " + meaning +
            (end.reason.empty() ? "" : ": " + end.reason) + " (" + code +
            (end.reasonCode.empty() || end.reasonCode == "none" ? "" : ", " + end.reasonCode) + ")";
 }
@@ -184,8 +187,12 @@ void addAgent(const ExplainFacts &facts, Sentences &sentences) {
     if (facts.hostCrashes == 0) {
         return;
     }
+    const host::ReasonRow &why = host::rowOf(facts.hostFailure.reason);
     const std::string crashed = "The host process crashed " + times(facts.hostCrashes) +
-                                (facts.hostCrashes == 1 ? "" : " in a row");
+                                (facts.hostCrashes == 1 ? "" : " in a row") +
+                                (facts.hostFailure.sentence.empty()
+                                     ? ""
+                                     : ": " + facts.hostFailure.sentence + " (" + why.name + ")");
     sentences.emplace_back("agent", facts.restartInSeconds > 0
                                         ? crashed + "; it is started again in " +
                                               std::to_string(facts.restartInSeconds) + " s."
@@ -230,7 +237,7 @@ void addPast(const NodeStatus &status, const ExplainFacts &facts, Sentences &sen
                                "The last report of the agent is " + status.statusWord + ".");
     }
     if (!facts.lastRefusal.empty()) {
-        sentences.emplace_back("last", "The last refused offer: " + facts.lastRefusal);
+        sentences.emplace_back("last", "The last refused request: " + facts.lastRefusal);
     }
     if (!facts.plainHttpAllowed) {
         sentences.emplace_back("rules", "Offers with plain http are refused (allow_plain_http = no "

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The manual page and the completion know exactly the verbs and options that otactl has.
 #include "cli/verbs.h"
+#include "host/outcome.h"
 
 #include <fstream>
 #include <gtest/gtest.h>
@@ -132,6 +133,28 @@ TEST_F(Documented, TheManualPageHasEveryVerbAndOption) {
     ASSERT_NE(general, std::string::npos);
     const std::string text = page.substr(general, page.find("\n.SH", general + 4) - general);
     EXPECT_EQ(optionsIn(unescaped(text)), optionNamesOf(program_));
+}
+
+// ".TP\n20 to 42\n": every code is in one of them, and none ends where no code is.
+TEST_F(Documented, TheManualPageHasEveryExitCode) {
+    const std::string page = contentOf(OTA_PACKAGING "/otactl.1");
+    const std::size_t begin = page.find("\n.SH EXIT STATUS\n");
+    ASSERT_NE(begin, std::string::npos);
+    const std::string text = page.substr(begin, page.find("\n.SH", begin + 4) - begin);
+    const std::regex entry(R"(\n\.TP\n([0-9]+)(?: to ([0-9]+))?(?=\n))");
+    std::set<int> documented;
+    for (std::sregex_iterator at(text.begin(), text.end(), entry), end; at != end; ++at) {
+        const int first = std::stoi((*at)[1]);
+        const int last = (*at)[2].matched ? std::stoi((*at)[2]) : first;
+        EXPECT_NE(host::rowOfCode(first), nullptr) << first;
+        EXPECT_NE(host::rowOfCode(last), nullptr) << last;
+        for (int code = first; code <= last; ++code) {
+            documented.insert(code);
+        }
+    }
+    for (const host::OutcomeRow &row : host::outcomes()) {
+        EXPECT_TRUE(documented.contains(row.code)) << row.code << " " << row.name;
+    }
 }
 
 } // namespace

@@ -11,6 +11,8 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -158,6 +160,24 @@ TEST_F(Failures, AFullDiskBehindStandardOutputIsNoSuccess) {
     // NOLINTNEXTLINE(cert-env33-c): the shell opens the full device
     const int status = std::system(command.c_str());
     EXPECT_EQ(WEXITSTATUS(status), rowOf(Outcome::failed).code);
+}
+
+// The bus would be opened in its place.
+TEST_F(Failures, AClosedStandardOutputIsTold) {
+    ASSERT_TRUE(service_.start());
+    for (const char *verb : {"status", "watch", "--json watch"}) {
+        const std::string errors = fileHolding("");
+        const std::string command =
+            std::string(OTACTL) + " --bus " + bus_.address() + " " + verb + " >&- 2>" + errors;
+        // NOLINTNEXTLINE(cert-env33-c): the shell closes it
+        const int status = std::system(command.c_str());
+        EXPECT_EQ(WEXITSTATUS(status), rowOf(Outcome::failed).code) << verb;
+        std::ifstream file(errors);
+        const std::string told((std::istreambuf_iterator<char>(file)), {});
+        EXPECT_NE(told.find("standard output cannot be written: Bad file descriptor"),
+                  std::string::npos)
+            << verb << ": " << told;
+    }
 }
 
 TEST_F(Failures, AReaderThatWentAwayEndsItWithoutAWord) {

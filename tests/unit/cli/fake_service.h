@@ -47,6 +47,7 @@ class FakeService : public otad::BusCalls {
     /* "member argument argument", in order. */
     std::vector<std::string> calls();
 
+    void calledBy(uid_t) override {}
     void offerImage(std::string descriptor, host::guard::OfferFlags flags, Answer answer) override;
     void triggerMobileApp(int newswavailflag, Answer answer) override;
     void setActivationTime(std::string record, Answer answer) override;

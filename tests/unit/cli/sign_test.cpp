@@ -102,6 +102,15 @@ TEST_F(SignedImages, AreSignedInPlaceAndVerified) {
                   sum_ + "\",\"signer\":\"CN = Release\"}\n");
 }
 
+TEST_F(SignedImages, ThatAreMissingAreAMistakeOfTheCommandLineLikeEveryOtherFile) {
+    expectRefused(verify("nope"), 2, "nope: cannot be read: No such file or directory");
+    expectRefused(run({"verify", "image", "--ca", "nope"}), 2, "nope: cannot be read: ");
+    expectRefused(run({"sign", "nope", "--key", "release.key", "--certificate", "release.pem"}), 2,
+                  "nope: cannot be read: ");
+    expectRefused(run({"sign", "image", "--key", "nope", "--certificate", "release.pem"}), 2,
+                  "nope: cannot be read: ");
+}
+
 TEST_F(SignedImages, MayBeAnotherFileThatKeepsTheFirstOnesMode) {
     fs::permissions("image", fs::perms::owner_read | fs::perms::group_read);
     EXPECT_EQ(sign({"--output", "signed"}).code, 0);

@@ -203,6 +203,37 @@ TEST_F(Verbs, BanksShowTrialsAndWhatFailed) {
                   "\"reason\":\"boot\",\"refused\":false}]}\n");
 }
 
+TEST_F(Verbs, SetWarnsOfAModeThatTheAgentDoesNotKnow) {
+    const Ended ended = otactl({"set", "work_mode", "rgw"});
+    EXPECT_EQ(ended.code, 0);
+    EXPECT_EQ(ended.output, "work_mode is now rgw\n");
+    EXPECT_EQ(ended.errors,
+              "otactl: warning: work_mode is \"rgw\": the agent knows RGW and AP_Bridge and takes "
+              "another word for neither: what waits for its time is never activated; did you mean "
+              "RGW?\n");
+    EXPECT_NE(
+        otactl({"set", "work_mode", "rgw", "--json"}).output.find(R"("warning":"work_mode is)"),
+        std::string::npos);
+    EXPECT_EQ(otactl({"set", "work_mode", "AP_Bridge"}).errors, "");
+}
+
+TEST_F(Verbs, BanksThatAreNotKnownAreAFailureWithItsReason) {
+    service_.change([](otad::NodeStatus &node) { node.banks.clear(); });
+    EXPECT_EQ(otactl({"banks"}).code, 5);
+    service_.change([](otad::NodeStatus &node) {
+        node.waitReasonCode = "boot-state-unreadable";
+        node.waitReason = "/state: is a directory";
+    });
+    const Ended ended = otactl({"banks"});
+    EXPECT_EQ(ended.code, 5);
+    EXPECT_EQ(ended.output, "");
+    EXPECT_NE(ended.errors.find(
+                  "the banks are not known: /state: is a directory (boot-state-unreadable)"),
+              std::string::npos)
+        << ended.errors;
+    EXPECT_EQ(otactl({"--json", "banks"}).code, 5);
+}
+
 TEST_F(Verbs, CommitAndForgetAreAnsweredWhenTheyAreDone) {
     expectPrinted(otactl({"commit"}), "the running bank is marked good\n");
     expectPrinted(otactl({"commit", "--json"}),

@@ -157,6 +157,42 @@ TEST_F(Crash, after_crash_makes_the_pause_longer) {
     EXPECT_THAT(next, ElementsAre("it is started again in 1 s", "it is started again in 2 s"));
 }
 
+// Whoever asks learns why nothing begins, and nothing is taken over meanwhile.
+TEST_F(Crash, of_a_host_that_says_why_it_cannot_start_is_told_with_that_everywhere) {
+    const std::string why = "/boot/state: no copy of the boot state is whole";
+    for (int times = 0; times < 2; ++times) {
+        host_.on("start-up",
+                 {say(R"({"note":"last-words","reason":"boot-state-unreadable","text":")" + why +
+                      R"("})"),
+                  exitWith(1)});
+    }
+    host_.on("start-up", {waitFor("mended")});
+    start();
+    ASSERT_TRUE(turnUntil([&] { return told("host-crashed").size() == 2; }));
+    EXPECT_THAT(told("host-crashed")[0], HasSubstr("it ended with code 1: " + why));
+    EXPECT_EQ(reasonCodeOf("host-crashed"), "boot-state-unreadable");
+    const NodeStatus &status = daemon_->status();
+    EXPECT_EQ(status.stage, "waiting");
+    EXPECT_EQ(status.waitReasonCode, "boot-state-unreadable");
+    EXPECT_EQ(status.waitReason, why);
+    EXPECT_THAT(explained("agent"), HasSubstr("The host process crashed 2 times in a row: " + why +
+                                              " (boot-state-unreadable); it is started again in "));
+    const ReplyRef commit = std::make_shared<Reply>();
+    const ReplyRef forget = std::make_shared<Reply>();
+    daemon_->commit(answerInto(commit));
+    daemon_->forget(kNew, answerInto(forget));
+    for (const ReplyRef &reply : {offer(), trigger(), activateAt("03:30"), commit, forget}) {
+        EXPECT_EQ(reply->refused, Outcome::notReady);
+        EXPECT_EQ(reply->text, "node: the agent cannot start: " + why + " (boot-state-unreadable)");
+    }
+    host_.release("mended");
+    ASSERT_TRUE(turnUntil([&] { return hasStarted() && idle(); }));
+    EXPECT_EQ(status.waitReason, "");
+    EXPECT_EQ(status.waitReasonCode, "");
+    const std::uint64_t ticket = ticketOf(offer());
+    EXPECT_TRUE(turnUntil([&] { return finished(ticket); }));
+}
+
 TEST_F(Crash, of_what_the_host_could_not_do_is_none) {
     host_.on("new-image", {report("NO_OTA_SW_UPGRADE"), doneWith(R"({"failed":"half of it"})")});
     startUp();

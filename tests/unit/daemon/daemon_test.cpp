@@ -208,14 +208,20 @@ std::vector<std::string> DaemonTest::told(const std::string &event) {
 }
 
 std::string DaemonTest::reasonCodeOf(const std::string &event) {
-    std::string code;
+    return newest(event, "reason_code");
+}
+
+std::string DaemonTest::nextOf(const std::string &event) { return newest(event, "next"); }
+
+std::string DaemonTest::newest(const std::string &event, const char *key) {
+    std::string text;
     for (const std::string &line : daemon_->history(kWholeHistory)) {
         const host::Json entry = host::parsed(line);
         if (host::textOf(entry.get(), "event") == event) {
-            code = host::textOf(entry.get(), "reason_code");
+            text = host::textOf(entry.get(), key);
         }
     }
-    return code;
+    return text;
 }
 
 std::string DaemonTest::explained(const std::string &topic) {

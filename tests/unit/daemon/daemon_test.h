@@ -76,6 +76,8 @@ class DaemonTest : public testing::Test {
     std::vector<std::string> told(const std::string &event);
     /* The reason code of the newest of these events; empty: there is none. */
     std::string reasonCodeOf(const std::string &event);
+    /* What follows, as the newest of these events says. */
+    std::string nextOf(const std::string &event);
     std::string explained(const std::string &topic);
     /* What is on the disk now. */
     Ledger kept() const { return ledgerIn("state/requests.json"); }
@@ -85,6 +87,8 @@ class DaemonTest : public testing::Test {
     /* Nothing can be kept, and what is kept is out of sight, until it is mended. */
     void breakStateDirectory() const;
     void mendStateDirectory() const;
+
+    std::string newest(const std::string &event, const char *key);
 
     EventLoop loop_ = newLoop();
     std::string folder_;

@@ -71,8 +71,58 @@ TEST_F(Front, tells_a_flood_of_refusals_in_one_line_and_answers_each) {
     EXPECT_LE(told("refused").size(), 40U);
     ASSERT_TRUE(turnUntil([&] { return told("refused").back().ends_with("left out"); }));
     const std::vector<std::string> lines = told("refused");
-    EXPECT_THAT(lines.back(),
-                HasSubstr("bus: and " + std::to_string(kMany + 1 - lines.size()) + " more"));
+    EXPECT_THAT(lines.back(), HasSubstr("bus, user 0: and " +
+                                        std::to_string(kMany + 1 - lines.size()) + " more"));
+}
+
+TEST_F(Front, tells_what_others_do_whoever_floods_it) {
+    startUp();
+    daemon_->calledBy(1000);
+    for (int number = 0; number < 100; ++number) {
+        EXPECT_EQ(change("onboarding", "rubbish" + std::to_string(number))->refused,
+                  Outcome::settingMalformed);
+    }
+    daemon_->calledBy(0);
+    EXPECT_EQ(change("onboarding", "2")->refused, Outcome::settingMalformed);
+    EXPECT_THAT(told("refused").back(), HasSubstr("\"2\"")) << "it has a budget of its own";
+    const ReplyRef first = change("onboarding", "1");
+    waitUntilAnswered(first);
+    waitUntilAnswered(change("onboarding", "1"));
+    waitUntilAnswered(change("onboarding", "0"));
+    EXPECT_THAT(told("setting-changed"), ElementsAre("0 0 onboarding is 1", "0 0 onboarding is 0"));
+    ASSERT_TRUE(turnUntil([&] { return told("refused").back().ends_with("left out"); }));
+    EXPECT_THAT(told("refused").back(), HasSubstr("bus, user 1000: and 60 more"));
+}
+
+TEST_F(Front, takes_so_many_requests_of_one_user_and_says_when_to_send_the_next) {
+    startUp();
+    daemon_->calledBy(1000);
+    ReplyRef refused;
+    int taken = 0;
+    for (int number = 0; number < 200 && refused == nullptr; ++number) {
+        const ReplyRef reply = trigger();
+        ASSERT_TRUE(turnUntil([&] { return reply->times > 0; }));
+        if (reply->refused == Outcome::tooMany) {
+            refused = reply;
+        } else if (!reply->refused) {
+            ++taken;
+            ASSERT_TRUE(turnUntil([&] { return finished(reply->ticket); }));
+        }
+    }
+    ASSERT_NE(refused, nullptr);
+    EXPECT_GE(taken, SenderLimit::kBudget);
+    EXPECT_THAT(refused->text, HasSubstr("caller: user 1000 has sent more requests than one user "
+                                         "may; try again in "));
+    EXPECT_EQ(change("onboarding", "1")->refused, Outcome::tooMany);
+    EXPECT_EQ(activateAt("03:30")->refused, Outcome::tooMany);
+    EXPECT_EQ(offer()->refused, Outcome::tooMany);
+    daemon_->calledBy(1001);
+    EXPECT_NE(ticketOf(trigger()), 0U);
+    daemon_->calledBy(0);
+    for (int number = 0; number < SenderLimit::kBudget + 5; ++number) {
+        const std::uint64_t ticket = ticketOf(trigger());
+        ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    }
 }
 
 TEST_F(Front, refuses_what_the_guard_refuses_and_tells_it_with_its_code) {

@@ -49,6 +49,21 @@ TEST_F(ASenderLimit, LeavesRepeatsOutBeforeAnythingNew) {
     EXPECT_TRUE(limit_.hasLeftOut());
 }
 
+TEST_F(ASenderLimit, SaysWhenTheNextIsAdmitted) {
+    SenderLimit slow(seconds(30));
+    EXPECT_EQ(slow.waitOf("a", now_), seconds(0));
+    for (int i = 0; i < SenderLimit::kBudget; ++i) {
+        EXPECT_TRUE(slow.admitsNow("a", "", now_));
+    }
+    EXPECT_FALSE(slow.admitsNow("a", "", now_));
+    EXPECT_EQ(slow.waitOf("a", now_), seconds(30));
+    now_ += seconds(20);
+    EXPECT_EQ(slow.waitOf("a", now_), seconds(10));
+    EXPECT_TRUE(slow.admitsNow("b", "", now_));
+    now_ += seconds(10);
+    EXPECT_TRUE(slow.admitsNow("a", "", now_));
+}
+
 TEST_F(ASenderLimit, TakesItsBudgetAndWhatIsFilledUpMeanwhile) {
     EXPECT_EQ(toldOf(1000, "a", true), SenderLimit::kBudget);
     EXPECT_EQ(judge("new"), Verdict::over);

@@ -110,6 +110,7 @@ TEST_F(OnTrial, a_bank_that_fails_is_told_and_the_node_waits_for_its_reboot) {
     start();
     ASSERT_TRUE(turnUntil([&] { return daemon_->status().stage == "rebooting"; }));
     EXPECT_THAT(told("trial-failed"), ElementsAre("0 55 the health command ended with 3"));
+    EXPECT_EQ(nextOf("trial-failed"), host::rowOf(host::Reason::healthFailed).remedy);
     EXPECT_TRUE(daemon_->status().banks.at(0).next);
     EXPECT_THAT(explained("trial"),
                 HasSubstr("Bank b (4QZ-2.0.0) failed its trial and the node reboots into bank a "

@@ -21,6 +21,15 @@ class HostFailure : public HostProcess {
         EXPECT_EQ(line.find('\n'), line.size() - 1) << line;
         return code;
     }
+
+    // What the supervisor hears before the end.
+    void expectLastWords(const std::string &reason, const std::string &text) {
+        const std::string note = next();
+        EXPECT_EQ(note.find(R"({"note":"last-words","reason":")" + reason + R"(","text":")"), 0U)
+            << note;
+        EXPECT_NE(note.find(text), std::string::npos) << note;
+        EXPECT_EQ(next(), "end");
+    }
 };
 
 struct BadEvent {
@@ -34,7 +43,7 @@ TEST_P(BadEvents, EndTheHostWithoutACallOfTheAgent) {
     start();
     expectStartUp();
     send(GetParam().json);
-    EXPECT_EQ(next(), "end");
+    expectLastWords("none", "event");
     EXPECT_EQ(endsWith(GetParam().complaint), 1);
 }
 
@@ -92,6 +101,7 @@ TEST_F(HostFailure, SupervisorThatEndedBeforeTheHostBeganEndsTheHost) {
 
 TEST_F(HostFailure, MissingLibraryEndsTheHost) {
     start(in("none.so"));
+    expectLastWords("library-unusable", in("none.so"));
     EXPECT_EQ(endsWith(in("none.so")), 1);
 }
 
@@ -109,6 +119,7 @@ TEST_F(HostFailure, MissingConfigurationEndsTheHost) {
 TEST_F(HostFailure, BrokenConfigurationEndsTheHost) {
     std::ofstream(configPath_) << "[node]\nmodel\n";
     start();
+    expectLastWords("config-wrong", configPath_ + ":2: ");
     EXPECT_EQ(endsWith(configPath_ + ":2: expected \"[section]\""), 9);
 }
 
@@ -123,9 +134,23 @@ TEST_F(HostFailure, NodeThatAnotherProcessRunsEndsTheHost) {
     const int lock = open(in("boot_state.lock").c_str(), O_RDWR | O_CREAT, 0644);
     ASSERT_EQ(flock(lock, LOCK_EX | LOCK_NB), 0);
     start();
-    EXPECT_EQ(next(), "end");
+    expectLastWords("node-in-use", in("boot_state.lock"));
     EXPECT_EQ(endsWith(in("boot_state.lock") + ": another process runs this node; stop that"), 1);
     close(lock);
+}
+
+TEST_F(HostFailure, ABootStateThatCannotBeReadEndsTheHost) {
+    const std::string state = in("boot_state");
+    std::filesystem::remove(state);
+    start();
+    expectLastWords("boot-state-unreadable", state + ": the boot state cannot be read");
+    EXPECT_EQ(endsWith(state), 1);
+    std::filesystem::remove(in("errors"));
+    startOver();
+    std::filesystem::create_directory(state);
+    start();
+    expectLastWords("boot-state-unreadable", state);
+    EXPECT_EQ(endsWith(state), 1);
 }
 
 TEST_F(HostFailure, BadOptionsEndTheHostAndSayHowToCallIt) {

@@ -17,6 +17,7 @@
 
 class FakeDaemon : public otad::BusCalls {
   public:
+    void calledBy(uid_t user) override { caller = user; }
     void offerImage(std::string descriptor, host::guard::OfferFlags flags, Answer answer) override;
     void triggerMobileApp(int newswavailflag, Answer answer) override;
     void setActivationTime(std::string record, Answer answer) override;
@@ -28,6 +29,7 @@ class FakeDaemon : public otad::BusCalls {
     std::vector<std::pair<std::string, std::string>> explain() override;
     const otad::NodeStatus &status() override { return node; }
 
+    uid_t caller = otad::kNobodyKnown;
     std::vector<std::string> calls;
     // With it a call is answered at once, without it the answer waits in `pending`.
     std::uint64_t ticket = 0;

@@ -4,6 +4,8 @@
 
 #include "host/guard/strict_json.h"
 
+#include <unistd.h>
+
 namespace {
 
 using host::Outcome;
@@ -19,6 +21,13 @@ TEST_F(BusMethods, AnOfferArrivesWithItsThreeValuesAndIsAnsweredWithATicket) {
     daemon_.ticket = 7;
     EXPECT_EQ(resultOf(client_->call("OfferImage", "syii", "{\"a\":1}", 255, -3, 2)), "7");
     EXPECT_EQ(daemon_.calls, Calls{"offer {\"a\":1} 255 -3 2"});
+}
+
+TEST_F(BusMethods, ACallComesWithTheUserWhoMakesIt) {
+    daemon_.ticket = 7;
+    ASSERT_EQ(daemon_.caller, otad::kNobodyKnown);
+    EXPECT_EQ(resultOf(client_->call("TriggerMobileApp", "i", 1)), "7");
+    EXPECT_EQ(daemon_.caller, geteuid());
 }
 
 TEST_F(BusMethods, EachOtherCallArrivesWithItsArguments) {

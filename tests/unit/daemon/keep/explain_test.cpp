@@ -74,6 +74,22 @@ TEST_F(AnExplanation, SaysHowTheLastRequestEnded) {
               "flashWriteFailed, not-signed).");
 }
 
+TEST_F(AnExplanation, SaysOfATriggerThatWasDoneNothingOfAnOffer) {
+    status_.lastEnd =
+        host::endOf(3, host::Outcome::done, {host::Reason::none, "the agent has the trigger"});
+    EXPECT_EQ(of("now"), "The node is idle; the last request ended: ticket 3: it was done: the "
+                         "agent has the trigger (0 done).");
+}
+
+TEST_F(AnExplanation, SaysWhyTheHostCannotStart) {
+    facts_.agentStarted = false;
+    facts_.hostCrashes = 2;
+    facts_.restartInSeconds = 4;
+    facts_.hostFailure = {host::Reason::bootStateUnreadable, "/state: is a directory"};
+    EXPECT_EQ(of("agent"), "The host process crashed 2 times in a row: /state: is a directory "
+                           "(boot-state-unreadable); it is started again in 4 s.");
+}
+
 TEST_F(AnExplanation, SaysWhatIsBeingDownloadedAndHowFar) {
     run("downloading");
     status_.percentage = 42;
@@ -208,7 +224,7 @@ TEST_F(AnExplanation, RemembersTheLastReportAndTheLastRefusal) {
     status_.statusWord = "OTA_CRC_CHECK_FAILED";
     facts_.lastRefusal = "url: plain http is forbidden";
     EXPECT_EQ(of("last"), "The last report of the agent is OTA_CRC_CHECK_FAILED.\n"
-                          "The last refused offer: url: plain http is forbidden");
+                          "The last refused request: url: plain http is forbidden");
 }
 
 TEST_F(AnExplanation, SaysThatPlainHttpIsForbidden) {
