@@ -97,6 +97,9 @@ void Front::triggerMobileApp(int newswavailflag, const BusCalls::Answer &answer)
 }
 
 void Front::setActivationTime(const std::string &record, const BusCalls::Answer &answer) {
+    if (const auto refusal = noAgent()) {
+        return refuse(*refusal, answer);
+    }
     const auto unknown = noAddress();
     Request request;
     if (const auto refusal = activationTimeRequest(record, judge().node, request)) {

@@ -54,8 +54,10 @@ bool SenderLimit::admitsNow(const std::string &name, std::string_view what, Cloc
 
 std::chrono::seconds SenderLimit::waitOf(const std::string &name, Clock::time_point now) {
     const double missing = std::max(0.0, 1 - senderOf(name, now).budget);
-    return std::chrono::ceil<std::chrono::seconds>(missing *
-                                                   std::chrono::duration<double>(refill_));
+    const auto wait = missing * std::chrono::duration<double>(refill_);
+    // A budget is a sum of fractions: what is over by less than a millisecond is no second more.
+    return std::chrono::ceil<std::chrono::seconds>(
+        std::chrono::round<std::chrono::milliseconds>(wait));
 }
 
 std::vector<SenderLimit::LeftOut> SenderLimit::takeLeftOut(Clock::time_point now) {

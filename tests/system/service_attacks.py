@@ -12,7 +12,7 @@ import sys
 import node_case
 import unit_sandbox
 from node_place import PATIENCE, Process, wait_for
-from node_servers import FileServer
+from node_servers import Certificates, FileServer
 from stranger import NOBODY, Nuisance, runs, tries
 
 CONFIG_WRONG, DONE = 9, 0
@@ -87,6 +87,10 @@ class Attacks(node_case.Case):
                      "healthy"):
             (node.folder / name).write_text("")
         (node.folder / "folder/inner/words").chmod(0o600)
+        (node.folder / "healthy").chmod(0o755)
+        authority = Certificates(self.place.folder / "authority").authority
+        for name in ("ca.pem", "signers.pem"):
+            (node.folder / name).write_bytes(authority.read_bytes())
         (node.folder / "fw_env.config").write_text(
             "environment 0 0x4000\nenvironment 0x4000 0x4000\n")
         whole = (good.replace("tmp = .", "tmp = drop") + "signer_ca = signers.pem\n"

@@ -286,7 +286,7 @@ class Configuration(node_case.Case):
         self.node.config.write_text(self.good + "[service]\nstate = none/below/here\n")
         code, lines = self.check()
         self.assertEqual((code, len(lines)), (CONFIG_WRONG, 1), lines)
-        self.assertIn("none/below/here", lines[0])
+        self.assertIn("[service] state cannot be made: there is no directory none/below;", lines[0])
 
 
 if __name__ == "__main__":

@@ -170,7 +170,7 @@ class Installed(unittest.TestCase):
             self.assertEqual(checked.returncode, 9, checked.stdout + checked.stderr)
             for line in checked.stderr.splitlines():
                 self.assertRegex(line, f"^error: otad: {CONFIG}:\\d+: ")
-                self.assertRegex(line, "make it or name another|cannot be (opened|read)")
+                self.assertRegex(line, "make (it|that) or name another|cannot be (opened|read)")
 
     def checked(self, root):
         """The unit's own command line with --check, its configuration at its place."""

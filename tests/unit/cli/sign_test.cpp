@@ -18,6 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kImageRefused = 11;
+constexpr int kWrongUse = 2;
 
 void write(const std::string &path, const std::string &text) {
     std::ofstream(path, std::ios::binary) << text;
@@ -172,7 +173,7 @@ TEST_F(SignedImages, BringWhatStandsBetweenSignerAndAuthority) {
 
 TEST_F(SignedImages, AreRefusedByOneLineAndTheirCode) {
     expectRefused(verify(), kImageRefused, "image: the image cannot be used, it is not signed");
-    expectRefused(verify("none"), kImageRefused, "none: the image cannot be opened");
+    expectRefused(verify("none"), kWrongUse, "none: cannot be read: No such file or directory");
     ASSERT_EQ(sign().code, 0);
     std::string bytes = contentOf("image");
     bytes[1000] = 'q';

@@ -405,8 +405,8 @@ TEST_F(Configuration, IsCheckedForWhatWouldMakeEveryUpgradeFail) {
               std::string::npos);
     EXPECT_EQ(obstacles(configWith("", "") + "[trial]\nhealth_command = /bin/sh -c true\n"),
               "0 mistakes");
-    for (const std::string &line :
-         {"ca_certificate = garbage", "signature = required\nsigner_ca = garbage"}) {
+    for (const std::string &line : std::vector<std::string>{
+             "ca_certificate = garbage", "signature = required\nsigner_ca = garbage"}) {
         const std::string key = line.starts_with("ca") ? "ca_certificate" : "signature";
         EXPECT_NE(obstacles(configWith(key, line))
                       .find("names a file without a usable certificate: garbage: holds no "
