@@ -186,10 +186,15 @@ void HostProcess::breakOff(const std::string &why) {
 void HostProcess::collected(const siginfo_t &info) {
     killGroup(); // the commands that it left behind
     pid_ = 0;
+    const std::string how = killedHere_ ? "" : why_.empty() ? endingOf(info) : why_;
+    // Its last words may have come in the same moment as its end.
+    if (channel_) {
+        readMessages();
+    }
     watched_.reset();
     channel_.reset();
     child_.reset();
-    callbacks_.ended(killedHere_ ? "" : why_.empty() ? endingOf(info) : why_);
+    callbacks_.ended(how);
 }
 
 } // namespace otad

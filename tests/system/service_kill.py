@@ -26,7 +26,6 @@ class Point:
     policy: int = 1
     boot: int = 1         # before the reboot, or behind it
     timed: bool = False   # when the activation time has come
-    word: bool = True     # the commit check reports once more
 
 
 AGAIN, ONCE, NEVER = (2,), (1,), (0,)
@@ -52,8 +51,8 @@ POINTS = [
     Point("keeping that it passed", "write boot_state.ini 1 before", ONCE, boot=2),
     Point("keeping that it passed, in one copy", "write boot_state.ini 1 after", ONCE, boot=2),
     Point("marking good", "write boot_state.ini 3 before", ONCE, boot=2),
-    Point("marking good, in one copy", "write boot_state.ini 3 after", ONCE, boot=2, word=False),
-    Point("marked good", "fsync boot_state.ini 8 after", ONCE, boot=2, word=False),
+    Point("marking good, in one copy", "write boot_state.ini 3 after", ONCE, boot=2),
+    Point("marked good", "fsync boot_state.ini 8 after", ONCE, boot=2),
     Point("written, not noted, on schedule", "write boot_state.ini 3 before", AGAIN, policy=0),
     Point("written and noted, on schedule", "fsync boot_state.ini 8 after", AGAIN, policy=0),
     Point("activating at its time", "write boot_state.ini 1 before", ONCE, policy=0, timed=True),
@@ -136,8 +135,7 @@ class Kill(node_case.FleetCase):
             self.assertAlmostEqual(left, ACTIVATES_IN, delta=60)
             node.told("activate-at", "now+3")
         # The version of an activation on arrival is compared with none.
-        without_word = point.policy == 3 or not point.word
-        self.check_end(node, ticket, [ACTIVATED] if without_word else [COMMITTED], fetches)
+        self.check_end(node, ticket, [ACTIVATED] if point.policy == 3 else [COMMITTED], fetches)
         if point.policy == 3:
             # Not activated a second time, which would swap back.
             node.reboot().wait_until_ready()

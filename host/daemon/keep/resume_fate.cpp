@@ -118,12 +118,13 @@ Subject findSubject(const std::optional<Running> &running, const std::optional<S
 }
 
 host::Outcome outcomeWithoutWord(const Subject &subject, const Facts &facts) {
-    const bool anotherVersion = !activatesOnArrival(subject.offer) &&
-                                !facts.runningVersion.empty() &&
-                                facts.runningVersion != subject.offer.version;
+    const bool isComparable = !activatesOnArrival(subject.offer) && !facts.runningVersion.empty();
     switch (subject.fate) {
     case Fate::booted:
-        return anotherVersion ? host::Outcome::commitFailed : host::Outcome::activated;
+        // The word may have gone out before the power cut that hid it: the bank that runs tells.
+        return !isComparable                                   ? host::Outcome::activated
+               : facts.runningVersion == subject.offer.version ? host::Outcome::done
+                                                               : host::Outcome::commitFailed;
     case Fate::passedOver:
     case Fate::failedTrial:
         return host::Outcome::commitFailed;

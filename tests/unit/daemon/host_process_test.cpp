@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <sys/wait.h>
 #include <thread>
 
 namespace otad {
@@ -95,6 +96,25 @@ TEST_F(Host, is_heard_until_its_end_which_tells_the_code) {
     EXPECT_THAT(messages_, ElementsAre(R"({"n":1})"));
     EXPECT_THAT(ends_, ElementsAre("it ended with code 7"));
     EXPECT_FALSE(host.running());
+}
+
+// Nothing is read before it has ended: then end and message are seen in one turn. What else is
+// ready shuffles their order.
+TEST_F(Host, that_ends_with_its_last_words_is_heard_all_the_same) {
+    for (int times = 0; times < 20; ++times) {
+        ASSERT_GE(sd_event_add_post(
+                      loop_.get(), nullptr, [](sd_event_source *, void *) { return 0; }, nullptr),
+                  0);
+        HostProcess host = make(R"(printf '\007\000\000\000{"n":1}' >&3; exit 7)");
+        messages_.clear();
+        ends_.clear();
+        ASSERT_TRUE(host.start({}, whatIsWrong_));
+        siginfo_t ended{};
+        ASSERT_EQ(waitid(P_ALL, 0, &ended, WEXITED | WNOWAIT), 0);
+        runUntilItEnds();
+        ASSERT_THAT(messages_, ElementsAre(R"({"n":1})"));
+        ASSERT_THAT(ends_, ElementsAre("it ended with code 7"));
+    }
 }
 
 TEST_F(Host, that_died_of_a_signal_tells_which) {

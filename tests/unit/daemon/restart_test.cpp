@@ -156,6 +156,14 @@ TEST_F(Restart, into_the_activated_bank_without_a_word_is_judged_by_the_bank) {
     EXPECT_THAT(codesOf(ticket), ElementsAre(codeOf(Outcome::activated)));
 }
 
+TEST_F(Restart, behind_a_commit_whose_word_nobody_noted_tells_that_the_new_version_runs) {
+    const std::uint64_t ticket = activate();
+    runFrom(nal::Bank::b, kNew);
+    startUp("boot-2");
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_THAT(codesOf(ticket), ElementsAre(codeOf(Outcome::done)));
+}
+
 TEST_F(Restart, into_the_old_bank_tells_that_the_activated_one_was_passed_over) {
     const std::uint64_t ticket = activate();
     startUp("boot-2");
