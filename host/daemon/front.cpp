@@ -28,7 +28,7 @@ std::optional<host::guard::Refusal> Front::noAgent() const {
 
 // Whatever names the node by its address is judged by the one that it has now.
 std::optional<host::guard::Refusal> Front::noAddress() const {
-    if (const auto refusal = noAgent()) {
+    if (auto refusal = noAgent()) {
         return refusal;
     }
     house_.root.follow();
