@@ -3,7 +3,7 @@
 #include "base/command_line.h"
 
 #include "base/nearest.h"
-#include "base/spelled.h"
+#include "base/quoted.h"
 
 #include <algorithm>
 #include <cctype>
@@ -186,7 +186,7 @@ class Parser {
         if (!parameter.value.set) { // those that every program has
             (name == "--version" ? parsed_.version : parsed_.help) = true;
         } else if (const std::string expected = parameter.value.set(given); !expected.empty()) {
-            wrong(name + " is " + spelled(given) + ": expected " + expected);
+            wrong(name + " is " + quoted(given) + ": expected " + expected);
         }
     }
 

@@ -75,7 +75,7 @@ class BenchPlace(Place):
             for _ in range(self.payloads.get(version, MIB) // MIB):
                 file.write(os.urandom(MIB))
         image = self.folder / f"{version}.img"
-        self.run_tool("platform/ota-image", "make", "--payload", payload, "--version", version,
+        self.run_tool("tools/ota-image", "make", "--payload", payload, "--version", version,
                       "--model", self.MODEL, "--output", image)
         payload.unlink()
         return image

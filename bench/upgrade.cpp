@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // ota-bench-upgrade: one upgrade by the real host process, from its start until the call is done.
-#include "host/channel.h"
+#include "base/channel.h"
 
 #include <cerrno>
 #include <chrono>
@@ -74,7 +74,7 @@ class Upgrade {
     // The messages until the call is done, each call answered with 0.
     void followUntilDone() {
         for (;;) {
-            const host::Json message = receive();
+            const base::Json message = receive();
             const std::string stage = textOf(message.get(), "stage");
             if (cJSON_HasObjectItem(message.get(), "done")) {
                 return;
@@ -91,7 +91,7 @@ class Upgrade {
     void offer() {
         std::ifstream file(given_.event);
         const std::string text(std::istreambuf_iterator<char>(file), {});
-        const host::Json event(cJSON_Parse(text.c_str()));
+        const base::Json event(cJSON_Parse(text.c_str()));
         if (!event) {
             giveUp(std::string(given_.event) + " is no JSON object: give an event of the channel");
         }
@@ -113,7 +113,7 @@ class Upgrade {
                    given_.log);
         }
         addMemory();
-        const host::JsonText text(cJSON_PrintUnformatted(times_.get()));
+        const base::JsonText text(cJSON_PrintUnformatted(times_.get()));
         std::ofstream(given_.times, std::ios::app) << text.get() << '\n';
     }
 
@@ -123,11 +123,11 @@ class Upgrade {
     }
 
   private:
-    host::Json receive() {
-        host::Json message;
+    base::Json receive() {
+        base::Json message;
         std::string whatIsWrong = "nothing more came";
         if (channel_->receive(message, whatIsWrong, kPatienceMs) !=
-            host::Channel::Status::message) {
+            base::Channel::Status::message) {
             giveUp("the host does not go on: " + whatIsWrong + "; see " + given_.log);
         }
         return message;
@@ -141,13 +141,13 @@ class Upgrade {
     }
 
     void answer() {
-        const host::Json acknowledgement(cJSON_CreateObject());
+        const base::Json acknowledgement(cJSON_CreateObject());
         cJSON_AddNumberToObject(acknowledgement.get(), "ack", 0);
         send(acknowledgement.get());
     }
 
     void noteStatus(const cJSON *call) {
-        const host::Json record(cJSON_Parse(textOf(call, "data").c_str()));
+        const base::Json record(cJSON_Parse(textOf(call, "data").c_str()));
         const std::string status = textOf(record.get(), "status");
         if (!status.empty()) {
             status_ = status;
@@ -167,10 +167,10 @@ class Upgrade {
 
     Arguments given_;
     pid_t host_ = -1;
-    std::optional<host::Channel> channel_;
+    std::optional<base::Channel> channel_;
     std::string stage_ = "start";
     Clock::time_point stageBegan_;
-    host::Json times_{cJSON_CreateObject()};
+    base::Json times_{cJSON_CreateObject()};
     std::string status_;
 };
 

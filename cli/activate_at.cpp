@@ -7,7 +7,7 @@
 #include "cli/printable.h"
 #include "cli/verbs.h"
 
-#include "host/terminal.h"
+#include "base/terminal.h"
 
 #include <charconv>
 #include <cstdio>
@@ -15,7 +15,7 @@
 #include <memory>
 #include <string_view>
 
-namespace otactl {
+namespace cli {
 namespace {
 
 constexpr std::string_view kFromNow = "now+";
@@ -27,19 +27,19 @@ std::string fromNow(std::string_view seconds) {
     const auto parsed = std::from_chars(seconds.data(), seconds.data() + seconds.size(), count);
     if (parsed.ec != std::errc() || parsed.ptr != seconds.data() + seconds.size() || count < 1 ||
         count >= kDay) {
-        throw Failure(host::Outcome::wrongUse,
+        throw Failure(base::Outcome::wrongUse,
                       "now+" + std::string(seconds) + ": expected now+SECONDS, 1 to 86399");
     }
-    return host::timeOfDay(std::time(nullptr) + count);
+    return base::timeOfDay(std::time(nullptr) + count);
 }
 
 std::string recordFor(const Node &node, const std::string &time) {
-    const host::Json object = newObject();
+    const base::Json object = newObject();
     add(object.get(), "model", node.model);
     add(object.get(), "mac", node.mac);
     add(object.get(), "sn", node.serial);
     add(object.get(), "actTime", time);
-    const host::JsonText text(cJSON_PrintUnformatted(object.get()));
+    const base::JsonText text(cJSON_PrintUnformatted(object.get()));
     return text.get();
 }
 
@@ -47,7 +47,7 @@ int activateAt(const std::string &time, const Globals &globals) {
     const std::string when =
         time.starts_with(kFromNow) ? fromNow(time.substr(kFromNow.size())) : time;
     if (!isBusText(when)) {
-        throw Failure(host::Outcome::timeMalformed, "actTime: not a text in UTF-8");
+        throw Failure(base::Outcome::timeMalformed, "actTime: not a text in UTF-8");
     }
     BusClient client(globals.bus);
     const Node node = client.readNode();
@@ -73,4 +73,4 @@ base::Command activateAtVerb(const Globals &globals) {
             .run = [time, &globals] { return activateAt(*time, globals); }};
 }
 
-} // namespace otactl
+} // namespace cli

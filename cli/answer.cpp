@@ -4,13 +4,13 @@
 
 #include <cstdio>
 
-namespace otactl {
+namespace cli {
 
-host::Json success() { return outcomeAsJson(host::rowOf(host::Outcome::done), ""); }
+base::Json success() { return outcomeAsJson(base::rowOf(base::Outcome::done), ""); }
 
 void answerTicket(const std::string &what, std::uint64_t ticket, const Globals &globals) {
     if (globals.json) {
-        const host::Json object = success();
+        const base::Json object = success();
         add(object.get(), "ticket", ticket);
         printJson(object.get());
         return;
@@ -20,10 +20,10 @@ void answerTicket(const std::string &what, std::uint64_t ticket, const Globals &
 }
 
 int answerEnd(const Finished &end) {
-    const host::Json object = newObject();
+    const base::Json object = newObject();
     addEnd(object.get(), end);
     printJson(object.get());
     return static_cast<int>(end.code);
 }
 
-} // namespace otactl
+} // namespace cli

@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <string>
 
-namespace otactl {
+namespace cli {
 
 /* "accepted, ticket 7", or the object of a success with that ticket. */
 void answerTicket(const std::string &what, std::uint64_t ticket, const Globals &globals);
@@ -19,8 +19,8 @@ void answerTicket(const std::string &what, std::uint64_t ticket, const Globals &
 int answerEnd(const Finished &end);
 
 /* {"code":0,"result":"done","reason":""}, to be added to. */
-host::Json success();
+base::Json success();
 
-} // namespace otactl
+} // namespace cli
 
 #endif

@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <cstdio>
 
-namespace otactl {
+namespace cli {
 namespace {
 
 // A service of an older version tells nothing of trials.
@@ -36,14 +36,14 @@ std::string stateOf(const Bank &bank, const BankTrial &trial) {
 }
 
 void printBanksAsJson(const Node &node) {
-    host::Json list(cJSON_CreateArray());
+    base::Json list(cJSON_CreateArray());
     for (const Bank &bank : node.banks) {
-        host::Json object = newObject();
+        base::Json object = newObject();
         addBank(object.get(), bank);
         addTrial(object.get(), trialOf(node, bank));
         cJSON_AddItemToArray(list.get(), object.release());
     }
-    const host::Json object = newObject();
+    const base::Json object = newObject();
     add(object.get(), "banks", std::move(list));
     add(object.get(), "failed_versions", failedVersionsAsJson(node.failedVersions));
     printJson(object.get());
@@ -71,7 +71,7 @@ void printBanks(const Node &node) {
 
 void requireBanks(const Node &node) {
     if (node.banks.empty()) {
-        throw Failure(host::Outcome::notReady,
+        throw Failure(base::Outcome::notReady,
                       "the banks are not known: " +
                           (node.waitReason.empty()
                                ? "the agent has not read the boot state yet"
@@ -96,4 +96,4 @@ base::Command banksVerb(const Globals &globals) {
             }};
 }
 
-} // namespace otactl
+} // namespace cli

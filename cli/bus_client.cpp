@@ -9,10 +9,10 @@
 #include <cstring>
 #include <string_view>
 
-namespace otactl {
+namespace cli {
 namespace {
 
-using host::Outcome;
+using base::Outcome;
 
 constexpr std::uint64_t kCallUs = 10ULL * 1000 * 1000;
 
@@ -89,8 +89,8 @@ BusClient::BusClient(const std::string &address) {
 
 Message BusClient::newCall(const char *interface, const char *member) {
     sd_bus_message *message = nullptr;
-    const int result = sd_bus_message_new_method_call(bus_.get(), &message, otad::kBusName,
-                                                      otad::kBusPath, interface, member);
+    const int result = sd_bus_message_new_method_call(bus_.get(), &message, service::kBusName,
+                                                      service::kBusPath, interface, member);
     Message owned(message);
     check(result, member);
     return owned;
@@ -123,7 +123,7 @@ void BusClient::check(int result, const char *member) {
 
 Message BusClient::newNodeCall() {
     Message request = newCall("org.freedesktop.DBus.Properties", "GetAll");
-    check(sd_bus_message_append(request.get(), "s", otad::kBusInterface), "GetAll");
+    check(sd_bus_message_append(request.get(), "s", service::kBusInterface), "GetAll");
     return request;
 }
 
@@ -138,7 +138,7 @@ Node BusClient::readNode() {
 void throwCallFailure(const sd_bus_error &error) {
     const std::string_view name = error.name == nullptr ? "" : error.name;
     const std::string message = error.message == nullptr ? "" : error.message;
-    if (const host::OutcomeRow *const row = host::rowOfBusError(name)) {
+    if (const base::OutcomeRow *const row = base::rowOfBusError(name)) {
         throw Failure(row->outcome, message);
     }
     for (const KnownError &known : kKnownErrors) {
@@ -149,4 +149,4 @@ void throwCallFailure(const sd_bus_error &error) {
     throw Failure(Outcome::failed, std::string(name) + ": " + message);
 }
 
-} // namespace otactl
+} // namespace cli

@@ -4,16 +4,16 @@
 #define CLI_BUS_CLIENT_H
 
 #include "cli/node.h"
-#include "host/daemon/bus/handles.h"
-#include "host/daemon/bus/names.h"
+#include "service/bus/handles.h"
+#include "service/bus/names.h"
 
 #include <cstdint>
 #include <string>
 #include <systemd/sd-bus.h>
 
-namespace otactl {
+namespace cli {
 
-using Message = otad::BusMessage;
+using Message = service::BusMessage;
 
 class BusClient {
   public:
@@ -25,7 +25,7 @@ class BusClient {
      * of sd_bus_message_append. Throws Failure with the outcome that the error stands for. */
     template <typename... Arguments>
     Message call(const char *member, const char *types, Arguments... arguments) {
-        Message request = newCall(otad::kBusInterface, member);
+        Message request = newCall(service::kBusInterface, member);
         check(sd_bus_message_append(request.get(), types, arguments...), member);
         return send(request.get());
     }
@@ -49,12 +49,12 @@ class BusClient {
     Message send(sd_bus_message *request);
     static void check(int result, const char *member);
 
-    otad::Bus bus_;
+    service::Bus bus_;
 };
 
 /* Throws the Failure that this error of a call stands for. */
 [[noreturn]] void throwCallFailure(const sd_bus_error &error);
 
-} // namespace otactl
+} // namespace cli
 
 #endif

@@ -6,7 +6,7 @@
 
 #include <memory>
 
-namespace otactl {
+namespace cli {
 
 base::Command cancelVerb(const Globals &globals) {
     const auto ticket = std::make_shared<std::uint64_t>(0);
@@ -21,4 +21,4 @@ base::Command cancelVerb(const Globals &globals) {
             }};
 }
 
-} // namespace otactl
+} // namespace cli

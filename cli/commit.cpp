@@ -6,7 +6,7 @@
 
 #include <cstdio>
 
-namespace otactl {
+namespace cli {
 
 base::Command commitVerb(const Globals &globals) {
     return {.name = "commit",
@@ -22,4 +22,4 @@ base::Command commitVerb(const Globals &globals) {
             }};
 }
 
-} // namespace otactl
+} // namespace cli

@@ -4,17 +4,17 @@
 #include "cli/json_output.h"
 #include "cli/printable.h"
 #include "cli/verbs.h"
-#include "platform/nal/config.h"
+#include "node/config.h"
 
 #include <cstdio>
 #include <memory>
 #include <vector>
 
-namespace otactl {
+namespace cli {
 namespace {
 
-host::Json listOf(const std::vector<std::string> &lines) {
-    host::Json list(cJSON_CreateArray());
+base::Json listOf(const std::vector<std::string> &lines) {
+    base::Json list(cJSON_CreateArray());
     for (const std::string &line : lines) {
         cJSON_AddItemToArray(list.get(), cJSON_CreateString(line.c_str()));
     }
@@ -23,8 +23,8 @@ host::Json listOf(const std::vector<std::string> &lines) {
 
 void printFindings(const std::string &file, const std::vector<std::string> &mistakes,
                    const std::vector<std::string> &warnings) {
-    const auto outcome = mistakes.empty() ? host::Outcome::done : host::Outcome::configWrong;
-    const host::Json object = outcomeAsJson(host::rowOf(outcome), "");
+    const auto outcome = mistakes.empty() ? base::Outcome::done : base::Outcome::configWrong;
+    const base::Json object = outcomeAsJson(base::rowOf(outcome), "");
     add(object.get(), "file", file);
     add(object.get(), "mistakes", listOf(mistakes));
     add(object.get(), "warnings", listOf(warnings));
@@ -39,7 +39,7 @@ void complain(const char *kind, const std::vector<std::string> &lines) {
 
 int checkConfig(const std::string &file, const Globals &globals) {
     std::vector<std::string> warnings;
-    const std::vector<std::string> mistakes = nal::configMistakes(file, &warnings);
+    const std::vector<std::string> mistakes = node::configMistakes(file, &warnings);
     if (globals.json) {
         printFindings(file, mistakes, warnings);
     } else {
@@ -49,7 +49,7 @@ int checkConfig(const std::string &file, const Globals &globals) {
             std::printf("%s: no mistakes\n", printable(file).c_str());
         }
     }
-    return host::rowOf(mistakes.empty() ? host::Outcome::done : host::Outcome::configWrong).code;
+    return base::rowOf(mistakes.empty() ? base::Outcome::done : base::Outcome::configWrong).code;
 }
 
 } // namespace
@@ -66,4 +66,4 @@ base::Command configVerb(const Globals &globals) {
                        .run = [file, &globals] { return checkConfig(*file, globals); }}}};
 }
 
-} // namespace otactl
+} // namespace cli

@@ -4,12 +4,12 @@
 
 #include "cli/printable.h"
 
-#include "host/terminal.h"
+#include "base/terminal.h"
 
 #include <algorithm>
 #include <cstdio>
 
-namespace otactl {
+namespace cli {
 namespace {
 
 constexpr int kNameWidth = 12;
@@ -34,7 +34,7 @@ const char *colourOf(Tone tone) {
 
 } // namespace
 
-Display::Display() : colour_(host::showsColour()), redraws_(host::redrawsLines()) {}
+Display::Display() : colour_(base::showsColour()), redraws_(base::redrawsLines()) {}
 
 Display::~Display() {
     clearFoot();
@@ -70,7 +70,7 @@ void Display::clearFoot() const {
 // One column stays free: a line that fills the last one would wrap, and be drawn again below.
 void Display::drawFoot() const {
     if (!foot_.empty()) {
-        std::fputs(foot_.substr(0, host::columnsShown() - 1).c_str(), stdout);
+        std::fputs(foot_.substr(0, base::columnsShown() - 1).c_str(), stdout);
     }
 }
 
@@ -94,4 +94,4 @@ void printTable(const std::vector<std::vector<std::string>> &rows) {
     }
 }
 
-} // namespace otactl
+} // namespace cli

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace otactl {
+namespace cli {
 
 enum class Tone { plain, good, bad };
 
@@ -39,6 +39,6 @@ class Display {
 /* Rows with columns as wide as their widest cell; the first row is the head. */
 void printTable(const std::vector<std::vector<std::string>> &rows);
 
-} // namespace otactl
+} // namespace cli
 
 #endif

@@ -9,7 +9,7 @@
 
 #include <memory>
 
-namespace otactl {
+namespace cli {
 namespace {
 
 using Sentences = std::vector<std::pair<std::string, std::string>>;
@@ -25,20 +25,20 @@ Sentences readSentences(BusClient &client) {
         sentences.emplace_back(topic, sentence);
     }
     if (result < 0) {
-        throw Failure(host::Outcome::failed, "the answer to Explain cannot be read");
+        throw Failure(base::Outcome::failed, "the answer to Explain cannot be read");
     }
     return sentences;
 }
 
 void printSentences(const Sentences &sentences) {
-    host::Json list(cJSON_CreateArray());
+    base::Json list(cJSON_CreateArray());
     for (const auto &[topic, sentence] : sentences) {
-        host::Json item = newObject();
+        base::Json item = newObject();
         add(item.get(), "topic", topic);
         add(item.get(), "sentence", sentence);
         cJSON_AddItemToArray(list.get(), item.release());
     }
-    const host::Json object = newObject();
+    const base::Json object = newObject();
     add(object.get(), "sentences", std::move(list));
     printJson(object.get());
 }
@@ -73,4 +73,4 @@ base::Command explainVerb(const Globals &globals) {
             .run = [name, &globals] { return explain(*name, globals); }};
 }
 
-} // namespace otactl
+} // namespace cli

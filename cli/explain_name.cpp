@@ -3,45 +3,45 @@
 #include "cli/explain_name.h"
 
 #include "base/nearest.h"
+#include "base/reason.h"
+#include "base/word.h"
 #include "cli/display.h"
 #include "cli/failure.h"
 #include "cli/json_output.h"
-#include "host/reason.h"
-#include "host/word.h"
 
 #include <charconv>
 #include <vector>
 
-namespace otactl {
+namespace cli {
 namespace {
 
 struct Meaning {
     const char *kind;
     std::string name;
-    const host::OutcomeRow *outcome; // itself, or the one that a reason explains; null: none
+    const base::OutcomeRow *outcome; // itself, or the one that a reason explains; null: none
     std::string meaning;
     std::string remedy;
     std::vector<std::string> reasons; // of an outcome
 };
 
-std::vector<std::string> reasonsOf(host::Outcome outcome) {
+std::vector<std::string> reasonsOf(base::Outcome outcome) {
     std::vector<std::string> names;
-    for (const host::ReasonRow &row : host::reasons()) {
-        if (row.outcome == outcome && row.reason != host::Reason::none) {
+    for (const base::ReasonRow &row : base::reasons()) {
+        if (row.outcome == outcome && row.reason != base::Reason::none) {
             names.emplace_back(row.name);
         }
     }
     return names;
 }
 
-const host::OutcomeRow *outcomeCalled(const std::string &name) {
+const base::OutcomeRow *outcomeCalled(const std::string &name) {
     int code = 0;
     const char *const end = name.data() + name.size();
     const auto number = std::from_chars(name.data(), end, code);
     if (number.ec == std::errc() && number.ptr == end) {
-        return host::rowOfCode(code);
+        return base::rowOfCode(code);
     }
-    for (const host::OutcomeRow &row : host::outcomes()) {
+    for (const base::OutcomeRow &row : base::outcomes()) {
         if (name == row.name) {
             return &row;
         }
@@ -51,35 +51,35 @@ const host::OutcomeRow *outcomeCalled(const std::string &name) {
 
 std::vector<std::string> knownNames() {
     std::vector<std::string> names;
-    for (const host::OutcomeRow &row : host::outcomes()) {
+    for (const base::OutcomeRow &row : base::outcomes()) {
         names.emplace_back(row.name);
     }
-    for (const host::ReasonRow &row : host::reasons()) {
+    for (const base::ReasonRow &row : base::reasons()) {
         names.emplace_back(row.name);
     }
-    for (const host::WordRow &row : host::statusWords()) {
+    for (const base::WordRow &row : base::statusWords()) {
         names.emplace_back(row.word);
     }
     return names;
 }
 
 Meaning meaningOf(const std::string &name) {
-    if (const host::OutcomeRow *const row = outcomeCalled(name)) {
+    if (const base::OutcomeRow *const row = outcomeCalled(name)) {
         return {"outcome", row->name, row, row->meaning, row->remedy, reasonsOf(row->outcome)};
     }
-    if (const host::ReasonRow *const row = host::rowOfReason(name)) {
-        return {"reason", row->name, &host::rowOf(row->outcome), row->meaning, row->remedy, {}};
+    if (const base::ReasonRow *const row = base::rowOfReason(name)) {
+        return {"reason", row->name, &base::rowOf(row->outcome), row->meaning, row->remedy, {}};
     }
-    if (const host::WordRow *const row = host::rowOfWord(name)) {
+    if (const base::WordRow *const row = base::rowOfWord(name)) {
         return {"status word", row->word, nullptr, row->meaning, row->remedy, {}};
     }
-    throw Failure(host::Outcome::wrongUse,
+    throw Failure(base::Outcome::wrongUse,
                   name + ": no code, outcome, reason or status word is called so" +
                       base::didYouMean(name, knownNames()));
 }
 
 void print(const Meaning &meaning) {
-    const host::Json object = newObject();
+    const base::Json object = newObject();
     add(object.get(), "kind", meaning.kind);
     add(object.get(), "name", meaning.name);
     if (meaning.outcome != nullptr) {
@@ -88,7 +88,7 @@ void print(const Meaning &meaning) {
     }
     add(object.get(), "meaning", meaning.meaning);
     add(object.get(), "remedy", meaning.remedy);
-    host::Json reasons(cJSON_CreateArray());
+    base::Json reasons(cJSON_CreateArray());
     for (const std::string &reason : meaning.reasons) {
         cJSON_AddItemToArray(reasons.get(), cJSON_CreateString(reason.c_str()));
     }
@@ -125,4 +125,4 @@ int explainName(const std::string &name, const Globals &globals) {
     return 0;
 }
 
-} // namespace otactl
+} // namespace cli

@@ -7,11 +7,11 @@
 
 #include <string>
 
-namespace otactl {
+namespace cli {
 
 /* Prints it; the exit code. Throws Failure where nothing is called so. */
 int explainName(const std::string &name, const Globals &globals);
 
-} // namespace otactl
+} // namespace cli
 
 #endif

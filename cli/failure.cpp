@@ -8,12 +8,12 @@
 #include <cstdio>
 #include <string_view>
 
-namespace otactl {
+namespace cli {
 
 int tellFailure(const Failure &failure, bool json) {
-    const host::OutcomeRow &row = host::rowOf(failure.outcome());
+    const base::OutcomeRow &row = base::rowOf(failure.outcome());
     if (json) {
-        const host::Json answer = outcomeAsJson(row, failure.what());
+        const base::Json answer = outcomeAsJson(row, failure.what());
         printJson(answer.get());
     }
     const bool hasRemedy = std::string_view(row.remedy) != "nothing";
@@ -22,4 +22,4 @@ int tellFailure(const Failure &failure, bool json) {
     return row.code;
 }
 
-} // namespace otactl
+} // namespace cli

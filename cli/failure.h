@@ -3,28 +3,28 @@
 #ifndef CLI_FAILURE_H
 #define CLI_FAILURE_H
 
-#include "host/outcome.h"
+#include "base/outcome.h"
 
 #include <stdexcept>
 #include <string>
 
-namespace otactl {
+namespace cli {
 
 class Failure : public std::runtime_error {
   public:
-    Failure(host::Outcome outcome, const std::string &what)
+    Failure(base::Outcome outcome, const std::string &what)
         : std::runtime_error(what), outcome_(outcome) {}
 
-    [[nodiscard]] host::Outcome outcome() const { return outcome_; }
+    [[nodiscard]] base::Outcome outcome() const { return outcome_; }
 
   private:
-    host::Outcome outcome_;
+    base::Outcome outcome_;
 };
 
 /* Tells the failure in one line on standard error: what, and the table's advice; with json also as
  * one object on standard output. Returns the exit code. */
 int tellFailure(const Failure &failure, bool json);
 
-} // namespace otactl
+} // namespace cli
 
 #endif

@@ -4,10 +4,10 @@
 
 #include "cli/json_output.h"
 
-namespace otactl {
+namespace cli {
 
 bool hasReason(const Finished &end) {
-    return !end.reasonCode.empty() && end.reasonCode != host::rowOf(host::Reason::none).name;
+    return !end.reasonCode.empty() && end.reasonCode != base::rowOf(base::Reason::none).name;
 }
 
 void addEnd(cJSON *object, const Finished &end) {
@@ -18,4 +18,4 @@ void addEnd(cJSON *object, const Finished &end) {
     add(object, "reason", end.reason);
 }
 
-} // namespace otactl
+} // namespace cli

@@ -3,12 +3,12 @@
 #ifndef CLI_FINISHED_H
 #define CLI_FINISHED_H
 
-#include "host/end.h"
-#include "host/json.h"
+#include "base/end.h"
+#include "base/json.h"
 
-namespace otactl {
+namespace cli {
 
-using Finished = host::End;
+using Finished = base::End;
 
 /* Its outcome has one that says more. */
 bool hasReason(const Finished &end);
@@ -16,6 +16,6 @@ bool hasReason(const Finished &end);
 /* Adds ticket, code, result, reason_code and reason. */
 void addEnd(cJSON *object, const Finished &end);
 
-} // namespace otactl
+} // namespace cli
 
 #endif

@@ -9,16 +9,16 @@
 #include <cstdio>
 #include <memory>
 
-namespace otactl {
+namespace cli {
 namespace {
 
 int forget(const std::string &version, const Globals &globals) {
     if (!isBusText(version)) {
-        throw Failure(host::Outcome::wrongUse, "the version must be a text in UTF-8");
+        throw Failure(base::Outcome::wrongUse, "the version must be a text in UTF-8");
     }
     BusClient(globals.bus).call("Forget", "s", version.c_str());
     if (globals.json) {
-        const host::Json object = success();
+        const base::Json object = success();
         add(object.get(), "version", version);
         printJson(object.get());
     } else {
@@ -38,4 +38,4 @@ base::Command forgetVerb(const Globals &globals) {
             .run = [version, &globals] { return forget(*version, globals); }};
 }
 
-} // namespace otactl
+} // namespace cli

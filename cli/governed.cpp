@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-namespace otactl {
+namespace cli {
 
 std::string governedBy(const Node &node) {
     const bool waits = std::any_of(node.timers.begin(), node.timers.end(),
@@ -17,4 +17,4 @@ std::string governedBy(const Node &node) {
                  "named";
 }
 
-} // namespace otactl
+} // namespace cli

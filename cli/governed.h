@@ -7,11 +7,11 @@
 
 #include <string>
 
-namespace otactl {
+namespace cli {
 
 /* Half a sentence on what the activation time governs, and until when. */
 std::string governedBy(const Node &node);
 
-} // namespace otactl
+} // namespace cli
 
 #endif

@@ -9,7 +9,7 @@
 #include <array>
 #include <memory>
 
-namespace otactl {
+namespace cli {
 namespace {
 
 constexpr std::uint32_t kUsual = 20;
@@ -23,7 +23,7 @@ std::vector<std::string> readLines(BusClient &client, std::uint32_t count) {
         lines.emplace_back(line);
     }
     if (result < 0) {
-        throw Failure(host::Outcome::failed, "the answer to History cannot be read");
+        throw Failure(base::Outcome::failed, "the answer to History cannot be read");
     }
     return lines;
 }
@@ -39,7 +39,7 @@ std::string cell(const cJSON *object, const char *key) {
 }
 
 std::vector<std::string> rowOfLine(const std::string &line) {
-    const host::Json object(cJSON_Parse(line.c_str()));
+    const base::Json object(cJSON_Parse(line.c_str()));
     if (cJSON_IsObject(object.get()) == 0) {
         return {"", line};
     }
@@ -47,7 +47,7 @@ std::vector<std::string> rowOfLine(const std::string &line) {
     for (const char *key : {"result", "reason", "next"}) {
         const std::string text = cell(object.get(), key);
         // Of most events there is nothing more to say than that they happened.
-        const bool plain = text == host::rowOf(host::Outcome::done).name &&
+        const bool plain = text == base::rowOf(base::Outcome::done).name &&
                            cell(object.get(), "event") != "finished";
         if (!text.empty() && !plain) {
             what += (what.empty() ? "" : "; ") + text;
@@ -63,7 +63,7 @@ int history(std::uint32_t count, const Globals &globals) {
     const std::vector<std::string> lines = readLines(client, count);
     if (globals.json) {
         for (const std::string &line : lines) {
-            const host::Json object = parsedOrText(line);
+            const base::Json object = parsedOrText(line);
             printJson(object.get());
         }
         return 0;
@@ -87,4 +87,4 @@ base::Command historyVerb(const Globals &globals) {
             .run = [count, &globals] { return history(*count, globals); }};
 }
 
-} // namespace otactl
+} // namespace cli

@@ -2,20 +2,20 @@
 // What the verbs on image files print, and how they fail.
 #include "cli/image_report.h"
 
+#include "base/file_io.h"
 #include "cli/answer.h"
 #include "cli/display.h"
 #include "cli/printable.h"
-#include "platform/nal/file_io.h"
 
 #include <cstdio>
 #include <unistd.h>
 
-namespace otactl {
+namespace cli {
 
-int reportImage(const std::string &file, const nal::ImageManifest &manifest,
+int reportImage(const std::string &file, const node::ImageManifest &manifest,
                 const Globals &globals) {
     if (globals.json) {
-        const host::Json object = success();
+        const base::Json object = success();
         add(object.get(), "file", file);
         add(object.get(), "version", manifest.version);
         add(object.get(), "model", manifest.model);
@@ -38,14 +38,14 @@ int reportImage(const std::string &file, const nal::ImageManifest &manifest,
 std::string whyUnreadable(std::initializer_list<std::string> files) {
     for (const std::string &file : files) {
         if (!file.empty() && access(file.c_str(), R_OK) != 0) {
-            return nal::systemReason(file + ": cannot be read") + "; name a file that is there";
+            return base::systemReason(file + ": cannot be read") + "; name a file that is there";
         }
     }
     return "";
 }
 
-int reportRefusal(host::Outcome outcome, const std::string &reason, const Globals &globals) {
-    const host::OutcomeRow &row = host::rowOf(outcome);
+int reportRefusal(base::Outcome outcome, const std::string &reason, const Globals &globals) {
+    const base::OutcomeRow &row = base::rowOf(outcome);
     if (globals.json) {
         printJson(outcomeAsJson(row, reason).get());
     }
@@ -53,4 +53,4 @@ int reportRefusal(host::Outcome outcome, const std::string &reason, const Global
     return row.code;
 }
 
-} // namespace otactl
+} // namespace cli

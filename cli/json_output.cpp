@@ -6,7 +6,7 @@
 #include <new>
 #include <string_view>
 
-namespace otactl {
+namespace cli {
 namespace {
 
 cJSON *orThrow(cJSON *item) {
@@ -37,9 +37,9 @@ std::string withoutHighControls(std::string_view json) {
 
 } // namespace
 
-host::Json newObject() { return host::Json(orThrow(cJSON_CreateObject())); }
+base::Json newObject() { return base::Json(orThrow(cJSON_CreateObject())); }
 
-void add(cJSON *object, const char *key, host::Json value) {
+void add(cJSON *object, const char *key, base::Json value) {
     if (cJSON_AddItemToObject(object, key, orThrow(value.get())) == 0) {
         throw std::bad_alloc();
     }
@@ -74,15 +74,15 @@ void add(cJSON *object, const char *key, std::optional<std::uint64_t> number) {
     if (number) {
         add(object, key, *number);
     } else {
-        add(object, key, host::Json(cJSON_CreateNull()));
+        add(object, key, base::Json(cJSON_CreateNull()));
     }
 }
 
-host::Json parsedOrText(const std::string &text) {
+base::Json parsedOrText(const std::string &text) {
     if (text.empty()) {
-        return host::Json(cJSON_CreateNull());
+        return base::Json(cJSON_CreateNull());
     }
-    host::Json value(cJSON_ParseWithOpts(text.c_str(), nullptr, 1));
+    base::Json value(cJSON_ParseWithOpts(text.c_str(), nullptr, 1));
     if (cJSON_IsObject(value.get()) == 0) {
         value.reset(cJSON_CreateString(text.c_str()));
     }
@@ -94,8 +94,8 @@ std::string textOf(const cJSON *object, const char *key) {
     return value == nullptr ? "" : value;
 }
 
-host::Json outcomeAsJson(const host::OutcomeRow &row, const std::string &reason) {
-    host::Json object = newObject();
+base::Json outcomeAsJson(const base::OutcomeRow &row, const std::string &reason) {
+    base::Json object = newObject();
     add(object.get(), "code", row.code);
     add(object.get(), "result", row.name);
     add(object.get(), "reason", reason);
@@ -103,7 +103,7 @@ host::Json outcomeAsJson(const host::OutcomeRow &row, const std::string &reason)
 }
 
 void printJson(const cJSON *object) {
-    const host::JsonText text(cJSON_PrintUnformatted(object));
+    const base::JsonText text(cJSON_PrintUnformatted(object));
     if (text == nullptr) {
         throw std::bad_alloc();
     }
@@ -111,4 +111,4 @@ void printJson(const cJSON *object) {
     std::fflush(stdout);
 }
 
-} // namespace otactl
+} // namespace cli

@@ -3,16 +3,16 @@
 #ifndef CLI_JSON_OUTPUT_H
 #define CLI_JSON_OUTPUT_H
 
-#include "host/json.h"
-#include "host/outcome.h"
+#include "base/json.h"
+#include "base/outcome.h"
 
 #include <cstdint>
 #include <optional>
 #include <string>
 
-namespace otactl {
+namespace cli {
 
-host::Json newObject();
+base::Json newObject();
 void add(cJSON *object, const char *key, const std::string &text);
 void add(cJSON *object, const char *key, const char *text);
 void add(cJSON *object, const char *key, bool value);
@@ -23,18 +23,18 @@ void add(cJSON *object, const char *key, std::int32_t number);
 /* Nothing is null. */
 void add(cJSON *object, const char *key, std::optional<std::uint64_t> number);
 /* Takes the value over. */
-void add(cJSON *object, const char *key, host::Json value);
+void add(cJSON *object, const char *key, base::Json value);
 
 /* The object that the text holds; null for an empty text; else the text itself, as a string. */
-host::Json parsedOrText(const std::string &text);
+base::Json parsedOrText(const std::string &text);
 /* The text of that key; empty where there is none. */
 std::string textOf(const cJSON *object, const char *key);
 /* {"code":..,"result":..,"reason":..} */
-host::Json outcomeAsJson(const host::OutcomeRow &row, const std::string &reason);
+base::Json outcomeAsJson(const base::OutcomeRow &row, const std::string &reason);
 
 /* Prints one line and flushes it, so that a reader at the other end of a pipe has it at once. */
 void printJson(const cJSON *object);
 
-} // namespace otactl
+} // namespace cli
 
 #endif

@@ -15,14 +15,14 @@
 
 namespace {
 
-using otactl::Failure;
+using cli::Failure;
 
-int run(const std::vector<std::string> &words, otactl::Globals &globals) {
-    const base::Command program = otactl::commandLine(globals);
+int run(const std::vector<std::string> &words, cli::Globals &globals) {
+    const base::Command program = cli::commandLine(globals);
     const base::Parsed parsed = base::parse(program, words);
     const bool asksForText = parsed.help || parsed.version;
     if (!asksForText && !parsed.wrong.empty()) {
-        throw Failure(host::Outcome::wrongUse, parsed.wrong);
+        throw Failure(base::Outcome::wrongUse, parsed.wrong);
     }
     return asksForText ? *base::answer(program, parsed) : parsed.command->run();
 }
@@ -40,7 +40,7 @@ void endWithTheReader() {
 // The next file that is opened would take its place: what is printed would go into the bus.
 void requireOutput() {
     if (fcntl(STDOUT_FILENO, F_GETFD) < 0) {
-        throw Failure(host::Outcome::failed,
+        throw Failure(base::Outcome::failed,
                       std::string("standard output cannot be written: ") + std::strerror(errno));
     }
 }
@@ -50,7 +50,7 @@ void finishOutput() {
     errno = 0;
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         // The reason of a line that failed before is gone.
-        throw Failure(host::Outcome::failed,
+        throw Failure(base::Outcome::failed,
                       std::string("standard output cannot be written") +
                           (errno == 0 ? "" : std::string(": ") + std::strerror(errno)));
     }
@@ -60,15 +60,15 @@ void finishOutput() {
 
 int main(int argc, char **argv) {
     endWithTheReader();
-    otactl::Globals globals;
+    cli::Globals globals;
     try {
         requireOutput();
         const int code = run({argv, argv + argc}, globals);
         finishOutput();
         return code;
     } catch (const Failure &failure) {
-        return otactl::tellFailure(failure, globals.json);
+        return cli::tellFailure(failure, globals.json);
     } catch (const std::exception &error) {
-        return otactl::tellFailure(Failure(host::Outcome::failed, error.what()), globals.json);
+        return cli::tellFailure(Failure(base::Outcome::failed, error.what()), globals.json);
     }
 }

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <variant>
 
-namespace otactl {
+namespace cli {
 namespace {
 
 using Member = std::variant<std::string Node::*, std::uint32_t Node::*, std::uint64_t Node::*,
@@ -178,7 +178,7 @@ int readEntry(sd_bus_message *message, Node &node, std::vector<std::string_view>
         return sd_bus_message_skip(message, "v");
     }
     if (readVariant(message, *property, node) < 0) {
-        throw Failure(host::Outcome::failed,
+        throw Failure(base::Outcome::failed,
                       std::string("the service describes ") + property->name +
                           " in a way that this otactl does not know: their versions differ");
     }
@@ -195,9 +195,9 @@ void addValue(cJSON *object, const char *key, const std::vector<Bank> &banks) {
 }
 
 void addValue(cJSON *object, const char *key, const std::vector<BankTrial> &trials) {
-    host::Json list(cJSON_CreateArray());
+    base::Json list(cJSON_CreateArray());
     for (const BankTrial &trial : trials) {
-        host::Json item = newObject();
+        base::Json item = newObject();
         add(item.get(), "bank", trial.bank);
         addTrial(item.get(), trial);
         cJSON_AddItemToArray(list.get(), item.release());
@@ -206,7 +206,7 @@ void addValue(cJSON *object, const char *key, const std::vector<BankTrial> &tria
 }
 
 void addValue(cJSON *object, const char *key, const Finished &end) {
-    host::Json item = newObject();
+    base::Json item = newObject();
     addEnd(item.get(), end);
     add(object, key, std::move(item));
 }
@@ -235,15 +235,15 @@ std::vector<std::string_view> takeProperties(sd_bus_message *message, Node &node
         result = sd_bus_message_exit_container(message);
     }
     if (result < 0) {
-        throw Failure(host::Outcome::failed, "the service's list of properties cannot be read");
+        throw Failure(base::Outcome::failed, "the service's list of properties cannot be read");
     }
     return taken;
 }
 
-host::Json timersAsJson(const std::vector<Timer> &timers) {
-    host::Json list(cJSON_CreateArray());
+base::Json timersAsJson(const std::vector<Timer> &timers) {
+    base::Json list(cJSON_CreateArray());
     for (const Timer &timer : timers) {
-        host::Json object = newObject();
+        base::Json object = newObject();
         add(object.get(), "name", timer.name);
         add(object.get(), "seconds", timer.seconds);
         cJSON_AddItemToArray(list.get(), object.release());
@@ -259,10 +259,10 @@ void addBank(cJSON *object, const Bank &bank) {
     add(object, "next", bank.next);
 }
 
-host::Json banksAsJson(const std::vector<Bank> &banks) {
-    host::Json list(cJSON_CreateArray());
+base::Json banksAsJson(const std::vector<Bank> &banks) {
+    base::Json list(cJSON_CreateArray());
     for (const Bank &bank : banks) {
-        host::Json object = newObject();
+        base::Json object = newObject();
         addBank(object.get(), bank);
         cJSON_AddItemToArray(list.get(), object.release());
     }
@@ -276,10 +276,10 @@ void addTrial(cJSON *object, const BankTrial &trial) {
     add(object, "last_failure", trial.lastFailure);
 }
 
-host::Json failedVersionsAsJson(const std::vector<FailedVersion> &failed) {
-    host::Json list(cJSON_CreateArray());
+base::Json failedVersionsAsJson(const std::vector<FailedVersion> &failed) {
+    base::Json list(cJSON_CreateArray());
     for (const FailedVersion &version : failed) {
-        host::Json object = newObject();
+        base::Json object = newObject();
         add(object.get(), "version", version.version);
         add(object.get(), "trials", version.trials);
         add(object.get(), "reason", version.reason);
@@ -300,4 +300,4 @@ void addProperties(cJSON *object, const Node &node) {
     }
 }
 
-} // namespace otactl
+} // namespace cli

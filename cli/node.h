@@ -3,23 +3,23 @@
 #ifndef CLI_NODE_H
 #define CLI_NODE_H
 
+#include "base/json.h"
 #include "cli/finished.h"
-#include "host/daemon/bus/node_status.h"
-#include "host/json.h"
+#include "service/bus/node_status.h"
 
 #include <string>
 #include <string_view>
 #include <systemd/sd-bus.h>
 #include <vector>
 
-namespace otactl {
+namespace cli {
 
-using Timer = otad::TimerLeft;
-using Bank = otad::BankView;
-using BankTrial = otad::BankTrial;
-using FailedVersion = otad::FailedTrial;
+using Timer = service::TimerLeft;
+using Bank = service::BankView;
+using BankTrial = service::BankTrial;
+using FailedVersion = service::FailedTrial;
 
-struct Node : otad::NodeStatus {
+struct Node : service::NodeStatus {
     std::string daemonVersion;
 };
 
@@ -29,13 +29,13 @@ std::vector<std::string_view> takeProperties(sd_bus_message *message, Node &node
 
 /* Adds every property under its name in snake_case. */
 void addProperties(cJSON *object, const Node &node);
-host::Json timersAsJson(const std::vector<Timer> &timers);
-host::Json banksAsJson(const std::vector<Bank> &banks);
-host::Json failedVersionsAsJson(const std::vector<FailedVersion> &failed);
+base::Json timersAsJson(const std::vector<Timer> &timers);
+base::Json banksAsJson(const std::vector<Bank> &banks);
+base::Json failedVersionsAsJson(const std::vector<FailedVersion> &failed);
 void addBank(cJSON *object, const Bank &bank);
 /* What is known of the bank beside its view. */
 void addTrial(cJSON *object, const BankTrial &trial);
 
-} // namespace otactl
+} // namespace cli
 
 #endif

@@ -11,7 +11,7 @@
 #include <thread>
 #include <utility>
 
-namespace otactl {
+namespace cli {
 namespace {
 
 constexpr const char *kOwnerMatch =
@@ -67,7 +67,7 @@ bool isAnswer(sd_bus_message *answer) {
     try {
         throwCallFailure(*error);
     } catch (const Failure &failure) {
-        if (failure.outcome() != host::Outcome::noService) {
+        if (failure.outcome() != base::Outcome::noService) {
             throw;
         }
     }
@@ -98,7 +98,7 @@ void NodeWatch::connect() {
     const auto subscribe = [this](const char *match, sd_bus_message_handler_t handler) {
         sd_bus_slot *slot = nullptr;
         if (sd_bus_add_match(client_->bus(), &slot, match, handler, this) < 0) {
-            throw Failure(host::Outcome::noService, "the bus takes no subscription");
+            throw Failure(base::Outcome::noService, "the bus takes no subscription");
         }
         return Slot(slot);
     };
@@ -106,7 +106,7 @@ void NodeWatch::connect() {
     signalMatch_ = subscribe(kSignalMatch, handle<&NodeWatch::onSignal>);
     sd_bus_creds *credentials = nullptr;
     const char *owner = nullptr;
-    if (sd_bus_get_name_creds(client_->bus(), otad::kBusName, SD_BUS_CREDS_UNIQUE_NAME,
+    if (sd_bus_get_name_creds(client_->bus(), service::kBusName, SD_BUS_CREDS_UNIQUE_NAME,
                               &credentials) >= 0 &&
         sd_bus_creds_get_unique_name(credentials, &owner) >= 0) {
         owner_ = owner;
@@ -126,7 +126,7 @@ void NodeWatch::reconnect() {
             connect();
         } catch (const Failure &failure) {
             client_.reset();
-            if (failure.outcome() != host::Outcome::noService) {
+            if (failure.outcome() != base::Outcome::noService) {
                 throw;
             }
         }
@@ -196,8 +196,8 @@ void NodeWatch::askForNode() {
 
 void NodeWatch::askForHistory() {
     sd_bus_slot *slot = nullptr;
-    sd_bus_call_method_async(client_->bus(), &slot, otad::kBusName, otad::kBusPath,
-                             otad::kBusInterface, "History", handle<&NodeWatch::onHistory>, this,
+    sd_bus_call_method_async(client_->bus(), &slot, service::kBusName, service::kBusPath,
+                             service::kBusInterface, "History", handle<&NodeWatch::onHistory>, this,
                              "u", kWholeHistory);
     historyCall_.reset(slot);
 }
@@ -231,7 +231,7 @@ void NodeWatch::onHistory(sd_bus_message *answer) {
     std::optional<Finished> found;
     const char *line = nullptr;
     while (sd_bus_message_read(answer, "s", &line) > 0) {
-        if (const std::optional<Finished> end = host::endOfLine(line);
+        if (const std::optional<Finished> end = base::endOfLine(line);
             end && end->ticket == until_.ticket) {
             found = end;
         }
@@ -245,7 +245,7 @@ void NodeWatch::onHistory(sd_bus_message *answer) {
 void NodeWatch::onProperties(sd_bus_message *message) {
     const char *interface = nullptr;
     if (sd_bus_message_read(message, "s", &interface) <= 0 ||
-        std::string_view(interface) != otad::kBusInterface || !known_) {
+        std::string_view(interface) != service::kBusInterface || !known_) {
         return;
     }
     const std::vector<std::string_view> changed = takeProperties(message, node_);
@@ -276,9 +276,11 @@ void NodeWatch::onSignal(sd_bus_message *message) {
     if (sd_bus_message_is_signal(message, "org.freedesktop.DBus.Properties", "PropertiesChanged") >
         0) {
         onProperties(message);
-    } else if (sd_bus_message_is_signal(message, otad::kBusInterface, otad::kEndedSignal) > 0) {
+    } else if (sd_bus_message_is_signal(message, service::kBusInterface, service::kEndedSignal) >
+               0) {
         reasonCode_ = reasonCodeIn(message);
-    } else if (sd_bus_message_is_signal(message, otad::kBusInterface, otad::kFinishedSignal) > 0) {
+    } else if (sd_bus_message_is_signal(message, service::kBusInterface, service::kFinishedSignal) >
+               0) {
         Finished end;
         const char *result = nullptr;
         const char *reason = nullptr;
@@ -291,19 +293,21 @@ void NodeWatch::onSignal(sd_bus_message *message) {
                 finished_ = end;
             }
         }
-    } else if (sd_bus_message_is_signal(message, otad::kBusInterface, otad::kStatusSignal) > 0) {
-        view_.status(textsOf(message)[0]);
-    } else if (sd_bus_message_is_signal(message, otad::kBusInterface, otad::kHistorySignal) > 0) {
-        view_.history(textsOf(message)[0]);
-    } else if (sd_bus_message_is_signal(message, otad::kBusInterface, otad::kExtenderStatusSignal) >
+    } else if (sd_bus_message_is_signal(message, service::kBusInterface, service::kStatusSignal) >
                0) {
+        view_.status(textsOf(message)[0]);
+    } else if (sd_bus_message_is_signal(message, service::kBusInterface, service::kHistorySignal) >
+               0) {
+        view_.history(textsOf(message)[0]);
+    } else if (sd_bus_message_is_signal(message, service::kBusInterface,
+                                        service::kExtenderStatusSignal) > 0) {
         const auto [mac, record] = textsOf(message);
         view_.extender(mac, record);
-    } else if (sd_bus_message_is_signal(message, otad::kBusInterface,
-                                        otad::kExtenderFileServerSignal) > 0) {
+    } else if (sd_bus_message_is_signal(message, service::kBusInterface,
+                                        service::kExtenderFileServerSignal) > 0) {
         const auto [mac, info] = textsOf(message);
         view_.extenderFileServer(mac, info);
     }
 }
 
-} // namespace otactl
+} // namespace cli

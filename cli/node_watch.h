@@ -17,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-namespace otactl {
+namespace cli {
 
 /* What a watcher is told, in the order of the bus; what it does not override, it does not hear.
  * Texts are as they came. */
@@ -63,7 +63,7 @@ class NodeWatch {
     std::optional<Finished> follow(const Until &until);
 
   private:
-    using Slot = otad::BusSlot;
+    using Slot = service::BusSlot;
     using Handler = void (NodeWatch::*)(sd_bus_message *);
 
     void connect();
@@ -97,6 +97,6 @@ class NodeWatch {
     Slot ownerMatch_, signalMatch_, nodeCall_, historyCall_; // gone before their bus
 };
 
-} // namespace otactl
+} // namespace cli
 
 #endif

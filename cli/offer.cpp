@@ -15,10 +15,10 @@
 #include <cstring>
 #include <memory>
 
-namespace otactl {
+namespace cli {
 namespace {
 
-using host::Outcome;
+using base::Outcome;
 
 // The service takes 64 KiB and says so; this only keeps an endless input from being read.
 constexpr std::size_t kMostBytes = 1024 * 1024;
@@ -123,4 +123,4 @@ base::Command offerVerb(const Globals &globals) {
             .run = [options, &globals] { return offer(*options, globals); }};
 }
 
-} // namespace otactl
+} // namespace cli

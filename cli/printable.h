@@ -3,13 +3,13 @@
 #ifndef CLI_PRINTABLE_H
 #define CLI_PRINTABLE_H
 
-#include "host/printable.h"
+#include "base/printable.h"
 
-namespace otactl {
+namespace cli {
 
-using host::isBusText;
-using host::printable;
+using base::isBusText;
+using base::printable;
 
-} // namespace otactl
+} // namespace cli
 
 #endif

@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdio>
 
-namespace otactl {
+namespace cli {
 
 std::string readableBytes(std::uint64_t bytes) {
     constexpr std::uint64_t kStep = 1024;
@@ -43,4 +43,4 @@ std::string readableSpan(std::uint64_t seconds) {
     return std::to_string(seconds) + " s";
 }
 
-} // namespace otactl
+} // namespace cli

@@ -5,12 +5,12 @@
 #include "cli/failure.h"
 #include "cli/printable.h"
 #include "cli/verbs.h"
-#include "platform/nal/config_obstacles.h"
+#include "node/config_obstacles.h"
 
 #include <cstdio>
 #include <memory>
 
-namespace otactl {
+namespace cli {
 namespace {
 
 struct Options {
@@ -19,13 +19,13 @@ struct Options {
 
 int set(const Options &options, const Globals &globals) {
     if (!isBusText(options.name) || !isBusText(options.value)) {
-        throw Failure(host::Outcome::wrongUse, "name and value must be texts in UTF-8");
+        throw Failure(base::Outcome::wrongUse, "name and value must be texts in UTF-8");
     }
     BusClient client(globals.bus);
     client.call("ChangeSetting", "ss", options.name.c_str(), options.value.c_str());
-    const std::string odd = nal::oddValue(options.name, options.value);
+    const std::string odd = node::oddValue(options.name, options.value);
     if (globals.json) {
-        const host::Json object = success();
+        const base::Json object = success();
         add(object.get(), "name", options.name);
         add(object.get(), "value", options.value);
         if (!odd.empty()) {
@@ -57,4 +57,4 @@ base::Command setVerb(const Globals &globals) {
             .run = [options, &globals] { return set(*options, globals); }};
 }
 
-} // namespace otactl
+} // namespace cli

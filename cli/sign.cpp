@@ -1,37 +1,37 @@
 // SPDX-License-Identifier: MIT
 // otactl sign: puts a signature on an image file, without the service.
+#include "base/trusted_path.h"
 #include "cli/image_report.h"
 #include "cli/verbs.h"
-#include "platform/nal/image_signing.h"
-#include "platform/nal/trusted_path.h"
+#include "node/image_signing.h"
 
 #include <memory>
 
-namespace otactl {
+namespace cli {
 namespace {
 
 struct Signing {
     std::string image;
     std::string output; // empty: the image itself
-    nal::SigningFiles files;
+    node::SigningFiles files;
 };
 
 int sign(const Signing &signing, const Globals &globals) {
     const std::string &output = signing.output.empty() ? signing.image : signing.output;
-    const nal::SigningFiles &files = signing.files;
+    const node::SigningFiles &files = signing.files;
     if (const std::string why =
             whyUnreadable({signing.image, files.key, files.certificate, files.chain});
         !why.empty()) {
-        return reportRefusal(host::Outcome::wrongUse, why, globals);
+        return reportRefusal(base::Outcome::wrongUse, why, globals);
     }
-    if (const std::string flaw = nal::whyNoPrivateKey(files.key); !flaw.empty()) {
-        return reportRefusal(host::Outcome::configWrong, flaw, globals);
+    if (const std::string flaw = base::whyNoPrivateKey(files.key); !flaw.empty()) {
+        return reportRefusal(base::Outcome::configWrong, flaw, globals);
     }
-    nal::ImageManifest manifest;
+    node::ImageManifest manifest;
     std::string whatIsWrong;
-    return nal::signImage(signing.image, output, signing.files, manifest, whatIsWrong)
+    return node::signImage(signing.image, output, signing.files, manifest, whatIsWrong)
                ? reportImage(output, manifest, globals)
-               : reportRefusal(host::Outcome::failed, whatIsWrong, globals);
+               : reportRefusal(base::Outcome::failed, whatIsWrong, globals);
 }
 
 } // namespace
@@ -53,4 +53,4 @@ base::Command signVerb(const Globals &globals) {
             .run = [signing, &globals] { return sign(*signing, globals); }};
 }
 
-} // namespace otactl
+} // namespace cli

@@ -8,7 +8,7 @@
 #include "cli/verbs.h"
 #include "cli/watch_text.h"
 
-namespace otactl {
+namespace cli {
 namespace {
 
 std::string stageText(const Node &node) {
@@ -80,7 +80,7 @@ base::Command statusVerb(const Globals &globals) {
     return {.name = "status", .summary = "Show the node as it is now", .run = [&globals] {
                 const Node node = BusClient(globals.bus).readNode();
                 if (globals.json) {
-                    const host::Json object = newObject();
+                    const base::Json object = newObject();
                     addProperties(object.get(), node);
                     printJson(object.get());
                 } else {
@@ -90,4 +90,4 @@ base::Command statusVerb(const Globals &globals) {
             }};
 }
 
-} // namespace otactl
+} // namespace cli

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-namespace otactl {
+namespace cli {
 namespace {
 
 constexpr std::chrono::seconds kWindow(10);
@@ -45,4 +45,4 @@ std::optional<std::uint64_t> TransferRate::secondsLeft(std::uint32_t percent) co
     return static_cast<std::uint64_t>(std::ceil(left / static_cast<double>(*rate)));
 }
 
-} // namespace otactl
+} // namespace cli

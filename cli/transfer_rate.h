@@ -8,7 +8,7 @@
 #include <deque>
 #include <optional>
 
-namespace otactl {
+namespace cli {
 
 class TransferRate {
   public:
@@ -31,6 +31,6 @@ class TransferRate {
     std::deque<Sample> samples_;
 };
 
-} // namespace otactl
+} // namespace cli
 
 #endif

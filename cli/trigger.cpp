@@ -6,7 +6,7 @@
 
 #include <memory>
 
-namespace otactl {
+namespace cli {
 
 base::Command triggerVerb(const Globals &globals) {
     const auto flag = std::make_shared<std::int32_t>(1);
@@ -22,4 +22,4 @@ base::Command triggerVerb(const Globals &globals) {
             }};
 }
 
-} // namespace otactl
+} // namespace cli

@@ -2,7 +2,7 @@
 // The command line of otactl.
 #include "cli/verbs.h"
 
-namespace otactl {
+namespace cli {
 
 base::Command commandLine(Globals &globals) {
     return {.name = "otactl",
@@ -18,4 +18,4 @@ base::Command commandLine(Globals &globals) {
             .version = OTA_VERSION};
 }
 
-} // namespace otactl
+} // namespace cli

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <string>
 
-namespace otactl {
+namespace cli {
 
 /* What is given before or behind any verb. */
 struct Globals {
@@ -39,6 +39,6 @@ base::Command configVerb(const Globals &globals);
 base::Command signVerb(const Globals &globals);
 base::Command verifyVerb(const Globals &globals);
 
-} // namespace otactl
+} // namespace cli
 
 #endif

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 // otactl verify: checks signature and payload of an image file, without the service.
+#include "base/trusted_path.h"
 #include "cli/image_report.h"
 #include "cli/verbs.h"
-#include "platform/nal/image_signing.h"
-#include "platform/nal/trusted_path.h"
+#include "node/image_signing.h"
 
 #include <memory>
 
-namespace otactl {
+namespace cli {
 namespace {
 
 struct Verification {
@@ -18,18 +18,18 @@ struct Verification {
 int verify(const Verification &verification, const Globals &globals) {
     if (const std::string why = whyUnreadable({verification.image, verification.authority});
         !why.empty()) {
-        return reportRefusal(host::Outcome::wrongUse, why, globals);
+        return reportRefusal(base::Outcome::wrongUse, why, globals);
     }
-    if (const std::string flaw = nal::whyNotTrusted(verification.authority); !flaw.empty()) {
-        return reportRefusal(host::Outcome::configWrong, flaw, globals);
+    if (const std::string flaw = base::whyNotTrusted(verification.authority); !flaw.empty()) {
+        return reportRefusal(base::Outcome::configWrong, flaw, globals);
     }
-    nal::ImageManifest manifest;
+    node::ImageManifest manifest;
     std::uint64_t size = 0;
     std::string whatIsWrong;
-    return nal::verifyImage(verification.image, nal::ImageTrust{true, verification.authority},
-                            manifest, size, whatIsWrong)
+    return node::verifyImage(verification.image, node::ImageTrust{true, verification.authority},
+                             manifest, size, whatIsWrong)
                ? reportImage(verification.image, manifest, globals)
-               : reportRefusal(host::Outcome::imageRefused, whatIsWrong, globals);
+               : reportRefusal(base::Outcome::imageRefused, whatIsWrong, globals);
 }
 
 } // namespace
@@ -46,4 +46,4 @@ base::Command verifyVerb(const Globals &globals) {
             .run = [verification, &globals] { return verify(*verification, globals); }};
 }
 
-} // namespace otactl
+} // namespace cli

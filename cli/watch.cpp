@@ -7,7 +7,7 @@
 
 #include <memory>
 
-namespace otactl {
+namespace cli {
 namespace {
 
 struct Options {
@@ -40,4 +40,4 @@ base::Command watchVerb(const Globals &globals) {
             .run = [options, &globals] { return watch(*options, globals); }};
 }
 
-} // namespace otactl
+} // namespace cli

@@ -4,11 +4,11 @@
 
 #include "cli/json_output.h"
 
-namespace otactl {
+namespace cli {
 namespace {
 
-host::Json newEvent(const char *name) {
-    host::Json object = newObject();
+base::Json newEvent(const char *name) {
+    base::Json object = newObject();
     add(object.get(), "event", name);
     return object;
 }
@@ -16,38 +16,38 @@ host::Json newEvent(const char *name) {
 } // namespace
 
 void JsonWatch::service(bool running) {
-    const host::Json event = newEvent("service");
+    const base::Json event = newEvent("service");
     add(event.get(), "running", running);
     printJson(event.get());
 }
 
 void JsonWatch::snapshot(const Node &node) {
-    const host::Json event = newEvent("snapshot");
+    const base::Json event = newEvent("snapshot");
     addProperties(event.get(), node);
     printJson(event.get());
 }
 
 void JsonWatch::status(const std::string &record) {
-    const host::Json event = newEvent("status");
+    const base::Json event = newEvent("status");
     add(event.get(), "record", parsedOrText(record));
     printJson(event.get());
 }
 
 void JsonWatch::stage(const Node &node) {
-    const host::Json event = newEvent("stage");
+    const base::Json event = newEvent("stage");
     add(event.get(), "stage", node.stage);
     printJson(event.get());
 }
 
 void JsonWatch::software(const Node &node) {
-    const host::Json event = newEvent("software");
+    const base::Json event = newEvent("software");
     add(event.get(), "running_version", node.runningVersion);
     add(event.get(), "next_version", node.nextVersion);
     printJson(event.get());
 }
 
 void JsonWatch::progress(const Node &node, const TransferRate &rate) {
-    const host::Json event = newEvent("progress");
+    const base::Json event = newEvent("progress");
     add(event.get(), "percent", node.percentage);
     add(event.get(), "bytes", node.downloadedBytes);
     add(event.get(), "rate", rate.bytesPerSecond());
@@ -56,35 +56,35 @@ void JsonWatch::progress(const Node &node, const TransferRate &rate) {
 }
 
 void JsonWatch::timers(const Node &node) {
-    const host::Json event = newEvent("timers");
+    const base::Json event = newEvent("timers");
     add(event.get(), "timers", timersAsJson(node.timers));
     printJson(event.get());
 }
 
 void JsonWatch::finished(const Finished &end) {
-    const host::Json event = newEvent("finished");
+    const base::Json event = newEvent("finished");
     addEnd(event.get(), end);
     printJson(event.get());
 }
 
 void JsonWatch::extender(const std::string &mac, const std::string &record) {
-    const host::Json event = newEvent("extender");
+    const base::Json event = newEvent("extender");
     add(event.get(), "mac", mac);
     add(event.get(), "record", parsedOrText(record));
     printJson(event.get());
 }
 
 void JsonWatch::extenderFileServer(const std::string &mac, const std::string &info) {
-    const host::Json event = newEvent("extender-file-server");
+    const base::Json event = newEvent("extender-file-server");
     add(event.get(), "mac", mac);
     add(event.get(), "info", parsedOrText(info));
     printJson(event.get());
 }
 
 void JsonWatch::history(const std::string &line) {
-    const host::Json event = newEvent("history");
+    const base::Json event = newEvent("history");
     add(event.get(), "line", parsedOrText(line));
     printJson(event.get());
 }
 
-} // namespace otactl
+} // namespace cli

@@ -5,7 +5,7 @@
 
 #include "cli/node_watch.h"
 
-namespace otactl {
+namespace cli {
 
 class JsonWatch : public WatchView {
   public:
@@ -22,6 +22,6 @@ class JsonWatch : public WatchView {
     void history(const std::string &line) override;
 };
 
-} // namespace otactl
+} // namespace cli
 
 #endif

@@ -2,10 +2,10 @@
 // What a watching person sees: events as lines, the running download and timers as the last one.
 #include "cli/watch_text.h"
 
+#include "base/outcome.h"
+#include "base/terminal.h"
 #include "cli/json_output.h"
 #include "cli/readable.h"
-#include "host/outcome.h"
-#include "host/terminal.h"
 #include "otaSwAgent/status_words.h"
 
 #include <algorithm>
@@ -13,7 +13,7 @@
 #include <ctime>
 #include <string_view>
 
-namespace otactl {
+namespace cli {
 namespace {
 
 constexpr std::uint32_t kBarWidth = 30;
@@ -29,7 +29,7 @@ Tone toneOf(std::string_view record) {
     constexpr std::array<std::string_view, 5> kBad = {
         OTA_STATUS_RECONNECT, OTA_STATUS_CRC_CHECK_FAILED, OTA_STATUS_FLASH_WRITE_FAILED,
         OTA_STATUS_ACTIVATION_FAILED, OTA_STATUS_COMMIT_FAILED};
-    const host::Json object(cJSON_ParseWithLength(record.data(), record.size()));
+    const base::Json object(cJSON_ParseWithLength(record.data(), record.size()));
     const std::string word = textOf(object.get(), "status");
     if (word == OTA_STATUS_COMMIT_COMPLETE) {
         return Tone::good;
@@ -38,7 +38,7 @@ Tone toneOf(std::string_view record) {
 }
 
 Tone toneOf(const Finished &end) {
-    using host::Outcome;
+    using base::Outcome;
     constexpr std::array kGood = {Outcome::done, Outcome::notNeeded, Outcome::handedOver,
                                   Outcome::writtenOnly, Outcome::activated};
     const bool good = std::any_of(kGood.begin(), kGood.end(), [&end](Outcome outcome) {
@@ -81,7 +81,7 @@ std::string softwareText(const Node &node) {
 }
 
 std::string statusText(const std::string &record) {
-    const host::Json object(cJSON_Parse(record.c_str()));
+    const base::Json object(cJSON_Parse(record.c_str()));
     const std::string word = textOf(object.get(), "status");
     const std::string version = textOf(object.get(), "curswversion");
     if (word.empty()) {
@@ -96,7 +96,7 @@ std::string statusText(const std::string &record) {
 }
 
 void TextWatch::line(const std::string &name, const std::string &text, Tone tone) {
-    display_.line(host::timeOfDay() + "  " + name +
+    display_.line(base::timeOfDay() + "  " + name +
                       std::string(name.size() < 10 ? 10 - name.size() : 0, ' '),
                   "  " + text, tone);
 }
@@ -177,7 +177,7 @@ std::string TextWatch::timersText() const {
 
 void TextWatch::finished(const Finished &end) {
     std::string text = "ticket " + std::to_string(end.ticket) + ": " + end.result;
-    const host::OutcomeRow *const row = host::rowOfCode(static_cast<int>(end.code));
+    const base::OutcomeRow *const row = base::rowOfCode(static_cast<int>(end.code));
     if (hasReason(end)) {
         text += " (" + end.reasonCode + ")";
     }
@@ -194,7 +194,7 @@ void TextWatch::extender(const std::string &mac, const std::string &record) {
 }
 
 void TextWatch::extenderFileServer(const std::string &mac, const std::string &info) {
-    const host::Json object(cJSON_Parse(info.c_str()));
+    const base::Json object(cJSON_Parse(info.c_str()));
     line("hand-over", mac + ": " + textOf(object.get(), "swVersion") + " from " +
                           textOf(object.get(), "fileServerURL"));
 }
@@ -204,8 +204,8 @@ void TextWatch::history(const std::string &line) {
     constexpr std::array<std::string_view, 11> kOwn = {
         "refused",         "taken-up",    "host-crashed",      "root-failed",
         "setting-changed", "agent-waits", "request-waits",     "state-damaged",
-        "cancelled",       "boot",        host::kAttemptFailed};
-    const host::Json object(cJSON_Parse(line.c_str()));
+        "cancelled",       "boot",        base::kAttemptFailed};
+    const base::Json object(cJSON_Parse(line.c_str()));
     const std::string event = textOf(object.get(), "event");
     if (std::find(kOwn.begin(), kOwn.end(), event) == kOwn.end()) {
         return;
@@ -217,4 +217,4 @@ void TextWatch::history(const std::string &line) {
 
 void TextWatch::tick() { display_.foot(download_.empty() ? timersText() : download_); }
 
-} // namespace otactl
+} // namespace cli

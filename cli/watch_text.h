@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace otactl {
+namespace cli {
 
 class TextWatch : public WatchView {
   public:
@@ -50,6 +50,6 @@ std::string softwareText(const Node &node);
 /* "OTA_SW_... (running 4QZ...)": the word of a status record and the version that runs. */
 std::string statusText(const std::string &record);
 
-} // namespace otactl
+} // namespace cli
 
 #endif

@@ -2,10 +2,10 @@
 // One otactl a call, its answer read as JSON.
 #include "desk/control.h"
 
+#include "base/message.h"
 #include "desk/failure.h"
 #include "desk/node_log.h"
 #include "desk/private_bus.h"
-#include "host/message.h"
 
 #include <algorithm>
 #include <array>
@@ -100,7 +100,7 @@ Control::Answer Control::run(const std::vector<std::string> &words) const {
 
 std::uint64_t Control::hand(const std::vector<std::string> &words) const {
     const Answer answer = run(words);
-    const host::Json object = host::parsed(answer.text);
+    const base::Json object = base::parsed(answer.text);
     if (answer.ending != kWell) {
         const std::string reason = lastLine(log_);
         throw Failure("otactl " + words.front() + " ended with " + answer.ending +
@@ -113,9 +113,9 @@ std::uint64_t Control::hand(const std::vector<std::string> &words) const {
     return static_cast<std::uint64_t>(ticket->valuedouble);
 }
 
-host::Json Control::status() const {
+base::Json Control::status() const {
     const Answer answer = run({"status"});
-    return answer.ending == kWell ? host::parsed(answer.text) : nullptr;
+    return answer.ending == kWell ? base::parsed(answer.text) : nullptr;
 }
 
 LineStream Control::watch() const { return LineStream(launch({"watch"})); }

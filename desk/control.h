@@ -6,7 +6,7 @@
 #include "desk/interrupt.h"
 #include "desk/line_stream.h"
 
-#include "host/json.h"
+#include "base/json.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -34,7 +34,7 @@ class Control {
     std::uint64_t hand(const std::vector<std::string> &words) const;
     [[nodiscard]] const std::filesystem::path &log() const { return log_; }
     // All properties; null where nobody answers.
-    host::Json status() const;
+    base::Json status() const;
     // The node's events, a JSON object a line, for as long as the stream lives.
     LineStream watch() const;
 

@@ -5,7 +5,7 @@
 #include "desk/screen.h"
 #include "desk/sizes.h"
 
-#include "host/terminal.h"
+#include "base/terminal.h"
 
 #include <algorithm>
 
@@ -43,8 +43,8 @@ std::string padded(std::string text, std::size_t columns) {
 } // namespace
 
 Display::Display()
-    : Display(Surface{host::showsColour(), host::redrawsLines(), host::columnsShown,
-                      host::timeOfDay}) {}
+    : Display(Surface{base::showsColour(), base::redrawsLines(), base::columnsShown,
+                      base::timeOfDay}) {}
 
 Display::Display(const Surface &surface) : Display(std::make_shared<Screen>(surface), "") {}
 

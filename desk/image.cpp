@@ -9,7 +9,7 @@
 #include "desk/root_file_system.h"
 #include "desk/sizes.h"
 
-#include "platform/nal/image_signing.h"
+#include "node/image_signing.h"
 
 #include <chrono>
 #include <thread>
@@ -114,10 +114,10 @@ void ImageStore::build(const std::string &version, const std::string &payload,
 }
 
 Image signedAgain(const Image &image, const fs::path &path, const Signer &signer) {
-    nal::ImageManifest manifest;
+    node::ImageManifest manifest;
     std::string whatIsWrong;
-    if (!nal::signImage(image.path, path, {signer.key, signer.certificate}, manifest,
-                        whatIsWrong)) {
+    if (!node::signImage(image.path, path, {signer.key, signer.certificate}, manifest,
+                         whatIsWrong)) {
         throw Failure(whatIsWrong);
     }
     return {path, manifest.version, fs::file_size(path)};

@@ -6,8 +6,8 @@
 #include "desk/files.h"
 #include "desk/sizes.h"
 
-#include "host/message.h"
-#include "host/terminal.h"
+#include "base/message.h"
+#include "base/terminal.h"
 
 #include <algorithm>
 #include <ctime>
@@ -63,9 +63,9 @@ void Journey::boot() {
     for (const std::string &line : boot.passedOver) {
         display_.step("boot loader", line);
     }
-    const nal::BootState &state = boot.state;
+    const node::BootState &state = boot.state;
     witness_.boots.push_back(state.of(state.active).version);
-    display_.step("boot", witness_.boots.back() + " from " + upper(nal::bankName(state.active)));
+    display_.step("boot", witness_.boots.back() + " from " + upper(node::bankName(state.active)));
     nextLook_ = {};
     isReady_ = isSettled_ = isIdle_ = false;
 }
@@ -90,19 +90,19 @@ bool Journey::look() {
     if (rebootAsked_ || Clock::now() < nextLook_) {
         return false;
     }
-    const host::Json status = service_.control().status();
+    const base::Json status = service_.control().status();
     nextLook_ = Clock::now() + kLookEvery;
-    const std::string stage = host::textOf(status.get(), "stage");
+    const std::string stage = base::textOf(status.get(), "stage");
     const cJSON *const timers = cJSON_GetObjectItemCaseSensitive(status.get(), "timers");
     const cJSON *const root = cJSON_GetObjectItemCaseSensitive(status.get(), "root_connected");
     isReady_ =
-        !host::textOf(status.get(), "mac").empty() && (!scene_.hasRoot || cJSON_IsTrue(root) != 0);
+        !base::textOf(status.get(), "mac").empty() && (!scene_.hasRoot || cJSON_IsTrue(root) != 0);
     const bool timersRun = cJSON_GetArraySize(timers) > 0;
     isIdle_ =
-        isReady_ && stage == "idle" && !timersRun && host::numberOf(status.get(), "queued") == 0;
+        isReady_ && stage == "idle" && !timersRun && base::numberOf(status.get(), "queued") == 0;
     // An agent that waits for something else than a timer has not started yet.
     isSettled_ = isIdle_ || (isReady_ && stage == "waiting" && timersRun &&
-                             host::numberOf(status.get(), "queued") == 0);
+                             base::numberOf(status.get(), "queued") == 0);
     return true;
 }
 
@@ -199,15 +199,15 @@ void Journey::offer(const std::string &url) {
                   std::string(kNewVersion) + " for " + mac + ", policy " + std::to_string(policy));
     display_.more(url);
     const std::string sum = md5Of(scene_.image.path);
-    const host::Json descriptor =
-        host::message({{"model", kModel},
+    const base::Json descriptor =
+        base::message({{"model", kModel},
                        {"nxtMSVersion", kNewVersion},
                        {"fileServerURL", url},
                        {"checksum", scene_.road.wrongChecksum ? wrongSum(sum) : sum},
                        {"mac", mac}});
     cJSON_AddNumberToObject(descriptor.get(), "policy", policy);
     const std::filesystem::path file = traveller_.folder.path() / "descriptor.json";
-    writeFile(file, host::printed(descriptor.get()) + "\n");
+    writeFile(file, base::printed(descriptor.get()) + "\n");
     std::vector<std::string> words{"offer", file.filename().string()};
     if (scene_.road.offload) {
         words.emplace_back("--offload");
@@ -243,7 +243,7 @@ void Journey::trigger() {
 void Journey::moveActivationTime() {
     const int delay = scene_.fast ? kFastActivationDelay : kActivationDelay;
     activationAt_ = std::time(nullptr) + delay;
-    const std::string at = host::timeOfDay(*activationAt_);
+    const std::string at = base::timeOfDay(*activationAt_);
     display_.step("activation", "moved to " + at + ", " + std::to_string(delay) + " s from now");
     open_.insert(service_.control().hand({"activate-at", at}));
 }
@@ -272,8 +272,8 @@ void Journey::cutPower() {
     service_.cutPower();
     drain();
     display_.step("power cut", "in the middle of the download, after " + readableSize(bytes));
-    const nal::BootState state = traveller_.folder.bootState();
-    if (state.of(nal::otherBank(state.active)).whole) {
+    const node::BootState state = traveller_.folder.bootState();
+    if (state.of(node::otherBank(state.active)).whole) {
         throw Failure("the power was cut in a download, yet the passive bank is marked as whole");
     }
     scene_.server.endCrawl();
@@ -298,7 +298,7 @@ void Journey::afterTheCut() {
 
 // As the server does that polls on: true where the node is idle and the new version does not run.
 bool Journey::offerAgain() {
-    const nal::BootState state = traveller_.folder.bootState();
+    const node::BootState state = traveller_.folder.bootState();
     if (offersLeft_ == 0 || state.of(state.active).version == kNewVersion) {
         return false;
     }

@@ -4,7 +4,7 @@
 
 #include "desk/failure.h"
 
-#include "host/message.h"
+#include "base/message.h"
 
 #include "otaSwAgent/status_words.h"
 
@@ -18,14 +18,14 @@ namespace {
 constexpr int kCrashesInARow = 3;
 
 std::string describe(const cJSON *record) {
-    const std::string current = host::textOf(record, "curswversion");
-    const std::string previous = host::textOf(record, "prevswversion");
+    const std::string current = base::textOf(record, "curswversion");
+    const std::string previous = base::textOf(record, "prevswversion");
     // This word names the new version as current before anything runs it.
-    const bool early = host::textOf(record, "status") == OTA_STATUS_ACTIVATION_COMPLETE;
+    const bool early = base::textOf(record, "status") == OTA_STATUS_ACTIVATION_COMPLETE;
     return (early ? "new " + current + ", running " + previous
                   : "running " + current + ", previous " + (previous.empty() ? "none" : previous)) +
-           ", " + host::textOf(record, "model") + " " + host::textOf(record, "sn") + ", " +
-           host::textOf(record, "mac");
+           ", " + base::textOf(record, "model") + " " + base::textOf(record, "sn") + ", " +
+           base::textOf(record, "mac");
 }
 
 // The agent sleeps behind some of its words; a person who watches should know.
@@ -54,14 +54,14 @@ const cJSON *member(const cJSON *object, const char *key) {
 } // namespace
 
 void Journey::takeEvents() {
-    while (const host::Json event = service_.next()) {
+    while (const base::Json event = service_.next()) {
         lastEvent_ = Clock::now();
         take(event.get());
     }
 }
 
 void Journey::take(const cJSON *event) {
-    const std::string kind = host::textOf(event, "event");
+    const std::string kind = base::textOf(event, "event");
     if (kind == "service") {
         running_ = cJSON_IsTrue(member(event, "running")) != 0;
     } else if (kind == "status") {
@@ -73,15 +73,15 @@ void Journey::take(const cJSON *event) {
     } else if (kind == "history") {
         takeHistory(member(event, "line"));
     } else if (kind == "extender") {
-        reported_(host::textOf(event, "mac"), member(event, "record"));
+        reported_(base::textOf(event, "mac"), member(event, "record"));
     } else if (kind == "extender-file-server") {
-        handedOver_(host::textOf(event, "mac"), member(event, "info"));
+        handedOver_(base::textOf(event, "mac"), member(event, "info"));
     }
 }
 
 void Journey::takeStatus(const cJSON *event) {
     const cJSON *const record = member(event, "record");
-    const std::string word = host::textOf(record, "status");
+    const std::string word = base::textOf(record, "status");
     tellNews();
     tell(story_.wordCame(word));
     witness_.words.push_back(word);
@@ -94,9 +94,9 @@ void Journey::takeStatus(const cJSON *event) {
 }
 
 void Journey::takeProgress(const cJSON *event) {
-    Progress progress{.percent = host::numberOf(event, "percent")};
-    progress.bytesPerSecond = static_cast<std::uint64_t>(host::numberOf(event, "rate"));
-    progress.secondsLeft = host::numberOf(event, "seconds_left");
+    Progress progress{.percent = base::numberOf(event, "percent")};
+    progress.bytesPerSecond = static_cast<std::uint64_t>(base::numberOf(event, "rate"));
+    progress.secondsLeft = base::numberOf(event, "seconds_left");
     // Between downloads it is 0; where only the bytes rose, there is nothing to draw.
     if (progress.percent > 0 && progress.percent != lastPercent_) {
         display_.progress(progress);
@@ -105,31 +105,31 @@ void Journey::takeProgress(const cJSON *event) {
 }
 
 void Journey::takeFinished(const cJSON *event) {
-    const auto ticket = static_cast<std::uint64_t>(host::numberOf(event, "ticket"));
-    const int code = host::numberOf(event, "code");
+    const auto ticket = static_cast<std::uint64_t>(base::numberOf(event, "ticket"));
+    const int code = base::numberOf(event, "code");
     open_.erase(ticket);
     if (code != 0) {
-        const std::string why = host::textOf(event, "reason_code");
-        display_.step("outcome", host::textOf(event, "result") + " (" + std::to_string(code) +
+        const std::string why = base::textOf(event, "reason_code");
+        display_.step("outcome", base::textOf(event, "result") + " (" + std::to_string(code) +
                                      (why.empty() || why == "none" ? "" : ", " + why) + ")");
-        display_.more(host::textOf(event, "reason"));
+        display_.more(base::textOf(event, "reason"));
     }
 }
 
 void Journey::takeHistory(const cJSON *line) {
-    const std::string event = host::textOf(line, "event");
-    const std::string reason = host::textOf(line, "reason");
+    const std::string event = base::textOf(line, "event");
+    const std::string reason = base::textOf(line, "reason");
     if (event == "stage") {
         crashes_ = 0;
         tell(story_.stageBegan(reason));
     } else if (event.starts_with("timer-")) {
         tellTimer(event, reason);
     } else if (event == "host-crashed") {
-        tellCrash(reason, host::textOf(line, "next"));
+        tellCrash(reason, base::textOf(line, "next"));
     } else if (event == "taken-up") {
         witness_.takenUp = true;
         display_.step("taken up",
-                      "ticket " + std::to_string(host::numberOf(line, "ticket")) + ": " + reason);
+                      "ticket " + std::to_string(base::numberOf(line, "ticket")) + ": " + reason);
     } else if (event == "trial") {
         display_.step("trial", reason);
     } else if (event == "trial-failed") {
@@ -204,22 +204,22 @@ bool Journey::beforeTheTime() const {
 }
 
 void Journey::reportedAtTheRoot(const cJSON *report) {
-    const std::string text = host::printed(report);
+    const std::string text = base::printed(report);
     // The broker may bring a message twice where the gateway was down in between.
     if (text == lastReport_) {
         return;
     }
     lastReport_ = text;
-    witness_.atTheRoot.push_back(host::textOf(report, "status"));
+    witness_.atTheRoot.push_back(base::textOf(report, "status"));
     display_.step("at the root", witness_.atTheRoot.back() + ", raised on the gateway's bus");
     display_.more(describe(report));
 }
 
 void Journey::handedOverAtTheRoot(const cJSON *info) {
-    witness_.handedOver = host::textOf(info, "fileServerURL") == scene_.server.imageUrl() &&
-                          host::textOf(info, "swVersion") == kNewVersion;
+    witness_.handedOver = base::textOf(info, "fileServerURL") == scene_.server.imageUrl() &&
+                          base::textOf(info, "swVersion") == kNewVersion;
     display_.step("hand-off",
-                  host::textOf(info, "swVersion") + " from " + host::textOf(info, "fileServerURL"));
+                  base::textOf(info, "swVersion") + " from " + base::textOf(info, "fileServerURL"));
 }
 
 } // namespace desk

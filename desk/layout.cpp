@@ -13,9 +13,9 @@ Layout::Layout(const Options &options)
     : build(options.buildFolder.empty()
                 ? fs::read_symlink("/proc/self/exe").parent_path().parent_path()
                 : absolutePath(options.buildFolder)),
-      daemon(build / "host/daemon/otad"), control(build / "cli/otactl"),
+      daemon(build / "service/otad"), control(build / "cli/otactl"),
       host(build / "desk/ota-desk-host"), power(build / "desk/power/ota-power"),
-      imageTool(build / "platform/ota-image"),
+      imageTool(build / "tools/ota-image"),
       library(options.library.empty() ? build / "src/libotaSwAgent.so"
                                       : absolutePath(options.library)) {
     for (const fs::path &part : {daemon, control, host, power, imageTool}) {

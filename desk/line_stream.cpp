@@ -17,8 +17,8 @@ LineStream::LineStream(Launch launch) {
     if (pipe2(ends, O_CLOEXEC) != 0) {
         throw Failure("no pipe for " + launch.arguments.front() + ": " + std::strerror(errno));
     }
-    output_ = nal::UniqueFd(ends[0]);
-    const nal::UniqueFd writeEnd(ends[1]);
+    output_ = base::UniqueFd(ends[0]);
+    const base::UniqueFd writeEnd(ends[1]);
     // Only this end: a program that waits for its reader is as it should be.
     fcntl(output_.get(), F_SETFL, O_NONBLOCK);
     launch.output = writeEnd.get();

@@ -5,7 +5,7 @@
 
 #include "desk/child.h"
 
-#include "platform/nal/file_io.h"
+#include "base/file_io.h"
 
 #include <optional>
 #include <string>
@@ -30,7 +30,7 @@ class LineStream {
   private:
     void read();
 
-    nal::UniqueFd output_;
+    base::UniqueFd output_;
     Child process_;
     std::string text_;
     bool closed_ = false;

@@ -6,8 +6,8 @@
 #include "desk/files.h"
 #include "desk/folder_lock.h"
 
-#include "platform/nal/boot.h"
-#include "platform/nal/image_stream.h"
+#include "node/boot.h"
+#include "node/image_stream.h"
 
 #include <algorithm>
 #include <array>
@@ -37,12 +37,12 @@ bool isDownloadedImage(const fs::path &path) {
     return path.filename().string().starts_with(kImagePrefix);
 }
 
-nal::BankRecord install(const Image &image, const fs::path &bank, std::uint64_t bankBytes) {
+node::BankRecord install(const Image &image, const fs::path &bank, std::uint64_t bankBytes) {
     copyFile(image.path, bank);
     fs::resize_file(bank, bankBytes);
-    nal::BankRecord record;
+    node::BankRecord record;
     std::string whatIsWrong;
-    if (!nal::recordOfImage(image.path, record, whatIsWrong)) {
+    if (!node::recordOfImage(image.path, record, whatIsWrong)) {
         throw Failure(whatIsWrong);
     }
     return record;
@@ -55,7 +55,7 @@ NodeIdentity identityOf(int number) {
     return {"02:00:5E:00:53:0" + digit, "DESK0000000" + digit};
 }
 
-fs::path NodeFolder::bank(nal::Bank bank) const { return path_ / "banks" / nal::bankName(bank); }
+fs::path NodeFolder::bank(node::Bank bank) const { return path_ / "banks" / node::bankName(bank); }
 
 void NodeFolder::make(const NodePlan &plan) const {
     for (const char *folder : {"banks", "logs", "configs"}) {
@@ -107,16 +107,16 @@ void NodeFolder::makeConfig(const NodePlan &plan) const {
 }
 
 void NodeFolder::makeBanks(const NodePlan &plan) const {
-    nal::BootState state;
-    state.of(nal::Bank::a) = install(plan.factory, bank(nal::Bank::a), plan.bankBytes);
+    node::BootState state;
+    state.of(node::Bank::a) = install(plan.factory, bank(node::Bank::a), plan.bankBytes);
     if (plan.passive) {
-        state.of(nal::Bank::b) = install(*plan.passive, bank(nal::Bank::b), plan.bankBytes);
+        state.of(node::Bank::b) = install(*plan.passive, bank(node::Bank::b), plan.bankBytes);
     } else {
-        writeFile(bank(nal::Bank::b), "");
-        fs::resize_file(bank(nal::Bank::b), plan.bankBytes);
+        writeFile(bank(node::Bank::b), "");
+        fs::resize_file(bank(node::Bank::b), plan.bankBytes);
     }
     std::string whatIsWrong;
-    if (!nal::writeBootState(bootStatePath(), state, whatIsWrong)) {
+    if (!node::writeBootState(bootStatePath(), state, whatIsWrong)) {
         throw Failure(whatIsWrong);
     }
 }
@@ -149,25 +149,25 @@ NodeBoot NodeFolder::boot() const {
     }
     NodeBoot boot;
     std::string whatIsWrong;
-    if (!nal::bootNode({bootStatePath(), {bank(nal::Bank::a), bank(nal::Bank::b)}, ""}, boot.state,
-                       boot.passedOver, whatIsWrong)) {
+    if (!node::bootNode({bootStatePath(), {bank(node::Bank::a), bank(node::Bank::b)}, ""},
+                        boot.state, boot.passedOver, whatIsWrong)) {
         throw Failure("the node cannot boot: " + whatIsWrong);
     }
     return boot;
 }
 
-nal::BootState NodeFolder::bootState() const {
-    nal::BootState state;
+node::BootState NodeFolder::bootState() const {
+    node::BootState state;
     std::string whatIsWrong;
-    if (!nal::readBootState(bootStatePath(), state, whatIsWrong)) {
+    if (!node::readBootState(bootStatePath(), state, whatIsWrong)) {
         throw Failure(whatIsWrong);
     }
     return state;
 }
 
 void NodeFolder::damagePassiveBank() const {
-    const nal::BootState state = bootState();
-    const nal::Bank passive = nal::otherBank(state.active);
+    const node::BootState state = bootState();
+    const node::Bank passive = node::otherBank(state.active);
     std::fstream file(bank(passive), std::ios::in | std::ios::out | std::ios::binary);
     const auto middle = static_cast<std::streamoff>(state.of(passive).size / 2);
     file.seekg(middle);

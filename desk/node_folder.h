@@ -6,7 +6,7 @@
 #include "desk/certificates.h"
 #include "desk/image.h"
 
-#include "platform/nal/boot_state.h"
+#include "node/boot_state.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -50,7 +50,7 @@ struct NodePlan {
 
 // How a boot went.
 struct NodeBoot {
-    nal::BootState state;                // its active bank is the one that booted
+    node::BootState state;               // its active bank is the one that booted
     std::vector<std::string> passedOver; // a line for each attempt and bank that did not come up
 };
 
@@ -65,7 +65,7 @@ class NodeFolder {
     // are good. What lies in the temporary directory is lost, as where that is memory.
     [[nodiscard]] NodeBoot boot() const;
 
-    [[nodiscard]] nal::BootState bootState() const;
+    [[nodiscard]] node::BootState bootState() const;
     // Changes bytes in the middle of what the passive bank holds; nothing else notices.
     void damagePassiveBank() const;
     // Bytes of the image that is being downloaded so far; 0 where there is none.
@@ -73,7 +73,7 @@ class NodeFolder {
 
     [[nodiscard]] const std::filesystem::path &path() const { return path_; }
     [[nodiscard]] std::filesystem::path config() const { return path_ / "node.conf"; }
-    [[nodiscard]] std::filesystem::path bank(nal::Bank bank) const;
+    [[nodiscard]] std::filesystem::path bank(node::Bank bank) const;
     [[nodiscard]] std::filesystem::path agentData() const { return path_ / "ota_agent_data"; }
     [[nodiscard]] std::filesystem::path mark() const { return path_ / "logs/ota_act_success"; }
     // Is there once the agent asked for a reboot.

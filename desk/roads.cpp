@@ -157,7 +157,7 @@ const std::vector<Road> kRoads{
      .steps = {Step::offer},
      .words = {OTA_STATUS_ACTIVATION_COMPLETE, OTA_STATUS_COMMIT_FAILED},
      .boots = {kOldVersion, kOldVersion},
-     .trialFails = nal::TrialFailure::boot,
+     .trialFails = node::TrialFailure::boot,
      .end = End::notWhole,
      .ending = "not committed: the new version does not boot, its attempts are used up, the old "
                "version boots again"},
@@ -168,7 +168,7 @@ const std::vector<Road> kRoads{
      .steps = {Step::offer},
      .words = {OTA_STATUS_ACTIVATION_COMPLETE, OTA_STATUS_COMMIT_FAILED},
      .boots = {kOldVersion, kNewVersion, kOldVersion},
-     .trialFails = nal::TrialFailure::health,
+     .trialFails = node::TrialFailure::health,
      .end = End::written,
      .ending = "not committed: the new version is not healthy, the old version boots again"},
     {.name = "fail-server",

@@ -5,7 +5,7 @@
 
 #include "desk/options.h"
 
-#include "platform/nal/boot_state.h"
+#include "node/boot_state.h"
 
 #include <cstdint>
 #include <optional>
@@ -64,7 +64,7 @@ struct Road {
     std::vector<std::string_view> boots{}; // versions; empty: the old one, then what the end says
     int failedDownloads = 0;
     std::string_view because{}; // in the node's own reason of each failed download, or of a refusal
-    std::optional<nal::TrialFailure> trialFails{};
+    std::optional<node::TrialFailure> trialFails{};
     End end;
     std::string_view ending; // the last line, in plain words
 };

@@ -5,7 +5,7 @@
 #include "desk/failure.h"
 #include "desk/files.h"
 
-#include "platform/nal/trusted_path.h"
+#include "base/trusted_path.h"
 
 #include <cerrno>
 #include <cstring>
@@ -40,7 +40,7 @@ RunFolder::RunFolder(const fs::path &path) : path_(absolutePath(path)) {
     if (!path_.has_filename()) {
         path_ = path_.parent_path();
     }
-    require(nal::whyNotTrustedAbove(path_.string()));
+    require(base::whyNotTrustedAbove(path_.string()));
     std::error_code error;
     fs::create_directories(path_, error);
     if (error || !fs::is_directory(path_)) {
@@ -62,8 +62,8 @@ RunFolder::RunFolder(const fs::path &path) : path_(absolutePath(path)) {
 // A service does not run where others may write: what they put there would be run by it. Nor is
 // anything removed there: they could put another folder in its place meanwhile.
 void RunFolder::keepToThisUser() {
-    require(nal::whyNotTrustedAbove(path_.string()));
-    folder_ = nal::UniqueFd(open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    require(base::whyNotTrustedAbove(path_.string()));
+    folder_ = base::UniqueFd(open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat status {};
     if (!folder_ || fstat(folder_.get(), &status) != 0) {
         require(path_.string() + ": cannot be opened: " + std::strerror(errno));
@@ -71,7 +71,7 @@ void RunFolder::keepToThisUser() {
     if (status.st_uid == geteuid() && (status.st_mode & kOthersMayWrite) != 0) {
         fchmod(folder_.get(), status.st_mode & ~kOthersMayWrite & 07777U);
     }
-    require(nal::whyNotTrusted(path_.string()));
+    require(base::whyNotTrusted(path_.string()));
 }
 
 void RunFolder::require(const std::string &flaw) {

@@ -3,8 +3,8 @@
 #ifndef DESK_RUN_FOLDER_H
 #define DESK_RUN_FOLDER_H
 
+#include "base/file_io.h"
 #include "desk/folder_lock.h"
-#include "platform/nal/file_io.h"
 
 #include <filesystem>
 #include <optional>
@@ -30,7 +30,7 @@ class RunFolder {
     [[nodiscard]] std::filesystem::path held() const;
 
     std::filesystem::path path_;
-    nal::UniqueFd folder_; // that was judged
+    base::UniqueFd folder_; // that was judged
     std::optional<FolderLock> lock_;
 };
 

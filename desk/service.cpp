@@ -2,9 +2,9 @@
 // Power on, power off, and the events in between.
 #include "desk/service.h"
 
+#include "base/message.h"
 #include "desk/failure.h"
 #include "desk/node_log.h"
-#include "host/message.h"
 
 #include <chrono>
 #include <fstream>
@@ -147,9 +147,9 @@ void Service::waitUntilOff() {
     }
 }
 
-host::Json Service::next() {
+base::Json Service::next() {
     if (const auto line = watch_.next()) {
-        host::Json event = host::parsed(*line);
+        base::Json event = base::parsed(*line);
         if (!event) {
             throw Failure("otactl watch printed what is no JSON: " + *line);
         }

@@ -10,7 +10,7 @@
 #include "desk/node_folder.h"
 #include "desk/private_bus.h"
 
-#include "host/json.h"
+#include "base/json.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -55,7 +55,7 @@ class Service {
     [[nodiscard]] int fd() const { return watch_.fd(); }
     // The next event of the node, in the order in which they happened; null where there is none
     // yet. Throws a Failure where the daemon or the watch ended by itself.
-    host::Json next();
+    base::Json next();
 
     [[nodiscard]] const Control &control() const { return control_; }
 

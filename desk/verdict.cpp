@@ -109,14 +109,14 @@ void checkReasons(const Road &road, const Witness &witness) {
 }
 
 // The new version's trial failed in the way that was made for it, or no trial failed.
-void checkTrial(const Road &road, const nal::BootState &state) {
+void checkTrial(const Road &road, const node::BootState &state) {
     if (state.trial) {
-        throw Failure(std::string("bank ") + nal::bankName(*state.trial) + " is still on trial");
+        throw Failure(std::string("bank ") + node::bankName(*state.trial) + " is still on trial");
     }
-    const nal::FailedVersion *const failed = nal::failedVersion(state, kNewVersion);
+    const node::FailedVersion *const failed = node::failedVersion(state, kNewVersion);
     const auto how = failed == nullptr ? std::nullopt : std::optional(failed->last);
-    const auto name = [](std::optional<nal::TrialFailure> failure) {
-        return failure ? nal::trialFailureName(*failure) : "none";
+    const auto name = [](std::optional<node::TrialFailure> failure) {
+        return failure ? node::trialFailureName(*failure) : "none";
     };
     if (how != road.trialFails) {
         throw Failure(std::string("failed trial expected: ") + name(road.trialFails) +
@@ -144,36 +144,36 @@ Banks promised(End end) {
     return {};
 }
 
-void checkContent(const nal::BootState &state, nal::Bank bank, const NodeFolder &node,
+void checkContent(const node::BootState &state, node::Bank bank, const NodeFolder &node,
                   const Image &image) {
-    const nal::BankRecord &record = state.of(bank);
+    const node::BankRecord &record = state.of(bank);
     const bool same = record.whole && record.size == image.size &&
                       record.version == image.version &&
                       beginsWith(node.bank(bank), image.path, image.size);
     if (!same) {
-        throw Failure(std::string("bank ") + nal::bankName(bank) + " should equal the image " +
+        throw Failure(std::string("bank ") + node::bankName(bank) + " should equal the image " +
                       image.path.string() + " byte for byte");
     }
 }
 
 void checkBanks(const Road &road, const NodeFolder &node, const Images &images) {
     const Banks banks = promised(road.end);
-    const nal::BootState state = node.bootState();
+    const node::BootState state = node.bootState();
     checkTrial(road, state);
-    const nal::Bank runs = banks.newRuns ? nal::Bank::b : nal::Bank::a;
-    if (state.active != runs || nal::bankToBoot(state) != runs) {
-        throw Failure(std::string("bank ") + nal::bankName(runs) +
-                      " should run and boot next; bank " + nal::bankName(state.active) +
-                      " runs and bank " + nal::bankName(nal::bankToBoot(state)) + " boots next");
+    const node::Bank runs = banks.newRuns ? node::Bank::b : node::Bank::a;
+    if (state.active != runs || node::bankToBoot(state) != runs) {
+        throw Failure(std::string("bank ") + node::bankName(runs) +
+                      " should run and boot next; bank " + node::bankName(state.active) +
+                      " runs and bank " + node::bankName(node::bankToBoot(state)) + " boots next");
     }
-    if (state.of(nal::Bank::b).whole != banks.whole) {
+    if (state.of(node::Bank::b).whole != banks.whole) {
         throw Failure(std::string("bank b should ") + (banks.whole ? "" : "not ") +
                       "be marked as whole");
     }
     // Whatever happens, the bank that ran at the beginning stays as it was.
-    checkContent(state, nal::Bank::a, node, images.factory);
+    checkContent(state, node::Bank::a, node, images.factory);
     if (banks.whole) {
-        checkContent(state, nal::Bank::b, node,
+        checkContent(state, node::Bank::b, node,
                      road.end == End::untouched ? images.factory : images.offered);
     }
 }

@@ -2,8 +2,8 @@
 // What the agent remembers between calls, as JSON: taken after a call, given to a later process.
 #include "host/agent_memory.h"
 
-#include "host/json_fields.h"
-#include "host/lib_config.h"
+#include "base/json_fields.h"
+#include "base/lib_config.h"
 
 #include <array>
 #include <cstring>
@@ -69,7 +69,7 @@ struct Memory {
 };
 
 bool textFits(const cJSON *object, const TextRow &row, std::string &whatIsWrong) {
-    const char *const text = takeText(object, row.key, whatIsWrong);
+    const char *const text = base::takeText(object, row.key, whatIsWrong);
     if (text == nullptr) {
         return false;
     }
@@ -102,11 +102,11 @@ bool readRecords(const AgentState &state, const cJSON *memory, Memory &read,
                  std::string &whatIsWrong) {
     const cJSON *const item = takeRecord(memory, kItem, kItemTexts, whatIsWrong);
     int policy = 0;
-    if (item == nullptr || !takeInteger(item, "policy", policy, whatIsWrong)) {
+    if (item == nullptr || !base::takeInteger(item, "policy", policy, whatIsWrong)) {
         return false;
     }
     const cJSON *const time = takeRecord(memory, kTime, kTimeTexts, whatIsWrong);
-    if (time == nullptr || !takeLibConfig(memory, kLibConfig, read.libConfig, whatIsWrong)) {
+    if (time == nullptr || !base::takeLibConfig(memory, kLibConfig, read.libConfig, whatIsWrong)) {
         return false;
     }
     state.decodeItem(item, &read.item);
@@ -119,17 +119,17 @@ bool readFlags(const cJSON *memory, Memory &read, std::string &whatIsWrong) {
     if (!textFits(memory, {kRebootTime, sizeof read.rebootTime}, whatIsWrong)) {
         return false;
     }
-    const std::string rebootTime = takeText(memory, kRebootTime, whatIsWrong);
+    const std::string rebootTime = base::takeText(memory, kRebootTime, whatIsWrong);
     rebootTime.copy(read.rebootTime, sizeof read.rebootTime - 1);
     for (std::size_t i = 0; i < kFlags.size(); ++i) {
         int flag = 0;
-        if (!takeIntegerWithin(memory, kFlags.at(i).key, 0, kMaxFlag, flag, whatIsWrong)) {
+        if (!base::takeIntegerWithin(memory, kFlags.at(i).key, 0, kMaxFlag, flag, whatIsWrong)) {
             return false;
         }
         read.flags.at(i) = static_cast<std::uint8_t>(flag);
     }
     for (std::size_t i = 0; i < kNumbers.size(); ++i) {
-        if (!takeInteger(memory, kNumbers.at(i).key, read.numbers.at(i), whatIsWrong)) {
+        if (!base::takeInteger(memory, kNumbers.at(i).key, read.numbers.at(i), whatIsWrong)) {
             return false;
         }
     }
@@ -150,7 +150,7 @@ void store(const AgentState &state, const Memory &read) {
 }
 
 // Hands the part over; what cannot be added is released.
-bool add(const Json &object, const char *key, Json part) {
+bool add(const base::Json &object, const char *key, base::Json part) {
     if (!part || cJSON_AddItemToObject(object.get(), key, part.get()) == 0) {
         return false;
     }
@@ -160,17 +160,17 @@ bool add(const Json &object, const char *key, Json part) {
 
 } // namespace
 
-Json takeMemory(const AgentState &state) {
-    Json memory(cJSON_CreateObject());
-    bool whole = add(memory, kItem, Json(state.encodeItem(state.swInfo))) &&
-                 add(memory, kTime, Json(state.encodeTime(state.swActTime))) &&
-                 add(memory, kLibConfig, printLibConfig(*state.otaLibConfig)) &&
-                 add(memory, kRebootTime, Json(cJSON_CreateString(*state.rebootTime)));
+base::Json takeMemory(const AgentState &state) {
+    base::Json memory(cJSON_CreateObject());
+    bool whole = add(memory, kItem, base::Json(state.encodeItem(state.swInfo))) &&
+                 add(memory, kTime, base::Json(state.encodeTime(state.swActTime))) &&
+                 add(memory, kLibConfig, base::printLibConfig(*state.otaLibConfig)) &&
+                 add(memory, kRebootTime, base::Json(cJSON_CreateString(*state.rebootTime)));
     for (const FlagRow &row : kFlags) {
-        whole = whole && add(memory, row.key, Json(cJSON_CreateNumber(*(state.*row.flag))));
+        whole = whole && add(memory, row.key, base::Json(cJSON_CreateNumber(*(state.*row.flag))));
     }
     for (const NumberRow &row : kNumbers) {
-        whole = whole && add(memory, row.key, Json(cJSON_CreateNumber(*(state.*row.number))));
+        whole = whole && add(memory, row.key, base::Json(cJSON_CreateNumber(*(state.*row.number))));
     }
     return whole ? std::move(memory) : nullptr;
 }

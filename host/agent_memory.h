@@ -3,8 +3,8 @@
 #ifndef HOST_AGENT_MEMORY_H
 #define HOST_AGENT_MEMORY_H
 
+#include "base/json.h"
 #include "host/agent_library.h"
-#include "host/json.h"
 
 #include <string>
 
@@ -15,7 +15,7 @@ namespace host {
  * flags as numbers}; each key is the variable's name. Null where memory ran out. The count of
  * failed downloads is the library's own: the supervisor counts on, and says when a series ends.
  */
-Json takeMemory(const AgentState &state);
+base::Json takeMemory(const AgentState &state);
 
 /*
  * Sets the agent's variables from such an object: every key must be there, of the right type, its

@@ -4,7 +4,7 @@
 
 #include "host/log_causes.h"
 #include "host/supervisor_link.h"
-#include "platform/nal/reason_hook.h"
+#include "platform/reason_hook.h"
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -27,9 +27,9 @@ bool hasNoRoom(const std::string &path) {
 
 LogCauses inTheLog(hasNoRoom);
 
-void tell(const Cause &cause) {
-    const Json note = newNote("cause");
-    cJSON_AddStringToObject(note.get(), "reason", rowOf(cause.reason).name);
+void tell(const base::Cause &cause) {
+    const base::Json note = newNote("cause");
+    cJSON_AddStringToObject(note.get(), "reason", base::rowOf(cause.reason).name);
     cJSON_AddStringToObject(note.get(), "text", cause.sentence.c_str());
     cJSON_AddNumberToObject(note.get(), "attempt", cause.attempt);
     tellSupervisor(note);
@@ -38,7 +38,9 @@ void tell(const Cause &cause) {
 } // namespace
 
 void followCauses() {
-    nalOnReason([](Reason reason, const std::string &whatIsWrong) { tell({reason, whatIsWrong}); });
+    nalOnReason([](base::Reason reason, const std::string &whatIsWrong) {
+        tell({reason, whatIsWrong});
+    });
 }
 
 void takeCauseOfEntry(std::string_view function, std::string_view text) {
@@ -47,7 +49,7 @@ void takeCauseOfEntry(std::string_view function, std::string_view text) {
     }
 }
 
-void expectCause(const Cause &cause) { inTheLog.expect(cause); }
+void expectCause(const base::Cause &cause) { inTheLog.expect(cause); }
 
 void endCauses() {
     if (const auto cause = inTheLog.endOfCall()) {

@@ -14,7 +14,7 @@ int evbusSendSignal(const char *sender, const char *signalName, const char *data
     if (host::currentStage() == host::Stage::rebooting) {
         host::keepMark();
     }
-    const host::Json call = host::newCall("signal");
+    const base::Json call = host::newCall("signal");
     cJSON_AddStringToObject(call.get(), "sender", sender);
     cJSON_AddStringToObject(call.get(), "name", signalName);
     if (data == nullptr || dataLen <= 0) {

@@ -2,14 +2,14 @@
 // The events of the channel and the calls of the agent that take them.
 #include "host/events.h"
 
+#include "base/json_fields.h"
+#include "base/lib_config.h"
 #include "host/agent_memory.h"
-#include "host/json_fields.h"
-#include "host/lib_config.h"
 #include "host/supervisor_link.h"
 #include "host/trial.h"
-#include "platform/nal/abandon.h"
-#include "platform/nal/trial.h"
+#include "platform/abandon.h"
 #include "platform/timers.h"
+#include "platform/trial.h"
 
 namespace host {
 namespace {
@@ -50,8 +50,8 @@ void dropImages() {
 bool handleNewImage(const AgentLibrary &agent, const cJSON *event, std::string & /*failure*/,
                     std::string &whatIsWrong) {
     OtaLibConfig config{};
-    const char *const descriptor = takeText(event, "descriptor", whatIsWrong);
-    if (descriptor == nullptr || !takeLibConfig(event, "config", config, whatIsWrong)) {
+    const char *const descriptor = base::takeText(event, "descriptor", whatIsWrong);
+    if (descriptor == nullptr || !base::takeLibConfig(event, "config", config, whatIsWrong)) {
         return false;
     }
     agent.processNewImage(descriptor, nullptr, &config);
@@ -62,7 +62,7 @@ bool handleNewImage(const AgentLibrary &agent, const cJSON *event, std::string &
 bool handleMobileTrigger(const AgentLibrary &agent, const cJSON *event, std::string & /*failure*/,
                          std::string &whatIsWrong) {
     MobileAppNotify notify{};
-    if (!takeInteger(event, "newswavailflag", notify.newswavailflag, whatIsWrong)) {
+    if (!base::takeInteger(event, "newswavailflag", notify.newswavailflag, whatIsWrong)) {
         return false;
     }
     std::string notDropped;
@@ -75,7 +75,7 @@ bool handleMobileTrigger(const AgentLibrary &agent, const cJSON *event, std::str
 
 bool handleActivationTime(const AgentLibrary &agent, const cJSON *event, std::string & /*failure*/,
                           std::string &whatIsWrong) {
-    const char *const record = takeText(event, "record", whatIsWrong);
+    const char *const record = base::takeText(event, "record", whatIsWrong);
     if (record == nullptr) {
         return false;
     }
@@ -85,7 +85,7 @@ bool handleActivationTime(const AgentLibrary &agent, const cJSON *event, std::st
 
 bool handleTimer(const AgentLibrary &agent, const cJSON *event, std::string & /*failure*/,
                  std::string &whatIsWrong) {
-    const char *const name = takeText(event, "name", whatIsWrong);
+    const char *const name = base::takeText(event, "name", whatIsWrong);
     if (name == nullptr) {
         return false;
     }
@@ -146,7 +146,7 @@ bool handleCommit(const AgentLibrary &agent, const cJSON * /*event*/, std::strin
 
 bool handleForget(const AgentLibrary & /*agent*/, const cJSON *event, std::string &failure,
                   std::string &whatIsWrong) {
-    const char *const version = takeText(event, "version", whatIsWrong);
+    const char *const version = base::takeText(event, "version", whatIsWrong);
     if (version == nullptr) {
         return false;
     }
@@ -171,9 +171,9 @@ const EventRow kEvents[] = {
 
 } // namespace
 
-bool handleEvent(const AgentLibrary &agent, const Json &event, Handled &handled,
+bool handleEvent(const AgentLibrary &agent, const base::Json &event, Handled &handled,
                  std::string &whatIsWrong) {
-    const char *const given = takeText(event.get(), "event", whatIsWrong);
+    const char *const given = base::takeText(event.get(), "event", whatIsWrong);
     if (given == nullptr) {
         return false;
     }

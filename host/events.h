@@ -3,8 +3,8 @@
 #ifndef HOST_EVENTS_H
 #define HOST_EVENTS_H
 
+#include "base/json.h"
 #include "host/agent_library.h"
-#include "host/json.h"
 
 #include <string>
 
@@ -20,7 +20,7 @@ struct Handled {
  * that is done. False: nothing was called, and whatIsWrong is one line: what is wrong and what was
  * expected.
  */
-bool handleEvent(const AgentLibrary &agent, const Json &event, Handled &handled,
+bool handleEvent(const AgentLibrary &agent, const base::Json &event, Handled &handled,
                  std::string &whatIsWrong);
 
 } // namespace host

@@ -4,7 +4,7 @@
 #include "platform/nal.h"
 
 int nal_setSwmgntFileServerInfo(const char *json) {
-    const host::Json call = host::newCall("fileServerInfo");
+    const base::Json call = host::newCall("fileServerInfo");
     cJSON_AddStringToObject(call.get(), "info", json);
     const int ack = host::askSupervisor(call);
     if (ack == 0) {

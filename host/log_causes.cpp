@@ -55,57 +55,57 @@ CURLcode resultOf(std::string_view words) {
     return CURL_LAST;
 }
 
-Reason reasonOf(CURLcode result) {
+base::Reason reasonOf(CURLcode result) {
     struct Row {
         CURLcode result;
-        Reason reason;
+        base::Reason reason;
     };
     static constexpr std::array kRows{
-        Row{CURLE_COULDNT_RESOLVE_PROXY, Reason::hostUnknown},
-        Row{CURLE_COULDNT_RESOLVE_HOST, Reason::hostUnknown},
-        Row{CURLE_COULDNT_CONNECT, Reason::noConnection},
-        Row{CURLE_INTERFACE_FAILED, Reason::localPortsTaken},
-        Row{CURLE_PEER_FAILED_VERIFICATION, Reason::certificateRefused},
-        Row{CURLE_SSL_ISSUER_ERROR, Reason::certificateRefused},
-        Row{CURLE_SSL_INVALIDCERTSTATUS, Reason::certificateRefused},
-        Row{CURLE_SSL_CACERT_BADFILE, Reason::caFileMissing},
-        Row{CURLE_SSL_CONNECT_ERROR, Reason::tlsFailed},
-        Row{CURLE_SSL_CIPHER, Reason::tlsFailed},
-        Row{CURLE_OPERATION_TIMEDOUT, Reason::timeLimit},
-        Row{CURLE_FILESIZE_EXCEEDED, Reason::fileTooLarge}, // the host's own limit of a bank
-        Row{CURLE_PARTIAL_FILE, Reason::connectionLost},
-        Row{CURLE_GOT_NOTHING, Reason::connectionLost},
-        Row{CURLE_SEND_ERROR, Reason::connectionLost},
-        Row{CURLE_RECV_ERROR, Reason::connectionLost},
+        Row{CURLE_COULDNT_RESOLVE_PROXY, base::Reason::hostUnknown},
+        Row{CURLE_COULDNT_RESOLVE_HOST, base::Reason::hostUnknown},
+        Row{CURLE_COULDNT_CONNECT, base::Reason::noConnection},
+        Row{CURLE_INTERFACE_FAILED, base::Reason::localPortsTaken},
+        Row{CURLE_PEER_FAILED_VERIFICATION, base::Reason::certificateRefused},
+        Row{CURLE_SSL_ISSUER_ERROR, base::Reason::certificateRefused},
+        Row{CURLE_SSL_INVALIDCERTSTATUS, base::Reason::certificateRefused},
+        Row{CURLE_SSL_CACERT_BADFILE, base::Reason::caFileMissing},
+        Row{CURLE_SSL_CONNECT_ERROR, base::Reason::tlsFailed},
+        Row{CURLE_SSL_CIPHER, base::Reason::tlsFailed},
+        Row{CURLE_OPERATION_TIMEDOUT, base::Reason::timeLimit},
+        Row{CURLE_FILESIZE_EXCEEDED, base::Reason::fileTooLarge}, // the host's own limit of a bank
+        Row{CURLE_PARTIAL_FILE, base::Reason::connectionLost},
+        Row{CURLE_GOT_NOTHING, base::Reason::connectionLost},
+        Row{CURLE_SEND_ERROR, base::Reason::connectionLost},
+        Row{CURLE_RECV_ERROR, base::Reason::connectionLost},
     };
     for (const Row &row : kRows) {
         if (row.result == result) {
             return row.reason;
         }
     }
-    return Reason::downloadFailed;
+    return base::Reason::downloadFailed;
 }
 
-Reason reasonOfCode(long code) {
+base::Reason reasonOfCode(long code) {
     constexpr long kLeastServerError = 500;
     constexpr long kMostServerError = 599;
     switch (code) {
     case 404:
     case 410:
-        return Reason::fileNotFound;
+        return base::Reason::fileNotFound;
     case 401:
     case 403:
     case 407:
-        return Reason::fileForbidden;
+        return base::Reason::fileForbidden;
     default:
-        return code >= kLeastServerError && code <= kMostServerError ? Reason::serverError
-                                                                     : Reason::serverAnswer;
+        return code >= kLeastServerError && code <= kMostServerError ? base::Reason::serverError
+                                                                     : base::Reason::serverAnswer;
     }
 }
 
 } // namespace
 
-std::optional<Cause> LogCauses::take(std::string_view function, std::string_view text) {
+std::optional<base::Cause> LogCauses::take(std::string_view function, std::string_view text) {
     if (function == kDownload) {
         return ofDownload(text);
     }
@@ -121,7 +121,7 @@ std::optional<Cause> LogCauses::take(std::string_view function, std::string_view
     return std::nullopt;
 }
 
-std::optional<Cause> LogCauses::ofDownload(std::string_view text) {
+std::optional<base::Cause> LogCauses::ofDownload(std::string_view text) {
     if (text.starts_with("Removing the image files for last time failure")) {
         *this = LogCauses(hasNoRoom_); // another download
     } else if (takes(text, "curl_easy_perform() failed: ")) {
@@ -140,7 +140,7 @@ std::optional<Cause> LogCauses::ofDownload(std::string_view text) {
     return std::nullopt;
 }
 
-std::optional<Cause> LogCauses::ofTransfer(std::string_view text) {
+std::optional<base::Cause> LogCauses::ofTransfer(std::string_view text) {
     constexpr std::string_view kErrno = " errno : ";
     const std::size_t at = text.rfind(kErrno);
     const std::string words(text.substr(0, at));
@@ -156,21 +156,21 @@ std::optional<Cause> LogCauses::ofTransfer(std::string_view text) {
     } else if (result == CURLE_WRITE_ERROR) {
         failed_ = unwritten(words);
     } else if (result == CURLE_SSL_CACERT_BADFILE && access(caFile_.c_str(), R_OK) == 0) {
-        failed_ = {Reason::caFileWrong, caFile_ + " is there, but holds no certificate"};
+        failed_ = {base::Reason::caFileWrong, caFile_ + " is there, but holds no certificate"};
     }
     imageFile_.clear();
     return failed_;
 }
 
-Cause LogCauses::unwritten(const std::string &transfer) const {
+base::Cause LogCauses::unwritten(const std::string &transfer) const {
     if (hasNoRoom_(imageFile_)) {
-        return {Reason::diskFull,
+        return {base::Reason::diskFull,
                 "no room for " + imageFile_ + ": the disk is full, or files may not be so large"};
     }
-    return {Reason::downloadFailed, imageFile_ + " could not be written: " + transfer};
+    return {base::Reason::downloadFailed, imageFile_ + " could not be written: " + transfer};
 }
 
-std::optional<Cause> LogCauses::ofAnswer(std::string_view text) {
+std::optional<base::Cause> LogCauses::ofAnswer(std::string_view text) {
     const long code = numberAt(text);
     imageFile_.clear();
     if (code == kOk || code == 0) { // 0: what was asked speaks no HTTP
@@ -185,44 +185,47 @@ std::optional<Cause> LogCauses::ofAnswer(std::string_view text) {
 }
 
 // What a server sent in place of the file has another checksum too: that is not what is wrong.
-std::optional<Cause> LogCauses::ofChecksum(std::string_view text) {
+std::optional<base::Cause> LogCauses::ofChecksum(std::string_view text) {
     if (takes(text, "Rcvd MD5 checksum = ")) {
         offeredSum_ = firstWord(text);
     } else if (takes(text, "Calculated md5 CRC value is = ")) {
         sum_ = firstWord(text);
     } else if (text.starts_with("upgrade: MD5 CRC check failed")) {
-        return answered_ ? failed_
-                         : Cause{Reason::checksumDiffers, "the MD5 sum of what came is " +
-                                                              (sum_.empty() ? "none" : sum_) +
-                                                              ", offered was " + offeredSum_};
+        return answered_
+                   ? failed_
+                   : base::Cause{base::Reason::checksumDiffers, "the MD5 sum of what came is " +
+                                                                    (sum_.empty() ? "none" : sum_) +
+                                                                    ", offered was " + offeredSum_};
     }
     return std::nullopt;
 }
 
-std::optional<Cause> LogCauses::ofCaFile(std::string_view text) {
+std::optional<base::Cause> LogCauses::ofCaFile(std::string_view text) {
     if (takes(text, "path = ")) {
         caFile_ = firstLine(text);
         return std::nullopt;
     }
     imageFile_.clear();
-    return Cause{Reason::caFileMissing, caFile_ + " is missing or cannot be read; it must hold the "
-                                                  "CA certificate of the file server"};
+    return base::Cause{base::Reason::caFileMissing,
+                       caFile_ + " is missing or cannot be read; it must hold the "
+                                 "CA certificate of the file server"};
 }
 
-Cause LogCauses::attempt(int number) const {
-    Cause cause = failed_.reason == Reason::none
-                      ? Cause{Reason::attemptFailed, "nothing tells why; look into the log"}
-                      : failed_;
+base::Cause LogCauses::attempt(int number) const {
+    base::Cause cause =
+        failed_.reason == base::Reason::none
+            ? base::Cause{base::Reason::attemptFailed, "nothing tells why; look into the log"}
+            : failed_;
     cause.attempt = number;
     return cause;
 }
 
-std::optional<Cause> LogCauses::endOfCall() {
+std::optional<base::Cause> LogCauses::endOfCall() {
     if (imageFile_.empty()) {
         return std::nullopt;
     }
-    const Cause cause{Reason::imageNotCreated,
-                      imageFile_ + " could not be created; look at the tmp directory"};
+    const base::Cause cause{base::Reason::imageNotCreated,
+                            imageFile_ + " could not be created; look at the tmp directory"};
     imageFile_.clear();
     return cause;
 }

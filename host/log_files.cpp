@@ -2,9 +2,9 @@
 // What the agent writes into the logs directory holds URLs: not for everybody.
 #include "host/log_files.h"
 
+#include "base/file_io.h"
 #include "host/supervisor_link.h"
 #include "platform/nal.h"
-#include "platform/nal/file_io.h"
 
 #include <cerrno>
 #include <cstring>
@@ -21,7 +21,7 @@ bool isOpenToOthers(mode_t mode) { return (mode & 07777U & ~kMode) != 0; }
 
 void close(const std::string &path, int more) {
     // Whatever has this name, it is not followed and not waited for.
-    const nal::UniqueFd file(
+    const base::UniqueFd file(
         open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | more, kMode));
     struct stat status {};
     if (!file && errno == ENOENT) {

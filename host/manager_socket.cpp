@@ -2,8 +2,8 @@
 // The configuration manager's socket, which the agent waits for and does not look at.
 #include "host/manager_socket.h"
 
+#include "base/trusted_path.h"
 #include "host/supervisor_link.h"
-#include "platform/nal/trusted_path.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -20,7 +20,7 @@ void sayWhatIsWaitedFor(const std::string &path, const std::string &found) {
                  "notice: ota-host: the agent waits until %s is there; start the configuration "
                  "manager that makes it\n",
                  path.c_str());
-    const Json note = newNote("waits-for");
+    const base::Json note = newNote("waits-for");
     cJSON_AddStringToObject(note.get(), "path", path.c_str());
     if (!found.empty()) {
         complain("what is there is not the configuration manager's socket: " + found);
@@ -32,10 +32,10 @@ void sayWhatIsWaitedFor(const std::string &path, const std::string &found) {
 } // namespace
 
 // Not with sleep(): where the node's clock is a play's, that one passes at once.
-void awaitManagerSocket(const Channel &supervisor, const std::string &path) {
+void awaitManagerSocket(const base::Channel &supervisor, const std::string &path) {
     std::string said = "nothing yet";
     for (;;) {
-        const std::string flaw = nal::whyNoTrustedSocket(path);
+        const std::string flaw = base::whyNoTrustedSocket(path);
         if (flaw.empty()) {
             return;
         }

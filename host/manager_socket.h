@@ -3,7 +3,7 @@
 #ifndef HOST_MANAGER_SOCKET_H
 #define HOST_MANAGER_SOCKET_H
 
-#include "host/channel.h"
+#include "base/channel.h"
 
 #include <string>
 
@@ -14,7 +14,7 @@ namespace host {
  * note "waits-for" and a line on standard error say for what, and again whenever something else is
  * found there. Ends the process with 0 where the supervisor ends meanwhile.
  */
-void awaitManagerSocket(const Channel &supervisor, const std::string &path);
+void awaitManagerSocket(const base::Channel &supervisor, const std::string &path);
 
 } // namespace host
 

@@ -2,9 +2,9 @@
 // The agent's mark of an activation, from which its commit check reads the version.
 #include "host/mark.h"
 
+#include "base/file_io.h"
 #include "host/supervisor_link.h"
-#include "platform/nal/file_io.h"
-#include "platform/nal/node.h"
+#include "platform/node.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -19,20 +19,20 @@ constexpr std::size_t kLongestMark = 128; // no version is as long
 std::string markPath;
 
 bool sync(std::string &whatIsWrong) {
-    const nal::UniqueFd mark(
+    const base::UniqueFd mark(
         open(markPath.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (!mark && errno == ENOENT) {
         return true; // an image that was only written leaves none
     }
-    if (!mark || fsync(mark.get()) != 0 || !nal::syncDirectoryOf(markPath)) {
-        whatIsWrong = nal::systemReason(markPath + ": cannot be synced");
+    if (!mark || fsync(mark.get()) != 0 || !base::syncDirectoryOf(markPath)) {
+        whatIsWrong = base::systemReason(markPath + ": cannot be synced");
         return false;
     }
     return true;
 }
 
 // Only the activation itself puts the other bank on trial, and a commit ends it.
-bool wasActivatedBy(const nal::BootState &state, const Activation &activation) {
+bool wasActivatedBy(const node::BootState &state, const Activation &activation) {
     return state.isOnTrial(state.active) && state.active != activation.from &&
            state.of(state.active).version == activation.version;
 }
@@ -43,7 +43,7 @@ bool readActivation(const std::string &text, Activation &activation) {
     if (!text.starts_with("a:") && !text.starts_with("b:")) {
         return false;
     }
-    activation = {text.front() == 'b' ? nal::Bank::b : nal::Bank::a, text.substr(2)};
+    activation = {text.front() == 'b' ? node::Bank::b : node::Bank::a, text.substr(2)};
     return !activation.version.empty();
 }
 
@@ -57,9 +57,9 @@ void keepMark() {
 }
 
 void restoreMark(const std::vector<Activation> &activations) {
-    nal::BootState state;
+    node::BootState state;
     std::string whatIsWrong;
-    if (!nal::readBootState(nal::node().config().bootState, state, whatIsWrong) ||
+    if (!node::readBootState(platform::node().config().bootState, state, whatIsWrong) ||
         std::none_of(activations.begin(), activations.end(), [&](const Activation &activation) {
             return wasActivatedBy(state, activation);
         })) {
@@ -67,10 +67,10 @@ void restoreMark(const std::vector<Activation> &activations) {
     }
     const std::string line = state.of(state.active).version + "\n";
     std::string held;
-    if (nal::readWholeFile(markPath, kLongestMark, held, whatIsWrong) && held == line) {
+    if (base::readWholeFile(markPath, kLongestMark, held, whatIsWrong) && held == line) {
         return;
     }
-    if (nal::replaceFile(markPath, line, whatIsWrong) != nal::Replaced::yes) {
+    if (base::replaceFile(markPath, line, whatIsWrong) != base::Replaced::yes) {
         return complain("the mark of the activation was not made anew, so no commit is reported: " +
                         whatIsWrong);
     }

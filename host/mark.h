@@ -3,7 +3,7 @@
 #ifndef HOST_MARK_H
 #define HOST_MARK_H
 
-#include "platform/nal/boot_state.h"
+#include "node/boot_state.h"
 
 #include <string>
 #include <vector>
@@ -12,7 +12,7 @@ namespace host {
 
 /* What the supervisor knows of an activation: the bank that ran before it, and the version. */
 struct Activation {
-    nal::Bank from = nal::Bank::a;
+    node::Bank from = node::Bank::a;
     std::string version;
 };
 

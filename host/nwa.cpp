@@ -12,7 +12,7 @@ int nwa_sendNotificationToRoot(const SwmgntSyncMsg *message) {
     const std::string text(config, strnlen(config, message->dataLen));
     // The message is this function's from the call on, and nobody else reads it any more.
     std::free(const_cast<SwmgntSyncMsg *>(message));
-    const host::Json call = host::newCall("notifyRoot");
+    const base::Json call = host::newCall("notifyRoot");
     cJSON_AddStringToObject(call.get(), "config", text.c_str());
     return host::askSupervisor(call);
 }

@@ -2,24 +2,24 @@
 // The host process: start-up of the agent, then one event at a time.
 #include "host/run.h"
 
+#include "base/because.h"
+#include "base/channel.h"
+#include "base/outcome.h"
 #include "host/agent_library.h"
 #include "host/agent_memory.h"
-#include "host/bridge_address.h"
 #include "host/causes.h"
-#include "host/channel.h"
 #include "host/events.h"
 #include "host/log_files.h"
 #include "host/manager_socket.h"
 #include "host/mark.h"
 #include "host/options.h"
-#include "host/outcome.h"
 #include "host/stage.h"
 #include "host/supervisor_link.h"
 #include "host/trial.h"
-#include "platform/nal/because.h"
-#include "platform/nal/config.h"
-#include "platform/nal/offer_hook.h"
-#include "platform/nal/open.h"
+#include "node/bridge_address.h"
+#include "node/config.h"
+#include "platform/offer_hook.h"
+#include "platform/open.h"
 
 #include <csignal>
 #include <cstdio>
@@ -31,7 +31,7 @@
 namespace host {
 namespace {
 
-constexpr int kConfigWrong = static_cast<int>(Outcome::configWrong);
+constexpr int kConfigWrong = static_cast<int>(base::Outcome::configWrong);
 constexpr const char *kStartUp = "start-up";
 const OtaMatrixItem *offeredImage = nullptr; // the agent's own
 
@@ -39,15 +39,15 @@ const OtaMatrixItem *offeredImage = nullptr; // the agent's own
 void endWithSupervisor() { prctl(PR_SET_PDEATHSIG, SIGKILL); }
 
 // One that ended before the signal was asked for has closed its end of the channel already.
-bool supervisorIsGone(const Channel &channel) {
+bool supervisorIsGone(const base::Channel &channel) {
     pollfd entry{channel.fd(), POLLRDHUP, 0};
     return poll(&entry, 1, 0) > 0 && (entry.revents & (POLLHUP | POLLRDHUP)) != 0;
 }
 
 // The whole of what the supervisor learns when a call ends.
-Json doneMessage(const AgentLibrary &agent, const std::string &what) {
-    Json done(cJSON_CreateObject());
-    Json memory = takeMemory(agent.state);
+base::Json doneMessage(const AgentLibrary &agent, const std::string &what) {
+    base::Json done(cJSON_CreateObject());
+    base::Json memory = takeMemory(agent.state);
     if (cJSON_AddStringToObject(done.get(), "done", what.c_str()) == nullptr ||
         cJSON_AddNumberToObject(done.get(), "deferred", agent.isUpgradeDeferred()) == nullptr ||
         !memory || cJSON_AddItemToObject(done.get(), "memory", memory.get()) == 0) {
@@ -57,7 +57,7 @@ Json doneMessage(const AgentLibrary &agent, const std::string &what) {
     return done;
 }
 
-void sendDone(Channel &channel, const Json &done, const std::string &what) {
+void sendDone(base::Channel &channel, const base::Json &done, const std::string &what) {
     std::string whatIsWrong;
     endCauses();
     endStage();
@@ -69,13 +69,13 @@ void sendDone(Channel &channel, const Json &done, const std::string &what) {
 
 // What the agent will be told, also where the supervisor's own view of the interfaces is another.
 void tellAddress() {
-    const Json note = newNote("node");
-    cJSON_AddStringToObject(note.get(), "mac", bridgeAddress().c_str());
+    const base::Json note = newNote("node");
+    cJSON_AddStringToObject(note.get(), "mac", node::bridgeAddress().c_str());
     tellSupervisor(note);
 }
 
-void reportHandled(Channel &channel, const AgentLibrary &agent, const Handled &handled) {
-    const Json done = doneMessage(agent, handled.name);
+void reportHandled(base::Channel &channel, const AgentLibrary &agent, const Handled &handled) {
+    const base::Json done = doneMessage(agent, handled.name);
     if (!handled.failure.empty()) {
         complain(handled.failure);
         cJSON_AddStringToObject(done.get(), "failed", handled.failure.c_str());
@@ -84,7 +84,7 @@ void reportHandled(Channel &channel, const AgentLibrary &agent, const Handled &h
 }
 
 // The agent reports a commit only where nothing is left that could take the bank back.
-void startAgent(const Channel &channel, const AgentLibrary &agent, const Options &options) {
+void startAgent(const base::Channel &channel, const AgentLibrary &agent, const Options &options) {
     const bool commitCheck = options.commitCheck;
     agent.initOTAlib();
     setMarkPath(agent.markPath());
@@ -105,16 +105,16 @@ void startAgent(const Channel &channel, const AgentLibrary &agent, const Options
     }
 }
 
-int serveEvents(Channel &channel, const AgentLibrary &agent) {
+int serveEvents(base::Channel &channel, const AgentLibrary &agent) {
     for (;;) {
-        Json event;
+        base::Json event;
         Handled handled;
         std::string whatIsWrong;
-        const Channel::Status status = channel.receive(event, whatIsWrong);
-        if (status == Channel::Status::endOfFile) {
+        const base::Channel::Status status = channel.receive(event, whatIsWrong);
+        if (status == base::Channel::Status::endOfFile) {
             return 0;
         }
-        if (status != Channel::Status::message) {
+        if (status != base::Channel::Status::message) {
             endHost("an event could not be read from the channel: " + whatIsWrong +
                     "; the supervisor must send a length and one JSON object");
         }
@@ -132,23 +132,23 @@ int runHost(int argc, char **argv) {
     std::signal(SIGPIPE, SIG_IGN); // a reader of standard error that went away must not end it
     const Options options = readOptions(argc, argv);
     std::string whatIsWrong;
-    Channel channel(options.channel);
+    base::Channel channel(options.channel);
     AgentLibrary agent;
     if (supervisorIsGone(channel)) {
         endHost("the supervisor ended before the host began; start it again");
     }
     setSupervisor(&channel);
     // Told apart from what another start may mend.
-    if (nal::Config unused; !nal::checkConfigFile(options.config, unused, whatIsWrong)) {
+    if (node::Config unused; !node::checkConfigFile(options.config, unused, whatIsWrong)) {
         complain(whatIsWrong);
-        tellLastWords({Reason::configWrong, whatIsWrong});
+        tellLastWords({base::Reason::configWrong, whatIsWrong});
         return kConfigWrong;
     }
     if (!nalOpen(options.config.c_str(), whatIsWrong)) {
-        endHost(whatIsWrong, nal::notedReason(Reason::none));
+        endHost(whatIsWrong, base::notedReason(base::Reason::none));
     }
     if (!openAgentLibrary(options.library, agent, whatIsWrong)) {
-        endHost(whatIsWrong, Reason::libraryUnusable);
+        endHost(whatIsWrong, base::Reason::libraryUnusable);
     }
     closeLogFiles();
     followStages();

@@ -5,9 +5,9 @@
 #include "host/causes.h"
 #include "host/supervisor_link.h"
 #include "host/trial.h"
-#include "platform/nal/log_entry.h"
-#include "platform/nal/log_hook.h"
-#include "platform/nal/stage_hook.h"
+#include "platform/log_entry.h"
+#include "platform/log_hook.h"
+#include "platform/stage_hook.h"
 
 #include <array>
 
@@ -55,8 +55,8 @@ void onBanks(NalStage stage) {
 }
 
 void onLog(const char *function, int /*line*/, std::string_view text) {
-    nal::LogOrigin origin;
-    if (!nal::takeLogPrefix(text, origin)) {
+    platform::LogOrigin origin;
+    if (!platform::takeLogPrefix(text, origin)) {
         return;
     }
     if (const auto stage = stageThatBegins(function, text)) {
@@ -88,7 +88,7 @@ void enterStage(Stage stage) {
         return;
     }
     current = stage;
-    const Json note = newNote("stage");
+    const base::Json note = newNote("stage");
     cJSON_AddStringToObject(note.get(), "stage", stageName(stage));
     tellSupervisor(note);
 }

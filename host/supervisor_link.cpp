@@ -2,7 +2,7 @@
 // The channel as the platform's calls use it: one question, one answer.
 #include "host/supervisor_link.h"
 
-#include "host/json_fields.h"
+#include "base/json_fields.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -11,15 +11,15 @@
 namespace host {
 namespace {
 
-Channel *supervisor = nullptr;
+base::Channel *supervisor = nullptr;
 
-std::string nameOf(const Json &call) {
+std::string nameOf(const base::Json &call) {
     const char *name = cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(call.get(), "call"));
     return std::string("the call ") + (name == nullptr ? "" : name);
 }
 
-Json newMessage(const char *kind, const char *name) {
-    Json message(cJSON_CreateObject());
+base::Json newMessage(const char *kind, const char *name) {
+    base::Json message(cJSON_CreateObject());
     if (cJSON_AddStringToObject(message.get(), kind, name) == nullptr) {
         endHost("no memory for a message to the supervisor");
     }
@@ -28,37 +28,37 @@ Json newMessage(const char *kind, const char *name) {
 
 } // namespace
 
-void setSupervisor(Channel *channel) { supervisor = channel; }
+void setSupervisor(base::Channel *channel) { supervisor = channel; }
 
-Json newCall(const char *name) { return newMessage("call", name); }
+base::Json newCall(const char *name) { return newMessage("call", name); }
 
-Json newNote(const char *name) { return newMessage("note", name); }
+base::Json newNote(const char *name) { return newMessage("note", name); }
 
-int askSupervisor(const Json &call) {
+int askSupervisor(const base::Json &call) {
     if (supervisor == nullptr) {
         endHost(nameOf(call) + " was made before the channel was open");
     }
     std::string whatIsWrong;
-    Json answer;
+    base::Json answer;
     if (!supervisor->send(call.get(), whatIsWrong)) {
         endHost(nameOf(call) + " could not be sent to the supervisor: " + whatIsWrong);
     }
-    const Channel::Status status = supervisor->receive(answer, whatIsWrong);
-    if (status == Channel::Status::endOfFile) {
+    const base::Channel::Status status = supervisor->receive(answer, whatIsWrong);
+    if (status == base::Channel::Status::endOfFile) {
         endHost("the supervisor closed the channel before it answered " + nameOf(call));
     }
-    if (status != Channel::Status::message) {
+    if (status != base::Channel::Status::message) {
         endHost("the answer to " + nameOf(call) + " could not be read: " + whatIsWrong);
     }
     int result = 0;
-    if (!takeInteger(answer.get(), "ack", result, whatIsWrong)) {
+    if (!base::takeInteger(answer.get(), "ack", result, whatIsWrong)) {
         endHost("the supervisor did not answer " + nameOf(call) +
                 " with {\"ack\": number}: " + whatIsWrong);
     }
     return result;
 }
 
-void tellSupervisor(const Json &note) {
+void tellSupervisor(const base::Json &note) {
     std::string whatIsWrong;
     if (supervisor == nullptr) {
         endHost("a note was made before the channel was open");
@@ -72,20 +72,20 @@ void complain(const std::string &whatIsWrong) {
     std::fprintf(stderr, "error: ota-host: %s\n", whatIsWrong.c_str());
 }
 
-void tellLastWords(const Cause &cause) {
+void tellLastWords(const base::Cause &cause) {
     // Not twice: what is to be told may be that nothing can be told.
     static bool told = false;
     if (supervisor == nullptr || std::exchange(told, true)) {
         return;
     }
-    const Json note = newNote("last-words");
-    cJSON_AddStringToObject(note.get(), "reason", rowOf(cause.reason).name);
+    const base::Json note = newNote("last-words");
+    cJSON_AddStringToObject(note.get(), "reason", base::rowOf(cause.reason).name);
     cJSON_AddStringToObject(note.get(), "text", cause.sentence.c_str());
     std::string ignored;
     supervisor->send(note.get(), ignored);
 }
 
-void endHost(const std::string &whatIsWrong, Reason reason) {
+void endHost(const std::string &whatIsWrong, base::Reason reason) {
     complain(whatIsWrong);
     tellLastWords({reason, whatIsWrong});
     std::exit(1);

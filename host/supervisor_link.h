@@ -3,37 +3,37 @@
 #ifndef HOST_SUPERVISOR_LINK_H
 #define HOST_SUPERVISOR_LINK_H
 
-#include "host/channel.h"
-#include "host/reason.h"
+#include "base/channel.h"
+#include "base/reason.h"
 
 #include <string>
 
 namespace host {
 
 /* The channel that askSupervisor uses; set once, before the agent is called. */
-void setSupervisor(Channel *channel);
+void setSupervisor(base::Channel *channel);
 
 /* A new message {"call": name} or {"note": name}. Ends the host where memory ran out. */
-Json newCall(const char *name);
-Json newNote(const char *name);
+base::Json newCall(const char *name);
+base::Json newNote(const char *name);
 
 /*
  * Sends the call and waits for its {"ack": n}. The agent's frames are below, through which nothing
  * may be thrown: where no answer can come any more, one line is written and the host ends.
  */
-int askSupervisor(const Json &call);
+int askSupervisor(const base::Json &call);
 
 /* Sends a note, which has no answer. Ends the host where it cannot be sent. */
-void tellSupervisor(const Json &note);
+void tellSupervisor(const base::Json &note);
 
 /* Writes "error: ota-host: " and the line on standard error. */
 void complain(const std::string &whatIsWrong);
 
 /* Tells the supervisor why the host is about to end; where that cannot be told, nothing. */
-void tellLastWords(const Cause &cause);
+void tellLastWords(const base::Cause &cause);
 
 /* Complains, tells the supervisor, where one is set, and ends the host with 1. */
-[[noreturn]] void endHost(const std::string &whatIsWrong, Reason reason = Reason::none);
+[[noreturn]] void endHost(const std::string &whatIsWrong, base::Reason reason = base::Reason::none);
 
 } // namespace host
 

@@ -6,14 +6,14 @@
 #include "platform/timers.h"
 
 int host::askToStartTimer(int seconds, const char *name) {
-    const Json call = newCall("startTimer");
+    const base::Json call = host::newCall("startTimer");
     cJSON_AddNumberToObject(call.get(), "seconds", seconds);
     cJSON_AddStringToObject(call.get(), "name", name);
-    return askSupervisor(call);
+    return host::askSupervisor(call);
 }
 
 int stopTimer(const char *name) {
-    const host::Json call = host::newCall("stopTimer");
+    const base::Json call = host::newCall("stopTimer");
     cJSON_AddStringToObject(call.get(), "name", name);
     return host::askSupervisor(call);
 }

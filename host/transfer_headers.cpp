@@ -34,7 +34,7 @@ CURLcode performWithinHeaders(CURLcode (*perform)(CURL *), CURL *handle) {
     const std::string words = "the file server sent more than " + std::to_string(kMost) +
                               " bytes of headers and trailers beside the file";
     logTransferError(words + ": the download was ended; check what answers at the URL");
-    expectCause({Reason::tooManyHeaders, words});
+    expectCause({base::Reason::tooManyHeaders, words});
     return CURLE_WEIRD_SERVER_REPLY;
 }
 

@@ -5,8 +5,8 @@
 
 #include "host/causes.h"
 #include "host/transfer_log.h"
+#include "platform/bank_capacity.h"
 #include "platform/nal.h"
-#include "platform/nal/bank_capacity.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -116,7 +116,7 @@ void tellNoRoom(CURL *handle, std::uint64_t room) {
                               ": " + std::to_string(room) +
                               " bytes may be taken of its disk, the rest is for others";
     logTransferError(words + "; " + bytesThatCame(handle) + "; make room on that disk");
-    expectCause({Reason::diskFull, words});
+    expectCause({base::Reason::diskFull, words});
 }
 
 } // namespace

@@ -123,10 +123,10 @@ std::string asLine(std::string_view text) {
         if (character >= ' ' && character <= '~') {
             line += character;
         } else {
-            std::array<char, sizeof "\\x00"> spelled{};
-            std::snprintf(spelled.data(), spelled.size(), "\\x%02X",
+            std::array<char, sizeof "\\x00"> quoted{};
+            std::snprintf(quoted.data(), quoted.size(), "\\x%02X",
                           static_cast<unsigned>(static_cast<unsigned char>(character)));
-            line += spelled.data();
+            line += quoted.data();
         }
     }
     return text.size() > kLongestLine ? line + "..." : line;

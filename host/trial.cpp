@@ -2,12 +2,12 @@
 // The trial of a new version: the health of the node before the agent starts, the commit behind it.
 #include "host/trial.h"
 
-#include "host/bank_note.h"
+#include "base/trusted_path.h"
 #include "host/stage.h"
 #include "host/supervisor_link.h"
-#include "platform/nal/node.h"
-#include "platform/nal/trial.h"
-#include "platform/nal/trusted_path.h"
+#include "node/bank_note.h"
+#include "platform/node.h"
+#include "platform/trial.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -21,34 +21,34 @@ namespace {
 constexpr int kMinuteMs = 60 * 1000;
 constexpr const char *kReboot = "/sbin/reboot";
 
-Json noteOf(const char *name, const nal::BootState &state, nal::Bank bank) {
-    Json note = newNote(name);
-    cJSON_AddStringToObject(note.get(), "bank", nal::bankName(bank));
+base::Json noteOf(const char *name, const node::BootState &state, node::Bank bank) {
+    base::Json note = newNote(name);
+    cJSON_AddStringToObject(note.get(), "bank", node::bankName(bank));
     cJSON_AddStringToObject(note.get(), "version", state.of(bank).version.c_str());
     return note;
 }
 
-void tellTrial(const nal::BootState &state) {
-    const Json note = noteOf("trial", state, state.active);
+void tellTrial(const node::BootState &state) {
+    const base::Json note = noteOf("trial", state, state.active);
     cJSON_AddNumberToObject(note.get(), "attempts", state.attemptsOf(state.active));
     tellBanks();
     tellSupervisor(note);
 }
 
-void tellFailure(const nal::BootState &state, nal::Bank bank, const std::string &reason) {
-    const Json note = noteOf("trial-failed", state, bank);
+void tellFailure(const node::BootState &state, node::Bank bank, const std::string &reason) {
+    const base::Json note = noteOf("trial-failed", state, bank);
     cJSON_AddStringToObject(note.get(), "reason", reason.c_str());
     tellBanks();
     tellSupervisor(note);
 }
 
-bool readState(nal::BootState &state) {
+bool readState(node::BootState &state) {
     std::string alreadyReported; // by the platform, which read it just before
-    return nal::readBootState(nal::node().config().bootState, state, alreadyReported);
+    return node::readBootState(platform::node().config().bootState, state, alreadyReported);
 }
 
 // Not with sleep(): where the node's clock is a play's, that one passes at once.
-[[noreturn]] void awaitReboot(const Channel &supervisor, const std::string &why) {
+[[noreturn]] void awaitReboot(const base::Channel &supervisor, const std::string &why) {
     tellBanks();
     enterStage(Stage::rebooting);
     complain(why + "; the node reboots");
@@ -68,18 +68,18 @@ bool readState(nal::BootState &state) {
 }
 
 // True where this process was started between the end of a failed trial and the reboot.
-bool lostItsTrial(const nal::BootState &state) {
+bool lostItsTrial(const node::BootState &state) {
     return !state.trial && state.next != state.active &&
-           nal::failedVersion(state, state.of(state.active).version) != nullptr;
+           node::failedVersion(state, state.of(state.active).version) != nullptr;
 }
 
 // A new version whose configuration manager never starts would stay on trial for ever.
 bool comesUp(const std::string &path, std::string &whatIsWrong) {
     constexpr int kGlanceMs = 100;
     constexpr int kMsPerSecond = 1000;
-    const int seconds = nal::node().config().healthLimitSeconds;
+    const int seconds = platform::node().config().healthLimitSeconds;
     for (int waited = 0;; waited += kGlanceMs) {
-        const std::string flaw = nal::whyNoTrustedSocket(path);
+        const std::string flaw = base::whyNoTrustedSocket(path);
         if (flaw.empty()) {
             return true;
         }
@@ -95,7 +95,7 @@ bool comesUp(const std::string &path, std::string &whatIsWrong) {
     }
 }
 
-TrialVerdict judge(const nal::BootState &state, const Channel &supervisor,
+TrialVerdict judge(const node::BootState &state, const base::Channel &supervisor,
                    const std::string &agentWaitsFor) {
     enterStage(Stage::committing);
     tellTrial(state);
@@ -106,7 +106,7 @@ TrialVerdict judge(const nal::BootState &state, const Channel &supervisor,
     }
     tellFailure(state, state.active, unhealthy);
     const std::string failed =
-        nal::namedBank(state, state.active) + " failed its trial: " + unhealthy;
+        node::namedBank(state, state.active) + " failed its trial: " + unhealthy;
     std::string cannotFallBack;
     if (nalFailTrial(cannotFallBack)) {
         awaitReboot(supervisor, failed);
@@ -118,8 +118,8 @@ TrialVerdict judge(const nal::BootState &state, const Channel &supervisor,
 }
 
 // A node whose boot loader does not follow the choice must not reboot for ever.
-TrialVerdict leaveOnceMore(const nal::BootState &state, const Channel &supervisor) {
-    const std::string lost = nal::namedBank(state, state.active) + " failed its trial";
+TrialVerdict leaveOnceMore(const node::BootState &state, const base::Channel &supervisor) {
+    const std::string lost = node::namedBank(state, state.active) + " failed its trial";
     std::string staysHere;
     if (nalMayReboot(staysHere)) {
         awaitReboot(supervisor, lost);
@@ -130,10 +130,10 @@ TrialVerdict leaveOnceMore(const nal::BootState &state, const Channel &superviso
 }
 
 void tellNotCommitted(const std::string &whatIsWrong) {
-    nal::BootState state;
+    node::BootState state;
     readState(state);
-    const Json note = noteOf("not-committed", state, state.active);
-    complain(nal::namedBank(state, state.active) + " was not marked good: " + whatIsWrong +
+    const base::Json note = noteOf("not-committed", state, state.active);
+    complain(node::namedBank(state, state.active) + " was not marked good: " + whatIsWrong +
              "; otactl commit tries again");
     cJSON_AddStringToObject(note.get(), "reason", whatIsWrong.c_str());
     tellBanks();
@@ -142,10 +142,10 @@ void tellNotCommitted(const std::string &whatIsWrong) {
 
 } // namespace
 
-void tellBanks() { tellSupervisor(bankNote(nal::node().config().bootState)); }
+void tellBanks() { tellSupervisor(node::bankNote(platform::node().config().bootState)); }
 
-TrialVerdict proveTrial(const Channel &supervisor, const std::string &agentWaitsFor) {
-    nal::BootState state;
+TrialVerdict proveTrial(const base::Channel &supervisor, const std::string &agentWaitsFor) {
+    node::BootState state;
     const bool known = readState(state);
     std::string what;
     switch (nalBeginTrial(what)) {
@@ -154,7 +154,7 @@ TrialVerdict proveTrial(const Channel &supervisor, const std::string &agentWaits
         return judge(state, supervisor, agentWaitsFor);
     case NalTrial::failed:
         complain(what);
-        tellFailure(state, state.trial.value_or(nal::otherBank(state.active)), what);
+        tellFailure(state, state.trial.value_or(node::otherBank(state.active)), what);
         return TrialVerdict::none;
     case NalTrial::none:
         if (!what.empty()) {
@@ -182,15 +182,15 @@ void commitTrial() {
     if (!nalCommit(whatIsWrong)) {
         return tellNotCommitted(whatIsWrong);
     }
-    nal::BootState state;
+    node::BootState state;
     readState(state);
     tellBanks();
     tellSupervisor(noteOf("committed", state, state.active));
 }
 
 bool commitByHand(void (*commitCheck)(), std::string &whatIsWrong) {
-    nal::BootState state;
-    if (!nal::readBootState(nal::node().config().bootState, state, whatIsWrong)) {
+    node::BootState state;
+    if (!node::readBootState(platform::node().config().bootState, state, whatIsWrong)) {
         return false;
     }
     if (state.isOnTrial(state.active)) {

@@ -3,7 +3,7 @@
 #ifndef HOST_TRIAL_H
 #define HOST_TRIAL_H
 
-#include "host/channel.h"
+#include "base/channel.h"
 
 #include <string>
 
@@ -24,7 +24,7 @@ void tellBanks();
  * without an end. Where the trial failed and the old bank boots next it does not return: a reboot
  * is asked for.
  */
-TrialVerdict proveTrial(const Channel &supervisor, const std::string &agentWaitsFor);
+TrialVerdict proveTrial(const base::Channel &supervisor, const std::string &agentWaitsFor);
 
 /*
  * Keeps that the running bank passed, before a commit is reported. False: it is told, and no commit

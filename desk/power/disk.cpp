@@ -13,11 +13,11 @@ namespace power {
 namespace {
 
 // Readable for whoever may write: the bytes are read before they change.
-nal::UniqueFd openedAgain(int file) {
+base::UniqueFd openedAgain(int file) {
     const std::string path = "/proc/self/fd/" + std::to_string(file);
-    nal::UniqueFd own(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    base::UniqueFd own(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!own) {
-        throw desk::Failure(nal::systemReason("a file of the disk cannot be read") +
+        throw desk::Failure(base::systemReason("a file of the disk cannot be read") +
                             "; run as a user who may read all of the disk");
     }
     return own;
@@ -26,7 +26,7 @@ nal::UniqueFd openedAgain(int file) {
 FileId idOf(int file) {
     const auto id = fileIdOf(file);
     if (!id) {
-        throw desk::Failure(nal::systemReason("a file of the disk cannot be looked at"));
+        throw desk::Failure(base::systemReason("a file of the disk cannot be looked at"));
     }
     return *id;
 }
@@ -53,7 +53,7 @@ std::filesystem::path realFolder(const std::filesystem::path &path, const char *
 OwnFolder::OwnFolder(const std::filesystem::path &beside) {
     std::string name = (beside.parent_path() / ".ota-power.XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) {
-        throw desk::Failure(nal::systemReason(name + ": the folder cannot be made") +
+        throw desk::Failure(base::systemReason(name + ": the folder cannot be made") +
                             "; what the node removes is kept there until it is synced");
     }
     path_ = name;

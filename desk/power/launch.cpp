@@ -2,9 +2,9 @@
 // Starts a program so that it, and all that it starts, is traced from its first call on.
 #include "desk/power/launch.h"
 
+#include "base/file_io.h"
 #include "desk/failure.h"
 #include "desk/power/seccomp_filter.h"
-#include "platform/nal/file_io.h"
 
 #include <array>
 #include <cerrno>
@@ -101,10 +101,10 @@ pid_t launchTraced(const std::vector<std::string> &program) {
     const std::vector<sock_filter> filter = callFilter();
     int ends[2] = {-1, -1};
     if (pipe2(ends, O_CLOEXEC) != 0) {
-        throw desk::Failure(nal::systemReason("a pipe cannot be made"));
+        throw desk::Failure(base::systemReason("a pipe cannot be made"));
     }
-    const nal::UniqueFd readEnd(ends[0]);
-    const nal::UniqueFd writeEnd(ends[1]);
+    const base::UniqueFd readEnd(ends[0]);
+    const base::UniqueFd writeEnd(ends[1]);
     // What loses its parent comes to this process, which waits for all.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     const sigset_t passed = passedOn();
@@ -116,8 +116,8 @@ pid_t launchTraced(const std::vector<std::string> &program) {
         become(words, filter, ends[0], before);
     }
     if (child < 0 || ptrace(PTRACE_SEIZE, child, nullptr, kFollow) != 0 ||
-        !nal::writeFully(writeEnd.get(), "x", 1)) {
-        throw desk::Failure(nal::systemReason("the program cannot be traced") +
+        !base::writeFully(writeEnd.get(), "x", 1)) {
+        throw desk::Failure(base::systemReason("the program cannot be traced") +
                             "; allow it: kernel.yama.ptrace_scope below 3, and in a container "
                             "the capability SYS_PTRACE");
     }

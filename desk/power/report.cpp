@@ -8,7 +8,7 @@ namespace power {
 namespace {
 
 [[noreturn]] void failAt(const std::string &file) {
-    throw desk::Failure(nal::systemReason(file + ": the file cannot be written") +
+    throw desk::Failure(base::systemReason(file + ": the file cannot be written") +
                         "; name one that can be made");
 }
 

@@ -120,7 +120,7 @@ std::optional<Name> Tracee::resolve(int folder, const std::string &path, bool fo
     std::string from =
         proc() + (folder == AT_FDCWD ? "/cwd/" : "/fd/" + std::to_string(folder) + "/");
     std::string rest = path;
-    nal::UniqueFd last; // the folder that a link was found in
+    base::UniqueFd last; // the folder that a link was found in
     for (int links = 0; links < kMostLinks; ++links) {
         std::string whole = rest.starts_with('/') ? rest : from + rest;
         if (whole.starts_with("/proc/self/")) {
@@ -131,7 +131,7 @@ std::optional<Name> Tracee::resolve(int folder, const std::string &path, bool fo
             return std::nullopt;
         }
         Name name;
-        name.folder = nal::UniqueFd(open(parts->first.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+        name.folder = base::UniqueFd(open(parts->first.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
         name.name = parts->second;
         const auto folderPath = pathOf(name.folder.get());
         if (!folderPath) {

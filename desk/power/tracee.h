@@ -3,7 +3,7 @@
 #ifndef DESK_POWER_TRACEE_H
 #define DESK_POWER_TRACEE_H
 
-#include "platform/nal/file_io.h"
+#include "base/file_io.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -22,7 +22,7 @@ struct OpenFile {
 
 // Where a path leads: a name in a folder, that may be there or not.
 struct Name {
-    nal::UniqueFd folder; // opened with O_PATH
+    base::UniqueFd folder; // opened with O_PATH
     std::filesystem::path folderPath;
     std::string name;
     std::optional<struct stat> status; // of what has the name; none: nothing

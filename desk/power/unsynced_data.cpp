@@ -25,12 +25,12 @@ std::uint64_t endOf(const Range &range) {
 }
 
 [[noreturn]] void failAt(const char *what) {
-    throw desk::Failure(nal::systemReason(what) + "; check the disk that holds --disk");
+    throw desk::Failure(base::systemReason(what) + "; check the disk that holds --disk");
 }
 
 } // namespace
 
-UnsyncedData::UnsyncedData(nal::UniqueFd file) : file_(std::move(file)), durableSize_(sizeNow()) {}
+UnsyncedData::UnsyncedData(base::UniqueFd file) : file_(std::move(file)), durableSize_(sizeNow()) {}
 
 std::uint64_t UnsyncedData::sizeNow() const {
     struct stat status {};
@@ -88,7 +88,7 @@ void UnsyncedData::cutNewSectors(int file, std::uint64_t size, Survival &surviva
 
 void UnsyncedData::cut(Survival &survival, const std::optional<Range> &inFlight) {
     const std::string path = "/proc/self/fd/" + std::to_string(file_.get());
-    const nal::UniqueFd file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    const base::UniqueFd file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
     if (!file) {
         failAt("a file cannot be taken back");
     }

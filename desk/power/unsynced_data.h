@@ -3,8 +3,8 @@
 #ifndef DESK_POWER_UNSYNCED_DATA_H
 #define DESK_POWER_UNSYNCED_DATA_H
 
+#include "base/file_io.h"
 #include "desk/power/survival.h"
-#include "platform/nal/file_io.h"
 
 #include <array>
 #include <cstdint>
@@ -24,7 +24,7 @@ class UnsyncedData {
   public:
     // A descriptor of its own, so that the file lives on where its name goes. As it is now, it is
     // on the disk.
-    explicit UnsyncedData(nal::UniqueFd file);
+    explicit UnsyncedData(base::UniqueFd file);
 
     // Before the bytes change: keeps them where that was not done yet.
     void willWrite(const Range &range);
@@ -42,7 +42,7 @@ class UnsyncedData {
     void cutNewSectors(int file, std::uint64_t size, Survival &survival,
                        const std::optional<std::uint64_t> &lastInFlight) const;
 
-    nal::UniqueFd file_;
+    base::UniqueFd file_;
     std::uint64_t durableSize_;
     // By number. Those at and behind the durable end are not kept: before, they were not there.
     std::map<std::uint64_t, Sector> before_;

@@ -15,12 +15,12 @@ namespace power {
 namespace {
 
 [[noreturn]] void failAt(const std::string &name, const char *what) {
-    throw desk::Failure(nal::systemReason(name + ": " + what) +
+    throw desk::Failure(base::systemReason(name + ": " + what) +
                         "; --disk and the folder it lies in must be on one file system");
 }
 
-nal::UniqueFd openFolder(int folder, const std::string &name) {
-    return nal::UniqueFd(
+base::UniqueFd openFolder(int folder, const std::string &name) {
+    return base::UniqueFd(
         openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
@@ -118,7 +118,7 @@ UnsyncedNames::UnsyncedNames(std::filesystem::path keepFolder)
     : keepFolder_(std::move(keepFolder)) {}
 
 std::shared_ptr<Folder> UnsyncedNames::folderOf(int descriptor) {
-    nal::UniqueFd own = openFolder(descriptor, ".");
+    base::UniqueFd own = openFolder(descriptor, ".");
     const auto id = fileIdOf(own.get());
     if (!id) {
         failAt("a folder", "cannot be opened");
@@ -139,7 +139,7 @@ std::unique_ptr<Kept> UnsyncedNames::keep(const Place &place) {
         return nullptr;
     }
     if (S_ISDIR(status.st_mode)) {
-        const nal::UniqueFd folder = openFolder(place.folder->descriptor.get(), place.name);
+        const base::UniqueFd folder = openFolder(place.folder->descriptor.get(), place.name);
         return std::make_unique<KeptFolder>(folderOf(folder.get()), status.st_mode & 07777);
     }
     return std::make_unique<KeptFile>(place, keepFolder_ / std::to_string(++lastKept_));

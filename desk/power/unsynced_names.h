@@ -3,7 +3,7 @@
 #ifndef DESK_POWER_UNSYNCED_NAMES_H
 #define DESK_POWER_UNSYNCED_NAMES_H
 
-#include "platform/nal/file_io.h"
+#include "base/file_io.h"
 
 #include <compare>
 #include <cstddef>
@@ -34,7 +34,7 @@ std::optional<FileId> fileIdOf(int descriptor);
 // A folder by a descriptor: it is still found when it, or what is above it, was renamed.
 struct Folder {
     FileId id;
-    nal::UniqueFd descriptor;
+    base::UniqueFd descriptor;
 };
 
 struct Place {

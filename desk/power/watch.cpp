@@ -45,15 +45,15 @@ bool holds(const std::vector<std::filesystem::path> &paths, const std::filesyste
 // One bit of one byte in the middle, as a worn-out memory cell does.
 void corrupt(int file, const Range &written) {
     const std::string path = "/proc/self/fd/" + std::to_string(file);
-    const nal::UniqueFd own(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+    const base::UniqueFd own(::open(path.c_str(), O_RDWR | O_CLOEXEC));
     const auto at = static_cast<off_t>(written.offset + written.length / 2);
     char byte = 0;
     if (!own || pread(own.get(), &byte, 1, at) != 1) {
-        throw desk::Failure(nal::systemReason("the file of --corrupt cannot be read"));
+        throw desk::Failure(base::systemReason("the file of --corrupt cannot be read"));
     }
     byte = static_cast<char>(byte ^ 1);
     if (pwrite(own.get(), &byte, 1, at) != 1) {
-        throw desk::Failure(nal::systemReason("the file of --corrupt cannot be written"));
+        throw desk::Failure(base::systemReason("the file of --corrupt cannot be written"));
     }
 }
 
@@ -72,7 +72,7 @@ std::optional<Watch::Target> Watch::targetOf(const Tracee &tracee, int descripto
         return std::nullopt;
     }
     Target target{path->path, disk_.mediumOf(path->path), {}, nullptr};
-    target.descriptor = std::make_shared<nal::UniqueFd>(
+    target.descriptor = std::make_shared<base::UniqueFd>(
         ::open(tracee.linkTo(descriptor).c_str(), O_PATH | O_CLOEXEC));
     return fstat(target.descriptor->get(), &target.status) == 0 ? std::optional(target)
                                                                 : std::nullopt;
@@ -80,7 +80,7 @@ std::optional<Watch::Target> Watch::targetOf(const Tracee &tracee, int descripto
 
 std::optional<Watch::Target> Watch::targetOf(const Name &name) const {
     Target target{name.path(), disk_.mediumOf(name.path()), {}, nullptr};
-    target.descriptor = std::make_shared<nal::UniqueFd>(
+    target.descriptor = std::make_shared<base::UniqueFd>(
         openat(name.folder.get(), name.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     return target.medium != Medium::other && fstat(target.descriptor->get(), &target.status) == 0
                ? std::optional(target)

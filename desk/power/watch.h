@@ -59,7 +59,7 @@ class Watch {
         std::filesystem::path path;
         Disk::Medium medium = Disk::Medium::other;
         struct stat status {};
-        std::shared_ptr<nal::UniqueFd> descriptor; // of our own, opened with O_PATH
+        std::shared_ptr<base::UniqueFd> descriptor; // of our own, opened with O_PATH
     };
 
     static std::optional<Name> resolved(const Tracee &tracee, const Call &call, int folder,

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What must hold for every configuration file: what is taken over cannot surprise a shell or a
 // path.
-#include "platform/nal/config.h"
+#include "node/config.h"
 #include "tests/fuzz/promise.h"
 
 using fuzz::promise;
@@ -17,7 +17,7 @@ void checkDirectory(const std::string &path, std::size_t most, std::string_view 
     promise(path == "/" || path.back() != '/', "a directory ends without a slash", input);
 }
 
-void checkNames(const nal::Config &config, std::string_view input) {
+void checkNames(const node::Config &config, std::string_view input) {
     for (const std::string *name :
          {&config.model, &config.serial, &config.workMode, &config.workRole}) {
         promise(!name->empty() && name->size() <= 31, "a name fits where the agent reads it",
@@ -31,13 +31,13 @@ void checkNames(const nal::Config &config, std::string_view input) {
             "a lowest version is one", input);
 }
 
-void checkTrust(const nal::Config &config, std::string_view input) {
+void checkTrust(const node::Config &config, std::string_view input) {
     promise(!config.signatureRequired || !config.signerAuthority.empty(),
             "what must be signed is signed by somebody", input);
     promise(config.bootState.file.empty() != config.bootState.fwEnvConfig.empty(),
             "there is one boot state", input);
-    promise(!config.bankPath(nal::Bank::a).empty() &&
-                config.bankPath(nal::Bank::a) != config.bankPath(nal::Bank::b),
+    promise(!config.bankPath(node::Bank::a).empty() &&
+                config.bankPath(node::Bank::a) != config.bankPath(node::Bank::b),
             "there are two banks", input);
     promise(config.rootHost.empty() || !config.rootCaCertificate.empty(),
             "a broker is checked by somebody", input);
@@ -45,7 +45,7 @@ void checkTrust(const nal::Config &config, std::string_view input) {
             "a certificate comes with its key", input);
 }
 
-void checkNumbers(const nal::Config &config, std::string_view input) {
+void checkNumbers(const node::Config &config, std::string_view input) {
     const auto within = [&](int number, int least, int most) {
         promise(number >= least && number <= most, "a number is within its bounds", input);
     };
@@ -59,9 +59,9 @@ void checkNumbers(const nal::Config &config, std::string_view input) {
 }
 
 void tryConfiguration(const std::string &text) {
-    nal::Config config;
+    node::Config config;
     std::string whatIsWrong;
-    if (!nal::parseConfig("node.conf", text, config, whatIsWrong)) {
+    if (!node::parseConfig("node.conf", text, config, whatIsWrong)) {
         promise(config.model.empty() && config.stateDirectory.empty(),
                 "a refused configuration is not taken over", text);
         promise(whatIsWrong.starts_with("node.conf:") &&

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // What must hold for every message of an extender before a gateway hears it.
-#include "host/daemon/root/root_envelope.h"
-#include "host/json.h"
+#include "base/json.h"
+#include "service/uplink/root_envelope.h"
 #include "tests/fuzz/promise.h"
 
 using fuzz::promise;
-using otad::FromExtender;
+using service::FromExtender;
 
 namespace {
 
@@ -30,7 +30,7 @@ void tryReport(std::string_view mac, std::string_view text) {
         return checkRefusal(taken, text);
     }
     promise(taken.refusal.empty() && taken.mac == kMac, "a report is its extender's", text);
-    const host::Json record(cJSON_Parse(taken.text.c_str()));
+    const base::Json record(cJSON_Parse(taken.text.c_str()));
     promise(cJSON_IsObject(record.get()) && cJSON_GetArraySize(record.get()) == 6,
             "a report is a record of six keys", text);
     std::string given = textOf(record.get(), "mac");
@@ -51,15 +51,15 @@ void tryFileServer(std::string_view text) {
     if (!checkFileServerInfo(kMac, text, true, taken)) {
         return checkRefusal(taken, text);
     }
-    const host::Json object(cJSON_Parse(taken.text.c_str()));
+    const base::Json object(cJSON_Parse(taken.text.c_str()));
     for (const char *const key : {"fileServerURL", "activationTime", "checksum", "swVersion"}) {
         promise(fuzz::isPrintableLine(textOf(object.get(), key)), "a text is printable", text);
     }
 }
 
 std::string quoted(std::string_view text) {
-    const host::Json item(cJSON_CreateString(std::string(text).c_str()));
-    const host::JsonText printed(cJSON_PrintUnformatted(item.get()));
+    const base::Json item(cJSON_CreateString(std::string(text).c_str()));
+    const base::JsonText printed(cJSON_PrintUnformatted(item.get()));
     return printed ? printed.get() : "\"\"";
 }
 

@@ -1,25 +1,25 @@
 // SPDX-License-Identifier: MIT
 // What must hold for every ledger: it comes back, or nothing of it does, and the agent hears of it
 // only what the guard lets in today.
-#include "host/daemon/keep/ledger.h"
-#include "host/daemon/keep/recheck.h"
-#include "host/message.h"
+#include "base/message.h"
+#include "service/state/ledger.h"
+#include "service/state/recheck.h"
 #include "tests/fuzz/promise.h"
 
 using fuzz::promise;
-using otad::Ledger;
-using otad::Request;
+using service::Ledger;
+using service::Request;
 
 namespace {
 
-const otad::Judge &today() {
-    static const otad::Judge judge{{"GW-1000", "SN0000000001", "02:00:5E:10:00:01", 30},
-                                   {false, "4QZ1.2", {{"4QZ-6.6.6", "failed its trial"}}}};
+const service::Judge &today() {
+    static const service::Judge judge{{"GW-1000", "SN0000000001", "02:00:5E:10:00:01", 30},
+                                      {false, "4QZ1.2", {{"4QZ-6.6.6", "failed its trial"}}}};
     return judge;
 }
 
-otad::Facts factsOf(const char *bootId, const char *bank) {
-    otad::Facts facts;
+service::BootFacts factsOf(const char *bootId, const char *bank) {
+    service::BootFacts facts;
     facts.bootId = bootId;
     facts.activeBank = bank;
     facts.runningVersion = "4QZ-1.0.0";
@@ -33,59 +33,61 @@ otad::Facts factsOf(const char *bootId, const char *bank) {
 // Its event is one of four, and what is in it passes the guard unchanged.
 void checkRequest(const Request &request, std::string_view input) {
     Request again;
-    const auto refusal = otad::checkAgain(request, today(), again);
+    const auto refusal = service::checkAgain(request, today(), again);
     promise(!refusal, "what is taken up passes the guard", input);
     promise(again == request, "what is taken up is written by the guard", input);
-    if (request.kind == otad::kNewImage) {
+    if (request.kind == service::kNewImage) {
         promise(request.version.starts_with("4QZ") && request.version.size() <= 30 &&
                     fuzz::consistsOf(request.version, fuzz::kVersionCharacters),
                 "a version that is taken up is safe in a shell", input);
     }
 }
 
-void checkTakeUp(const Ledger &ledger, const otad::Facts &facts, std::string_view input) {
-    otad::TakeUp plan = otad::planTakeUp(ledger, facts);
-    otad::recheck(plan, today());
+void checkTakeUp(const Ledger &ledger, const service::BootFacts &facts, std::string_view input) {
+    service::ResumePlan plan = service::planResume(ledger, facts);
+    service::recheck(plan, today());
     if (plan.redo) {
         checkRequest(plan.redo->request, input);
     }
     if (plan.standing) {
         checkRequest(plan.standing->offer, input);
     }
-    for (const otad::ArmedTimer &timer : plan.timers) {
-        promise(otad::isTimerOfTheAgent(timer.name), "a timer that is armed is the agent's", input);
+    for (const service::ArmedTimer &timer : plan.timers) {
+        promise(service::isTimerOfTheAgent(timer.name), "a timer that is armed is the agent's",
+                input);
     }
-    promise(!otad::checkRememberedImage(plan.memory, today()) &&
-                !otad::checkRememberedTimes(plan.memory, today()),
+    promise(!service::checkRememberedImage(plan.memory, today()) &&
+                !service::checkRememberedTimes(plan.memory, today()),
             "a memory that is restored passes the guard", input);
-    for (const otad::Finished &finished : plan.finished) {
+    for (const service::Finished &finished : plan.finished) {
         promise(finished.reason.size() < 1000, "the end of a request has a short reason", input);
     }
     Ledger now;
     std::string whatIsWrong;
-    const std::string printed = otad::printLedger(otad::takenUp(ledger, plan, facts));
-    promise(otad::parseLedger(printed, now, whatIsWrong), "what is taken up can be kept", input);
+    const std::string printed = service::printLedger(service::resumed(ledger, plan, facts));
+    promise(service::parseLedger(printed, now, whatIsWrong), "what is taken up can be kept", input);
 }
 
 void tryLedger(std::string_view text) {
     Ledger ledger;
     std::string whatIsWrong;
     bool newer = false;
-    if (!otad::parseLedger(text, ledger, whatIsWrong, &newer)) {
+    if (!service::parseLedger(text, ledger, whatIsWrong, &newer)) {
         promise(ledger == Ledger{}, "a refused ledger leaves nothing", text);
         promise(!whatIsWrong.empty() && fuzz::isPrintableLine(whatIsWrong),
                 "what is wrong is one printable line", text);
         return;
     }
     Ledger again;
-    promise(otad::parseLedger(otad::printLedger(ledger), again, whatIsWrong) && again == ledger,
+    promise(service::parseLedger(service::printLedger(ledger), again, whatIsWrong) &&
+                again == ledger,
             "a ledger comes back as it was printed", text);
     checkTakeUp(ledger, factsOf("boot-1", "a"), text);
     checkTakeUp(ledger, factsOf("boot-2", "a"), text);
     checkTakeUp(ledger, factsOf("boot-2", "b"), text);
     for (const Request &request : ledger.queue) {
         Request anew;
-        if (!otad::checkAgain(request, today(), anew)) {
+        if (!service::checkAgain(request, today(), anew)) {
             checkRequest(anew, text);
         }
     }
@@ -97,26 +99,26 @@ void tryInside(std::string_view text) {
     ledger.bootId = "boot-1";
     ledger.nextTicket = 9;
     for (const char *const kind :
-         {otad::kNewImage, otad::kMobileTrigger, otad::kActivationTime, otad::kTimer}) {
-        otad::Running running;
+         {service::kNewImage, service::kMobileTrigger, service::kActivationTime, service::kTimer}) {
+        service::Running running;
         running.request = {5, kind, std::string(text), "4QZ2", 0};
         ledger.running = running;
-        tryLedger(otad::printLedger(ledger));
+        tryLedger(service::printLedger(ledger));
     }
-    const host::Json event =
-        host::message({{"event", otad::kNewImage}, {"descriptor", std::string(text)}});
+    const base::Json event =
+        base::message({{"event", service::kNewImage}, {"descriptor", std::string(text)}});
     cJSON *const config = cJSON_AddObjectToObject(event.get(), "config");
     for (const char *const key :
          {"OffloadDownloadActivate", "initial_obardingStatus", "firsttime_polling"}) {
         cJSON_AddNumberToObject(config, key, 0);
     }
-    ledger.running->request = {5, otad::kNewImage, host::printed(event.get()), "4QZ2", 0};
-    tryLedger(otad::printLedger(ledger));
-    ledger.standing = otad::Standing{ledger.running->request, "a", false, false, 0};
+    ledger.running->request = {5, service::kNewImage, base::printed(event.get()), "4QZ2", 0};
+    tryLedger(service::printLedger(ledger));
+    ledger.standing = service::WaitingOffer{ledger.running->request, "a", false, false, 0};
     ledger.running.reset();
     ledger.memory = std::string(text);
     ledger.timers = {{std::string(text.substr(0, 31)), 60, 560'000, 1'699'999'000, 1'700'000'060}};
-    tryLedger(otad::printLedger(ledger));
+    tryLedger(service::printLedger(ledger));
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What must hold for every end of an image file: manifest, signature and footer.
-#include "platform/nal/image_manifest.h"
+#include "node/image_manifest.h"
 #include "tests/fuzz/memory_file.h"
 #include "tests/fuzz/promise.h"
 
@@ -36,7 +36,7 @@ const std::string &authorityFile() {
     return path;
 }
 
-void checkManifest(const nal::ImageManifest &manifest, std::uint64_t imageSize,
+void checkManifest(const node::ImageManifest &manifest, std::uint64_t imageSize,
                    std::string_view image) {
     promise(!manifest.version.empty() && manifest.version.size() <= 31 &&
                 fuzz::consistsOf(manifest.version, fuzz::kVersionCharacters),
@@ -52,7 +52,7 @@ void checkManifest(const nal::ImageManifest &manifest, std::uint64_t imageSize,
     promise(fuzz::isPrintableLine(manifest.signer), "a signer's name is printable", image);
 }
 
-void checkSigned(const nal::ImageManifest &manifest, std::string_view image) {
+void checkSigned(const node::ImageManifest &manifest, std::string_view image) {
     promise(manifest.signerChecked && manifest.signer == "CN = Fuzz signer",
             "what must be signed is signed by whom the node trusts", image);
     promise(manifest.version == "4QZ2.1.0" && manifest.model == "GW-1000" &&
@@ -63,13 +63,13 @@ void checkSigned(const nal::ImageManifest &manifest, std::string_view image) {
 void tryImage(const std::string &image) {
     static const MemoryFile file;
     file.hold(image);
-    for (const nal::ImageTrust &trust :
-         {nal::ImageTrust{true, authorityFile()}, nal::ImageTrust{false, ""},
-          nal::ImageTrust{false, authorityFile()}}) {
-        nal::ImageManifest manifest;
+    for (const node::ImageTrust &trust :
+         {node::ImageTrust{true, authorityFile()}, node::ImageTrust{false, ""},
+          node::ImageTrust{false, authorityFile()}}) {
+        node::ImageManifest manifest;
         std::uint64_t imageSize = 0;
         std::string whatIsWrong;
-        if (nal::readImageManifest(file.fd(), "image", trust, manifest, imageSize, whatIsWrong)) {
+        if (node::readImageManifest(file.fd(), "image", trust, manifest, imageSize, whatIsWrong)) {
             checkManifest(manifest, imageSize, image);
             if (trust.signatureRequired) {
                 checkSigned(manifest, image);

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
 // What must hold for every offer, activation time and setting that the guard is given.
-#include "host/guard/activation_record.h"
-#include "host/guard/offer.h"
-#include "host/guard/setting.h"
-#include "host/guard/time_of_day.h"
-#include "host/guard/version.h"
-#include "host/json.h"
+#include "base/json.h"
+#include "guard/activation_record.h"
+#include "guard/offer.h"
+#include "guard/setting.h"
+#include "guard/time_of_day.h"
+#include "guard/version.h"
 #include "tests/fuzz/promise.h"
 
 #include <array>
 
-using namespace host;
-using namespace host::guard;
+using namespace base;
+using namespace guard;
 
 using fuzz::consistsOf;
 using fuzz::kVersionCharacters;

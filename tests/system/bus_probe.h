@@ -3,8 +3,8 @@
 #ifndef TESTS_SYSTEM_BUS_PROBE_H
 #define TESTS_SYSTEM_BUS_PROBE_H
 
-#include "host/daemon/bus/handles.h"
-#include "host/daemon/bus/names.h"
+#include "service/bus/handles.h"
+#include "service/bus/names.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -22,10 +22,10 @@ inline void require(int result, const char *what) {
     }
 }
 
-inline otad::Bus connect(const char *address) {
+inline service::Bus connect(const char *address) {
     sd_bus *bus = nullptr;
     require(sd_bus_new(&bus), "a bus");
-    otad::Bus owned(bus);
+    service::Bus owned(bus);
     require(sd_bus_set_address(bus, address), "the address");
     require(sd_bus_set_bus_client(bus, 1), "a client of the bus");
     require(sd_bus_start(bus), "the connection");

@@ -9,7 +9,7 @@
 
 namespace {
 
-using host::guard::test::HostileOffer;
+using guard::test::HostileOffer;
 
 enum class Ending { refused, wrong, unsendable };
 
@@ -30,31 +30,31 @@ std::string shortened(const std::string &what) {
 
 int offer(sd_bus *bus, const std::string &descriptor, sd_bus_error &error) {
     sd_bus_message *made = nullptr;
-    probe::require(sd_bus_message_new_method_call(bus, &made, otad::kBusName, otad::kBusPath,
-                                                  otad::kBusInterface, "OfferImage"),
+    probe::require(sd_bus_message_new_method_call(bus, &made, service::kBusName, service::kBusPath,
+                                                  service::kBusInterface, "OfferImage"),
                    "a call");
-    const otad::BusMessage call(made);
+    const service::BusMessage call(made);
     const int appended = sd_bus_message_append(made, "syii", descriptor.c_str(), 0, 0, 0);
     if (appended < 0) {
         return appended;
     }
     sd_bus_message *answered = nullptr;
     const int result = sd_bus_call(bus, made, probe::kLimitUs, &error, &answered);
-    const otad::BusMessage answer(answered);
+    const service::BusMessage answer(answered);
     return result;
 }
 
 Ending judge(const HostileOffer &hostile, int result, const sd_bus_error &error) {
     const std::string name = error.name == nullptr ? "" : error.name;
     const std::string message = error.message == nullptr ? "" : error.message;
-    if (result < 0 && !name.starts_with(otad::kBusErrorPrefix)) {
+    if (result < 0 && !name.starts_with(service::kBusErrorPrefix)) {
         return Ending::unsendable;
     }
-    const bool asWanted = result < 0 && name == host::rowOf(hostile.outcome).busError &&
+    const bool asWanted = result < 0 && name == base::rowOf(hostile.outcome).busError &&
                           (hostile.field.empty() || message.starts_with(hostile.field));
     if (!asWanted) {
         std::printf("%s: expected %s about %s, not %s: %s\n", shortened(hostile.what).c_str(),
-                    host::rowOf(hostile.outcome).busError, hostile.field.c_str(),
+                    base::rowOf(hostile.outcome).busError, hostile.field.c_str(),
                     result < 0 ? name.c_str() : "a ticket", shortened(message).c_str());
     }
     return asWanted ? Ending::refused : Ending::wrong;
@@ -62,8 +62,8 @@ Ending judge(const HostileOffer &hostile, int result, const sd_bus_error &error)
 
 Counts offerAll(const char *address) {
     Counts counts;
-    otad::Bus bus = probe::connect(address);
-    for (const HostileOffer &hostile : host::guard::test::hostileOffers()) {
+    service::Bus bus = probe::connect(address);
+    for (const HostileOffer &hostile : guard::test::hostileOffers()) {
         // No text of the bus goes on behind its first NUL.
         if (hostile.text.find('\0') != std::string::npos) {
             ++counts.unsendable;

@@ -17,16 +17,16 @@ constexpr auto kBetween = std::chrono::milliseconds(2);
 
 double millisecondsOfCall(sd_bus *bus) {
     sd_bus_message *made = nullptr;
-    probe::require(sd_bus_message_new_method_call(bus, &made, otad::kBusName, otad::kBusPath,
+    probe::require(sd_bus_message_new_method_call(bus, &made, service::kBusName, service::kBusPath,
                                                   "org.freedesktop.DBus.Properties", "GetAll"),
                    "a call");
-    const otad::BusMessage call(made);
-    probe::require(sd_bus_message_append(made, "s", otad::kBusInterface), "its interface");
+    const service::BusMessage call(made);
+    probe::require(sd_bus_message_append(made, "s", service::kBusInterface), "its interface");
     sd_bus_message *answered = nullptr;
     const auto began = std::chrono::steady_clock::now();
     const int result = sd_bus_call(bus, made, probe::kLimitUs, nullptr, &answered);
     const Milliseconds took = std::chrono::steady_clock::now() - began;
-    const otad::BusMessage answer(answered);
+    const service::BusMessage answer(answered);
     probe::require(result, "an answer");
     return took.count();
 }
@@ -43,7 +43,7 @@ int main(int argc, char **argv) {
         std::fprintf(stderr, "use: latency_probe ADDRESS CALLS\n");
         return 2;
     }
-    const otad::Bus bus = probe::connect(argv[1]);
+    const service::Bus bus = probe::connect(argv[1]);
     std::vector<double> took;
     for (long i = 0; i < calls; ++i) {
         took.push_back(millisecondsOfCall(bus.get()));

@@ -224,8 +224,8 @@ class Mishap(unittest.TestCase):
     def test_build_of_another_user(self):
         """A build that this user may read and run, but not write to; what he makes, others may."""
         build = self.outside.folder / "build"
-        for part in ["desk/ota-desk", "desk/ota-desk-host", "host/daemon/otad", "cli/otactl",
-                     "platform/ota-image", "desk/power/ota-power", "src/libotaSwAgent.so"]:
+        for part in ["desk/ota-desk", "desk/ota-desk-host", "service/otad", "cli/otactl",
+                     "tools/ota-image", "desk/power/ota-power", "src/libotaSwAgent.so"]:
             (build / part).parent.mkdir(parents=True, exist_ok=True)
             shutil.copy2(self.build / part, build / part)
         (build / "demo/images/work").mkdir(parents=True)

@@ -70,7 +70,7 @@ class Node(NodeFolder):
 
     def arguments(self):
         build = self.place
-        return [build.program("host/daemon/otad"), "--config", "node.conf",
+        return [build.program("service/otad"), "--config", "node.conf",
                 "--host", build.program("desk/ota-desk-host"),
                 "--library", build.program("src/libotaSwAgent.so"),
                 "--bus", self.bus.address, "--boot-id", f"boot-{self.boots}"]

@@ -41,7 +41,7 @@ class NodeFolder:
         self.bank("b").touch()
         for bank in "ab":
             os.truncate(self.bank(bank), BANK)
-        self.place.run_tool("platform/ota-boot-state", "init", "--active", "a", "--image", old,
+        self.place.run_tool("tools/ota-boot-state", "init", "--active", "a", "--image", old,
                             "--output", self.folder / "boot_state.ini")
         if self.server:
             shutil.copy(self.server.certificates.authority, self.folder / "ca.pem")
@@ -86,7 +86,7 @@ class NodeFolder:
     def boot_state(self):
         """{"active": ..., "next": ..., "trial": ..., "a": {"whole": ..., "version": ...}, "b": ...,
         "failed": {"<version>": {"trials": ..., "last": ...}}}"""
-        shown = self.place.run_tool("platform/ota-boot-state", "show",
+        shown = self.place.run_tool("tools/ota-boot-state", "show",
                                     self.folder / "boot_state.ini")
         state = {"failed": {}}
         for line in shown.splitlines():
@@ -115,7 +115,7 @@ class NodeFolder:
 
     def boot_loader(self):
         """The command line of the boot loader."""
-        return [str(self.place.program("platform/ota-boot-state")), "boot",
+        return [str(self.place.program("tools/ota-boot-state")), "boot",
                 "--a", str(self.bank("a")), "--b", str(self.bank("b")),
                 "--state", str(self.folder / "boot_state.ini")]
 

@@ -127,7 +127,7 @@ class Place:
         payload = self.folder / f"{version}.payload"
         payload.write_bytes(os.urandom(self.PAYLOAD))
         image = self.folder / f"{version}.img"
-        self.run_tool("platform/ota-image", "make", "--payload", payload, "--version", version,
+        self.run_tool("tools/ota-image", "make", "--payload", payload, "--version", version,
                       "--model", self.MODEL, "--output", image)
         payload.unlink()
         return image

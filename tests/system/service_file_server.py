@@ -183,7 +183,7 @@ class FileServerAttacks(node_case.Case):
         # The manifest behind the payload takes as much whatever the payload's size.
         room = BANK - (image.stat().st_size - self.place.PAYLOAD)
         payload.write_bytes(os.urandom(room))
-        self.place.run_tool("platform/ota-image", "make", "--payload", payload, "--version",
+        self.place.run_tool("tools/ota-image", "make", "--payload", payload, "--version",
                             self.place.NEW, "--model", self.place.MODEL, "--output", image)
         self.assertEqual(image.stat().st_size, BANK)
         node = self.good_node()

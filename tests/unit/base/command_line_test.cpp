@@ -18,45 +18,47 @@ class CommandLine : public testing::Test {
     CommandLine() {
         program_ = {.name = "tool",
                     .summary = "Does a bit of everything.",
-                    .options = {{"--bus", text("ADDRESS", bus), "Which bus"},
-                                {"--json", flag(json), "Print JSON"}},
+                    .options = {{"--bus", base::text("ADDRESS", bus), "Which bus"},
+                                {"--json", base::flag(json), "Print JSON"}},
                     .verbs = {sendVerb(), runVerb(), groupVerb()},
                     .version = "1.2.3"};
     }
 
-    Command sendVerb() {
-        return {.name = "send",
-                .summary = "Send something",
-                .options = {{"-n,--count", number("N", count, -5, 7), "How often", Times::once},
-                            {"--mode", oneOf({{"fast", 1}, {"slow", 2}}, mode), "How"},
-                            {"--at", number("N", at, 1, 9), "When", {}, {"--mode"}, {"--from"}},
-                            {"--from", text("FILE", from), "Where from"},
-                            {"--to", text("FILE", to), "Where to", Times::any},
-                            {"--wait", flag(wait), "Wait"},
-                            {"--waive", flag(waive), "Waive"}},
-                .arguments = {{"what", text("WHAT", what), "What", Times::once},
-                              {"whom", text("WHOM", whom), "To whom"}}};
-    }
-    Command runVerb() {
+    base::Command sendVerb() {
         return {
-            .name = "run",
-            .summary = "Run a program",
-            .arguments = {{"program", listed("PROGRAM", ran), "The program", Times::someAndRest}}};
+            .name = "send",
+            .summary = "Send something",
+            .options = {{"-n,--count", base::number("N", count, -5, 7), "How often",
+                         base::Times::once},
+                        {"--mode", base::oneOf({{"fast", 1}, {"slow", 2}}, mode), "How"},
+                        {"--at", base::number("N", at, 1, 9), "When", {}, {"--mode"}, {"--from"}},
+                        {"--from", base::text("FILE", from), "Where from"},
+                        {"--to", base::text("FILE", to), "Where to", base::Times::any},
+                        {"--wait", base::flag(wait), "Wait"},
+                        {"--waive", base::flag(waive), "Waive"}},
+            .arguments = {{"what", base::text("WHAT", what), "What", base::Times::once},
+                          {"whom", base::text("WHOM", whom), "To whom"}}};
     }
-    Command groupVerb() {
+    base::Command runVerb() {
+        return {.name = "run",
+                .summary = "Run a program",
+                .arguments = {{"program", base::listed("PROGRAM", ran), "The program",
+                               base::Times::someAndRest}}};
+    }
+    base::Command groupVerb() {
         return {.name = "group",
                 .summary = "Has verbs of its own",
                 .verbs = {{.name = "check",
                            .summary = "Check",
-                           .arguments = {{"file", text("FILE", file), "The file"}}}}};
+                           .arguments = {{"file", base::text("FILE", file), "The file"}}}}};
     }
 
-    Parsed read(Words words) const {
+    base::Parsed read(Words words) const {
         words.insert(words.begin(), "tool");
-        return parse(program_, words);
+        return base::parse(program_, words);
     }
     void expectTaken(const Words &words, const std::string &path) const {
-        const Parsed parsed = read(words);
+        const base::Parsed parsed = read(words);
         EXPECT_EQ(parsed.wrong, "") << testing::PrintToString(words);
         EXPECT_EQ(parsed.path, path);
     }
@@ -70,7 +72,7 @@ class CommandLine : public testing::Test {
     int count = 0, mode = 0;
     std::optional<std::uint64_t> at;
     Words ran;
-    Command program_;
+    base::Command program_;
 };
 
 TEST_F(CommandLine, OptionsStandBeforeAndBehindVerbsAndArguments) {
@@ -176,10 +178,10 @@ TEST_F(CommandLine, OptionsNeedAndExcludeEachOther) {
 }
 
 TEST_F(CommandLine, TheFirstMistakeIsToldAndTheRestIsStillRead) {
-    const Parsed parsed = read({"send", "--nonsense", "--worse", "--json"});
+    const base::Parsed parsed = read({"send", "--nonsense", "--worse", "--json"});
     EXPECT_EQ(parsed.wrong, "--nonsense: there is no such option");
     EXPECT_TRUE(json);
-    EXPECT_EQ(withAdvice(parsed), parsed.wrong + "; see tool send --help");
+    EXPECT_EQ(base::withAdvice(parsed), parsed.wrong + "; see tool send --help");
 }
 
 TEST_F(CommandLine, OneParseLeavesNothingToTheNext) {
@@ -191,22 +193,22 @@ TEST_F(CommandLine, OneParseLeavesNothingToTheNext) {
 TEST_F(CommandLine, AskedForHelpOrVersionItPrintsThatAndNoMistake) {
     for (const Words &words : {Words{"--help"}, {"-h"}, {"nonsense", "--help"}, {"--bad", "-h"}}) {
         testing::internal::CaptureStdout();
-        EXPECT_EQ(answer(program_, read(words)), 0);
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), helpText(program_, "tool"));
+        EXPECT_EQ(base::answer(program_, read(words)), 0);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), base::helpText(program_, "tool"));
     }
     testing::internal::CaptureStdout();
-    EXPECT_EQ(answer(program_, read({"--help", "group", "check"})), 0);
+    EXPECT_EQ(base::answer(program_, read({"--help", "group", "check"})), 0);
     EXPECT_EQ(testing::internal::GetCapturedStdout().find("Check\nUsage: tool group check "), 0U);
     testing::internal::CaptureStdout();
-    EXPECT_EQ(answer(program_, read({"send", "--version"})), 0);
+    EXPECT_EQ(base::answer(program_, read({"send", "--version"})), 0);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "1.2.3\n");
-    EXPECT_EQ(answer(program_, read({"send", "x", "-n", "1"})), std::nullopt);
+    EXPECT_EQ(base::answer(program_, read({"send", "x", "-n", "1"})), std::nullopt);
 }
 
 TEST_F(CommandLine, AProgramWithoutAVersionMayTakeOne) {
     program_.version.clear();
-    program_.options.push_back({"--version", text("VERSION", to), "Of an image"});
-    const Parsed parsed = read({"--version", "7", "group", "check"});
+    program_.options.push_back({"--version", base::text("VERSION", to), "Of an image"});
+    const base::Parsed parsed = read({"--version", "7", "group", "check"});
     EXPECT_EQ(parsed.wrong, "");
     EXPECT_FALSE(parsed.version);
     EXPECT_EQ(to, "7");
@@ -214,15 +216,15 @@ TEST_F(CommandLine, AProgramWithoutAVersionMayTakeOne) {
 
 TEST_F(CommandLine, AMistakeIsCodeTwoAndALineOnStandardError) {
     testing::internal::CaptureStderr();
-    EXPECT_EQ(answer(program_, read({"group", "check", "a", "b"})), 2);
+    EXPECT_EQ(base::answer(program_, read({"group", "check", "a", "b"})), 2);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "tool: b: one argument too many; see tool group check --help\n");
-    EXPECT_EXIT(refuse(program_, "it is late"), testing::ExitedWithCode(2),
+    EXPECT_EXIT(base::refuse(program_, "it is late"), testing::ExitedWithCode(2),
                 "^tool: it is late; see tool --help\n$");
 }
 
 TEST_F(CommandLine, TheHelpShowsTheTable) {
-    EXPECT_EQ(helpText(program_, "tool"),
+    EXPECT_EQ(base::helpText(program_, "tool"),
               "Does a bit of everything.\n"
               "Usage: tool [OPTIONS] VERB\n"
               "\n"
@@ -236,7 +238,7 @@ TEST_F(CommandLine, TheHelpShowsTheTable) {
               "  send                        Send something\n"
               "  run                         Run a program\n"
               "  group                       Has verbs of its own\n");
-    EXPECT_EQ(helpText(program_.verbs[0], "tool send"),
+    EXPECT_EQ(base::helpText(program_.verbs[0], "tool send"),
               "Send something\n"
               "Usage: tool send [OPTIONS] what [whom]\n"
               "\n"
@@ -254,11 +256,11 @@ TEST_F(CommandLine, TheHelpShowsTheTable) {
               "  --to FILE ...               Where to\n"
               "  --wait                      Wait\n"
               "  --waive                     Waive\n");
-    EXPECT_NE(helpText(program_.verbs[2].verbs[0], "c").find("\n  file FILE=/etc/file"),
+    EXPECT_NE(base::helpText(program_.verbs[2].verbs[0], "c").find("\n  file FILE=/etc/file"),
               std::string::npos);
-    EXPECT_EQ(
-        helpText(program_.verbs[1], "r").find("Run a program\nUsage: r [OPTIONS] program...\n"),
-        0U);
+    EXPECT_EQ(base::helpText(program_.verbs[1], "r")
+                  .find("Run a program\nUsage: r [OPTIONS] program...\n"),
+              0U);
 }
 
 TEST_F(CommandLine, TheHelpKeepsToEightyColumns) {
@@ -269,11 +271,11 @@ TEST_F(CommandLine, TheHelpKeepsToEightyColumns) {
     program_.summary = words;
     program_.footer = "The end.\n";
     program_.options = {{"--fail",
-                         oneOf({"checksum", "flash", "activate", "boot", "health", "server",
-                                "certificate", "signature", "version", "disk"},
-                               what),
+                         base::oneOf({"checksum", "flash", "activate", "boot", "health", "server",
+                                      "certificate", "signature", "version", "disk"},
+                                     what),
                          words}};
-    std::istringstream help(helpText(program_, "tool"));
+    std::istringstream help(base::helpText(program_, "tool"));
     std::string all;
     std::size_t longest = 0;
     for (std::string line; std::getline(help, line);) {

@@ -2,7 +2,7 @@
 // otactl config check: every mistake of a file, without a bus.
 #include "program.h"
 
-#include "platform/nal/boot_state.h"
+#include "node/boot_state.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -21,7 +21,7 @@ class ConfigCheck : public testing::Test {
         std::ofstream("a") << std::string(1024, 'a');
         std::ofstream("b") << std::string(1024, 'b');
         std::string whatIsWrong;
-        EXPECT_TRUE(nal::writeBootState("state", nal::BootState{}, whatIsWrong)) << whatIsWrong;
+        EXPECT_TRUE(node::writeBootState("state", node::BootState{}, whatIsWrong)) << whatIsWrong;
     }
     ~ConfigCheck() override {
         std::error_code ignored;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The manual page and the completion know exactly the verbs and options that otactl has.
+#include "base/outcome.h"
 #include "cli/verbs.h"
-#include "host/outcome.h"
 
 #include <fstream>
 #include <gtest/gtest.h>
@@ -42,8 +42,8 @@ class Documented : public testing::Test {
         }
     }
 
-    otactl::Globals globals_;
-    base::Command program_ = otactl::commandLine(globals_);
+    cli::Globals globals_;
+    base::Command program_ = cli::commandLine(globals_);
     std::map<std::string, Names> options_; // by verb
     std::map<std::string, Names> inner_;   // second words by verb
 };
@@ -146,13 +146,13 @@ TEST_F(Documented, TheManualPageHasEveryExitCode) {
     for (std::sregex_iterator at(text.begin(), text.end(), entry), end; at != end; ++at) {
         const int first = std::stoi((*at)[1]);
         const int last = (*at)[2].matched ? std::stoi((*at)[2]) : first;
-        EXPECT_NE(host::rowOfCode(first), nullptr) << first;
-        EXPECT_NE(host::rowOfCode(last), nullptr) << last;
+        EXPECT_NE(base::rowOfCode(first), nullptr) << first;
+        EXPECT_NE(base::rowOfCode(last), nullptr) << last;
         for (int code = first; code <= last; ++code) {
             documented.insert(code);
         }
     }
-    for (const host::OutcomeRow &row : host::outcomes()) {
+    for (const base::OutcomeRow &row : base::outcomes()) {
         EXPECT_TRUE(documented.contains(row.code)) << row.code << " " << row.name;
     }
 }

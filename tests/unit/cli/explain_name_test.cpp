@@ -2,9 +2,9 @@
 // What a code or a name means, without a service; and what a mistyped one was meant to be.
 #include "otactl_test.h"
 
+#include "base/reason.h"
+#include "base/word.h"
 #include "cli/verbs.h"
-#include "host/reason.h"
-#include "host/word.h"
 
 #include <array>
 
@@ -26,13 +26,13 @@ TEST_F(ExplainName, SaysWhatAnOutcomeMeansByItsCodeAndByItsName) {
 
 TEST_F(ExplainName, KnowsEveryRowOfEveryTable) {
     std::vector<std::string> names;
-    for (const host::OutcomeRow &row : host::outcomes()) {
+    for (const base::OutcomeRow &row : base::outcomes()) {
         names.push_back(std::to_string(row.code));
     }
-    for (const host::ReasonRow &row : host::reasons()) {
+    for (const base::ReasonRow &row : base::reasons()) {
         names.emplace_back(row.name);
     }
-    for (const host::WordRow &row : host::statusWords()) {
+    for (const base::WordRow &row : base::statusWords()) {
         names.emplace_back(row.word);
     }
     for (const std::string &name : names) {

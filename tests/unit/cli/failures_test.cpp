@@ -2,8 +2,8 @@
 // Every way to fail: one line, the table's code, and with --json one object.
 #include "otactl_test.h"
 
-#include "host/guard/refusal.h"
-#include "host/outcome.h"
+#include "base/outcome.h"
+#include "guard/refusal.h"
 
 #include <algorithm>
 #include <array>
@@ -18,8 +18,8 @@
 
 namespace {
 
-using host::Outcome;
-using host::rowOf;
+using base::Outcome;
+using base::rowOf;
 
 class Failures : public OtactlTest {
   protected:
@@ -35,12 +35,12 @@ class Failures : public OtactlTest {
 TEST_F(Failures, EveryErrorOfTheServiceIsItsExitCodeAndItsAdvice) {
     ASSERT_TRUE(service_.start());
     int refusals = 0;
-    for (const host::OutcomeRow &row : host::outcomes()) {
+    for (const base::OutcomeRow &row : base::outcomes()) {
         if (*row.busError == '\0') {
             continue;
         }
-        service_.raise([&](otad::BusService &) {
-            service_.refusal = host::guard::Refusal{row.outcome, "field", "not as it should be"};
+        service_.raise([&](service::BusService &) {
+            service_.refusal = guard::Refusal{row.outcome, "field", "not as it should be"};
         });
         expectFailure(otactl({"offer", "-"}, {.input = "{}"}), row.outcome,
                       service_.refusal->text());
@@ -51,8 +51,8 @@ TEST_F(Failures, EveryErrorOfTheServiceIsItsExitCodeAndItsAdvice) {
 
 TEST_F(Failures, ForProgramsARefusalIsAnObjectToo) {
     ASSERT_TRUE(service_.start());
-    service_.raise([this](otad::BusService &) {
-        service_.refusal = host::guard::Refusal{Outcome::wrongModel, "model", "is \"X\""};
+    service_.raise([this](service::BusService &) {
+        service_.refusal = guard::Refusal{Outcome::wrongModel, "model", "is \"X\""};
     });
     const Ended ended = otactl({"offer", "-", "--json"}, {.input = "{}"});
     EXPECT_EQ(ended.output,

@@ -29,8 +29,8 @@ void FakeService::serve() {
     if (sd_event_new(&raw) < 0) {
         std::abort();
     }
-    const otad::EventLoop loop(raw);
-    otad::BusService service(loop.get(), address_, *this, std::chrono::milliseconds(20));
+    const service::EventLoop loop(raw);
+    service::BusService service(loop.get(), address_, *this, std::chrono::milliseconds(20));
     service_ = &service;
     bool told = false;
     sd_event_add_io(
@@ -66,8 +66,8 @@ void FakeService::runTasks() {
     }
 }
 
-void FakeService::raise(const std::function<void(otad::BusService &)> &raise) {
-    std::packaged_task<void(otad::BusService &)> task(raise);
+void FakeService::raise(const std::function<void(service::BusService &)> &raise) {
+    std::packaged_task<void(service::BusService &)> task(raise);
     std::future<void> done = task.get_future();
     {
         const std::lock_guard lock(mutex_);
@@ -80,13 +80,13 @@ void FakeService::raise(const std::function<void(otad::BusService &)> &raise) {
 
 void FakeService::stop() {
     if (thread_.joinable()) {
-        raise([this](otad::BusService &) { leaves_ = true; });
+        raise([this](service::BusService &) { leaves_ = true; });
         thread_.join();
     }
 }
 
-void FakeService::change(const std::function<void(otad::NodeStatus &)> &change) {
-    raise([this, &change](otad::BusService &service) {
+void FakeService::change(const std::function<void(service::NodeStatus &)> &change) {
+    raise([this, &change](service::BusService &service) {
         change(node);
         service.statusChanged();
     });
@@ -94,7 +94,7 @@ void FakeService::change(const std::function<void(otad::NodeStatus &)> &change) 
 
 std::vector<std::string> FakeService::calls() {
     std::vector<std::string> calls;
-    raise([this, &calls](otad::BusService &) { calls = calls_; });
+    raise([this, &calls](service::BusService &) { calls = calls_; });
     return calls;
 }
 
@@ -110,7 +110,7 @@ void FakeService::take(const std::string &call, const Answer &answer) {
     }
 }
 
-void FakeService::offerImage(std::string descriptor, host::guard::OfferFlags flags, Answer answer) {
+void FakeService::offerImage(std::string descriptor, guard::OfferFlags flags, Answer answer) {
     take("offer " + std::to_string(flags.offload) + " " + std::to_string(flags.initialOnboarding) +
              " " + std::to_string(flags.firstPolling) + " " + descriptor,
          answer);
@@ -143,8 +143,8 @@ std::vector<std::string> FakeService::history(std::uint32_t count) {
 
 std::vector<std::pair<std::string, std::string>> FakeService::explain() { return sentences; }
 
-otad::NodeStatus someNode() {
-    otad::NodeStatus node;
+service::NodeStatus someNode() {
+    service::NodeStatus node;
     node.statusWord = "OTA_SW_COMMIT_COMPLETE";
     node.statusRecord = R"({"model":"GW-1000","curswversion":"4QZ2.0.0",)"
                         R"("status":"OTA_SW_COMMIT_COMPLETE"})";

@@ -3,8 +3,8 @@
 #ifndef TESTS_CLI_FAKE_SERVICE_H
 #define TESTS_CLI_FAKE_SERVICE_H
 
-#include "host/daemon/bus/bus_service.h"
-#include "host/daemon/bus/handles.h"
+#include "service/bus/bus_service.h"
+#include "service/bus/handles.h"
 
 #include <cstdint>
 #include <deque>
@@ -18,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-class FakeService : public otad::BusCalls {
+class FakeService : public service::BusCalls {
   public:
     explicit FakeService(std::string address);
     ~FakeService() override;
@@ -30,25 +30,25 @@ class FakeService : public otad::BusCalls {
     /* Leaves the bus at once. */
     void stop();
     /* Changes what the node tells, and tells it. */
-    void change(const std::function<void(otad::NodeStatus &)> &change);
+    void change(const std::function<void(service::NodeStatus &)> &change);
     /* Runs this on the service's thread and waits for its end. */
-    void raise(const std::function<void(otad::BusService &)> &raise);
+    void raise(const std::function<void(service::BusService &)> &raise);
 
     /* Set while it does not run, or from within raise. */
-    otad::NodeStatus node;
+    service::NodeStatus node;
     std::uint64_t ticket = 7;
-    std::optional<host::guard::Refusal> refusal;
+    std::optional<guard::Refusal> refusal;
     bool holdsAnswers = false;
     std::vector<std::string> historyLines;
     std::vector<std::pair<std::string, std::string>> sentences;
     /* On the service's thread, right before a call is answered. */
-    std::function<void(otad::BusService &)> beforeAnswer;
+    std::function<void(service::BusService &)> beforeAnswer;
 
     /* "member argument argument", in order. */
     std::vector<std::string> calls();
 
     void calledBy(uid_t) override {}
-    void offerImage(std::string descriptor, host::guard::OfferFlags flags, Answer answer) override;
+    void offerImage(std::string descriptor, guard::OfferFlags flags, Answer answer) override;
     void triggerMobileApp(int newswavailflag, Answer answer) override;
     void setActivationTime(std::string record, Answer answer) override;
     void cancel(std::uint64_t which, Answer answer) override;
@@ -57,7 +57,7 @@ class FakeService : public otad::BusCalls {
     void changeSetting(std::string name, std::string value, Answer answer) override;
     std::vector<std::string> history(std::uint32_t count) override;
     std::vector<std::pair<std::string, std::string>> explain() override;
-    const otad::NodeStatus &status() override { return node; }
+    const service::NodeStatus &status() override { return node; }
 
   private:
     void serve();
@@ -68,15 +68,15 @@ class FakeService : public otad::BusCalls {
     std::thread thread_;
     int wake_; // an eventfd
     std::mutex mutex_;
-    std::deque<std::packaged_task<void(otad::BusService &)>> tasks_;
+    std::deque<std::packaged_task<void(service::BusService &)>> tasks_;
     std::vector<std::string> calls_;
     std::vector<Answer> held_;
     std::promise<bool> started_;
     bool leaves_ = false;
-    otad::BusService *service_ = nullptr; // of the thread, while it serves
+    service::BusService *service_ = nullptr; // of the thread, while it serves
 };
 
 /* A node in the middle of a download. */
-otad::NodeStatus someNode();
+service::NodeStatus someNode();
 
 #endif

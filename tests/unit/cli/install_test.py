@@ -128,7 +128,7 @@ class Installed(unittest.TestCase):
 
     def test_nobody_names_a_former_path(self):
         pages = [*SOURCE.glob("*.md"), *SOURCE.glob("docs/*"), *SOURCE.glob("packaging/*"),
-                 SOURCE / "platform/nal/node.conf.example"]
+                 SOURCE / "node/node.conf.example"]
         for page in pages:
             if page.is_file() and page.name != "CHANGELOG.md":
                 self.assertNotRegex(page.read_text(), FORMER, page)

@@ -8,11 +8,11 @@
 
 namespace {
 
-using otactl::isBusText;
-using otactl::printable;
-using otactl::readableBytes;
-using otactl::readableSpan;
-using otactl::TransferRate;
+using cli::isBusText;
+using cli::printable;
+using cli::readableBytes;
+using cli::readableSpan;
+using cli::TransferRate;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 

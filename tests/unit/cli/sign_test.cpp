@@ -2,8 +2,8 @@
 // otactl sign and verify: image files, without a bus.
 #include "program.h"
 
-#include "platform/nal/digest.h"
-#include "platform/nal/image_manifest.h"
+#include "node/digest.h"
+#include "node/image_manifest.h"
 #include "signers.h"
 
 #include <cstdlib>
@@ -35,10 +35,10 @@ class SignedImages : public testing::Test {
         EXPECT_NE(mkdtemp(folder_.data()), nullptr);
         fs::current_path(folder_);
         setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=none", 1);
-        nal::ImageManifest manifest{"4QZ1.2", "M 1", payload_.size(), sum_};
+        node::ImageManifest manifest{"4QZ1.2", "M 1", payload_.size(), sum_};
         std::string trailer;
         std::string whatIsWrong;
-        EXPECT_TRUE(nal::formatImageTrailer(manifest, trailer, whatIsWrong)) << whatIsWrong;
+        EXPECT_TRUE(node::formatImageTrailer(manifest, trailer, whatIsWrong)) << whatIsWrong;
         unsigned_ = payload_ + trailer;
         write("image", unsigned_);
         writeIdentity(root_, "root");
@@ -80,7 +80,7 @@ class SignedImages : public testing::Test {
 
     std::string folder_ = testing::TempDir() + "sign-XXXXXX";
     std::string payload_ = std::string(300000, 'p');
-    std::string sum_ = nal::sha256Of(payload_);
+    std::string sum_ = node::sha256Of(payload_);
     std::string unsigned_;
     Identity root_ = authority("Root");
     Identity release_ = issue({.name = "Release"}, &root_);

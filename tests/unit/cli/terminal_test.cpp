@@ -2,7 +2,7 @@
 // On a terminal: colour unless it is unwanted, a bar, timers that count down.
 #include "otactl_test.h"
 
-#include "host/outcome.h"
+#include "base/outcome.h"
 
 namespace {
 
@@ -37,12 +37,12 @@ TEST_F(Terminal, ThereIsNoColourWhereItIsUnwanted) {
 TEST_F(Terminal, TheDownloadIsABarThatIsRedrawn) {
     Program program(onBus({"watch"}), terminal());
     ASSERT_TRUE(program.shows("\r\nrebootTimer in 1 h")) << "the last line, not yet redrawn";
-    service_.change([](otad::NodeStatus &node) {
+    service_.change([](service::NodeStatus &node) {
         node.percentage = 50;
         node.downloadedBytes += 1;
     });
     EXPECT_TRUE(program.shows("\r\033[K[###############---------------] 50 %"));
-    service_.change([](otad::NodeStatus &node) { node.stage = "verifying"; });
+    service_.change([](service::NodeStatus &node) { node.stage = "verifying"; });
     EXPECT_TRUE(program.shows("verifying"));
     // The bar is gone, and the timer is the last line again.
     EXPECT_TRUE(program.shows("\r\033[KrebootTimer in 1 h"));
@@ -53,26 +53,26 @@ TEST_F(Terminal, ABarNeedsNoColourButATerminalThatCanRedraw) {
          std::map<std::string, bool>{{"NO_COLOR", true}, {"TERM", false}}) {
         Program program(onBus({"watch"}), terminal({{name, "dumb"}}));
         ASSERT_TRUE(program.shows("timers"));
-        service_.change([](otad::NodeStatus &node) { node.percentage = node.percentage + 30; });
+        service_.change([](service::NodeStatus &node) { node.percentage = node.percentage + 30; });
         ASSERT_TRUE(program.shows(redraws ? "--] " : "download    ")) << name;
     }
 }
 
 TEST_F(Terminal, TimersCountDown) {
-    service_.change([](otad::NodeStatus &node) { node.timers = {{"rebootTimer", 59}}; });
+    service_.change([](service::NodeStatus &node) { node.timers = {{"rebootTimer", 59}}; });
     Program program(onBus({"watch"}), terminal());
     EXPECT_TRUE(program.shows("rebootTimer in 59 s"));
     EXPECT_TRUE(program.shows("\r\033[KrebootTimer in 58 s"));
 }
 
 TEST_F(Terminal, GoodAndBadEndsDiffer) {
-    service_.change([](otad::NodeStatus &node) { node.timers.clear(); });
+    service_.change([](service::NodeStatus &node) { node.timers.clear(); });
     Program program(onBus({"watch"}), terminal());
     ASSERT_TRUE(program.shows("stage"));
-    service_.raise([](otad::BusService &service) {
-        service.raiseFinished(host::endOf(1, host::Outcome::handedOver, {host::Reason::none, "x"}));
+    service_.raise([](service::BusService &service) {
+        service.raiseFinished(base::endOf(1, base::Outcome::handedOver, {base::Reason::none, "x"}));
         service.raiseFinished(
-            host::endOf(2, host::Outcome::hostCrashed, {host::Reason::none, "y"}));
+            base::endOf(2, base::Outcome::hostCrashed, {base::Reason::none, "y"}));
         service.raiseStatus(R"({"status":"OTA_SW_ACTIVATION_COMPLETE"})");
     });
     EXPECT_TRUE(program.shows("\033[32m  ticket 1: handedOver, x\033[0m\r\n"));

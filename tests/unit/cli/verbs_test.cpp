@@ -78,11 +78,11 @@ TEST_F(Verbs, ActivateAtCountsFromNowInLocalTime) {
 }
 
 TEST_F(Verbs, ActivateAtSaysWhatItGovernsWhereNothingWaits) {
-    service_.change([](otad::NodeStatus &node) { node.timers.clear(); });
+    service_.change([](service::NodeStatus &node) { node.timers.clear(); });
     const std::string governed =
         "it governs the next image of policy 0, until the node boots or another time is named\n";
     expectPrinted(otactl({"activate-at", "03:30"}), "accepted, ticket 7\n" + governed);
-    service_.change([](otad::NodeStatus &node) { node.activationTime = "03:30"; });
+    service_.change([](service::NodeStatus &node) { node.activationTime = "03:30"; });
     EXPECT_NE(otactl({"status"}).output.find("activates   at 03:30, as was named; " + governed),
               std::string::npos);
 }
@@ -113,7 +113,7 @@ TEST_F(Verbs, StatusShowsTheNodeAligned) {
 }
 
 TEST_F(Verbs, StatusOfAnIdleNodeHasNoGaps) {
-    service_.change([](otad::NodeStatus &node) {
+    service_.change([](service::NodeStatus &node) {
         node = {};
         node.deferred = true;
         node.rootConnected = true;
@@ -128,7 +128,7 @@ TEST_F(Verbs, StatusOfAnIdleNodeHasNoGaps) {
 }
 
 TEST_F(Verbs, StatusShowsWhatRunsAndWhatBootsNext) {
-    service_.change([](otad::NodeStatus &node) {
+    service_.change([](service::NodeStatus &node) {
         node.banks = {{"a", "4QZ2.0.0", true, true, false}, {"b", "4QZ2.1.0", true, false, true}};
         node.statusRecord = R"({"status":"OTA_SW_ACTIVATION_COMPLETE","curswversion":"4QZ2.1.0",)"
                             R"("prevswversion":"4QZ2.0.0"})";
@@ -142,7 +142,7 @@ TEST_F(Verbs, StatusShowsWhatRunsAndWhatBootsNext) {
 }
 
 TEST_F(Verbs, StatusShowsWhyARequestWaitsAndHowTheLastEnded) {
-    service_.change([](otad::NodeStatus &node) {
+    service_.change([](service::NodeStatus &node) {
         node.waitReasonCode = "file-not-found";
         node.waitReason = "attempt 2 of 7 failed: the file server answered 404";
         node.lastEnd = {5, 52, "flashWriteFailed", "not-signed", "it is not signed"};
@@ -181,7 +181,7 @@ TEST_F(Verbs, BanksAreATable) {
 }
 
 TEST_F(Verbs, BanksShowTrialsAndWhatFailed) {
-    service_.change([](otad::NodeStatus &node) {
+    service_.change([](service::NodeStatus &node) {
         node.banks = {{"a", "4QZ2.0.0", true, false, false}, {"b", "4QZ2.1.0", true, true, true}};
         node.bankTrials = {{"a", false, 0, 2, "health"}, {"b", true, 1, 0, ""}};
         node.failedVersions = {{"4QZ2.0.0", 2, "health", true}, {"4QZ1.9", 1, "boot", false}};
@@ -218,9 +218,9 @@ TEST_F(Verbs, SetWarnsOfAModeThatTheAgentDoesNotKnow) {
 }
 
 TEST_F(Verbs, BanksThatAreNotKnownAreAFailureWithItsReason) {
-    service_.change([](otad::NodeStatus &node) { node.banks.clear(); });
+    service_.change([](service::NodeStatus &node) { node.banks.clear(); });
     EXPECT_EQ(otactl({"banks"}).code, 5);
-    service_.change([](otad::NodeStatus &node) {
+    service_.change([](service::NodeStatus &node) {
         node.waitReasonCode = "boot-state-unreadable";
         node.waitReason = "/state: is a directory";
     });
@@ -246,9 +246,9 @@ TEST_F(Verbs, CommitAndForgetAreAnsweredWhenTheyAreDone) {
 }
 
 TEST_F(Verbs, CommitThatIsRefusedEndsWithTheCodeAndTheReason) {
-    service_.raise([this](otad::BusService &) {
+    service_.raise([this](service::BusService &) {
         service_.refusal =
-            host::guard::Refusal{host::Outcome::nothingToCommit, "bank", "bank a (4QZ2.0.0) runs"};
+            guard::Refusal{base::Outcome::nothingToCommit, "bank", "bank a (4QZ2.0.0) runs"};
     });
     const Ended ended = otactl({"commit"});
     EXPECT_EQ(ended.code, 12);
@@ -257,7 +257,7 @@ TEST_F(Verbs, CommitThatIsRefusedEndsWithTheCodeAndTheReason) {
 }
 
 TEST_F(Verbs, ExplainPairsTopicAndSentence) {
-    service_.raise([this](otad::BusService &) {
+    service_.raise([this](service::BusService &) {
         service_.sentences = {{"now", "An image is downloading."}, {"next", "It is checked."}};
     });
     expectPrinted(otactl({"explain"}), "now         An image is downloading.\n"
@@ -268,7 +268,7 @@ TEST_F(Verbs, ExplainPairsTopicAndSentence) {
 }
 
 TEST_F(Verbs, HistoryIsATableOfTheNewestLines) {
-    service_.raise([this](otad::BusService &) {
+    service_.raise([this](service::BusService &) {
         service_.historyLines = {
             R"({"time":"2031-01-02T03:04:05Z","event":"stage","ticket":6,"version":"4QZ2.1.0",)"
             R"("stage":"verifying","code":0,"result":"done","reason":"","next":""})",
@@ -292,7 +292,7 @@ TEST_F(Verbs, HistoryIsATableOfTheNewestLines) {
 }
 
 TEST_F(Verbs, ForeignTextsCannotSteerTheTerminal) {
-    service_.change([](otad::NodeStatus &node) {
+    service_.change([](service::NodeStatus &node) {
         node.model = "\033]0;title\a\u009b2J\u202e";
         node.statusRecord = R"({"status":"\u001b[31mRED\r"})";
     });

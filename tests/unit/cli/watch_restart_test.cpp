@@ -2,7 +2,7 @@
 // otactl watch goes on while the service, or the bus itself, goes away and comes back.
 #include "otactl_test.h"
 
-#include "host/outcome.h"
+#include "base/outcome.h"
 
 #include <systemd/sd-bus.h>
 
@@ -39,7 +39,7 @@ TEST_F(WatchRestart, ARestartOfTheServiceIsToldAndSurvived) {
         EXPECT_EQ(program.line(), kRunning);
         EXPECT_NE(program.line().find(R"("stage":"waiting")"), std::string::npos);
     }
-    service_.raise([](otad::BusService &service) { service.raiseHistory("{}"); });
+    service_.raise([](service::BusService &service) { service.raiseHistory("{}"); });
     EXPECT_EQ(program.line(), R"({"event":"history","line":{}})");
 }
 
@@ -75,7 +75,7 @@ TEST_F(WatchRestart, SignalsOfAnybodyElseAreNotTheServices) {
     expectSnapshot(program);
     sd_bus *raw = nullptr;
     ASSERT_GE(sd_bus_new(&raw), 0);
-    const otad::Bus stranger(raw);
+    const service::Bus stranger(raw);
     ASSERT_GE(sd_bus_set_address(raw, bus_.address().c_str()), 0);
     ASSERT_GE(sd_bus_set_bus_client(raw, 1), 0);
     ASSERT_GE(sd_bus_start(raw), 0);
@@ -89,7 +89,7 @@ TEST_F(WatchRestart, SignalsOfAnybodyElseAreNotTheServices) {
         ASSERT_GE(sd_bus_message_new_signal(raw, &message, "/velmo/otaSwAgent", "velmo.otaSwAgent",
                                             "requestFinished"),
                   0);
-        const otad::BusMessage owned(message);
+        const service::BusMessage owned(message);
         ASSERT_GE(sd_bus_message_append(message, "tuss", std::uint64_t{6}, 0U, "done", ""), 0);
         ASSERT_GE(sd_bus_message_set_destination(message, (":1." + std::to_string(client)).c_str()),
                   0);
@@ -100,7 +100,7 @@ TEST_F(WatchRestart, SignalsOfAnybodyElseAreNotTheServices) {
     sd_bus_creds *credentials = nullptr;
     ASSERT_GE(sd_bus_get_name_creds(raw, "velmo.otaSwAgent", 0, &credentials), 0);
     sd_bus_creds_unref(credentials);
-    service_.raise([](otad::BusService &service) { service.raiseHistory("{}"); });
+    service_.raise([](service::BusService &service) { service.raiseHistory("{}"); });
     EXPECT_EQ(program.line(), R"({"event":"history","line":{}})");
 }
 

@@ -2,8 +2,8 @@
 // What otactl watch and offer --wait tell of a node, on a pipe.
 #include "otactl_test.h"
 
-#include "host/json.h"
-#include "host/outcome.h"
+#include "base/json.h"
+#include "base/outcome.h"
 
 #include <regex>
 
@@ -24,9 +24,9 @@ class Watch : public OtactlTest {
             << snapshot;
         ASSERT_NE(snapshot.find(R"("daemon_version":)"), std::string::npos);
     }
-    void finish(std::uint64_t ticket, host::Outcome outcome, const std::string &reason) {
-        service_.raise([&](otad::BusService &service) {
-            service.raiseFinished(host::endOf(ticket, outcome, {host::Reason::none, reason}));
+    void finish(std::uint64_t ticket, base::Outcome outcome, const std::string &reason) {
+        service_.raise([&](service::BusService &service) {
+            service.raiseFinished(base::endOf(ticket, outcome, {base::Reason::none, reason}));
         });
     }
 };
@@ -39,21 +39,23 @@ std::string untimed(const std::string &line) {
 TEST_F(Watch, EveryEventIsAnObjectOnALine) {
     Program program(onBus({"watch", "--json"}));
     expectBeginning(program);
-    service_.raise([](otad::BusService &service) {
+    service_.raise([](service::BusService &service) {
         service.raiseStatus(R"({"status":"OTA_SW_ACTIVATION_COMPLETE"})");
     });
     EXPECT_EQ(program.line(),
               R"({"event":"status","record":{"status":"OTA_SW_ACTIVATION_COMPLETE"}})");
-    service_.change([](otad::NodeStatus &node) { node.stage = "verifying"; });
+    service_.change([](service::NodeStatus &node) { node.stage = "verifying"; });
     EXPECT_EQ(program.line(), R"({"event":"stage","stage":"verifying"})");
-    service_.change([](otad::NodeStatus &node) { node.timers = {{"rebootTimer", 5}, {"x", 1}}; });
+    service_.change([](service::NodeStatus &node) {
+        node.timers = {{"rebootTimer", 5}, {"x", 1}};
+    });
     EXPECT_EQ(program.line(), R"({"event":"timers","timers":[{"name":"rebootTimer","seconds":5},)"
                               R"({"name":"x","seconds":1}]})");
-    finish(6, host::Outcome::checksumFailed, "MD5 differs");
+    finish(6, base::Outcome::checksumFailed, "MD5 differs");
     EXPECT_EQ(program.line(),
               R"({"event":"finished","ticket":6,"code":51,)"
               R"("result":"checksumFailed","reason_code":"none","reason":"MD5 differs"})");
-    service_.raise([](otad::BusService &service) {
+    service_.raise([](service::BusService &service) {
         service.raiseExtenderStatus("02:00:5E:00:53:02", R"({"status":"X"})");
         service.raiseExtenderFileServer("02:00:5E:00:53:02", R"({"swVersion":"4QZ3"})");
         service.raiseHistory(R"({"event":"boot"})");
@@ -70,7 +72,7 @@ TEST_F(Watch, EveryEventIsAnObjectOnALine) {
 TEST_F(Watch, ProgressHasNoRateBeforeThereIsOne) {
     Program program(onBus({"watch", "--json"}));
     expectBeginning(program);
-    service_.change([](otad::NodeStatus &node) {
+    service_.change([](service::NodeStatus &node) {
         node.percentage = 1;
         node.downloadedBytes = 500;
     });
@@ -82,12 +84,12 @@ TEST_F(Watch, ProgressTellsRateAndTimeLeft) {
     Program program(onBus({"watch", "--json"}));
     expectBeginning(program);
     std::this_thread::sleep_for(std::chrono::milliseconds(250));
-    service_.change([](otad::NodeStatus &node) {
+    service_.change([](service::NodeStatus &node) {
         node.percentage = 50;
         node.downloadedBytes += 1000000000;
     });
     const std::string line = program.line();
-    const host::Json object(cJSON_Parse(line.c_str()));
+    const base::Json object(cJSON_Parse(line.c_str()));
     const cJSON *const rate = cJSON_GetObjectItemCaseSensitive(object.get(), "rate");
     const cJSON *const left = cJSON_GetObjectItemCaseSensitive(object.get(), "seconds_left");
     ASSERT_TRUE(cJSON_IsNumber(rate) != 0 && cJSON_IsNumber(left) != 0) << line;
@@ -98,7 +100,7 @@ TEST_F(Watch, ProgressTellsRateAndTimeLeft) {
 }
 
 TEST_F(Watch, UntilIdleEndsAtOnceWhereTheNodeIsIdle) {
-    service_.change([](otad::NodeStatus &node) {
+    service_.change([](service::NodeStatus &node) {
         node.stage = "idle";
         node.queued = 0;
     });
@@ -108,11 +110,11 @@ TEST_F(Watch, UntilIdleEndsAtOnceWhereTheNodeIsIdle) {
 TEST_F(Watch, UntilIdleWaitsForStageAndQueue) {
     Program program(onBus({"watch", "--until-idle", "--json"}));
     expectBeginning(program);
-    service_.change([](otad::NodeStatus &node) { node.stage = "idle"; });
+    service_.change([](service::NodeStatus &node) { node.stage = "idle"; });
     EXPECT_EQ(program.line(), R"({"event":"stage","stage":"idle"})");
-    service_.raise([](otad::BusService &service) { service.raiseHistory("{}"); });
+    service_.raise([](service::BusService &service) { service.raiseHistory("{}"); });
     EXPECT_EQ(program.line(), R"({"event":"history","line":{}})");
-    service_.change([](otad::NodeStatus &node) { node.queued = 0; });
+    service_.change([](service::NodeStatus &node) { node.queued = 0; });
     EXPECT_EQ(program.line(), "(end)");
     EXPECT_EQ(program.code(), 0);
 }
@@ -120,8 +122,8 @@ TEST_F(Watch, UntilIdleWaitsForStageAndQueue) {
 TEST_F(Watch, UntilFinishedEndsWithTheCodeOfThatTicketOnly) {
     Program program(onBus({"watch", "--until-finished", "6", "--json"}));
     expectBeginning(program);
-    finish(5, host::Outcome::done, "");
-    finish(6, host::Outcome::flashWriteFailed, "");
+    finish(5, base::Outcome::done, "");
+    finish(6, base::Outcome::flashWriteFailed, "");
     EXPECT_NE(program.line().find(R"("ticket":5)"), std::string::npos);
     EXPECT_NE(program.line().find(R"("ticket":6)"), std::string::npos);
     EXPECT_EQ(program.line(), "(end)");
@@ -129,7 +131,7 @@ TEST_F(Watch, UntilFinishedEndsWithTheCodeOfThatTicketOnly) {
 }
 
 TEST_F(Watch, UntilFinishedFindsInTheHistoryWhatIsOverAlready) {
-    service_.raise([this](otad::BusService &) {
+    service_.raise([this](service::BusService &) {
         service_.historyLines = {
             R"({"event":"finished","ticket":5,"code":51,"result":"checksumFailed","reason":""})",
             R"({"event":"started","ticket":6,"code":65,"result":"waiting","reason":""})",
@@ -144,9 +146,9 @@ TEST_F(Watch, UntilFinishedFindsInTheHistoryWhatIsOverAlready) {
 }
 
 TEST_F(Watch, OfferWaitHearsAnEndThatComesBeforeTheTicket) {
-    service_.beforeAnswer = [](otad::BusService &service) {
+    service_.beforeAnswer = [](service::BusService &service) {
         service.raiseFinished(
-            host::endOf(7, host::Outcome::notNeeded, {host::Reason::none, "runs already"}));
+            base::endOf(7, base::Outcome::notNeeded, {base::Reason::none, "runs already"}));
     };
     const Ended ended = otactl({"offer", "-", "--wait", "--json"}, {.input = "{}"});
     EXPECT_EQ(
@@ -160,13 +162,13 @@ TEST_F(Watch, OfferWaitTellsItsWayAndEndsWithItsCode) {
     EXPECT_EQ(program.line(), "accepted, ticket 7");
     EXPECT_EQ(untimed(program.line()), "service     otad is on the bus");
     ASSERT_TRUE(program.shows("timers"));
-    finish(7, host::Outcome::done, "");
+    finish(7, base::Outcome::done, "");
     EXPECT_TRUE(program.shows("finished    ticket 7: done, it was done"));
     EXPECT_EQ(program.code(), 0);
 }
 
 TEST_F(Watch, OfferWaitEndsAtOnceWhereItIsRefused) {
-    service_.refusal = host::guard::Refusal{host::Outcome::wrongMac, "mac", "is another's"};
+    service_.refusal = guard::Refusal{base::Outcome::wrongMac, "mac", "is another's"};
     const Ended ended = otactl({"offer", "-", "--wait", "--json"}, {.input = "{}"});
     EXPECT_EQ(ended.code, 30);
 }
@@ -180,21 +182,21 @@ TEST_F(Watch, ForPeopleThereAreLinesWithoutEscapeCodes) {
         EXPECT_EQ(untimed(program.line()), expected);
     }
     for (const std::uint32_t percent : {29U, 30U, 39U, 41U}) {
-        service_.change([percent](otad::NodeStatus &node) { node.percentage = percent; });
+        service_.change([percent](service::NodeStatus &node) { node.percentage = percent; });
     }
     EXPECT_EQ(untimed(program.line()), "download    29 %");
     EXPECT_EQ(untimed(program.line()), "download    30 %");
     EXPECT_EQ(untimed(program.line()), "download    41 %");
-    service_.change([](otad::NodeStatus &node) { node.timers.clear(); });
+    service_.change([](service::NodeStatus &node) { node.timers.clear(); });
     EXPECT_EQ(untimed(program.line()), "timers      none");
-    service_.raise([](otad::BusService &service) {
+    service_.raise([](service::BusService &service) {
         service.raiseExtenderStatus("M", R"({"status":"OTA_SW_COMMIT_FAILED"})");
         service.raiseExtenderFileServer("M", R"({"swVersion":"4QZ3","fileServerURL":"U"})");
         service.raiseHistory(R"({"event":"stage","reason":"told elsewhere"})");
         service.raiseHistory(R"({"event":"host-crashed","reason":"signal 9","next":"again"})");
         service.raiseStatus("no \033JSON");
-        service.raiseFinished(host::endOf(6, host::Outcome::commitFailed,
-                                          {host::Reason::passedOver, "bank a booted"}));
+        service.raiseFinished(base::endOf(6, base::Outcome::commitFailed,
+                                          {base::Reason::passedOver, "bank a booted"}));
     });
     for (const char *expected :
          {"extender    M: OTA_SW_COMMIT_FAILED", "hand-over   M: 4QZ3 from U",

@@ -47,7 +47,7 @@ TEST_F(PoweredDisk, AFileThatWasCutShortHasAllItsBytesAgain) {
 TEST_F(PoweredDisk, AWriteThatSyncsItselfKeepsItsOwnBytesAlone) {
     given("f", sectors(4, 'a'));
     write("f", 0, sectors(4, 'b'));
-    const nal::UniqueFd file = opened("f");
+    const base::UniqueFd file = opened("f");
     write(file.get(), kSectorSize, sectors(1, 'c'));
     disk_->wasWrittenThrough(file.get(), {kSectorSize, kSectorSize});
     drop();
@@ -56,7 +56,7 @@ TEST_F(PoweredDisk, AWriteThatSyncsItselfKeepsItsOwnBytesAlone) {
 
 TEST_F(PoweredDisk, BeforeAWriteThatSyncsItselfAnUnsyncedPartIsAGap) {
     given("f", "");
-    const nal::UniqueFd file = opened("f");
+    const base::UniqueFd file = opened("f");
     write(file.get(), 0, sectors(2, 'a'));
     write(file.get(), 2 * kSectorSize, sectors(1, 'b'));
     disk_->wasWrittenThrough(file.get(), {2 * kSectorSize, kSectorSize});

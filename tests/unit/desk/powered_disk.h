@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A disk in a temporary folder, and calls on it as a program makes them.
-#ifndef TESTS_UNIT_DESK_POWERED_DISK_H
-#define TESTS_UNIT_DESK_POWERED_DISK_H
+#ifndef TESTS_DESK_POWERED_DISK_H
+#define TESTS_DESK_POWERED_DISK_H
 
 #include "desk/files.h"
 #include "desk/power/disk.h"
@@ -50,10 +50,10 @@ class PoweredDisk : public testing::Test {
     }
     [[nodiscard]] bool exists(const std::string &name) const { return fs::exists(root_ / name); }
 
-    [[nodiscard]] nal::UniqueFd opened(const std::string &name, int flags = O_RDWR) const {
-        return nal::UniqueFd(open((root_ / name).c_str(), flags | O_CLOEXEC));
+    [[nodiscard]] base::UniqueFd opened(const std::string &name, int flags = O_RDWR) const {
+        return base::UniqueFd(open((root_ / name).c_str(), flags | O_CLOEXEC));
     }
-    [[nodiscard]] nal::UniqueFd folder(const std::string &name = ".") const {
+    [[nodiscard]] base::UniqueFd folder(const std::string &name = ".") const {
         return opened(name, O_PATH | O_DIRECTORY);
     }
 
@@ -66,33 +66,33 @@ class PoweredDisk : public testing::Test {
         write(opened(name).get(), offset, text);
     }
     void truncate(const std::string &name, std::uint64_t size) {
-        const nal::UniqueFd file = opened(name);
+        const base::UniqueFd file = opened(name);
         disk_->willResize(file.get(), size);
         ASSERT_EQ(ftruncate(file.get(), static_cast<off_t>(size)), 0);
     }
     void make(const std::string &name) { make(folder(), name); }
-    void make(const nal::UniqueFd &where, const std::string &name) {
+    void make(const base::UniqueFd &where, const std::string &name) {
         const auto change = disk_->names().willMake(where.get(), name);
-        ASSERT_GE(nal::UniqueFd(openat(where.get(), name.c_str(), O_CREAT | O_WRONLY, 0600)).get(),
+        ASSERT_GE(base::UniqueFd(openat(where.get(), name.c_str(), O_CREAT | O_WRONLY, 0600)).get(),
                   0);
         disk_->names().happened(change);
     }
     void makeFolder(const std::string &name) {
-        const nal::UniqueFd where = folder();
+        const base::UniqueFd where = folder();
         const auto change = disk_->names().willMake(where.get(), name);
         ASSERT_EQ(mkdirat(where.get(), name.c_str(), 0700), 0);
         disk_->names().happened(change);
     }
     void remove(const std::string &name, int flags = 0, const std::string &in = ".") {
-        const nal::UniqueFd where = folder(in);
+        const base::UniqueFd where = folder(in);
         const auto change = disk_->names().willRemove(where.get(), name);
         ASSERT_EQ(unlinkat(where.get(), name.c_str(), flags), 0);
         disk_->names().happened(change);
     }
     void rename(const std::string &from, const std::string &to, const std::string &toFolder = ".",
                 unsigned int flags = 0) {
-        const nal::UniqueFd here = folder();
-        const nal::UniqueFd there = folder(toFolder);
+        const base::UniqueFd here = folder();
+        const base::UniqueFd there = folder(toFolder);
         const auto change = disk_->names().willRename(here.get(), from, there.get(), to,
                                                       (flags & RENAME_EXCHANGE) != 0);
         ASSERT_EQ(renameat2(here.get(), from.c_str(), there.get(), to.c_str(), flags), 0);

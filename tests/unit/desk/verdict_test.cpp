@@ -21,7 +21,7 @@ using desk::kOldVersion;
 using desk::readOptions;
 using desk::Road;
 using desk::Witness;
-using nal::Bank;
+using node::Bank;
 
 constexpr const char *kOldBytes = "the old version's bytes";
 constexpr const char *kNewBytes = "other bytes, of the new version";
@@ -65,7 +65,7 @@ class Verdict : public testing::Test {
     // What the verdict over these options says; empty: as expected.
     std::string verdict(const std::vector<std::string> &arguments) {
         std::string wrong;
-        nal::writeBootState((folder_ / "node/boot_state").string(), state_, wrong);
+        node::writeBootState((folder_ / "node/boot_state").string(), state_, wrong);
         EXPECT_EQ(wrong, "");
         const desk::Options options = readOptions(arguments);
         const desk::Traveller traveller{"node", {},     options.mode,   options.role,
@@ -81,7 +81,7 @@ class Verdict : public testing::Test {
     fs::path folder_;
     desk::Image factory_;
     desk::Image offered_;
-    nal::BootState state_;
+    node::BootState state_;
     Witness witness_;
 };
 
@@ -108,7 +108,7 @@ TEST_F(Verdict, EachThingThatIsNotSoSpoilsACommit) {
         {[this] { state_.active = Bank::a; }, "bank b should run and boot next"},
         {[this] { state_.next = Bank::a; }, "bank b should run and boot next"},
         {[this] { state_.trial = Bank::b; }, "bank b is still on trial"},
-        {[this] { nal::rememberFailure(state_, kNewVersion, nal::TrialFailure::boot); },
+        {[this] { node::rememberFailure(state_, kNewVersion, node::TrialFailure::boot); },
          "failed trial expected: none; came: boot"},
         {[this] { hold(Bank::b, offered_, "yet other bytes"); }, "bank b should equal"},
         {[this] { hold(Bank::a, factory_, "changed"); }, "bank a should equal"},
@@ -183,9 +183,9 @@ TEST_F(Verdict, ATrialMustFailInTheWayThatWasMade) {
     witness_.boots = {kOldVersion, kNewVersion, kOldVersion};
     witness_.words = {OTA_STATUS_ACTIVATION_COMPLETE, OTA_STATUS_COMMIT_FAILED};
     EXPECT_EQ(verdict({"--fail", "health"}), "failed trial expected: health; came: none");
-    nal::rememberFailure(state_, kNewVersion, nal::TrialFailure::health);
+    node::rememberFailure(state_, kNewVersion, node::TrialFailure::health);
     EXPECT_EQ(verdict({"--fail", "health"}), "");
-    nal::rememberFailure(state_, kNewVersion, nal::TrialFailure::boot);
+    node::rememberFailure(state_, kNewVersion, node::TrialFailure::boot);
     EXPECT_EQ(verdict({"--fail", "health"}), "failed trial expected: health; came: boot");
 }
 

@@ -3,13 +3,13 @@
 #include "descriptor.h"
 #include "hostile_offers.h"
 
-#include "host/guard/activation_record.h"
+#include "guard/activation_record.h"
 
 #include <gtest/gtest.h>
 
-using namespace host;
-using namespace host::guard;
-using namespace host::guard::test;
+using namespace base;
+using namespace guard;
+using namespace guard::test;
 
 namespace {
 

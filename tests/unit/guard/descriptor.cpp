@@ -6,7 +6,7 @@
 #include <array>
 #include <cstdio>
 
-namespace host::guard::test {
+namespace guard::test {
 namespace {
 
 struct Good {
@@ -92,4 +92,4 @@ std::string Descriptor::text() const {
     return json + "}";
 }
 
-} // namespace host::guard::test
+} // namespace guard::test

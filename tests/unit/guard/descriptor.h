@@ -2,7 +2,7 @@
 // A good descriptor, and every way to spoil it.
 #pragma once
 
-#include "host/guard/offer.h"
+#include "guard/offer.h"
 
 #include <cstdint>
 #include <string>
@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace host::guard::test {
+namespace guard::test {
 
 inline constexpr const char *kTextKeys[] = {"model", "nxtMSVersion", "fileServerURL", "checksum",
                                             "mac"};
@@ -44,4 +44,4 @@ class Descriptor {
     std::vector<std::pair<std::string, std::string>> members_;
 };
 
-} // namespace host::guard::test
+} // namespace guard::test

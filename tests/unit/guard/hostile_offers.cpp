@@ -8,7 +8,7 @@
 
 using namespace std::string_literals;
 
-namespace host::guard::test {
+namespace guard::test {
 namespace {
 
 using Offers = std::vector<HostileOffer>;
@@ -16,13 +16,13 @@ using Offers = std::vector<HostileOffer>;
 constexpr std::size_t kMiB = 1024UL * 1024;
 
 // What a text of allowed length is refused for, by key.
-const std::map<std::string, Outcome> &refusalOf() {
-    static const std::map<std::string, Outcome> refusals = {
-        {"model", Outcome::wrongModel},
-        {"nxtMSVersion", Outcome::versionMalformed},
-        {"fileServerURL", Outcome::urlNotHttp},
-        {"checksum", Outcome::checksumMalformed},
-        {"mac", Outcome::wrongMac},
+const std::map<std::string, base::Outcome> &refusalOf() {
+    static const std::map<std::string, base::Outcome> refusals = {
+        {"model", base::Outcome::wrongModel},
+        {"nxtMSVersion", base::Outcome::versionMalformed},
+        {"fileServerURL", base::Outcome::urlNotHttp},
+        {"checksum", base::Outcome::checksumMalformed},
+        {"mac", base::Outcome::wrongMac},
     };
     return refusals;
 }
@@ -40,8 +40,8 @@ void addText(Offers &offers, const std::string &key, const std::string &text) {
     const bool isUser =
         key == "fileServerURL" && !text.starts_with("http") && text.find('@') != std::string::npos;
     offers.push_back({key + " = " + text, Descriptor().withText(key, text).text(),
-                      !fits    ? Outcome::keyTooLong
-                      : isUser ? Outcome::urlHoldsSecret
+                      !fits    ? base::Outcome::keyTooLong
+                      : isUser ? base::Outcome::urlHoldsSecret
                                : refusalOf().at(key),
                       key});
 }
@@ -74,13 +74,13 @@ void addLongTexts(Offers &offers) {
         for (const char byte : {'A', '$', '"', '\\', '\n', '\xFF', '\0', '[', '{'}) {
             offers.push_back({key + " of 1 MiB of "s + byte,
                               Descriptor().with(key, "\"" + std::string(kMiB, byte) + "\"").text(),
-                              Outcome::descriptorTooLarge, "descriptor"});
+                              base::Outcome::descriptorTooLarge, "descriptor"});
         }
     }
 }
 
 void addNoObject(Offers &offers, const std::string &what, const std::string &text) {
-    offers.push_back({what, text, Outcome::descriptorNotOneObject, "descriptor"});
+    offers.push_back({what, text, base::Outcome::descriptorNotOneObject, "descriptor"});
 }
 
 // Raw bytes inside the quotes of each value, and inside of a key.
@@ -117,9 +117,10 @@ void addNesting(Offers &offers) {
         for (const std::size_t depth : {1U, 7U, 8U, 100U, 30000U}) {
             const std::string nest = std::string(depth, '[') + std::string(depth, ']');
             const bool allowed = depth < 8;
-            offers.push_back({key + " nested", Descriptor().with(key, nest).text(),
-                              allowed ? Outcome::keyMistyped : Outcome::descriptorNotOneObject,
-                              allowed ? key : "descriptor"});
+            offers.push_back(
+                {key + " nested", Descriptor().with(key, nest).text(),
+                 allowed ? base::Outcome::keyMistyped : base::Outcome::descriptorNotOneObject,
+                 allowed ? key : "descriptor"});
             addNoObject(offers, key + " never closed",
                         Descriptor().with(key, std::string(depth, '[')).text());
         }
@@ -141,50 +142,51 @@ std::string escapedKey(const std::string &key) {
 void addKeys(Offers &offers) {
     for (const std::string key : kKeys) {
         const auto add = [&](const std::string &what, const Descriptor &descriptor,
-                             Outcome outcome) {
+                             base::Outcome outcome) {
             offers.push_back({key + " " + what, descriptor.text(), outcome, key});
         };
         std::string shouted = key;
         shouted.front() = static_cast<char>(shouted.front() - 'a' + 'A');
         const Descriptor good;
-        add("missing", good.without(key), Outcome::keyMissing);
+        add("missing", good.without(key), base::Outcome::keyMissing);
         add("in another case", good.without(key).adding(jsonText(shouted), "\"x\""),
-            Outcome::keyMissing);
+            base::Outcome::keyMissing);
         add("with a blank", good.without(key).adding(jsonText(key + " "), "\"x\""),
-            Outcome::keyMissing);
+            base::Outcome::keyMissing);
         for (const char *value : {"\"x\"", "1", "null", "{}"}) {
-            add("repeated", good.adding(jsonText(key), value), Outcome::keyRepeated);
-            add("repeated by escapes", good.adding(escapedKey(key), value), Outcome::keyRepeated);
+            add("repeated", good.adding(jsonText(key), value), base::Outcome::keyRepeated);
+            add("repeated by escapes", good.adding(escapedKey(key), value),
+                base::Outcome::keyRepeated);
         }
         add("only by escapes, twice",
             good.without(key).adding(escapedKey(key), "\"x\"").adding(escapedKey(key), "\"x\""),
-            Outcome::keyRepeated);
+            base::Outcome::keyRepeated);
         for (const char *value : {"null", "true", "false", "[]", "{}", "[\"x\"]", "{\"x\":1}"}) {
-            add("mistyped", good.with(key, value), Outcome::keyMistyped);
+            add("mistyped", good.with(key, value), base::Outcome::keyMistyped);
         }
         add("of the other type", good.with(key, key == "policy" ? "\"1\"" : "1"),
-            Outcome::keyMistyped);
+            base::Outcome::keyMistyped);
     }
 }
 
 void addPolicies(Offers &offers) {
-    const auto add = [&](const std::string &json, Outcome outcome) {
-        const bool isObject = outcome != Outcome::descriptorNotOneObject;
+    const auto add = [&](const std::string &json, base::Outcome outcome) {
+        const bool isObject = outcome != base::Outcome::descriptorNotOneObject;
         offers.push_back({"policy = " + json, Descriptor().with("policy", json).text(), outcome,
                           isObject ? "policy" : "descriptor"});
     };
     for (const char *json : {"-1", "4", "255", "4294967297", "-4294967295", "9223372036854775808",
                              "99999999999999999999999999", "1e400", "-1e400", "4.0", "1e1"}) {
-        add(json, Outcome::policyOutOfRange);
+        add(json, base::Outcome::policyOutOfRange);
     }
     for (const char *json : {"1.5", "1e-1", "2.000001", "-0.5"}) {
-        add(json, Outcome::keyMistyped);
+        add(json, base::Outcome::keyMistyped);
     }
     for (const char *json : {"01", "+1", "0x1", ".5", "1.", "-", "--1", "NaN", "Infinity", "1e",
                              "1e+", "1 2", "1a", "True", "nul", ""}) {
-        add(json, Outcome::descriptorNotOneObject);
+        add(json, base::Outcome::descriptorNotOneObject);
     }
-    add(std::string(1000, '9'), Outcome::policyOutOfRange);
+    add(std::string(1000, '9'), base::Outcome::policyOutOfRange);
 }
 
 void addFrames(Offers &offers) {
@@ -222,13 +224,13 @@ void addFrames(Offers &offers) {
         addNoObject(offers, text, text);
     }
     offers.push_back({"64 KiB and one blank", good + std::string(65537 - good.size(), ' '),
-                      Outcome::descriptorTooLarge, "descriptor"});
-    offers.push_back(
-        {"1 MiB of blanks", std::string(kMiB, ' '), Outcome::descriptorTooLarge, "descriptor"});
+                      base::Outcome::descriptorTooLarge, "descriptor"});
+    offers.push_back({"1 MiB of blanks", std::string(kMiB, ' '), base::Outcome::descriptorTooLarge,
+                      "descriptor"});
 }
 
 void addUrls(Offers &offers) {
-    const auto add = [&](const std::string &url, Outcome outcome) {
+    const auto add = [&](const std::string &url, base::Outcome outcome) {
         offers.push_back({"URL " + url, Descriptor().withText("fileServerURL", url).text(), outcome,
                           "fileServerURL"});
     };
@@ -246,13 +248,13 @@ void addUrls(Offers &offers) {
                             "https",          "http",
                             "http:",          "view-source:https://h",
                             "https\t://h/"}) {
-        add(url, Outcome::urlNotHttp);
+        add(url, base::Outcome::urlNotHttp);
     }
     for (const char *url :
          {"HTTPS://h/i", "Https://h/i", "httpS://h/i", "HTTP://h/i", "hTTp://h/i", "http://https/i",
           "http://h/https", "http://h/i?https", "http://h/i#https", "http://h/i.https.img",
           "http://h/?next=https://other/i"}) {
-        add(url, Outcome::urlAmbiguous);
+        add(url, base::Outcome::urlAmbiguous);
     }
     for (const char *url :
          {"https://user:word@h/i", "https://user@h/i", "https://:word@h/i", "https://@h/i",
@@ -260,42 +262,42 @@ void addUrls(Offers &offers) {
           "HTTPS://u:word@h/i", "ftp://u:word@h/i", "//u:word@h/i", "https:/u:word@h/i",
           "u:word@h/i", "https://u@h", "https://u@h?q", "https://u@h#f", "https://u:wo\"rd@h/i",
           "http://u:word@h/i"}) {
-        add(url, Outcome::urlHoldsSecret);
+        add(url, base::Outcome::urlHoldsSecret);
     }
     for (const char *url : {"http://h/i", "http://127.0.0.1:80/i", "http://h/HTTPS"}) {
-        add(url, Outcome::plainHttpForbidden);
+        add(url, base::Outcome::plainHttpForbidden);
     }
 }
 
 void addValues(Offers &offers) {
-    const auto add = [&](const std::string &key, const std::string &text, Outcome outcome) {
+    const auto add = [&](const std::string &key, const std::string &text, base::Outcome outcome) {
         offers.push_back(
             {key + " = " + text, Descriptor().withText(key, text).text(), outcome, key});
     };
     for (const char *version : {"4Q", "4qz1.0", "Q4Z1.0", "1.0", "-rf", "--help", "..", ".",
                                 "x4QZ1.0", "-4QZ", "+4QZ", "04QZ"}) {
-        add("nxtMSVersion", version, Outcome::versionWrongPrefix);
+        add("nxtMSVersion", version, base::Outcome::versionWrongPrefix);
     }
     for (const std::size_t length : {31U, 32U, 62U, 63U}) {
-        add("nxtMSVersion", "4QZ" + std::string(length - 3, '1'), Outcome::versionTooLong);
+        add("nxtMSVersion", "4QZ" + std::string(length - 3, '1'), base::Outcome::versionTooLong);
     }
-    add("nxtMSVersion", "4QZ" + std::string(61, '1'), Outcome::keyTooLong);
+    add("nxtMSVersion", "4QZ" + std::string(61, '1'), base::Outcome::keyTooLong);
     for (const char *model : {"GW-1001", "gw-1000", "GW-100", "GW-10000", " GW-1000", "GW-1000 "}) {
-        add("model", model, Outcome::wrongModel);
+        add("model", model, base::Outcome::wrongModel);
     }
     for (const char *mac : {"02:00:5E:10:00:02", "02-00-5E-10-00-01", "02005E100001",
                             "02:00:5E:10:00:0", "02:00:5E:10:00:", "2:0:5E:10:0:1",
                             "02:00:5E:10:00:0G", "::::::::::::::::", "FF:FF:FF:FF:FF:FF"}) {
-        add("mac", mac, Outcome::wrongMac);
+        add("mac", mac, base::Outcome::wrongMac);
     }
-    add("mac", "02:00:5E:10:00:011", Outcome::keyTooLong);
+    add("mac", "02:00:5E:10:00:011", base::Outcome::keyTooLong);
     for (const std::string &checksum :
          {"0123456789ABCDEF0123456789ABCDEF"s, "0123456789abcdef0123456789abcde"s,
           "0123456789abcdef0123456789abcdef0"s, "0123456789abcdef0123456789abcdeg"s,
           std::string(47, 'a'), "0x23456789abcdef0123456789abcdef"s}) {
-        add("checksum", checksum, Outcome::checksumMalformed);
+        add("checksum", checksum, base::Outcome::checksumMalformed);
     }
-    add("checksum", std::string(48, 'a'), Outcome::keyTooLong);
+    add("checksum", std::string(48, 'a'), base::Outcome::keyTooLong);
 }
 
 Offers makeOffers() {
@@ -319,4 +321,4 @@ const std::vector<HostileOffer> &hostileOffers() {
     return offers;
 }
 
-} // namespace host::guard::test
+} // namespace guard::test

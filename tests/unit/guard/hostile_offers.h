@@ -2,17 +2,17 @@
 // Descriptors that must not reach the agent, each with what the guard has to say.
 #pragma once
 
-#include "host/outcome.h"
+#include "base/outcome.h"
 
 #include <string>
 #include <vector>
 
-namespace host::guard::test {
+namespace guard::test {
 
 struct HostileOffer {
     std::string what;
     std::string text;
-    Outcome outcome;
+    base::Outcome outcome;
     std::string field;
 };
 
@@ -24,4 +24,4 @@ const std::vector<std::string> &hostileTexts();
 /* Byte sequences that are not UTF-8. */
 const std::vector<std::string> &badUtf8();
 
-} // namespace host::guard::test
+} // namespace guard::test

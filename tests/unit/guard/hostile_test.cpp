@@ -12,9 +12,9 @@
 #include <cstdlib>
 #include <fcntl.h>
 
-using namespace host;
-using namespace host::guard;
-using namespace host::guard::test;
+using namespace base;
+using namespace guard;
+using namespace guard::test;
 
 namespace {
 

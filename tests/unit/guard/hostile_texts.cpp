@@ -2,7 +2,7 @@
 // Texts and bytes that are put into every field.
 #include "hostile_offers.h"
 
-namespace host::guard::test {
+namespace guard::test {
 
 const std::vector<std::string> &hostileTexts() {
     static const std::vector<std::string> texts = {
@@ -96,4 +96,4 @@ const std::vector<std::string> &badUtf8() {
     return bytes;
 }
 
-} // namespace host::guard::test
+} // namespace guard::test

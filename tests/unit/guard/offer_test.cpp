@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
-using namespace host;
-using namespace host::guard;
-using namespace host::guard::test;
+using namespace base;
+using namespace guard;
+using namespace guard::test;
 
 namespace {
 

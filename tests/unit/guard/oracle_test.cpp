@@ -3,14 +3,14 @@
 #include "agent_test.h"
 #include "descriptor.h"
 
-#include "host/guard/activation_record.h"
-#include "host/guard/version.h"
+#include "guard/activation_record.h"
+#include "guard/version.h"
 #include "otaSwAgent/codec.h"
 
 #include <filesystem>
 
-using namespace host::guard;
-using namespace host::guard::test;
+using namespace guard;
+using namespace guard::test;
 
 namespace {
 

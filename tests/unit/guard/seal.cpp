@@ -11,7 +11,7 @@
 #include <sys/syscall.h>
 #include <vector>
 
-namespace host::guard::test {
+namespace guard::test {
 namespace {
 
 constexpr unsigned kForbidden[] = {
@@ -45,4 +45,4 @@ void sealProcess() {
     }
 }
 
-} // namespace host::guard::test
+} // namespace guard::test

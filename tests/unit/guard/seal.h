@@ -2,7 +2,7 @@
 // A process that can neither touch a file nor start another one.
 #pragma once
 
-namespace host::guard::test {
+namespace guard::test {
 
 /*
  * From here on a call into the kernel that opens, makes, renames or removes a file, starts a
@@ -10,4 +10,4 @@ namespace host::guard::test {
  */
 void sealProcess();
 
-} // namespace host::guard::test
+} // namespace guard::test

@@ -2,15 +2,15 @@
 // Which settings may change at run time, and to what.
 #include "hostile_offers.h"
 
-#include "host/guard/setting.h"
+#include "guard/setting.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-using namespace host;
-using namespace host::guard;
-using namespace host::guard::test;
+using namespace base;
+using namespace guard;
+using namespace guard::test;
 
 namespace {
 

@@ -2,17 +2,17 @@
 // Reading one object to the letter: the grammar, UTF-8, and single members.
 #include "hostile_offers.h"
 
-#include "host/guard/json_text.h"
-#include "host/guard/strict_json.h"
-#include "host/guard/utf8.h"
+#include "base/utf8.h"
+#include "guard/json_text.h"
+#include "guard/strict_json.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 
-using namespace host;
-using namespace host::guard;
-using namespace host::guard::test;
+using namespace base;
+using namespace guard;
+using namespace guard::test;
 
 namespace {
 

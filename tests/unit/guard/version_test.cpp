@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The order of versions, and how long one may be.
-#include "host/guard/version.h"
+#include "guard/version.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-using namespace host::guard;
+using namespace guard;
 
 namespace {
 

@@ -2,10 +2,10 @@
 // The real ota-host as a child process, and the supervisor's end of its channel.
 #include "host_process.h"
 
-#include "host/bank_note.h"
-#include "host/bridge_address.h"
-#include "host/message.h"
-#include "platform/nal/boot_state.h"
+#include "base/message.h"
+#include "node/bank_note.h"
+#include "node/boot_state.h"
+#include "node/bridge_address.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -41,7 +41,7 @@ HostProcess::HostProcess() {
 void HostProcess::openChannel() {
     int sockets[2] = {-1, -1};
     EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, sockets), 0);
-    channel_ = std::make_unique<host::Channel>(sockets[0]);
+    channel_ = std::make_unique<base::Channel>(sockets[0]);
     childSocket_ = sockets[1];
 }
 
@@ -78,7 +78,7 @@ void HostProcess::writeNode() {
     }
     makeManagerSocket();
     std::string whatIsWrong;
-    EXPECT_TRUE(nal::writeBootState(in("boot_state"), nal::BootState{}, whatIsWrong));
+    EXPECT_TRUE(node::writeBootState(in("boot_state"), node::BootState{}, whatIsWrong));
 }
 
 void HostProcess::makeManagerSocket() const {
@@ -127,32 +127,32 @@ void HostProcess::becomeHost(std::vector<char *> &arguments) const {
 }
 
 void HostProcess::send(const std::string &json) {
-    const host::Json object(cJSON_Parse(json.c_str()));
+    const base::Json object(cJSON_Parse(json.c_str()));
     std::string error;
     ASSERT_NE(object, nullptr) << json;
     ASSERT_TRUE(channel_->send(object.get(), error)) << error;
 }
 
 std::string HostProcess::next() {
-    host::Json object;
+    base::Json object;
     std::string error;
     switch (channel_->receive(object, error, kPatienceMs)) {
-    case host::Channel::Status::message:
-        if (const host::Json memory{
+    case base::Channel::Status::message:
+        if (const base::Json memory{
                 cJSON_DetachItemFromObjectCaseSensitive(object.get(), "memory")}) {
-            memory_ = host::JsonText(cJSON_PrintUnformatted(memory.get())).get();
+            memory_ = base::JsonText(cJSON_PrintUnformatted(memory.get())).get();
         }
-        if (host::textOf(object.get(), "note") == "banks") {
+        if (base::textOf(object.get(), "note") == "banks") {
             std::string unread;
-            host::takeBankNote(object.get(), banks_, unread); // a test may take the file away
+            node::takeBankNote(object.get(), banks_, unread); // a test may take the file away
             return next();
         }
-        return host::JsonText(cJSON_PrintUnformatted(object.get())).get();
-    case host::Channel::Status::endOfFile:
+        return base::JsonText(cJSON_PrintUnformatted(object.get())).get();
+    case base::Channel::Status::endOfFile:
         return "end";
-    case host::Channel::Status::nothing:
+    case base::Channel::Status::nothing:
         return "nothing in time";
-    case host::Channel::Status::error:
+    case base::Channel::Status::error:
         break;
     }
     return error;
@@ -173,7 +173,7 @@ void HostProcess::expectSilence() const {
 }
 
 std::string HostProcess::nodeNote() {
-    return R"({"note":"node","mac":")" + host::bridgeAddress() + "\"}";
+    return R"({"note":"node","mac":")" + node::bridgeAddress() + "\"}";
 }
 
 void HostProcess::expectStartUp() {

@@ -3,8 +3,8 @@
 #ifndef TESTS_HOST_HOST_PROCESS_H
 #define TESTS_HOST_HOST_PROCESS_H
 
-#include "host/channel.h"
-#include "platform/nal/boot_state.h"
+#include "base/channel.h"
+#include "node/boot_state.h"
 
 #include <gtest/gtest.h>
 #include <memory>
@@ -49,9 +49,9 @@ class HostProcess : public testing::Test {
     static std::string nodeNote();
 
     std::string configPath_;
-    std::unique_ptr<host::Channel> channel_;
-    std::string memory_;   // of the last event that ended
-    nal::BootState banks_; // as last told
+    std::unique_ptr<base::Channel> channel_;
+    std::string memory_;    // of the last event that ended
+    node::BootState banks_; // as last told
     std::string program_ = OTA_HOST;
     std::vector<std::pair<std::string, std::string>> environment_;
     /* Another process between the test and the host: the host's parent, and this process's child.

@@ -11,7 +11,7 @@
 
 namespace {
 
-using host::Reason;
+using base::Reason;
 
 constexpr const char *kDownload = "ota_httpDownLoadFile";
 
@@ -26,18 +26,18 @@ class CausesInTheLog : public testing::Test {
         EXPECT_FALSE(take(kDownload, "Removing the image files for last time failure\n"));
         EXPECT_FALSE(take("ota_getFileDownloadPath", "download path = /tmp/4QZ2.0.0\n"));
     }
-    std::optional<host::Cause> take(const char *function, const std::string &text) {
+    std::optional<base::Cause> take(const char *function, const std::string &text) {
         return causes_.take(function, text);
     }
-    host::Cause ofTransfer(CURLcode result, long error = 0) {
+    base::Cause ofTransfer(CURLcode result, long error = 0) {
         begin();
         take(kDownload, "Completed Image Download - curl_easy_perform\n");
         return take(kDownload, std::string("curl_easy_perform() failed: ") +
                                    curl_easy_strerror(result) +
                                    " errno : " + std::to_string(error) + "\n")
-            .value_or(host::Cause{});
+            .value_or(base::Cause{});
     }
-    std::optional<host::Cause> ofCode(int code) {
+    std::optional<base::Cause> ofCode(int code) {
         begin();
         return take(kDownload, "receiving response code " + std::to_string(code) + "\n");
     }

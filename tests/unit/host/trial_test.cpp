@@ -2,8 +2,8 @@
 // The trial of the running bank comes before the agent's start, and the commit behind its check.
 #include "host_process.h"
 
-#include "platform/nal/boot_state.h"
-#include "platform/nal/digest.h"
+#include "node/boot_state.h"
+#include "node/digest.h"
 
 #include <filesystem>
 #include <fstream>
@@ -13,7 +13,7 @@
 
 namespace {
 
-using nal::Bank;
+using node::Bank;
 using Messages = std::vector<std::string>;
 
 constexpr const char *kOld = "4QZ-1.0";
@@ -35,8 +35,8 @@ class Trial : public HostProcess {
         program_ = OTA_DESK_HOST;
         environment_ = {{"OTA_DESK_REBOOT_FILE", in("reboot")},
                         {"OTA_DESK_MAC", "02:00:00:AB:CD:EF"}};
-        nal::BootState state;
-        const std::string sum = nal::sha256Of(std::string(kBank, '\0'));
+        node::BootState state;
+        const std::string sum = node::sha256Of(std::string(kBank, '\0'));
         state.of(Bank::a) = {true, kOld, kBank, sum};
         state.of(Bank::b) = {true, kNew, kBank, sum};
         state.active = state.next = Bank::b;
@@ -45,15 +45,15 @@ class Trial : public HostProcess {
         keep(state);
     }
 
-    void keep(const nal::BootState &state) const {
+    void keep(const node::BootState &state) const {
         std::string whatIsWrong;
-        ASSERT_TRUE(nal::writeBootState(in("boot_state"), state, whatIsWrong)) << whatIsWrong;
+        ASSERT_TRUE(node::writeBootState(in("boot_state"), state, whatIsWrong)) << whatIsWrong;
     }
 
-    nal::BootState bootState() const {
-        nal::BootState state;
+    node::BootState bootState() const {
+        node::BootState state;
         std::string whatIsWrong;
-        EXPECT_TRUE(nal::readBootState(in("boot_state"), state, whatIsWrong)) << whatIsWrong;
+        EXPECT_TRUE(node::readBootState(in("boot_state"), state, whatIsWrong)) << whatIsWrong;
         return state;
     }
 
@@ -108,11 +108,11 @@ TEST_F(Trial, ThatFailsAsksForTheRebootAndNeverStartsTheAgent) {
     expect({stage("rebooting")});
     expectSilence();
     EXPECT_TRUE(std::filesystem::exists(in("reboot")));
-    const nal::BootState state = bootState();
+    const node::BootState state = bootState();
     EXPECT_EQ(state.next, Bank::a);
     EXPECT_FALSE(state.trial);
-    ASSERT_NE(nal::failedVersion(state, kNew), nullptr);
-    EXPECT_EQ(nal::failedVersion(state, kNew)->last, nal::TrialFailure::health);
+    ASSERT_NE(node::failedVersion(state, kNew), nullptr);
+    EXPECT_EQ(node::failedVersion(state, kNew)->last, node::TrialFailure::health);
     EXPECT_NE(errors().find("error: ota-host: bank b (4QZ-2.0) failed its trial: the health "),
               std::string::npos)
         << errors();
@@ -133,14 +133,14 @@ TEST_F(Trial, ThatFailedIsNotForgottenByAHostThatStartsBeforeTheReboot) {
     expect({signalOf("initOTAlib", R"(".")"), kNode, stage("rebooting")});
     expectSilence();
     EXPECT_TRUE(std::filesystem::exists(in("reboot")));
-    EXPECT_EQ(nal::failedVersion(bootState(), kNew)->trials, 1);
+    EXPECT_EQ(node::failedVersion(bootState(), kNew)->trials, 1);
 }
 
 TEST_F(Trial, ThatFailedLeavesTheNodeWhereTheOldBankIsDamaged) {
-    nal::BootState state = bootState();
+    node::BootState state = bootState();
     state.trial.reset();
     state.next = Bank::a;
-    nal::rememberFailure(state, kNew, nal::TrialFailure::health);
+    node::rememberFailure(state, kNew, node::TrialFailure::health);
     keep(state);
     std::ofstream(in("a")) << std::string(kBank, 'x');
     start();
@@ -155,7 +155,7 @@ TEST_F(Trial, ThatFailedLeavesTheNodeWhereTheOldBankIsDamaged) {
 
 TEST_F(Trial, ThatPassedBeforeIsCommittedWithoutAskingAgain) {
     checkHealthWith("false");
-    nal::BootState state = bootState();
+    node::BootState state = bootState();
     state.healthy = true;
     keep(state);
     start();
@@ -175,7 +175,7 @@ TEST_F(Trial, WithoutItsConfigurationManagerFails) {
               std::string::npos);
     expect({stage("rebooting")});
     expectSilence();
-    EXPECT_EQ(nal::failedVersion(bootState(), kNew)->last, nal::TrialFailure::health);
+    EXPECT_EQ(node::failedVersion(bootState(), kNew)->last, node::TrialFailure::health);
 }
 
 TEST_F(Trial, WithASocketOfAnotherUserFails) {
@@ -198,7 +198,7 @@ TEST_F(Trial, WithASocketOfAnotherUserFails) {
 
 TEST_F(Trial, ThatFailsWithNothingToFallBackToGoesOnWithoutACommit) {
     checkHealthWith("false");
-    nal::BootState state = bootState();
+    node::BootState state = bootState();
     state.of(Bank::a) = {};
     keep(state);
     start();
@@ -215,7 +215,7 @@ TEST_F(Trial, ThatFailsWithNothingToFallBackToGoesOnWithoutACommit) {
 
 TEST_F(Trial, WhoseAttemptsAreUsedUpIsToldByTheOldBank) {
     checkHealthWith("touch health");
-    nal::BootState state = bootState();
+    node::BootState state = bootState();
     state.active = Bank::a;
     state.attemptsOf(Bank::b) = 0;
     keep(state);
@@ -226,7 +226,7 @@ TEST_F(Trial, WhoseAttemptsAreUsedUpIsToldByTheOldBank) {
         << failed;
     expectAgentsStart();
     expect({kDone});
-    EXPECT_EQ(nal::failedVersion(bootState(), kNew)->last, nal::TrialFailure::boot);
+    EXPECT_EQ(node::failedVersion(bootState(), kNew)->last, node::TrialFailure::boot);
     EXPECT_FALSE(std::filesystem::exists(in("health"))) << "the old bank is on no trial";
 }
 
@@ -312,7 +312,7 @@ TEST_F(Trial, MakesNoMarkOfWhatDidNotActivateIt) {
     startsWith("--activated a:4QZ-1.0");                   // another version
     startsWith("--activated b:4QZ-2.0");                   // begun on the bank that runs
     startsWith("--no-commit-check --activated a:4QZ-2.0"); // not the first start of this boot
-    nal::BootState state = bootState();
+    node::BootState state = bootState();
     state.endTrial();
     keep(state);
     startsWith("--activated a:4QZ-2.0"); // committed: the word was said
@@ -337,8 +337,8 @@ TEST_F(Trial, RefusesAnActivationThatItCannotRead) {
 }
 
 TEST_F(Trial, OfAVersionIsForgottenWhereItIsAskedFor) {
-    nal::BootState state = bootState();
-    nal::rememberFailure(state, "4QZ-3.0", nal::TrialFailure::boot);
+    node::BootState state = bootState();
+    node::rememberFailure(state, "4QZ-3.0", node::TrialFailure::boot);
     keep(state);
     start(FAKE_AGENT, "--no-commit-check");
     expect({signalOf("initOTAlib", R"(".")"), kNode, kTimer, signalOf("main", "\"0\""), kDone});

@@ -3,9 +3,9 @@
 // on.
 #include "host_process.h"
 
-#include "platform/nal/boot.h"
-#include "platform/nal/digest.h"
-#include "platform/nal/image_manifest.h"
+#include "node/boot.h"
+#include "node/digest.h"
+#include "node/image_manifest.h"
 
 #include <algorithm>
 #include <array>
@@ -69,7 +69,7 @@ class Update : public HostProcess {
         std::vector<std::string> words;
         for (;;) {
             const std::string text = next();
-            const host::Json message(cJSON_Parse(text.c_str()));
+            const base::Json message(cJSON_Parse(text.c_str()));
             const cJSON *const root = message.get();
             if (!root) {
                 words.push_back(text);
@@ -87,7 +87,7 @@ class Update : public HostProcess {
                 words.push_back(note == "stage" ? textOf(root, "stage") : note);
                 continue;
             }
-            const host::Json record(cJSON_Parse(textOf(root, "data").c_str()));
+            const base::Json record(cJSON_Parse(textOf(root, "data").c_str()));
             const std::string call = textOf(root, "call");
             words.push_back(call == "signal"      ? textOf(record.get(), "status")
                             : call == "activated" ? call
@@ -99,19 +99,19 @@ class Update : public HostProcess {
         }
     }
 
-    nal::BootState bootState() const {
-        nal::BootState state;
+    node::BootState bootState() const {
+        node::BootState state;
         std::string whatIsWrong;
-        EXPECT_TRUE(nal::readBootState(in("boot_state"), state, whatIsWrong)) << whatIsWrong;
+        EXPECT_TRUE(node::readBootState(in("boot_state"), state, whatIsWrong)) << whatIsWrong;
         return state;
     }
 
     void boot() {
-        nal::BootState state;
+        node::BootState state;
         std::vector<std::string> passedOver;
         std::string whatIsWrong;
-        ASSERT_TRUE(nal::bootNode({in("boot_state"), {in("a"), in("b")}, ""}, state, passedOver,
-                                  whatIsWrong))
+        ASSERT_TRUE(node::bootNode({in("boot_state"), {in("a"), in("b")}, ""}, state, passedOver,
+                                   whatIsWrong))
             << whatIsWrong;
     }
 
@@ -128,8 +128,8 @@ class Update : public HostProcess {
         const std::string payload(20000, 'p');
         std::string trailer;
         std::string whatIsWrong;
-        EXPECT_TRUE(nal::formatImageTrailer(
-            {kOffered, model, payload.size(), nal::sha256Of(payload)}, trailer, whatIsWrong))
+        EXPECT_TRUE(node::formatImageTrailer(
+            {kOffered, model, payload.size(), node::sha256Of(payload)}, trailer, whatIsWrong))
             << whatIsWrong;
         image_ = payload + trailer;
         std::ofstream(in("served")) << image_;
@@ -140,10 +140,10 @@ class Update : public HostProcess {
         std::string running(kBankSize, 'r');
         std::ofstream(in("a")) << running;
         std::ofstream(in("b")) << std::string(kBankSize, '\0');
-        nal::BootState state;
-        state.of(nal::Bank::a) = {true, kRunning, kBankSize, nal::sha256Of(running)};
+        node::BootState state;
+        state.of(node::Bank::a) = {true, kRunning, kBankSize, node::sha256Of(running)};
         std::string whatIsWrong;
-        EXPECT_TRUE(nal::writeBootState(in("boot_state"), state, whatIsWrong)) << whatIsWrong;
+        EXPECT_TRUE(node::writeBootState(in("boot_state"), state, whatIsWrong)) << whatIsWrong;
         std::string config = fileText("node.conf");
         config.replace(config.find("size=1K"), 7, "size=64K");
         std::ofstream(configPath_) << config;
@@ -164,9 +164,10 @@ TEST_F(Update, TellsEveryStageOfAnUpdateUntilItsCommit) {
         << errors();
     EXPECT_FALSE(askedTooEarly) << "the report comes before the reboot";
     EXPECT_TRUE(std::filesystem::exists(in("reboot")));
-    EXPECT_EQ(bootState().next, nal::Bank::b);
-    EXPECT_EQ(banks_.next, nal::Bank::b) << "told before the reboot, and never looked up elsewhere";
-    EXPECT_EQ(banks_.of(nal::Bank::b).version, kOffered);
+    EXPECT_EQ(bootState().next, node::Bank::b);
+    EXPECT_EQ(banks_.next, node::Bank::b)
+        << "told before the reboot, and never looked up elsewhere";
+    EXPECT_EQ(banks_.of(node::Bank::b).version, kOffered);
     boot();
     startOver();
     start(REAL_AGENT);
@@ -264,18 +265,18 @@ TEST_F(Update, ThatIsAbandonedIsTakenBackAndNeverBoots) {
     startAgent();
     send(offer(1, md5Of(image_)));
     EXPECT_EQ(story().back(), "idle");
-    ASSERT_EQ(bootState().next, nal::Bank::b);
+    ASSERT_EQ(bootState().next, node::Bank::b);
     startOver();
     startAgent("--no-commit-check");
     send(R"({"event":"abandon"})");
     EXPECT_EQ(next(), R"({"done":"abandon","deferred":0})");
-    EXPECT_EQ(bootState().next, nal::Bank::a);
+    EXPECT_EQ(bootState().next, node::Bank::a);
     EXPECT_FALSE(std::filesystem::exists(in("ota_act_success")));
     EXPECT_FALSE(std::filesystem::exists(in(kOffered)));
     EXPECT_FALSE(std::filesystem::exists(in("ota_dwld_prog")));
     EXPECT_TRUE(std::filesystem::exists(in("served")));
     boot();
-    EXPECT_EQ(bootState().active, nal::Bank::a);
+    EXPECT_EQ(bootState().active, node::Bank::a);
 }
 
 TEST_F(Update, ThatCannotBeTakenBackIsToldAndTheHostGoesOn) {

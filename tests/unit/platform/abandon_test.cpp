@@ -2,8 +2,8 @@
 // A cancelled upgrade leaves the running bank to boot and no file that could be taken for work.
 #include "faults.h"
 #include "fixture.h"
+#include "platform/abandon.h"
 #include "platform/nal.h"
-#include "platform/nal/abandon.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -49,21 +49,21 @@ TEST_F(Abandon, TakesAnActivationBackAndKeepsTheImage) {
     ASSERT_NE(nal_activatePassiveImage(), 0);
     leaveFiles();
     EXPECT_TRUE(nalAbandon(whatIsWrong_)) << whatIsWrong_;
-    EXPECT_EQ(bootState().next, nal::Bank::a);
+    EXPECT_EQ(bootState().next, node::Bank::a);
     EXPECT_FALSE(bootState().trial);
-    EXPECT_TRUE(bootState().of(nal::Bank::b).whole);
+    EXPECT_TRUE(bootState().of(node::Bank::b).whole);
     expectFilesGone();
     EXPECT_EQ(nal_fallBackToActiveImage(), 0);
-    EXPECT_EQ(bootState().next, nal::Bank::a);
+    EXPECT_EQ(bootState().next, node::Bank::a);
 }
 
 TEST_F(Abandon, OfAHalfWrittenBankMarksNothingWhole) {
-    nal::BootState state = bootState();
-    state.next = nal::Bank::b;
-    ASSERT_TRUE(nal::writeBootState(statePath_, state, whatIsWrong_));
+    node::BootState state = bootState();
+    state.next = node::Bank::b;
+    ASSERT_TRUE(node::writeBootState(statePath_, state, whatIsWrong_));
     EXPECT_TRUE(nalAbandon(whatIsWrong_)) << whatIsWrong_;
-    EXPECT_EQ(bootState().next, nal::Bank::a);
-    EXPECT_FALSE(bootState().of(nal::Bank::b).whole);
+    EXPECT_EQ(bootState().next, node::Bank::a);
+    EXPECT_FALSE(bootState().of(node::Bank::b).whole);
 }
 
 TEST_F(Abandon, WithNothingToTakeBackWritesNothing) {
@@ -77,11 +77,11 @@ TEST_F(Abandon, WithNothingToTakeBackWritesNothing) {
 TEST_F(Abandon, LeavesABankThatHasBootedAsTheRunningOne) {
     installPassive("2.0.0");
     ASSERT_NE(nal_activatePassiveImage(), 0);
-    nal::BootState state;
+    node::BootState state;
     ASSERT_TRUE(boot(state)) << bootComplaint_;
     EXPECT_TRUE(nalAbandon(whatIsWrong_)) << whatIsWrong_;
-    EXPECT_EQ(bootState().active, nal::Bank::b);
-    EXPECT_EQ(bootState().next, nal::Bank::b);
+    EXPECT_EQ(bootState().active, node::Bank::b);
+    EXPECT_EQ(bootState().next, node::Bank::b);
 }
 
 TEST_F(Abandon, ThatCannotStoreTheChoiceSaysSoAndRemovesTheFilesAllTheSame) {
@@ -93,7 +93,7 @@ TEST_F(Abandon, ThatCannotStoreTheChoiceSaysSoAndRemovesTheFilesAllTheSame) {
     EXPECT_EQ(whatIsWrong_, statePath_ + ": the boot state cannot be written: Input/output error; "
                                          "check the file system or device that holds the boot "
                                          "state");
-    EXPECT_EQ(bootState().next, nal::Bank::b);
+    EXPECT_EQ(bootState().next, node::Bank::b);
     expectFilesGone();
 }
 
@@ -124,14 +124,14 @@ TEST_F(Abandon, OfImagesAloneLeavesEverythingElse) {
                              "tmp/ota_agent_data", "logs/ota_act_success", "logs/4QZ"}) {
         EXPECT_TRUE(isThere(name)) << name;
     }
-    EXPECT_EQ(bootState().next, nal::Bank::b);
+    EXPECT_EQ(bootState().next, node::Bank::b);
 }
 
 TEST_F(Abandon, GivesUpAnImageThatWaits) {
     installPassive("2.0.0");
     EXPECT_TRUE(nalGiveUpPassive(whatIsWrong_)) << whatIsWrong_;
-    EXPECT_FALSE(bootState().of(nal::Bank::b).whole);
-    EXPECT_TRUE(bootState().of(nal::Bank::a).whole);
+    EXPECT_FALSE(bootState().of(node::Bank::b).whole);
+    EXPECT_TRUE(bootState().of(node::Bank::a).whole);
     const std::string before = readText(statePath_);
     EXPECT_TRUE(nalGiveUpPassive(whatIsWrong_)) << "a second time, with nothing left";
     EXPECT_EQ(readText(statePath_), before);
@@ -142,7 +142,7 @@ TEST_F(Abandon, SaysWhereAnImageCannotBeGivenUp) {
     faults::failFrom(faults::Call::write, 1, EIO);
     EXPECT_FALSE(nalGiveUpPassive(whatIsWrong_));
     EXPECT_NE(whatIsWrong_.find("cannot be written"), std::string::npos) << whatIsWrong_;
-    EXPECT_TRUE(bootState().of(nal::Bank::b).whole);
+    EXPECT_TRUE(bootState().of(node::Bank::b).whole);
 }
 
 TEST_F(Abandon, DoesNotGiveUpAnImageThatBootsNext) {
@@ -150,7 +150,7 @@ TEST_F(Abandon, DoesNotGiveUpAnImageThatBootsNext) {
     ASSERT_NE(nal_activatePassiveImage(), 0);
     EXPECT_FALSE(nalGiveUpPassive(whatIsWrong_));
     EXPECT_EQ(whatIsWrong_, "bank b (2.0.0) is activated or on trial");
-    EXPECT_TRUE(bootState().of(nal::Bank::b).whole);
+    EXPECT_TRUE(bootState().of(node::Bank::b).whole);
 }
 
 TEST_F(Abandon, CutByAPowerCutAtAnyStepLeavesABootStateThatCanBeRead) {
@@ -166,11 +166,11 @@ TEST_F(Abandon, CutByAPowerCutAtAnyStepLeavesABootStateThatCanBeRead) {
         }
         int status = 0;
         ASSERT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_TRUE(bootState().of(nal::Bank::b).whole) << step;
-        EXPECT_EQ(bootState().active, nal::Bank::a);
+        EXPECT_TRUE(bootState().of(node::Bank::b).whole) << step;
+        EXPECT_EQ(bootState().active, node::Bank::a);
         if (WEXITSTATUS(status) != faults::kPowerCut) {
             EXPECT_EQ(WEXITSTATUS(status), 0);
-            EXPECT_EQ(bootState().next, nal::Bank::a);
+            EXPECT_EQ(bootState().next, node::Bank::a);
             ASSERT_GT(step, 3) << "no step was cut";
             return;
         }

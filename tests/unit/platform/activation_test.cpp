@@ -3,7 +3,7 @@
 #include "faults.h"
 #include "fixture.h"
 #include "platform/nal.h"
-#include "platform/nal/trial.h"
+#include "platform/trial.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -25,8 +25,8 @@ TEST_F(Activation, ChoosesTheWrittenBank) {
     open();
     installPassive("2.0.0");
     EXPECT_NE(activate(), 0) << errors_;
-    EXPECT_EQ(bootState().next, nal::Bank::b);
-    EXPECT_EQ(bootState().active, nal::Bank::a);
+    EXPECT_EQ(bootState().next, node::Bank::b);
+    EXPECT_EQ(bootState().active, node::Bank::a);
     char version[NAL_VERSION_WIDTH] = "";
     EXPECT_EQ(nal_getCurSwVersion(version), 0);
     EXPECT_STREQ(version, "1.0.0");
@@ -41,14 +41,14 @@ TEST_F(Activation, IsRefusedForAVersionUnderTheLowest) {
     EXPECT_NE(errors_.find("bank b holds 2.0.0, the lowest that this node takes is 2.0.1"),
               std::string::npos)
         << errors_;
-    EXPECT_EQ(bootState().next, nal::Bank::a);
+    EXPECT_EQ(bootState().next, node::Bank::a);
 }
 
 TEST_F(Activation, IsRefusedWhereTheBankHoldsNoWholeImage) {
     open();
     EXPECT_EQ(activate(), 0);
     EXPECT_NE(errors_.find("bank b holds no whole image; write one first"), std::string::npos);
-    EXPECT_EQ(bootState().next, nal::Bank::a);
+    EXPECT_EQ(bootState().next, node::Bank::a);
 }
 
 TEST_F(Activation, IsRefusedForABankThatWasDamagedSinceAndNeverOfferedAgain) {
@@ -59,7 +59,7 @@ TEST_F(Activation, IsRefusedForABankThatWasDamagedSinceAndNeverOfferedAgain) {
     EXPECT_NE(errors_.find("is damaged, its SHA-256 sum is not the recorded one"),
               std::string::npos)
         << errors_;
-    EXPECT_EQ(bootState().next, nal::Bank::a);
+    EXPECT_EQ(bootState().next, node::Bank::a);
     char version[NAL_VERSION_WIDTH] = "";
     EXPECT_EQ(nal_getPrevSwVersion(version), NAL_NO_PREVIOUS_IMAGE);
 }
@@ -70,7 +70,7 @@ TEST_F(Activation, OfABankDamagedAfterItWasChosenLeavesTheRunningBankToBoot) {
     ASSERT_NE(activate(), 0);
     damagePassive();
     EXPECT_EQ(activate(), 0);
-    EXPECT_EQ(bootState().next, nal::Bank::a);
+    EXPECT_EQ(bootState().next, node::Bank::a);
 }
 
 TEST_F(Activation, IsRefusedWhereTheChoiceCannotBeStored) {
@@ -81,7 +81,7 @@ TEST_F(Activation, IsRefusedWhereTheChoiceCannotBeStored) {
         faults::failOnce(call, n, EIO);
         EXPECT_EQ(activate(), 0);
         faults::clear();
-        EXPECT_EQ(bootState().next, nal::Bank::a);
+        EXPECT_EQ(bootState().next, node::Bank::a);
         EXPECT_FALSE(bootState().trial);
     }
 }
@@ -92,8 +92,8 @@ TEST_F(Activation, ReportedAsFailedDoesNotBootEvenWithoutAFallBack) {
     faults::failOnce(faults::Call::fileSync, 2, EIO); // the first is not asked for its result
     EXPECT_EQ(activate(), 0);
     EXPECT_NE(errors_.find("the boot state cannot be synced"), std::string::npos) << errors_;
-    EXPECT_EQ(bootState().next, nal::Bank::a);
-    EXPECT_TRUE(bootState().of(nal::Bank::b).whole);
+    EXPECT_EQ(bootState().next, node::Bank::a);
+    EXPECT_TRUE(bootState().of(node::Bank::b).whole);
 }
 
 TEST_F(Activation, AgainOfAChosenBankThatHoldsStandsWithoutAWrite) {
@@ -103,7 +103,7 @@ TEST_F(Activation, AgainOfAChosenBankThatHoldsStandsWithoutAWrite) {
     faults::failFrom(faults::Call::write, 1, EIO);
     EXPECT_NE(activate(), 0) << errors_;
     EXPECT_EQ(nal_fallBackToActiveImage(), 0);
-    EXPECT_EQ(bootState().next, nal::Bank::b);
+    EXPECT_EQ(bootState().next, node::Bank::b);
 }
 
 TEST_F(Activation, AgainOfAChoiceThatMayBeLostStoresItAnew) {
@@ -111,14 +111,14 @@ TEST_F(Activation, AgainOfAChoiceThatMayBeLostStoresItAnew) {
     installPassive("2.0.0");
     faults::failFrom(faults::Call::fileSync, 1, EIO);
     ASSERT_EQ(activate(), 0);
-    nal::BootState state = bootState();
-    state.next = nal::Bank::b; // as if a power cut had kept the choice and lost its withdrawal
+    node::BootState state = bootState();
+    state.next = node::Bank::b; // as if a power cut had kept the choice and lost its withdrawal
     std::string whatIsWrong;
-    EXPECT_FALSE(nal::writeBootState(statePath_, state, whatIsWrong));
+    EXPECT_FALSE(node::writeBootState(statePath_, state, whatIsWrong));
     EXPECT_EQ(activate(), 0) << "the boot state still cannot be synced";
     faults::clear();
     EXPECT_NE(activate(), 0) << errors_;
-    EXPECT_EQ(bootState().next, nal::Bank::b);
+    EXPECT_EQ(bootState().next, node::Bank::b);
 }
 
 TEST_F(Activation, OfAChosenBankFoundDamagedIsTakenBackOnceTheStateCanBeWritten) {
@@ -133,8 +133,8 @@ TEST_F(Activation, OfAChosenBankFoundDamagedIsTakenBackOnceTheStateCanBeWritten)
     EXPECT_NE(nal_fallBackToActiveImage(), 0);
     faults::clear();
     EXPECT_EQ(nal_fallBackToActiveImage(), 0);
-    EXPECT_EQ(bootState().next, nal::Bank::a);
-    EXPECT_FALSE(bootState().of(nal::Bank::b).whole);
+    EXPECT_EQ(bootState().next, node::Bank::a);
+    EXPECT_FALSE(bootState().of(node::Bank::b).whole);
 }
 
 TEST_F(Activation, KeepsTheRecordOfABankThatCannotBeReadJustNow) {
@@ -143,11 +143,11 @@ TEST_F(Activation, KeepsTheRecordOfABankThatCannotBeReadJustNow) {
     std::filesystem::rename(in("bank_b"), in("away"));
     EXPECT_EQ(activate(), 0);
     EXPECT_NE(errors_.find("cannot be opened: No such file"), std::string::npos) << errors_;
-    EXPECT_EQ(bootState().next, nal::Bank::a);
-    EXPECT_TRUE(bootState().of(nal::Bank::b).whole);
+    EXPECT_EQ(bootState().next, node::Bank::a);
+    EXPECT_TRUE(bootState().of(node::Bank::b).whole);
     std::filesystem::rename(in("away"), in("bank_b"));
     EXPECT_NE(activate(), 0) << errors_;
-    EXPECT_EQ(bootState().next, nal::Bank::b);
+    EXPECT_EQ(bootState().next, node::Bank::b);
 }
 
 TEST_F(Activation, AgainOfAChosenBankThatCannotBeReadIsRefusedAndTheFallBackKeepsItsRecord) {
@@ -156,10 +156,10 @@ TEST_F(Activation, AgainOfAChosenBankThatCannotBeReadIsRefusedAndTheFallBackKeep
     ASSERT_NE(activate(), 0);
     std::filesystem::rename(in("bank_b"), in("away"));
     EXPECT_EQ(activate(), 0);
-    EXPECT_EQ(bootState().next, nal::Bank::a) << "what is reported as failed does not boot";
+    EXPECT_EQ(bootState().next, node::Bank::a) << "what is reported as failed does not boot";
     EXPECT_EQ(nal_fallBackToActiveImage(), 0);
-    EXPECT_EQ(bootState().next, nal::Bank::a);
-    EXPECT_TRUE(bootState().of(nal::Bank::b).whole);
+    EXPECT_EQ(bootState().next, node::Bank::a);
+    EXPECT_TRUE(bootState().of(node::Bank::b).whole);
 }
 
 TEST_F(Activation, StandsAfterTheFallBackThatFollowsIt) {
@@ -168,7 +168,7 @@ TEST_F(Activation, StandsAfterTheFallBackThatFollowsIt) {
     ASSERT_NE(activate(), 0);
     EXPECT_EQ(nal_fallBackToActiveImage(), 0);
     EXPECT_EQ(nal_fallBackToActiveImage(), 0);
-    EXPECT_EQ(bootState().next, nal::Bank::b);
+    EXPECT_EQ(bootState().next, node::Bank::b);
 }
 
 TEST_F(Activation, IsTakenBackWhereItsChoiceMayBeLostInAPowerCut) {
@@ -179,21 +179,21 @@ TEST_F(Activation, IsTakenBackWhereItsChoiceMayBeLostInAPowerCut) {
     EXPECT_NE(nal_fallBackToActiveImage(), 0) << "the boot state still cannot be synced";
     faults::clear();
     EXPECT_EQ(nal_fallBackToActiveImage(), 0);
-    EXPECT_EQ(bootState().next, nal::Bank::a);
-    EXPECT_TRUE(bootState().of(nal::Bank::b).whole);
+    EXPECT_EQ(bootState().next, node::Bank::a);
+    EXPECT_TRUE(bootState().of(node::Bank::b).whole);
     ASSERT_NE(activate(), 0);
     EXPECT_EQ(nal_fallBackToActiveImage(), 0);
-    EXPECT_EQ(bootState().next, nal::Bank::b);
+    EXPECT_EQ(bootState().next, node::Bank::b);
 }
 
 TEST_F(Activation, IsTakenBackWhereTheChosenBankIsNoLongerWhole) {
-    nal::BootState state = bootState();
-    state.next = nal::Bank::b;
+    node::BootState state = bootState();
+    state.next = node::Bank::b;
     std::string whatIsWrong;
-    ASSERT_TRUE(nal::writeBootState(statePath_, state, whatIsWrong));
+    ASSERT_TRUE(node::writeBootState(statePath_, state, whatIsWrong));
     open();
     EXPECT_EQ(nal_fallBackToActiveImage(), 0);
-    EXPECT_EQ(bootState().next, nal::Bank::a);
+    EXPECT_EQ(bootState().next, node::Bank::a);
 }
 
 TEST_F(Activation, FallBackWithoutAnActivationWritesNothing) {
@@ -201,14 +201,14 @@ TEST_F(Activation, FallBackWithoutAnActivationWritesNothing) {
     installPassive("2.0.0");
     faults::failFrom(faults::Call::write, 1, EIO);
     EXPECT_EQ(nal_fallBackToActiveImage(), 0);
-    EXPECT_EQ(bootState().next, nal::Bank::a);
+    EXPECT_EQ(bootState().next, node::Bank::a);
 }
 
 TEST_F(Activation, OfARunningBankBGoesToBankA) {
     open();
     installPassive("2.0.0");
     ASSERT_NE(activate(), 0);
-    nal::BootState state;
+    node::BootState state;
     ASSERT_TRUE(boot(state)) << bootComplaint_;
     char version[NAL_VERSION_WIDTH] = "";
     EXPECT_EQ(nal_getCurSwVersion(version), 0);
@@ -218,7 +218,7 @@ TEST_F(Activation, OfARunningBankBGoesToBankA) {
     std::string whatIsWrong;
     ASSERT_TRUE(nalCommit(whatIsWrong)) << whatIsWrong;
     EXPECT_NE(activate(), 0) << errors_;
-    EXPECT_EQ(bootState().next, nal::Bank::a);
+    EXPECT_EQ(bootState().next, node::Bank::a);
 }
 
 } // namespace

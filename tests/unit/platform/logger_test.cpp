@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // One line per log entry, whatever the text ends in.
 #include "fixture.h"
+#include "platform/log_hook.h"
 #include "platform/nal.h"
-#include "platform/nal/log_hook.h"
 
 #include <vector>
 

@@ -2,8 +2,8 @@
 // Writing an image into the passive bank: all of it and read back, or not whole.
 #include "faults.h"
 #include "fixture.h"
+#include "node/digest.h"
 #include "platform/nal.h"
-#include "platform/nal/digest.h"
 
 #include <cerrno>
 #include <csignal>
@@ -43,9 +43,9 @@ class WritingAnImage : public OnANode {
     }
 
     void expectNotWhole() {
-        const nal::BootState state = bootState();
-        EXPECT_FALSE(state.of(nal::Bank::b).whole);
-        EXPECT_EQ(nal::bankToBoot(state), nal::Bank::a);
+        const node::BootState state = bootState();
+        EXPECT_FALSE(state.of(node::Bank::b).whole);
+        EXPECT_EQ(node::bankToBoot(state), node::Bank::a);
         EXPECT_EQ(readText(in("bank_a")), runningBank_);
         EXPECT_EQ(std::filesystem::file_size(in("bank_b")), kBankSize);
         char version[NAL_VERSION_WIDTH] = "untouched";
@@ -85,12 +85,12 @@ TEST_F(WritingAnImage, StoresEveryByteAndRecordsIt) {
     const std::string bank = readText(in("bank_b"));
     EXPECT_EQ(bank.substr(0, image.size()), image);
     EXPECT_EQ(bank.substr(image.size()), std::string(kBankSize - image.size(), '\xEE'));
-    const nal::BootState state = bootState();
-    EXPECT_TRUE(state.of(nal::Bank::b).whole);
-    EXPECT_EQ(state.of(nal::Bank::b).version, "2.0.0");
-    EXPECT_EQ(state.of(nal::Bank::b).size, image.size());
-    EXPECT_EQ(state.of(nal::Bank::b).sha256, nal::sha256Of(image));
-    EXPECT_EQ(state.next, nal::Bank::a);
+    const node::BootState state = bootState();
+    EXPECT_TRUE(state.of(node::Bank::b).whole);
+    EXPECT_EQ(state.of(node::Bank::b).version, "2.0.0");
+    EXPECT_EQ(state.of(node::Bank::b).size, image.size());
+    EXPECT_EQ(state.of(node::Bank::b).sha256, node::sha256Of(image));
+    EXPECT_EQ(state.next, node::Bank::a);
     EXPECT_EQ(readText(in("bank_a")), runningBank_);
     char version[NAL_VERSION_WIDTH] = "";
     EXPECT_EQ(nal_getPrevSwVersion(version), 0);
@@ -129,7 +129,7 @@ TEST_F(WritingAnImage, RefusesWhatIsNoWholeImageForThisModelBeforeTheBankChanges
     expectUntouched("empty", "it is cut: there is no room for a manifest");
     expectUntouched("other", "the image is for model GW-2000, this node is a GW-1000");
     expectUntouched("folder", "is not a regular file");
-    EXPECT_EQ(bootState().of(nal::Bank::b).version, "1.5.0");
+    EXPECT_EQ(bootState().of(node::Bank::b).version, "1.5.0");
 }
 
 TEST_F(WritingAnImage, LeavesTheBankNotWholeWhereThePayloadHasAnotherDigest) {
@@ -155,12 +155,12 @@ TEST_F(WritingAnImage, LeavesTheBankNotWholeWhicheverWriteOrSyncFails) {
             if (result != 0) {
                 ++failures;
                 EXPECT_NE(errors_.find("No space left on device"), std::string::npos) << errors_;
-                EXPECT_EQ(bootState().next, nal::Bank::a);
+                EXPECT_EQ(bootState().next, node::Bank::a);
                 expectNotWhole();
             }
         }
         EXPECT_GT(failures, 3);
-        EXPECT_TRUE(bootState().of(nal::Bank::b).whole) << "the last fault came too late";
+        EXPECT_TRUE(bootState().of(node::Bank::b).whole) << "the last fault came too late";
     }
 }
 
@@ -176,10 +176,10 @@ TEST_F(WritingAnImage, RecordsNothingUntrueWhereStorageFailsForGood) {
             faults::failFrom(call, n, EIO);
             result = write();
             faults::clear();
-            const nal::BootState state = bootState();
-            EXPECT_EQ(state.next, nal::Bank::a);
-            EXPECT_EQ(nal::bankToBoot(state), nal::Bank::a);
-            EXPECT_TRUE(!state.of(nal::Bank::b).whole || readText(in("bank_b")).starts_with(image))
+            const node::BootState state = bootState();
+            EXPECT_EQ(state.next, node::Bank::a);
+            EXPECT_EQ(node::bankToBoot(state), node::Bank::a);
+            EXPECT_TRUE(!state.of(node::Bank::b).whole || readText(in("bank_b")).starts_with(image))
                 << n;
         }
     }
@@ -241,7 +241,7 @@ TEST_F(WritingAnImage, IsMarkedNotWholeBeforeTheFirstByteChanges) {
     const std::string before = readText(in("bank_b"));
     ASSERT_EQ(write(), 0);
     EXPECT_EQ(bankWhenMarked, before);
-    afterTheSyncOfTheBank([&] { wholeWhenBankWasSynced = bootState().of(nal::Bank::b).whole; });
+    afterTheSyncOfTheBank([&] { wholeWhenBankWasSynced = bootState().of(node::Bank::b).whole; });
     ASSERT_EQ(write(), 0);
     EXPECT_FALSE(wholeWhenBankWasSynced);
 }
@@ -255,14 +255,14 @@ TEST_F(WritingAnImage, LeavesAnActivatedBankAlone) {
 }
 
 TEST_F(WritingAnImage, DoesNotInheritAnOldChoiceOfABrokenBank) {
-    nal::BootState state = bootState();
-    state.next = nal::Bank::b; // chosen once, then found broken
+    node::BootState state = bootState();
+    state.next = node::Bank::b; // chosen once, then found broken
     std::string whatIsWrong;
-    ASSERT_TRUE(nal::writeBootState(statePath_, state, whatIsWrong)) << whatIsWrong;
+    ASSERT_TRUE(node::writeBootState(statePath_, state, whatIsWrong)) << whatIsWrong;
     open();
     ASSERT_EQ(write(), 0) << errors_;
-    EXPECT_TRUE(bootState().of(nal::Bank::b).whole);
-    EXPECT_EQ(nal::bankToBoot(bootState()), nal::Bank::a);
+    EXPECT_TRUE(bootState().of(node::Bank::b).whole);
+    EXPECT_EQ(node::bankToBoot(bootState()), node::Bank::a);
 }
 
 TEST_F(WritingAnImage, IsRefusedWithoutABootState) {

@@ -3,7 +3,7 @@
 #include "faults.h"
 #include "fixture.h"
 #include "platform/nal.h"
-#include "platform/nal/trial.h"
+#include "platform/trial.h"
 
 #include <cerrno>
 #include <map>
@@ -22,7 +22,7 @@ class PowerCut : public OnANode {
             writeText(in(version), images_[version]);
         }
         const std::string running = readText(in("bank_a")); // padded with zeros
-        images_["1.0.0"] = running.substr(0, bootState().of(nal::Bank::a).size);
+        images_["1.0.0"] = running.substr(0, bootState().of(node::Bank::a).size);
         open();
     }
 
@@ -58,14 +58,14 @@ class PowerCut : public OnANode {
     }
 
     void expectThatAWholeBankBoots() {
-        nal::BootState state;
+        node::BootState state;
         ASSERT_TRUE(boot(state)) << bootComplaint_;
         EXPECT_TRUE(state.of(state.active).whole);
         std::string what; // a trial that failed is settled by the node that boots
         nalBeginTrial(what);
         state = bootState();
-        for (const nal::Bank bank : {nal::Bank::a, nal::Bank::b}) {
-            expectTrueRecord(state.of(bank), in(std::string("bank_") + nal::bankName(bank)));
+        for (const node::Bank bank : {node::Bank::a, node::Bank::b}) {
+            expectTrueRecord(state.of(bank), in(std::string("bank_") + node::bankName(bank)));
         }
         char version[NAL_VERSION_WIDTH] = "";
         EXPECT_EQ(nal_getCurSwVersion(version), 0);
@@ -87,7 +87,7 @@ class PowerCut : public OnANode {
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
-    void expectTrueRecord(const nal::BankRecord &record, const std::string &bank) const {
+    void expectTrueRecord(const node::BankRecord &record, const std::string &bank) const {
         if (!record.whole) {
             return;
         }
@@ -101,15 +101,15 @@ class PowerCut : public OnANode {
 TEST_F(PowerCut, DuringAWriteLeavesTheRunningBankAndNoHalfImage) {
     const int calls = cutEverywhere([&] { write("1.5.0"); }, [&] { write("2.0.0"); });
     EXPECT_GT(calls, 10);
-    EXPECT_EQ(bootState().of(nal::Bank::b).version, "2.0.0");
+    EXPECT_EQ(bootState().of(node::Bank::b).version, "2.0.0");
     expectThatAWholeBankBoots();
-    EXPECT_EQ(bootState().active, nal::Bank::a);
+    EXPECT_EQ(bootState().active, node::Bank::a);
 }
 
 TEST_F(PowerCut, DuringAnActivationBootsOneOfTheTwo) {
     EXPECT_EQ(cutEverywhere([&] { write("2.0.0"); }, [&] { activate(); }), kChange);
     expectThatAWholeBankBoots();
-    EXPECT_EQ(bootState().active, nal::Bank::b);
+    EXPECT_EQ(bootState().active, node::Bank::b);
 }
 
 TEST_F(PowerCut, DuringAnActivationOfADamagedBankNeverBootsIt) {
@@ -121,7 +121,7 @@ TEST_F(PowerCut, DuringAnActivationOfADamagedBankNeverBootsIt) {
     const auto action = [&] { EXPECT_EQ(nal_activatePassiveImage(), 0); };
     EXPECT_EQ(cutEverywhere(prepare, action), kChange);
     expectThatAWholeBankBoots();
-    EXPECT_EQ(bootState().active, nal::Bank::a);
+    EXPECT_EQ(bootState().active, node::Bank::a);
 }
 
 TEST_F(PowerCut, DuringTheWithdrawalOfAFailedActivationBootsOneOfTheTwo) {
@@ -131,7 +131,7 @@ TEST_F(PowerCut, DuringTheWithdrawalOfAFailedActivationBootsOneOfTheTwo) {
     };
     EXPECT_EQ(cutEverywhere([&] { write("2.0.0"); }, action), 3 + kChange);
     expectThatAWholeBankBoots();
-    EXPECT_EQ(bootState().active, nal::Bank::a);
+    EXPECT_EQ(bootState().active, node::Bank::a);
 }
 
 TEST_F(PowerCut, DuringAFallBackBootsOneOfTheTwo) {
@@ -146,7 +146,7 @@ TEST_F(PowerCut, DuringAFallBackBootsOneOfTheTwo) {
     const auto action = [&] { EXPECT_EQ(nal_fallBackToActiveImage(), 0); };
     EXPECT_EQ(cutEverywhere(prepare, action), kChange);
     expectThatAWholeBankBoots();
-    EXPECT_EQ(bootState().active, nal::Bank::a);
+    EXPECT_EQ(bootState().active, node::Bank::a);
 }
 
 TEST_F(PowerCut, DuringABootBootsTheChosenBankTheNextTime) {
@@ -155,11 +155,11 @@ TEST_F(PowerCut, DuringABootBootsTheChosenBankTheNextTime) {
         activate();
     };
     const auto action = [&] {
-        nal::BootState state;
+        node::BootState state;
         EXPECT_TRUE(boot(state)) << bootComplaint_;
     };
     EXPECT_EQ(cutEverywhere(prepare, action), kChange);
-    EXPECT_EQ(bootState().active, nal::Bank::b);
+    EXPECT_EQ(bootState().active, node::Bank::b);
     expectThatAWholeBankBoots();
 }
 
@@ -170,11 +170,11 @@ TEST_F(PowerCut, DuringABootThatPassesOverADamagedBankBootsTheOther) {
         damagePassive();
     };
     const auto action = [&] {
-        nal::BootState state;
+        node::BootState state;
         EXPECT_TRUE(boot(state)) << bootComplaint_;
     };
     EXPECT_EQ(cutEverywhere(prepare, action), 4 * kChange) << "three attempts, and the other bank";
-    EXPECT_EQ(bootState().active, nal::Bank::a);
+    EXPECT_EQ(bootState().active, node::Bank::a);
     expectThatAWholeBankBoots();
 }
 
@@ -182,12 +182,12 @@ TEST_F(PowerCut, DuringAWholeUpgradeBootsOneOfTheTwo) {
     const auto action = [&] {
         write("2.0.0");
         activate();
-        nal::BootState state;
+        node::BootState state;
         EXPECT_TRUE(boot(state)) << bootComplaint_;
     };
     EXPECT_GT(cutEverywhere([&] { write("1.5.0"); }, action), 18);
-    EXPECT_EQ(bootState().active, nal::Bank::b);
-    EXPECT_EQ(bootState().of(nal::Bank::b).version, "2.0.0");
+    EXPECT_EQ(bootState().active, node::Bank::b);
+    EXPECT_EQ(bootState().of(node::Bank::b).version, "2.0.0");
 }
 
 } // namespace

@@ -3,7 +3,7 @@
 #include "faults.h"
 #include "fixture.h"
 #include "platform/nal.h"
-#include "platform/nal/reason_hook.h"
+#include "platform/reason_hook.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -11,7 +11,7 @@
 
 namespace {
 
-using host::Reason;
+using base::Reason;
 
 std::vector<Reason> told;
 std::string sentence;
@@ -38,7 +38,7 @@ class Reasons : public OnANode {
         told.clear();
         const std::string errors = errorsOf([&] { EXPECT_FALSE(call()); });
         ASSERT_EQ(told.size(), 1U) << errors;
-        EXPECT_STREQ(host::rowOf(told[0]).name, host::rowOf(reason).name) << sentence;
+        EXPECT_STREQ(base::rowOf(told[0]).name, base::rowOf(reason).name) << sentence;
         EXPECT_NE(errors.find(sentence), std::string::npos) << errors;
     }
 };

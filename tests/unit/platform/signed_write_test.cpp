@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // A node writes what it trusts, and touches nothing for anything else.
 #include "fixture.h"
+#include "node/digest.h"
+#include "node/image_manifest.h"
 #include "platform/nal.h"
-#include "platform/nal/digest.h"
-#include "platform/nal/image_manifest.h"
-#include "platform/nal/reason_hook.h"
+#include "platform/reason_hook.h"
 #include "signers.h"
 
 namespace {
@@ -17,8 +17,8 @@ class WritingASignedImage : public OnANode {
         writeText(in("root.pem"), pemOf(root_.certificate.get()));
         writeText(configPath_, configWith("signature", images));
         open();
-        nalOnReason([](host::Reason reason, const std::string &whatIsWrong) {
-            told = std::string(host::rowOf(reason).name) + ": " + whatIsWrong;
+        nalOnReason([](base::Reason reason, const std::string &whatIsWrong) {
+            told = std::string(base::rowOf(reason).name) + ": " + whatIsWrong;
         });
     }
     ~WritingASignedImage() override { nalOnReason(nullptr); }
@@ -30,8 +30,8 @@ class WritingASignedImage : public OnANode {
         std::string trailer;
         std::string whatIsWrong;
         ASSERT_TRUE(
-            nal::formatSignedTrailer({version, kModel, payload.size(), nal::sha256Of(payload)},
-                                     {in("key.pem"), in("signer.pem")}, trailer, whatIsWrong))
+            node::formatSignedTrailer({version, kModel, payload.size(), node::sha256Of(payload)},
+                                      {in("key.pem"), in("signer.pem")}, trailer, whatIsWrong))
             << whatIsWrong;
         writeText(in(name), payload + trailer);
     }
@@ -61,7 +61,7 @@ TEST_F(WritingASignedImage, TakesOneOfItsAuthorityAndNoOther) {
     start("signer_ca = " + in("root.pem"));
     makeImage(root_, "4QZ2.0.0", "4QZ2.0.0");
     EXPECT_EQ(write("4QZ2.0.0"), 0) << errors_;
-    EXPECT_EQ(bootState().of(nal::Bank::b).version, "4QZ2.0.0");
+    EXPECT_EQ(bootState().of(node::Bank::b).version, "4QZ2.0.0");
     EXPECT_EQ(errors_.find("was not checked"), std::string::npos) << errors_;
     makeImage(strange_, "4QZ2.1.0", "strange");
     expectUntouched("strange", "wrong-signer",

@@ -3,7 +3,7 @@
 #include "faults.h"
 #include "fixture.h"
 #include "platform/nal.h"
-#include "platform/nal/stage_hook.h"
+#include "platform/stage_hook.h"
 
 #include <cerrno>
 #include <vector>
@@ -19,7 +19,7 @@ struct Told {
 };
 
 std::vector<Told> told;
-std::function<nal::BootState()> stateNow;
+std::function<node::BootState()> stateNow;
 
 class Stages : public OnANode {
   protected:
@@ -27,8 +27,8 @@ class Stages : public OnANode {
         told.clear();
         stateNow = [this] { return bootState(); };
         nalOnStage([](NalStage stage) {
-            const nal::BootState state = stateNow();
-            told.push_back({stage, state.of(nal::Bank::b).whole, state.next == nal::Bank::b});
+            const node::BootState state = stateNow();
+            told.push_back({stage, state.of(node::Bank::b).whole, state.next == node::Bank::b});
         });
     }
     ~Stages() override { nalOnStage(nullptr); }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A new version proves itself before its bank is good; one that fails is remembered and refused.
-#include "platform/nal/trial.h"
+#include "platform/trial.h"
 
 #include "faults.h"
 #include "fixture.h"
@@ -25,8 +25,8 @@ class Trial : public OnANode {
         ASSERT_NE(nal_activatePassiveImage(), 0);
     }
 
-    void bootInto(nal::Bank bank) {
-        nal::BootState state;
+    void bootInto(node::Bank bank) {
+        node::BootState state;
         ASSERT_TRUE(boot(state)) << bootComplaint_;
         ASSERT_EQ(state.active, bank);
     }
@@ -58,16 +58,16 @@ TEST_F(Trial, IsNoneBeforeAnythingWasActivated) {
 TEST_F(Trial, BeginsWithTheActivationAndEndsWithTheCommit) {
     openWith("attempts = 5\n");
     upgradeTo("2.0.0");
-    EXPECT_TRUE(bootState().isOnTrial(nal::Bank::b));
-    EXPECT_EQ(bootState().attemptsOf(nal::Bank::b), 5);
-    bootInto(nal::Bank::b);
+    EXPECT_TRUE(bootState().isOnTrial(node::Bank::b));
+    EXPECT_EQ(bootState().attemptsOf(node::Bank::b), 5);
+    bootInto(node::Bank::b);
     EXPECT_EQ(begin(), NalTrial::running);
     EXPECT_EQ(what_, "bank b (2.0.0) is on trial, 4 boot attempts left");
     EXPECT_TRUE(nalCheckHealth(what_)) << "there is no command: " << what_;
     EXPECT_TRUE(nalCommit(what_)) << what_;
     EXPECT_FALSE(bootState().trial);
-    EXPECT_EQ(bootState().next, nal::Bank::b);
-    EXPECT_EQ(bootState().attemptsOf(nal::Bank::b), 5);
+    EXPECT_EQ(bootState().next, node::Bank::b);
+    EXPECT_EQ(bootState().attemptsOf(node::Bank::b), 5);
     EXPECT_EQ(begin(), NalTrial::none);
     EXPECT_TRUE(bootState().failed.empty());
 }
@@ -76,18 +76,18 @@ TEST_F(Trial, ThatUsedUpItsAttemptsIsSettledOnTheOldBankAndRefusedFromThenOn) {
     open();
     upgradeTo("2.0.0");
     for (int attempt = 0; attempt < 3; ++attempt) {
-        bootInto(nal::Bank::b);
+        bootInto(node::Bank::b);
     }
-    bootInto(nal::Bank::a);
+    bootInto(node::Bank::a);
     EXPECT_EQ(begin(), NalTrial::failed);
     EXPECT_EQ(what_, "bank b (2.0.0) failed its trial: it used up its boot attempts, bank a "
                      "(1.0.0) runs again");
-    EXPECT_EQ(bootState().next, nal::Bank::a);
+    EXPECT_EQ(bootState().next, node::Bank::a);
     EXPECT_FALSE(bootState().trial);
-    EXPECT_TRUE(bootState().of(nal::Bank::b).whole);
+    EXPECT_TRUE(bootState().of(node::Bank::b).whole);
     ASSERT_EQ(bootState().failed.size(), 1U);
     EXPECT_EQ(bootState().failed[0].version, "2.0.0");
-    EXPECT_EQ(bootState().failed[0].last, nal::TrialFailure::boot);
+    EXPECT_EQ(bootState().failed[0].last, node::TrialFailure::boot);
     EXPECT_EQ(begin(), NalTrial::none);
     EXPECT_EQ(activate(), 0);
     EXPECT_NE(what_.find("bank b holds 2.0.0, which failed its trial"), std::string::npos) << what_;
@@ -102,9 +102,9 @@ TEST_F(Trial, OfABankThatWasDamagedTakesItsRecordAway) {
     open();
     upgradeTo("2.0.0");
     damagePassive();
-    bootInto(nal::Bank::a);
+    bootInto(node::Bank::a);
     EXPECT_EQ(begin(), NalTrial::failed);
-    EXPECT_FALSE(bootState().of(nal::Bank::b).whole);
+    EXPECT_FALSE(bootState().of(node::Bank::b).whole);
     EXPECT_EQ(bootState().failed.at(0).version, "2.0.0");
 }
 
@@ -112,7 +112,7 @@ TEST_F(Trial, PassedOverWithAttemptsLeftSaysNothingAgainstTheVersion) {
     open();
     upgradeTo("2.0.0");
     faults::failFrom(faults::Call::write, 1, EIO);
-    bootInto(nal::Bank::a);
+    bootInto(node::Bank::a);
     faults::clear();
     EXPECT_EQ(begin(), NalTrial::failed);
     EXPECT_EQ(what_, "bank b (2.0.0) was passed over by the boot loader with 3 boot attempts "
@@ -125,12 +125,12 @@ TEST_F(Trial, PassedOverWithAttemptsLeftSaysNothingAgainstTheVersion) {
 TEST_F(Trial, ThatPassedIsNotTakenBackBetweenTheReportAndTheCommit) {
     openWith("attempts = 1\nhealth_command = false\n");
     upgradeTo("2.0.0");
-    bootInto(nal::Bank::b);
+    bootInto(node::Bank::b);
     EXPECT_FALSE(nalIsHealthy());
     EXPECT_TRUE(nalPrepareCommit(what_)) << what_;
     EXPECT_TRUE(nalIsHealthy());
-    EXPECT_TRUE(bootState().isOnTrial(nal::Bank::b));
-    bootInto(nal::Bank::b);
+    EXPECT_TRUE(bootState().isOnTrial(node::Bank::b));
+    bootInto(node::Bank::b);
     EXPECT_EQ(begin(), NalTrial::running);
     EXPECT_TRUE(nalIsHealthy()) << "the health command is not asked again";
     EXPECT_TRUE(nalCommit(what_)) << what_;
@@ -140,12 +140,12 @@ TEST_F(Trial, ThatPassedIsNotTakenBackBetweenTheReportAndTheCommit) {
 TEST_F(Trial, ThatPassesTakesAnEarlierFailureBack) {
     openWith("refuse_after = 2\n");
     upgradeTo("2.0.0");
-    bootInto(nal::Bank::b);
+    bootInto(node::Bank::b);
     ASSERT_TRUE(nalFailTrial(what_)) << what_;
-    bootInto(nal::Bank::a);
+    bootInto(node::Bank::a);
     ASSERT_EQ(bootState().failed.size(), 1U);
     upgradeTo("2.0.0");
-    bootInto(nal::Bank::b);
+    bootInto(node::Bank::b);
     ASSERT_TRUE(nalCommit(what_)) << what_;
     EXPECT_TRUE(bootState().failed.empty());
 }
@@ -153,7 +153,7 @@ TEST_F(Trial, ThatPassesTakesAnEarlierFailureBack) {
 TEST_F(Trial, RebootsOnlySoOftenForABankThatDoesNotCome) {
     open();
     upgradeTo("2.0.0");
-    bootInto(nal::Bank::b);
+    bootInto(node::Bank::b);
     ASSERT_TRUE(nalFailTrial(what_)) << what_;
     for (int reboot = 0; reboot < 3; ++reboot) {
         EXPECT_TRUE(nalMayReboot(what_)) << what_;
@@ -165,26 +165,26 @@ TEST_F(Trial, RebootsOnlySoOftenForABankThatDoesNotCome) {
 TEST_F(Trial, OfANodeWithNothingToFallBackToTakesAnotherImage) {
     open();
     upgradeTo("2.0.0");
-    bootInto(nal::Bank::b);
-    nal::BootState state = bootState();
-    state.of(nal::Bank::a) = nal::BankRecord{};
-    ASSERT_TRUE(nal::writeBootState(statePath_, state, what_));
+    bootInto(node::Bank::b);
+    node::BootState state = bootState();
+    state.of(node::Bank::a) = node::BankRecord{};
+    ASSERT_TRUE(node::writeBootState(statePath_, state, what_));
     EXPECT_EQ(writeAgain("3.0.0"), 0) << what_;
-    EXPECT_TRUE(bootState().isOnTrial(nal::Bank::b));
+    EXPECT_TRUE(bootState().isOnTrial(node::Bank::b));
 }
 
 TEST_F(Trial, ThatIsUnhealthyGoesBackToTheOldBank) {
     openWith("health_command = exit 7\n");
     upgradeTo("2.0.0");
-    bootInto(nal::Bank::b);
+    bootInto(node::Bank::b);
     ASSERT_EQ(begin(), NalTrial::running);
     EXPECT_FALSE(nalCheckHealth(what_));
     EXPECT_EQ(what_, "the health command ended with 7: exit 7");
     EXPECT_TRUE(nalFailTrial(what_)) << what_;
-    bootInto(nal::Bank::a);
+    bootInto(node::Bank::a);
     EXPECT_EQ(passedOver_, "");
     EXPECT_EQ(begin(), NalTrial::none);
-    EXPECT_EQ(bootState().failed.at(0).last, nal::TrialFailure::health);
+    EXPECT_EQ(bootState().failed.at(0).last, node::TrialFailure::health);
 }
 
 TEST_F(Trial, FailsOnlyWhereThereIsABankToFallBackTo) {
@@ -192,34 +192,34 @@ TEST_F(Trial, FailsOnlyWhereThereIsABankToFallBackTo) {
     EXPECT_FALSE(nalFailTrial(what_));
     EXPECT_EQ(what_, "bank a (1.0.0) runs and is not on trial");
     upgradeTo("2.0.0");
-    bootInto(nal::Bank::b);
-    nal::BootState state = bootState();
-    state.of(nal::Bank::a) = nal::BankRecord{};
-    ASSERT_TRUE(nal::writeBootState(statePath_, state, what_));
+    bootInto(node::Bank::b);
+    node::BootState state = bootState();
+    state.of(node::Bank::a) = node::BankRecord{};
+    ASSERT_TRUE(node::writeBootState(statePath_, state, what_));
     EXPECT_FALSE(nalFailTrial(what_));
     EXPECT_EQ(what_, "bank a holds no whole image to fall back to");
-    EXPECT_TRUE(bootState().isOnTrial(nal::Bank::b));
+    EXPECT_TRUE(bootState().isOnTrial(node::Bank::b));
 }
 
 TEST_F(Trial, LeavesTheBankToFallBackToAlone) {
     open();
     upgradeTo("2.0.0");
-    bootInto(nal::Bank::b);
+    bootInto(node::Bank::b);
     const std::string before = readText(in("bank_a"));
     EXPECT_NE(writeAgain("3.0.0"), 0);
     EXPECT_NE(what_.find("bank b runs on trial"), std::string::npos) << what_;
     EXPECT_EQ(activate(), 0);
     EXPECT_NE(what_.find("bank b runs on trial"), std::string::npos) << what_;
     EXPECT_EQ(readText(in("bank_a")), before);
-    EXPECT_TRUE(bootState().of(nal::Bank::a).whole);
+    EXPECT_TRUE(bootState().of(node::Bank::a).whole);
 }
 
 TEST_F(Trial, OfAVersionThatMayFailMoreOftenIsRefusedOnlyThen) {
     openWith("refuse_after = 2\nattempts = 1\n");
     for (const bool refused : {false, true}) {
         upgradeTo("2.0.0");
-        bootInto(nal::Bank::b);
-        bootInto(nal::Bank::a);
+        bootInto(node::Bank::b);
+        bootInto(node::Bank::a);
         ASSERT_EQ(begin(), NalTrial::failed);
         EXPECT_EQ(writeAgain("2.0.0") != 0, refused) << what_;
     }
@@ -233,7 +233,7 @@ TEST_F(Trial, SettledButNotStoredIsSaidAndSettledTheNextTime) {
     open();
     upgradeTo("2.0.0");
     damagePassive();
-    bootInto(nal::Bank::a);
+    bootInto(node::Bank::a);
     faults::failFrom(faults::Call::write, 1, EROFS);
     EXPECT_EQ(begin(), NalTrial::failed);
     EXPECT_NE(what_.find("; this could not be stored: "), std::string::npos) << what_;
@@ -245,11 +245,11 @@ TEST_F(Trial, SettledButNotStoredIsSaidAndSettledTheNextTime) {
 TEST_F(Trial, CommitsAgainWhereTheCommitCouldNotBeStored) {
     open();
     upgradeTo("2.0.0");
-    bootInto(nal::Bank::b);
+    bootInto(node::Bank::b);
     faults::failFrom(faults::Call::write, 1, EIO);
     EXPECT_FALSE(nalCommit(what_));
     faults::clear();
-    EXPECT_TRUE(bootState().isOnTrial(nal::Bank::b));
+    EXPECT_TRUE(bootState().isOnTrial(node::Bank::b));
     EXPECT_TRUE(nalCommit(what_)) << what_;
     EXPECT_FALSE(bootState().trial);
 }
@@ -277,8 +277,8 @@ TEST_F(Trial, IsNotUndoneByTheFallBackInTheRunOfItsActivation) {
     open();
     upgradeTo("2.0.0");
     EXPECT_EQ(nal_fallBackToActiveImage(), 0);
-    EXPECT_TRUE(bootState().isOnTrial(nal::Bank::b));
-    bootInto(nal::Bank::b);
+    EXPECT_TRUE(bootState().isOnTrial(node::Bank::b));
+    bootInto(node::Bank::b);
 }
 
 } // namespace

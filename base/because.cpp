@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+// The reason of a failure, noted where it is known and taken where the failure is told.
+#include "base/because.h"
+
+namespace base {
+namespace {
+
+thread_local base::Reason noted = base::Reason::none;
+
+} // namespace
+
+void because(base::Reason reason) {
+    if (noted == base::Reason::none) {
+        noted = reason;
+    }
+}
+
+bool orBecause(bool done, base::Reason reason) {
+    if (!done) {
+        because(reason);
+    }
+    return done;
+}
+
+void forgetReason() { noted = base::Reason::none; }
+
+base::Reason notedReason(base::Reason otherwise) {
+    return noted == base::Reason::none ? otherwise : noted;
+}
+
+} // namespace base

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+// Files on the node's storage: whole reads, whole writes, replacement in one step.
+#ifndef BASE_FILE_IO_H
+#define BASE_FILE_IO_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <sys/stat.h>
+
+namespace base {
+
+/* Owns a file descriptor; -1 is none. */
+class UniqueFd {
+  public:
+    explicit UniqueFd(int fd = -1) : fd_(fd) {}
+    ~UniqueFd() { reset(); }
+    UniqueFd(UniqueFd &&other) noexcept : fd_(other.release()) {}
+    UniqueFd &operator=(UniqueFd &&other) noexcept;
+    UniqueFd(const UniqueFd &) = delete;
+    UniqueFd &operator=(const UniqueFd &) = delete;
+
+    int get() const { return fd_; }
+    explicit operator bool() const { return fd_ >= 0; }
+    int release();
+    /* False, with errno set, where closing reports a late write error. */
+    bool reset();
+
+  private:
+    int fd_;
+};
+
+/* "what: reason of errno". */
+std::string systemReason(std::string_view what);
+
+/* Fills the buffer unless the file ends first. The bytes read, or -1 with errno set. */
+std::int64_t readFully(int fd, void *buffer, std::size_t size);
+/* Writes every byte, or returns false with errno set. */
+bool writeFully(int fd, const void *bytes, std::size_t size);
+
+/* Reads a regular file of at most `limit` bytes, and never waits for one. False: whatIsWrong is one
+ * line naming the file. */
+bool readWholeFile(const std::string &path, std::size_t limit, std::string &text,
+                   std::string &whatIsWrong);
+
+/*
+ * At most `limit` bytes from the beginning of a regular file, and what the file system tells of it.
+ * Waits for nobody: what a link leads to is not read, nor a pipe or a device. False: errno says
+ * why.
+ */
+bool readPlainFile(const std::string &path, std::size_t limit, std::string &text,
+                   struct stat &status);
+
+/* Of the file; "." where the path is a name alone. */
+std::string directoryOf(const std::string &path);
+
+/* Names that were made, changed or removed beside `path` are on the disk. False: errno says why. */
+bool syncDirectoryOf(const std::string &path);
+
+enum class Replaced {
+    yes,      // the new text is there and survives a power cut
+    no,       // the old file stands as it was
+    uncertain // the new text is there, but may be lost in a power cut
+};
+
+/*
+ * Replaces the file: a temporary file beside it, fsync, rename, fsync of the directory. Anything
+ * but yes: whatIsWrong is one line naming the file.
+ */
+Replaced replaceFile(const std::string &path, std::string_view text, std::string &whatIsWrong);
+
+} // namespace base
+
+#endif

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+// A lock between processes of one user, by a file that nobody else can open.
+#ifndef BASE_LOCK_FILE_H
+#define BASE_LOCK_FILE_H
+
+#include "base/file_io.h"
+
+#include <chrono>
+#include <string>
+
+namespace base {
+
+/*
+ * Held from a taking that succeeded until the object's end. The file is a regular one of this
+ * process's user with mode 0600: what stands there otherwise is replaced, since whoever may open a
+ * file may lock it for ever. Where an older one of ours could be opened by others, its lock is
+ * waited for as well, unless only processes of other users hold it; where it was left by one that
+ * ended, nobody can say whose it is, and after the patience it counts no more.
+ */
+class LockFile {
+  public:
+    enum class Taken {
+        yes,
+        held,    // by another process until the time was over
+        noPlace, // its directory is missing or full, or others own it and what stands there
+        no       // there can be no such file
+    };
+
+    /* Anything but yes: whatIsWrong is one line that says what, where and what to do. */
+    Taken take(const std::string &path, std::chrono::milliseconds patience,
+               std::string &whatIsWrong);
+    void release() { file_.reset(); }
+    /* -1: it is not held. */
+    int descriptor() const { return file_.get(); }
+
+    explicit operator bool() const { return static_cast<bool>(file_); }
+
+  private:
+    Taken fail(const std::string &what, std::string &whatIsWrong);
+
+    UniqueFd file_;
+    UniqueFd older_; // that others could open; whoever of ours waits for it waits on
+};
+
+} // namespace base
+
+#endif

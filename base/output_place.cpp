@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+// Where a file that a person named is to be written.
+#include "base/output_place.h"
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <deque>
+#include <fcntl.h>
+#include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace base {
+namespace {
+
+constexpr int kMaxLinks = 40; // as the kernel follows
+constexpr uid_t kRoot = 0;
+constexpr int kLook = O_PATH | O_NOFOLLOW | O_CLOEXEC;
+
+// From the root directory, or from where this process is.
+UniqueFd beginningOf(const std::string &path) {
+    return UniqueFd(open(path.starts_with('/') ? "/" : ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
+
+void putAhead(const std::string &path, std::deque<std::string> &ahead) {
+    std::deque<std::string> names;
+    std::istringstream text(path);
+    for (std::string name; std::getline(text, name, '/');) {
+        if (!name.empty() && name != ".") {
+            names.push_back(name);
+        }
+    }
+    ahead.insert(ahead.begin(), names.begin(), names.end());
+}
+
+// What the opened link leads to. Empty: errno says why.
+std::string targetOf(const UniqueFd &link) {
+    std::array<char, PATH_MAX> target{};
+    const ssize_t length = readlinkat(link.get(), "", target.data(), target.size());
+    return {target.data(), length < 0 ? 0 : static_cast<std::size_t>(length)};
+}
+
+class Search {
+  public:
+    explicit Search(const std::string &path) : path_(path), at_(beginningOf(path)) {
+        putAhead(path, ahead_);
+    }
+
+    bool run(OutputPlace &place, std::string &whatIsWrong) {
+        while (at_ && !ahead_.empty()) {
+            const std::string name = ahead_.front();
+            ahead_.pop_front();
+            UniqueFd next(openat(at_.get(), name.c_str(), kLook));
+            struct stat status {};
+            if (next ? fstat(next.get(), &status) != 0 : errno != ENOENT || !ahead_.empty()) {
+                break;
+            }
+            if (next && S_ISLNK(status.st_mode)) {
+                if (!follow(next, status.st_uid, name, whatIsWrong)) {
+                    return false;
+                }
+                continue;
+            }
+            if (ahead_.empty()) {
+                return take(place, name, !next || S_ISREG(status.st_mode), whatIsWrong);
+            }
+            at_ = std::move(next);
+        }
+        if (at_ && ahead_.empty() && errno == 0) {
+            return isNoFile(whatIsWrong);
+        }
+        whatIsWrong = systemReason(path_ + ": cannot be written") + "; check its directory";
+        return false;
+    }
+
+  private:
+    bool follow(const UniqueFd &link, uid_t owner, const std::string &name,
+                std::string &whatIsWrong) {
+        if (owner != kRoot && owner != geteuid()) {
+            whatIsWrong = path_ + ": leads through a link of another user (" + name + ", owner " +
+                          std::to_string(owner) + "); name the file that you mean";
+            return false;
+        }
+        const std::string target = targetOf(link);
+        if (target.empty() || ++links_ > kMaxLinks) {
+            whatIsWrong = path_ + ": leads through a link that leads nowhere (" + name +
+                          "); name the file that you mean";
+            return false;
+        }
+        if (target.starts_with('/')) {
+            at_ = beginningOf(target);
+        }
+        putAhead(target, ahead_);
+        return true;
+    }
+
+    bool take(OutputPlace &place, const std::string &name, bool isFile, std::string &whatIsWrong) {
+        if (!isFile) {
+            return isNoFile(whatIsWrong);
+        }
+        place.directory = std::move(at_);
+        place.name = name;
+        return true;
+    }
+
+    bool isNoFile(std::string &whatIsWrong) const {
+        whatIsWrong = path_ + ": is no regular file and is not replaced by one; name another";
+        return false;
+    }
+
+    const std::string &path_;
+    std::deque<std::string> ahead_;
+    UniqueFd at_;
+    int links_ = 0;
+};
+
+} // namespace
+
+std::string OutputPlace::path() const {
+    return "/proc/self/fd/" + std::to_string(directory.get()) + "/" + name;
+}
+
+bool findOutputPlace(const std::string &path, OutputPlace &place, std::string &whatIsWrong) {
+    errno = 0;
+    return Search(path).run(place, whatIsWrong);
+}
+
+} // namespace base

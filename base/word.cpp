@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+// What the agent's status words mean.
+#include "base/word.h"
+
+#include "otaSwAgent/status_words.h"
+
+#include <algorithm>
+
+namespace base {
+namespace {
+
+constexpr WordRow kRows[] = {
+#define WORD(word, meaning, remedy) {word, meaning, remedy},
+#include "base/word.def"
+#undef WORD
+};
+
+} // namespace
+
+std::span<const WordRow> statusWords() { return kRows; }
+
+const WordRow *rowOfWord(std::string_view word) {
+    const auto *const found = std::find_if(std::begin(kRows), std::end(kRows),
+                                           [&](const WordRow &row) { return word == row.word; });
+    return found == std::end(kRows) ? nullptr : found;
+}
+
+std::string wordsAsMarkdown() {
+    std::string table = "| Status word | It means | What to do |\n|---|---|---|\n";
+    for (const WordRow &row : kRows) {
+        table += std::string("| `") + row.word + "` | " + row.meaning + " | " + row.remedy + " |\n";
+    }
+    return table;
+}
+
+} // namespace base

@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: MIT
+// A bank as a device: its size, its bytes, and what was really stored.
+#include "node/bank_device.h"
+
+#include "node/read_back.h"
+
+#include <ctime>
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+
+namespace node {
+namespace {
+
+// Fills in the status of a bank that can be used; else adds why it cannot.
+bool lookAtBank(const Config &config, Bank bank, struct stat &status,
+                std::vector<BankMistake> &mistakes) {
+    const std::string &path = config.bankPath(bank);
+    std::string whatIsWrong;
+    std::uint64_t size = 0;
+    const base::UniqueFd device = openBank(path, O_RDONLY, size, whatIsWrong);
+    if (!device || fstat(device.get(), &status) != 0) {
+        mistakes.push_back({bankName(bank), "cannot be used: " + whatIsWrong});
+        return false;
+    }
+    if (S_ISBLK(status.st_mode)) {
+        return true;
+    }
+    if (config.bankSize == 0) {
+        mistakes.push_back({"size", "is missing: expected a size, since " + path + " is a file"});
+        return false;
+    }
+    if (size != config.bankSize) {
+        mistakes.push_back({bankName(bank), "cannot be used: " + path + " has " +
+                                                std::to_string(size) + " bytes: expected the " +
+                                                std::to_string(config.bankSize) +
+                                                " of [banks] size"});
+        return false;
+    }
+    return true;
+}
+
+bool isSameDevice(const struct stat &one, const struct stat &other) {
+    if (S_ISBLK(one.st_mode) && S_ISBLK(other.st_mode)) {
+        return one.st_rdev == other.st_rdev;
+    }
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+// The last bank that this process read back as a whole; the path is empty where there is none.
+struct LastReadBack {
+    std::string path;
+    BankRecord record;
+    struct stat status {};
+    timespec at{}; // since the boot
+};
+LastReadBack lastReadBack;
+
+constexpr time_t kCallOfTheAgent = 5; // seconds between the two banks calls of one, at most
+
+timespec clockNow(clockid_t clock) {
+    timespec now{};
+    clock_gettime(clock, &now);
+    return now;
+}
+
+bool isBefore(const timespec &one, const timespec &other) {
+    return one.tv_sec != other.tv_sec ? one.tv_sec < other.tv_sec : one.tv_nsec < other.tv_nsec;
+}
+
+bool isSameTime(const timespec &one, const timespec &other) {
+    return !isBefore(one, other) && !isBefore(other, one);
+}
+
+bool isSameRecord(const BankRecord &one, const BankRecord &other) {
+    return one.whole && other.whole && one.version == other.version && one.size == other.size &&
+           one.sha256 == other.sha256;
+}
+
+} // namespace
+
+std::vector<BankMistake> bankMistakes(const Config &config) {
+    std::vector<BankMistake> mistakes;
+    struct stat a {};
+    struct stat b {};
+    const bool bothThere = !config.bankPath(Bank::a).empty() && !config.bankPath(Bank::b).empty();
+    if (!bothThere) { // said by whoever read the configuration
+        return mistakes;
+    }
+    const bool aIsUsable = lookAtBank(config, Bank::a, a, mistakes);
+    const bool bIsUsable = lookAtBank(config, Bank::b, b, mistakes);
+    if (aIsUsable && bIsUsable && isSameDevice(a, b)) {
+        mistakes.push_back(
+            {bankName(Bank::b), "cannot be used: " + config.bankPath(Bank::b) +
+                                    " is bank a under another name: expected a bank of "
+                                    "its own"});
+    }
+    return mistakes;
+}
+
+base::UniqueFd openBank(const std::string &path, int access, std::uint64_t &size,
+                        std::string &whatIsWrong) {
+    base::UniqueFd device(open(path.c_str(), access | O_CLOEXEC));
+    struct stat status {};
+    if (!device || fstat(device.get(), &status) != 0) {
+        whatIsWrong = base::systemReason("the bank " + path + " cannot be opened");
+        return base::UniqueFd();
+    }
+    if (S_ISREG(status.st_mode)) {
+        size = static_cast<std::uint64_t>(status.st_size);
+        return device;
+    }
+    if (S_ISBLK(status.st_mode) && ioctl(device.get(), BLKGETSIZE64, &size) == 0) {
+        return device;
+    }
+    whatIsWrong = "the bank " + path + " is neither a file nor a block device that tells its size";
+    return base::UniqueFd();
+}
+
+bool readBackDigest(const std::string &path, std::uint64_t size, std::string &sha256,
+                    std::string &whatIsWrong) {
+    std::uint64_t bankSize = 0;
+    base::UniqueFd device = openBank(path, O_RDONLY, bankSize, whatIsWrong);
+    if (!device) {
+        return false;
+    }
+    ReadBack readBack(std::move(device), path, size, size);
+    if (!readBack.start(whatIsWrong)) {
+        return false;
+    }
+    readBack.synced(size);
+    if (!readBack.finish(whatIsWrong)) {
+        return false;
+    }
+    sha256 = readBack.sums().whole();
+    return true;
+}
+
+BankBytes compareBank(const BankRecord &record, const std::string &path, std::string &whatIsWrong) {
+    if (readBackStillHolds(record, path)) {
+        return BankBytes::recorded;
+    }
+    std::string stored;
+    if (!readBackDigest(path, record.size, stored, whatIsWrong)) {
+        return BankBytes::unreadable;
+    }
+    if (stored == record.sha256) {
+        return BankBytes::recorded;
+    }
+    whatIsWrong = "the image in the bank " + path +
+                  " is damaged, its SHA-256 sum is not the recorded one; write it again";
+    return BankBytes::different;
+}
+
+void forgetReadBack() { lastReadBack.path.clear(); }
+
+void rememberReadBack(const BankRecord &record, const std::string &path) {
+    forgetReadBack();
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        return;
+    }
+    // A change within the same tick of the kernel's clock would leave the file's times as they are.
+    if (S_ISREG(status.st_mode) && !isBefore(status.st_ctim, clockNow(CLOCK_REALTIME_COARSE))) {
+        return;
+    }
+    lastReadBack = {path, record, status, clockNow(CLOCK_BOOTTIME)};
+}
+
+bool readBackStillHolds(const BankRecord &record, const std::string &path) {
+    const struct stat &then = lastReadBack.status;
+    struct stat now {};
+    if (lastReadBack.path != path || path.empty() || !isSameRecord(lastReadBack.record, record) ||
+        stat(path.c_str(), &now) != 0 || !isSameDevice(then, now)) {
+        return false;
+    }
+    if (S_ISREG(now.st_mode)) {
+        return now.st_size == then.st_size && isSameTime(now.st_mtim, then.st_mtim) &&
+               isSameTime(now.st_ctim, then.st_ctim);
+    }
+    return clockNow(CLOCK_BOOTTIME).tv_sec - lastReadBack.at.tv_sec < kCallOfTheAgent;
+}
+
+} // namespace node

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+// What the host tells its supervisor of the banks: only the host opens the boot state.
+#include "node/bank_note.h"
+
+#include "base/message.h"
+#include "node/boot_state_text.h"
+
+namespace node {
+namespace {
+
+constexpr const char *kState = "state";
+constexpr const char *kFailed = "failed";
+
+} // namespace
+
+// As variables of the boot loader, which have a strict reader already.
+base::Json bankNote(const node::BootPlace &place) {
+    base::Json note = base::message({{"note", "banks"}});
+    node::BootState state;
+    std::string whatIsWrong;
+    if (!node::readBootState(place, state, whatIsWrong)) {
+        cJSON_AddStringToObject(note.get(), kFailed, whatIsWrong.c_str());
+        return note;
+    }
+    cJSON *const variables = cJSON_AddObjectToObject(note.get(), kState);
+    for (const auto &[name, value] : node::formatBootState(state)) {
+        cJSON_AddStringToObject(variables, name.c_str(), value.c_str());
+    }
+    return note;
+}
+
+bool takeBankNote(const cJSON *note, node::BootState &state, std::string &whatIsWrong) {
+    const cJSON *const variables = cJSON_GetObjectItemCaseSensitive(note, kState);
+    if (variables == nullptr) {
+        whatIsWrong = base::textOf(note, kFailed);
+        return false;
+    }
+    node::BootVariables given;
+    for (const cJSON *one = variables->child; one != nullptr; one = one->next) {
+        if (cJSON_IsString(one) != 0 && *one->valuestring != '\0') {
+            given[one->string] = one->valuestring;
+        }
+    }
+    return node::parseBootState("the host's note of the banks", given, state, whatIsWrong);
+}
+
+} // namespace node

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+// The node's configuration file, checked: one INI file for every process of the node.
+#ifndef NODE_CONFIG_H
+#define NODE_CONFIG_H
+
+#include "node/boot_state.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace node {
+
+struct Config {
+    // [node]
+    std::string model;
+    std::string serial;
+    std::string workMode;
+    std::string workRole;
+    int onboarding = 0;
+    std::string preferredActivationTime;
+
+    // [paths]
+    std::string tmpDirectory;
+    std::string configsDirectory;
+    std::string logsDirectory;
+    std::string caCertificate;
+
+    // [banks]
+    std::array<std::string, 2> bankPaths;
+    std::uint64_t bankSize = 0; // 0: not given
+    BootPlace bootState;
+
+    // [trial]
+    int trialAttempts = 3;
+    std::string healthCommand;   // for the shell; empty: none, every boot is a healthy one
+    int healthLimitSeconds = 60; // until the command counts as failed
+    int refuseAfterTrials = 1;   // failed trials of one version; 0: never refused
+
+    // [images]
+    bool signatureRequired = true;
+    std::string signerAuthority; // certificate file; empty: no signature can be checked
+
+    // [service]
+    std::string stateDirectory; // never empty; need not exist
+    bool allowPlainHttp = false;
+    std::string lowestVersion; // empty: none
+    std::uint64_t historySize = 256 * 1024;
+    int historyFiles = 4;
+
+    // [root]
+    std::string rootHost; // empty: the node has no root
+    int rootPort = 8883;
+    std::string rootCaCertificate;
+    std::string rootCertificate; // empty together with rootKey
+    std::string rootKey;
+    std::string rootTopic = "otaSwAgent";
+
+    /* A file that tells two processes of one node from each other. */
+    std::string lockPath() const;
+
+    const std::string &bankPath(Bank bank) const {
+        return bankPaths.at(static_cast<std::size_t>(bank));
+    }
+    /* The settings that were changed at run time (settings_overlay.h). */
+    std::string overlayPath() const { return stateDirectory + "/settings.ini"; }
+};
+
+/* Reads the bytes of the file. False: whatIsWrong is one line naming it. */
+bool readConfigText(const std::string &path, std::string &text, std::string &whatIsWrong);
+
+/*
+ * Fills the configuration from the text; nothing that it names is looked at. False: the
+ * configuration is untouched and whatIsWrong is one line with the file, the line where there is
+ * one, and what was expected.
+ */
+bool parseConfig(const std::string &path, const std::string &text, Config &config,
+                 std::string &whatIsWrong);
+
+/*
+ * Reads and parses the file, and looks at what it names: directories, banks, certificates. Takes no
+ * lock and changes nothing. False: as parseConfig, with the first mistake.
+ */
+bool checkConfigFile(const std::string &path, Config &config, std::string &whatIsWrong);
+
+/*
+ * The same, every mistake on a line of its own; empty where there is none. Where a start finds
+ * none, also what would make every upgrade fail: a boot state, certificate or program that cannot
+ * be used. warnings may be null; it takes a line for each value that is probably not meant, for
+ * each of the first twenty keys that are not known, and one for the others. That is no mistake: a
+ * configuration outlives releases of the service in both directions.
+ */
+std::vector<std::string> configMistakes(const std::string &path,
+                                        std::vector<std::string> *warnings = nullptr);
+
+} // namespace node
+
+#endif

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+// What the service starts with and no upgrade succeeds with: looked at before, not when it fails.
+#ifndef NODE_CONFIG_OBSTACLES_H
+#define NODE_CONFIG_OBSTACLES_H
+
+#include "node/boot_environment.h"
+
+#include <string>
+#include <string_view>
+
+namespace node {
+
+/* Each: what is wrong, behind the name of the key; empty where nothing is. They change nothing. */
+std::string whyNoBootState(const BootPlace &place);
+/* Of a program named by its path. */
+std::string whyNoProgram(const std::string &path);
+/* Of certificates in PEM. */
+std::string whyNoCertificates(const std::string &path);
+/* The service makes the directory itself, but none above it. */
+std::string whyNoStateDirectory(const std::string &path);
+
+/*
+ * A value that may be meant and probably is not: another mode or role than the agent knows, quotes,
+ * a comment that is none. Half a sentence behind the name of the key, or empty.
+ */
+std::string oddValue(std::string_view key, const std::string &value);
+
+} // namespace node
+
+#endif

@@ -1,0 +1,234 @@
+// SPDX-License-Identifier: MIT
+// The manifest at the end of an image file: what the image says about itself.
+#include "node/image_manifest.h"
+
+#include "base/because.h"
+#include "base/file_io.h"
+#include "base/version_order.h"
+#include "node/digest.h"
+
+#include <algorithm>
+#include <charconv>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace node {
+namespace {
+
+constexpr std::string_view kPlainMagic = "OTAMANI1";
+constexpr std::string_view kSignedMagic = "OTASIGN1";
+constexpr std::size_t kFooterSize = 16;
+constexpr std::size_t kLengthOffset = 8;
+constexpr std::size_t kLengthSize = 4;
+constexpr std::size_t kMaxTrailer = kMaxSignature;
+constexpr std::size_t kMaxModel = 31;
+
+bool isPrintable(char character) { return character >= ' ' && character <= '~'; }
+
+// The agent puts a version into a file name and a shell command.
+bool isVersion(std::string_view text) {
+    constexpr std::string_view kCharacters =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._+-";
+    return !text.empty() && text.size() <= base::kLongestVersion &&
+           text.find_first_not_of(kCharacters) == std::string_view::npos;
+}
+
+bool isModel(std::string_view text) {
+    return !text.empty() && text.size() <= kMaxModel &&
+           std::all_of(text.begin(), text.end(), isPrintable) && text.front() != ' ' &&
+           text.back() != ' ';
+}
+
+const std::string kGetAgain = "; get the image again";
+
+bool readAt(int image, std::uint64_t offset, std::string &bytes) {
+    return lseek(image, static_cast<off_t>(offset), SEEK_SET) >= 0 &&
+           base::readFully(image, bytes.data(), bytes.size()) ==
+               static_cast<std::int64_t>(bytes.size());
+}
+
+// The trailer's length, or 0 where these 16 bytes are no footer.
+std::size_t trailerLength(const std::string &footer) {
+    if ((!footer.starts_with(kPlainMagic) && !footer.starts_with(kSignedMagic)) ||
+        footer.substr(kLengthOffset + kLengthSize).find_first_not_of('\0') != std::string::npos) {
+        return 0;
+    }
+    std::size_t length = 0;
+    for (std::size_t i = 0; i < kLengthSize; ++i) {
+        const auto byte = static_cast<unsigned char>(footer[kLengthOffset + i]);
+        length |= static_cast<std::size_t>(byte) << (8 * i);
+    }
+    return length;
+}
+
+std::string footerOf(std::string_view magic, std::size_t length) {
+    std::string footer(magic);
+    for (std::size_t i = 0; i < kLengthSize; ++i) {
+        footer.push_back(static_cast<char>((length >> (8 * i)) & 0xFFU));
+    }
+    footer.resize(kFooterSize, '\0');
+    return footer;
+}
+
+// The value of the one line with this name; empty where there is none or more than one.
+std::string_view lineValue(std::string_view text, std::string_view name) {
+    std::string_view value;
+    bool found = false;
+    while (!text.empty()) {
+        const std::size_t end = text.find('\n');
+        const std::string_view line = text.substr(0, end);
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+        if (line.starts_with(name) && line.substr(name.size()).starts_with('=')) {
+            value = found ? std::string_view() : line.substr(name.size() + 1);
+            found = true;
+        }
+    }
+    return value;
+}
+
+bool parseManifest(std::string_view text, ImageManifest &manifest, std::string &whatIsWrong) {
+    const std::string_view size = lineValue(text, "size");
+    manifest.version = lineValue(text, "version");
+    manifest.model = lineValue(text, "model");
+    manifest.payloadSha256 = lineValue(text, "sha256");
+    const auto parsed =
+        std::from_chars(size.data(), size.data() + size.size(), manifest.payloadSize);
+    if (!isVersion(manifest.version)) {
+        whatIsWrong = "its manifest has no usable version (1 to 30 of A-Z a-z 0-9 . _ + -)";
+    } else if (!isModel(manifest.model)) {
+        whatIsWrong = "its manifest has no usable model (1 to 31 printable characters)";
+    } else if (size.empty() || parsed.ec != std::errc() || parsed.ptr != size.end()) {
+        whatIsWrong = "its manifest has no usable size";
+    } else if (!isSha256Text(manifest.payloadSha256)) {
+        whatIsWrong = "its manifest has no usable sha256";
+    } else {
+        return true;
+    }
+    return false;
+}
+
+struct Trailer {
+    bool isSigned = false;
+    std::string bytes;
+    std::uint64_t payloadSize = 0; // of what lies before it
+};
+
+bool readTrailer(int image, std::uint64_t fileSize, Trailer &trailer, std::string &whatIsWrong) {
+    std::string footer(kFooterSize, '\0');
+    if (fileSize < kFooterSize || !readAt(image, fileSize - kFooterSize, footer)) {
+        whatIsWrong = "it is cut: there is no room for a manifest" + kGetAgain;
+        return false;
+    }
+    const std::size_t length = trailerLength(footer);
+    if (length == 0 || length > kMaxTrailer || length > fileSize - kFooterSize) {
+        whatIsWrong = "it is cut or no image: it does not end in a manifest" + kGetAgain;
+        return false;
+    }
+    trailer.isSigned = footer.starts_with(kSignedMagic);
+    trailer.bytes.assign(length, '\0');
+    trailer.payloadSize = fileSize - kFooterSize - length;
+    if (!readAt(image, trailer.payloadSize, trailer.bytes)) {
+        whatIsWrong = base::systemReason("its manifest cannot be read") + kGetAgain;
+        return false;
+    }
+    return true;
+}
+
+// The manifest's text, from a trailer that the trust lets pass.
+bool openTrailer(const Trailer &trailer, const ImageTrust &trust, std::string &text,
+                 ImageManifest &manifest, std::string &whatIsWrong) {
+    if (!trailer.isSigned) {
+        text = trailer.bytes;
+        if (trust.signatureRequired) {
+            whatIsWrong = "it is not signed; have it signed (otactl sign)";
+            base::because(base::Reason::notSigned);
+        }
+        return !trust.signatureRequired;
+    }
+    if (trust.authority.empty() && !trust.signatureRequired) {
+        return peekSignedManifest(trailer.bytes, text, manifest.signer, whatIsWrong);
+    }
+    manifest.signerChecked =
+        openSignedManifest(trailer.bytes, trust.authority, text, manifest.signer, whatIsWrong);
+    return manifest.signerChecked;
+}
+
+bool readManifest(int image, std::uint64_t fileSize, const ImageTrust &trust,
+                  ImageManifest &manifest, std::string &whatIsWrong) {
+    Trailer trailer;
+    std::string text;
+    if (!readTrailer(image, fileSize, trailer, whatIsWrong) ||
+        !openTrailer(trailer, trust, text, manifest, whatIsWrong)) {
+        return false;
+    }
+    if (!parseManifest(text, manifest, whatIsWrong)) {
+        whatIsWrong += kGetAgain;
+        return false;
+    }
+    if (manifest.payloadSize != trailer.payloadSize) {
+        whatIsWrong = "its manifest announces " + std::to_string(manifest.payloadSize) +
+                      " bytes of payload, there are " + std::to_string(trailer.payloadSize) +
+                      kGetAgain;
+        return false;
+    }
+    return true;
+}
+
+bool formatManifest(const ImageManifest &manifest, std::string &text, std::string &whatIsWrong) {
+    text = "version=" + manifest.version + "\nmodel=" + manifest.model +
+           "\nsize=" + std::to_string(manifest.payloadSize) + "\nsha256=" + manifest.payloadSha256 +
+           "\n";
+    ImageManifest readBack;
+    if (!parseManifest(text, readBack, whatIsWrong)) {
+        whatIsWrong = "version \"" + manifest.version + "\", model \"" + manifest.model +
+                      "\": " + whatIsWrong + "; give others";
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+bool readImageManifest(int image, const std::string &path, const ImageTrust &trust,
+                       ImageManifest &manifest, std::uint64_t &imageSize,
+                       std::string &whatIsWrong) {
+    struct stat status {};
+    if (fstat(image, &status) != 0 || !S_ISREG(status.st_mode)) {
+        whatIsWrong = path + ": the image is not a regular file; give an image file";
+        return false;
+    }
+    const auto fileSize = static_cast<std::uint64_t>(status.st_size);
+    std::string reason;
+    ImageManifest read;
+    if (!readManifest(image, fileSize, trust, read, reason)) {
+        whatIsWrong = path + ": the image cannot be used, " + reason;
+        return false;
+    }
+    manifest = read;
+    imageSize = fileSize;
+    return true;
+}
+
+bool formatImageTrailer(const ImageManifest &manifest, std::string &trailer,
+                        std::string &whatIsWrong) {
+    std::string text;
+    if (!formatManifest(manifest, text, whatIsWrong)) {
+        return false;
+    }
+    trailer = text + footerOf(kPlainMagic, text.size());
+    return true;
+}
+
+bool formatSignedTrailer(const ImageManifest &manifest, const SigningFiles &files,
+                         std::string &trailer, std::string &whatIsWrong) {
+    std::string text;
+    std::string cms;
+    if (!formatManifest(manifest, text, whatIsWrong) ||
+        !signManifest(text, files, cms, whatIsWrong)) {
+        return false;
+    }
+    trailer = cms + footerOf(kSignedMagic, cms.size());
+    return true;
+}
+
+} // namespace node

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+// The manifest at the end of an image file: what the image says about itself, and who signed it.
+#ifndef NODE_IMAGE_MANIFEST_H
+#define NODE_IMAGE_MANIFEST_H
+
+#include "node/signature.h"
+
+#include <cstdint>
+#include <string>
+
+namespace node {
+
+/*
+ * An image file is the payload (a squashfs), the trailer and a footer of 16 bytes. The manifest is
+ * lines "name=value"; a reader skips names that it does not know. The footer is a magic of 8 bytes,
+ * the trailer's length as 4 bytes little-endian and 4 zero bytes. Magic "OTAMANI1": the trailer is
+ * the manifest. Magic "OTASIGN1": it is a CMS SignedData (signature.h) that holds the manifest.
+ */
+struct ImageManifest {
+    std::string version;           // 1 to 30 of the characters A-Z a-z 0-9 . _ + -
+    std::string model;             // 1 to 31 printable characters
+    std::uint64_t payloadSize = 0; // bytes
+    std::string payloadSha256;     // 64 lower-case hexadecimal digits
+    std::string signer{};          // subject of the signer's certificate; empty: unsigned
+    bool signerChecked = false;    // the signer chains to the authority of the trust
+};
+
+/*
+ * Reads the manifest of an open image file, compares the sizes and checks the signature as the
+ * trust asks; the payload itself is not read. Where no signature is required, an unsigned image is
+ * taken, and a signed one with signerChecked false where the trust has no authority: a damaged
+ * manifest is refused even then.
+ * False: whatIsWrong is one line naming `path`. imageSize: payload, trailer and footer.
+ */
+bool readImageManifest(int image, const std::string &path, const ImageTrust &trust,
+                       ImageManifest &manifest, std::uint64_t &imageSize, std::string &whatIsWrong);
+
+/*
+ * What follows the payload, footer included. Signer and size of the trailer are not looked at.
+ * False: a text of the manifest cannot be used, or, for a signed one, a file of the signer.
+ */
+bool formatImageTrailer(const ImageManifest &manifest, std::string &trailer,
+                        std::string &whatIsWrong);
+bool formatSignedTrailer(const ImageManifest &manifest, const SigningFiles &files,
+                         std::string &trailer, std::string &whatIsWrong);
+
+} // namespace node
+
+#endif

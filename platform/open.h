@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+// The way in for the host: gives the node library its configuration.
+#ifndef PLATFORM_OPEN_H
+#define PLATFORM_OPEN_H
+
+#include <string>
+
+/*
+ * Reads the configuration file (see node.conf.example) and checks the directories, the banks and
+ * the boot state it names, and keeps the node to this process: it holds a lock on a file beside the
+ * boot state. A damaged copy of the boot state is written anew from the other one, and said. Call
+ * it once, before any call of platform/nal.h. False: the node cannot run and whatIsWrong is one
+ * line that says what, where and what to do.
+ */
+bool nalOpen(const char *configPath, std::string &whatIsWrong);
+
+#endif

@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+// Who wants to know why the node did not do what the agent asked of it is told.
+#ifndef PLATFORM_REASON_HOOK_H
+#define PLATFORM_REASON_HOOK_H
+
+#include "base/reason.h"
+
+#include <string>
+
+/*
+ * Called on the agent's thread behind each write or activation that failed, with one line. One at a
+ * time; null, as at the beginning: none.
+ */
+void nalOnReason(void (*told)(base::Reason reason, const std::string &whatIsWrong));
+
+#endif

@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: MIT
+// The daemon: its parts in the order in which they need each other, and its run.
+#include "service/daemon.h"
+
+#include <csignal>
+#include <sys/epoll.h>
+#include <systemd/sd-daemon.h>
+#include <utility>
+
+namespace service {
+namespace {
+
+constexpr std::int64_t kMsPerSecond = 1000;
+
+} // namespace
+
+Daemon::Daemon(sd_event *loop, Options options, const node::Config &config)
+    : loop_(loop), options_(std::move(options)), config_(config),
+      book_(disk_, config_.stateDirectory + "/requests.json"),
+      history_(disk_, config_.stateDirectory + "/history.jsonl", config_.historySize,
+               config_.historyFiles, logError),
+      settings_(config_, disk_),
+      timers_(loop, [this](const std::string &name) { jobs_.timerRanOut(name); }),
+      board_(loop, config_, book_, timers_, [this] { bus_.statusChanged(); }),
+      bus_(loop, options_.bus, *this), eventLog_(loop, history_, board_, bus_),
+      root_(loop, config_, bus_, board_, eventLog_),
+      jobs_(
+          {loop, config_, options_.bootId, book_, eventLog_, board_, bus_, timers_,
+           options_.rebootPatience},
+          {options_.host, options_.library, options_.config},
+          {[this](const cJSON &message) { hostCalls_.take(message); }, [this] { root_.follow(); }}),
+      hostCalls_(jobs_, eventLog_, bus_, root_, timers_),
+      front_({config_, book_, board_, bus_, history_, eventLog_, jobs_, settings_, root_}),
+      diskDone_(loop, disk_.fd(), EPOLLIN, [this](std::uint32_t) { disk_.dispatch(); }),
+      busIsLate_(loop, [this] { goOnWithoutBus(); }) {}
+
+bool Daemon::start() {
+    loadWhatWasKept();
+    std::string whatIsWrong;
+    watchTheBus();
+    if (!bus_.start(whatIsWrong)) {
+        logError(whatIsWrong);
+        return false;
+    }
+    HistoryLine line;
+    line.event = "service-started";
+    eventLog_.tell(line);
+    busIsLate_.setInMs(options_.busPatience.count());
+    return true;
+}
+
+int Daemon::run() {
+    const Signalled terminated(loop_, SIGTERM, [this] { end(0); });
+    const Signalled interrupted(loop_, SIGINT, [this] { end(0); });
+    // The loop itself answers the watchdog: a daemon that hangs is started anew.
+    sd_event_set_watchdog(loop_, 1);
+    return start() ? sd_event_loop(loop_) : base::rowOf(base::Outcome::wrongUse).code;
+}
+
+void Daemon::loadWhatWasKept() {
+    TicketsTold tickets;
+    std::string whatIsWrong;
+    history_.load([&tickets](const std::string &line) { tickets.take(line); });
+    if (!settings_.load(whatIsWrong)) {
+        logError(whatIsWrong);
+    }
+    board_.setSettings(settings_.inForce());
+    loadBook(tickets);
+    board_.setReport(book_.ledger().lastWord, book_.ledger().lastRecord);
+    recallReasons();
+}
+
+// A ledger that gave no ticket yet is not the one that the history tells of.
+void Daemon::loadBook(const TicketsTold &tickets) {
+    base::Cause whatIsWrong;
+    if (!book_.load(whatIsWrong)) {
+        HistoryLine line;
+        line.event = "state-damaged";
+        line.outcome = base::Outcome::failed;
+        line.reasonCode = whatIsWrong.reason;
+        line.reason = whatIsWrong.sentence;
+        line.next = base::rowOf(whatIsWrong.reason).remedy;
+        eventLog_.tell(line);
+    } else if (book_.ledger().nextTicket == 1) {
+        whatIsWrong = {base::Reason::stateDamaged, book_.path() + " is missing"};
+    }
+    if (book_.ledger().nextTicket == 1) {
+        jobs_.bookLost(tickets, whatIsWrong);
+    }
+    jobs_.bookLoaded();
+}
+
+// How the last request ended, and why the one that stands waits, is in the history alone.
+void Daemon::recallReasons() {
+    const std::optional<WaitingOffer> &standing = book_.ledger().standing;
+    for (const std::string &line : history_.newest(History::kNewest)) {
+        if (const auto end = base::endOfLine(line.c_str())) {
+            board_.setLastEnd(*end);
+        }
+        const base::Told told = base::toldIn(line.c_str());
+        if (standing && told.event == base::kAttemptFailed &&
+            told.end.ticket == standing->offer.ticket) {
+            board_.setWaitReason(told.end.reasonCode, told.end.reason);
+        }
+    }
+}
+
+void Daemon::watchTheBus() {
+    bus_.onEvents({.connected = [this] { nameTaken(); },
+                   .lost = [](const std::string &why) { logError(why); },
+                   .refused =
+                       [this](const std::string &whatIsWrong) {
+                           logError(whatIsWrong);
+                           end(base::rowOf(base::Outcome::failed).code);
+                       }});
+}
+
+// Whoever waits for the service can call it from now on.
+void Daemon::nameTaken() {
+    tellReady("STATUS=answers on the bus");
+    bus_.statusChanged();
+    startWork();
+}
+
+// A node that nobody hears must still prove and commit what it booted.
+void Daemon::goOnWithoutBus() {
+    HistoryLine line;
+    line.event = "bus-missing";
+    line.outcome = base::Outcome::failed;
+    line.reasonCode = base::Reason::busMissing;
+    line.reason = "the message bus did not answer in " +
+                  std::to_string(options_.busPatience.count() / kMsPerSecond) +
+                  " s; the agent starts without it, and nobody hears its reports";
+    line.next = "look for the bus; it is tried again every second";
+    eventLog_.tell(line);
+    tellReady("STATUS=works without the message bus, which is tried again");
+    startWork();
+}
+
+// The agent reports at once, and so may other nodes: before the bus answers, nobody hears it.
+void Daemon::startWork() {
+    if (!std::exchange(works_, true)) {
+        busIsLate_.cancel();
+        root_.follow();
+        jobs_.start();
+    }
+}
+
+void Daemon::tellReady(const char *state) {
+    sd_notify(0, state);
+    if (!std::exchange(ready_, true)) {
+        sd_notify(0, "READY=1");
+    }
+}
+
+void Daemon::end(int exitCode) {
+    sd_notify(0, "STOPPING=1");
+    sd_event_exit(loop_, exitCode);
+}
+
+void Daemon::offerImage(std::string descriptor, guard::OfferFlags flags, Answer answer) {
+    front_.offerImage(descriptor, flags, answer);
+}
+
+void Daemon::triggerMobileApp(int newswavailflag, Answer answer) {
+    front_.triggerMobileApp(newswavailflag, answer);
+}
+
+void Daemon::setActivationTime(std::string record, Answer answer) {
+    front_.setActivationTime(record, answer);
+}
+
+void Daemon::cancel(std::uint64_t ticket, Answer answer) {
+    jobs_.cancel(ticket, std::move(answer));
+}
+
+void Daemon::commit(Answer answer) { front_.commit(answer); }
+
+void Daemon::forget(std::string version, Answer answer) { front_.forget(version, answer); }
+
+void Daemon::changeSetting(std::string name, std::string value, Answer answer) {
+    front_.changeSetting(name, value, answer);
+}
+
+std::vector<std::string> Daemon::history(std::uint32_t count) { return history_.newest(count); }
+
+std::vector<std::pair<std::string, std::string>> Daemon::explain() { return front_.explain(); }
+
+const NodeStatus &Daemon::status() { return board_.status(); }
+
+} // namespace service

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+// The settings that change at run time: the configuration's, and over them those kept on disk.
+#include "service/node_settings.h"
+
+#include <string>
+
+namespace service {
+namespace {
+
+std::optional<std::string> &fieldOf(node::Overlay &overlay, guard::Setting setting) {
+    switch (setting) {
+    case guard::Setting::workMode:
+        return overlay.workMode;
+    case guard::Setting::workRole:
+        return overlay.workRole;
+    case guard::Setting::onboarding:
+        return overlay.onboarding;
+    case guard::Setting::preferredActivationTime:
+        break;
+    }
+    return overlay.preferredActivationTime;
+}
+
+} // namespace
+
+NodeSettings::NodeSettings(const node::Config &config, DiskWriter &disk)
+    : config_(config), disk_(disk), path_(config.overlayPath()) {}
+
+bool NodeSettings::load(std::string &whatIsWrong) {
+    return node::readOverlay(path_, kept_, whatIsWrong);
+}
+
+void NodeSettings::change(guard::Setting setting, const std::string &value, DiskWriter::Done done) {
+    changes_.push_back({setting, value, std::move(done)});
+    if (changes_.size() == 1) {
+        keepFirst();
+    }
+}
+
+// One after the other: each is made on what the one before it left, kept or not.
+void NodeSettings::keepFirst() {
+    node::Overlay changed = kept_;
+    fieldOf(changed, changes_.front().setting) = changes_.front().value;
+    const std::string text = node::printOverlay(changed);
+    disk_.replace(path_, text,
+                  [this, changed = std::move(changed)](const std::string &whatIsWrong) {
+                      if (whatIsWrong.empty()) {
+                          kept_ = changed;
+                      }
+                      const Change change = std::move(changes_.front());
+                      changes_.pop_front();
+                      if (!changes_.empty()) {
+                          keepFirst();
+                      }
+                      change.done(whatIsWrong);
+                  });
+}
+
+node::Config NodeSettings::inForce() const {
+    node::Config config = config_;
+    node::applyOverlay(kept_, config);
+    return config;
+}
+
+} // namespace service

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+// The ledger of requests and its file.
+#include "service/request_book.h"
+
+#include "base/file_io.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
+
+namespace service {
+namespace {
+
+// Sixty-four requests of 64 KiB each, every byte escaped.
+constexpr std::size_t kLargestBook = 32U * 1024 * 1024;
+
+// What was put aside by an earlier start stays there, as long as anybody may count.
+std::string freePath(const std::string &path) {
+    constexpr int kMostOfThem = 9;
+    std::string free = path;
+    for (int i = 2; access(free.c_str(), F_OK) == 0 && i <= kMostOfThem; ++i) {
+        free = path + "." + std::to_string(i);
+    }
+    return free;
+}
+
+} // namespace
+
+bool RequestBook::load(base::Cause &whatIsWrong) {
+    if (access(path_.c_str(), F_OK) != 0 && errno == ENOENT) {
+        return true;
+    }
+    std::string text;
+    Ledger ledger;
+    std::string why;
+    if (!base::readWholeFile(path_, kLargestBook, text, why)) {
+        whatIsWrong = {base::Reason::stateDamaged,
+                       why + "; the node starts without the requests that it held"};
+        return false;
+    }
+    bool newer = false;
+    if (!parseLedger(text, ledger, why, &newer)) {
+        const std::string aside = newer ? freePath(path_ + ".newer") : path_ + ".damaged";
+        const bool moved = std::rename(path_.c_str(), aside.c_str()) == 0;
+        whatIsWrong = {
+            newer ? base::Reason::stateNewer : base::Reason::stateDamaged,
+            path_ + ": the kept requests " +
+                (newer ? "are of a newer release of this service: " : "cannot be used: ") + why +
+                (moved ? "; moved to " + aside : "; remove it") +
+                "; the node starts without them, offer again"};
+        return false;
+    }
+    ledger_ = std::move(ledger);
+    return true;
+}
+
+void RequestBook::save(DiskWriter::Done done) {
+    disk_.replace(path_, printLedger(ledger_), std::move(done));
+}
+
+} // namespace service

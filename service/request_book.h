@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+// The ledger of requests and its file.
+#ifndef SERVICE_REQUEST_BOOK_H
+#define SERVICE_REQUEST_BOOK_H
+
+#include "base/reason.h"
+#include "service/state/disk_writer.h"
+#include "service/state/ledger.h"
+
+#include <string>
+
+namespace service {
+
+class RequestBook {
+  public:
+    RequestBook(DiskWriter &disk, std::string path) : disk_(disk), path_(std::move(path)) {}
+
+    /*
+     * Reads the file; no file is an empty ledger. False: the file cannot be used, was moved aside
+     * where that was possible, and the ledger is empty.
+     */
+    bool load(base::Cause &whatIsWrong);
+    /* Writes the ledger as it is now; `done` follows from the loop, empty once it is on the disk.
+     */
+    void save(DiskWriter::Done done = {});
+
+    const std::string &path() const { return path_; }
+    Ledger &ledger() { return ledger_; }
+    const Ledger &ledger() const { return ledger_; }
+
+  private:
+    DiskWriter &disk_;
+    std::string path_;
+    Ledger ledger_;
+};
+
+} // namespace service
+
+#endif

@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: MIT
+// The road between extenders and root as this node takes it, whatever its role is just now.
+#include "service/root_uplink.h"
+
+#include "service/state/deferral.h"
+#include "service/state/line_source.h"
+
+#include <sys/epoll.h>
+
+namespace service {
+namespace {
+
+constexpr std::int64_t kTickMs = 100;
+constexpr std::int64_t kLookMs = 5000; // the bridge may come up, or change, at any time
+constexpr const char *kNoBus =
+    "the message bus is not connected, so nobody hears of the image; look for the bus";
+
+std::string senderOf(const Unchecked &message) {
+    const std::string mac = message.mac();
+    return mac.empty() ? kNoAddress : mac;
+}
+
+} // namespace
+
+void RootUplink::follow() {
+    board_.lookAtAddress();
+    look_.setInMs(kLookMs);
+    const std::string &mac = board_.lastStatus().mac;
+    if (config_.rootHost.empty() || mac.empty() ||
+        (link_ && linkedMac_ == mac && listens_ == isGateway(board_.lastStatus()))) {
+        return;
+    }
+    if (link_ && link_->waiting()) {
+        followLater_ = true;
+        return;
+    }
+    followLater_ = false;
+    watched_.reset();
+    link_.reset();
+    board_.setRootConnected(false);
+    linkedMac_ = mac;
+    listens_ = isGateway(board_.lastStatus());
+    link_ = std::make_unique<RootLink>(
+        RootConfig{config_.rootHost, config_.rootPort, config_.rootCaCertificate,
+                   config_.rootCertificate, config_.rootKey, config_.rootTopic},
+        "otaSwAgent-" + mac, mac, listens_);
+    paused_ = false;
+    watched_.emplace(loop_, link_->fd(), EPOLLIN, [this](std::uint32_t) { dispatch(); });
+}
+
+// While the disk is behind, nothing is taken: the link reads no further then, and what comes waits
+// at the broker.
+void RootUplink::dispatch() {
+    if (listens_ && eventLog_.isBehind()) {
+        paused_ = true;
+        watched_->waitFor(0);
+        return tick_.setInMs(kTickMs);
+    }
+    link_->dispatch([this](const Unchecked &message) { take(message); },
+                    [this](bool connected) { board_.setRootConnected(connected); });
+}
+
+void RootUplink::publish(FromExtender::Kind kind, const std::string &text,
+                         RootLink::Published answer) {
+    if (kind == FromExtender::Kind::fileServer && isGateway(board_.lastStatus())) {
+        return answer(raiseFileServer(board_.lastStatus().mac, text));
+    }
+    if (!link_) {
+        const base::Cause failure{
+            config_.rootHost.empty() ? base::Reason::rootNotReached : base::Reason::noAddress,
+            config_.rootHost.empty() ? "no broker of the root is configured; set [root] broker"
+                                     : "the node's own address is not known; look for br0"};
+        tellPublished(failure);
+        return answer(failure);
+    }
+    link_->publish(kind, text, [this, answer = std::move(answer)](const base::Cause &failure) {
+        tellPublished(failure);
+        answer(failure);
+    });
+    tick_.setInMs(kTickMs);
+}
+
+void RootUplink::tellPublished(const base::Cause &failure) {
+    const bool reached = failure.reason == base::Reason::none;
+    tell(reached ? "root-notified" : "root-failed",
+         reached ? base::Outcome::done : base::Outcome::rootUnreachable, failure);
+}
+
+void RootUplink::tick() {
+    if (link_ && link_->waiting()) {
+        link_->tick();
+    } else if (followLater_) {
+        follow();
+    }
+    if (paused_ && !eventLog_.isBehind()) {
+        paused_ = false;
+        watched_->waitFor(EPOLLIN);
+    }
+    std::erase_if(late_, [this](const auto &one) {
+        const bool isAdmitted = eventLog_.admitsNow(one.first, one.second.text);
+        if (isAdmitted) {
+            tellChecked(one.second);
+        }
+        return isAdmitted;
+    });
+    if (paused_ || !late_.empty() || (link_ && link_->waiting())) {
+        tick_.setInMs(kTickMs);
+    }
+}
+
+// Judged before it is checked: a flood costs no reading.
+void RootUplink::take(const Unchecked &message) {
+    const std::string sender = senderOf(message);
+    const auto verdict = eventLog_.judge(sender, message.text);
+    if (verdict == SenderLimit::Verdict::tell) {
+        late_.erase(sender);
+        tellChecked(message);
+    } else if (verdict == SenderLimit::Verdict::over && eventLog_.keepsForLater(sender)) {
+        late_[sender] = message;
+        tick_.setInMs(kTickMs);
+    }
+}
+
+void RootUplink::tellChecked(const Unchecked &unchecked) {
+    const FromExtender message = unchecked.check(config_.allowPlainHttp);
+    if (!message.refusal.empty()) {
+        tell("extender-report", base::Outcome::failed,
+             {base::Reason::none, senderOf(unchecked) + ": " + message.refusal});
+    } else if (message.kind == FromExtender::Kind::report) {
+        bus_.raiseExtenderStatus(message.mac, message.text);
+        tell("extender-report", base::Outcome::done, {base::Reason::none, message.mac});
+    } else {
+        raiseFileServer(message.mac, message.text);
+    }
+}
+
+base::Cause RootUplink::raiseFileServer(const std::string &mac, const std::string &info) {
+    if (bus_.raiseExtenderFileServer(mac, info)) {
+        tell("extender-file-server", base::Outcome::done, {base::Reason::none, mac});
+        return {};
+    }
+    tell("extender-file-server", base::Outcome::failed,
+         {base::Reason::busMissing, mac + ": " + kNoBus});
+    return {base::Reason::busMissing, kNoBus};
+}
+
+void RootUplink::tell(const char *event, base::Outcome outcome, const base::Cause &cause) {
+    HistoryLine line;
+    line.event = event;
+    line.outcome = outcome;
+    line.reasonCode = cause.reason;
+    line.reason = cause.sentence;
+    eventLog_.tell(line);
+}
+
+} // namespace service

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+// The road between extenders and root as this node takes it, whatever its role is just now.
+#ifndef SERVICE_ROOT_ROAD_H
+#define SERVICE_ROOT_ROAD_H
+
+#include "service/bus/bus_service.h"
+#include "service/event_log.h"
+#include "service/loop.h"
+#include "service/status_board.h"
+#include "service/uplink/root_link.h"
+
+#include "node/config.h"
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace service {
+
+class RootUplink {
+  public:
+    /* All of them outlive the road. */
+    RootUplink(sd_event *loop, const node::Config &config, BusService &bus, StatusBoard &board,
+               EventLog &eventLog)
+        : loop_(loop), config_(config), bus_(bus), board_(board), eventLog_(eventLog),
+          tick_(loop, [this] { tick(); }), look_(loop, [this] { follow(); }) {}
+
+    /*
+     * Asks for the node's address, and connects, or connects anew, where address and role are known
+     * and others now. From the first call on it is done every few seconds.
+     */
+    void follow();
+    /*
+     * Sends the text to the root. What a gateway hands over is raised on its own bus: it is the
+     * root. The answer comes from the loop or at once, within 5 s, and always: without a reason, or
+     * why it could not be told.
+     */
+    void publish(FromExtender::Kind kind, const std::string &text, RootLink::Published answer);
+
+  private:
+    void dispatch();
+    void take(const Unchecked &message);
+    void tellChecked(const Unchecked &unchecked);
+    void tick();
+    void tell(const char *event, base::Outcome outcome, const base::Cause &cause);
+    void tellPublished(const base::Cause &failure);
+    base::Cause raiseFileServer(const std::string &mac, const std::string &info);
+
+    sd_event *loop_;
+    const node::Config &config_;
+    BusService &bus_;
+    StatusBoard &board_;
+    EventLog &eventLog_;
+    std::unique_ptr<RootLink> link_;
+    std::optional<Watched> watched_;
+    bool followLater_ = false; // once nobody waits for an answer of the present link
+    std::string linkedMac_;
+    bool listens_ = false;
+    bool paused_ = false; // until the disk has caught up
+    // Of a sender that was over its budget, its last word, by its name.
+    std::map<std::string, Unchecked> late_;
+    Alarm tick_;
+    Alarm look_;
+};
+
+} // namespace service
+
+#endif

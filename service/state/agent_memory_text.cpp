@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+// The agent's memory as the host snapshots it: the few values that a start looks at or mends.
+#include "service/state/agent_memory_text.h"
+
+#include "service/state/json_object.h"
+
+#include <new>
+
+namespace service {
+namespace {
+
+void emptyRecord(cJSON *record) {
+    cJSON *member = nullptr;
+    cJSON_ArrayForEach(member, record) {
+        if (cJSON_IsString(member)) {
+            if (cJSON_SetValuestring(member, "") == nullptr) {
+                throw std::bad_alloc();
+            }
+        } else if (cJSON_IsNumber(member)) {
+            cJSON_SetNumberValue(member, 0);
+        }
+    }
+}
+
+} // namespace
+
+AgentMemoryText::AgentMemoryText(std::string_view text) : object_(parseObject(text)) {}
+
+int AgentMemoryText::number(const char *key, int otherwise) const {
+    const cJSON *const item = cJSON_GetObjectItemCaseSensitive(object_.get(), key);
+    return cJSON_IsNumber(item) ? item->valueint : otherwise;
+}
+
+void AgentMemoryText::setNumber(const char *key, int value) {
+    cJSON *const item = cJSON_GetObjectItemCaseSensitive(object_.get(), key);
+    if (cJSON_IsNumber(item)) {
+        cJSON_SetNumberValue(item, value);
+    }
+}
+
+void AgentMemoryText::forgetTheOffer() {
+    for (const char *const record : {"swInfo", "otaLibConfig"}) {
+        emptyRecord(cJSON_GetObjectItemCaseSensitive(object_.get(), record));
+    }
+    for (const char *const flag :
+         {kWindowOpen, kRetryPending, kTriggerTooLate, kDeferred, kRebootScheduled}) {
+        setNumber(flag, 0);
+    }
+    setNumber(kNoWindowBeforeSwap, 1);
+}
+
+std::string AgentMemoryText::namedTime() const {
+    const cJSON *const record = cJSON_GetObjectItemCaseSensitive(object_.get(), "swActTime");
+    const char *const time =
+        cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(record, "actTime"));
+    return time == nullptr || number(kTimeBySignal, 0) == 0 ? "" : time;
+}
+
+std::string AgentMemoryText::print() const {
+    if (empty()) {
+        return {};
+    }
+    const base::JsonText text(cJSON_PrintUnformatted(object_.get()));
+    if (!text) {
+        throw std::bad_alloc();
+    }
+    return text.get();
+}
+
+} // namespace service

@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: MIT
+// What happened on the node: one JSON line an event, in memory and in a rotated file.
+#include "service/state/history.h"
+
+#include "service/state/json_object.h"
+#include "service/state/line_file.h"
+#include "service/state/line_source.h"
+
+#include <algorithm>
+#include <new>
+#include <string_view>
+#include <utility>
+
+namespace service {
+namespace {
+
+// Each of its texts escaped, and some more.
+constexpr std::size_t kLongestLine = 8 * 1024;
+
+std::string utcStamp(std::time_t now) {
+    std::tm utc{};
+    char stamp[sizeof "-2147483648-12-31T23:59:60Z"]{};
+    if (gmtime_r(&now, &utc) == nullptr ||
+        std::strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%SZ", &utc) == 0) {
+        return "1970-01-01T00:00:00Z";
+    }
+    return stamp;
+}
+
+// A line goes over the bus and to terminals as it is.
+std::string printable(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](char byte) { return byte < ' ' || byte > '~'; }, '?');
+    return text;
+}
+
+// What somebody else has written may be of any length.
+std::string shortened(const std::string &text) {
+    constexpr std::size_t kLongest = 512;
+    return text.size() > kLongest ? text.substr(0, kLongest) + "..." : text;
+}
+
+void add(cJSON *object, const char *key, const std::string &text) {
+    if (cJSON_AddStringToObject(object, key, printable(shortened(text)).c_str()) == nullptr) {
+        throw std::bad_alloc();
+    }
+}
+
+// Spelled here: cJSON would round a large one.
+template <typename Number>
+void addNumber(cJSON *object, const char *key, Number number) {
+    if (cJSON_AddRawToObject(object, key, std::to_string(number).c_str()) == nullptr) {
+        throw std::bad_alloc();
+    }
+}
+
+// 0 of a line that was written before they were numbered.
+std::uint64_t numberOf(std::string_view line) {
+    constexpr double kMost = 9007199254740992.0; // JSON carries whole numbers up to 2^53
+    const base::Json object = parseObject(line);
+    const cJSON *const item = cJSON_GetObjectItemCaseSensitive(object.get(), "seq");
+    const double number = cJSON_IsNumber(item) != 0 ? item->valuedouble : 0;
+    return number > 0 && number < kMost ? static_cast<std::uint64_t>(number) : 0;
+}
+
+bool isHistoryLine(std::string_view line) {
+    const base::Json object = parseObject(line);
+    return cJSON_IsString(cJSON_GetObjectItemCaseSensitive(object.get(), "time")) != 0 &&
+           cJSON_IsString(cJSON_GetObjectItemCaseSensitive(object.get(), "event")) != 0;
+}
+
+} // namespace
+
+std::string formatHistoryLine(const HistoryLine &line, std::time_t now, const std::string &node) {
+    const base::OutcomeRow &row = base::rowOf(line.outcome);
+    const base::ReasonRow &reason = base::rowOf(
+        line.reasonCode == base::Reason::none ? base::usualReason(line.outcome) : line.reasonCode);
+    const base::Json object(cJSON_CreateObject());
+    addNumber(object.get(), "seq", line.number);
+    add(object.get(), "time", utcStamp(now));
+    add(object.get(), "node", node);
+    add(object.get(), "event", line.event);
+    addNumber(object.get(), "ticket", line.ticket);
+    add(object.get(), "version", line.version);
+    add(object.get(), "stage", line.stage);
+    addNumber(object.get(), "code", row.code);
+    add(object.get(), "result", row.name);
+    add(object.get(), "reason_code", reason.name);
+    add(object.get(), "reason", line.reason);
+    add(object.get(), "next", line.next);
+    const base::JsonText text(cJSON_PrintUnformatted(object.get()));
+    if (!text) {
+        throw std::bad_alloc();
+    }
+    return text.get();
+}
+
+History::History(DiskWriter &disk, std::string path, std::uint64_t maxBytes, int keep,
+                 std::function<void(const std::string &)> failed)
+    : disk_(disk),
+      file_(std::make_shared<const LineFile>(LineFile{
+          std::move(path), maxBytes, keep,
+          [room = maxBytes / 4](std::string_view text) { return thinnedOut(text, room); }})),
+      failed_(std::move(failed)) {}
+
+std::size_t History::load(const std::function<void(const std::string &line)> &each) {
+    std::size_t damaged = 0;
+    for (int number = file_->keep; number >= 0; --number) {
+        readLines(rotationOf(file_->path, number), kLongestLine, [&](std::string line) {
+            if (isHistoryLine(line)) {
+                if (each) {
+                    each(line);
+                }
+                lastNumber_ = std::max(lastNumber_, numberOf(line));
+                std::string source = sourceOf(line);
+                remember({std::move(line), std::move(source)});
+            } else {
+                ++damaged;
+            }
+        });
+    }
+    return damaged;
+}
+
+void History::add(std::string line) {
+    const std::string source = sourceOf(line);
+    remember({line, source});
+    if (disk_.waitingLines() >= kMostWaiting) {
+        ++unwritten_;
+        return;
+    }
+    // What the node did for a request is on the disk before the ledger says that it is over.
+    disk_.append(file_, std::move(line),
+                 source.empty() ? DiskWriter::Overtaking::forbidden
+                                : DiskWriter::Overtaking::allowed,
+                 [this](const std::string &whatIsWrong) { written(whatIsWrong); });
+}
+
+void History::written(const std::string &whatIsWrong) {
+    const bool wasFailing = std::exchange(failing_, !whatIsWrong.empty());
+    if (failing_ && !wasFailing && failed_) {
+        failed_(whatIsWrong);
+    }
+}
+
+std::uint64_t History::takeUnwritten() { return isBehind() ? 0 : std::exchange(unwritten_, 0); }
+
+std::vector<std::string> History::newest(std::size_t count) const {
+    const std::size_t taken = std::min(count, lines_.size());
+    std::vector<std::string> lines;
+    for (std::size_t i = lines_.size() - taken; i < lines_.size(); ++i) {
+        lines.push_back(lines_[i].line);
+    }
+    return lines;
+}
+
+void History::remember(Kept kept) {
+    if (!kept.source.empty()) {
+        ++ofOthers_[kept.source];
+    }
+    lines_.push_back(std::move(kept));
+    if (lines_.size() > kNewest) {
+        forgetOne();
+    }
+}
+
+// The oldest; where others have over half of all, the oldest of the one that has most.
+void History::forgetOne() {
+    std::size_t all = 0;
+    const std::string *most = nullptr;
+    for (const auto &[source, count] : ofOthers_) {
+        all += count;
+        most = most == nullptr || count > ofOthers_[*most] ? &source : most;
+    }
+    auto oldest = lines_.begin();
+    if (all > kNewest / 2) {
+        oldest = std::find_if(lines_.begin(), lines_.end(),
+                              [most](const Kept &one) { return one.source == *most; });
+    }
+    const auto count = ofOthers_.find(oldest->source);
+    if (count != ofOthers_.end() && --count->second == 0) {
+        ofOthers_.erase(count);
+    }
+    lines_.erase(oldest);
+}
+
+} // namespace service

@@ -1,0 +1,237 @@
+// SPDX-License-Identifier: MIT
+// What the node tells about itself, kept up to date from where it happens.
+#include "service/status_board.h"
+
+#include "base/file_io.h"
+#include "node/bridge_address.h"
+#include "service/state/agent_memory_text.h"
+
+#include <algorithm>
+#include <charconv>
+#include <sys/stat.h>
+
+namespace service {
+namespace {
+
+constexpr const char *kDownloading = "downloading";
+constexpr std::int64_t kGlanceMs = 250;
+constexpr std::int64_t kMsPerSecond = 1000;
+constexpr std::uint32_t kWhole = 100;
+// The agent names the image file by so many characters of the version.
+constexpr std::size_t kImageName = 14;
+constexpr const char *kProgressFile = "/ota_dwld_prog";
+constexpr std::size_t kProgressText = 16; // more than any percentage has
+
+std::vector<TimerLeft> leftOf(const std::vector<ArmedTimer> &timers) {
+    std::vector<TimerLeft> left;
+    left.reserve(timers.size());
+    for (const ArmedTimer &timer : timers) {
+        left.push_back({timer.name, secondsLeft(timer)});
+    }
+    return left;
+}
+
+BankView viewOf(const node::BootState &state, node::Bank bank) {
+    const node::BankRecord &record = state.of(bank);
+    BankView view;
+    view.name = node::bankName(bank);
+    view.version = record.version;
+    view.whole = record.whole;
+    view.running = bank == state.active;
+    view.next = bank == node::bankToBoot(state);
+    return view;
+}
+
+BankTrial trialOf(const node::BootState &state, node::Bank bank) {
+    BankTrial trial;
+    trial.bank = node::bankName(bank);
+    trial.trial = state.isOnTrial(bank);
+    trial.attempts = trial.trial ? static_cast<std::uint32_t>(state.attemptsOf(bank)) : 0;
+    if (const auto *const failed = node::failedVersion(state, state.of(bank).version)) {
+        trial.failedTrials = static_cast<std::uint32_t>(failed->trials);
+        trial.lastFailure = node::trialFailureName(failed->last);
+    }
+    return trial;
+}
+
+// The agent writes it through a shell: it may be empty for a moment, or hold a mark of failure.
+std::uint32_t percentIn(const std::string &path, std::time_t since) {
+    struct stat file {};
+    std::string text;
+    if (!base::readPlainFile(path, kProgressText, text, file) || file.st_mtime < since) {
+        return 0; // of an earlier download
+    }
+    std::uint32_t percent = 0;
+    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), percent);
+    return parsed.ec == std::errc() ? std::min(percent, kWhole) : 0;
+}
+
+} // namespace
+
+StatusBoard::StatusBoard(sd_event *loop, const node::Config &config, const RequestBook &book,
+                         const NodeTimers &timers, std::function<void()> changed)
+    : config_(config), book_(book), timers_(timers), changed_(std::move(changed)),
+      glance_(loop, [this] { lookAtDownload(); }) {
+    status_.model = config.model;
+    status_.serial = config.serial;
+}
+
+void StatusBoard::setStage(const std::string &stage) {
+    if (stage == kDownloading && callStage_ != kDownloading) {
+        downloadSince_ = std::time(nullptr);
+        status_.percentage = 0;
+        status_.downloadedBytes = 0;
+        glance_.setInMs(kGlanceMs);
+    } else if (stage == "verifying") {
+        lookAtDownload(); // a short download may have ended between two glances
+        status_.percentage = kWhole;
+    } else if (stage.empty()) {
+        status_.percentage = 0;
+        status_.downloadedBytes = 0;
+    }
+    callStage_ = stage;
+    refresh();
+}
+
+void StatusBoard::setReport(const std::string &word, const std::string &record) {
+    status_.statusWord = word;
+    status_.statusRecord = record;
+    changed_();
+}
+
+void StatusBoard::setReboot(Reboot reboot) {
+    reboot_ = reboot;
+    refresh();
+}
+
+void StatusBoard::setHostMac(const std::string &mac) {
+    hostMac_ = mac;
+    lookAtAddress();
+}
+
+// Where the bridge was ever seen from here, the host sees the same one, and it may be gone by now.
+void StatusBoard::lookAtAddress() {
+    const std::string own = node::bridgeAddress();
+    sawBridge_ = sawBridge_ || !own.empty();
+    const std::string &mac = sawBridge_ ? own : hostMac_;
+    if (mac != status_.mac) {
+        status_.mac = mac;
+        changed_();
+    }
+}
+
+void StatusBoard::setSettings(const node::Config &config) {
+    status_.workMode = config.workMode;
+    status_.workRole = config.workRole;
+    status_.onboarding = config.onboarding;
+    status_.preferredActivationTime = config.preferredActivationTime;
+    changed_();
+}
+
+void StatusBoard::setWaitReason(const std::string &code, const std::string &sentence) {
+    waitReason_ = {code, sentence};
+    showWaitReason();
+}
+
+void StatusBoard::setHostFailure(const base::Cause &failure) {
+    hostFailure_ = failure;
+    showWaitReason();
+    refresh();
+}
+
+// No request goes on before the host runs.
+void StatusBoard::showWaitReason() {
+    const bool fails = !hostFailure_.sentence.empty();
+    status_.waitReasonCode = fails ? base::rowOf(hostFailure_.reason).name : waitReason_.first;
+    status_.waitReason = fails ? hostFailure_.sentence : waitReason_.second;
+    changed_();
+}
+
+void StatusBoard::setLastEnd(const base::End &end) {
+    status_.lastEnd = end;
+    changed_();
+}
+
+void StatusBoard::setRootConnected(bool connected) {
+    status_.rootConnected = connected;
+    changed_();
+}
+
+// What was known stays where the boot state cannot be read.
+void StatusBoard::setBanks(const node::BootState &state) {
+    status_.banks = {viewOf(state, node::Bank::a), viewOf(state, node::Bank::b)};
+    status_.bankTrials = {trialOf(state, node::Bank::a), trialOf(state, node::Bank::b)};
+    status_.failedVersions.clear();
+    for (const node::FailedVersion &one : state.failed) {
+        status_.failedVersions.push_back(
+            {one.version, static_cast<std::uint32_t>(one.trials), node::trialFailureName(one.last),
+             node::isRefused(state, one.version, config_.refuseAfterTrials)});
+    }
+    status_.runningVersion = state.of(state.active).version;
+    status_.nextVersion = state.of(node::bankToBoot(state)).version;
+    activeBank_ = node::bankName(state.active);
+    changed_();
+}
+
+void StatusBoard::refresh() {
+    const Ledger &ledger = book_.ledger();
+    status_.timers = leftOf(timers_.armed());
+    status_.queued = static_cast<std::uint32_t>(ledger.queue.size());
+    status_.ticket = ledger.running    ? ledger.running->request.ticket
+                     : ledger.standing ? ledger.standing->offer.ticket
+                                       : 0;
+    status_.version = ledger.running && !ledger.running->request.version.empty()
+                          ? ledger.running->request.version
+                      : ledger.standing ? ledger.standing->offer.version
+                                        : "";
+    status_.deferred = ledger.standing && ledger.standing->deferred;
+    status_.activationTime = AgentMemoryText(ledger.memory).namedTime();
+    status_.stage = callStage_.empty() || callStage_ == "idle" ? restingStage() : callStage_;
+    changed_();
+}
+
+std::string StatusBoard::restingStage() const {
+    const Ledger &ledger = book_.ledger();
+    if (reboot_ == Reboot::overdue) {
+        return kRebootOverdue;
+    }
+    // While the activating call is done again it may not be.
+    if ((ledger.standing && ledger.standing->activated) ||
+        (reboot_ == Reboot::due && !ledger.running)) {
+        return "rebooting";
+    }
+    // A request between two stages, or between a crash and its redoing, is not over.
+    const bool waits = ledger.running || ledger.standing || !timers_.armed().empty() ||
+                       !hostFailure_.sentence.empty();
+    return waits ? "waiting" : "idle";
+}
+
+const NodeStatus &StatusBoard::status() {
+    status_.timers = leftOf(timers_.armed());
+    status_.uptime = static_cast<std::uint64_t>(bootNowMs() / kMsPerSecond);
+    return status_;
+}
+
+std::uint64_t StatusBoard::bytesOfImage(const std::string &version) const {
+    const std::string image = config_.tmpDirectory + "/" + version.substr(0, kImageName);
+    const bool inABank =
+        std::any_of(status_.banks.begin(), status_.banks.end(),
+                    [&](const BankView &bank) { return bank.whole && bank.version == version; });
+    struct stat file {};
+    return !version.empty() && !inABank && lstat(image.c_str(), &file) == 0 && S_ISREG(file.st_mode)
+               ? static_cast<std::uint64_t>(file.st_size)
+               : 0;
+}
+
+void StatusBoard::lookAtDownload() {
+    if (callStage_ != kDownloading) {
+        return;
+    }
+    status_.downloadedBytes = std::max(status_.downloadedBytes, bytesOfImage(status_.version));
+    const std::uint32_t percent = percentIn(config_.tmpDirectory + kProgressFile, downloadSince_);
+    status_.percentage = std::max(status_.percentage, percent);
+    changed_();
+    glance_.setInMs(kGlanceMs);
+}
+
+} // namespace service

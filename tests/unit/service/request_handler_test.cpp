@@ -1,0 +1,325 @@
+// SPDX-License-Identifier: MIT
+// What is refused and told, settings that change at run time, and what was put off for onboarding.
+#include "daemon_test.h"
+
+#include "base/message.h"
+
+#include "node/settings_overlay.h"
+
+#include <filesystem>
+#include <fstream>
+
+namespace service::test {
+namespace {
+
+using base::Outcome;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+const char *const kPutOff = R"({"deferred":1,"memory":{"g_ISDeferedUpgrade":1}})";
+
+class RequestHandler : public DaemonTest {
+  protected:
+    node::Overlay keptSettings() const {
+        node::Overlay overlay;
+        std::string whatIsWrong;
+        EXPECT_TRUE(node::readOverlay(config_.overlayPath(), overlay, whatIsWrong)) << whatIsWrong;
+        return overlay;
+    }
+
+    void waitUntilAnswered(const ReplyRef &reply) const {
+        ASSERT_TRUE(turnUntil([&] { return reply->times > 0; }));
+        EXPECT_EQ(reply->times, 1);
+    }
+
+    // An offer that the agent puts off when its window ends.
+    std::uint64_t offerThatIsPutOff() {
+        host_.on("new-image", {startTimer("downloadStartTimer", 0)});
+        host_.on("timer", {doneWith(kPutOff)});
+        startUp();
+        const std::uint64_t ticket = ticketOf(offer());
+        EXPECT_TRUE(turnUntil([&] { return kept().standing && kept().standing->deferred; }));
+        return ticket;
+    }
+};
+
+// What the factory wrote need not look like what is offered since.
+TEST_F(RequestHandler, takes_offers_whatever_version_the_factory_gave_the_node) {
+    config_.lowestVersion = "4QZ-1.5.0";
+    for (const char *const version : {"1.0", "V3.2-factory", "FACTORY_2026", "Build 17, test"}) {
+        runFrom(node::Bank::a, version, version);
+        host_.on("new-image", {report("NO_OTA_SW_UPGRADE")});
+        startUp();
+        const std::uint64_t ticket = ticketOf(offer());
+        ASSERT_TRUE(turnUntil([&] { return finished(ticket); })) << version;
+        EXPECT_THAT(codesOf(ticket), ElementsAre(base::rowOf(Outcome::notNeeded).code)) << version;
+        EXPECT_EQ(daemon_->status().banks.at(0).version, version);
+    }
+}
+
+TEST_F(RequestHandler, tells_a_flood_of_refusals_in_one_line_and_answers_each) {
+    startUp();
+    constexpr int kMany = 1000;
+    std::vector<ReplyRef> replies;
+    for (int number = 0; number < kMany; ++number) {
+        replies.push_back(offerText("{\"" + std::to_string(number) + "\":0}"));
+        EXPECT_EQ(replies.back()->times, 1);
+        EXPECT_EQ(replies.back()->refused, Outcome::keyMissing);
+    }
+    EXPECT_LE(told("refused").size(), 40U);
+    ASSERT_TRUE(turnUntil([&] { return told("refused").back().ends_with("left out"); }));
+    const std::vector<std::string> lines = told("refused");
+    EXPECT_THAT(lines.back(), HasSubstr("bus, user 0: and " +
+                                        std::to_string(kMany + 1 - lines.size()) + " more"));
+}
+
+TEST_F(RequestHandler, tells_what_others_do_whoever_floods_it) {
+    startUp();
+    daemon_->calledBy(1000);
+    for (int number = 0; number < 100; ++number) {
+        EXPECT_EQ(change("onboarding", "rubbish" + std::to_string(number))->refused,
+                  Outcome::settingMalformed);
+    }
+    daemon_->calledBy(0);
+    EXPECT_EQ(change("onboarding", "2")->refused, Outcome::settingMalformed);
+    EXPECT_THAT(told("refused").back(), HasSubstr("\"2\"")) << "it has a budget of its own";
+    const ReplyRef first = change("onboarding", "1");
+    waitUntilAnswered(first);
+    waitUntilAnswered(change("onboarding", "1"));
+    waitUntilAnswered(change("onboarding", "0"));
+    EXPECT_THAT(told("setting-changed"), ElementsAre("0 0 onboarding is 1", "0 0 onboarding is 0"));
+    ASSERT_TRUE(turnUntil([&] { return told("refused").back().ends_with("left out"); }));
+    EXPECT_THAT(told("refused").back(), HasSubstr("bus, user 1000: and 60 more"));
+}
+
+TEST_F(RequestHandler, takes_so_many_requests_of_one_user_and_says_when_to_send_the_next) {
+    startUp();
+    daemon_->calledBy(1000);
+    ReplyRef refused;
+    int taken = 0;
+    for (int number = 0; number < 200 && refused == nullptr; ++number) {
+        const ReplyRef reply = trigger();
+        ASSERT_TRUE(turnUntil([&] { return reply->times > 0; }));
+        if (reply->refused == Outcome::tooMany) {
+            refused = reply;
+        } else if (!reply->refused) {
+            ++taken;
+            ASSERT_TRUE(turnUntil([&] { return finished(reply->ticket); }));
+        }
+    }
+    ASSERT_NE(refused, nullptr);
+    EXPECT_GE(taken, SenderLimit::kBudget);
+    EXPECT_THAT(refused->text, HasSubstr("caller: user 1000 has sent more requests than one user "
+                                         "may; try again in "));
+    EXPECT_EQ(change("onboarding", "1")->refused, Outcome::tooMany);
+    EXPECT_EQ(activateAt("03:30")->refused, Outcome::tooMany);
+    EXPECT_EQ(offer()->refused, Outcome::tooMany);
+    daemon_->calledBy(1001);
+    EXPECT_NE(ticketOf(trigger()), 0U);
+    daemon_->calledBy(0);
+    for (int number = 0; number < SenderLimit::kBudget + 5; ++number) {
+        const std::uint64_t ticket = ticketOf(trigger());
+        ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    }
+}
+
+TEST_F(RequestHandler, refuses_what_the_guard_refuses_and_tells_it_with_its_code) {
+    startUp();
+    struct Row {
+        ReplyRef reply;
+        Outcome outcome;
+        const char *field;
+    };
+    const Row rows[] = {
+        {offerText("{}"), Outcome::keyMissing, "model"},
+        {offer(4), Outcome::policyOutOfRange, "policy"},
+        {offer(0, "4QZ-$(reboot)"), Outcome::versionMalformed, "nxtMSVersion"},
+        {activateAt("25:00"), Outcome::timeMalformed, "actTime"},
+        {change("model", "x"), Outcome::settingUnknown, "model"},
+        {change("onboarding", "2"), Outcome::settingMalformed, "onboarding"},
+    };
+    std::vector<std::string> expected;
+    for (const Row &row : rows) {
+        ASSERT_EQ(row.reply->times, 1);
+        EXPECT_EQ(row.reply->refused, row.outcome) << row.reply->text;
+        EXPECT_THAT(row.reply->text, HasSubstr(row.field));
+        expected.push_back("0 " + std::to_string(base::rowOf(row.outcome).code) + " " +
+                           row.reply->text);
+    }
+    EXPECT_EQ(told("refused"), expected);
+    turnWhileBusy();
+    EXPECT_THAT(host_.heard(), ElementsAre("start-up"));
+    EXPECT_FALSE(std::filesystem::exists(config_.overlayPath()));
+}
+
+TEST_F(RequestHandler, refuses_flags_out_of_range) {
+    startUp();
+    std::optional<Outcome> refused;
+    daemon_->offerImage(
+        descriptorOf(0, kNew), {256, 0, 0},
+        [&](const guard::Refusal *refusal, std::uint64_t) { refused = refusal->outcome; });
+    EXPECT_EQ(refused, Outcome::flagOutOfRange);
+}
+
+TEST_F(RequestHandler, judges_by_the_rules_of_the_configuration) {
+    config_.lowestVersion = kOther;
+    startUp();
+    EXPECT_EQ(offer()->refused, Outcome::versionBelowFloor);
+    EXPECT_NE(ticketOf(offer(0, kOther)), 0U);
+}
+
+TEST_F(RequestHandler, keeps_a_setting_and_has_it_in_force) {
+    startUp();
+    const ReplyRef reply = change("preferred_activation_time", "04:15");
+    waitUntilAnswered(reply);
+    EXPECT_FALSE(reply->refused) << reply->text;
+    EXPECT_EQ(daemon_->status().preferredActivationTime, "04:15");
+    EXPECT_EQ(keptSettings().preferredActivationTime, "04:15");
+    EXPECT_THAT(told("setting-changed"), ElementsAre("0 0 preferred_activation_time is 04:15"));
+    startUp();
+    EXPECT_EQ(daemon_->status().preferredActivationTime, "04:15");
+}
+
+TEST_F(RequestHandler, keeps_settings_that_change_at_the_same_time) {
+    startUp();
+    const ReplyRef mode = change("work_mode", "AP_Bridge");
+    const ReplyRef role = change("work_role", "Agent");
+    const ReplyRef again = change("work_mode", "RGW");
+    waitUntilAnswered(mode);
+    waitUntilAnswered(role);
+    waitUntilAnswered(again);
+    EXPECT_EQ(keptSettings().workMode, "RGW");
+    EXPECT_EQ(keptSettings().workRole, "Agent");
+    EXPECT_EQ(daemon_->status().workMode, "RGW");
+    EXPECT_EQ(daemon_->status().workRole, "Agent");
+}
+
+TEST_F(RequestHandler, refuses_a_setting_that_cannot_be_kept_and_goes_on_with_the_old_one) {
+    startUp();
+    turnWhileBusy();
+    breakStateDirectory();
+    const ReplyRef lost = change("work_mode", "AP_Bridge");
+    const ReplyRef alsoLost = change("work_role", "Agent");
+    waitUntilAnswered(lost);
+    waitUntilAnswered(alsoLost);
+    EXPECT_EQ(lost->refused, Outcome::notKept);
+    EXPECT_EQ(daemon_->status().workMode, "RGW");
+    mendStateDirectory();
+    waitUntilAnswered(change("onboarding", "1"));
+    EXPECT_FALSE(keptSettings().workMode);
+    EXPECT_EQ(keptSettings().onboarding, "1");
+}
+
+TEST_F(RequestHandler, tells_settings_that_cannot_be_used_and_goes_on_with_the_configuration) {
+    std::ofstream(config_.overlayPath()) << "nonsense\n";
+    testing::internal::CaptureStderr();
+    startUp();
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("settings.ini"));
+    EXPECT_EQ(daemon_->status().workMode, "RGW");
+}
+
+TEST_F(RequestHandler, explains_what_was_refused_last_and_how_the_last_request_ended) {
+    host_.on("new-image", {report("OTA_CRC_CHECK_FAILED")});
+    startUp();
+    const std::uint64_t ticket = ticketOf(offer());
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    const std::string refusal = offer(4)->text;
+    std::string all;
+    for (const auto &[topic, sentence] : daemon_->explain()) {
+        all += sentence + "\n";
+    }
+    EXPECT_THAT(all, HasSubstr(refusal));
+    EXPECT_THAT(all, HasSubstr("OTA_CRC_CHECK_FAILED"));
+}
+
+TEST_F(RequestHandler, shows_an_offer_that_was_put_off_and_keeps_that) {
+    config_.onboarding = 1;
+    const std::uint64_t ticket = offerThatIsPutOff();
+    EXPECT_TRUE(daemon_->status().deferred);
+    EXPECT_EQ(daemon_->status().stage, "waiting");
+    EXPECT_EQ(daemon_->status().ticket, ticket);
+    EXPECT_THAT(told("deferred"),
+                ElementsAre(std::to_string(ticket) + " 63 the node is being onboarded"));
+    EXPECT_EQ(reasonCodeOf("deferred"), "onboarding");
+    EXPECT_THAT(codesOf(ticket), IsEmpty());
+}
+
+TEST_F(RequestHandler, takes_up_what_was_put_off_when_onboarding_ends) {
+    config_.onboarding = 1;
+    const std::uint64_t ticket = offerThatIsPutOff();
+    host_.on("timer", {report("NO_OTA_SW_UPGRADE")});
+    waitUntilAnswered(change("onboarding", "1"));
+    turnWhileBusy();
+    EXPECT_EQ(host_.count("timer"), 1U);
+    waitUntilAnswered(change("onboarding", "0"));
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_THAT(host_.heard(), ElementsAre("start-up", "new-image", "ack 0", "timer", "restore",
+                                           "timer", "ack -1"));
+    EXPECT_THAT(host_.events("restore")[0], HasSubstr(R"("g_ISDeferedUpgrade":0)"));
+    EXPECT_THAT(host_.events("timer")[1], HasSubstr("downloadStartTimer"));
+    EXPECT_THAT(codesOf(ticket), ElementsAre(base::rowOf(Outcome::notNeeded).code));
+    EXPECT_FALSE(daemon_->status().deferred);
+    EXPECT_TRUE(idle());
+}
+
+TEST_F(RequestHandler, takes_up_an_activation_that_was_put_off_when_onboarding_ends) {
+    config_.onboarding = 1;
+    runFrom(node::Bank::a, kOld, kNew);
+    offerThatIsPutOff();
+    waitUntilAnswered(change("onboarding", "0"));
+    ASSERT_TRUE(turnUntil([&] { return host_.count("timer") == 2; }));
+    EXPECT_THAT(host_.events("timer")[1], HasSubstr("rebootTimer"));
+}
+
+TEST_F(RequestHandler, takes_up_what_was_put_off_when_the_configuration_ended_the_onboarding) {
+    config_.onboarding = 1;
+    const std::uint64_t ticket = offerThatIsPutOff();
+    stop();
+    startUp();
+    turnWhileBusy();
+    EXPECT_EQ(host_.count("timer"), 1U) << "it is still 1";
+    stop();
+    config_.onboarding = 0;
+    host_.on("timer", {report("NO_OTA_SW_UPGRADE")});
+    startUp();
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_EQ(host_.count("timer"), 2U);
+    EXPECT_THAT(host_.events("restore").back(), HasSubstr(R"("g_ISDeferedUpgrade":0)"));
+}
+
+TEST_F(RequestHandler, calls_nothing_an_onboarding_that_waits_for_a_gateway) {
+    config_.workMode = "AP_Bridge";
+    config_.workRole = "Agent";
+    const std::uint64_t ticket = offerThatIsPutOff();
+    ASSERT_EQ(told("deferred").size(), 1U);
+    EXPECT_THAT(told("deferred")[0],
+                HasSubstr(" 63 the node is no gateway now (work mode AP_Bridge"));
+    EXPECT_EQ(reasonCodeOf("deferred"), "not-a-gateway");
+    EXPECT_THAT(explained("now") + explained("next"), Not(HasSubstr("onboard")));
+    waitUntilAnswered(change("onboarding", "0"));
+    turnWhileBusy();
+    EXPECT_EQ(host_.count("timer"), 1U) << "the agent would put it off again";
+    host_.on("timer", {report("NO_OTA_SW_UPGRADE")});
+    waitUntilAnswered(change("work_mode", "RGW"));
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_EQ(host_.count("timer"), 2U);
+}
+
+TEST_F(RequestHandler, takes_up_what_the_agent_puts_off_while_onboarding_ends) {
+    config_.onboarding = 1;
+    host_.on("new-image", {startTimer("downloadStartTimer", 0)});
+    host_.on("timer", {waitFor("go"), doneWith(kPutOff)});
+    host_.on("timer", {report("NO_OTA_SW_UPGRADE")});
+    startUp();
+    const std::uint64_t ticket = ticketOf(offer());
+    ASSERT_TRUE(turnUntil([&] { return host_.count("timer") == 1; }));
+    waitUntilAnswered(change("onboarding", "0"));
+    host_.release("go");
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_EQ(host_.count("timer"), 2U);
+}
+
+} // namespace
+} // namespace service::test

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: MIT
+// ota-image: puts the manifest behind a payload, and shows the manifest of an image.
+#include "base/command_line.h"
+#include "base/file_io.h"
+#include "base/new_file.h"
+#include "node/digest.h"
+#include "node/image_manifest.h"
+#include "node/image_signing.h"
+#include "node/image_stream.h"
+#include "tools/failure.h"
+
+#include <cinttypes>
+#include <cstdio>
+#include <fcntl.h>
+#include <string>
+#include <sys/stat.h>
+
+namespace {
+
+constexpr mode_t kImageMode = 0644;
+
+struct Making {
+    std::string payload;
+    std::string output;
+    node::ImageManifest manifest;
+};
+
+bool reportFailure(const std::string &what) { return tools::reportFailure("ota-image", what); }
+
+// Copies the payload and fills in its size and sum; constant memory, whatever the size.
+bool copyPayload(const std::string &from, base::NewFile &output, node::ImageManifest &manifest) {
+    const base::UniqueFd payload(open(from.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status {};
+    if (!payload || fstat(payload.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return reportFailure(from + ": the payload is not a file that can be read; give one");
+    }
+    manifest.payloadSize = static_cast<std::uint64_t>(status.st_size);
+    node::Sha256 sum;
+    std::string whatIsWrong;
+    const node::PieceTaker copy = [&](const void *piece, std::size_t size, std::string &wrong) {
+        sum.add(piece, size);
+        return output.write(piece, size, wrong);
+    };
+    if (!node::readInPieces(payload.get(), from, manifest.payloadSize, copy, whatIsWrong)) {
+        return reportFailure(whatIsWrong);
+    }
+    manifest.payloadSha256 = sum.text();
+    return true;
+}
+
+int makeImage(Making &making) {
+    node::ImageManifest &manifest = making.manifest;
+    base::NewFile output;
+    std::string trailer;
+    std::string whatIsWrong;
+    if (!output.begin(making.output, kImageMode, whatIsWrong)) {
+        reportFailure(whatIsWrong);
+        return 1;
+    }
+    if (!copyPayload(making.payload, output, manifest)) {
+        return 1;
+    }
+    if (!node::formatImageTrailer(manifest, trailer, whatIsWrong) ||
+        !output.write(trailer.data(), trailer.size(), whatIsWrong) || !output.finish(whatIsWrong)) {
+        reportFailure(whatIsWrong);
+        return 1;
+    }
+    return 0;
+}
+
+// The lines of the manifest, and the signer on one that is not of it.
+int showImage(const std::string &path) {
+    node::ImageManifest manifest;
+    std::string whatIsWrong;
+    std::uint64_t size = 0;
+    if (!node::verifyImage(path, node::ImageTrust{false}, manifest, size, whatIsWrong)) {
+        reportFailure(whatIsWrong);
+        return 1;
+    }
+    std::printf("version=%s\nmodel=%s\nsize=%" PRIu64 "\nsha256=%s\n", manifest.version.c_str(),
+                manifest.model.c_str(), manifest.payloadSize, manifest.payloadSha256.c_str());
+    if (!manifest.signer.empty()) {
+        std::printf("signer, not checked: %s\n", manifest.signer.c_str());
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    using base::text, base::Times;
+    Making making;
+    std::string image;
+    return base::runCommand(
+        {.name = "ota-image",
+         .summary = "Makes images: a payload with a manifest behind it.",
+         .verbs = {{.name = "make",
+                    .summary = "Put the manifest behind a payload",
+                    .options = {{"--payload", text("FILE", making.payload), "What is to be flashed",
+                                 Times::once},
+                                {"--version", text("VERSION", making.manifest.version),
+                                 "Its version", Times::once},
+                                {"--model", text("MODEL", making.manifest.model),
+                                 "The model of the nodes that it is for", Times::once},
+                                {"--output", text("FILE", making.output), "The image",
+                                 Times::once}},
+                    .run = [&making] { return makeImage(making); }},
+                   {.name = "show",
+                    .summary = "Show the manifest of an image",
+                    .arguments = {{"image", text("FILE", image), "The image", Times::once}},
+                    .run = [&image] { return showImage(image); }}}},
+        argc, argv);
+}
