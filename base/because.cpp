@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The reason of a failure, noted where it is known and taken where the failure is told.
 #include "base/because.h"
 
 namespace base {

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Length-prefixed JSON messages over the socket between the supervisor and the host.
 #include "base/channel.h"
 
 #include <array>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What may stand behind an option, and where it goes.
 #include "base/command_values.h"
 
 #include <algorithm>

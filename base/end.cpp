@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The end of a request, as it is told and as the history keeps it.
 #include "base/end.h"
 
 namespace base {

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Files on the node's storage: whole reads, whole writes, replacement in one step.
 #include "base/file_io.h"
 
 #include <algorithm>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The sections and keys of an INI text, each with its line.
 #include "base/ini_file.h"
 
 #include "base/utf8.h"

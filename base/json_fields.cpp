@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Checked values out of a JSON object that came from outside.
 #include "base/json_fields.h"
 
 #include <cmath>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The configuration that travels with a new image: its three keys in JSON.
 #include "base/lib_config.h"
 
 #include "base/json_fields.h"

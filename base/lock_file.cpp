@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// A lock between processes of one user, by a file that nobody else can open.
 #include "base/lock_file.h"
 
 #include <algorithm>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Small JSON messages, made and read.
 #include "base/message.h"
 
 #include <new>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What was probably meant.
 #include "base/nearest.h"
 
 #include <algorithm>

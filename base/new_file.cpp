@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// A file that appears under its name only once it is whole.
 #include "base/new_file.h"
 
 #include <cstdlib>

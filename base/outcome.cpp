@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What can come of a request: one table for the code, the bus error and the words.
 #include "base/outcome.h"
 
 #include <algorithm>

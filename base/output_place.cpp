@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Where a file that a person named is to be written.
 #include "base/output_place.h"
 
 #include <array>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Texts of others, made safe to show on a terminal.
 #include "base/printable.h"
 
 #include <array>

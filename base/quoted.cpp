@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Texts from outside, fit to be shown.
 #include "base/quoted.h"
 
 #include <cstddef>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Why a request ended as it did: one table for the name that machines read and for the words.
 #include "base/reason.h"
 
 #include <algorithm>

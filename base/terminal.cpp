@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What standard output can show, as the environment and the person want it.
 #include "base/terminal.h"
 
 #include <array>

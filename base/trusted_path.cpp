@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Whether nobody but root and this process's user decides what lies at a path.
 #include "base/trusted_path.h"
 
 #include "base/file_io.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Is a text UTF-8 to the letter?
 #include "base/utf8.h"
 
 #include <array>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What the agent's status words mean.
 #include "base/word.h"
 
 #include "otaSwAgent/status_words.h"

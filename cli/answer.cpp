@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What the verbs that only ask for something print when they got it.
 #include "cli/answer.h"
 
 #include <cstdio>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The connection to the service: calls and what their failures mean.
 #include "cli/bus_client.h"
 
 #include "cli/failure.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What a person sees: aligned names and texts, and on a terminal a last line that is redrawn.
 #include "cli/display.h"
 
 #include "cli/printable.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What a code, an outcome, a reason or a status word means, without the service.
 #include "cli/explain_name.h"
 
 #include "base/nearest.h"

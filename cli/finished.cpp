@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The end of a request, printed as JSON.
 #include "cli/finished.h"
 
 #include "cli/json_output.h"

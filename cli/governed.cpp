@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What an activation time is for.
 #include "cli/governed.h"
 
 #include "platform/timers.h"

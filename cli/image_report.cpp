@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What the verbs on image files print, and how they fail.
 #include "cli/image_report.h"
 
 #include "base/file_io.h"

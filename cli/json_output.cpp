@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What otactl prints for programs: JSON, one object a line.
 #include "cli/json_output.h"
 
 #include <cstdio>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The node as the service describes it: its properties, read from the bus, printed as JSON.
 #include "cli/node.h"
 
 #include "cli/failure.h"

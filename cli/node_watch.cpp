@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Follows a node over the bus, also while its service or the bus itself restarts.
 #include "cli/node_watch.h"
 
 #include "cli/failure.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Byte counts and spans of time as people read them.
 #include "cli/readable.h"
 
 #include <array>

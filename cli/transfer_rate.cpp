@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Rate and time left of a download, from what was counted when.
 #include "cli/transfer_rate.h"
 
 #include <cmath>

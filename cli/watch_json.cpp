@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What a watching program reads: one JSON object a line.
 #include "cli/watch_json.h"
 
 #include "cli/json_output.h"

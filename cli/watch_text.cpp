@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What a watching person sees: events as lines, the running download and timers as the last one.
 #include "cli/watch_text.h"
 
 #include "base/outcome.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Which activation times may reach the agent.
 #include "guard/activation_record.h"
 
 #include "guard/canonical.h"

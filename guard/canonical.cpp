@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The text that goes on to the agent: written anew from what was checked.
 #include "guard/canonical.h"
 
 #include <new>

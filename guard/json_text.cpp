@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Is a text one JSON object to the letter of the grammar?
 #include "guard/json_text.h"
 
 #include "base/utf8.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// MAC addresses as texts.
 #include "guard/mac.h"
 
 #include <algorithm>

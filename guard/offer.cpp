@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The lock on the door: which new-image descriptors may reach the agent.
 #include "guard/offer.h"
 
 #include "base/version_order.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Why something was not let through to the agent.
 #include "guard/refusal.h"
 
 namespace guard {

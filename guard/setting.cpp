@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The settings that may change while the node runs, and the values they may take.
 #include "guard/setting.h"
 
 #include "guard/time_of_day.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// One JSON object from outside, read without the liberties that parsers take.
 #include "guard/strict_json.h"
 
 #include "guard/json_text.h"

@@ -34,8 +34,7 @@ class StrictObject {
      * number, however it is spelled ("2.0" is 2). A refusal leaves the value untouched. A whole
      * number outside of int becomes the nearest int.
      */
-    std::optional<Refusal> takeText(const char *key, std::size_t width,
-                                          std::string &value) const;
+    std::optional<Refusal> takeText(const char *key, std::size_t width, std::string &value) const;
     std::optional<Refusal> takeWholeNumber(const char *key, int &value) const;
 
   private:

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Times of day as the agent takes them.
 #include "guard/time_of_day.h"
 
 #include <algorithm>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Which file-server URLs the agent may be given.
 #include "guard/url.h"
 
 #include <algorithm>

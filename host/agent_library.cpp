@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The agent's library, opened at run time, and the calls the host makes to it.
 #include "host/agent_library.h"
 
 #include <dlfcn.h>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What the agent remembers between calls, as JSON: taken after a call, given to a later process.
 #include "host/agent_memory.h"
 
 #include "base/json_fields.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Why something failed, for the supervisor to tell: from the node's own calls and the agent's log.
 #include "host/causes.h"
 
 #include "host/log_causes.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The events of the channel and the calls of the agent that take them.
 #include "host/events.h"
 
 #include "base/json_fields.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Why a download or a checksum failed, read out of the agent's log: it tells it nowhere else.
 #include "host/log_causes.h"
 
 #include <array>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What the agent writes into the logs directory holds URLs: not for everybody.
 #include "host/log_files.h"
 
 #include "base/file_io.h"

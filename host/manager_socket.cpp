@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The configuration manager's socket, which the agent waits for and does not look at.
 #include "host/manager_socket.h"
 
 #include "base/trusted_path.h"

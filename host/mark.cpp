@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The agent's mark of an activation, from which its commit check reads the version.
 #include "host/mark.h"
 
 #include "base/file_io.h"

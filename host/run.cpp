@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The host process: start-up of the agent, then one event at a time.
 #include "host/run.h"
 
 #include "base/because.h"

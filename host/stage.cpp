@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Where in an update the agent is, for the supervisor to tell.
 #include "host/stage.h"
 
 #include "host/causes.h"

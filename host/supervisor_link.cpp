@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The channel as the platform's calls use it: one question, one answer.
 #include "host/supervisor_link.h"
 
 #include "base/json_fields.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Timers as questions to the supervisor, which keeps them and sends their expiry as events.
 #include "host/timers.h"
 
 #include "host/supervisor_link.h"

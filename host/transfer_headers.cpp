@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// No file server fills the host's memory with what it sends beside the file.
 #include "host/transfer_headers.h"
 
 #include "host/causes.h"

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-// No file server fills the node's memory: a download may be little larger than a bank, and leaves
-// room on its disk.
 #include "host/transfer_limit.h"
 
 #include "host/causes.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What libcurl tells about a transfer: one line where it went well, every line where it did not.
 #include "host/transfer_log.h"
 
 #include "platform/nal.h"

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-// No user of the node keeps it from its downloads by holding the few local ports that they leave
-// from.
 #include "host/transfer_ports.h"
 
 #include "host/transfer_log.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The trial of a new version: the health of the node before the agent starts, the commit behind it.
 #include "host/trial.h"
 
 #include "base/trusted_path.h"

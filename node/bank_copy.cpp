@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// One pass from an image file into a bank, read back and summed while it is written.
 #include "node/bank_copy.h"
 
 #include "base/because.h"

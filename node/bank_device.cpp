@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// A bank as a device: its size, its bytes, and what was really stored.
 #include "node/bank_device.h"
 
 #include "node/read_back.h"

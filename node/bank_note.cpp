@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What the host tells its supervisor of the banks: only the host opens the boot state.
 #include "node/bank_note.h"
 
 #include "base/message.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What a boot loader does: boots the chosen bank, counts the attempts of one on trial, falls back.
 #include "node/boot.h"
 
 #include "base/file_io.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The two copies of the boot environment as bytes: where they are, whether they are whole.
 #include "node/boot_copies.h"
 
 #include <algorithm>

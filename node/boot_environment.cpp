@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The boot loader's environment: two copies with a checksum each, of which one is always whole.
 #include "node/boot_environment.h"
 
 #include "base/because.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Which bank runs, which one boots next, which one is on trial, and what each bank holds.
 #include "node/boot_state.h"
 
 #include "base/file_io.h"

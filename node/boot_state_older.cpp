@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The boot state as releases before the boot loader's environment kept it: read, never written.
 #include "node/boot_state_older.h"
 
 #include "base/file_io.h"

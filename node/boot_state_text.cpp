@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The boot state as variables of the boot loader's environment.
 #include "node/boot_state_text.h"
 
 #include "node/digest.h"

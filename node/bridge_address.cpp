@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The address that names the node, as it is now.
 #include "node/bridge_address.h"
 
 #include "otaSwAgent/records.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The node's configuration file, checked: one INI file for every process of the node.
 #include "node/config.h"
 
 #include "base/file_io.h"

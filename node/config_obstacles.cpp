@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What the service starts with and no upgrade succeeds with: looked at before, not when it fails.
 #include "node/config_obstacles.h"
 
 #include "base/file_io.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Every key of the configuration: its limits, what is expected of its value, where that goes.
 #include "node/config_rows.h"
 
 #include "base/version_order.h"

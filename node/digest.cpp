@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// SHA-256 over bytes that arrive in pieces.
 #include "node/digest.h"
 
 #include <array>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// A bank read or written in order, past the kernel's cache where the bank lets that happen.
 #include "node/direct_file.h"
 
 #include <cerrno>

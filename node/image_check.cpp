@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Whether an image is one for this node, by what its manifest says.
 #include "node/image_check.h"
 
 #include "base/because.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Whole image files: signed anew, and checked to the last byte.
 #include "node/image_signing.h"
 
 #include "base/new_file.h"

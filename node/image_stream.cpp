@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// One pass over an image file: its digests, and each piece to whoever takes it.
 #include "node/image_stream.h"
 
 #include "base/because.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// OpenSSL's objects with owners, certificates from PEM files, and its reasons in words.
 #include "node/openssl_objects.h"
 
 #include "base/file_io.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What a bank holds, read and summed behind its writer.
 #include "node/read_back.h"
 
 #include "base/timed.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The settings that were changed at run time: they hold instead of those of node.conf.
 #include "node/settings_overlay.h"
 
 #include "base/file_io.h"

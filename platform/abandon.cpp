@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What is left of an upgrade that was cancelled, or of a call, is taken back.
 #include "platform/abandon.h"
 
 #include "base/file_io.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// How large an image can be at all.
 #include "platform/bank_capacity.h"
 
 #include "node/bank_device.h"

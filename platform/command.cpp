@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// A command of the configuration, run by the shell within a time limit.
 #include "platform/command.h"
 
 #include "base/file_io.h"

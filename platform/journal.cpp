@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The systemd journal as the place of the log's entries.
 #include "platform/journal.h"
 
 #include <array>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What an entry of the log says about itself: where it comes from, and the text behind that.
 #include "platform/log_entry.h"
 
 #include <cstdio>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The one node of this process: its configuration and what its calls share.
 #include "platform/node.h"
 
 #include "base/because.h"

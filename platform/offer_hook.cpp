@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Which version was offered, for who must compare it with the image that came.
 #include "platform/offer_hook.h"
 
 #include "platform/offered.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Who wants to know why the node did not do what the agent asked of it is told.
 #include "platform/reason_hook.h"
 
 #include "base/because.h"

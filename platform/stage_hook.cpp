@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Who wants to know what the node does with its banks is told before it does it.
 #include "platform/stage.h"
 
 namespace {

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The trial of a new version: what a host does about it at the first start after a boot.
 #include "platform/trial.h"
 
 #include "node/bank_device.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What was seen of a call of the agent while it ran, and the outcome that follows.
 #include "service/call_observer.h"
 
 #include "otaSwAgent/status_words.h"

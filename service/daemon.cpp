@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The daemon: its parts in the order in which they need each other, and its run.
 #include "service/daemon.h"
 
 #include <csignal>

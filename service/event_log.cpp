@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Tells every event of the node in three places: history file, bus, log.
 #include "service/event_log.h"
 
 #include "service/state/line_source.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Answers what the agent asks of its node: bus, root, timers.
 #include "service/host_calls.h"
 
 #include "base/message.h"

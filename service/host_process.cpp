@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The process that holds the agent's library: started, spoken to, killed, and its end told.
 #include "service/host_process.h"
 
 #include <cerrno>

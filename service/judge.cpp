@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// By what requests are judged on this node, now.
 #include "service/judge.h"
 
 #include "guard/version.h"

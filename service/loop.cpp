@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What the daemon waits for: descriptors, moments, signals and children, each owned by an object.
 #include "service/loop.h"
 
 #include <cerrno>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The settings that change at run time: the configuration's, and over them those kept on disk.
 #include "service/node_settings.h"
 
 #include <string>

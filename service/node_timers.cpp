@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The agent's named one-shot timers, on a clock that counts while the node sleeps.
 #include "service/node_timers.h"
 
 #include <algorithm>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The command line of the daemon.
 #include "service/options.h"
 
 #include "base/command_line.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The ledger of requests and its file.
 #include "service/request_book.h"
 
 #include "base/file_io.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What the bus asks: judged by the guard, then handed on.
 #include "service/request_handler.h"
 
 #include "guard/setting.h"

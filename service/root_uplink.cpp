@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The road between extenders and root as this node takes it, whatever its role is just now.
 #include "service/root_uplink.h"
 
 #include "service/state/deferral.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// How much others may make this node tell: each sender has a budget that fills up again.
 #include "service/sender_limit.h"
 
 #include <algorithm>

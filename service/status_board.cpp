@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What the node tells about itself, kept up to date from where it happens.
 #include "service/status_board.h"
 
 #include "base/file_io.h"

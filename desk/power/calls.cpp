@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The system calls that change a disk or sync it, and which of their arguments says what.
 #include "desk/power/calls.h"
 
 #include <algorithm>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// A node's disk: what of it is synced, and what it holds once the power was cut.
 #include "desk/power/disk.h"
 
 #include "desk/failure.h"

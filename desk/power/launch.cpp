@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Starts a program so that it, and all that it starts, is traced from its first call on.
 #include "desk/power/launch.h"
 
 #include "base/file_io.h"

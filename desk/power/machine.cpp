@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What differs from one kind of processor to the next: its name in a filter, and its registers.
 #include "desk/power/machine.h"
 
 #include <cstddef>

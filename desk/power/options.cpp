@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The command line of ota-power.
 #include "desk/power/options.h"
 
 #include "base/command_line.h"

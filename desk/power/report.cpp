@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The number of each call that changes the disk, and for a person, a journal of them.
 #include "desk/power/report.h"
 
 #include "desk/failure.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// A filter in the kernel: the calls of interest stop for the tracer, all others run at full speed.
 #include "desk/power/seccomp_filter.h"
 
 #include "desk/power/calls.h"

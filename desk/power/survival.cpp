@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What of the un-synced things outlives a power cut: nothing, or a part that a seed decides.
 #include "desk/power/survival.h"
 
 namespace power {

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What can be learnt of a thread that stands still: its memory, its files, where its paths lead.
 #include "desk/power/tracee.h"
 
 #include <algorithm>

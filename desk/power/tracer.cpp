@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Follows a program and all that it starts, call by call, until they end or the power is cut.
 #include "desk/power/tracer.h"
 
 #include "desk/failure.h"

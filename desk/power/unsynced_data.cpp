@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The bytes of one file that were changed and not synced, as they were before.
 #include "desk/power/unsynced_data.h"
 
 #include "desk/failure.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Changes of names in folders that were not synced, and how each of them is undone.
 #include "desk/power/unsynced_names.h"
 
 #include "desk/failure.h"

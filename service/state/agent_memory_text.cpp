@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The agent's memory as the host snapshots it: the few values that a start looks at or mends.
 #include "service/state/agent_memory_text.h"
 
 #include "service/state/json_object.h"

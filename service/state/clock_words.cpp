@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Moments as an operator reads them.
 #include "service/state/clock_words.h"
 
 namespace service {

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Why the agent put an offer off, and when that is over. It tells neither: it has one mark for
-// both.
 #include "service/state/deferral.h"
 
 #include <algorithm>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The one thread that writes to the node's storage, so that the loop never waits for a disk.
 #include "service/state/disk_writer.h"
 
 #include <algorithm>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Why nothing happens now and what will happen when, in sentences for operators.
 #include "service/state/explain.h"
 
 #include "platform/timers.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What happened on the node: one JSON line an event, in memory and in a rotated file.
 #include "service/state/history.h"
 
 #include "service/state/json_object.h"

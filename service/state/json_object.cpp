@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// One JSON object out of a text.
 #include "service/state/json_object.h"
 
 namespace service {

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// A file of lines that grows at its end and is rotated by size.
 #include "service/state/line_file.h"
 
 #include "base/file_io.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Whose doing a line of the history is, and which lines stay when there is not room for all.
 #include "service/state/line_source.h"
 
 #include "guard/mac.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Whatever a start takes up passes the guard once more, or ends.
 #include "service/state/recheck.h"
 
 #include "service/state/agent_memory_text.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Requests are made of what the guard let through, and nothing that was kept is sent unjudged.
 #include "service/state/request_check.h"
 
 #include "base/json_fields.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Did a kept offer's activation boot? Judged by the bank that runs now.
 #include "service/state/resume_fate.h"
 
 #include <algorithm>

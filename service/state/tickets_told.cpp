@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Which requests the history tells of: the newest ticket, and those whose end it lacks.
 #include "service/state/tickets_told.h"
 
 #include "base/end.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What is to be said of banks on trial and of versions that failed, for operators.
 #include "service/state/trial_words.h"
 
 #include <algorithm>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// A client object of the MQTT library, set up for one connection.
 #include "service/uplink/mqtt_client.h"
 
 #include <cerrno>

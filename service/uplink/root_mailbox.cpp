@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What the loop's thread and the network's thread leave for each other.
 #include "service/uplink/root_mailbox.h"
 
 #include <algorithm>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The topics between extenders and the root: which node speaks, and of what.
 #include "service/uplink/root_topic.h"
 
 namespace service {
