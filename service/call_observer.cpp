@@ -30,27 +30,27 @@ std::optional<base::Outcome> outcomeOfWord(const std::string &word) {
     return std::nullopt;
 }
 
-base::Outcome outcomeOfCall(const CallObserver &witness) {
-    if (const auto outcome = outcomeOfWord(witness.lastWord)) {
+base::Outcome outcomeOfCall(const CallObserver &observed) {
+    if (const auto outcome = outcomeOfWord(observed.lastWord)) {
         return *outcome;
     }
-    if (witness.handedOver) {
+    if (observed.handedOver) {
         return base::Outcome::handedOver;
     }
-    if (witness.notHandedOver.reason != base::Reason::none) {
+    if (observed.notHandedOver.reason != base::Reason::none) {
         return base::Outcome::rootUnreachable;
     }
     // A failed activation of policy 1 passes without a word; one of policy 3 goes on to a download.
-    if (witness.activating && !witness.activated && witness.lastWord.empty()) {
+    if (observed.activating && !observed.activated && observed.lastWord.empty()) {
         return base::Outcome::activationFailed;
     }
     // A swap that nothing is awaited of: the passive bank holds the image, as policy 2 wants it.
-    const bool holds = witness.wrote || witness.lastWord == OTA_STATUS_SWAP_PASSIVE;
+    const bool holds = observed.wrote || observed.lastWord == OTA_STATUS_SWAP_PASSIVE;
     return holds ? base::Outcome::writtenOnly : base::Outcome::interruptedNothingKnown;
 }
 
-std::string sentenceOfCall(const CallObserver &witness) {
-    return witness.lastWord.empty() ? witness.notHandedOver.sentence : witness.lastWord;
+std::string sentenceOfCall(const CallObserver &observed) {
+    return observed.lastWord.empty() ? observed.notHandedOver.sentence : observed.lastWord;
 }
 
 namespace {
@@ -72,19 +72,19 @@ std::string attemptWords(const base::Cause &cause) {
                                     std::to_string(kAttempts) + " failed: " + cause.sentence;
 }
 
-base::Cause causeOfCall(const CallObserver &witness) {
-    const base::Outcome outcome = outcomeOfCall(witness);
+base::Cause causeOfCall(const CallObserver &observed) {
+    const base::Outcome outcome = outcomeOfCall(observed);
     if (outcome == base::Outcome::rootUnreachable) {
-        return witness.notHandedOver;
+        return observed.notHandedOver;
     }
-    if (isGood(outcome) || witness.cause.reason == base::Reason::none) {
-        return {base::usualReason(outcome), sentenceOfCall(witness)};
+    if (isGood(outcome) || observed.cause.reason == base::Reason::none) {
+        return {base::usualReason(outcome), sentenceOfCall(observed)};
     }
-    return {witness.cause.reason, attemptWords(witness.cause)};
+    return {observed.cause.reason, attemptWords(observed.cause)};
 }
 
-bool endsTheRequest(const CallObserver &witness) {
-    return !witness.activated && outcomeOfWord(witness.lastWord).has_value();
+bool endsTheRequest(const CallObserver &observed) {
+    return !observed.activated && outcomeOfWord(observed.lastWord).has_value();
 }
 
 } // namespace service

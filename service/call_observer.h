@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What was seen of a call of the agent while it ran, and the outcome that follows.
-#ifndef SERVICE_CALL_WITNESS_H
-#define SERVICE_CALL_WITNESS_H
+#ifndef SERVICE_CALL_OBSERVER_H
+#define SERVICE_CALL_OBSERVER_H
 
 #include "base/reason.h"
 
@@ -26,22 +26,22 @@ struct CallObserver {
     base::Cause cause{};          // of what failed last
 };
 
-/* The outcome that a status word stands for; none where the road goes on behind it. */
+/* The outcome that a status word stands for; none where more follows it. */
 std::optional<base::Outcome> outcomeOfWord(const std::string &word);
 
 /* The outcome of an offer whose call is over while nothing is awaited any more. */
-base::Outcome outcomeOfCall(const CallObserver &witness);
+base::Outcome outcomeOfCall(const CallObserver &observed);
 
 /* What there is to say about that outcome: the word, or what was wrong. */
-std::string sentenceOfCall(const CallObserver &witness);
+std::string sentenceOfCall(const CallObserver &observed);
 /* Why the call came to that outcome: its sentence is never empty unless nothing was said at all. */
-base::Cause causeOfCall(const CallObserver &witness);
+base::Cause causeOfCall(const CallObserver &observed);
 
 /* "attempt 2 of 7 failed: the file server answered 404". */
 std::string attemptWords(const base::Cause &cause);
 
 /* Whether the word alone ends the request, whatever timers run. */
-bool endsTheRequest(const CallObserver &witness);
+bool endsTheRequest(const CallObserver &observed);
 
 } // namespace service
 

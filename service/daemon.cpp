@@ -29,7 +29,7 @@ Daemon::Daemon(sd_event *loop, Options options, const node::Config &config)
           {options_.host, options_.library, options_.config},
           {[this](const cJSON &message) { hostCalls_.take(message); }, [this] { root_.follow(); }}),
       hostCalls_(jobs_, eventLog_, bus_, root_, timers_),
-      front_({config_, book_, board_, bus_, history_, eventLog_, jobs_, settings_, root_}),
+      handler_({config_, book_, board_, bus_, history_, eventLog_, jobs_, settings_, root_}),
       diskDone_(loop, disk_.fd(), EPOLLIN, [this](std::uint32_t) { disk_.dispatch(); }),
       busIsLate_(loop, [this] { goOnWithoutBus(); }) {}
 
@@ -43,7 +43,7 @@ bool Daemon::start() {
     }
     HistoryLine line;
     line.event = "service-started";
-    eventLog_.tell(line);
+    eventLog_.record(line);
     busIsLate_.setInMs(options_.busPatience.count());
     return true;
 }
@@ -79,7 +79,7 @@ void Daemon::loadBook(const TicketsTold &tickets) {
         line.reasonCode = whatIsWrong.reason;
         line.reason = whatIsWrong.sentence;
         line.next = base::rowOf(whatIsWrong.reason).remedy;
-        eventLog_.tell(line);
+        eventLog_.record(line);
     } else if (book_.ledger().nextTicket == 1) {
         whatIsWrong = {base::Reason::stateDamaged, book_.path() + " is missing"};
     }
@@ -89,7 +89,7 @@ void Daemon::loadBook(const TicketsTold &tickets) {
     jobs_.bookLoaded();
 }
 
-// How the last request ended, and why the one that stands waits, is in the history alone.
+// How the last request ended, and why the waiting one waits, is in the history alone.
 void Daemon::recallReasons() {
     const std::optional<WaitingOffer> &standing = book_.ledger().standing;
     for (const std::string &line : history_.newest(History::kNewest)) {
@@ -131,7 +131,7 @@ void Daemon::goOnWithoutBus() {
                   std::to_string(options_.busPatience.count() / kMsPerSecond) +
                   " s; the agent starts without it, and nobody hears its reports";
     line.next = "look for the bus; it is tried again every second";
-    eventLog_.tell(line);
+    eventLog_.record(line);
     tellReady("STATUS=works without the message bus, which is tried again");
     startWork();
 }
@@ -158,32 +158,32 @@ void Daemon::end(int exitCode) {
 }
 
 void Daemon::offerImage(std::string descriptor, guard::OfferFlags flags, Answer answer) {
-    front_.offerImage(descriptor, flags, answer);
+    handler_.offerImage(descriptor, flags, answer);
 }
 
 void Daemon::triggerMobileApp(int newswavailflag, Answer answer) {
-    front_.triggerMobileApp(newswavailflag, answer);
+    handler_.triggerMobileApp(newswavailflag, answer);
 }
 
 void Daemon::setActivationTime(std::string record, Answer answer) {
-    front_.setActivationTime(record, answer);
+    handler_.setActivationTime(record, answer);
 }
 
 void Daemon::cancel(std::uint64_t ticket, Answer answer) {
     jobs_.cancel(ticket, std::move(answer));
 }
 
-void Daemon::commit(Answer answer) { front_.commit(answer); }
+void Daemon::commit(Answer answer) { handler_.commit(answer); }
 
-void Daemon::forget(std::string version, Answer answer) { front_.forget(version, answer); }
+void Daemon::forget(std::string version, Answer answer) { handler_.forget(version, answer); }
 
 void Daemon::changeSetting(std::string name, std::string value, Answer answer) {
-    front_.changeSetting(name, value, answer);
+    handler_.changeSetting(name, value, answer);
 }
 
 std::vector<std::string> Daemon::history(std::uint32_t count) { return history_.newest(count); }
 
-std::vector<std::pair<std::string, std::string>> Daemon::explain() { return front_.explain(); }
+std::vector<std::pair<std::string, std::string>> Daemon::explain() { return handler_.explain(); }
 
 const NodeStatus &Daemon::status() { return board_.status(); }
 

@@ -25,7 +25,7 @@ class Daemon final : public BusCalls {
     /* start(), then until the service is told to end, or cannot go on; the exit code. */
     int run();
 
-    void calledBy(uid_t user) override { front_.calledBy(user); }
+    void calledBy(uid_t user) override { handler_.calledBy(user); }
     void offerImage(std::string descriptor, guard::OfferFlags flags, Answer answer) override;
     void triggerMobileApp(int newswavailflag, Answer answer) override;
     void setActivationTime(std::string record, Answer answer) override;
@@ -62,7 +62,7 @@ class Daemon final : public BusCalls {
     RootUplink root_;
     JobRunner jobs_;
     HostCalls hostCalls_;
-    RequestHandler front_;
+    RequestHandler handler_;
     Watched diskDone_;
     Alarm busIsLate_;
     bool ready_ = false;

@@ -27,7 +27,7 @@ std::string sentence(const HistoryLine &line) {
 
 } // namespace
 
-void EventLog::tell(HistoryLine line) {
+void EventLog::record(HistoryLine line) {
     if (line.next == "nothing") {
         line.next.clear(); // the tables' word where there is nothing to do
     }
@@ -63,7 +63,7 @@ void EventLog::tellLeftOut() {
         line.reasonCode = base::Reason::senderLimited;
         line.reason = sender + ": and " + std::to_string(count) + " more, which are left out";
         line.next = "find out why it sends so much";
-        tell(std::move(line));
+        record(std::move(line));
     }
     if (limit_.hasLeftOut()) {
         leftOut_.setInMs(kLeftOutMs);

@@ -20,7 +20,7 @@ class EventLog {
         : history_(history), board_(board), bus_(bus), leftOut_(loop, [this] { tellLeftOut(); }) {}
 
     /* Time, node and stage are added here; a line without an outcome is one that went well. */
-    void tell(HistoryLine line);
+    void record(HistoryLine line);
 
     /*
      * Before a line is told that somebody else causes, who may cause any number of them by saying

@@ -140,7 +140,7 @@ void HostCalls::tellTimer(const char *event, const std::string &reason) {
     HistoryLine line;
     line.event = event;
     line.reason = reason;
-    eventLog_.tell(line);
+    eventLog_.record(line);
 }
 
 } // namespace service

@@ -27,14 +27,13 @@ std::int64_t pauseBeforeStart(int crashes) {
 
 } // namespace
 
-JobRunner::JobRunner(const Dependencies &means, HostProgram program, Callbacks callbacks)
-    : deps_(means), nodeKnown_(std::move(callbacks.nodeKnown)),
-      host_(means.loop, std::move(program),
+JobRunner::JobRunner(const Dependencies &deps, HostProgram program, Callbacks callbacks)
+    : deps_(deps), nodeKnown_(std::move(callbacks.nodeKnown)),
+      host_(deps.loop, std::move(program),
             {std::move(callbacks.hostMessage), [this](const std::string &how) { hostEnded(how); }}),
-      restart_(means.loop, [this] { launchHost(); }),
-      keepAgain_(means.loop, [this] { keepAgain(); }),
-      rebootOverdue_(means.loop, [this] { rebootIsOverdue(); }),
-      lookForAddress_(means.loop, [this] { state_ == State::restoring ? goOn() : pump(); }) {}
+      restart_(deps.loop, [this] { launchHost(); }), keepAgain_(deps.loop, [this] { keepAgain(); }),
+      rebootOverdue_(deps.loop, [this] { rebootIsOverdue(); }),
+      lookForAddress_(deps.loop, [this] { state_ == State::restoring ? goOn() : pump(); }) {}
 
 void JobRunner::start() { launchHost(); }
 
@@ -52,7 +51,7 @@ void JobRunner::launchHost() {
     ++hostGeneration_;
     restartAtMs_ = 0;
     state_ = State::startingUp;
-    witness_ = {};
+    observed_ = {};
     lastWords_ = {};
     waitsForPath_.clear();
     trial_ = {};
@@ -65,7 +64,7 @@ void JobRunner::launchHost() {
     }
     HistoryLine line;
     line.event = "host-started";
-    deps_.eventLog.tell(line);
+    deps_.eventLog.record(line);
 }
 
 // Before everything that comes of it: as soon as it is known which bank booted.
@@ -77,7 +76,7 @@ void JobRunner::tellBoot() {
     line.event = "boot";
     line.version = deps_.board.runningVersion();
     line.reason = "bank " + deps_.board.activeBank();
-    deps_.eventLog.tell(line);
+    deps_.eventLog.record(line);
 }
 
 void JobRunner::hostIsWrong(const std::string &why) {
@@ -92,7 +91,7 @@ void JobRunner::hostEnded(const std::string &how) {
     state_ = State::off;
     lookForAddress_.cancel();
     if (command_) {
-        choreDone("the host process ended over it; ask again once it runs");
+        commandDone("the host process ended over it; ask again once it runs");
     }
     deps_.timers.restore({}); // the ledger has those that were armed before the call
     deps_.board.setStage("");
@@ -129,7 +128,7 @@ void JobRunner::tellCrash(const std::string &how, bool inTheCall) {
     hostFailure_ = {line.reasonCode,
                     lastWords_.sentence.empty() ? "the host process: " + how : lastWords_.sentence};
     deps_.board.setHostFailure(hostFailure_);
-    deps_.eventLog.tell(line);
+    deps_.eventLog.record(line);
     if (ledger().running && inTheCall) {
         ++ledger().running->crashes;
         deps_.book.save();
@@ -161,7 +160,7 @@ void JobRunner::hostWaitsFor(const std::string &path, const std::string &found) 
         line.reason += "; what is there is not its socket: " + found;
     }
     line.next = "start the configuration manager that makes it";
-    deps_.eventLog.tell(line);
+    deps_.eventLog.record(line);
 }
 
 void JobRunner::startUpDone(const cJSON &message) {
@@ -207,14 +206,14 @@ void JobRunner::startUpDone(const cJSON &message) {
 
 // The commit check has its say; policy 3 leaves no mark for it, so the bank itself tells.
 void JobRunner::tellOutcomeOfBoot(const ResumePlan &plan) {
-    const auto word = outcomeOfWord(witness_.lastWord);
+    const auto word = outcomeOfWord(observed_.lastWord);
     const auto because = [&](base::Outcome outcome) {
         return outcome == base::Outcome::commitFailed ? plan.cause : base::Reason::none;
     };
     if (plan.awaitCommitWord && word) {
         const std::string why = plan.trialFailure.empty() ? "" : "; " + plan.trialFailure;
         finish(*plan.decided, *word,
-               {because(*word), "the commit check says " + witness_.lastWord + why});
+               {because(*word), "the commit check says " + observed_.lastWord + why});
     } else if (plan.withoutWord == base::Outcome::activated && !trial_.reason.empty()) {
         // It runs but did not pass: the agent was not asked to report a commit.
         finish(*plan.decided, base::Outcome::commitFailed,
@@ -271,7 +270,7 @@ void JobRunner::tellTakenUp(const Request &request) {
         line.reasonCode = base::Reason::begunAnew;
         line.reason += "; a download begins anew after " + std::to_string(bytes) + " bytes";
     }
-    deps_.eventLog.tell(line);
+    deps_.eventLog.record(line);
 }
 
 void JobRunner::becomeIdle() {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Runs the agent's calls one at a time, keeps on disk which one, and takes up again what broke off.
-#ifndef SERVICE_CONDUCTOR_H
-#define SERVICE_CONDUCTOR_H
+#ifndef SERVICE_JOB_RUNNER_H
+#define SERVICE_JOB_RUNNER_H
 
 #include "service/bus/bus_calls.h"
 #include "service/call_observer.h"
@@ -26,7 +26,7 @@
 
 namespace service {
 
-/* What the conductor works with; all of it outlives the conductor. */
+/* What the job runner works with; all of it outlives the job runner. */
 struct Dependencies {
     sd_event *loop;
     const node::Config &config;
@@ -53,7 +53,7 @@ class JobRunner {
         std::function<void()> nodeKnown; // the host told the node's MAC address
     };
 
-    JobRunner(const Dependencies &means, HostProgram program, Callbacks callbacks);
+    JobRunner(const Dependencies &deps, HostProgram program, Callbacks callbacks);
 
     /* The ledger is begun anew: tickets go on behind those that were told, and what was open is
      * over. Before bookLoaded. */
@@ -125,7 +125,7 @@ class JobRunner {
     int restartInSeconds() const;
 
   private:
-    enum class State { off, startingUp, restoring, abandoning, idle, choring, keeping, busy };
+    enum class State { off, startingUp, restoring, abandoning, idle, commanding, keeping, busy };
 
     // By a cancel, once the host has ended.
     enum class ToForget { nothing, running, everything };
@@ -199,8 +199,8 @@ class JobRunner {
     void answerCancels(const std::string &whatIsLeft);
     void saveAndAnswer(std::vector<Answer> answers, std::uint64_t ticket,
                        const std::string &whatIsLeft);
-    void begin(OperatorCommand chore);
-    void choreDone(const std::string &failed);
+    void begin(OperatorCommand command);
+    void commandDone(const std::string &failed);
     void forgetBaselines(const std::string &version);
     std::string whyBusy() const;
     HistoryLine lineOfRunningBank(const std::string &event) const;
@@ -209,7 +209,7 @@ class JobRunner {
     std::function<void()> nodeKnown_;
     HostProcess host_;
     State state_ = State::off;
-    CallObserver witness_;
+    CallObserver observed_;
     bool forgetDeferral_ = false;   // before the next call
     bool windowWasSpent_ = false;   // before the call
     std::uint64_t addressTold_ = 0; // the request that was told to wait for it

@@ -18,18 +18,18 @@ void JobRunner::hostStage(const std::string &stage) {
         trial_.step = TrialNow::Step::passed;
     }
     if (stage == "downloading") {
-        witness_.activating = false; // it failed, and the agent goes on all the same
-        witness_.cause = {};
+        observed_.activating = false; // it failed, and the agent goes on all the same
+        observed_.cause = {};
     } else if (stage == "verifying") {
-        witness_.downloaded = true;
+        observed_.downloaded = true;
     } else if (stage == "writing") {
-        witness_.wrote = true;
+        observed_.wrote = true;
     } else if (stage == "activating") {
-        witness_.activating = true;
+        observed_.activating = true;
     } else if (stage == "rebooting" && state_ != State::busy) {
         trial_.step = TrialNow::Step::rebooting;
-    } else if (stage == "rebooting" && !witness_.activated) {
-        witness_.activated = true;
+    } else if (stage == "rebooting" && !observed_.activated) {
+        observed_.activated = true;
         awaitReboot();
         if (ledger().running) {
             ledger().running->activated = true;
@@ -42,7 +42,7 @@ void JobRunner::hostStage(const std::string &stage) {
         return;
     }
     // The agent may go on behind the reboot that it asked for; the node goes down.
-    if (!witness_.activated || stage == "rebooting") {
+    if (!observed_.activated || stage == "rebooting") {
         deps_.board.setStage(stage);
     }
     if (ledger().running) {
@@ -61,19 +61,19 @@ void JobRunner::hostActivated(std::function<void()> kept) {
 }
 
 void JobRunner::hostReported(const std::string &word, const std::string &record) {
-    witness_.lastWord = word;
+    observed_.lastWord = word;
     ledger().lastWord = word;
     ledger().lastRecord = record;
     deps_.board.setReport(word, record);
     HistoryLine line = lineOfNow("status");
     line.outcome = outcomeOfWord(word).value_or(base::Outcome::done);
     line.reason = word;
-    deps_.eventLog.tell(line);
+    deps_.eventLog.record(line);
 }
 
 void JobRunner::hostHandedOver(const base::Cause &failure) {
-    witness_.handedOver = failure.reason == base::Reason::none;
-    witness_.notHandedOver = failure;
+    observed_.handedOver = failure.reason == base::Reason::none;
+    observed_.notHandedOver = failure;
 }
 
 void JobRunner::hostDone(const cJSON &message) {
@@ -92,9 +92,9 @@ void JobRunner::hostDone(const cJSON &message) {
         gaveUp_ = false;
         answerCancels(failed);
         return restoreMemory();
-    case State::choring:
+    case State::commanding:
         state_ = State::idle;
-        choreDone(failed);
+        commandDone(failed);
         return becomeIdle();
     case State::busy:
         hostCrashes_ = 0;
@@ -110,16 +110,16 @@ void JobRunner::hostDone(const cJSON &message) {
 void JobRunner::callDone(const cJSON &message) {
     Running ended = *ledger().running;
     const AgentMemoryText before(ledger().memory);
-    ended.activated = ended.activated || witness_.activated;
+    ended.activated = ended.activated || observed_.activated;
     ledger().rebootDue = ledger().rebootDue || ended.activated;
     ledger().running.reset();
     ledger().memory = base::printed(cJSON_GetObjectItemCaseSensitive(&message, "memory"));
     ledger().timers = deps_.timers.armed();
     countDownloads();
-    if (witness_.cause.attempt != 0) { // the agent's own count ends with its process
-        witness_.cause.attempt = witness_.lastWord == OTA_STATUS_RECONNECT
-                                     ? Ledger::kMaxFailedDownloads
-                                     : ledger().failedDownloads;
+    if (observed_.cause.attempt != 0) { // the agent's own count ends with its process
+        observed_.cause.attempt = observed_.lastWord == OTA_STATUS_RECONNECT
+                                      ? Ledger::kMaxFailedDownloads
+                                      : ledger().failedDownloads;
     }
     const Request &request = ended.request;
     const bool putOff = base::numberOf(&message, "deferred") != 0;
@@ -137,7 +137,7 @@ void JobRunner::callDone(const cJSON &message) {
     forgetDeferral_ =
         forgetDeferral_ || (putOff && !(ledger().standing && ledger().standing->deferred));
     deps_.book.save();
-    if (witness_.toldLastAttempt) {
+    if (observed_.toldLastAttempt) {
         return renewHost();
     }
     becomeIdle();
@@ -152,11 +152,11 @@ void JobRunner::finishTrigger(const Request &trigger, const AgentMemoryText &bef
                        "the half hour had run out before the mobile app's trigger came"});
     }
     // Of the last offer, whose ticket has ended: the agent takes it up once more.
-    const bool wentOn =
-        go && !ledger().standing &&
-        (endsTheRequest(witness_) || witness_.wrote || witness_.cause.reason != base::Reason::none);
+    const bool wentOn = go && !ledger().standing &&
+                        (endsTheRequest(observed_) || observed_.wrote ||
+                         observed_.cause.reason != base::Reason::none);
     if (wentOn && !timersAwaited() && !ledger().rebootDue) {
-        return finish(trigger, outcomeOfCall(witness_), causeOfCall(witness_));
+        return finish(trigger, outcomeOfCall(observed_), causeOfCall(observed_));
     }
     finish(trigger, base::Outcome::done,
            {base::Reason::none, ledger().standing || wentOn || ledger().rebootDue
@@ -175,23 +175,23 @@ bool JobRunner::standsUntouched(const Request &by) const {
 // A reboot or a timer may still be awaited; else the offer is over.
 void JobRunner::offerDone(const Request &offer, const Running &ended) {
     if (windowWasSpent_ && !ended.activated &&
-        outcomeOfCall(witness_) == base::Outcome::interruptedNothingKnown) {
+        outcomeOfCall(observed_) == base::Outcome::interruptedNothingKnown) {
         return passedOver(offer);
     }
-    if (!ended.activated && !witness_.armedTimer && standsUntouched(offer)) {
-        return finish(offer, outcomeOfCall(witness_), causeOfCall(witness_));
+    if (!ended.activated && !observed_.armedTimer && standsUntouched(offer)) {
+        return finish(offer, outcomeOfCall(observed_), causeOfCall(observed_));
     }
     supersedeStanding(offer);
     const bool awaited = ended.activated || timersAwaited();
-    if (awaited && !endsTheRequest(witness_)) {
+    if (awaited && !endsTheRequest(observed_)) {
         ledger().standing =
             WaitingOffer{offer, ended.bank, ended.activated, false, ended.failedTrials};
         return tellFailedAttempt(offer);
     }
-    finish(offer, outcomeOfCall(witness_), causeOfCall(witness_));
+    finish(offer, outcomeOfCall(observed_), causeOfCall(observed_));
 }
 
-// The offer that stands goes on waiting, unless this one took away what it waited for: the agent
+// The waiting offer goes on waiting, unless this one took away what it waited for: the agent
 // stops a pending download before it passes an offer over.
 void JobRunner::passedOver(const Request &offer) {
     finish(offer, base::Outcome::windowSpent,
@@ -204,7 +204,7 @@ void JobRunner::passedOver(const Request &offer) {
     }
 }
 
-// A timer or the mobile app moved the offer that stands.
+// A timer or the mobile app moved the waiting offer.
 void JobRunner::standingGoesOn(const Running &ended, bool putOff) {
     if (!ledger().standing) {
         return;
@@ -213,16 +213,17 @@ void JobRunner::standingGoesOn(const Running &ended, bool putOff) {
     if (ended.activated) {
         standing.activated = true;
         standing.bank = ended.bank;
-    } else if (endsTheRequest(witness_)) {
-        finish(standing.offer, outcomeOfCall(witness_), causeOfCall(witness_));
+    } else if (endsTheRequest(observed_)) {
+        finish(standing.offer, outcomeOfCall(observed_), causeOfCall(observed_));
         ledger().standing.reset();
     } else if (!timersAwaited()) {
-        if (putOff && !witness_.wrote && !witness_.handedOver && sentenceOfCall(witness_).empty()) {
+        if (putOff && !observed_.wrote && !observed_.handedOver &&
+            sentenceOfCall(observed_).empty()) {
             standing.deferred = true;
             tellPutOff(standing.offer);
             return settingsChanged_ ? settingsChanged() : void();
         }
-        finish(standing.offer, outcomeOfCall(witness_), causeOfCall(witness_));
+        finish(standing.offer, outcomeOfCall(observed_), causeOfCall(observed_));
         ledger().standing.reset();
     } else {
         tellFailedAttempt(standing.offer);
@@ -236,7 +237,7 @@ void JobRunner::tellPutOff(const Request &offer) {
     line.reasonCode = isPutOffByMode(status) ? base::Reason::notAGateway : base::Reason::onboarding;
     line.reason = whyPutOff(status);
     line.next = "taken up " + whenTakenUp(status);
-    deps_.eventLog.tell(line);
+    deps_.eventLog.record(line);
 }
 
 // What a new activation time is for.
@@ -264,20 +265,20 @@ std::string JobRunner::governedWords() const {
 
 // Of a download that is tried again.
 void JobRunner::tellFailedAttempt(const Request &offer) {
-    if (witness_.cause.attempt == 0) {
+    if (observed_.cause.attempt == 0) {
         return;
     }
     HistoryLine line = lineOf(base::kAttemptFailed, offer);
     line.outcome = base::Outcome::waiting;
-    line.reasonCode = witness_.cause.reason;
-    line.reason = attemptWords(witness_.cause);
+    line.reasonCode = observed_.cause.reason;
+    line.reason = attemptWords(observed_.cause);
     for (const ArmedTimer &timer : deps_.timers.armed()) {
         if (timer.name == TIMER_DOWNLOAD_RETRY) {
             line.next = "the next attempt starts at " + timeOfDay(timer.endsAt);
         }
     }
     deps_.board.setWaitReason(base::rowOf(line.reasonCode).name, line.reason);
-    deps_.eventLog.tell(line);
+    deps_.eventLog.record(line);
 }
 
 void JobRunner::supersedeStanding(const Request &by) {
@@ -291,7 +292,7 @@ void JobRunner::supersedeStanding(const Request &by) {
 
 void JobRunner::hostTellsCause(const cJSON &message) {
     if (const auto cause = causeIn(message)) {
-        witness_.cause = *cause;
+        observed_.cause = *cause;
     }
 }
 
@@ -324,7 +325,7 @@ void JobRunner::finish(const Request &request, base::Outcome outcome, base::Caus
     line.reasonCode = cause.reason;
     line.reason = cause.sentence;
     line.next = cause.reason == base::Reason::none ? row.remedy : because.remedy;
-    deps_.eventLog.tell(line);
+    deps_.eventLog.record(line);
     const base::End end = base::endOf(request.ticket, outcome, cause);
     deps_.board.setLastEnd(end);
     deps_.bus.raiseFinished(end);
@@ -335,7 +336,7 @@ void JobRunner::tell(const std::string &event, const Request &request, const std
     HistoryLine line = lineOf(event, request);
     line.reason = reason;
     line.next = next;
-    deps_.eventLog.tell(line);
+    deps_.eventLog.record(line);
 }
 
 HistoryLine JobRunner::lineOf(const std::string &event, const Request &request) {

@@ -9,7 +9,7 @@
 
 namespace service {
 
-// A timer's call and a trigger work for the offer that stands: one is not cancelled without the
+// A timer's call and a trigger work for the waiting offer: one is not cancelled without the
 // other.
 bool JobRunner::runsOrStands(std::uint64_t ticket) const {
     const Ledger &ledger = deps_.book.ledger();
@@ -21,7 +21,7 @@ bool JobRunner::runsOrStands(std::uint64_t ticket) const {
            (ledger.standing && ledger.standing->offer.ticket == ticket);
 }
 
-// What it is for has nothing to do with the offer that stands, which goes on.
+// What it is for has nothing to do with the waiting offer, which goes on.
 bool JobRunner::runsForItself(std::uint64_t ticket) const {
     const std::optional<Running> &running = deps_.book.ledger().running;
     if (!running || running->request.ticket != ticket || running->activated) {
@@ -96,7 +96,7 @@ void JobRunner::forgetCancelled() {
         ledger().running.reset();
         return deps_.book.save();
     }
-    // The call of a timer is the standing offer's.
+    // The call of a timer is the waiting offer's.
     if (ledger().running && ledger().running->request.kind != kTimer) {
         finish(ledger().running->request, base::Outcome::cancelled,
                {base::Reason::byOperator, "while it ran"});
@@ -111,7 +111,7 @@ void JobRunner::forgetCancelled() {
         line.outcome = base::Outcome::cancelled;
         line.reasonCode = base::Reason::byOperator;
         line.reason = "what was left of an earlier offer";
-        deps_.eventLog.tell(line);
+        deps_.eventLog.record(line);
     }
     ledger().running.reset();
     ledger().standing.reset();

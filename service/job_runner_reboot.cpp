@@ -28,7 +28,7 @@ void JobRunner::rebootIsOverdue() {
     line.reason = "the other bank is activated, and the node has not rebooted for " +
                   std::to_string(deps_.rebootPatience / std::chrono::seconds(1)) + " s";
     line.next = kRebootByHand;
-    deps_.eventLog.tell(line);
+    deps_.eventLog.record(line);
 }
 
 void JobRunner::forgetReboot() {

@@ -174,7 +174,7 @@ bool JobRunner::awaitsAddress(const Request &request) {
         line.reasonCode = base::Reason::noAddress;
         line.reason = "it names the node by its address, and the bridge br0 has none";
         line.next = base::rowOf(line.reasonCode).remedy;
-        deps_.eventLog.tell(line);
+        deps_.eventLog.record(line);
     }
     return true;
 }
@@ -186,7 +186,7 @@ void JobRunner::begin(Running running) {
             checkAgain(kept, judgeNow(deps_.config, deps_.board.lastStatus()), running.request)) {
         return endRefused(kept, *refusal);
     }
-    witness_ = {};
+    observed_ = {};
     deps_.board.setWaitReason("", "");
     settingsChanged_ = false;
     if (running.bank.empty()) {
@@ -218,7 +218,7 @@ void JobRunner::tellRefused(const Request &request, const guard::Refusal &refusa
     line.reasonCode = base::Reason::storedRequestRefused;
     line.reason = refusal.text();
     line.next = "nothing: it was kept, and is dropped";
-    deps_.eventLog.tell(line);
+    deps_.eventLog.record(line);
 }
 
 // What runs is on the disk before the agent hears of it. A timer has run out for the agent all the
@@ -275,7 +275,7 @@ void JobRunner::notKept(const std::string &what) {
     line.reason = what;
     line.next = "make room in the state directory; it is tried again every " +
                 std::to_string(kKeepAgainMs / kMsPerSecond) + " s";
-    deps_.eventLog.tell(line);
+    deps_.eventLog.record(line);
 }
 
 void JobRunner::keepAgain() {

@@ -18,20 +18,20 @@ constexpr int kLaterDelay = 120; // seconds; the first of a series is the agent'
 } // namespace
 
 std::optional<int> JobRunner::hostStartsTimer(const std::string &name, int seconds) {
-    witness_.armedTimer = true;
+    observed_.armedTimer = true;
     const bool retry = state_ == State::busy && name == TIMER_DOWNLOAD_RETRY;
     return retry ? attemptFailed(seconds) : seconds;
 }
 
 void JobRunner::hostStopsTimer(const std::string &name) {
-    witness_.retryStopped = witness_.retryStopped || name == TIMER_DOWNLOAD_RETRY;
+    observed_.retryStopped = observed_.retryStopped || name == TIMER_DOWNLOAD_RETRY;
 }
 
 std::optional<int> JobRunner::attemptFailed(int seconds) {
-    witness_.attemptFailed = true;
+    observed_.attemptFailed = true;
     const int attempt = ledger().failedDownloads + 1;
-    witness_.lastAttempt = attempt >= Ledger::kMaxFailedDownloads;
-    if (witness_.lastAttempt) {
+    observed_.lastAttempt = attempt >= Ledger::kMaxFailedDownloads;
+    if (observed_.lastAttempt) {
         return std::nullopt;
     }
     // An agent that counts fewer asks for the longer delay of a first attempt.
@@ -45,7 +45,7 @@ bool JobRunner::endSeries(const cJSON &message) {
         base::printed(cJSON_GetObjectItemCaseSensitive(&message, "memory")));
     // A node that is neither gateway nor extender gets no delay for a first failure, and the
     // agent's first need not be the first of the series.
-    if (witness_.retryStopped && !witness_.attemptFailed &&
+    if (observed_.retryStopped && !observed_.attemptFailed &&
         memory.number(AgentMemoryText::kRetryPending, 0) != 0) {
         const std::optional<int> seconds =
             attemptFailed(ledger().failedDownloads == 0 ? 0 : kLaterDelay);
@@ -53,10 +53,10 @@ bool JobRunner::endSeries(const cJSON &message) {
             deps_.timers.start(TIMER_DOWNLOAD_RETRY, *seconds);
         }
     }
-    if (!witness_.lastAttempt || witness_.toldLastAttempt) {
+    if (!observed_.lastAttempt || observed_.toldLastAttempt) {
         return false;
     }
-    witness_.toldLastAttempt = true;
+    observed_.toldLastAttempt = true;
     tell("series-ended", ledger().running->request,
          "download " + std::to_string(Ledger::kMaxFailedDownloads) +
              " in a row failed; the agent counts fewer, since its process was started anew");
@@ -65,9 +65,9 @@ bool JobRunner::endSeries(const cJSON &message) {
 }
 
 void JobRunner::countDownloads() {
-    if (witness_.downloaded || witness_.lastWord == OTA_STATUS_RECONNECT) {
+    if (observed_.downloaded || observed_.lastWord == OTA_STATUS_RECONNECT) {
         ledger().failedDownloads = 0;
-    } else if (witness_.attemptFailed) {
+    } else if (observed_.attemptFailed) {
         ++ledger().failedDownloads;
     }
 }

@@ -37,7 +37,7 @@ void JobRunner::hostTellsTrial(const std::string &note, const cJSON &message) {
         trial_ = {};
         line.reason = "bank " + base::textOf(&message, "bank");
     }
-    deps_.eventLog.tell(line);
+    deps_.eventLog.record(line);
 }
 
 void JobRunner::commit(Answer answer) {
@@ -69,7 +69,7 @@ std::string JobRunner::whyBusy() const {
     case State::busy:
         return ticket == 0 ? "the agent is busy"
                            : "the agent is busy with ticket " + std::to_string(ticket);
-    case State::choring:
+    case State::commanding:
         return "another operator's command is being carried out";
     case State::off:
     case State::startingUp:
@@ -87,31 +87,31 @@ std::string JobRunner::whyNotStarted() const {
                         : "the agent is starting";
 }
 
-// A chore waits for nothing: an operator would rather ask again than find it done hours later.
-void JobRunner::begin(OperatorCommand chore) {
+// A command waits for nothing: an operator would rather ask again than find it done hours later.
+void JobRunner::begin(OperatorCommand command) {
     if (state_ != State::idle || cancelling_) {
         const auto busy = guard::Refusal{base::Outcome::notReady, "node", whyBusy()};
-        return chore.answer(&busy, 0);
+        return command.answer(&busy, 0);
     }
-    state_ = State::choring;
-    host_.send(chore.event.get());
-    command_ = std::move(chore);
+    state_ = State::commanding;
+    host_.send(command.event.get());
+    command_ = std::move(command);
 }
 
-void JobRunner::choreDone(const std::string &failed) {
-    const OperatorCommand chore = std::exchange(command_, std::nullopt).value();
+void JobRunner::commandDone(const std::string &failed) {
+    const OperatorCommand command = std::exchange(command_, std::nullopt).value();
     if (!failed.empty()) {
         const auto refusal = guard::Refusal{base::Outcome::failed, "node", failed};
-        return chore.answer(&refusal, 0);
+        return command.answer(&refusal, 0);
     }
-    if (chore.done.event == "forgotten") {
-        forgetBaselines(chore.done.version);
+    if (command.done.event == "forgotten") {
+        forgetBaselines(command.done.version);
     } else {
         trial_ = {};
         deps_.book.save(); // the commit check may have had its say
     }
-    deps_.eventLog.tell(chore.done);
-    chore.answer(nullptr, 0);
+    deps_.eventLog.record(command.done);
+    command.answer(nullptr, 0);
 }
 
 // The node counts its failed trials from nothing again.

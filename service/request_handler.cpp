@@ -68,7 +68,7 @@ void RequestHandler::refuse(const guard::Refusal &refusal, const BusCalls::Answe
     // Callers may cause as many refusals as they like, each its own.
     const std::string sender = std::string(kFromTheBus) + ", " + nameOf(caller_);
     if (services_.eventLog.judge(sender, line.reason) == SenderLimit::Verdict::tell) {
-        services_.eventLog.tell(line);
+        services_.eventLog.record(line);
     }
     lastRefusal_ = refusal.text();
     answer(&refusal, 0);
@@ -172,7 +172,7 @@ void RequestHandler::tellSetting(guard::Setting setting, const std::string &valu
     HistoryLine line;
     line.event = "setting-changed";
     line.reason = std::string(guard::settingName(setting)) + " is " + value;
-    services_.eventLog.tell(line);
+    services_.eventLog.record(line);
 }
 
 std::vector<std::pair<std::string, std::string>> RequestHandler::explain() {

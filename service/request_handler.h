@@ -23,7 +23,7 @@
 
 namespace service {
 
-/* What the front speaks for; all of it outlives the front. */
+/* What the handler works with; all of it outlives the handler. */
 struct Services {
     const node::Config &config;
     RequestBook &book;

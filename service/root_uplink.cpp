@@ -149,7 +149,7 @@ void RootUplink::tell(const char *event, base::Outcome outcome, const base::Caus
     line.outcome = outcome;
     line.reasonCode = cause.reason;
     line.reason = cause.sentence;
-    eventLog_.tell(line);
+    eventLog_.record(line);
 }
 
 } // namespace service

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The road between extenders and root as this node takes it, whatever its role is just now.
-#ifndef SERVICE_ROOT_ROAD_H
-#define SERVICE_ROOT_ROAD_H
+// The uplink between extenders and root, in whatever role this node has at the moment.
+#ifndef SERVICE_ROOT_UPLINK_H
+#define SERVICE_ROOT_UPLINK_H
 
 #include "service/bus/bus_service.h"
 #include "service/event_log.h"
@@ -20,7 +20,7 @@ namespace service {
 
 class RootUplink {
   public:
-    /* All of them outlive the road. */
+    /* All of them outlive the uplink. */
     RootUplink(sd_event *loop, const node::Config &config, BusService &bus, StatusBoard &board,
                EventLog &eventLog)
         : loop_(loop), config_(config), bus_(bus), board_(board), eventLog_(eventLog),

@@ -35,7 +35,7 @@ class StatusBoard {
     /* Asks for the node's address anew. */
     void lookAtAddress();
     void setSettings(const node::Config &config);
-    /* Why the request that stands waits, until the next call begins. */
+    /* Why the waiting offer waits, until the next call begins. */
     void setWaitReason(const std::string &code, const std::string &sentence);
     /* How the host process ended that is being started again; an empty sentence: it has started. */
     void setHostFailure(const base::Cause &failure);

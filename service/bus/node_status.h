@@ -62,7 +62,7 @@ struct NodeStatus {
     std::vector<FailedTrial> failedVersions; // the newest last
     std::uint64_t uptime = 0;                // seconds since boot
     std::uint32_t queued = 0;                // requests that wait for their turn
-    std::uint64_t ticket = 0;                // of the request that runs or stands; 0: none
+    std::uint64_t ticket = 0;                // of the request that runs or waits; 0: none
     std::string model;
     std::string serial;
     std::string mac; // empty until the agent has started

@@ -24,7 +24,7 @@ constexpr const char *kRebootByHand =
  */
 bool windowIsSpent(const Ledger &ledger);
 
-/* How the trial that this start-up of the host settles stands. */
+/* How far the trial is that this start-up of the host settles. */
 struct TrialNow {
     enum class Step {
         none,      // there is none, or it is over

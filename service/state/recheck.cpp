@@ -125,7 +125,7 @@ class Recheck {
     const Judge ofAnyMac_; // of what the agent has taken: it asks for the address once
     const std::optional<Refusal> image_;
     const std::optional<Refusal> times_;
-    std::optional<Refusal> ended_; // the standing offer
+    std::optional<Refusal> ended_; // the waiting offer
     bool told_ = false;            // why the memory goes
 };
 

@@ -9,7 +9,7 @@
 namespace service {
 
 /*
- * Takes out of the plan what may not reach the agent: the call to redo, the standing offer, the
+ * Takes out of the plan what may not reach the agent: the call to redo, the waiting offer, the
  * timers and the memory. Requests end with the refusal's outcome and words; an offer takes all
  * along that would have worked for it. The queue is not looked at: each of it has its turn.
  */

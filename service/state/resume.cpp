@@ -179,7 +179,7 @@ class Planner {
                (plan_.redo && named(plan_.redo->request));
     }
 
-    // Nothing that was kept would bring the standing offer any further.
+    // Nothing that was kept would bring the waiting offer any further.
     bool isStuck() const {
         const bool redoMoves = plan_.redo && (isTimer(plan_.redo->request) ||
                                               plan_.redo->request.kind == kMobileTrigger);
@@ -195,7 +195,7 @@ class Planner {
         return otherBoot_ && !plan_.standing->activated && (plan_.standing->deferred || window);
     }
 
-    // The standing offer goes to the agent anew, ahead of what came after it.
+    // The waiting offer goes to the agent anew, ahead of what came after it.
     void offerAgain() {
         if (!plan_.standing || !(isStuck() || bootUndidIt())) {
             return;
@@ -281,7 +281,7 @@ class Planner {
     std::string memory_;
     bool fresh_ = false;        // a boot into the activated bank wiped the agent's memory
     bool mended_ = false;       // flags must follow the timers that are left
-    bool offeredAgain_ = false; // the redo is the standing offer's
+    bool offeredAgain_ = false; // the redo is the waiting offer's
     ResumePlan plan_;
 };
 

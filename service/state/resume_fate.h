@@ -35,7 +35,7 @@ struct Awaited {
     std::string version;
 };
 
-/* Those that the call, or the offer that stands, may have made; policy 3 reports no commit. */
+/* Those that the call, or the waiting offer, may have made; policy 3 reports no commit. */
 std::vector<Awaited> awaitedCommits(const std::optional<Running> &running,
                                     const std::optional<WaitingOffer> &standing);
 

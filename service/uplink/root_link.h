@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The road to the root node: messages to its broker, and on a gateway those of the extenders.
+// The link to the root node: messages to its broker, and on a gateway those of the extenders.
 #ifndef SERVICE_UPLINK_ROOT_LINK_H
 #define SERVICE_UPLINK_ROOT_LINK_H
 
@@ -25,7 +25,7 @@ struct RootConfig {
     std::string topic;            // what every topic begins with, as "otaSwAgent"
 };
 
-/* How patient the road is. Only tests want others than these. */
+/* How patient the link is. Only tests want others than these. */
 struct RootTimes {
     // Under the 5 s that the agent may lose, by what tick() and the loop around it may be late.
     std::chrono::milliseconds publish{4700};

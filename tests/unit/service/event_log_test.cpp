@@ -35,13 +35,13 @@ TEST_F(AChronicle, tells_of_the_lines_that_a_slow_disk_did_not_take_and_why) {
     HistoryLine line;
     line.event = "stage"; // which is not logged
     for (int i = 0; i < kFlood; ++i) {
-        eventLog.tell(line);
+        eventLog.record(line);
     }
     letGo.set_value();
     while (history.isBehind()) {
         disk.dispatch();
     }
-    eventLog.tell(line);
+    eventLog.record(line);
     const base::Json gap = base::parsed(history.newest(2).front());
     EXPECT_EQ(base::textOf(gap.get(), "event"), "history-gap");
     EXPECT_EQ(base::textOf(gap.get(), "reason_code"), "history-gap");

@@ -37,7 +37,7 @@ class BeforeTheReboot : public DaemonTest {
         EXPECT_THAT(explained("queue"), HasSubstr("behind the reboot"));
     }
 
-    // A timer that nobody's offer stands behind activates, and an offer comes behind it.
+    // A timer without an offer activates, and an offer comes behind it.
     void activateForNoOffer() {
         Ledger ledger;
         ledger.bootId = "boot-1";

@@ -131,14 +131,14 @@ TEST_F(ABusyDiskWriter, KeepsTheOrderOfLinesWhereOneMayNotBeOvertaken) {
 }
 
 /* How often a file of this folder was closed after writing, or put into its place. */
-class Witness {
+class FolderWatch {
   public:
-    Witness(const std::string &folder, std::uint32_t what) : fd_(inotify_init1(IN_NONBLOCK)) {
+    FolderWatch(const std::string &folder, std::uint32_t what) : fd_(inotify_init1(IN_NONBLOCK)) {
         EXPECT_GE(inotify_add_watch(fd_, folder.c_str(), what), 0);
     }
-    ~Witness() { close(fd_); }
-    Witness(const Witness &) = delete;
-    Witness &operator=(const Witness &) = delete;
+    ~FolderWatch() { close(fd_); }
+    FolderWatch(const FolderWatch &) = delete;
+    FolderWatch &operator=(const FolderWatch &) = delete;
 
     int count(const std::string &name) const {
         alignas(inotify_event) std::array<char, 64 * 1024> bytes{};
@@ -157,7 +157,7 @@ class Witness {
 };
 
 TEST_F(ABusyDiskWriter, WritesOnlyTheNewestOfTheTextsThatWaitAndAnswersThemAll) {
-    const Witness witness(in(""), IN_MOVED_TO);
+    const FolderWatch watch(in(""), IN_MOVED_TO);
     for (const char *const text : {"1", "2", "3"}) {
         disk_.replace(in("file"), text, note(text));
         disk_.replace(in("other"), text, note(std::string("other ") + text));
@@ -166,7 +166,7 @@ TEST_F(ABusyDiskWriter, WritesOnlyTheNewestOfTheTextsThatWaitAndAnswersThemAll) 
     dispatchUntil(6);
     EXPECT_EQ(notes_, (std::vector<std::string>{"1", "2", "3", "other 1", "other 2", "other 3"}));
     EXPECT_EQ(textOf(in("file")), "3");
-    EXPECT_EQ(witness.count("file"), 1);
+    EXPECT_EQ(watch.count("file"), 1);
 }
 
 TEST_F(ABusyDiskWriter, TellsAllOfThemWhatWasWrong) {
@@ -180,14 +180,14 @@ TEST_F(ABusyDiskWriter, TellsAllOfThemWhatWasWrong) {
 }
 
 TEST_F(ABusyDiskWriter, WritesTheLinesThatWaitTogether) {
-    const Witness witness(in(""), IN_CLOSE_WRITE);
+    const FolderWatch watch(in(""), IN_CLOSE_WRITE);
     for (int number = 0; number < 100; ++number) {
         append(in("lines"), "line", 1'000'000, 1, note("line"), Overtaking::allowed);
     }
     letGo();
     dispatchUntil(100);
     EXPECT_EQ(textOf(in("lines")).size(), 100 * sizeof "line");
-    EXPECT_EQ(witness.count("lines"), 1);
+    EXPECT_EQ(watch.count("lines"), 1);
 }
 
 TEST_F(ADiskWriter, RotatesByTheLimitOfTheTask) {

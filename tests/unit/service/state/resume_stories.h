@@ -16,7 +16,7 @@ std::string told(const service::ResumePlan &plan);
 /* A call that broke off in bank a, with nothing else kept. */
 service::Ledger running(const service::Request &request, bool activated = false, int starts = 1,
                         int crashes = 0);
-/* An offer that stands since bank a ran, with its timers. */
+/* An offer that waits since bank a ran, with its timers. */
 service::Ledger standing(const service::Request &offered, std::vector<service::ArmedTimer> timers,
                          bool activated = false, bool deferred = false);
 /* The same with a call that broke off, or with a queue. */
