@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // otactl activate-at: the time of day at which a written image is activated.
+#include "base/failure.h"
+#include "base/printable.h"
 #include "cli/answer.h"
 #include "cli/bus_client.h"
-#include "cli/failure.h"
 #include "cli/governed.h"
-#include "cli/printable.h"
 #include "cli/verbs.h"
 
 #include "base/terminal.h"
@@ -27,18 +27,18 @@ std::string fromNow(std::string_view seconds) {
     const auto parsed = std::from_chars(seconds.data(), seconds.data() + seconds.size(), count);
     if (parsed.ec != std::errc() || parsed.ptr != seconds.data() + seconds.size() || count < 1 ||
         count >= kDay) {
-        throw Failure(base::Outcome::wrongUse,
-                      "now+" + std::string(seconds) + ": expected now+SECONDS, 1 to 86399");
+        throw base::Failure(base::Outcome::wrongUse,
+                            "now+" + std::string(seconds) + ": expected now+SECONDS, 1 to 86399");
     }
     return base::timeOfDay(std::time(nullptr) + count);
 }
 
 std::string recordFor(const Node &node, const std::string &time) {
-    const base::Json object = newObject();
-    add(object.get(), "model", node.model);
-    add(object.get(), "mac", node.mac);
-    add(object.get(), "sn", node.serial);
-    add(object.get(), "actTime", time);
+    const base::Json object = base::newObject();
+    base::add(object.get(), "model", node.model);
+    base::add(object.get(), "mac", node.mac);
+    base::add(object.get(), "sn", node.serial);
+    base::add(object.get(), "actTime", time);
     const base::JsonText text(cJSON_PrintUnformatted(object.get()));
     return text.get();
 }
@@ -46,8 +46,8 @@ std::string recordFor(const Node &node, const std::string &time) {
 int activateAt(const std::string &time, const Globals &globals) {
     const std::string when =
         time.starts_with(kFromNow) ? fromNow(time.substr(kFromNow.size())) : time;
-    if (!isBusText(when)) {
-        throw Failure(base::Outcome::timeMalformed, "actTime: not a text in UTF-8");
+    if (!base::isBusText(when)) {
+        throw base::Failure(base::Outcome::timeMalformed, "actTime: not a text in UTF-8");
     }
     BusClient client(globals.bus);
     const Node node = client.readNode();

@@ -5,13 +5,11 @@
 
 namespace cli {
 
-base::Json success() { return outcomeAsJson(base::rowOf(base::Outcome::done), ""); }
-
 void answerTicket(const std::string &what, std::uint64_t ticket, const Globals &globals) {
     if (globals.json) {
-        const base::Json object = success();
-        add(object.get(), "ticket", ticket);
-        printJson(object.get());
+        const base::Json object = base::success();
+        base::add(object.get(), "ticket", ticket);
+        base::printJson(object.get());
         return;
     }
     std::printf("%s, ticket %s\n", what.c_str(), std::to_string(ticket).c_str());
@@ -19,9 +17,9 @@ void answerTicket(const std::string &what, std::uint64_t ticket, const Globals &
 }
 
 int answerEnd(const Finished &end) {
-    const base::Json object = newObject();
+    const base::Json object = base::newObject();
     addEnd(object.get(), end);
-    printJson(object.get());
+    base::printJson(object.get());
     return static_cast<int>(end.code);
 }
 

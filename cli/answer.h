@@ -3,8 +3,8 @@
 #ifndef CLI_ANSWER_H
 #define CLI_ANSWER_H
 
+#include "base/json_output.h"
 #include "cli/finished.h"
-#include "cli/json_output.h"
 #include "cli/verbs.h"
 
 #include <cstdint>
@@ -17,9 +17,6 @@ void answerTicket(const std::string &what, std::uint64_t ticket, const Globals &
 
 /* The end of a ticket as one object; returns its code. */
 int answerEnd(const Finished &end);
-
-/* {"code":0,"result":"done","reason":""}, to be added to. */
-base::Json success();
 
 } // namespace cli
 

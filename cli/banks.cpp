@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // otactl banks: what the two banks hold, which of them is on trial, and which versions failed.
+#include "base/display.h"
+#include "base/failure.h"
+#include "base/json_output.h"
+#include "base/printable.h"
 #include "cli/bus_client.h"
-#include "cli/display.h"
-#include "cli/failure.h"
-#include "cli/json_output.h"
-#include "cli/printable.h"
 #include "cli/verbs.h"
 
 #include <algorithm>
@@ -38,15 +38,15 @@ std::string stateOf(const Bank &bank, const BankTrial &trial) {
 void printBanksAsJson(const Node &node) {
     base::Json list(cJSON_CreateArray());
     for (const Bank &bank : node.banks) {
-        base::Json object = newObject();
+        base::Json object = base::newObject();
         addBank(object.get(), bank);
         addTrial(object.get(), trialOf(node, bank));
         cJSON_AddItemToArray(list.get(), object.release());
     }
-    const base::Json object = newObject();
-    add(object.get(), "banks", std::move(list));
-    add(object.get(), "failed_versions", failedVersionsAsJson(node.failedVersions));
-    printJson(object.get());
+    const base::Json object = base::newObject();
+    base::add(object.get(), "banks", std::move(list));
+    base::add(object.get(), "failed_versions", failedVersionsAsJson(node.failedVersions));
+    base::printJson(object.get());
 }
 
 void printBanks(const Node &node) {
@@ -57,13 +57,13 @@ void printBanks(const Node &node) {
                         bank.whole ? "whole" : "not whole", bank.running ? "yes" : "no",
                         bank.next ? "yes" : "no", stateOf(bank, trialOf(node, bank))});
     }
-    printTable(rows);
+    base::printTable(rows);
     for (const FailedVersion &failed : node.failedVersions) {
-        const std::string version = printable(failed.version);
+        const std::string version = base::printable(failed.version);
         std::printf(
             "%s failed its trial %s, last: %s; %s\n", version.c_str(),
             failed.trials == 1 ? "once" : (std::to_string(failed.trials) + " times").c_str(),
-            printable(failed.reason).c_str(),
+            base::printable(failed.reason).c_str(),
             failed.refused ? ("offers of it are refused until otactl forget " + version).c_str()
                            : "it may be offered again");
     }
@@ -71,11 +71,11 @@ void printBanks(const Node &node) {
 
 void requireBanks(const Node &node) {
     if (node.banks.empty()) {
-        throw Failure(base::Outcome::notReady,
-                      "the banks are not known: " +
-                          (node.waitReason.empty()
-                               ? "the agent has not read the boot state yet"
-                               : node.waitReason + " (" + node.waitReasonCode + ")"));
+        throw base::Failure(base::Outcome::notReady,
+                            "the banks are not known: " +
+                                (node.waitReason.empty()
+                                     ? "the agent has not read the boot state yet"
+                                     : node.waitReason + " (" + node.waitReasonCode + ")"));
     }
 }
 

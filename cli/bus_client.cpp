@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cli/bus_client.h"
 
-#include "cli/failure.h"
+#include "base/failure.h"
 
 #include <array>
 #include <cerrno>
@@ -47,12 +47,13 @@ constexpr std::array kKnownErrors = {
 [[noreturn]] void throwConnectFailure(int error, const std::string &address) {
     const std::string where = address.empty() ? "the system bus" : "the bus at " + address;
     if (error == EINVAL) {
-        throw Failure(Outcome::wrongUse, where + ": this is no address of a bus, expected one like "
-                                                 "unix:path=/run/dbus/system_bus_socket");
+        throw base::Failure(Outcome::wrongUse,
+                            where + ": this is no address of a bus, expected one like "
+                                    "unix:path=/run/dbus/system_bus_socket");
     }
     const bool denied = error == EACCES || error == EPERM;
-    throw Failure(denied ? Outcome::accessDenied : Outcome::noService,
-                  where + " cannot be reached: " + std::strerror(error));
+    throw base::Failure(denied ? Outcome::accessDenied : Outcome::noService,
+                        where + " cannot be reached: " + std::strerror(error));
 }
 
 } // namespace
@@ -112,11 +113,12 @@ Message BusClient::send(sd_bus_message *request) {
 
 void BusClient::check(int result, const char *member) {
     if (result == -ENOTCONN || result == -ECONNRESET) {
-        throw Failure(Outcome::noService, "the bus closed the connection");
+        throw base::Failure(Outcome::noService, "the bus closed the connection");
     }
     if (result < 0) {
-        throw Failure(Outcome::failed, std::string(member) + " cannot be exchanged with otad: " +
-                                           std::strerror(-result) + " (their versions may differ)");
+        throw base::Failure(Outcome::failed,
+                            std::string(member) + " cannot be exchanged with otad: " +
+                                std::strerror(-result) + " (their versions may differ)");
     }
 }
 
@@ -138,14 +140,14 @@ void throwCallFailure(const sd_bus_error &error) {
     const std::string_view name = error.name == nullptr ? "" : error.name;
     const std::string message = error.message == nullptr ? "" : error.message;
     if (const base::OutcomeRow *const row = base::rowOfBusError(name)) {
-        throw Failure(row->outcome, message);
+        throw base::Failure(row->outcome, message);
     }
     for (const KnownError &known : kKnownErrors) {
         if (known.name == name) {
-            throw Failure(known.outcome, known.what);
+            throw base::Failure(known.outcome, known.what);
         }
     }
-    throw Failure(Outcome::failed, std::string(name) + ": " + message);
+    throw base::Failure(Outcome::failed, std::string(name) + ": " + message);
 }
 
 } // namespace cli

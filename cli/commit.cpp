@@ -14,7 +14,7 @@ base::Command commitVerb(const Globals &globals) {
             .run = [&globals] {
                 BusClient(globals.bus).call("Commit", "");
                 if (globals.json) {
-                    printJson(success().get());
+                    base::printJson(base::success().get());
                 } else {
                     std::puts("the running bank is marked good");
                 }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // otactl explain: why nothing happens now, and what will happen when.
+#include "base/display.h"
+#include "base/failure.h"
+#include "base/json_output.h"
 #include "cli/bus_client.h"
-#include "cli/display.h"
 #include "cli/explain_name.h"
-#include "cli/failure.h"
-#include "cli/json_output.h"
 #include "cli/verbs.h"
 
 #include <memory>
@@ -25,7 +25,7 @@ Sentences readSentences(BusClient &client) {
         sentences.emplace_back(topic, sentence);
     }
     if (result < 0) {
-        throw Failure(base::Outcome::failed, "the answer to Explain cannot be read");
+        throw base::Failure(base::Outcome::failed, "the answer to Explain cannot be read");
     }
     return sentences;
 }
@@ -33,14 +33,14 @@ Sentences readSentences(BusClient &client) {
 void printSentences(const Sentences &sentences) {
     base::Json list(cJSON_CreateArray());
     for (const auto &[topic, sentence] : sentences) {
-        base::Json item = newObject();
-        add(item.get(), "topic", topic);
-        add(item.get(), "sentence", sentence);
+        base::Json item = base::newObject();
+        base::add(item.get(), "topic", topic);
+        base::add(item.get(), "sentence", sentence);
         cJSON_AddItemToArray(list.get(), item.release());
     }
-    const base::Json object = newObject();
-    add(object.get(), "sentences", std::move(list));
-    printJson(object.get());
+    const base::Json object = base::newObject();
+    base::add(object.get(), "sentences", std::move(list));
+    base::printJson(object.get());
 }
 
 int explain(const std::string &name, const Globals &globals) {
@@ -53,7 +53,7 @@ int explain(const std::string &name, const Globals &globals) {
         printSentences(sentences);
         return 0;
     }
-    Display display;
+    base::Display display;
     for (const auto &[topic, sentence] : sentences) {
         display.line(topic, sentence);
     }

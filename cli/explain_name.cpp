@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "cli/explain_name.h"
 
+#include "base/display.h"
+#include "base/failure.h"
+#include "base/json_output.h"
 #include "base/nearest.h"
 #include "base/reason.h"
 #include "base/word.h"
-#include "cli/display.h"
-#include "cli/failure.h"
-#include "cli/json_output.h"
 
 #include <charconv>
 #include <vector>
@@ -72,31 +72,31 @@ Meaning meaningOf(const std::string &name) {
     if (const base::WordRow *const row = base::rowOfWord(name)) {
         return {"status word", row->word, nullptr, row->meaning, row->remedy, {}};
     }
-    throw Failure(base::Outcome::wrongUse,
-                  name + ": no code, outcome, reason or status word is called so" +
-                      base::didYouMean(name, knownNames()));
+    throw base::Failure(base::Outcome::wrongUse,
+                        name + ": no code, outcome, reason or status word is called so" +
+                            base::didYouMean(name, knownNames()));
 }
 
 void print(const Meaning &meaning) {
-    const base::Json object = newObject();
-    add(object.get(), "kind", meaning.kind);
-    add(object.get(), "name", meaning.name);
+    const base::Json object = base::newObject();
+    base::add(object.get(), "kind", meaning.kind);
+    base::add(object.get(), "name", meaning.name);
     if (meaning.outcome != nullptr) {
-        add(object.get(), "code", static_cast<std::uint32_t>(meaning.outcome->code));
-        add(object.get(), "result", meaning.outcome->name);
+        base::add(object.get(), "code", static_cast<std::uint32_t>(meaning.outcome->code));
+        base::add(object.get(), "result", meaning.outcome->name);
     }
-    add(object.get(), "meaning", meaning.meaning);
-    add(object.get(), "remedy", meaning.remedy);
+    base::add(object.get(), "meaning", meaning.meaning);
+    base::add(object.get(), "remedy", meaning.remedy);
     base::Json reasons(cJSON_CreateArray());
     for (const std::string &reason : meaning.reasons) {
         cJSON_AddItemToArray(reasons.get(), cJSON_CreateString(reason.c_str()));
     }
-    add(object.get(), "reasons", std::move(reasons));
-    printJson(object.get());
+    base::add(object.get(), "reasons", std::move(reasons));
+    base::printJson(object.get());
 }
 
 void show(const Meaning &meaning) {
-    Display display;
+    base::Display display;
     display.line(meaning.kind, meaning.name);
     if (meaning.outcome != nullptr) {
         display.line("code", std::to_string(meaning.outcome->code) + " " + meaning.outcome->name);

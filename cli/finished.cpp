@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cli/finished.h"
 
-#include "cli/json_output.h"
+#include "base/json_output.h"
 
 namespace cli {
 
@@ -10,11 +10,11 @@ bool hasReason(const Finished &end) {
 }
 
 void addEnd(cJSON *object, const Finished &end) {
-    add(object, "ticket", end.ticket);
-    add(object, "code", end.code);
-    add(object, "result", end.result);
-    add(object, "reason_code", end.reasonCode);
-    add(object, "reason", end.reason);
+    base::add(object, "ticket", end.ticket);
+    base::add(object, "code", end.code);
+    base::add(object, "result", end.result);
+    base::add(object, "reason_code", end.reasonCode);
+    base::add(object, "reason", end.reason);
 }
 
 } // namespace cli

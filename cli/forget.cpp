@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // otactl forget: a version that failed its trial may be offered again.
+#include "base/failure.h"
+#include "base/printable.h"
 #include "cli/answer.h"
 #include "cli/bus_client.h"
-#include "cli/failure.h"
-#include "cli/printable.h"
 #include "cli/verbs.h"
 
 #include <cstdio>
@@ -13,16 +13,16 @@ namespace cli {
 namespace {
 
 int forget(const std::string &version, const Globals &globals) {
-    if (!isBusText(version)) {
-        throw Failure(base::Outcome::wrongUse, "the version must be a text in UTF-8");
+    if (!base::isBusText(version)) {
+        throw base::Failure(base::Outcome::wrongUse, "the version must be a text in UTF-8");
     }
     BusClient(globals.bus).call("Forget", "s", version.c_str());
     if (globals.json) {
-        const base::Json object = success();
-        add(object.get(), "version", version);
-        printJson(object.get());
+        const base::Json object = base::success();
+        base::add(object.get(), "version", version);
+        base::printJson(object.get());
     } else {
-        std::printf("%s may be offered again\n", printable(version).c_str());
+        std::printf("%s may be offered again\n", base::printable(version).c_str());
     }
     return 0;
 }

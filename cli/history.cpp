@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // otactl history: the newest events, oldest first.
+#include "base/display.h"
+#include "base/failure.h"
+#include "base/json_output.h"
+#include "base/message.h"
 #include "cli/bus_client.h"
-#include "cli/display.h"
-#include "cli/failure.h"
-#include "cli/json_output.h"
 #include "cli/verbs.h"
 
 #include <array>
@@ -23,7 +24,7 @@ std::vector<std::string> readLines(BusClient &client, std::uint32_t count) {
         lines.emplace_back(line);
     }
     if (result < 0) {
-        throw Failure(base::Outcome::failed, "the answer to History cannot be read");
+        throw base::Failure(base::Outcome::failed, "the answer to History cannot be read");
     }
     return lines;
 }
@@ -35,7 +36,7 @@ std::string cell(const cJSON *object, const char *key) {
                    ? ""
                    : std::to_string(static_cast<std::int64_t>(item->valuedouble));
     }
-    return textOf(object, key);
+    return base::textOf(object, key);
 }
 
 std::vector<std::string> rowOfLine(const std::string &line) {
@@ -63,8 +64,8 @@ int history(std::uint32_t count, const Globals &globals) {
     const std::vector<std::string> lines = readLines(client, count);
     if (globals.json) {
         for (const std::string &line : lines) {
-            const base::Json object = parsedOrText(line);
-            printJson(object.get());
+            const base::Json object = base::parsedOrText(line);
+            base::printJson(object.get());
         }
         return 0;
     }
@@ -73,7 +74,7 @@ int history(std::uint32_t count, const Globals &globals) {
     for (const std::string &line : lines) {
         rows.push_back(rowOfLine(line));
     }
-    printTable(rows);
+    base::printTable(rows);
     return 0;
 }
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "cli/node.h"
 
-#include "cli/failure.h"
-#include "cli/json_output.h"
+#include "base/failure.h"
+#include "base/json_output.h"
 
 #include <algorithm>
 #include <array>
@@ -177,46 +177,46 @@ int readEntry(sd_bus_message *message, Node &node, std::vector<std::string_view>
         return sd_bus_message_skip(message, "v");
     }
     if (readVariant(message, *property, node) < 0) {
-        throw Failure(base::Outcome::failed,
-                      std::string("the service describes ") + property->name +
-                          " in a way that this otactl does not know: their versions differ");
+        throw base::Failure(base::Outcome::failed,
+                            std::string("the service describes ") + property->name +
+                                " in a way that this otactl does not know: their versions differ");
     }
     taken.emplace_back(property->name);
     return 0;
 }
 
 void addValue(cJSON *object, const char *key, const std::vector<Timer> &timers) {
-    add(object, key, timersAsJson(timers));
+    base::add(object, key, timersAsJson(timers));
 }
 
 void addValue(cJSON *object, const char *key, const std::vector<Bank> &banks) {
-    add(object, key, banksAsJson(banks));
+    base::add(object, key, banksAsJson(banks));
 }
 
 void addValue(cJSON *object, const char *key, const std::vector<BankTrial> &trials) {
     base::Json list(cJSON_CreateArray());
     for (const BankTrial &trial : trials) {
-        base::Json item = newObject();
-        add(item.get(), "bank", trial.bank);
+        base::Json item = base::newObject();
+        base::add(item.get(), "bank", trial.bank);
         addTrial(item.get(), trial);
         cJSON_AddItemToArray(list.get(), item.release());
     }
-    add(object, key, std::move(list));
+    base::add(object, key, std::move(list));
 }
 
 void addValue(cJSON *object, const char *key, const Finished &end) {
-    base::Json item = newObject();
+    base::Json item = base::newObject();
     addEnd(item.get(), end);
-    add(object, key, std::move(item));
+    base::add(object, key, std::move(item));
 }
 
 void addValue(cJSON *object, const char *key, const std::vector<FailedVersion> &failed) {
-    add(object, key, failedVersionsAsJson(failed));
+    base::add(object, key, failedVersionsAsJson(failed));
 }
 
 template <typename Value>
 void addValue(cJSON *object, const char *key, const Value &value) {
-    add(object, key, value);
+    base::add(object, key, value);
 }
 
 } // namespace
@@ -234,7 +234,8 @@ std::vector<std::string_view> takeProperties(sd_bus_message *message, Node &node
         result = sd_bus_message_exit_container(message);
     }
     if (result < 0) {
-        throw Failure(base::Outcome::failed, "the service's list of properties cannot be read");
+        throw base::Failure(base::Outcome::failed,
+                            "the service's list of properties cannot be read");
     }
     return taken;
 }
@@ -242,26 +243,26 @@ std::vector<std::string_view> takeProperties(sd_bus_message *message, Node &node
 base::Json timersAsJson(const std::vector<Timer> &timers) {
     base::Json list(cJSON_CreateArray());
     for (const Timer &timer : timers) {
-        base::Json object = newObject();
-        add(object.get(), "name", timer.name);
-        add(object.get(), "seconds", timer.seconds);
+        base::Json object = base::newObject();
+        base::add(object.get(), "name", timer.name);
+        base::add(object.get(), "seconds", timer.seconds);
         cJSON_AddItemToArray(list.get(), object.release());
     }
     return list;
 }
 
 void addBank(cJSON *object, const Bank &bank) {
-    add(object, "bank", bank.name);
-    add(object, "version", bank.version);
-    add(object, "whole", bank.whole);
-    add(object, "running", bank.running);
-    add(object, "next", bank.next);
+    base::add(object, "bank", bank.name);
+    base::add(object, "version", bank.version);
+    base::add(object, "whole", bank.whole);
+    base::add(object, "running", bank.running);
+    base::add(object, "next", bank.next);
 }
 
 base::Json banksAsJson(const std::vector<Bank> &banks) {
     base::Json list(cJSON_CreateArray());
     for (const Bank &bank : banks) {
-        base::Json object = newObject();
+        base::Json object = base::newObject();
         addBank(object.get(), bank);
         cJSON_AddItemToArray(list.get(), object.release());
     }
@@ -269,20 +270,20 @@ base::Json banksAsJson(const std::vector<Bank> &banks) {
 }
 
 void addTrial(cJSON *object, const BankTrial &trial) {
-    add(object, "trial", trial.trial);
-    add(object, "attempts", trial.attempts);
-    add(object, "failed_trials", trial.failedTrials);
-    add(object, "last_failure", trial.lastFailure);
+    base::add(object, "trial", trial.trial);
+    base::add(object, "attempts", trial.attempts);
+    base::add(object, "failed_trials", trial.failedTrials);
+    base::add(object, "last_failure", trial.lastFailure);
 }
 
 base::Json failedVersionsAsJson(const std::vector<FailedVersion> &failed) {
     base::Json list(cJSON_CreateArray());
     for (const FailedVersion &version : failed) {
-        base::Json object = newObject();
-        add(object.get(), "version", version.version);
-        add(object.get(), "trials", version.trials);
-        add(object.get(), "reason", version.reason);
-        add(object.get(), "refused", version.refused);
+        base::Json object = base::newObject();
+        base::add(object.get(), "version", version.version);
+        base::add(object.get(), "trials", version.trials);
+        base::add(object.get(), "reason", version.reason);
+        base::add(object.get(), "refused", version.refused);
         cJSON_AddItemToArray(list.get(), object.release());
     }
     return list;
@@ -291,7 +292,7 @@ base::Json failedVersionsAsJson(const std::vector<FailedVersion> &failed) {
 void addProperties(cJSON *object, const Node &node) {
     for (const Property &property : kProperties) {
         if (property.name == kStatusRecord) {
-            add(object, property.key, parsedOrText(node.statusRecord));
+            base::add(object, property.key, base::parsedOrText(node.statusRecord));
             continue;
         }
         std::visit([&](auto member) { addValue(object, property.key, node.*member); },

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "cli/node_watch.h"
 
-#include "cli/failure.h"
-#include "cli/json_output.h"
+#include "base/failure.h"
+#include "base/json_output.h"
 
 #include <algorithm>
 #include <array>
@@ -65,7 +65,7 @@ bool isAnswer(sd_bus_message *answer) {
     }
     try {
         throwCallFailure(*error);
-    } catch (const Failure &failure) {
+    } catch (const base::Failure &failure) {
         if (failure.outcome() != base::Outcome::noService) {
             throw;
         }
@@ -97,7 +97,7 @@ void NodeWatch::connect() {
     const auto subscribe = [this](const char *match, sd_bus_message_handler_t handler) {
         sd_bus_slot *slot = nullptr;
         if (sd_bus_add_match(client_->bus(), &slot, match, handler, this) < 0) {
-            throw Failure(base::Outcome::noService, "the bus takes no subscription");
+            throw base::Failure(base::Outcome::noService, "the bus takes no subscription");
         }
         return Slot(slot);
     };
@@ -123,7 +123,7 @@ void NodeWatch::reconnect() {
         std::this_thread::sleep_for(kRetryAfter);
         try {
             connect();
-        } catch (const Failure &failure) {
+        } catch (const base::Failure &failure) {
             client_.reset();
             if (failure.outcome() != base::Outcome::noService) {
                 throw;

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // otactl offer: hands a descriptor to the service as it is, and follows it if asked to.
+#include "base/failure.h"
+#include "base/json_output.h"
+#include "base/printable.h"
 #include "cli/answer.h"
 #include "cli/bus_client.h"
-#include "cli/failure.h"
-#include "cli/json_output.h"
 #include "cli/node_watch.h"
-#include "cli/printable.h"
 #include "cli/verbs.h"
 #include "cli/watch_text.h"
 
@@ -45,7 +45,7 @@ std::string readAll(std::FILE *file, const std::string &name) {
         text.append(part.data(), count);
     }
     if (std::ferror(file) != 0) {
-        throw Failure(Outcome::wrongUse, name + " cannot be read: " + std::strerror(errno));
+        throw base::Failure(Outcome::wrongUse, name + " cannot be read: " + std::strerror(errno));
     }
     return text;
 }
@@ -57,17 +57,18 @@ std::string readDescriptor(const std::string &name) {
     } else {
         const File file(std::fopen(name.c_str(), "re"));
         if (file == nullptr) {
-            throw Failure(Outcome::wrongUse, name + " cannot be opened: " + std::strerror(errno));
+            throw base::Failure(Outcome::wrongUse,
+                                name + " cannot be opened: " + std::strerror(errno));
         }
         text = readAll(file.get(), name);
     }
     if (text.size() > kMostBytes) {
-        throw Failure(Outcome::descriptorTooLarge, "descriptor: larger than 1 MiB");
+        throw base::Failure(Outcome::descriptorTooLarge, "descriptor: larger than 1 MiB");
     }
     // Such bytes cannot travel over the bus at all.
-    if (!isBusText(text)) {
-        throw Failure(Outcome::descriptorNotOneObject,
-                      "descriptor: not a text in UTF-8 without NUL characters");
+    if (!base::isBusText(text)) {
+        throw base::Failure(Outcome::descriptorNotOneObject,
+                            "descriptor: not a text in UTF-8 without NUL characters");
     }
     return text;
 }

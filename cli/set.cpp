@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // otactl set: changes a setting of the running node.
+#include "base/failure.h"
+#include "base/printable.h"
 #include "cli/answer.h"
 #include "cli/bus_client.h"
-#include "cli/failure.h"
-#include "cli/printable.h"
 #include "cli/verbs.h"
 #include "node/config_obstacles.h"
 
@@ -18,26 +18,26 @@ struct Options {
 };
 
 int set(const Options &options, const Globals &globals) {
-    if (!isBusText(options.name) || !isBusText(options.value)) {
-        throw Failure(base::Outcome::wrongUse, "name and value must be texts in UTF-8");
+    if (!base::isBusText(options.name) || !base::isBusText(options.value)) {
+        throw base::Failure(base::Outcome::wrongUse, "name and value must be texts in UTF-8");
     }
     BusClient client(globals.bus);
     client.call("ChangeSetting", "ss", options.name.c_str(), options.value.c_str());
     const std::string odd = node::oddValue(options.name, options.value);
     if (globals.json) {
-        const base::Json object = success();
-        add(object.get(), "name", options.name);
-        add(object.get(), "value", options.value);
+        const base::Json object = base::success();
+        base::add(object.get(), "name", options.name);
+        base::add(object.get(), "value", options.value);
         if (!odd.empty()) {
-            add(object.get(), "warning", options.name + " " + odd);
+            base::add(object.get(), "warning", options.name + " " + odd);
         }
-        printJson(object.get());
+        base::printJson(object.get());
     } else {
-        std::printf("%s is now %s\n", printable(options.name).c_str(),
-                    printable(options.value).c_str());
+        std::printf("%s is now %s\n", base::printable(options.name).c_str(),
+                    base::printable(options.value).c_str());
         if (!odd.empty()) {
-            std::fprintf(stderr, "otactl: warning: %s %s\n", printable(options.name).c_str(),
-                         printable(odd).c_str());
+            std::fprintf(stderr, "otactl: warning: %s %s\n", base::printable(options.name).c_str(),
+                         base::printable(odd).c_str());
         }
     }
     return 0;

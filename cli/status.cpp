@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // otactl status: the node as it is now.
+#include "base/display.h"
+#include "base/json_output.h"
 #include "cli/bus_client.h"
-#include "cli/display.h"
 #include "cli/governed.h"
-#include "cli/json_output.h"
 #include "cli/readable.h"
 #include "cli/verbs.h"
 #include "cli/watch_text.h"
@@ -53,7 +53,7 @@ std::string endText(const Finished &end) {
 }
 
 void show(const Node &node) {
-    Display display;
+    base::Display display;
     display.line("node", node.model + ", " + node.serial + ", " +
                              (node.mac.empty() ? "MAC not known yet" : node.mac));
     display.line("software", softwareText(node));
@@ -80,9 +80,9 @@ base::Command statusVerb(const Globals &globals) {
     return {.name = "status", .summary = "Show the node as it is now", .run = [&globals] {
                 const Node node = BusClient(globals.bus).readNode();
                 if (globals.json) {
-                    const base::Json object = newObject();
+                    const base::Json object = base::newObject();
                     addProperties(object.get(), node);
-                    printJson(object.get());
+                    base::printJson(object.get());
                 } else {
                     show(node);
                 }

@@ -35,9 +35,6 @@ base::Command banksVerb(const Globals &globals);
 base::Command commitVerb(const Globals &globals);
 base::Command forgetVerb(const Globals &globals);
 base::Command setVerb(const Globals &globals);
-base::Command configVerb(const Globals &globals);
-base::Command signVerb(const Globals &globals);
-base::Command verifyVerb(const Globals &globals);
 
 } // namespace cli
 

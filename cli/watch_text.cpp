@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "cli/watch_text.h"
 
+#include "base/json_output.h"
+#include "base/message.h"
 #include "base/outcome.h"
 #include "base/terminal.h"
-#include "cli/json_output.h"
 #include "cli/readable.h"
 #include "otaSwAgent/status_words.h"
 
@@ -24,26 +25,27 @@ std::int64_t nowMs() {
     return now.tv_sec * 1000 + now.tv_nsec / 1000000;
 }
 
-Tone toneOf(std::string_view record) {
+base::Tone toneOf(std::string_view record) {
     constexpr std::array<std::string_view, 5> kBad = {
         OTA_STATUS_RECONNECT, OTA_STATUS_CRC_CHECK_FAILED, OTA_STATUS_FLASH_WRITE_FAILED,
         OTA_STATUS_ACTIVATION_FAILED, OTA_STATUS_COMMIT_FAILED};
     const base::Json object(cJSON_ParseWithLength(record.data(), record.size()));
-    const std::string word = textOf(object.get(), "status");
+    const std::string word = base::textOf(object.get(), "status");
     if (word == OTA_STATUS_COMMIT_COMPLETE) {
-        return Tone::good;
+        return base::Tone::good;
     }
-    return std::find(kBad.begin(), kBad.end(), word) != kBad.end() ? Tone::bad : Tone::plain;
+    return std::find(kBad.begin(), kBad.end(), word) != kBad.end() ? base::Tone::bad
+                                                                   : base::Tone::plain;
 }
 
-Tone toneOf(const Finished &end) {
+base::Tone toneOf(const Finished &end) {
     using base::Outcome;
     constexpr std::array kGood = {Outcome::done, Outcome::notNeeded, Outcome::handedOver,
                                   Outcome::writtenOnly, Outcome::activated};
     const bool good = std::any_of(kGood.begin(), kGood.end(), [&end](Outcome outcome) {
         return static_cast<std::uint32_t>(outcome) == end.code;
     });
-    return good ? Tone::good : Tone::bad;
+    return good ? base::Tone::good : base::Tone::bad;
 }
 
 std::string progressText(const Node &node, const TransferRate &rate) {
@@ -81,20 +83,20 @@ std::string softwareText(const Node &node) {
 
 std::string statusText(const std::string &record) {
     const base::Json object(cJSON_Parse(record.c_str()));
-    const std::string word = textOf(object.get(), "status");
-    const std::string version = textOf(object.get(), "curswversion");
+    const std::string word = base::textOf(object.get(), "status");
+    const std::string version = base::textOf(object.get(), "curswversion");
     if (word.empty()) {
         return record;
     }
     // This word names the new version as current before anything runs it.
     if (word == OTA_STATUS_ACTIVATION_COMPLETE && !version.empty()) {
-        return word + " (new " + version + ", running " + textOf(object.get(), "prevswversion") +
-               ")";
+        return word + " (new " + version + ", running " +
+               base::textOf(object.get(), "prevswversion") + ")";
     }
     return version.empty() ? word : word + " (running " + version + ")";
 }
 
-void TextWatch::line(const std::string &name, const std::string &text, Tone tone) {
+void TextWatch::line(const std::string &name, const std::string &text, base::Tone tone) {
     display_.line(base::timeOfDay() + "  " + name +
                       std::string(name.size() < 10 ? 10 - name.size() : 0, ' '),
                   "  " + text, tone);
@@ -105,7 +107,7 @@ void TextWatch::service(bool running) {
     download_.clear();
     deadlines_.clear();
     line("service", running ? "otad is on the bus" : "otad is not on the bus; waiting for it",
-         running ? Tone::plain : Tone::bad);
+         running ? base::Tone::plain : base::Tone::bad);
 }
 
 void TextWatch::snapshot(const Node &node) {
@@ -194,8 +196,8 @@ void TextWatch::extender(const std::string &mac, const std::string &record) {
 
 void TextWatch::extenderFileServer(const std::string &mac, const std::string &info) {
     const base::Json object(cJSON_Parse(info.c_str()));
-    line("hand-over", mac + ": " + textOf(object.get(), "swVersion") + " from " +
-                          textOf(object.get(), "fileServerURL"));
+    line("hand-over", mac + ": " + base::textOf(object.get(), "swVersion") + " from " +
+                          base::textOf(object.get(), "fileServerURL"));
 }
 
 // Most lines of the history tell what the other signals have told; these do not.
@@ -205,12 +207,12 @@ void TextWatch::history(const std::string &line) {
         "setting-changed", "agent-waits", "request-waits",     "state-damaged",
         "cancelled",       "boot",        base::kAttemptFailed};
     const base::Json object(cJSON_Parse(line.c_str()));
-    const std::string event = textOf(object.get(), "event");
+    const std::string event = base::textOf(object.get(), "event");
     if (std::find(kOwn.begin(), kOwn.end(), event) == kOwn.end()) {
         return;
     }
-    const std::string reason = textOf(object.get(), "reason");
-    const std::string next = textOf(object.get(), "next");
+    const std::string reason = base::textOf(object.get(), "reason");
+    const std::string next = base::textOf(object.get(), "next");
     this->line(event, reason + (reason.empty() || next.empty() ? "" : "; ") + next);
 }
 

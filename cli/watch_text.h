@@ -3,7 +3,7 @@
 #ifndef CLI_WATCH_TEXT_H
 #define CLI_WATCH_TEXT_H
 
-#include "cli/display.h"
+#include "base/display.h"
 #include "cli/node_watch.h"
 
 #include <cstdint>
@@ -33,11 +33,12 @@ class TextWatch : public WatchView {
         std::int64_t endMs; // CLOCK_BOOTTIME, as the service counts
     };
 
-    void line(const std::string &name, const std::string &text, Tone tone = Tone::plain);
+    void line(const std::string &name, const std::string &text,
+              base::Tone tone = base::Tone::plain);
     void takeTimers(const Node &node);
     [[nodiscard]] std::string timersText() const;
 
-    Display display_;
+    base::Display display_;
     std::string stage_;
     std::string download_; // bar or numbers of the running download
     std::uint32_t toldPercent_ = 0;

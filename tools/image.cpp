@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: MIT
-// ota-image: puts the manifest behind a payload, and shows the manifest of an image.
-#include "base/command_line.h"
+// ota-image: makes images, signs them, checks them and shows their manifests.
 #include "base/file_io.h"
 #include "base/new_file.h"
+#include "base/program.h"
 #include "node/digest.h"
 #include "node/image_manifest.h"
 #include "node/image_signing.h"
 #include "node/image_stream.h"
 #include "tools/failure.h"
+#include "tools/image_report.h"
+#include "tools/verbs.h"
 
 #include <cinttypes>
 #include <cstdio>
@@ -48,7 +50,7 @@ bool copyPayload(const std::string &from, base::NewFile &output, node::ImageMani
     return true;
 }
 
-int makeImage(Making &making) {
+int makeImage(Making &making, const tools::Caller &caller) {
     node::ImageManifest &manifest = making.manifest;
     base::NewFile output;
     std::string trailer;
@@ -65,17 +67,20 @@ int makeImage(Making &making) {
         reportFailure(whatIsWrong);
         return 1;
     }
-    return 0;
+    return caller.json ? tools::reportImage(making.output, manifest, caller) : 0;
 }
 
 // The lines of the manifest, and the signer on one that is not of it.
-int showImage(const std::string &path) {
+int showImage(const std::string &path, const tools::Caller &caller) {
     node::ImageManifest manifest;
     std::string whatIsWrong;
     std::uint64_t size = 0;
     if (!node::verifyImage(path, node::ImageTrust{false}, manifest, size, whatIsWrong)) {
         reportFailure(whatIsWrong);
         return 1;
+    }
+    if (caller.json) {
+        return tools::reportImage(path, manifest, caller);
     }
     std::printf("version=%s\nmodel=%s\nsize=%" PRIu64 "\nsha256=%s\n", manifest.version.c_str(),
                 manifest.model.c_str(), manifest.payloadSize, manifest.payloadSha256.c_str());
@@ -89,25 +94,29 @@ int showImage(const std::string &path) {
 
 int main(int argc, char **argv) {
     using base::text, base::Times;
+    tools::Caller caller{tools::nameOf(argv[0])};
     Making making;
     std::string image;
-    return base::runCommand(
-        {.name = "ota-image",
+    const base::Command make{
+        .name = "make",
+        .summary = "Put the manifest behind a payload",
+        .options = {{"--payload", text("FILE", making.payload), "What is to be flashed",
+                     Times::once},
+                    {"--version", text("VERSION", making.manifest.version), "Its version",
+                     Times::once},
+                    {"--model", text("MODEL", making.manifest.model),
+                     "The model of the nodes that it is for", Times::once},
+                    {"--output", text("FILE", making.output), "The image", Times::once}},
+        .run = [&] { return makeImage(making, caller); }};
+    const base::Command show{
+        .name = "show",
+        .summary = "Show the manifest of an image",
+        .arguments = {{"image", text("FILE", image), "The image", Times::once}},
+        .run = [&] { return showImage(image, caller); }};
+    return base::runProgram(
+        {.name = caller.program,
          .summary = "Makes images: a payload with a manifest behind it.",
-         .verbs = {{.name = "make",
-                    .summary = "Put the manifest behind a payload",
-                    .options = {{"--payload", text("FILE", making.payload), "What is to be flashed",
-                                 Times::once},
-                                {"--version", text("VERSION", making.manifest.version),
-                                 "Its version", Times::once},
-                                {"--model", text("MODEL", making.manifest.model),
-                                 "The model of the nodes that it is for", Times::once},
-                                {"--output", text("FILE", making.output), "The image",
-                                 Times::once}},
-                    .run = [&making] { return makeImage(making); }},
-                   {.name = "show",
-                    .summary = "Show the manifest of an image",
-                    .arguments = {{"image", text("FILE", image), "The image", Times::once}},
-                    .run = [&image] { return showImage(image); }}}},
-        argc, argv);
+         .options = {tools::jsonOption(caller)},
+         .verbs = {make, show, tools::signVerb(caller), tools::verifyVerb(caller)}},
+        argc, argv, caller.json);
 }

@@ -2,6 +2,7 @@
 // The manual page and the completion know exactly the verbs and options that otactl has.
 #include "base/outcome.h"
 #include "cli/verbs.h"
+#include "tools/verbs.h"
 
 #include <fstream>
 #include <gtest/gtest.h>
@@ -34,7 +35,15 @@ Names optionNamesOf(const base::Command &command) {
 class Documented : public testing::Test {
   protected:
     Documented() {
-        for (const base::Command &verb : program_.verbs) {
+        // What otactl hands over to a tool has the tool's options.
+        for (base::Command &verb : program_.verbs) {
+            if (verb.name == "sign") {
+                verb = tools::signVerb(caller_);
+            } else if (verb.name == "verify") {
+                verb = tools::verifyVerb(caller_);
+            } else if (verb.name == "config") {
+                verb.verbs = {tools::checkVerb(caller_)};
+            }
             options_[verb.name] = optionNamesOf(verb);
             for (const base::Command &inner : verb.verbs) {
                 inner_[verb.name].insert(inner.name);
@@ -43,6 +52,7 @@ class Documented : public testing::Test {
     }
 
     cli::Globals globals_;
+    tools::Caller caller_;
     base::Command program_ = cli::commandLine(globals_);
     std::map<std::string, Names> options_; // by verb
     std::map<std::string, Names> inner_;   // second words by verb

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-// otactl sign: puts a signature on an image file, without the service.
+// ota-image sign: puts a signature on an image file, without the service.
 #include "base/trusted_path.h"
-#include "cli/image_report.h"
-#include "cli/verbs.h"
 #include "node/image_signing.h"
+#include "tools/image_report.h"
+#include "tools/verbs.h"
 
 #include <memory>
 
-namespace cli {
+namespace tools {
 namespace {
 
 struct Signing {
@@ -16,27 +16,27 @@ struct Signing {
     node::SigningFiles files;
 };
 
-int sign(const Signing &signing, const Globals &globals) {
+int sign(const Signing &signing, const Caller &caller) {
     const std::string &output = signing.output.empty() ? signing.image : signing.output;
     const node::SigningFiles &files = signing.files;
     if (const std::string why =
             whyUnreadable({signing.image, files.key, files.certificate, files.chain});
         !why.empty()) {
-        return reportRefusal(base::Outcome::wrongUse, why, globals);
+        return reportRefusal(base::Outcome::wrongUse, why, caller);
     }
     if (const std::string flaw = base::whyNoPrivateKey(files.key); !flaw.empty()) {
-        return reportRefusal(base::Outcome::configWrong, flaw, globals);
+        return reportRefusal(base::Outcome::configWrong, flaw, caller);
     }
     node::ImageManifest manifest;
     std::string whatIsWrong;
     return node::signImage(signing.image, output, signing.files, manifest, whatIsWrong)
-               ? reportImage(output, manifest, globals)
-               : reportRefusal(base::Outcome::failed, whatIsWrong, globals);
+               ? reportImage(output, manifest, caller)
+               : reportRefusal(base::Outcome::failed, whatIsWrong, caller);
 }
 
 } // namespace
 
-base::Command signVerb(const Globals &globals) {
+base::Command signVerb(const Caller &caller) {
     const auto signing = std::make_shared<Signing>();
     return {.name = "sign",
             .summary = "Sign an image file, without the service",
@@ -50,7 +50,7 @@ base::Command signVerb(const Globals &globals) {
                          "Write the signed image here; in place of the image if not given"}},
             .arguments = {{"image", base::text("IMAGE", signing->image),
                            "The image file, signed or not", base::Times::once}},
-            .run = [signing, &globals] { return sign(*signing, globals); }};
+            .run = [signing, &caller] { return sign(*signing, caller); }};
 }
 
-} // namespace cli
+} // namespace tools

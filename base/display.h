@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 // What a person sees: aligned names and texts, and on a terminal a last line that is redrawn.
-#ifndef CLI_DISPLAY_H
-#define CLI_DISPLAY_H
+#ifndef BASE_DISPLAY_H
+#define BASE_DISPLAY_H
 
 #include <string>
 #include <vector>
 
-namespace cli {
+namespace base {
 
 enum class Tone { plain, good, bad };
 
@@ -39,6 +39,6 @@ class Display {
 /* Rows with columns as wide as their widest cell; the first row is the head. */
 void printTable(const std::vector<std::vector<std::string>> &rows);
 
-} // namespace cli
+} // namespace base
 
 #endif

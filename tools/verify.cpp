@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-// otactl verify: checks signature and payload of an image file, without the service.
+// ota-image verify: checks signature and payload of an image file, without the service.
 #include "base/trusted_path.h"
-#include "cli/image_report.h"
-#include "cli/verbs.h"
 #include "node/image_signing.h"
+#include "tools/image_report.h"
+#include "tools/verbs.h"
 
 #include <memory>
 
-namespace cli {
+namespace tools {
 namespace {
 
 struct Verification {
@@ -15,26 +15,26 @@ struct Verification {
     std::string authority;
 };
 
-int verify(const Verification &verification, const Globals &globals) {
+int verify(const Verification &verification, const Caller &caller) {
     if (const std::string why = whyUnreadable({verification.image, verification.authority});
         !why.empty()) {
-        return reportRefusal(base::Outcome::wrongUse, why, globals);
+        return reportRefusal(base::Outcome::wrongUse, why, caller);
     }
     if (const std::string flaw = base::whyNotTrusted(verification.authority); !flaw.empty()) {
-        return reportRefusal(base::Outcome::configWrong, flaw, globals);
+        return reportRefusal(base::Outcome::configWrong, flaw, caller);
     }
     node::ImageManifest manifest;
     std::uint64_t size = 0;
     std::string whatIsWrong;
     return node::verifyImage(verification.image, node::ImageTrust{true, verification.authority},
                              manifest, size, whatIsWrong)
-               ? reportImage(verification.image, manifest, globals)
-               : reportRefusal(base::Outcome::imageRefused, whatIsWrong, globals);
+               ? reportImage(verification.image, manifest, caller)
+               : reportRefusal(base::Outcome::imageRefused, whatIsWrong, caller);
 }
 
 } // namespace
 
-base::Command verifyVerb(const Globals &globals) {
+base::Command verifyVerb(const Caller &caller) {
     const auto verification = std::make_shared<Verification>();
     return {.name = "verify",
             .summary = "Check signature and payload of an image file, without the service",
@@ -43,7 +43,7 @@ base::Command verifyVerb(const Globals &globals) {
                          base::Times::once}},
             .arguments = {{"image", base::text("IMAGE", verification->image), "The image file",
                            base::Times::once}},
-            .run = [verification, &globals] { return verify(*verification, globals); }};
+            .run = [verification, &caller] { return verify(*verification, caller); }};
 }
 
-} // namespace cli
+} // namespace tools

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "cli/json_output.h"
+#include "base/json_output.h"
 
 #include <cstdio>
 #include <new>
 #include <string_view>
 
-namespace cli {
+namespace base {
 namespace {
 
 cJSON *orThrow(cJSON *item) {
@@ -36,9 +36,9 @@ std::string withoutHighControls(std::string_view json) {
 
 } // namespace
 
-base::Json newObject() { return base::Json(orThrow(cJSON_CreateObject())); }
+Json newObject() { return Json(orThrow(cJSON_CreateObject())); }
 
-void add(cJSON *object, const char *key, base::Json value) {
+void add(cJSON *object, const char *key, Json value) {
     if (cJSON_AddItemToObject(object, key, orThrow(value.get())) == 0) {
         throw std::bad_alloc();
     }
@@ -73,36 +73,33 @@ void add(cJSON *object, const char *key, std::optional<std::uint64_t> number) {
     if (number) {
         add(object, key, *number);
     } else {
-        add(object, key, base::Json(cJSON_CreateNull()));
+        add(object, key, Json(cJSON_CreateNull()));
     }
 }
 
-base::Json parsedOrText(const std::string &text) {
+Json parsedOrText(const std::string &text) {
     if (text.empty()) {
-        return base::Json(cJSON_CreateNull());
+        return Json(cJSON_CreateNull());
     }
-    base::Json value(cJSON_ParseWithOpts(text.c_str(), nullptr, 1));
+    Json value(cJSON_ParseWithOpts(text.c_str(), nullptr, 1));
     if (cJSON_IsObject(value.get()) == 0) {
         value.reset(cJSON_CreateString(text.c_str()));
     }
     return value;
 }
 
-std::string textOf(const cJSON *object, const char *key) {
-    const char *const value = cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(object, key));
-    return value == nullptr ? "" : value;
-}
-
-base::Json outcomeAsJson(const base::OutcomeRow &row, const std::string &reason) {
-    base::Json object = newObject();
+Json outcomeAsJson(const OutcomeRow &row, const std::string &reason) {
+    Json object = newObject();
     add(object.get(), "code", row.code);
     add(object.get(), "result", row.name);
     add(object.get(), "reason", reason);
     return object;
 }
 
+Json success() { return outcomeAsJson(rowOf(Outcome::done), ""); }
+
 void printJson(const cJSON *object) {
-    const base::JsonText text(cJSON_PrintUnformatted(object));
+    const JsonText text(cJSON_PrintUnformatted(object));
     if (text == nullptr) {
         throw std::bad_alloc();
     }
@@ -110,4 +107,4 @@ void printJson(const cJSON *object) {
     std::fflush(stdout);
 }
 
-} // namespace cli
+} // namespace base

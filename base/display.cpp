@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
-#include "cli/display.h"
+#include "base/display.h"
 
-#include "cli/printable.h"
+#include "base/printable.h"
 
 #include "base/terminal.h"
 
 #include <algorithm>
 #include <cstdio>
 
-namespace cli {
+namespace base {
 namespace {
 
 constexpr int kNameWidth = 12;
@@ -33,7 +33,7 @@ const char *colourOf(Tone tone) {
 
 } // namespace
 
-Display::Display() : colour_(base::showsColour()), redraws_(base::redrawsLines()) {}
+Display::Display() : colour_(showsColour()), redraws_(redrawsLines()) {}
 
 Display::~Display() {
     clearFoot();
@@ -69,7 +69,7 @@ void Display::clearFoot() const {
 // One column stays free: a line that fills the last one would wrap, and be drawn again below.
 void Display::drawFoot() const {
     if (!foot_.empty()) {
-        std::fputs(foot_.substr(0, base::columnsShown() - 1).c_str(), stdout);
+        std::fputs(foot_.substr(0, columnsShown() - 1).c_str(), stdout);
     }
 }
 
@@ -93,4 +93,4 @@ void printTable(const std::vector<std::vector<std::string>> &rows) {
     }
 }
 
-} // namespace cli
+} // namespace base

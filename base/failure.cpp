@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+#include "base/failure.h"
+
+#include "base/json_output.h"
+#include "base/printable.h"
+
+#include <cstdio>
+
+namespace base {
+
+int tellFailure(const std::string &program, const Failure &failure, bool json) {
+    const OutcomeRow &row = rowOf(failure.outcome());
+    if (json) {
+        const Json answer = outcomeAsJson(row, failure.what());
+        printJson(answer.get());
+    }
+    const bool hasRemedy = failure.advice() != "nothing";
+    std::fprintf(stderr, "%s: %s%s%s\n", program.c_str(), printable(failure.what()).c_str(),
+                 hasRemedy ? "; " : "", hasRemedy ? failure.advice().c_str() : "");
+    return row.code;
+}
+
+} // namespace base

@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: MIT
+#include "cli/hand_over.h"
+
+#include "base/failure.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <unistd.h>
+
+namespace cli {
+namespace {
+
+struct Row {
+    const char *verb;
+    const char *summary;
+    const char *tool;
+    bool isWholeTool; // not a verb of the tool
+};
+
+constexpr std::array kRows{
+    Row{"config", "Work on a configuration file, without the service", "ota-config", true},
+    Row{"sign", "Sign an image file, without the service", "ota-image", false},
+    Row{"verify", "Check signature and payload of an image file, without the service", "ota-image",
+        false},
+};
+
+std::string ownFolder() {
+    std::array<char, PATH_MAX> path{};
+    const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
+    const std::string own(path.data(), length < 0 ? 0 : static_cast<std::size_t>(length));
+    return own.substr(0, own.rfind('/') + 1);
+}
+
+// Without the option of the bus, which no tool has.
+std::vector<std::string> withoutBus(const std::vector<std::string> &words) {
+    std::vector<std::string> left;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        if (words[i] == "--bus") {
+            ++i;
+        } else if (!words[i].starts_with("--bus=")) {
+            left.push_back(words[i]);
+        }
+    }
+    return left;
+}
+
+[[noreturn]] void become(const Row &row, std::vector<std::string> arguments) {
+    std::vector<char *> pointers;
+    for (std::string &argument : arguments) {
+        pointers.push_back(argument.data());
+    }
+    pointers.push_back(nullptr);
+    const std::string installed = ownFolder() + row.tool;
+    execv(installed.c_str(), pointers.data());
+    execv((ownFolder() + "../tools/" + row.tool).c_str(), pointers.data());
+    throw base::Failure(base::Outcome::failed, installed +
+                                                   " cannot be run: " + std::strerror(errno) +
+                                                   "; install the package again");
+}
+
+} // namespace
+
+std::vector<base::Command> handedOverVerbs() {
+    std::vector<base::Command> verbs;
+    for (const Row &row : kRows) {
+        verbs.push_back({.name = row.verb, .summary = row.summary});
+    }
+    return verbs;
+}
+
+void handOver(const std::vector<std::string> &words) {
+    const std::vector<std::string> said = withoutBus({words.begin() + 1, words.end()});
+    const auto verb = std::find_if(said.begin(), said.end(),
+                                   [](const std::string &word) { return word != "--json"; });
+    const auto *const row = std::find_if(kRows.begin(), kRows.end(), [&](const Row &candidate) {
+        return verb != said.end() && *verb == candidate.verb;
+    });
+    if (row == kRows.end()) {
+        return;
+    }
+    // The tool speaks in the name that the person called.
+    std::vector<std::string> arguments{row->isWholeTool ? "otactl " + *verb : "otactl"};
+    arguments.insert(arguments.end(), said.begin(), verb);
+    arguments.insert(arguments.end(), row->isWholeTool ? verb + 1 : verb, said.end());
+    become(*row, std::move(arguments));
+}
+
+} // namespace cli

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+// ota-config check: what is wrong with a configuration file, without the service.
+#include "base/json_output.h"
+#include "base/printable.h"
+#include "node/config.h"
+#include "tools/verbs.h"
+
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+namespace tools {
+namespace {
+
+base::Json listOf(const std::vector<std::string> &lines) {
+    base::Json list(cJSON_CreateArray());
+    for (const std::string &line : lines) {
+        cJSON_AddItemToArray(list.get(), cJSON_CreateString(line.c_str()));
+    }
+    return list;
+}
+
+void printFindings(const std::string &file, const std::vector<std::string> &mistakes,
+                   const std::vector<std::string> &warnings) {
+    const auto outcome = mistakes.empty() ? base::Outcome::done : base::Outcome::configWrong;
+    const base::Json object = base::outcomeAsJson(base::rowOf(outcome), "");
+    base::add(object.get(), "file", file);
+    base::add(object.get(), "mistakes", listOf(mistakes));
+    base::add(object.get(), "warnings", listOf(warnings));
+    base::printJson(object.get());
+}
+
+void complain(const Caller &caller, const char *kind, const std::vector<std::string> &lines) {
+    for (const std::string &line : lines) {
+        std::fprintf(stderr, "%s: %s%s\n", caller.program.c_str(), kind,
+                     base::printable(line).c_str());
+    }
+}
+
+int checkConfig(const std::string &file, const Caller &caller) {
+    std::vector<std::string> warnings;
+    const std::vector<std::string> mistakes = node::configMistakes(file, &warnings);
+    if (caller.json) {
+        printFindings(file, mistakes, warnings);
+    } else {
+        complain(caller, "", mistakes);
+        complain(caller, "warning: ", warnings);
+        if (mistakes.empty()) {
+            std::printf("%s: no mistakes\n", base::printable(file).c_str());
+        }
+    }
+    return base::rowOf(mistakes.empty() ? base::Outcome::done : base::Outcome::configWrong).code;
+}
+
+} // namespace
+
+base::Command checkVerb(const Caller &caller) {
+    const auto file = std::make_shared<std::string>(OTA_DEFAULT_CONFIG);
+    return {.name = "check",
+            .summary = "List every mistake of a configuration file, and what it says for nothing",
+            .arguments = {{"file", base::text("FILE", *file),
+                           "The file; that of the installed service if not given"}},
+            .run = [file, &caller] { return checkConfig(*file, caller); }};
+}
+
+} // namespace tools
