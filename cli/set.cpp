@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // otactl set: changes a setting of the running node.
 #include "base/failure.h"
+#include "base/odd_value.h"
 #include "base/printable.h"
 #include "cli/answer.h"
 #include "cli/bus_client.h"
 #include "cli/verbs.h"
-#include "node/config_obstacles.h"
 
 #include <cstdio>
 #include <memory>
@@ -23,7 +23,7 @@ int set(const Options &options, const Globals &globals) {
     }
     BusClient client(globals.bus);
     client.call("ChangeSetting", "ss", options.name.c_str(), options.value.c_str());
-    const std::string odd = node::oddValue(options.name, options.value);
+    const std::string odd = base::oddValue(options.name, options.value);
     if (globals.json) {
         const base::Json object = base::success();
         base::add(object.get(), "name", options.name);

@@ -4,6 +4,7 @@
 #include "base/file_io.h"
 #include "base/ini_file.h"
 #include "base/nearest.h"
+#include "base/odd_value.h"
 #include "base/trusted_path.h"
 #include "node/bank_device.h"
 #include "node/boot_copies.h"
@@ -121,7 +122,8 @@ class Reading {
             if (!takeValue(row, entry->value, config_, whatIsWrong)) {
                 mistakes_.push_back(base::atLine(path_, entry->line) + whatIsWrong);
                 bankRefused_ = bankRefused_ || std::string_view(row.section) == "banks";
-            } else if (const std::string odd = oddValue(row.key, entry->value); !odd.empty()) {
+            } else if (const std::string odd = base::oddValue(row.key, entry->value);
+                       !odd.empty()) {
                 warnings_.push_back(base::atLine(path_, entry->line) +
                                     nameOf(row.section, row.key) + " " + odd);
             }

@@ -2,11 +2,9 @@
 #include "node/config_obstacles.h"
 
 #include "base/file_io.h"
-#include "base/nearest.h"
 #include "node/boot_state.h"
 #include "node/openssl_objects.h"
 
-#include <array>
 #include <cerrno>
 #include <sys/stat.h>
 
@@ -23,26 +21,6 @@ bool isDirectory(const std::string &path) {
 std::string parentOf(const std::string &path) {
     const std::size_t slash = path.rfind('/');
     return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
-}
-
-std::string is(const std::string &value) { return "is \"" + value + "\": "; }
-
-std::string oddMode(const std::string &value) {
-    const std::array<std::string, 2> known{"RGW", "AP_Bridge"};
-    if (value == known[0] || value == known[1]) {
-        return "";
-    }
-    return is(value) +
-           "the agent knows RGW and AP_Bridge and takes another word for neither: what waits for "
-           "its time is never activated" +
-           base::didYouMean(value, known);
-}
-
-// Any other role is as good as the next, unless it looks like this one.
-std::string oddRole(const std::string &value) {
-    const std::array<std::string, 1> known{"Controller"};
-    const std::string meant = value == known[0] ? "" : base::didYouMean(value, known);
-    return meant.empty() ? "" : is(value) + "the agent knows Controller alone" + meant;
 }
 
 } // namespace
@@ -90,21 +68,6 @@ std::string whyNoStateDirectory(const std::string &path) {
     return isDirectory(above)
                ? ""
                : "cannot be made: there is no directory " + above + "; make that or name another";
-}
-
-std::string oddValue(std::string_view key, const std::string &value) {
-    if (key == "health_command") {
-        return ""; // the shell knows quotes and comments
-    }
-    const char end = value.empty() ? '\0' : value.back();
-    if (value.size() > 1 && value.front() == end && (end == '"' || end == '\'')) {
-        return "is " + value + ", and the quotes are part of the value; leave them out";
-    }
-    if (value.find(" #") != std::string::npos || value.find("\t#") != std::string::npos) {
-        return is(value) + "what looks like a comment is part of the value; give it a line of its "
-                           "own, or begin it with \" ;\"";
-    }
-    return key == "work_mode" ? oddMode(value) : key == "work_role" ? oddRole(value) : "";
 }
 
 } // namespace node

@@ -6,7 +6,6 @@
 #include "node/boot_environment.h"
 
 #include <string>
-#include <string_view>
 
 namespace node {
 
@@ -18,12 +17,6 @@ std::string whyNoProgram(const std::string &path);
 std::string whyNoCertificates(const std::string &path);
 /* The service makes the directory itself, but none above it. */
 std::string whyNoStateDirectory(const std::string &path);
-
-/*
- * A value that may be meant and probably is not: another mode or role than the agent knows, quotes,
- * a comment that is none. Half a sentence behind the name of the key, or empty.
- */
-std::string oddValue(std::string_view key, const std::string &value);
 
 } // namespace node
 
