@@ -22,6 +22,7 @@ struct CallObserver {
     bool attemptFailed = false;   // a download
     bool lastAttempt = false;     // and it was the last that the agent makes
     bool toldLastAttempt = false; // which the host was asked to report
+    bool windowWasSpent = false;  // before the call: of an earlier offer
     base::Cause notHandedOver{};  // why it could not be; none: it was not tried, or was
     base::Cause cause{};          // of what failed last
 };

@@ -19,16 +19,15 @@ Daemon::Daemon(sd_event *loop, Options options, const node::Config &config)
       history_(disk_, config_.stateDirectory + "/history.jsonl", config_.historySize,
                config_.historyFiles, logError),
       settings_(config_, disk_),
-      timers_(loop, [this](const std::string &name) { jobs_.timerRanOut(name); }),
+      timers_(loop, [this](const std::string &name) { jobs_.queue().timerRanOut(name); }),
       board_(loop, config_, book_, timers_, [this] { bus_.statusChanged(); }),
       bus_(loop, options_.bus, *this), eventLog_(loop, history_, board_, bus_),
       root_(loop, config_, bus_, board_, eventLog_),
-      jobs_(
-          {loop, config_, options_.bootId, book_, eventLog_, board_, bus_, timers_,
-           options_.rebootPatience},
-          {options_.host, options_.library, options_.config},
-          {[this](const cJSON &message) { hostCalls_.take(message); }, [this] { root_.follow(); }}),
-      hostCalls_(jobs_, eventLog_, bus_, root_, timers_),
+      jobs_({loop, config_, options_.bootId, book_, eventLog_, board_, bus_, timers_,
+             options_.rebootPatience},
+            {options_.host, options_.library, options_.config},
+            [this](const cJSON &message) { hostCalls_.take(message); }),
+      hostCalls_(jobs_, eventLog_, board_, bus_, root_, timers_),
       handler_({config_, book_, board_, bus_, history_, eventLog_, jobs_, settings_, root_}),
       diskDone_(loop, disk_.fd(), EPOLLIN, [this](std::uint32_t) { disk_.dispatch(); }),
       busIsLate_(loop, [this] { goOnWithoutBus(); }) {}
@@ -84,9 +83,9 @@ void Daemon::loadBook(const TicketsTold &tickets) {
         whatIsWrong = {base::Reason::stateDamaged, book_.path() + " is missing"};
     }
     if (book_.ledger().nextTicket == 1) {
-        jobs_.bookLost(tickets, whatIsWrong);
+        jobs_.queue().bookLost(tickets, whatIsWrong);
     }
-    jobs_.bookLoaded();
+    jobs_.queue().bookLoaded();
 }
 
 // How the last request ended, and why the waiting one waits, is in the history alone.
@@ -170,7 +169,7 @@ void Daemon::setActivationTime(std::string record, Answer answer) {
 }
 
 void Daemon::cancel(std::uint64_t ticket, Answer answer) {
-    jobs_.cancel(ticket, std::move(answer));
+    jobs_.cancellation().cancel(ticket, std::move(answer));
 }
 
 void Daemon::commit(Answer answer) { handler_.commit(answer); }

@@ -28,23 +28,39 @@ void HostCalls::take(const cJSON &message) {
 
 void HostCalls::takeNote(const std::string &note, const cJSON &message) {
     if (note == "stage") {
-        jobs_.hostStage(base::textOf(&message, "stage"));
+        jobs_.progress().hostReaches(base::textOf(&message, "stage"));
     } else if (note == "node") {
-        jobs_.hostKnowsNode(base::textOf(&message, "mac"));
+        jobs_.host().failures().hostKnowsNode();
+        board_.setHostMac(base::textOf(&message, "mac"));
+        root_.follow();
     } else if (note == "banks") {
-        jobs_.hostToldBanks(message);
+        jobs_.startUp().hostTellsBanks(message);
     } else if (note == "cause") {
-        jobs_.hostTellsCause(message);
+        if (const auto cause = causeIn(message)) {
+            jobs_.progress().hostTellsCause(*cause);
+        }
     } else if (note == "last-words") {
-        jobs_.hostTellsLastWords(message);
+        if (const auto cause = causeIn(message)) {
+            jobs_.host().failures().hostTellsLastWords(*cause);
+        }
     } else if (note == "waits-for") {
-        jobs_.hostWaitsFor(base::textOf(&message, "path"), base::textOf(&message, "found"));
+        jobs_.host().waitsFor(base::textOf(&message, "path"), base::textOf(&message, "found"));
     } else if (note == "trial" || note == "trial-failed" || note == "committed" ||
                note == "not-committed") {
-        jobs_.hostTellsTrial(note, message);
+        jobs_.trial().hostTells(note, message);
     } else {
-        jobs_.hostIsWrong("the note \"" + note + "\" is not known");
+        jobs_.host().isWrong("the note \"" + note + "\" is not known");
     }
+}
+
+std::optional<base::Cause> HostCalls::causeIn(const cJSON &message) {
+    const base::ReasonRow *const row = base::rowOfReason(base::textOf(&message, "reason"));
+    if (row == nullptr) {
+        jobs_.host().isWrong("it names a reason that is not known");
+        return std::nullopt;
+    }
+    return base::Cause{row->reason, base::textOf(&message, "text"),
+                       base::numberOf(&message, "attempt")};
 }
 
 void HostCalls::takeCall(const std::string &call, const cJSON &message) {
@@ -60,14 +76,14 @@ void HostCalls::takeCall(const std::string &call, const cJSON &message) {
     const auto *const row =
         std::find_if(kRows.begin(), kRows.end(), [&](const Row &one) { return call == one.call; });
     if (row == kRows.end()) {
-        return jobs_.hostIsWrong("the call \"" + call + "\" is not known");
+        return jobs_.host().isWrong("the call \"" + call + "\" is not known");
     }
     (this->*row->handle)(message);
 }
 
 void HostCalls::raiseStatus(const cJSON &message) {
     const std::string record = base::textOf(&message, "data");
-    jobs_.hostReported(base::textOf(base::parsed(record).get(), "status"), record);
+    jobs_.progress().hostReports(base::textOf(base::parsed(record).get(), "status"), record);
     acknowledge(bus_.raiseStatus(record) ? kAccepted : kFailed);
 }
 
@@ -76,14 +92,15 @@ void HostCalls::notifyRoot(const cJSON &message) {
 }
 
 void HostCalls::handOver(const cJSON &message) {
-    root_.publish(
-        FromExtender::Kind::fileServer, base::textOf(&message, "info"),
-        answerOfRoot([this](const base::Cause &failure) { jobs_.hostHandedOver(failure); }));
+    root_.publish(FromExtender::Kind::fileServer, base::textOf(&message, "info"),
+                  answerOfRoot([this](const base::Cause &failure) {
+                      jobs_.progress().hostHandedOver(failure);
+                  }));
 }
 
 void HostCalls::keepActivation(const cJSON & /*message*/) {
-    jobs_.hostActivated([this, hostGeneration = jobs_.hostGeneration()] {
-        if (hostGeneration == jobs_.hostGeneration()) {
+    jobs_.progress().hostActivated([this, hostGeneration = jobs_.host().generation()] {
+        if (hostGeneration == jobs_.host().generation()) {
             acknowledge(kAccepted);
         }
     });
@@ -91,8 +108,8 @@ void HostCalls::keepActivation(const cJSON & /*message*/) {
 
 // The host may have ended by the time the root answers; another one did not ask.
 RootLink::Published HostCalls::answerOfRoot(const RootLink::Published &also) {
-    return [this, hostGeneration = jobs_.hostGeneration(), also](const base::Cause &failure) {
-        if (hostGeneration != jobs_.hostGeneration()) {
+    return [this, hostGeneration = jobs_.host().generation(), also](const base::Cause &failure) {
+        if (hostGeneration != jobs_.host().generation()) {
             return;
         }
         if (also) {
@@ -105,8 +122,8 @@ RootLink::Published HostCalls::answerOfRoot(const RootLink::Published &also) {
 void HostCalls::startTimer(const cJSON &message) {
     const std::string name = base::textOf(&message, "name");
     const int seconds = base::numberOf(&message, "seconds");
-    jobs_.timerStopped(name); // an older one of this name starts over
-    const std::optional<int> length = jobs_.hostStartsTimer(name, seconds);
+    jobs_.queue().timerStopped(name); // an older one of this name starts over
+    const std::optional<int> length = jobs_.series().hostStartsTimer(name, seconds);
     if (length) {
         timers_.start(name, *length);
         tellTimer("timer-started",
@@ -121,8 +138,8 @@ void HostCalls::startTimer(const cJSON &message) {
 void HostCalls::stopTimer(const cJSON &message) {
     const std::string name = base::textOf(&message, "name");
     const bool ran = timers_.stop(name);
-    jobs_.timerStopped(name);
-    jobs_.hostStopsTimer(name);
+    jobs_.queue().timerStopped(name);
+    jobs_.series().hostStopsTimer(name);
     if (ran) {
         tellTimer("timer-stopped", name);
     }
@@ -132,11 +149,11 @@ void HostCalls::stopTimer(const cJSON &message) {
 void HostCalls::acknowledge(int result) {
     const base::Json answer(cJSON_CreateObject());
     cJSON_AddNumberToObject(answer.get(), "ack", result);
-    jobs_.host().send(answer.get());
+    jobs_.host().send(answer);
 }
 
 void HostCalls::tellTimer(const char *event, const std::string &reason) {
-    jobs_.timersChanged();
+    board_.refresh();
     HistoryLine line;
     line.event = event;
     line.reason = reason;

@@ -8,10 +8,12 @@
 #include "service/job_runner.h"
 #include "service/node_timers.h"
 #include "service/root_uplink.h"
+#include "service/status_board.h"
 
 #include "base/json.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace service {
@@ -19,15 +21,17 @@ namespace service {
 class HostCalls {
   public:
     /* All of them outlive this. */
-    HostCalls(JobRunner &jobs, EventLog &eventLog, BusService &bus, RootUplink &root,
-              NodeTimers &timers)
-        : jobs_(jobs), eventLog_(eventLog), bus_(bus), root_(root), timers_(timers) {}
+    HostCalls(JobRunner &jobs, EventLog &eventLog, StatusBoard &board, BusService &bus,
+              RootUplink &root, NodeTimers &timers)
+        : jobs_(jobs), eventLog_(eventLog), board_(board), bus_(bus), root_(root), timers_(timers) {
+    }
 
     /* Any message of the host. */
     void take(const cJSON &message);
 
   private:
     void takeNote(const std::string &note, const cJSON &message);
+    std::optional<base::Cause> causeIn(const cJSON &message);
     void takeCall(const std::string &call, const cJSON &message);
     void raiseStatus(const cJSON &message);
     void notifyRoot(const cJSON &message);
@@ -41,6 +45,7 @@ class HostCalls {
 
     JobRunner &jobs_;
     EventLog &eventLog_;
+    StatusBoard &board_;
     BusService &bus_;
     RootUplink &root_;
     NodeTimers &timers_;

@@ -19,10 +19,11 @@ std::string nameOf(uid_t user) {
 
 // What is taken over is begun within moments, or its turn comes; not where nothing can begin.
 std::optional<guard::Refusal> RequestHandler::noAgent() const {
-    if (!services_.jobs.cannotStart()) {
+    if (!services_.jobs.host().failures().cannotStart()) {
         return std::nullopt;
     }
-    return guard::Refusal{base::Outcome::notReady, "node", services_.jobs.whyNotStarted()};
+    return guard::Refusal{base::Outcome::notReady, "node",
+                          services_.jobs.host().failures().whyNotStarted()};
 }
 
 // Whatever names the node by its address is judged by the one that it has now.
@@ -34,9 +35,10 @@ std::optional<guard::Refusal> RequestHandler::noAddress() const {
     if (!services_.board.lastStatus().mac.empty()) {
         return std::nullopt;
     }
-    const bool early = !services_.jobs.agentStarted() && services_.jobs.waitsForPath().empty();
+    const bool early =
+        !services_.jobs.agentStarted() && services_.jobs.host().waitsForPath().empty();
     return guard::Refusal{base::Outcome::notReady, "node",
-                          early ? services_.jobs.whyNotStarted()
+                          early ? services_.jobs.host().failures().whyNotStarted()
                                 : "the bridge br0 has no address; bring it up, then send the "
                                   "request again"};
 }
@@ -84,7 +86,7 @@ void RequestHandler::offerImage(const std::string &descriptor, const guard::Offe
         return refuse(*refusal, answer);
     }
     if (!isOverItsLimit(answer)) {
-        services_.jobs.accept(std::move(request), answer);
+        services_.jobs.queue().accept(std::move(request), answer);
     }
 }
 
@@ -93,7 +95,7 @@ void RequestHandler::triggerMobileApp(int newswavailflag, const BusCalls::Answer
         return refuse(*refusal, answer);
     }
     if (!isOverItsLimit(answer)) {
-        services_.jobs.accept(mobileTriggerRequest(newswavailflag), answer);
+        services_.jobs.queue().accept(mobileTriggerRequest(newswavailflag), answer);
     }
 }
 
@@ -108,7 +110,7 @@ void RequestHandler::setActivationTime(const std::string &record, const BusCalls
         return refuse(unknown && refusal->field == "mac" ? *unknown : *refusal, answer);
     }
     if (!isOverItsLimit(answer)) {
-        services_.jobs.accept(std::move(request), answer);
+        services_.jobs.queue().accept(std::move(request), answer);
     }
 }
 
@@ -121,7 +123,7 @@ void RequestHandler::commit(const BusCalls::Answer &answer) {
         const auto nothing = guard::Refusal{base::Outcome::nothingToCommit, "bank", why};
         return answer(&nothing, 0);
     }
-    services_.jobs.commit(answer);
+    services_.jobs.commands().commit(answer);
 }
 
 void RequestHandler::forget(const std::string &version, const BusCalls::Answer &answer) {
@@ -134,7 +136,7 @@ void RequestHandler::forget(const std::string &version, const BusCalls::Answer &
                            guard::quoted(version) + " failed no trial on this node"};
         return answer(&nothing, 0);
     }
-    services_.jobs.forget(version, answer);
+    services_.jobs.commands().forget(version, answer);
 }
 
 void RequestHandler::changeSetting(const std::string &name, const std::string &value,
@@ -157,7 +159,7 @@ void RequestHandler::changeSetting(const std::string &name, const std::string &v
             services_.board.setSettings(services_.settings.inForce());
             tellSetting(setting, value);
             services_.root.follow();
-            services_.jobs.settingsChanged();
+            services_.jobs.deferred().settingsChanged();
             answer(nullptr, 0);
         });
 }
@@ -179,17 +181,17 @@ std::vector<std::pair<std::string, std::string>> RequestHandler::explain() {
     ExplainFacts facts;
     facts.now = std::time(nullptr);
     facts.agentStarted = services_.jobs.agentStarted();
-    facts.waitsForPath = services_.jobs.waitsForPath();
-    facts.hostCrashes = services_.jobs.hostCrashes();
-    facts.hostFailure = services_.jobs.hostFailure();
-    facts.restartInSeconds = services_.jobs.restartInSeconds();
+    facts.waitsForPath = services_.jobs.host().waitsForPath();
+    facts.hostCrashes = services_.jobs.host().failures().crashes();
+    facts.hostFailure = services_.jobs.host().failures().last();
+    facts.restartInSeconds = services_.jobs.host().restartInSeconds();
     facts.lastRefusal = lastRefusal_;
     facts.plainHttpAllowed = services_.config.allowPlainHttp;
     facts.rootConfigured = !services_.config.rootHost.empty();
     facts.busConnected = services_.bus.connected();
     facts.failedSaves = services_.jobs.failedSaves();
     facts.awaitsAddress = services_.jobs.awaitsAddress();
-    facts.trial = services_.jobs.trial();
+    facts.trial = services_.jobs.trial().now();
     facts.healthLimitSeconds =
         services_.config.healthCommand.empty() ? 0 : services_.config.healthLimitSeconds;
     facts.refuseAfterTrials = services_.config.refuseAfterTrials;

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+#include "service/jobs/deferred_offer.h"
+
+#include "base/message.h"
+#include "platform/timers.h"
+#include "service/state/deferral.h"
+
+#include <utility>
+
+namespace service {
+
+void DeferredOffer::putOff() {
+    WaitingOffer &waiting = *context_.ledger().standing;
+    waiting.deferred = true;
+    record(waiting.offer);
+    if (settingsChanged_) {
+        settingsChanged();
+    }
+}
+
+void DeferredOffer::record(const Request &offer) {
+    const NodeStatus &status = context_.status();
+    HistoryLine line = JobEvents::lineOf("deferred", offer);
+    line.outcome = base::Outcome::deferred;
+    line.reasonCode = isPutOffByMode(status) ? base::Reason::notAGateway : base::Reason::onboarding;
+    line.reason = whyPutOff(status);
+    line.next = "taken up " + whenTakenUp(status);
+    context_.events.record(line);
+}
+
+// Of another offer the mark would be told, too.
+void DeferredOffer::callEnded(bool putOff) {
+    const std::optional<WaitingOffer> &waiting = context_.ledger().standing;
+    takeMarkBack_ = takeMarkBack_ || (putOff && !(waiting && waiting->deferred));
+}
+
+void DeferredOffer::settingsChanged() {
+    settingsChanged_ = true;
+    Ledger &ledger = context_.ledger();
+    const NodeStatus &status = context_.status();
+    if (!ledger.standing || !ledger.standing->deferred || !wouldGoOn(status)) {
+        return;
+    }
+    WaitingOffer &waiting = *ledger.standing;
+    context_.events.record("taken-up", waiting.offer, "what it was put off for is over");
+    waiting.deferred = false;
+    // The expiry that the agent put off comes again: it downloads, or activates what was
+    // downloaded.
+    ledger.queue.push_front(context_.expiryOf(
+        passiveVersion(status) == waiting.offer.version ? TIMER_REBOOT : TIMER_DOWNLOAD_START));
+    takeMarkBack_ = true;
+    context_.deps.book.save();
+    context_.deps.board.refresh();
+    if (context_.state == JobState::idle) {
+        begin_();
+    }
+}
+
+bool DeferredOffer::takesMarkBack() {
+    if (!std::exchange(takeMarkBack_, false)) {
+        return false;
+    }
+    const base::Json memory = base::parsed(context_.ledger().memory);
+    cJSON *const mark = cJSON_GetObjectItemCaseSensitive(memory.get(), "g_ISDeferedUpgrade");
+    if (mark == nullptr) {
+        return false;
+    }
+    cJSON_SetNumberValue(mark, 0);
+    context_.ledger().memory = base::printed(memory.get());
+    return true;
+}
+
+} // namespace service

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#include "service/jobs/host_failures.h"
+
+#include <algorithm>
+
+namespace service {
+namespace {
+
+constexpr std::int64_t kMsPerSecond = 1000;
+constexpr std::int64_t kLongestPauseMs = 30'000;
+constexpr int kDoublings = 5; // of one second, until the longest pause is reached
+
+} // namespace
+
+std::int64_t HostFailures::msBeforeStart() const {
+    return crashes_ == 0
+               ? 0
+               : std::min(kMsPerSecond << std::min(crashes_ - 1, kDoublings), kLongestPauseMs);
+}
+
+void HostFailures::hostHasStarted() {
+    last_ = {};
+    cannotStart_ = false;
+    context_.deps.board.setHostFailure(last_);
+}
+
+// Only a call that the agent had begun can be at fault.
+void HostFailures::hostCrashed(const std::string &how, bool inTheCall) {
+    ++crashes_;
+    HistoryLine line = context_.events.lineOfNow("host-crashed");
+    line.outcome = base::Outcome::hostCrashed;
+    line.reasonCode = base::Reason::hostCrashed;
+    line.next = "it is started again in " + std::to_string(msBeforeStart() / kMsPerSecond) + " s";
+    line.reason = how;
+    if (!lastWords_.sentence.empty()) {
+        line.reasonCode =
+            lastWords_.reason == base::Reason::none ? line.reasonCode : lastWords_.reason;
+        line.reason += ": " + lastWords_.sentence;
+    }
+    last_ = {line.reasonCode,
+             lastWords_.sentence.empty() ? "the host process: " + how : lastWords_.sentence};
+    context_.deps.board.setHostFailure(last_);
+    context_.events.record(line);
+    if (context_.ledger().running && inTheCall) {
+        ++context_.ledger().running->crashes;
+        context_.deps.book.save();
+    }
+}
+
+std::string HostFailures::whyNotStarted() const {
+    return cannotStart_ ? "the agent cannot start: " + last_.sentence + " (" +
+                              base::rowOf(last_.reason).name + ")"
+                        : "the agent is starting";
+}
+
+} // namespace service

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+#include "service/jobs/job_context.h"
+
+#include "service/judge.h"
+#include "service/state/deferral.h"
+
+#include <algorithm>
+
+namespace service {
+
+Judge JobContext::judge() const { return judgeNow(deps.config, status()); }
+
+bool JobContext::awaitsReboot() const {
+    return ledger().rebootDue || (ledger().standing && ledger().standing->activated);
+}
+
+bool JobContext::awaitsTimer() const {
+    const std::deque<Request> &queue = ledger().queue;
+    return !deps.timers.armed().empty() ||
+           std::any_of(queue.begin(), queue.end(),
+                       [](const Request &one) { return one.kind == kTimer; });
+}
+
+const Request *JobContext::currentOffer() const {
+    if (ledger().standing) {
+        return &ledger().standing->offer;
+    }
+    return ledger().running && ledger().running->request.kind == kNewImage
+               ? &ledger().running->request
+               : nullptr;
+}
+
+Request JobContext::expiryOf(const std::string &timer) const {
+    Request expiry = timerRequest(timer);
+    if (const Request *const offer = currentOffer()) {
+        expiry.ticket = offer->ticket;
+        expiry.version = offer->version;
+        expiry.policy = offer->policy;
+    }
+    return expiry;
+}
+
+bool JobContext::waitsUntouchedBy(const Request &request) const {
+    const std::optional<WaitingOffer> &waiting = ledger().standing;
+    return waiting && !waiting->activated && !waiting->deferred &&
+           waiting->offer.version != request.version &&
+           passiveVersion(status()) == waiting->offer.version && awaitsTimer();
+}
+
+} // namespace service

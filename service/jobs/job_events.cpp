@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#include "service/jobs/job_events.h"
+
+namespace service {
+
+void JobEvents::record(const std::string &event, const Request &request,
+                       const std::string &reason) {
+    HistoryLine line = lineOf(event, request);
+    line.reason = reason;
+    record(line);
+}
+
+void JobEvents::finish(const Request &request, base::Outcome outcome, base::Cause cause) {
+    if (cause.reason == base::Reason::none) {
+        cause.reason = base::usualReason(outcome);
+    }
+    const base::OutcomeRow &row = base::rowOf(outcome);
+    const base::ReasonRow &because = base::rowOf(cause.reason);
+    HistoryLine line =
+        lineOf(outcome == base::Outcome::cancelled ? "cancelled" : "finished", request);
+    line.outcome = outcome;
+    line.reasonCode = cause.reason;
+    line.reason = cause.sentence;
+    line.next = cause.reason == base::Reason::none ? row.remedy : because.remedy;
+    record(line);
+    const base::End end = base::endOf(request.ticket, outcome, cause);
+    board_.setLastEnd(end);
+    bus_.raiseFinished(end);
+}
+
+void JobEvents::refuse(const Request &request, const guard::Refusal &refusal) {
+    HistoryLine line = lineOf("refused", request);
+    line.outcome = refusal.outcome;
+    line.reasonCode = base::Reason::storedRequestRefused;
+    line.reason = refusal.text();
+    line.next = "nothing: it was kept, and is dropped";
+    record(line);
+}
+
+HistoryLine JobEvents::lineOf(const std::string &event, const Request &request) {
+    HistoryLine line;
+    line.event = event;
+    line.ticket = request.ticket;
+    line.version = request.version;
+    return line;
+}
+
+HistoryLine JobEvents::lineOfNow(const std::string &event) const {
+    const NodeStatus &status = board_.lastStatus();
+    Request now;
+    now.ticket = status.ticket;
+    now.version = status.version;
+    return lineOf(event, now);
+}
+
+} // namespace service

@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: MIT
+#include "service/jobs/start_up.h"
+
+#include "base/message.h"
+#include "node/bank_note.h"
+#include "service/state/deferral.h"
+#include "service/state/recheck.h"
+
+#include <ctime>
+#include <utility>
+
+namespace service {
+
+BootFacts StartUp::facts() const {
+    return {.bootId = context_.deps.bootId,
+            .activeBank = context_.deps.board.activeBank(),
+            .runningVersion = context_.deps.board.runningVersion(),
+            .bootNowMs = bootNowMs(),
+            .wallNow = std::time(nullptr),
+            .passiveVersion = passiveVersion(context_.status()),
+            .failedVersions = context_.status().failedVersions};
+}
+
+void StartUp::hostTellsBanks(const cJSON &message) {
+    node::BootState state;
+    std::string whatIsWrong;
+    if (!node::takeBankNote(&message, state, whatIsWrong)) {
+        return logError(whatIsWrong);
+    }
+    context_.deps.board.setBanks(state);
+    if (context_.state == JobState::startingUp) {
+        recordBoot();
+    }
+}
+
+// Before everything that comes of it: as soon as it is known which bank booted.
+void StartUp::recordBoot() {
+    if (context_.ledger().bootId == context_.deps.bootId || std::exchange(bootRecorded_, true)) {
+        return;
+    }
+    HistoryLine line;
+    line.event = "boot";
+    line.version = context_.deps.board.runningVersion();
+    line.reason = "bank " + context_.deps.board.activeBank();
+    context_.events.record(line);
+}
+
+void StartUp::takeUp(const cJSON &message, bool cancelled) {
+    parts_.host.hasStarted();
+    recordBoot(); // where no banks could be told
+    const BootFacts now = facts();
+    context_.deps.board.lookAtAddress();
+    Ledger &ledger = context_.ledger();
+    ResumePlan plan = planResume(ledger, now);
+    waitingIsNew_ = true;
+    recheck(plan, context_.judge());
+    ledger = resumed(ledger, plan, now);
+    context_.deps.timers.restore(plan.timers);
+    finishWhatEnded(plan);
+    gaveUp_ = gaveUp_ || plan.takeBack;
+    beginAnew_ = plan.beginAnew && plan.redo;
+    // Also of a fresh agent: a call that breaks off begins again with the times that it knew.
+    agentIsFresh_ = ledger.memory.empty();
+    if (agentIsFresh_) {
+        ledger.memory = base::printed(cJSON_GetObjectItemCaseSensitive(&message, "memory"));
+    }
+    if (gaveUp_) {
+        parts_.reboot.forget(); // the bank that runs boots next
+    }
+    if (cancelled || gaveUp_) {
+        context_.state = JobState::abandoning;
+        return parts_.host.send(base::message({{"event", "abandon"}}));
+    }
+    restoreMemory();
+}
+
+void StartUp::finishWhatEnded(const ResumePlan &plan) {
+    if (plan.decided) {
+        finishBooted(*plan.decided, plan);
+    }
+    for (const Finished &finished : plan.finished) {
+        context_.events.finish(finished.request, finished.outcome,
+                               {finished.cause, finished.reason});
+        gaveUp_ = gaveUp_ || finished.outcome == base::Outcome::hostCrashed;
+    }
+    for (const guard::Refusal &refusal : plan.dropped) {
+        context_.events.refuse(Request{}, refusal);
+    }
+}
+
+// The commit check has its say; policy 3 leaves no mark for it, so the bank itself tells.
+void StartUp::finishBooted(const Request &offer, const ResumePlan &plan) {
+    const std::string &said = context_.observed.lastWord;
+    const TrialNow &trial = parts_.trial.now();
+    const auto word = outcomeOfWord(said);
+    const auto because = [&](base::Outcome outcome) {
+        return outcome == base::Outcome::commitFailed ? plan.cause : base::Reason::none;
+    };
+    if (plan.awaitCommitWord && word) {
+        const std::string why = plan.trialFailure.empty() ? "" : "; " + plan.trialFailure;
+        context_.events.finish(offer, *word,
+                               {because(*word), "the commit check says " + said + why});
+    } else if (plan.withoutWord == base::Outcome::activated && !trial.reason.empty()) {
+        // It runs but did not pass: the agent was not asked to report a commit.
+        context_.events.finish(offer, base::Outcome::commitFailed,
+                               {trial.step == TrialNow::Step::notStored
+                                    ? base::Reason::commitNotStored
+                                    : base::Reason::healthFailed,
+                                trial.reason});
+    } else {
+        context_.events.finish(offer, plan.withoutWord,
+                               {because(plan.withoutWord), plan.withoutWordReason});
+    }
+}
+
+void StartUp::abandoned() {
+    gaveUp_ = false;
+    restoreMemory();
+}
+
+void StartUp::restoreMemory() {
+    if (std::exchange(agentIsFresh_, false)) {
+        return goOn();
+    }
+    context_.state = JobState::restoring;
+    const base::Json restore = base::message({{"event", "restore"}});
+    cJSON_AddItemToObject(restore.get(), "memory",
+                          base::parsed(context_.ledger().memory).release());
+    parts_.host.send(restore);
+}
+
+void StartUp::goOn() {
+    Ledger &ledger = context_.ledger();
+    context_.deps.board.setStage("");
+    if (std::exchange(beginAnew_, false)) {
+        context_.state = JobState::restoring;
+        return parts_.host.send(base::message({{"event", "begin-anew"}}));
+    }
+    if (ledger.running && parts_.address.mustWait(ledger.running->request)) {
+        context_.state = JobState::restoring;
+        return;
+    }
+    if (ledger.running) {
+        recordTakenUp(ledger.running->request);
+        return callbacks_.begin(*ledger.running);
+    }
+    if (std::exchange(waitingIsNew_, false) && ledger.standing) {
+        context_.events.record("taken-up", ledger.standing->offer, "it waits on");
+    }
+    if (context_.awaitsReboot()) {
+        parts_.reboot.await();
+    }
+    context_.deps.book.save();
+    parts_.deferred.settingsChanged(); // they may have, with the configuration
+    callbacks_.idle();
+}
+
+// What came of the image before is not gone on with: the agent fetches it from its first byte.
+void StartUp::recordTakenUp(const Request &request) {
+    HistoryLine line = JobEvents::lineOf("taken-up", request);
+    line.reason = "it had broken off";
+    if (const std::uint64_t bytes = context_.deps.board.bytesOfImage(request.version); bytes > 0) {
+        line.reasonCode = base::Reason::begunAnew;
+        line.reason += "; a download begins anew after " + std::to_string(bytes) + " bytes";
+    }
+    context_.events.record(line);
+}
+
+} // namespace service
