@@ -4,7 +4,7 @@
 #define CLI_NODE_H
 
 #include "base/json.h"
-#include "cli/finished.h"
+#include "cli/answer.h"
 #include "service/bus/node_status.h"
 
 #include <string>
@@ -35,6 +35,9 @@ base::Json failedVersionsAsJson(const std::vector<FailedVersion> &failed);
 void addBank(cJSON *object, const Bank &bank);
 /* What is known of the bank beside its view. */
 void addTrial(cJSON *object, const BankTrial &trial);
+
+/* Half a sentence on what the activation time governs, and until when. */
+std::string governedBy(const Node &node);
 
 } // namespace cli
 

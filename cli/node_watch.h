@@ -3,8 +3,8 @@
 #ifndef CLI_NODE_WATCH_H
 #define CLI_NODE_WATCH_H
 
+#include "cli/answer.h"
 #include "cli/bus_client.h"
-#include "cli/finished.h"
 #include "cli/node.h"
 #include "cli/transfer_rate.h"
 

@@ -3,7 +3,6 @@
 #include "base/display.h"
 #include "base/json_output.h"
 #include "cli/bus_client.h"
-#include "cli/governed.h"
 #include "cli/readable.h"
 #include "cli/verbs.h"
 #include "cli/watch_text.h"

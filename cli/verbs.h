@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The command line of otactl: a function for each verb, in a file of its own.
+// The command line of otactl: a function for each verb.
 #ifndef CLI_VERBS_H
 #define CLI_VERBS_H
 

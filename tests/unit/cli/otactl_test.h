@@ -27,4 +27,20 @@ class OtactlTest : public testing::Test {
     FakeService service_;
 };
 
+/* A verb that asks the service once. */
+class Verbs : public OtactlTest {
+  protected:
+    Verbs() { EXPECT_TRUE(service_.start()); }
+
+    void expectCall(const std::string &call) {
+        EXPECT_EQ(service_.calls(), std::vector<std::string>{call});
+    }
+};
+
+inline void expectPrinted(const Ended &ended, const std::string &output) {
+    EXPECT_EQ(ended.output, output);
+    EXPECT_EQ(ended.errors, "");
+    EXPECT_EQ(ended.code, 0);
+}
+
 #endif
