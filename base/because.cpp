@@ -23,6 +23,14 @@ bool orBecause(bool done, base::Reason reason) {
 
 void forgetReason() { noted = base::Reason::none; }
 
+bool passOn(const Error &error, std::string &whatIsWrong) {
+    if (error.reason != Reason::none) {
+        because(error.reason);
+    }
+    whatIsWrong = error.text;
+    return false;
+}
+
 base::Reason notedReason(base::Reason otherwise) {
     return noted == base::Reason::none ? otherwise : noted;
 }

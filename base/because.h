@@ -3,7 +3,7 @@
 #ifndef BASE_BECAUSE_H
 #define BASE_BECAUSE_H
 
-#include "base/reason.h"
+#include "base/result.h"
 
 #include <string>
 
@@ -19,6 +19,9 @@ void forgetReason();
 bool orBecause(bool done, base::Reason reason);
 /* `otherwise` where nothing was noted. */
 base::Reason notedReason(base::Reason otherwise);
+
+/* Notes the error's reason and hands its line on. False. */
+bool passOn(const Error &error, std::string &whatIsWrong);
 
 /* Tells whoever asked for it with nalOnReason. */
 void tellReason(base::Reason otherwise, const std::string &whatIsWrong);

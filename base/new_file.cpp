@@ -14,37 +14,38 @@ NewFile::~NewFile() {
     }
 }
 
-bool NewFile::fail(std::string &whatIsWrong) const {
-    whatIsWrong =
-        systemReason(path_ + ": cannot be written") + "; check its directory and the space there";
-    return false;
+Error NewFile::failure() const {
+    return {systemReason(path_ + ": cannot be written") +
+            "; check its directory and the space there"};
 }
 
-bool NewFile::begin(const std::string &path, mode_t mode, std::string &whatIsWrong) {
+Result<void> NewFile::begin(const std::string &path, mode_t mode) {
     path_ = path;
-    if (!findOutputPlace(path, place_, whatIsWrong)) {
-        return false;
+    auto place = findOutputPlace(path);
+    if (!place) {
+        return place.error();
     }
+    place_ = std::move(*place);
     std::string name = place_.path() + ".XXXXXX";
     file_ = UniqueFd(mkostemp(name.data(), O_CLOEXEC));
     if (!file_) {
-        return fail(whatIsWrong);
+        return failure();
     }
     unfinished_ = name;
-    return fchmod(file_.get(), mode) == 0 || fail(whatIsWrong);
+    return fchmod(file_.get(), mode) == 0 ? Result<void>() : failure();
 }
 
-bool NewFile::write(const void *bytes, std::size_t size, std::string &whatIsWrong) {
-    return writeFully(file_.get(), bytes, size) || fail(whatIsWrong);
+Result<void> NewFile::write(const void *bytes, std::size_t size) {
+    return writeFully(file_.get(), bytes, size) ? Result<void>() : failure();
 }
 
-bool NewFile::finish(std::string &whatIsWrong) {
+Result<void> NewFile::finish() {
     if (fsync(file_.get()) != 0 || !file_.reset() ||
         rename(unfinished_.c_str(), place_.path().c_str()) != 0) {
-        return fail(whatIsWrong);
+        return failure();
     }
     unfinished_.clear();
-    return syncDirectoryOf(place_.path()) || fail(whatIsWrong);
+    return syncDirectoryOf(place_.path()) ? Result<void>() : failure();
 }
 
 } // namespace base

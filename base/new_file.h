@@ -5,6 +5,7 @@
 
 #include "base/file_io.h"
 #include "base/output_place.h"
+#include "base/result.h"
 
 #include <string>
 #include <sys/types.h>
@@ -13,7 +14,7 @@ namespace base {
 
 /*
  * Until it is finished it has a name of its own beside the file, which is gone with this object.
- * Each call: true, or false with one line in whatIsWrong that names the file.
+ * Its errors name the file.
  */
 class NewFile {
   public:
@@ -24,14 +25,14 @@ class NewFile {
 
     /* Where `path` is a link of this user or root, the file that it leads to; see output_place.h.
      */
-    bool begin(const std::string &path, mode_t mode, std::string &whatIsWrong);
-    bool write(const void *bytes, std::size_t size, std::string &whatIsWrong);
+    Result<void> begin(const std::string &path, mode_t mode);
+    Result<void> write(const void *bytes, std::size_t size);
     /* Replaces what is there. Blocks until the disk has it all. After a failure the old file may
      * stand there or the whole new one. */
-    bool finish(std::string &whatIsWrong);
+    Result<void> finish();
 
   private:
-    bool fail(std::string &whatIsWrong) const;
+    Error failure() const;
 
     std::string path_; // as it was named
     OutputPlace place_;

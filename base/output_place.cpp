@@ -46,7 +46,7 @@ class Search {
         putAhead(path, ahead_);
     }
 
-    bool run(OutputPlace &place, std::string &whatIsWrong) {
+    Result<OutputPlace> run() {
         while (at_ && !ahead_.empty()) {
             const std::string name = ahead_.front();
             ahead_.pop_front();
@@ -56,56 +56,45 @@ class Search {
                 break;
             }
             if (next && S_ISLNK(status.st_mode)) {
-                if (!follow(next, status.st_uid, name, whatIsWrong)) {
-                    return false;
+                if (const auto followed = follow(next, status.st_uid, name); !followed) {
+                    return followed.error();
                 }
                 continue;
             }
             if (ahead_.empty()) {
-                return take(place, name, !next || S_ISREG(status.st_mode), whatIsWrong);
+                if (next && !S_ISREG(status.st_mode)) {
+                    return noFile();
+                }
+                return OutputPlace{std::move(at_), name};
             }
             at_ = std::move(next);
         }
         if (at_ && ahead_.empty() && errno == 0) {
-            return isNoFile(whatIsWrong);
+            return noFile();
         }
-        whatIsWrong = systemReason(path_ + ": cannot be written") + "; check its directory";
-        return false;
+        return Error{systemReason(path_ + ": cannot be written") + "; check its directory"};
     }
 
   private:
-    bool follow(const UniqueFd &link, uid_t owner, const std::string &name,
-                std::string &whatIsWrong) {
+    Result<void> follow(const UniqueFd &link, uid_t owner, const std::string &name) {
         if (owner != kRoot && owner != geteuid()) {
-            whatIsWrong = path_ + ": leads through a link of another user (" + name + ", owner " +
-                          std::to_string(owner) + "); name the file that you mean";
-            return false;
+            return Error{path_ + ": leads through a link of another user (" + name + ", owner " +
+                         std::to_string(owner) + "); name the file that you mean"};
         }
         const std::string target = targetOf(link);
         if (target.empty() || ++links_ > kMaxLinks) {
-            whatIsWrong = path_ + ": leads through a link that leads nowhere (" + name +
-                          "); name the file that you mean";
-            return false;
+            return Error{path_ + ": leads through a link that leads nowhere (" + name +
+                         "); name the file that you mean"};
         }
         if (target.starts_with('/')) {
             at_ = beginningOf(target);
         }
         putAhead(target, ahead_);
-        return true;
+        return {};
     }
 
-    bool take(OutputPlace &place, const std::string &name, bool isFile, std::string &whatIsWrong) {
-        if (!isFile) {
-            return isNoFile(whatIsWrong);
-        }
-        place.directory = std::move(at_);
-        place.name = name;
-        return true;
-    }
-
-    bool isNoFile(std::string &whatIsWrong) const {
-        whatIsWrong = path_ + ": is no regular file and is not replaced by one; name another";
-        return false;
+    Error noFile() const {
+        return {path_ + ": is no regular file and is not replaced by one; name another"};
     }
 
     const std::string &path_;
@@ -120,9 +109,9 @@ std::string OutputPlace::path() const {
     return "/proc/self/fd/" + std::to_string(directory.get()) + "/" + name;
 }
 
-bool findOutputPlace(const std::string &path, OutputPlace &place, std::string &whatIsWrong) {
+Result<OutputPlace> findOutputPlace(const std::string &path) {
     errno = 0;
-    return Search(path).run(place, whatIsWrong);
+    return Search(path).run();
 }
 
 } // namespace base

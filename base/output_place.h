@@ -4,6 +4,7 @@
 #define BASE_OUTPUT_PLACE_H
 
 #include "base/file_io.h"
+#include "base/result.h"
 
 #include <string>
 
@@ -21,11 +22,10 @@ struct OutputPlace {
 
 /*
  * Follows the path as the kernel does, but through no link of another user than root and this
- * process's: it would be that user who says which file is replaced. False, with one line in
- * whatIsWrong: there is such a link, no such directory, or something in the file's place that is no
- * regular file.
+ * process's: it would be that user who says which file is replaced. Error: there is such a link, no
+ * such directory, or something in the file's place that is no regular file.
  */
-bool findOutputPlace(const std::string &path, OutputPlace &place, std::string &whatIsWrong);
+Result<OutputPlace> findOutputPlace(const std::string &path);
 
 } // namespace base
 

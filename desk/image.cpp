@@ -114,13 +114,11 @@ void ImageStore::build(const std::string &version, const std::string &payload,
 }
 
 Image signedAgain(const Image &image, const fs::path &path, const Signer &signer) {
-    node::ImageManifest manifest;
-    std::string whatIsWrong;
-    if (!node::signImage(image.path, path, {signer.key, signer.certificate}, manifest,
-                         whatIsWrong)) {
-        throw Failure(whatIsWrong);
+    const auto manifest = node::signImage(image.path, path, {signer.key, signer.certificate});
+    if (!manifest) {
+        throw Failure(manifest.error().text);
     }
-    return {path, manifest.version, fs::file_size(path)};
+    return {path, manifest->version, fs::file_size(path)};
 }
 
 } // namespace desk

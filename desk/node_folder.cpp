@@ -40,12 +40,11 @@ bool isDownloadedImage(const fs::path &path) {
 node::BankRecord install(const Image &image, const fs::path &bank, std::uint64_t bankBytes) {
     copyFile(image.path, bank);
     fs::resize_file(bank, bankBytes);
-    node::BankRecord record;
-    std::string whatIsWrong;
-    if (!node::recordOfImage(image.path, record, whatIsWrong)) {
-        throw Failure(whatIsWrong);
+    const auto record = node::recordOfImage(image.path);
+    if (!record) {
+        throw Failure(record.error().text);
     }
-    return record;
+    return *record;
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "node/bank_copy.h"
 
-#include "base/because.h"
 #include "base/timed.h"
 #include "node/bank_device.h"
 #include "node/read_back.h"
@@ -24,31 +23,31 @@ class BankWriter {
           cannotWrite_("the bank " + bankPath + " cannot be written"), readBack_(readBack),
           times_(times) {}
 
-    bool writeAll(std::string &whatIsWrong) {
+    base::Result<void> writeAll() {
         if (lseek(image_.file.get(), 0, SEEK_SET) < 0) {
-            whatIsWrong = base::systemReason(image_.path + ": cannot be read");
-            return false;
+            return base::Error{base::systemReason(image_.path + ": cannot be read")};
         }
-        const PieceTaker write = [&](const void *piece, std::size_t size, std::string &wrong) {
-            return writePiece(static_cast<const char *>(piece), size, wrong);
+        const auto write = [&](const void *piece, std::size_t size) {
+            return writePiece(static_cast<const char *>(piece), size);
         };
-        if (!readInPieces(image_.file.get(), image_.path, image_.size, write, whatIsWrong)) {
-            return false;
+        const auto &[path, file, manifest] = image_;
+        if (auto all = readInPieces(file.get(), path, manifest.imageSize, write); !all) {
+            return all;
         }
         if (!base::timed(times_.sync, [&] { return bank_.sync() && bank_.close(); })) {
-            return failSync(whatIsWrong);
+            return notSynced();
         }
         readBack_.synced(written_);
-        return true;
+        return {};
     }
 
     const std::string &trailer() const { return trailer_; }
 
   private:
-    bool writePiece(const char *piece, std::size_t size, std::string &whatIsWrong) {
+    base::Result<void> writePiece(const char *piece, std::size_t size) {
         if (!base::timed(times_.write, [&] { return bank_.write(piece, size); })) {
-            whatIsWrong = base::systemReason(cannotWrite_) + "; check the space and the device";
-            return false;
+            return base::Error{base::systemReason(cannotWrite_) +
+                               "; check the space and the device"};
         }
         const std::uint64_t payload = image_.manifest.payloadSize;
         const std::uint64_t skipped = written_ < payload ? payload - written_ : 0;
@@ -56,20 +55,19 @@ class BankWriter {
             trailer_.append(piece + skipped, size - static_cast<std::size_t>(skipped));
         }
         written_ += size;
-        return written_ % kRegionSize != 0 || syncRegion(whatIsWrong);
+        return written_ % kRegionSize != 0 ? base::Result<void>() : syncRegion();
     }
 
-    bool syncRegion(std::string &whatIsWrong) {
+    base::Result<void> syncRegion() {
         if (!base::timed(times_.sync, [&] { return bank_.syncData(); })) {
-            return failSync(whatIsWrong);
+            return notSynced();
         }
         readBack_.synced(written_);
-        return true;
+        return {};
     }
 
-    bool failSync(std::string &whatIsWrong) const {
-        whatIsWrong = base::systemReason(cannotWrite_) + "; check the device";
-        return false;
+    base::Error notSynced() const {
+        return {base::systemReason(cannotWrite_) + "; check the device"};
     }
 
     const ImageFile &image_;
@@ -82,50 +80,47 @@ class BankWriter {
 };
 
 // The digest is taken of what came back alone, so a wrong one asks whose fault it is.
-bool sayWhoIsDamaged(const ImageFile &image, const std::string &bankPath,
-                     std::string &whatIsWrong) {
-    const PieceTaker keepNothing = [](const void *, std::size_t, std::string &) { return true; };
-    std::string sha256;
-    if (readImage(image.file.get(), image.path, image.manifest, image.size, keepNothing, sha256,
-                  whatIsWrong)) {
-        whatIsWrong = "the bank " + bankPath + " does not hold what was written; check the device";
-        return base::orBecause(false, base::Reason::bankReadsOther);
+base::Error whoIsDamaged(const ImageFile &image, const std::string &bankPath) {
+    const auto whole = readImage(image.file.get(), image.path, image.manifest);
+    if (!whole) {
+        return whole.error().orBecause(base::Reason::imageUnreadable);
     }
-    return base::orBecause(false, base::Reason::imageUnreadable);
+    return {"the bank " + bankPath + " does not hold what was written; check the device",
+            base::Reason::bankReadsOther};
 }
 
-bool copyAndCompare(const ImageFile &image, base::UniqueFd bank, base::UniqueFd bankToRead,
-                    const std::string &bankPath, std::string &sha256, CopyTimes &times,
-                    std::string &whatIsWrong) {
+base::Result<std::string> copyAndCompare(const ImageFile &image, base::UniqueFd bank,
+                                         base::UniqueFd bankToRead, const std::string &bankPath,
+                                         CopyTimes &times) {
     ReadBack readBack(std::move(bankToRead), "the bank " + bankPath, image.manifest.payloadSize,
-                      image.size);
+                      image.manifest.imageSize);
     BankWriter writer(image, std::move(bank), bankPath, readBack, times);
-    if (!readBack.start(whatIsWrong) || !writer.writeAll(whatIsWrong) ||
-        !readBack.finish(whatIsWrong)) {
-        return false;
+    const auto copied = readBack.start().andThen([&] { return writer.writeAll(); }).andThen([&] {
+        return readBack.finish();
+    });
+    if (!copied) {
+        return copied.error();
     }
     times.readBack = readBack.timeToRead();
     times.sum = readBack.timeToSum();
     if (readBack.sums().payload() != image.manifest.payloadSha256 ||
         readBack.sums().trailer() != writer.trailer()) {
-        return sayWhoIsDamaged(image, bankPath, whatIsWrong);
+        return whoIsDamaged(image, bankPath);
     }
-    sha256 = readBack.sums().whole();
-    return true;
+    return readBack.sums().whole();
 }
 
 } // namespace
 
-bool copyToBank(const ImageFile &image, base::UniqueFd bank, const std::string &bankPath,
-                std::string &sha256, CopyTimes &times, std::string &whatIsWrong) {
-    std::uint64_t bankSize = 0;
-    base::UniqueFd bankToRead = openBank(bankPath, O_RDONLY, bankSize, whatIsWrong);
+base::Result<std::string> copyToBank(const ImageFile &image, base::UniqueFd bank,
+                                     const std::string &bankPath, CopyTimes &times) {
+    auto bankToRead = openBank(bankPath, O_RDONLY);
     if (!bankToRead) {
-        return false;
+        return bankToRead.error();
     }
     return base::timed(times.all, [&] {
-        return copyAndCompare(image, std::move(bank), std::move(bankToRead), bankPath, sha256,
-                              times, whatIsWrong);
+        return copyAndCompare(image, std::move(bank), std::move(bankToRead->device), bankPath,
+                              times);
     });
 }
 

@@ -4,10 +4,10 @@
 #define NODE_BANK_COPY_H
 
 #include "base/file_io.h"
+#include "base/result.h"
 #include "node/image_manifest.h"
 
 #include <chrono>
-#include <cstdint>
 #include <string>
 
 namespace node {
@@ -16,7 +16,6 @@ struct ImageFile {
     std::string path;
     base::UniqueFd file;
     ImageManifest manifest;
-    std::uint64_t size = 0; // bytes: payload, trailer and footer
 };
 
 /* Where the time went; the last two ran beside the others. */
@@ -29,12 +28,12 @@ struct CopyTimes {
 };
 
 /*
- * Writes the whole image to the bank's beginning and syncs it. True: what the bank gives back after
- * that is the image, whose payload has the digest of its manifest; sha256 is that of all its bytes.
- * False: whatIsWrong is one line, and the bank holds something else.
+ * Writes the whole image to the bank's beginning and syncs it. What the bank gives back after that
+ * is the image, whose payload has the digest of its manifest; the result is that of all its bytes.
+ * Error: the bank holds something else.
  */
-bool copyToBank(const ImageFile &image, base::UniqueFd bank, const std::string &bankPath,
-                std::string &sha256, CopyTimes &times, std::string &whatIsWrong);
+base::Result<std::string> copyToBank(const ImageFile &image, base::UniqueFd bank,
+                                     const std::string &bankPath, CopyTimes &times);
 
 } // namespace node
 

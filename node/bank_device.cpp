@@ -16,11 +16,10 @@ namespace {
 bool lookAtBank(const Config &config, Bank bank, struct stat &status,
                 std::vector<BankMistake> &mistakes) {
     const std::string &path = config.bankPath(bank);
-    std::string whatIsWrong;
-    std::uint64_t size = 0;
-    const base::UniqueFd device = openBank(path, O_RDONLY, size, whatIsWrong);
-    if (!device || fstat(device.get(), &status) != 0) {
-        mistakes.push_back({bankName(bank), "cannot be used: " + whatIsWrong});
+    const auto opened = openBank(path, O_RDONLY);
+    if (!opened || fstat(opened->device.get(), &status) != 0) {
+        const std::string why = opened ? "" : opened.error().text;
+        mistakes.push_back({bankName(bank), "cannot be used: " + why});
         return false;
     }
     if (S_ISBLK(status.st_mode)) {
@@ -30,11 +29,11 @@ bool lookAtBank(const Config &config, Bank bank, struct stat &status,
         mistakes.push_back({"size", "is missing: expected a size, since " + path + " is a file"});
         return false;
     }
-    if (size != config.bankSize) {
-        mistakes.push_back({bankName(bank), "cannot be used: " + path + " has " +
-                                                std::to_string(size) + " bytes: expected the " +
-                                                std::to_string(config.bankSize) +
-                                                " of [banks] size"});
+    if (opened->size != config.bankSize) {
+        mistakes.push_back(
+            {bankName(bank), "cannot be used: " + path + " has " + std::to_string(opened->size) +
+                                 " bytes: expected the " + std::to_string(config.bankSize) +
+                                 " of [banks] size"});
         return false;
     }
     return true;
@@ -98,58 +97,57 @@ std::vector<BankMistake> bankMistakes(const Config &config) {
     return mistakes;
 }
 
-base::UniqueFd openBank(const std::string &path, int access, std::uint64_t &size,
-                        std::string &whatIsWrong) {
-    base::UniqueFd device(open(path.c_str(), access | O_CLOEXEC));
+base::Result<OpenBank> openBank(const std::string &path, int access) {
+    OpenBank bank{base::UniqueFd(open(path.c_str(), access | O_CLOEXEC))};
     struct stat status {};
-    if (!device || fstat(device.get(), &status) != 0) {
-        whatIsWrong = base::systemReason("the bank " + path + " cannot be opened");
-        return base::UniqueFd();
+    if (!bank.device || fstat(bank.device.get(), &status) != 0) {
+        return base::Error{base::systemReason("the bank " + path + " cannot be opened")};
     }
     if (S_ISREG(status.st_mode)) {
-        size = static_cast<std::uint64_t>(status.st_size);
-        return device;
+        bank.size = static_cast<std::uint64_t>(status.st_size);
+        return bank;
     }
-    if (S_ISBLK(status.st_mode) && ioctl(device.get(), BLKGETSIZE64, &size) == 0) {
-        return device;
+    if (S_ISBLK(status.st_mode) && ioctl(bank.device.get(), BLKGETSIZE64, &bank.size) == 0) {
+        return bank;
     }
-    whatIsWrong = "the bank " + path + " is neither a file nor a block device that tells its size";
-    return base::UniqueFd();
+    return base::Error{"the bank " + path +
+                       " is neither a file nor a block device that tells its size"};
 }
 
-bool readBackDigest(const std::string &path, std::uint64_t size, std::string &sha256,
-                    std::string &whatIsWrong) {
-    std::uint64_t bankSize = 0;
-    base::UniqueFd device = openBank(path, O_RDONLY, bankSize, whatIsWrong);
-    if (!device) {
-        return false;
+base::Result<std::string> readBackDigest(const std::string &path, std::uint64_t size) {
+    auto bank = openBank(path, O_RDONLY);
+    if (!bank) {
+        return bank.error();
     }
-    ReadBack readBack(std::move(device), path, size, size);
-    if (!readBack.start(whatIsWrong)) {
-        return false;
+    ReadBack readBack(std::move(bank->device), path, size, size);
+    if (const auto started = readBack.start(); !started) {
+        return started.error();
     }
     readBack.synced(size);
-    if (!readBack.finish(whatIsWrong)) {
-        return false;
+    if (const auto finished = readBack.finish(); !finished) {
+        return finished.error();
     }
-    sha256 = readBack.sums().whole();
-    return true;
+    return readBack.sums().whole();
 }
 
-BankBytes compareBank(const BankRecord &record, const std::string &path, std::string &whatIsWrong) {
+base::Result<void> compareBank(const BankRecord &record, const std::string &path) {
     if (readBackStillHolds(record, path)) {
-        return BankBytes::recorded;
+        return {};
     }
-    std::string stored;
-    if (!readBackDigest(path, record.size, stored, whatIsWrong)) {
-        return BankBytes::unreadable;
+    const auto stored = readBackDigest(path, record.size);
+    if (!stored) {
+        return stored.error().orBecause(base::Reason::bankNotWritten);
     }
-    if (stored == record.sha256) {
-        return BankBytes::recorded;
+    if (*stored == record.sha256) {
+        return {};
     }
-    whatIsWrong = "the image in the bank " + path +
-                  " is damaged, its SHA-256 sum is not the recorded one; write it again";
-    return BankBytes::different;
+    return base::Error{"the image in the bank " + path +
+                           " is damaged, its SHA-256 sum is not the recorded one; write it again",
+                       base::Reason::bankReadsOther};
+}
+
+bool readsOther(const base::Result<void> &comparison) {
+    return !comparison && comparison.error().reason == base::Reason::bankReadsOther;
 }
 
 void forgetReadBack() { lastReadBack.path.clear(); }

@@ -4,6 +4,7 @@
 #define NODE_BANK_DEVICE_H
 
 #include "base/file_io.h"
+#include "base/result.h"
 #include "node/config.h"
 
 #include <cstdint>
@@ -20,28 +21,29 @@ struct BankMistake {
 /* Why the banks cannot be used: one is not there, of another size than configured, or the other. */
 std::vector<BankMistake> bankMistakes(const Config &config);
 
-/* Opens a bank with these access flags and tells its size. Not open: whatIsWrong is one line. */
-base::UniqueFd openBank(const std::string &path, int access, std::uint64_t &size,
-                        std::string &whatIsWrong);
+struct OpenBank {
+    base::UniqueFd device;
+    std::uint64_t size = 0; // bytes
+};
+
+/* Opens a bank with these access flags. */
+base::Result<OpenBank> openBank(const std::string &path, int access);
 
 /*
  * The digest over the bank's first `size` bytes, read past the kernel's cache; where the bank does
  * not let that happen, this is what the kernel holds for it. Blocks until all is read.
  */
-bool readBackDigest(const std::string &path, std::uint64_t size, std::string &sha256,
-                    std::string &whatIsWrong);
-
-enum class BankBytes {
-    recorded,  // they are what the record says
-    different, // they were read, and are not
-    unreadable // nobody knows: reading failed, perhaps only now
-};
+base::Result<std::string> readBackDigest(const std::string &path, std::uint64_t size);
 
 /*
  * Compares the bank with its record. Reads all that the record speaks of, unless this process has
- * done so just now, see readBackStillHolds. Other than recorded: whatIsWrong is one line.
+ * done so just now, see readBackStillHolds. Error: the bytes were read and are others, with the
+ * reason bankReadsOther; or reading failed, perhaps only now, with bankNotWritten.
  */
-BankBytes compareBank(const BankRecord &record, const std::string &path, std::string &whatIsWrong);
+base::Result<void> compareBank(const BankRecord &record, const std::string &path);
+
+/* True where it was the bytes that are others. */
+bool readsOther(const base::Result<void> &comparison);
 
 /* From here on nobody knows what the bank holds: it is about to change. */
 void forgetReadBack();

@@ -47,12 +47,13 @@ class PowerOn {
         if (!state_.of(bank).whole) {
             why = "the bank " + pathOf(bank) + " holds no whole image";
         } else {
-            const BankBytes bytes = compareBank(state_.of(bank), pathOf(bank), why);
-            if (bytes == BankBytes::recorded) {
+            const auto comparison = compareBank(state_.of(bank), pathOf(bank));
+            if (comparison) {
                 return true;
             }
-            sawUnreadable_ = sawUnreadable_ || bytes == BankBytes::unreadable;
-            if (bytes == BankBytes::different && !state_.isOnTrial(bank)) {
+            why = comparison.error().text;
+            sawUnreadable_ = sawUnreadable_ || !readsOther(comparison);
+            if (readsOther(comparison) && !state_.isOnTrial(bank)) {
                 state_.of(bank) = BankRecord{};
             }
         }

@@ -51,10 +51,11 @@ std::string whyNoProgram(const std::string &path) {
 }
 
 std::string whyNoCertificates(const std::string &path) {
-    std::string why;
-    return readCertificates(path, why) ? ""
-                                       : "names a file without a usable certificate: " + why +
-                                             "; put a certificate in PEM there";
+    const auto certificates = readCertificates(path);
+    return certificates
+               ? ""
+               : "names a file without a usable certificate: " + certificates.error().text +
+                     "; put a certificate in PEM there";
 }
 
 std::string whyNoStateDirectory(const std::string &path) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "node/image_check.h"
 
-#include "base/because.h"
 #include "base/version_order.h"
 
 #include <string_view>
@@ -29,34 +28,37 @@ bool isUnderTheLowest(const std::string &version, const Config &config) {
            base::compareVersions(version, config.lowestVersion) < 0;
 }
 
-bool imageIsForThisNode(const std::string &imagePath, const ImageManifest &manifest,
-                        const std::string &offered, const Config &config, const BootState &state,
-                        std::string &whatIsWrong) {
+base::Result<void> imageIsForThisNode(const std::string &imagePath, const ImageManifest &manifest,
+                                      const std::string &offered, const Config &config,
+                                      const BootState &state) {
     const std::string image = imagePath + ": the image is ";
     const std::string ofVersion = image + "of version " + manifest.version;
     if (manifest.model != config.model) {
-        whatIsWrong = image + "for model " + manifest.model + ", this node is a " + config.model +
-                      "; offer an image for this model";
-        base::because(base::Reason::wrongModel);
-    } else if (fileNameContradicts(imagePath, manifest.version) ||
-               (!offered.empty() && offered != manifest.version)) {
-        whatIsWrong = ofVersion + ", which is not the one that was offered; offer the version that "
-                                  "the image holds";
-        base::because(base::Reason::wrongVersion);
-    } else if (isUnderTheLowest(manifest.version, config)) {
-        whatIsWrong = ofVersion + ", the lowest that this node takes is " + config.lowestVersion +
-                      "; offer a newer one, or change lowest_version in [service]";
-        base::because(base::Reason::versionUnderFloor);
-    } else if (isRefused(state, manifest.version, config.refuseAfterTrials)) {
-        whatIsWrong = ofVersion +
-                      ", which failed its trial on this node; offer another one, or "
-                      "let it be tried again with otactl forget " +
-                      manifest.version;
-        base::because(base::Reason::versionFailedBefore);
-    } else {
-        return true;
+        return base::Error{image + "for model " + manifest.model + ", this node is a " +
+                               config.model + "; offer an image for this model",
+                           base::Reason::wrongModel};
     }
-    return false;
+    if (fileNameContradicts(imagePath, manifest.version) ||
+        (!offered.empty() && offered != manifest.version)) {
+        return base::Error{ofVersion +
+                               ", which is not the one that was offered; offer the version that "
+                               "the image holds",
+                           base::Reason::wrongVersion};
+    }
+    if (isUnderTheLowest(manifest.version, config)) {
+        return base::Error{ofVersion + ", the lowest that this node takes is " +
+                               config.lowestVersion +
+                               "; offer a newer one, or change lowest_version in [service]",
+                           base::Reason::versionUnderFloor};
+    }
+    if (isRefused(state, manifest.version, config.refuseAfterTrials)) {
+        return base::Error{ofVersion +
+                               ", which failed its trial on this node; offer another one, or "
+                               "let it be tried again with otactl forget " +
+                               manifest.version,
+                           base::Reason::versionFailedBefore};
+    }
+    return {};
 }
 
 } // namespace node

@@ -15,14 +15,14 @@ namespace node {
 ImageTrust trustOf(const Config &config);
 
 /*
- * Looks at model, version and file name only. False, with one line naming imagePath: the image is
- * for another model, of another version than the one offered or the file was named after, of one
- * under the lowest that the node takes, or of one that failed its trial too often. offered: empty
- * where nobody knows.
+ * Looks at model, version and file name only. An error names imagePath: the image is for another
+ * model, of another version than the one offered or the file was named after, of one under the
+ * lowest that the node takes, or of one that failed its trial too often. offered: empty where
+ * nobody knows.
  */
-bool imageIsForThisNode(const std::string &imagePath, const ImageManifest &manifest,
-                        const std::string &offered, const Config &config, const BootState &state,
-                        std::string &whatIsWrong);
+base::Result<void> imageIsForThisNode(const std::string &imagePath, const ImageManifest &manifest,
+                                      const std::string &offered, const Config &config,
+                                      const BootState &state);
 
 /* True for a version under [service] lowest_version. */
 bool isUnderTheLowest(const std::string &version, const Config &config);

@@ -2,7 +2,6 @@
 // The manifest at the end of an image file: what the image says about itself.
 #include "node/image_manifest.h"
 
-#include "base/because.h"
 #include "base/file_io.h"
 #include "base/version_order.h"
 #include "node/digest.h"
@@ -86,25 +85,27 @@ std::string_view lineValue(std::string_view text, std::string_view name) {
     return value;
 }
 
-bool parseManifest(std::string_view text, ImageManifest &manifest, std::string &whatIsWrong) {
+base::Result<ImageManifest> parseManifest(std::string_view text) {
     const std::string_view size = lineValue(text, "size");
+    ImageManifest manifest;
     manifest.version = lineValue(text, "version");
     manifest.model = lineValue(text, "model");
     manifest.payloadSha256 = lineValue(text, "sha256");
     const auto parsed =
         std::from_chars(size.data(), size.data() + size.size(), manifest.payloadSize);
     if (!isVersion(manifest.version)) {
-        whatIsWrong = "its manifest has no usable version (1 to 30 of A-Z a-z 0-9 . _ + -)";
-    } else if (!isModel(manifest.model)) {
-        whatIsWrong = "its manifest has no usable model (1 to 31 printable characters)";
-    } else if (size.empty() || parsed.ec != std::errc() || parsed.ptr != size.end()) {
-        whatIsWrong = "its manifest has no usable size";
-    } else if (!isSha256Text(manifest.payloadSha256)) {
-        whatIsWrong = "its manifest has no usable sha256";
-    } else {
-        return true;
+        return base::Error{"its manifest has no usable version (1 to 30 of A-Z a-z 0-9 . _ + -)"};
     }
-    return false;
+    if (!isModel(manifest.model)) {
+        return base::Error{"its manifest has no usable model (1 to 31 printable characters)"};
+    }
+    if (size.empty() || parsed.ec != std::errc() || parsed.ptr != size.end()) {
+        return base::Error{"its manifest has no usable size"};
+    }
+    if (!isSha256Text(manifest.payloadSha256)) {
+        return base::Error{"its manifest has no usable sha256"};
+    }
+    return manifest;
 }
 
 struct Trailer {
@@ -113,122 +114,104 @@ struct Trailer {
     std::uint64_t payloadSize = 0; // of what lies before it
 };
 
-bool readTrailer(int image, std::uint64_t fileSize, Trailer &trailer, std::string &whatIsWrong) {
+base::Result<Trailer> readTrailer(int image, std::uint64_t fileSize) {
     std::string footer(kFooterSize, '\0');
     if (fileSize < kFooterSize || !readAt(image, fileSize - kFooterSize, footer)) {
-        whatIsWrong = "it is cut: there is no room for a manifest" + kGetAgain;
-        return false;
+        return base::Error{"it is cut: there is no room for a manifest" + kGetAgain};
     }
     const std::size_t length = trailerLength(footer);
     if (length == 0 || length > kMaxTrailer || length > fileSize - kFooterSize) {
-        whatIsWrong = "it is cut or no image: it does not end in a manifest" + kGetAgain;
-        return false;
+        return base::Error{"it is cut or no image: it does not end in a manifest" + kGetAgain};
     }
-    trailer.isSigned = footer.starts_with(kSignedMagic);
-    trailer.bytes.assign(length, '\0');
-    trailer.payloadSize = fileSize - kFooterSize - length;
+    Trailer trailer{footer.starts_with(kSignedMagic), std::string(length, '\0'),
+                    fileSize - kFooterSize - length};
     if (!readAt(image, trailer.payloadSize, trailer.bytes)) {
-        whatIsWrong = base::systemReason("its manifest cannot be read") + kGetAgain;
-        return false;
+        return base::Error{base::systemReason("its manifest cannot be read") + kGetAgain};
     }
-    return true;
+    return trailer;
 }
 
-// The manifest's text, from a trailer that the trust lets pass.
-bool openTrailer(const Trailer &trailer, const ImageTrust &trust, std::string &text,
-                 ImageManifest &manifest, std::string &whatIsWrong) {
-    if (!trailer.isSigned) {
-        text = trailer.bytes;
-        if (trust.signatureRequired) {
-            whatIsWrong = "it is not signed; have it signed (otactl sign)";
-            base::because(base::Reason::notSigned);
-        }
-        return !trust.signatureRequired;
+// The manifest's text, from a trailer that the trust lets pass; signed by nobody or somebody.
+base::Result<SignedText> openTrailer(const Trailer &trailer, const ImageTrust &trust,
+                                     bool isChecked) {
+    if (trailer.isSigned) {
+        return isChecked ? openSignedManifest(trailer.bytes, trust.authority)
+                         : peekSignedManifest(trailer.bytes);
     }
-    if (trust.authority.empty() && !trust.signatureRequired) {
-        return peekSignedManifest(trailer.bytes, text, manifest.signer, whatIsWrong);
+    if (trust.signatureRequired) {
+        return base::Error{"it is not signed; have it signed (otactl sign)",
+                           base::Reason::notSigned};
     }
-    manifest.signerChecked =
-        openSignedManifest(trailer.bytes, trust.authority, text, manifest.signer, whatIsWrong);
-    return manifest.signerChecked;
+    return SignedText{trailer.bytes, ""};
 }
 
-bool readManifest(int image, std::uint64_t fileSize, const ImageTrust &trust,
-                  ImageManifest &manifest, std::string &whatIsWrong) {
-    Trailer trailer;
-    std::string text;
-    if (!readTrailer(image, fileSize, trailer, whatIsWrong) ||
-        !openTrailer(trailer, trust, text, manifest, whatIsWrong)) {
-        return false;
+base::Result<ImageManifest> readManifest(int image, std::uint64_t fileSize,
+                                         const ImageTrust &trust) {
+    const auto trailer = readTrailer(image, fileSize);
+    if (!trailer) {
+        return trailer.error();
     }
-    if (!parseManifest(text, manifest, whatIsWrong)) {
-        whatIsWrong += kGetAgain;
-        return false;
+    const bool isChecked =
+        trailer->isSigned && (trust.signatureRequired || !trust.authority.empty());
+    const auto opened = openTrailer(*trailer, trust, isChecked);
+    if (!opened) {
+        return opened.error();
     }
-    if (manifest.payloadSize != trailer.payloadSize) {
-        whatIsWrong = "its manifest announces " + std::to_string(manifest.payloadSize) +
-                      " bytes of payload, there are " + std::to_string(trailer.payloadSize) +
-                      kGetAgain;
-        return false;
+    auto manifest = parseManifest(opened->text);
+    if (!manifest) {
+        return manifest.error().within("", kGetAgain);
     }
-    return true;
+    if (manifest->payloadSize != trailer->payloadSize) {
+        return base::Error{"its manifest announces " + std::to_string(manifest->payloadSize) +
+                           " bytes of payload, there are " + std::to_string(trailer->payloadSize) +
+                           kGetAgain};
+    }
+    manifest->signer = opened->signer;
+    manifest->signerChecked = isChecked;
+    manifest->imageSize = fileSize;
+    return manifest;
 }
 
-bool formatManifest(const ImageManifest &manifest, std::string &text, std::string &whatIsWrong) {
-    text = "version=" + manifest.version + "\nmodel=" + manifest.model +
-           "\nsize=" + std::to_string(manifest.payloadSize) + "\nsha256=" + manifest.payloadSha256 +
-           "\n";
-    ImageManifest readBack;
-    if (!parseManifest(text, readBack, whatIsWrong)) {
-        whatIsWrong = "version \"" + manifest.version + "\", model \"" + manifest.model +
-                      "\": " + whatIsWrong + "; give others";
-        return false;
+base::Result<std::string> formatManifest(const ImageManifest &manifest) {
+    std::string text = "version=" + manifest.version + "\nmodel=" + manifest.model +
+                       "\nsize=" + std::to_string(manifest.payloadSize) +
+                       "\nsha256=" + manifest.payloadSha256 + "\n";
+    if (const auto readBack = parseManifest(text); !readBack) {
+        return readBack.error().within("version \"" + manifest.version + "\", model \"" +
+                                           manifest.model + "\": ",
+                                       "; give others");
     }
-    return true;
+    return text;
 }
 
 } // namespace
 
-bool readImageManifest(int image, const std::string &path, const ImageTrust &trust,
-                       ImageManifest &manifest, std::uint64_t &imageSize,
-                       std::string &whatIsWrong) {
+base::Result<ImageManifest> readImageManifest(int image, const std::string &path,
+                                              const ImageTrust &trust) {
     struct stat status {};
     if (fstat(image, &status) != 0 || !S_ISREG(status.st_mode)) {
-        whatIsWrong = path + ": the image is not a regular file; give an image file";
-        return false;
+        return base::Error{path + ": the image is not a regular file; give an image file"};
     }
-    const auto fileSize = static_cast<std::uint64_t>(status.st_size);
-    std::string reason;
-    ImageManifest read;
-    if (!readManifest(image, fileSize, trust, read, reason)) {
-        whatIsWrong = path + ": the image cannot be used, " + reason;
-        return false;
+    auto manifest = readManifest(image, static_cast<std::uint64_t>(status.st_size), trust);
+    if (!manifest) {
+        return manifest.error().within(path + ": the image cannot be used, ");
     }
-    manifest = read;
-    imageSize = fileSize;
-    return true;
+    return manifest;
 }
 
-bool formatImageTrailer(const ImageManifest &manifest, std::string &trailer,
-                        std::string &whatIsWrong) {
-    std::string text;
-    if (!formatManifest(manifest, text, whatIsWrong)) {
-        return false;
-    }
-    trailer = text + footerOf(kPlainMagic, text.size());
-    return true;
+base::Result<std::string> formatImageTrailer(const ImageManifest &manifest) {
+    auto text = formatManifest(manifest);
+    return text ? *text + footerOf(kPlainMagic, text->size()) : text;
 }
 
-bool formatSignedTrailer(const ImageManifest &manifest, const SigningFiles &files,
-                         std::string &trailer, std::string &whatIsWrong) {
-    std::string text;
-    std::string cms;
-    if (!formatManifest(manifest, text, whatIsWrong) ||
-        !signManifest(text, files, cms, whatIsWrong)) {
-        return false;
+base::Result<std::string> formatSignedTrailer(const ImageManifest &manifest,
+                                              const SigningFiles &files) {
+    const auto text = formatManifest(manifest);
+    if (!text) {
+        return text;
     }
-    trailer = cms + footerOf(kSignedMagic, cms.size());
-    return true;
+    const auto cms = signManifest(*text, files);
+    return cms ? *cms + footerOf(kSignedMagic, cms->size()) : cms;
 }
 
 } // namespace node

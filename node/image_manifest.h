@@ -3,6 +3,7 @@
 #ifndef NODE_IMAGE_MANIFEST_H
 #define NODE_IMAGE_MANIFEST_H
 
+#include "base/result.h"
 #include "node/signature.h"
 
 #include <cstdint>
@@ -23,6 +24,7 @@ struct ImageManifest {
     std::string payloadSha256;     // 64 lower-case hexadecimal digits
     std::string signer{};          // subject of the signer's certificate; empty: unsigned
     bool signerChecked = false;    // the signer chains to the authority of the trust
+    std::uint64_t imageSize = 0;   // bytes of payload, trailer and footer, where it was read
 };
 
 /*
@@ -30,19 +32,17 @@ struct ImageManifest {
  * trust asks; the payload itself is not read. Where no signature is required, an unsigned image is
  * taken, and a signed one with signerChecked false where the trust has no authority: a damaged
  * manifest is refused even then.
- * False: whatIsWrong is one line naming `path`. imageSize: payload, trailer and footer.
  */
-bool readImageManifest(int image, const std::string &path, const ImageTrust &trust,
-                       ImageManifest &manifest, std::uint64_t &imageSize, std::string &whatIsWrong);
+base::Result<ImageManifest> readImageManifest(int image, const std::string &path,
+                                              const ImageTrust &trust);
 
 /*
  * What follows the payload, footer included. Signer and size of the trailer are not looked at.
- * False: a text of the manifest cannot be used, or, for a signed one, a file of the signer.
+ * Error: a text of the manifest cannot be used, or, for a signed one, a file of the signer.
  */
-bool formatImageTrailer(const ImageManifest &manifest, std::string &trailer,
-                        std::string &whatIsWrong);
-bool formatSignedTrailer(const ImageManifest &manifest, const SigningFiles &files,
-                         std::string &trailer, std::string &whatIsWrong);
+base::Result<std::string> formatImageTrailer(const ImageManifest &manifest);
+base::Result<std::string> formatSignedTrailer(const ImageManifest &manifest,
+                                              const SigningFiles &files);
 
 } // namespace node
 

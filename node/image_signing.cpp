@@ -14,65 +14,70 @@ namespace {
 
 constexpr mode_t kPermissions = 07777;
 
-bool copyPayload(int image, const std::string &path, const ImageManifest &manifest,
-                 base::NewFile &output, std::string &whatIsWrong) {
+base::Result<void> copyPayload(int image, const std::string &path, const ImageManifest &manifest,
+                               base::NewFile &output) {
     if (lseek(image, 0, SEEK_SET) < 0) {
-        whatIsWrong = base::systemReason(path + ": cannot be read");
-        return false;
+        return base::Error{base::systemReason(path + ": cannot be read")};
     }
     Sha256 sum;
-    const PieceTaker copy = [&](const void *piece, std::size_t size, std::string &wrong) {
+    const auto copy = [&](const void *piece, std::size_t size) {
         sum.add(piece, size);
-        return output.write(piece, size, wrong);
+        return output.write(piece, size);
     };
-    if (!readInPieces(image, path, manifest.payloadSize, copy, whatIsWrong)) {
-        return false;
+    if (const auto read = readInPieces(image, path, manifest.payloadSize, copy); !read) {
+        return read;
     }
     if (sum.text() != manifest.payloadSha256) {
-        whatIsWrong = damagedImage(path);
-        return false;
+        return base::Error{damagedImage(path)};
     }
-    return true;
+    return {};
 }
 
 } // namespace
 
-bool signImage(const std::string &path, const std::string &output, const SigningFiles &files,
-               ImageManifest &manifest, std::string &whatIsWrong) {
-    const base::UniqueFd image = openImage(path, whatIsWrong);
-    ImageManifest read;
-    std::uint64_t size = 0;
-    struct stat status {};
-    std::string trailer;
-    base::NewFile written;
+base::Result<ImageManifest> signImage(const std::string &path, const std::string &output,
+                                      const SigningFiles &files) {
+    const auto image = openImage(path);
+    if (!image) {
+        return image.error();
+    }
+    const auto manifest = readImageManifest(image->get(), path, ImageTrust{false});
+    if (!manifest) {
+        return manifest;
+    }
     // The signature first: what is wrong with a key should not be told after minutes of copying.
-    if (!image ||
-        !readImageManifest(image.get(), path, ImageTrust{false}, read, size, whatIsWrong) ||
-        !formatSignedTrailer(read, files, trailer, whatIsWrong)) {
-        return false;
+    const auto trailer = formatSignedTrailer(*manifest, files);
+    if (!trailer) {
+        return trailer.error();
     }
-    if (fstat(image.get(), &status) != 0) {
-        whatIsWrong = base::systemReason(path + ": cannot be read");
-        return false;
+    struct stat status {};
+    if (fstat(image->get(), &status) != 0) {
+        return base::Error{base::systemReason(path + ": cannot be read")};
     }
-    if (!written.begin(output, status.st_mode & kPermissions, whatIsWrong) ||
-        !copyPayload(image.get(), path, read, written, whatIsWrong) ||
-        !written.write(trailer.data(), trailer.size(), whatIsWrong) ||
-        !written.finish(whatIsWrong)) {
-        return false;
+    base::NewFile written;
+    const auto made =
+        written.begin(output, status.st_mode & kPermissions)
+            .andThen([&] { return copyPayload(image->get(), path, *manifest, written); })
+            .andThen([&] { return written.write(trailer->data(), trailer->size()); })
+            .andThen([&] { return written.finish(); });
+    if (!made) {
+        return made.error();
     }
-    const base::UniqueFd result = openImage(output, whatIsWrong);
-    return result &&
-           readImageManifest(result.get(), output, ImageTrust{false}, manifest, size, whatIsWrong);
+    const auto result = openImage(output);
+    return result ? readImageManifest(result->get(), output, ImageTrust{false}) : result.error();
 }
 
-bool verifyImage(const std::string &path, const ImageTrust &trust, ImageManifest &manifest,
-                 std::uint64_t &imageSize, std::string &whatIsWrong) {
-    const base::UniqueFd image = openImage(path, whatIsWrong);
-    const PieceTaker keepNothing = [](const void *, std::size_t, std::string &) { return true; };
-    std::string sha256;
-    return image && readImageManifest(image.get(), path, trust, manifest, imageSize, whatIsWrong) &&
-           readImage(image.get(), path, manifest, imageSize, keepNothing, sha256, whatIsWrong);
+base::Result<ImageManifest> verifyImage(const std::string &path, const ImageTrust &trust) {
+    const auto image = openImage(path);
+    if (!image) {
+        return image.error();
+    }
+    auto manifest = readImageManifest(image->get(), path, trust);
+    if (!manifest) {
+        return manifest;
+    }
+    const auto sha256 = readImage(image->get(), path, *manifest);
+    return sha256 ? std::move(manifest) : sha256.error();
 }
 
 } // namespace node

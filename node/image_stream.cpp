@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "node/image_stream.h"
 
-#include "base/because.h"
 #include "node/direct_file.h"
 
 #include <algorithm>
@@ -34,39 +33,36 @@ std::string ImageSums::whole() {
     return sum_.text();
 }
 
-bool readInPieces(int file, const std::string &path, std::uint64_t size, const PieceTaker &take,
-                  std::string &whatIsWrong) {
+base::Result<void> readInPieces(int file, const std::string &path, std::uint64_t size,
+                                const PieceTaker &take) {
     const AlignedBytes piece = alignedBytes(kPieceSize);
     for (std::uint64_t left = size; left > 0;) {
         const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(left, kPieceSize));
         const std::int64_t got = base::readFully(file, piece.get(), wanted);
         if (got < 0) {
-            whatIsWrong = base::systemReason(path + ": cannot be read");
-            return false;
+            return base::Error{base::systemReason(path + ": cannot be read")};
         }
         if (static_cast<std::size_t>(got) != wanted) {
-            whatIsWrong = path + ": ends before its " + std::to_string(size) + " bytes were read";
-            return false;
+            return base::Error{path + ": ends before its " + std::to_string(size) +
+                               " bytes were read"};
         }
-        if (!take(piece.get(), wanted, whatIsWrong)) {
-            return false;
+        if (const auto taken = take(piece.get(), wanted); !taken) {
+            return taken;
         }
         left -= wanted;
     }
-    return true;
+    return {};
 }
 
-base::UniqueFd openImage(const std::string &path, std::string &whatIsWrong) {
+base::Result<base::UniqueFd> openImage(const std::string &path) {
     base::UniqueFd image(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status {};
     if (!image || fstat(image.get(), &status) != 0) {
-        whatIsWrong =
-            base::systemReason(path + ": the image cannot be opened") + "; give an image file";
-        return base::UniqueFd();
+        return base::Error{base::systemReason(path + ": the image cannot be opened") +
+                           "; give an image file"};
     }
     if (!S_ISREG(status.st_mode) && !S_ISBLK(status.st_mode)) {
-        whatIsWrong = path + ": is no image file; give one";
-        return base::UniqueFd();
+        return base::Error{path + ": is no image file; give one"};
     }
     return image;
 }
@@ -76,47 +72,39 @@ std::string damagedImage(const std::string &path) {
                   "manifest; get the image again";
 }
 
-bool readImage(int image, const std::string &path, const ImageManifest &manifest,
-               std::uint64_t imageSize, const PieceTaker &take, std::string &imageSha256,
-               std::string &whatIsWrong) {
+base::Result<std::string> readImage(int image, const std::string &path,
+                                    const ImageManifest &manifest) {
     if (lseek(image, 0, SEEK_SET) < 0) {
-        whatIsWrong = base::systemReason(path + ": cannot be read");
-        return false;
+        return base::Error{base::systemReason(path + ": cannot be read")};
     }
     ImageSums sums(manifest.payloadSize);
-    const PieceTaker sumAndTake = [&](const void *piece, std::size_t size, std::string &wrong) {
+    const auto sum = [&](const void *piece, std::size_t size) -> base::Result<void> {
         sums.add(piece, size);
-        return take(piece, size, wrong);
+        return {};
     };
-    if (!readInPieces(image, path, imageSize, sumAndTake, whatIsWrong)) {
-        return false;
+    if (const auto read = readInPieces(image, path, manifest.imageSize, sum); !read) {
+        return read.error();
     }
     if (sums.payload() != manifest.payloadSha256) {
-        whatIsWrong = damagedImage(path);
-        return base::orBecause(false, base::Reason::digestWrong);
+        return base::Error{damagedImage(path), base::Reason::digestWrong};
     }
-    imageSha256 = sums.whole();
-    return true;
+    return sums.whole();
 }
 
-bool recordOfImage(const std::string &imagePath, BankRecord &record, std::string &whatIsWrong) {
-    const base::UniqueFd image = openImage(imagePath, whatIsWrong);
+base::Result<BankRecord> recordOfImage(const std::string &imagePath) {
+    const auto image = openImage(imagePath);
     if (!image) {
-        return false;
+        return image.error();
     }
-    ImageManifest manifest;
-    BankRecord read;
-    const PieceTaker keepNothing = [](const void *, std::size_t, std::string &) { return true; };
-    if (!readImageManifest(image.get(), imagePath, ImageTrust{false}, manifest, read.size,
-                           whatIsWrong) ||
-        !readImage(image.get(), imagePath, manifest, read.size, keepNothing, read.sha256,
-                   whatIsWrong)) {
-        return false;
+    const auto manifest = readImageManifest(image->get(), imagePath, ImageTrust{false});
+    if (!manifest) {
+        return manifest.error();
     }
-    read.whole = true;
-    read.version = manifest.version;
-    record = read;
-    return true;
+    const auto sha256 = readImage(image->get(), imagePath, *manifest);
+    if (!sha256) {
+        return sha256.error();
+    }
+    return BankRecord{true, manifest->version, manifest->imageSize, *sha256};
 }
 
 } // namespace node

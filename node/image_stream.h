@@ -15,9 +15,8 @@
 
 namespace node {
 
-/* Takes one piece; false, with whatIsWrong set, ends the pass. */
-using PieceTaker =
-    std::function<bool(const void *piece, std::size_t size, std::string &whatIsWrong)>;
+/* Takes one piece; an error ends the pass. */
+using PieceTaker = std::function<base::Result<void>(const void *piece, std::size_t size)>;
 
 /* What is read or written at once, at most. A whole number of blocks of any device. */
 constexpr std::size_t kPieceSize = 128 * 1024;
@@ -43,27 +42,25 @@ class ImageSums {
     std::string trailer_;
 };
 
-/* Reads the file's next `size` bytes in pieces. False: whatIsWrong is one line naming `path`. */
-bool readInPieces(int file, const std::string &path, std::uint64_t size, const PieceTaker &take,
-                  std::string &whatIsWrong);
+/* Reads the file's next `size` bytes in pieces; its errors name `path`. */
+base::Result<void> readInPieces(int file, const std::string &path, std::uint64_t size,
+                                const PieceTaker &take);
 
-/* An image file, or a bank that holds one; what could block its reader is refused. None:
- * whatIsWrong is one line naming `path`. */
-base::UniqueFd openImage(const std::string &path, std::string &whatIsWrong);
+/* An image file, or a bank that holds one; what could block its reader is refused. */
+base::Result<base::UniqueFd> openImage(const std::string &path);
 
 /* The line for an image whose payload has another digest than its manifest says. */
 std::string damagedImage(const std::string &path);
 
 /*
- * Reads the image of imageSize bytes from its beginning, hands every piece to `take` and compares
- * the payload with the manifest. imageSha256: of all the bytes, manifest and footer included.
+ * Reads the image of this manifest from its beginning and compares the payload with it. The digest
+ * of all the bytes, manifest and footer included.
  */
-bool readImage(int image, const std::string &path, const ImageManifest &manifest,
-               std::uint64_t imageSize, const PieceTaker &take, std::string &imageSha256,
-               std::string &whatIsWrong);
+base::Result<std::string> readImage(int image, const std::string &path,
+                                    const ImageManifest &manifest);
 
 /* What a bank holds once the image file was written to it as it is. Reads the whole image. */
-bool recordOfImage(const std::string &imagePath, BankRecord &record, std::string &whatIsWrong);
+base::Result<BankRecord> recordOfImage(const std::string &imagePath);
 
 } // namespace node
 

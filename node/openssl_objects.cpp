@@ -94,35 +94,32 @@ std::string subjectOf(X509 *certificate) {
     return subject.size() <= kMaxSubject ? subject : subject.substr(0, kMaxSubject) + " ...";
 }
 
-UniqueCertificates readCertificates(const std::string &path, std::string &whatIsWrong) {
+base::Result<UniqueCertificates> readCertificates(const std::string &path) {
     std::string text;
+    std::string whatIsWrong;
     if (!base::readWholeFile(path, kMaxPemFile, text, whatIsWrong)) {
-        return nullptr;
+        return base::Error{whatIsWrong};
     }
     const UniqueBio pem = readingBio(text);
     UniqueCertificates certificates(sk_X509_new_null());
     if (!pem || !certificates) {
-        whatIsWrong = path + ": there is no memory to read it";
-        return nullptr;
+        return base::Error{path + ": there is no memory to read it"};
     }
     ERR_clear_error();
     while (X509 *const certificate = PEM_read_bio_X509(pem.get(), nullptr, nullptr, nullptr)) {
         if (sk_X509_push(certificates.get(), certificate) == 0) {
             X509_free(certificate);
-            whatIsWrong = path + ": there is no memory to read it";
-            return nullptr;
+            return base::Error{path + ": there is no memory to read it"};
         }
     }
     // The text ends where no other certificate begins; one that breaks off is another matter.
     const bool ended = ERR_GET_REASON(ERR_peek_last_error()) == PEM_R_NO_START_LINE;
     const std::string reason = opensslReason();
     if (!ended) {
-        whatIsWrong = path + ": holds a certificate that cannot be read (" + reason + ")";
-        return nullptr;
+        return base::Error{path + ": holds a certificate that cannot be read (" + reason + ")"};
     }
     if (sk_X509_num(certificates.get()) == 0) {
-        whatIsWrong = path + ": holds no certificate in PEM";
-        return nullptr;
+        return base::Error{path + ": holds no certificate in PEM"};
     }
     return certificates;
 }

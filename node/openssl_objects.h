@@ -3,6 +3,8 @@
 #ifndef NODE_OPENSSL_OBJECTS_H
 #define NODE_OPENSSL_OBJECTS_H
 
+#include "base/result.h"
+
 #include <openssl/bio.h>
 #include <openssl/cms.h>
 #include <openssl/evp.h>
@@ -58,8 +60,8 @@ bool maySignCode(X509 *certificate);
 /* The subject in printable ASCII, at most some hundred characters; never empty. */
 std::string subjectOf(X509 *certificate);
 
-/* Every certificate of a PEM file, at least one. Null: whatIsWrong is one line naming the file. */
-UniqueCertificates readCertificates(const std::string &path, std::string &whatIsWrong);
+/* Every certificate of a PEM file, at least one. */
+base::Result<UniqueCertificates> readCertificates(const std::string &path);
 
 } // namespace node
 

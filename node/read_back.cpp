@@ -13,7 +13,7 @@ ReadBack::ReadBack(base::UniqueFd bank, std::string path, std::uint64_t payloadS
                    std::uint64_t imageSize)
     : path_(std::move(path)), size_(imageSize), bank_(std::move(bank)), sums_(payloadSize) {}
 
-bool ReadBack::start(std::string &whatIsWrong) {
+base::Result<void> ReadBack::start() {
     for (AlignedBytes &buffer : buffers_) {
         buffer = alignedBytes(kPieceSize);
     }
@@ -21,24 +21,21 @@ bool ReadBack::start(std::string &whatIsWrong) {
         summer_ = std::jthread([this](const std::stop_token &stop) { sumAll(stop); });
         reader_ = std::jthread([this](const std::stop_token &stop) { readAll(stop); });
     } catch (const std::system_error &error) {
-        whatIsWrong = path_ +
-                      " cannot be read back, no thread can be started: " + error.code().message() +
-                      "; look for what uses up the threads";
-        return false;
+        return base::Error{path_ + " cannot be read back, no thread can be started: " +
+                           error.code().message() + "; look for what uses up the threads"};
     }
-    return true;
+    return {};
 }
 
 void ReadBack::synced(std::uint64_t end) { reach(synced_, end); }
 
-bool ReadBack::finish(std::string &whatIsWrong) {
+base::Result<void> ReadBack::finish() {
     reader_.join();
-    if (!whatIsWrong_.empty()) {
+    if (!readIt_) {
         summer_.request_stop();
     }
     summer_.join();
-    whatIsWrong = whatIsWrong_;
-    return whatIsWrong_.empty();
+    return readIt_;
 }
 
 void ReadBack::readAll(const std::stop_token &stop) {
@@ -50,10 +47,11 @@ void ReadBack::readAll(const std::stop_token &stop) {
             return;
         }
         if (!base::timed(timeToRead_, [&] { return bank_.read(bufferOf(offset), wanted); })) {
-            whatIsWrong_ = errno == 0 ? path_ + ": ends before its " + std::to_string(size_) +
-                                            " bytes were read back"
-                                      : base::systemReason(path_ + ": cannot be read back");
-            whatIsWrong_ += "; check the device";
+            const std::string why =
+                errno == 0
+                    ? path_ + ": ends before its " + std::to_string(size_) + " bytes were read back"
+                    : base::systemReason(path_ + ": cannot be read back");
+            readIt_ = base::Error{why + "; check the device"};
             return;
         }
         reach(read_, offset + wanted);

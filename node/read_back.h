@@ -27,12 +27,12 @@ class ReadBack {
     ReadBack(base::UniqueFd bank, std::string path, std::uint64_t payloadSize,
              std::uint64_t imageSize);
 
-    /* Once, before the rest. False: a thread cannot be started, whatIsWrong is one line. */
-    bool start(std::string &whatIsWrong);
+    /* Once, before the rest. Error: a thread cannot be started. */
+    base::Result<void> start();
     /* The writer has synced the bank up to here, from its beginning. */
     void synced(std::uint64_t end);
-    /* Waits for the rest; everything must have been synced. False: whatIsWrong is one line. */
-    bool finish(std::string &whatIsWrong);
+    /* Waits for the rest; everything must have been synced. */
+    base::Result<void> finish();
 
     /* Valid after finish. */
     ImageSums &sums() { return sums_; }
@@ -56,7 +56,7 @@ class ReadBack {
     DirectFile bank_;
     ImageSums sums_;
     std::array<AlignedBytes, kBuffers> buffers_;
-    std::string whatIsWrong_;
+    base::Result<void> readIt_;
     std::chrono::nanoseconds timeToRead_{};
     std::chrono::nanoseconds timeToSum_{};
 

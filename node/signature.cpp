@@ -2,7 +2,6 @@
 // Checks signed manifests: first the bytes and the one signature, then whose it is.
 #include "node/signature.h"
 
-#include "base/because.h"
 #include "node/openssl_objects.h"
 
 #include <openssl/err.h>
@@ -24,10 +23,10 @@ struct SignedManifest {
     std::string text;
 };
 
-bool refuse(std::string &whatIsWrong, const std::string &reason, const char *remedy) {
-    whatIsWrong = reason + "; " + remedy;
+base::Error refusal(const std::string &what, const char *remedy,
+                    base::Reason reason = base::Reason::none) {
     ERR_clear_error();
-    return false;
+    return {what + "; " + remedy, reason};
 }
 
 constexpr const char *kGetAgain = "get the image again";
@@ -53,7 +52,7 @@ bool isStrongDigest(int digest) {
 }
 
 // The signature's own algorithm is of the signer's key, and of the digest where it names one.
-bool usesStrongDigest(CMS_SignerInfo *signer, std::string &whatIsWrong) {
+base::Result<void> usesStrongDigest(CMS_SignerInfo *signer) {
     EVP_PKEY *key = nullptr;
     X509_ALGOR *digest = nullptr;
     X509_ALGOR *signature = nullptr;
@@ -70,11 +69,12 @@ bool usesStrongDigest(CMS_SignerInfo *signer, std::string &whatIsWrong) {
                       (EVP_PKEY_is_a(key, OBJ_nid2sn(ofKey)) == 1 ||
                        (ofKey == NID_rsassaPss && EVP_PKEY_is_a(key, "RSA") == 1)) &&
                       (named == NID_undef || named == ofDigest);
-    return (fits && isStrongDigest(ofDigest)) ||
-           refuse(whatIsWrong,
-                  "its signature uses an algorithm that is not trusted (RSA or an elliptic curve "
-                  "with SHA-256, -384 or -512 is)",
-                  kSignAgain);
+    if (fits && isStrongDigest(ofDigest)) {
+        return {};
+    }
+    return refusal("its signature uses an algorithm that is not trusted (RSA or an elliptic curve "
+                   "with SHA-256, -384 or -512 is)",
+                   kSignAgain);
 }
 
 // The content of the next object of DER that was parsed before; `rest` goes on behind it.
@@ -125,50 +125,50 @@ bool namesSignerExactly(std::string_view cms, CMS_SignerInfo *info, X509 *signer
     return version == expected && take(first) == expected;
 }
 
-bool hasExpectedForm(CMS_ContentInfo *cms, std::string &whatIsWrong) {
+base::Result<void> hasExpectedForm(CMS_ContentInfo *cms) {
     if (OBJ_obj2nid(CMS_get0_type(cms)) != NID_pkcs7_signed ||
         OBJ_obj2nid(CMS_get0_eContentType(cms)) != NID_pkcs7_data || CMS_is_detached(cms) != 0) {
-        return refuse(whatIsWrong, "its signature is not CMS SignedData with the manifest inside",
-                      kSignAgain);
+        return refusal("its signature is not CMS SignedData with the manifest inside", kSignAgain);
     }
     STACK_OF(CMS_SignerInfo) *const signers = CMS_get0_SignerInfos(cms);
     if (sk_CMS_SignerInfo_num(signers) != 1) {
-        return refuse(whatIsWrong,
-                      "it has " + std::to_string(sk_CMS_SignerInfo_num(signers)) +
-                          " signers where one is expected",
-                      kSignAgain);
+        return refusal("it has " + std::to_string(sk_CMS_SignerInfo_num(signers)) +
+                           " signers where one is expected",
+                       kSignAgain);
     }
     CMS_SignerInfo *const signer = sk_CMS_SignerInfo_value(signers, 0);
     // Without signed attributes, those of another signature could pass for a manifest.
-    return (CMS_signed_get_attr_count(signer) > 0 && CMS_unsigned_get_attr_count(signer) <= 0) ||
-           refuse(whatIsWrong, "its signature lacks signed attributes, or has unsigned ones",
-                  kSignAgain);
+    if (CMS_signed_get_attr_count(signer) > 0 && CMS_unsigned_get_attr_count(signer) <= 0) {
+        return {};
+    }
+    return refusal("its signature lacks signed attributes, or has unsigned ones", kSignAgain);
 }
 
-bool isOfAnAllowedKey(X509 *signer, std::string &whatIsWrong) {
+base::Result<void> isOfAnAllowedKey(X509 *signer) {
     const EVP_PKEY *const key = X509_get0_pubkey(signer);
-    return (key != nullptr && maySignManifests(key)) ||
-           refuse(whatIsWrong,
-                  "its signer's key is " + kindOf(key) + ", which no signer may have; expected " +
-                      kSignerKeys,
-                  "have it signed with such a key");
+    if (key != nullptr && maySignManifests(key)) {
+        return {};
+    }
+    return refusal("its signer's key is " + kindOf(key) + ", which no signer may have; expected " +
+                       kSignerKeys,
+                   "have it signed with such a key");
 }
 
 // Whose the signature is, is not asked here.
-bool readSigned(const std::string &bytes, SignedManifest &read, std::string &whatIsWrong) {
+base::Result<SignedManifest> readSigned(const std::string &bytes) {
+    SignedManifest read;
     ERR_clear_error();
     read.cms = parse(bytes);
     if (!read.cms) {
-        return refuse(whatIsWrong, "its signature is damaged, it is no CMS in DER", kGetAgain);
+        return refusal("its signature is damaged, it is no CMS in DER", kGetAgain);
     }
-    if (!hasExpectedForm(read.cms.get(), whatIsWrong)) {
-        return false;
+    if (const auto form = hasExpectedForm(read.cms.get()); !form) {
+        return form.error();
     }
     const UniqueBio content(BIO_new(BIO_s_mem()));
     if (!content || CMS_verify(read.cms.get(), nullptr, nullptr, nullptr, content.get(),
                                CMS_BINARY | CMS_NO_SIGNER_CERT_VERIFY) != 1) {
-        return refuse(whatIsWrong, "its signature does not hold (" + opensslReason() + ")",
-                      kGetAgain);
+        return refusal("its signature does not hold (" + opensslReason() + ")", kGetAgain);
     }
     STACK_OF(X509) *const signers = CMS_get0_signers(read.cms.get());
     read.signer = sk_X509_value(signers, 0);
@@ -176,50 +176,50 @@ bool readSigned(const std::string &bytes, SignedManifest &read, std::string &wha
     read.text = textOf(content.get());
     CMS_SignerInfo *const info = sk_CMS_SignerInfo_value(CMS_get0_SignerInfos(read.cms.get()), 0);
     if (read.signer == nullptr || !namesSignerExactly(bytes, info, read.signer)) {
-        return refuse(whatIsWrong, "its signature does not name its signer as CMS asks", kGetAgain);
+        return refusal("its signature does not name its signer as CMS asks", kGetAgain);
     }
-    return isOfAnAllowedKey(read.signer, whatIsWrong) && usesStrongDigest(info, whatIsWrong);
+    const auto allowed =
+        isOfAnAllowedKey(read.signer).andThen([&] { return usesStrongDigest(info); });
+    if (!allowed) {
+        return allowed.error();
+    }
+    return read;
 }
 
 // What the certificates between signer and authority say they are for.
-bool isForCode(const STACK_OF(X509) * chain, std::string &whatIsWrong) {
+base::Result<void> isForCode(const STACK_OF(X509) * chain) {
     X509 *const signer = sk_X509_value(chain, 0);
     if (!maySignCode(signer) || (X509_get_key_usage(signer) & KU_DIGITAL_SIGNATURE) == 0) {
-        return refuse(whatIsWrong,
-                      "its signer (" + subjectOf(signer) +
-                          ") has no certificate for code signing (extendedKeyUsage codeSigning)",
-                      "have it signed with one that has");
+        return refusal("its signer (" + subjectOf(signer) +
+                           ") has no certificate for code signing (extendedKeyUsage codeSigning)",
+                       "have it signed with one that has");
     }
     for (int i = 1; i + 1 < sk_X509_num(chain); ++i) {
         X509 *const issuer = sk_X509_value(chain, i);
         const bool limited = (X509_get_extension_flags(issuer) & EXFLAG_XKUSAGE) != 0;
         if (X509_check_ca(issuer) != 1 || (limited && !maySignCode(issuer))) {
-            return refuse(whatIsWrong,
-                          "its signer's issuer (" + subjectOf(issuer) +
-                              ") is no authority for code signing",
-                          "have it signed with another certificate");
+            return refusal("its signer's issuer (" + subjectOf(issuer) +
+                               ") is no authority for code signing",
+                           "have it signed with another certificate");
         }
     }
-    return true;
+    return {};
 }
 
-bool chainsTo(const std::string &authority, const SignedManifest &manifest,
-              std::string &whatIsWrong) {
-    std::string cannotRead;
-    const UniqueCertificates anchors = readCertificates(authority, cannotRead);
+base::Result<void> chainsTo(const std::string &authority, const SignedManifest &manifest) {
+    const auto anchors = readCertificates(authority);
     if (!anchors) {
-        base::because(base::Reason::trustMissing);
-        return refuse(whatIsWrong, "its signature cannot be checked, " + cannotRead,
-                      "give the certificate of the signers' authority in PEM");
+        return refusal("its signature cannot be checked, " + anchors.error().text,
+                       "give the certificate of the signers' authority in PEM",
+                       base::Reason::trustMissing);
     }
     const UniqueCertificates enclosed(CMS_get1_certs(manifest.cms.get()));
     const UniqueVerification verification(X509_STORE_CTX_new());
     if (!verification ||
         X509_STORE_CTX_init(verification.get(), nullptr, manifest.signer, enclosed.get()) != 1) {
-        return refuse(whatIsWrong, "its signer cannot be checked (" + opensslReason() + ")",
-                      "try again");
+        return refusal("its signer cannot be checked (" + opensslReason() + ")", "try again");
     }
-    X509_STORE_CTX_set0_trusted_stack(verification.get(), anchors.get());
+    X509_STORE_CTX_set0_trusted_stack(verification.get(), anchors->get());
     X509_VERIFY_PARAM *const rules = X509_STORE_CTX_get0_param(verification.get());
     // No times: a clock at 1970 must not lock a node out, nor a certificate that ran out since.
     // Partial: whatever stands in the file is an authority, also where another one issued it.
@@ -228,38 +228,35 @@ bool chainsTo(const std::string &authority, const SignedManifest &manifest,
     X509_VERIFY_PARAM_set_depth(rules, kMaxChain);
     if (X509_verify_cert(verification.get()) != 1) {
         const int error = X509_STORE_CTX_get_error(verification.get());
-        base::because(base::Reason::wrongSigner);
-        return refuse(whatIsWrong,
-                      "its signer (" + subjectOf(manifest.signer) + ") is not of an authority in " +
-                          authority + " (" + X509_verify_cert_error_string(error) + ")",
-                      "have it signed by one of these, or give the file of its own");
+        return refusal("its signer (" + subjectOf(manifest.signer) +
+                           ") is not of an authority in " + authority + " (" +
+                           X509_verify_cert_error_string(error) + ")",
+                       "have it signed by one of these, or give the file of its own",
+                       base::Reason::wrongSigner);
     }
-    return base::orBecause(isForCode(X509_STORE_CTX_get0_chain(verification.get()), whatIsWrong),
-                           base::Reason::signerUnfit);
+    return isForCode(X509_STORE_CTX_get0_chain(verification.get()))
+        .orBecause(base::Reason::signerUnfit);
 }
 
 } // namespace
 
-bool openSignedManifest(const std::string &cms, const std::string &authority,
-                        std::string &manifestText, std::string &signer, std::string &whatIsWrong) {
-    SignedManifest read;
-    if (!readSigned(cms, read, whatIsWrong) || !chainsTo(authority, read, whatIsWrong)) {
-        return base::orBecause(false, base::Reason::signatureWrong);
+base::Result<SignedText> openSignedManifest(const std::string &cms, const std::string &authority) {
+    auto read = readSigned(cms);
+    if (!read) {
+        return read.error().orBecause(base::Reason::signatureWrong);
     }
-    signer = subjectOf(read.signer);
-    manifestText = std::move(read.text);
-    return true;
+    if (const auto chain = chainsTo(authority, *read); !chain) {
+        return chain.error().orBecause(base::Reason::signatureWrong);
+    }
+    return SignedText{std::move(read->text), subjectOf(read->signer)};
 }
 
-bool peekSignedManifest(const std::string &cms, std::string &manifestText, std::string &signer,
-                        std::string &whatIsWrong) {
-    SignedManifest read;
-    if (!readSigned(cms, read, whatIsWrong)) {
-        return base::orBecause(false, base::Reason::signatureWrong);
+base::Result<SignedText> peekSignedManifest(const std::string &cms) {
+    auto read = readSigned(cms);
+    if (!read) {
+        return read.error().orBecause(base::Reason::signatureWrong);
     }
-    signer = subjectOf(read.signer);
-    manifestText = std::move(read.text);
-    return true;
+    return SignedText{std::move(read->text), subjectOf(read->signer)};
 }
 
 } // namespace node

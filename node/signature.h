@@ -3,6 +3,8 @@
 #ifndef NODE_SIGNATURE_H
 #define NODE_SIGNATURE_H
 
+#include "base/result.h"
+
 #include <cstddef>
 #include <string>
 
@@ -23,27 +25,27 @@ struct SigningFiles {
 
 inline constexpr std::size_t kMaxSignature = 64 * 1024; // bytes, certificates and manifest included
 
-/*
- * Each call: true, or false with one line in whatIsWrong, in which files of the caller are named;
- * the outputs are untouched then. The calls block for no longer than reading these files takes.
+/* What a signature holds. */
+struct SignedText {
+    std::string text;
+    std::string signer; // the subject, in printable ASCII and never empty
+};
+
+/* The errors name the files of the caller. The calls block for no longer than reading these takes.
  */
 
-/* cms: SignedData in DER with the text attached, by SHA-256. */
-bool signManifest(const std::string &manifestText, const SigningFiles &files, std::string &cms,
-                  std::string &whatIsWrong);
+/* SignedData in DER with the text attached, by SHA-256. */
+base::Result<std::string> signManifest(const std::string &manifestText, const SigningFiles &files);
 
 /*
  * Checks that one signer signed the text, may sign code, and chains to a certificate of the file
  * `authority`; no other certificate of this machine counts. Times are not looked at: a node's clock
  * may stand at 1970, and an image must stay installable when its signer's certificate ran out.
- * signer: the subject, in printable ASCII and never empty.
  */
-bool openSignedManifest(const std::string &cms, const std::string &authority,
-                        std::string &manifestText, std::string &signer, std::string &whatIsWrong);
+base::Result<SignedText> openSignedManifest(const std::string &cms, const std::string &authority);
 
 /* The same without an authority: the text is whole, but anybody may be the signer. */
-bool peekSignedManifest(const std::string &cms, std::string &manifestText, std::string &signer,
-                        std::string &whatIsWrong);
+base::Result<SignedText> peekSignedManifest(const std::string &cms);
 
 } // namespace node
 

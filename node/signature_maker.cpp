@@ -20,11 +20,11 @@ int noPassphrase(char *, int, int, void *asked) {
     return -1;
 }
 
-UniqueKey readKey(const std::string &path, std::string &whatIsWrong) {
+base::Result<UniqueKey> readKey(const std::string &path) {
     std::string text;
+    std::string whatIsWrong;
     if (!base::readWholeFile(path, kMaxKeyFile, text, whatIsWrong)) {
-        whatIsWrong += "; give the signer's private key in PEM";
-        return nullptr;
+        return base::Error{whatIsWrong + "; give the signer's private key in PEM"};
     }
     ERR_clear_error();
     bool asked = false;
@@ -34,61 +34,59 @@ UniqueKey readKey(const std::string &path, std::string &whatIsWrong) {
     OPENSSL_cleanse(text.data(), text.size());
     const std::string reason = opensslReason();
     if (!key) {
-        whatIsWrong =
+        return base::Error{
             asked ? path + ": the key has a passphrase; give a file without one, or sign "
                            "the manifest with openssl cms"
-                  : path + ": holds no private key in PEM (" + reason + "); give the signer's";
+                  : path + ": holds no private key in PEM (" + reason + "); give the signer's"};
     }
     return key;
 }
 
-UniqueCertificates certificatesOf(const std::string &path, std::string &whatIsWrong) {
-    UniqueCertificates certificates = readCertificates(path, whatIsWrong);
+base::Result<UniqueCertificates> certificatesOf(const std::string &path) {
+    auto certificates = readCertificates(path);
     if (!certificates) {
-        whatIsWrong += "; give certificates in PEM, the signer's own first";
+        return certificates.error().within("",
+                                           "; give certificates in PEM, the signer's own first");
     }
     return certificates;
 }
 
-bool fitTogether(const SigningFiles &files, EVP_PKEY *key, X509 *certificate,
-                 std::string &whatIsWrong) {
+base::Result<void> fitTogether(const SigningFiles &files, EVP_PKEY *key, X509 *certificate) {
     if (X509_check_private_key(certificate, key) != 1) {
         ERR_clear_error();
-        whatIsWrong = files.certificate + ": its first certificate (" + subjectOf(certificate) +
-                      ") is not of the key " + files.key + "; give the two that belong together";
-        return false;
+        return base::Error{files.certificate + ": its first certificate (" +
+                           subjectOf(certificate) + ") is not of the key " + files.key +
+                           "; give the two that belong together"};
     }
     if (!maySignManifests(key)) {
-        whatIsWrong = files.key + ": a node takes no signature of this key (" + kindOf(key) +
-                      "); give " + kSignerKeys;
-        return false;
+        return base::Error{files.key + ": a node takes no signature of this key (" + kindOf(key) +
+                           "); give " + kSignerKeys};
     }
     if (!maySignCode(certificate)) {
-        whatIsWrong = files.certificate + ": its first certificate (" + subjectOf(certificate) +
-                      ") is not for code signing; give one with extendedKeyUsage codeSigning";
-        return false;
+        return base::Error{files.certificate + ": its first certificate (" +
+                           subjectOf(certificate) +
+                           ") is not for code signing; give one with extendedKeyUsage codeSigning"};
     }
-    return true;
+    return {};
 }
 
-bool encloseChain(CMS_ContentInfo *cms, const STACK_OF(X509) * certificates, int first,
-                  std::string &whatIsWrong) {
+base::Result<void> encloseChain(CMS_ContentInfo *cms, const STACK_OF(X509) * certificates,
+                                int first) {
     for (int i = first; i < sk_X509_num(certificates); ++i) {
         X509 *const certificate = sk_X509_value(certificates, i);
         // One that is in there already is no mistake.
         if (CMS_add1_cert(cms, certificate) != 1 &&
             ERR_GET_REASON(ERR_peek_last_error()) != CMS_R_CERTIFICATE_ALREADY_PRESENT) {
-            whatIsWrong = "the certificate of " + subjectOf(certificate) + " cannot be enclosed (" +
-                          opensslReason() + "); leave it out";
-            return false;
+            return base::Error{"the certificate of " + subjectOf(certificate) +
+                               " cannot be enclosed (" + opensslReason() + "); leave it out"};
         }
         ERR_clear_error();
     }
-    return true;
+    return {};
 }
 
-UniqueCms makeCms(const std::string &text, const SigningFiles &files, EVP_PKEY *key,
-                  X509 *certificate, std::string &whatIsWrong) {
+base::Result<UniqueCms> makeCms(const std::string &text, const SigningFiles &files, EVP_PKEY *key,
+                                X509 *certificate) {
     // A key that is bound to a padding is asked for it; the others' form is not touched.
     const bool bound = EVP_PKEY_is_a(key, "RSA-PSS") == 1;
     const unsigned flags = CMS_BINARY | CMS_PARTIAL | CMS_NOSMIMECAP | (bound ? CMS_KEY_PARAM : 0U);
@@ -97,61 +95,68 @@ UniqueCms makeCms(const std::string &text, const SigningFiles &files, EVP_PKEY *
     if (!content || !cms ||
         CMS_add1_signer(cms.get(), certificate, key, EVP_sha256(), flags) == nullptr ||
         CMS_final(cms.get(), content.get(), nullptr, flags) != 1) {
-        whatIsWrong = files.key + ": this key (" + kindOf(key) + ") cannot sign a manifest (" +
-                      opensslReason() + "); give another one";
-        return nullptr;
+        return base::Error{files.key + ": this key (" + kindOf(key) + ") cannot sign a manifest (" +
+                           opensslReason() + "); give another one"};
     }
     return cms;
 }
 
-bool encode(CMS_ContentInfo *cms, std::string &bytes, std::string &whatIsWrong) {
+base::Result<std::string> encode(CMS_ContentInfo *cms) {
     unsigned char *encoded = nullptr;
     const int size = i2d_CMS_ContentInfo(cms, &encoded);
     if (size < 0) {
-        whatIsWrong = "the signature cannot be encoded (" + opensslReason() + "); try again";
-        return false;
+        return base::Error{"the signature cannot be encoded (" + opensslReason() + "); try again"};
     }
-    bytes.assign(reinterpret_cast<char *>(encoded), static_cast<std::size_t>(size));
+    std::string bytes(reinterpret_cast<char *>(encoded), static_cast<std::size_t>(size));
     OPENSSL_free(encoded);
     if (bytes.size() > kMaxSignature) {
-        whatIsWrong = "the signature has " + std::to_string(bytes.size()) +
-                      " bytes with its certificates, a node reads " +
-                      std::to_string(kMaxSignature) + "; enclose fewer certificates";
-        return false;
+        return base::Error{"the signature has " + std::to_string(bytes.size()) +
+                           " bytes with its certificates, a node reads " +
+                           std::to_string(kMaxSignature) + "; enclose fewer certificates"};
     }
-    return true;
+    return bytes;
 }
 
 } // namespace
 
-bool signManifest(const std::string &manifestText, const SigningFiles &files, std::string &cms,
-                  std::string &whatIsWrong) {
-    const UniqueKey key = readKey(files.key, whatIsWrong);
-    const UniqueCertificates own = key ? certificatesOf(files.certificate, whatIsWrong) : nullptr;
-    const UniqueCertificates chain =
-        own && !files.chain.empty() ? certificatesOf(files.chain, whatIsWrong) : nullptr;
-    if (!own || (!files.chain.empty() && !chain)) {
-        return false;
+base::Result<std::string> signManifest(const std::string &manifestText, const SigningFiles &files) {
+    const auto key = readKey(files.key);
+    if (!key) {
+        return key.error();
     }
-    X509 *const certificate = sk_X509_value(own.get(), 0);
-    if (!fitTogether(files, key.get(), certificate, whatIsWrong)) {
-        return false;
+    const auto own = certificatesOf(files.certificate);
+    if (!own) {
+        return own.error();
     }
-    const UniqueCms made = makeCms(manifestText, files, key.get(), certificate, whatIsWrong);
-    std::string bytes;
-    std::string text;
-    std::string signer;
-    if (!made || !encloseChain(made.get(), own.get(), 1, whatIsWrong) ||
-        (chain && !encloseChain(made.get(), chain.get(), 0, whatIsWrong)) ||
-        !encode(made.get(), bytes, whatIsWrong)) {
-        return false;
+    base::Result<UniqueCertificates> chain = UniqueCertificates();
+    if (!files.chain.empty()) {
+        chain = certificatesOf(files.chain);
     }
-    if (!peekSignedManifest(bytes, text, signer, whatIsWrong)) {
-        whatIsWrong = files.key + ": what it signed cannot be used, " + whatIsWrong;
-        return false;
+    if (!chain) {
+        return chain.error();
     }
-    cms = std::move(bytes);
-    return true;
+    X509 *const certificate = sk_X509_value(own->get(), 0);
+    if (const auto fit = fitTogether(files, key->get(), certificate); !fit) {
+        return fit.error();
+    }
+    const auto made = makeCms(manifestText, files, key->get(), certificate);
+    if (!made) {
+        return made.error();
+    }
+    const auto enclosed = encloseChain(made->get(), own->get(), 1).andThen([&] {
+        return encloseChain(made->get(), chain->get(), 0);
+    });
+    if (!enclosed) {
+        return enclosed.error();
+    }
+    auto bytes = encode(made->get());
+    if (!bytes) {
+        return bytes;
+    }
+    if (const auto read = peekSignedManifest(*bytes); !read) {
+        return read.error().within(files.key + ": what it signed cannot be used, ");
+    }
+    return bytes;
 }
 
 } // namespace node

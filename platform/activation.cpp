@@ -22,18 +22,12 @@ bool store(const node::BootState &state, std::string &whatIsWrong) {
 }
 
 // A bank found damaged is recorded as not whole: it must not boot, nor be offered as a version.
-node::BankBytes compareAndRecord(node::BootState &state, node::Bank bank,
-                                 std::string &whatIsWrong) {
-    const node::BankBytes bytes =
-        node::compareBank(state.of(bank), node().config().bankPath(bank), whatIsWrong);
-    if (bytes == node::BankBytes::different) {
+bool compareAndRecord(node::BootState &state, node::Bank bank, std::string &whatIsWrong) {
+    const auto comparison = node::compareBank(state.of(bank), node().config().bankPath(bank));
+    if (node::readsOther(comparison)) {
         state.of(bank) = node::BankRecord{};
     }
-    if (bytes != node::BankBytes::recorded) {
-        base::because(bytes == node::BankBytes::different ? Reason::bankReadsOther
-                                                          : Reason::bankNotWritten);
-    }
-    return bytes;
+    return comparison || base::passOn(comparison.error(), whatIsWrong);
 }
 
 // Chosen is on trial, until the node was healthy on it.
@@ -92,15 +86,15 @@ bool activatePassive(std::string &whatIsWrong) {
     const bool stands = state.next == passive && state.isOnTrial(passive) &&
                         state.attemptsOf(passive) > 0 && !node().activationHalfWay;
     node().activationHalfWay = true;
-    const node::BankBytes bytes = compareAndRecord(state, passive, whatIsWrong);
+    const bool isRecorded = compareAndRecord(state, passive, whatIsWrong);
     // What is reported as failed must not boot.
-    if (bytes != node::BankBytes::recorded) {
+    if (!isRecorded) {
         std::string notStored;
         if (!takeChoiceBack(state, notStored)) {
             whatIsWrong += "; " + notStored;
         }
     }
-    if (bytes != node::BankBytes::recorded || (!stands && !choose(state, passive, whatIsWrong))) {
+    if (!isRecorded || (!stands && !choose(state, passive, whatIsWrong))) {
         return false;
     }
     node().activationHalfWay = false;

@@ -10,10 +10,8 @@
 std::uint64_t nalBankCapacity() {
     std::uint64_t largest = 0;
     for (const std::string &path : platform::node().config().bankPaths) {
-        std::uint64_t size = 0;
-        std::string whatIsWrong;
-        if (node::openBank(path, O_RDONLY, size, whatIsWrong)) {
-            largest = std::max(largest, size);
+        if (const auto bank = node::openBank(path, O_RDONLY)) {
+            largest = std::max(largest, bank->size);
         }
     }
     return largest;

@@ -28,16 +28,25 @@ bool openImage(const char *path, node::ImageFile &image, std::string &whatIsWron
                       "; get the image again";
         return base::orBecause(false, Reason::imageUnreadable);
     }
-    if (!node::readImageManifest(image.file.get(), image.path, node::trustOf(node().config()),
-                                 image.manifest, image.size, whatIsWrong)) {
-        return base::orBecause(false, Reason::imageDamaged);
+    const auto manifest =
+        node::readImageManifest(image.file.get(), image.path, node::trustOf(node().config()));
+    if (!manifest) {
+        return base::passOn(manifest.error().orBecause(Reason::imageDamaged), whatIsWrong);
     }
+    image.manifest = *manifest;
     if (!image.manifest.signer.empty() && !image.manifest.signerChecked) {
         nalLogNotice(__func__, __LINE__,
                      "nal: %s is signed by %s, which was not checked: [images] has no signer_ca",
                      path, image.manifest.signer.c_str());
     }
     return true;
+}
+
+bool isForThisNode(const node::ImageFile &image, const node::BootState &state,
+                   std::string &whatIsWrong) {
+    const auto isFor = node::imageIsForThisNode(image.path, image.manifest, offeredVersion(),
+                                                node().config(), state);
+    return isFor || base::passOn(isFor.error(), whatIsWrong);
 }
 
 // An activated bank is left alone: it would boot with what was never activated.
@@ -56,10 +65,10 @@ bool mayBeWritten(const node::BootState &state, std::string &whatIsWrong) {
 
 bool fits(const node::ImageFile &image, const std::string &bankPath, std::uint64_t bankSize,
           std::string &whatIsWrong) {
-    if (image.size <= bankSize) {
+    if (image.manifest.imageSize <= bankSize) {
         return true;
     }
-    whatIsWrong = image.path + ": the image has " + std::to_string(image.size) +
+    whatIsWrong = image.path + ": the image has " + std::to_string(image.manifest.imageSize) +
                   " bytes, the bank " + bankPath + " only " + std::to_string(bankSize) +
                   "; offer a smaller image or enlarge the bank";
     return base::orBecause(false, Reason::imageTooLarge);
@@ -95,9 +104,11 @@ bool installImage(const node::ImageFile &image, node::BootState &state, std::str
     const node::Config &config = node().config();
     const node::Bank passive = node::otherBank(state.active);
     const std::string &bankPath = config.bankPath(passive);
-    std::uint64_t bankSize = 0;
-    base::UniqueFd bank = node::openBank(bankPath, O_WRONLY, bankSize, whatIsWrong);
-    if (!bank || !fits(image, bankPath, bankSize, whatIsWrong)) {
+    auto bank = node::openBank(bankPath, O_WRONLY);
+    if (!bank) {
+        return base::passOn(bank.error(), whatIsWrong);
+    }
+    if (!fits(image, bankPath, bank->size, whatIsWrong)) {
         return false;
     }
     state.of(passive) = node::BankRecord{};
@@ -109,12 +120,14 @@ bool installImage(const node::ImageFile &image, node::BootState &state, std::str
         return false;
     }
     tellStage(NalStage::emptied);
-    node::BankRecord written{true, image.manifest.version, image.size, ""};
+    node::BankRecord written{true, image.manifest.version, image.manifest.imageSize, ""};
     node::CopyTimes times;
     node::forgetReadBack();
-    if (!node::copyToBank(image, std::move(bank), bankPath, written.sha256, times, whatIsWrong)) {
-        return false;
+    const auto sha256 = node::copyToBank(image, std::move(bank->device), bankPath, times);
+    if (!sha256) {
+        return base::passOn(sha256.error(), whatIsWrong);
     }
+    written.sha256 = *sha256;
     node::rememberReadBack(written, bankPath);
     state.of(passive) = written;
     if (!store(state, whatIsWrong)) {
@@ -138,8 +151,7 @@ int nal_writePassiveImage(const char *imagePath) {
         base::orBecause(
             node::readBootState(platform::node().config().bootState, state, whatIsWrong),
             base::Reason::bootStateUnreadable) &&
-        node::imageIsForThisNode(image.path, image.manifest, platform::offeredVersion(),
-                                 platform::node().config(), state, whatIsWrong) &&
+        platform::isForThisNode(image, state, whatIsWrong) &&
         platform::mayBeWritten(state, whatIsWrong) &&
         platform::installImage(image, state, whatIsWrong)) {
         return 0;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/trial.h"
 
+#include "base/because.h"
 #include "node/bank_device.h"
 #include "platform/activation.h"
 #include "platform/command.h"
@@ -23,9 +24,8 @@ bool settleFailure(node::BootState &state, node::Bank bank, node::TrialFailure f
     if (!version.empty()) {
         node::rememberFailure(state, version, failure);
     }
-    std::string alreadyKnown;
-    if (state.of(bank).whole && node::compareBank(state.of(bank), node().config().bankPath(bank),
-                                                  alreadyKnown) == node::BankBytes::different) {
+    if (state.of(bank).whole &&
+        node::readsOther(node::compareBank(state.of(bank), node().config().bankPath(bank)))) {
         state.of(bank) = node::BankRecord{};
     }
     state.endTrial();
@@ -40,8 +40,8 @@ bool canFallBack(const node::BootState &state, std::string &whatIsWrong) {
         whatIsWrong = node::namedBank(state, old) + " holds no whole image to fall back to";
         return false;
     }
-    return node::compareBank(state.of(old), node().config().bankPath(old), whatIsWrong) ==
-           node::BankBytes::recorded;
+    const auto comparison = node::compareBank(state.of(old), node().config().bankPath(old));
+    return comparison || base::passOn(comparison.error(), whatIsWrong);
 }
 
 } // namespace

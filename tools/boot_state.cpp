@@ -76,8 +76,13 @@ int makeBootState(const Making &making) {
     if (!areTrusted(placeOf(making.output))) {
         return kNotTrusted;
     }
-    if (!node::recordOfImage(making.image, state.of(state.active), whatIsWrong) ||
-        !node::makeBootState(placeOf(making.output), state, whatIsWrong)) {
+    const auto record = node::recordOfImage(making.image);
+    if (!record) {
+        reportFailure(record.error().text);
+        return 1;
+    }
+    state.of(state.active) = *record;
+    if (!node::makeBootState(placeOf(making.output), state, whatIsWrong)) {
         reportFailure(whatIsWrong);
         return 1;
     }

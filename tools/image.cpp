@@ -27,65 +27,63 @@ struct Making {
     node::ImageManifest manifest;
 };
 
-bool reportFailure(const std::string &what) { return tools::reportFailure("ota-image", what); }
+int reportFailure(const std::string &what) {
+    tools::reportFailure("ota-image", what);
+    return 1;
+}
 
 // Copies the payload and fills in its size and sum; constant memory, whatever the size.
-bool copyPayload(const std::string &from, base::NewFile &output, node::ImageManifest &manifest) {
+base::Result<void> copyPayload(const std::string &from, base::NewFile &output,
+                               node::ImageManifest &manifest) {
     const base::UniqueFd payload(open(from.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status {};
     if (!payload || fstat(payload.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
-        return reportFailure(from + ": the payload is not a file that can be read; give one");
+        return base::Error{from + ": the payload is not a file that can be read; give one"};
     }
     manifest.payloadSize = static_cast<std::uint64_t>(status.st_size);
     node::Sha256 sum;
-    std::string whatIsWrong;
-    const node::PieceTaker copy = [&](const void *piece, std::size_t size, std::string &wrong) {
+    const auto copy = [&](const void *piece, std::size_t size) {
         sum.add(piece, size);
-        return output.write(piece, size, wrong);
+        return output.write(piece, size);
     };
-    if (!node::readInPieces(payload.get(), from, manifest.payloadSize, copy, whatIsWrong)) {
-        return reportFailure(whatIsWrong);
-    }
+    auto copied = node::readInPieces(payload.get(), from, manifest.payloadSize, copy);
     manifest.payloadSha256 = sum.text();
-    return true;
+    return copied;
 }
 
 int makeImage(Making &making, const tools::Caller &caller) {
-    node::ImageManifest &manifest = making.manifest;
     base::NewFile output;
-    std::string trailer;
-    std::string whatIsWrong;
-    if (!output.begin(making.output, kImageMode, whatIsWrong)) {
-        reportFailure(whatIsWrong);
-        return 1;
+    const auto copied = output.begin(making.output, kImageMode).andThen([&] {
+        return copyPayload(making.payload, output, making.manifest);
+    });
+    if (!copied) {
+        return reportFailure(copied.error().text);
     }
-    if (!copyPayload(making.payload, output, manifest)) {
-        return 1;
+    const auto trailer = node::formatImageTrailer(making.manifest);
+    if (!trailer) {
+        return reportFailure(trailer.error().text);
     }
-    if (!node::formatImageTrailer(manifest, trailer, whatIsWrong) ||
-        !output.write(trailer.data(), trailer.size(), whatIsWrong) || !output.finish(whatIsWrong)) {
-        reportFailure(whatIsWrong);
-        return 1;
+    const auto made =
+        output.write(trailer->data(), trailer->size()).andThen([&] { return output.finish(); });
+    if (!made) {
+        return reportFailure(made.error().text);
     }
-    return caller.json ? tools::reportImage(making.output, manifest, caller) : 0;
+    return caller.json ? tools::reportImage(making.output, making.manifest, caller) : 0;
 }
 
 // The lines of the manifest, and the signer on one that is not of it.
 int showImage(const std::string &path, const tools::Caller &caller) {
-    node::ImageManifest manifest;
-    std::string whatIsWrong;
-    std::uint64_t size = 0;
-    if (!node::verifyImage(path, node::ImageTrust{false}, manifest, size, whatIsWrong)) {
-        reportFailure(whatIsWrong);
-        return 1;
+    const auto manifest = node::verifyImage(path, node::ImageTrust{false});
+    if (!manifest) {
+        return reportFailure(manifest.error().text);
     }
     if (caller.json) {
-        return tools::reportImage(path, manifest, caller);
+        return tools::reportImage(path, *manifest, caller);
     }
-    std::printf("version=%s\nmodel=%s\nsize=%" PRIu64 "\nsha256=%s\n", manifest.version.c_str(),
-                manifest.model.c_str(), manifest.payloadSize, manifest.payloadSha256.c_str());
-    if (!manifest.signer.empty()) {
-        std::printf("signer, not checked: %s\n", manifest.signer.c_str());
+    std::printf("version=%s\nmodel=%s\nsize=%" PRIu64 "\nsha256=%s\n", manifest->version.c_str(),
+                manifest->model.c_str(), manifest->payloadSize, manifest->payloadSha256.c_str());
+    if (!manifest->signer.empty()) {
+        std::printf("signer, not checked: %s\n", manifest->signer.c_str());
     }
     return 0;
 }

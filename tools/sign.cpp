@@ -27,11 +27,9 @@ int sign(const Signing &signing, const Caller &caller) {
     if (const std::string flaw = base::whyNoPrivateKey(files.key); !flaw.empty()) {
         return reportRefusal(base::Outcome::configWrong, flaw, caller);
     }
-    node::ImageManifest manifest;
-    std::string whatIsWrong;
-    return node::signImage(signing.image, output, signing.files, manifest, whatIsWrong)
-               ? reportImage(output, manifest, caller)
-               : reportRefusal(base::Outcome::failed, whatIsWrong, caller);
+    const auto manifest = node::signImage(signing.image, output, signing.files);
+    return manifest ? reportImage(output, *manifest, caller)
+                    : reportRefusal(base::Outcome::failed, manifest.error().text, caller);
 }
 
 } // namespace

@@ -23,13 +23,10 @@ int verify(const Verification &verification, const Caller &caller) {
     if (const std::string flaw = base::whyNotTrusted(verification.authority); !flaw.empty()) {
         return reportRefusal(base::Outcome::configWrong, flaw, caller);
     }
-    node::ImageManifest manifest;
-    std::uint64_t size = 0;
-    std::string whatIsWrong;
-    return node::verifyImage(verification.image, node::ImageTrust{true, verification.authority},
-                             manifest, size, whatIsWrong)
-               ? reportImage(verification.image, manifest, caller)
-               : reportRefusal(base::Outcome::imageRefused, whatIsWrong, caller);
+    const auto manifest =
+        node::verifyImage(verification.image, node::ImageTrust{true, verification.authority});
+    return manifest ? reportImage(verification.image, *manifest, caller)
+                    : reportRefusal(base::Outcome::imageRefused, manifest.error().text, caller);
 }
 
 } // namespace

@@ -36,8 +36,7 @@ const std::string &authorityFile() {
     return path;
 }
 
-void checkManifest(const node::ImageManifest &manifest, std::uint64_t imageSize,
-                   std::string_view image) {
+void checkManifest(const node::ImageManifest &manifest, std::string_view image) {
     promise(!manifest.version.empty() && manifest.version.size() <= 31 &&
                 fuzz::consistsOf(manifest.version, fuzz::kVersionCharacters),
             "a version is short and safe in a shell", image);
@@ -47,7 +46,8 @@ void checkManifest(const node::ImageManifest &manifest, std::uint64_t imageSize,
     promise(manifest.payloadSha256.size() == 64 &&
                 fuzz::consistsOf(manifest.payloadSha256, "0123456789abcdef"),
             "a digest is one", image);
-    promise(imageSize == image.size() && manifest.payloadSize + kFooter < imageSize,
+    promise(manifest.imageSize == image.size() &&
+                manifest.payloadSize + kFooter < manifest.imageSize,
             "payload, trailer and footer are the whole file", image);
     promise(fuzz::isPrintableLine(manifest.signer), "a signer's name is printable", image);
 }
@@ -66,15 +66,13 @@ void tryImage(const std::string &image) {
     for (const node::ImageTrust &trust :
          {node::ImageTrust{true, authorityFile()}, node::ImageTrust{false, ""},
           node::ImageTrust{false, authorityFile()}}) {
-        node::ImageManifest manifest;
-        std::uint64_t imageSize = 0;
-        std::string whatIsWrong;
-        if (node::readImageManifest(file.fd(), "image", trust, manifest, imageSize, whatIsWrong)) {
-            checkManifest(manifest, imageSize, image);
+        if (const auto manifest = node::readImageManifest(file.fd(), "image", trust)) {
+            checkManifest(*manifest, image);
             if (trust.signatureRequired) {
-                checkSigned(manifest, image);
+                checkSigned(*manifest, image);
             }
         } else {
+            const std::string &whatIsWrong = manifest.error().text;
             promise(whatIsWrong.starts_with("image: ") && fuzz::isPrintableLine(whatIsWrong),
                     "what is wrong is one printable line with the file", image);
         }

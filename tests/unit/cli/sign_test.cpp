@@ -5,6 +5,7 @@
 #include "node/digest.h"
 #include "node/image_manifest.h"
 #include "signers.h"
+#include "tests/support/results.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -38,7 +39,7 @@ class SignedImages : public testing::Test {
         node::ImageManifest manifest{"4QZ1.2", "M 1", payload_.size(), sum_};
         std::string trailer;
         std::string whatIsWrong;
-        EXPECT_TRUE(node::formatImageTrailer(manifest, trailer, whatIsWrong)) << whatIsWrong;
+        EXPECT_TRUE(took(node::formatImageTrailer(manifest), trailer, whatIsWrong)) << whatIsWrong;
         unsigned_ = payload_ + trailer;
         write("image", unsigned_);
         writeIdentity(root_, "root");

@@ -6,6 +6,7 @@
 #include "node/boot.h"
 #include "node/digest.h"
 #include "node/image_manifest.h"
+#include "tests/support/results.h"
 
 #include <algorithm>
 #include <array>
@@ -128,8 +129,9 @@ class Update : public HostProcess {
         const std::string payload(20000, 'p');
         std::string trailer;
         std::string whatIsWrong;
-        EXPECT_TRUE(node::formatImageTrailer(
-            {kOffered, model, payload.size(), node::sha256Of(payload)}, trailer, whatIsWrong))
+        EXPECT_TRUE(took(
+            node::formatImageTrailer({kOffered, model, payload.size(), node::sha256Of(payload)}),
+            trailer, whatIsWrong))
             << whatIsWrong;
         image_ = payload + trailer;
         std::ofstream(in("served")) << image_;

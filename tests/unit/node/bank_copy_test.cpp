@@ -7,6 +7,7 @@
 #include "node/bank_device.h"
 #include "node/digest.h"
 #include "platform/nal.h"
+#include "tests/support/results.h"
 
 #include <atomic>
 #include <cerrno>
@@ -58,14 +59,15 @@ class CopyingToABank : public InTemporaryDirectory {
     }
 
     bool copy() {
-        node::ImageFile image{
-            in("image"), base::UniqueFd(open(in("image").c_str(), O_RDONLY)), {}, 0};
+        node::ImageFile image{in("image"), base::UniqueFd(open(in("image").c_str(), O_RDONLY)), {}};
         base::UniqueFd bank(open(in("bank").c_str(), O_WRONLY));
         node::CopyTimes times;
-        EXPECT_TRUE(node::readImageManifest(image.file.get(), image.path, node::ImageTrust{false},
-                                            image.manifest, image.size, whatIsWrong_))
+        EXPECT_TRUE(
+            took(node::readImageManifest(image.file.get(), image.path, node::ImageTrust{false}),
+                 image.manifest, whatIsWrong_))
             << whatIsWrong_;
-        return node::copyToBank(image, std::move(bank), in("bank"), sha256_, times, whatIsWrong_);
+        return took(node::copyToBank(image, std::move(bank), in("bank"), times), sha256_,
+                    whatIsWrong_);
     }
 
     void damageBank(std::size_t at) const {

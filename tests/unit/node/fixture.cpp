@@ -8,6 +8,7 @@
 #include "node/image_manifest.h"
 #include "platform/nal.h"
 #include "platform/open.h"
+#include "tests/support/results.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -42,7 +43,7 @@ std::string imageOf(const std::string &payload, const std::string &version,
     std::string trailer;
     std::string whatIsWrong;
     const node::ImageManifest manifest{version, model, payload.size(), node::sha256Of(payload)};
-    EXPECT_TRUE(node::formatImageTrailer(manifest, trailer, whatIsWrong)) << whatIsWrong;
+    EXPECT_TRUE(took(node::formatImageTrailer(manifest), trailer, whatIsWrong)) << whatIsWrong;
     return payload + trailer;
 }
 

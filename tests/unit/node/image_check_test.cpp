@@ -2,7 +2,7 @@
 // Which images are for this node.
 #include "node/image_check.h"
 
-#include "base/because.h"
+#include "tests/support/results.h"
 
 #include <gtest/gtest.h>
 
@@ -14,9 +14,10 @@ class ForThisNode : public testing::Test {
 
     bool isFor(const std::string &version, const std::string &path = "/tmp/image") {
         wrong_.clear();
-        base::forgetReason();
         manifest_.version = version;
-        return node::imageIsForThisNode(path, manifest_, offered_, config_, state_, wrong_);
+        const auto isFor = node::imageIsForThisNode(path, manifest_, offered_, config_, state_);
+        reason_ = isFor ? base::Reason::none : isFor.error().reason;
+        return succeeds(isFor, wrong_);
     }
     bool isRefused(const std::string &version, const std::string &reason,
                    const std::string &path = "/tmp/image") {
@@ -26,13 +27,14 @@ class ForThisNode : public testing::Test {
         return !taken;
     }
 
-    static base::Reason reason() { return base::notedReason(base::Reason::none); }
+    base::Reason reason() const { return reason_; }
 
     node::Config config_;
     node::BootState state_;
     node::ImageManifest manifest_{"4QZ2.0.0", "GW-1000", 1, std::string(64, '0')};
     std::string offered_; // empty: nobody knows
     std::string wrong_;
+    base::Reason reason_ = base::Reason::none;
 };
 
 TEST_F(ForThisNode, IsAnImageOfItsModelOnly) {

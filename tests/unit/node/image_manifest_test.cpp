@@ -7,6 +7,7 @@
 #include "node/digest.h"
 #include "node/image_stream.h"
 #include "signers.h"
+#include "tests/support/results.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -18,14 +19,13 @@ class ImageFile : public InTemporaryDirectory {
     bool read(const std::string &bytes) {
         writeText(path_, bytes);
         const base::UniqueFd image(open(path_.c_str(), O_RDONLY));
-        return node::readImageManifest(image.get(), path_, trust_, manifest_, size_, wrong_);
+        return took(node::readImageManifest(image.get(), path_, trust_), manifest_, wrong_);
     }
 
     node::ImageTrust trust_{false};
 
     std::string path_ = in("image");
     node::ImageManifest manifest_;
-    std::uint64_t size_ = 0;
     std::string wrong_;
 };
 
@@ -37,7 +37,7 @@ TEST_F(ImageFile, SaysItsVersionModelSizeAndSum) {
     EXPECT_EQ(manifest_.payloadSize, 14U);
     EXPECT_EQ(manifest_.payloadSha256,
               "87af4a69d85b3b3beeda98ec78be4ed17b3a55db2c236b24b6b943c7d4d7b417");
-    EXPECT_EQ(size_, bytes.size());
+    EXPECT_EQ(manifest_.imageSize, bytes.size());
 }
 
 TEST_F(ImageFile, EndsInTheFooterThatOtherToolsRead) {
@@ -86,26 +86,28 @@ TEST_F(ImageFile, RefusesAManifestThatCannotBeUsed) {
 TEST_F(ImageFile, IsNotMadeWithAVersionOrModelThatNobodyCouldRead) {
     std::string trailer;
     const std::string sum(64, '0');
-    EXPECT_FALSE(node::formatImageTrailer({"", kModel, 1, sum}, trailer, wrong_));
-    EXPECT_FALSE(node::formatImageTrailer({"1 0", kModel, 1, sum}, trailer, wrong_));
-    EXPECT_FALSE(node::formatImageTrailer({"1\nsize=9", kModel, 1, sum}, trailer, wrong_));
-    EXPECT_FALSE(node::formatImageTrailer({"1;reboot", kModel, 1, sum}, trailer, wrong_));
-    EXPECT_FALSE(node::formatImageTrailer({"1/2", kModel, 1, sum}, trailer, wrong_));
-    EXPECT_FALSE(node::formatImageTrailer({std::string(31, '1'), kModel, 1, sum}, trailer, wrong_));
-    EXPECT_FALSE(node::formatImageTrailer({"1", std::string(32, 'm'), 1, sum}, trailer, wrong_));
-    EXPECT_TRUE(node::formatImageTrailer({"aZ09._+-" + std::string(22, '1'), kModel, 1, sum},
-                                         trailer, wrong_));
+    EXPECT_FALSE(took(node::formatImageTrailer({"", kModel, 1, sum}), trailer, wrong_));
+    EXPECT_FALSE(took(node::formatImageTrailer({"1 0", kModel, 1, sum}), trailer, wrong_));
+    EXPECT_FALSE(took(node::formatImageTrailer({"1\nsize=9", kModel, 1, sum}), trailer, wrong_));
+    EXPECT_FALSE(took(node::formatImageTrailer({"1;reboot", kModel, 1, sum}), trailer, wrong_));
+    EXPECT_FALSE(took(node::formatImageTrailer({"1/2", kModel, 1, sum}), trailer, wrong_));
+    EXPECT_FALSE(
+        took(node::formatImageTrailer({std::string(31, '1'), kModel, 1, sum}), trailer, wrong_));
+    EXPECT_FALSE(
+        took(node::formatImageTrailer({"1", std::string(32, 'm'), 1, sum}), trailer, wrong_));
+    EXPECT_TRUE(took(node::formatImageTrailer({"aZ09._+-" + std::string(22, '1'), kModel, 1, sum}),
+                     trailer, wrong_));
 }
 
 TEST_F(ImageFile, IsNotRecordedWhereItsPayloadIsDamaged) {
     std::string bytes = imageOf(payloadOf(300000), "1.0");
     node::BankRecord record;
     writeText(path_, bytes);
-    ASSERT_TRUE(node::recordOfImage(path_, record, wrong_)) << wrong_;
+    ASSERT_TRUE(took(node::recordOfImage(path_), record, wrong_)) << wrong_;
     EXPECT_EQ(record.size, bytes.size());
     bytes[299999] = static_cast<char>(bytes[299999] ^ 1);
     writeText(path_, bytes);
-    EXPECT_FALSE(node::recordOfImage(path_, record, wrong_));
+    EXPECT_FALSE(took(node::recordOfImage(path_), record, wrong_));
     EXPECT_NE(wrong_.find("the image is damaged"), std::string::npos) << wrong_;
 }
 
@@ -129,9 +131,10 @@ class SignedImage : public ImageFile {
         writeText(in("key.pem"), pemOf(signer.key.get()));
         writeText(in("signer.pem"), pemOf(signer.certificate.get()));
         std::string trailer;
-        EXPECT_TRUE(
+        EXPECT_TRUE(took(
             node::formatSignedTrailer({version, kModel, payload.size(), node::sha256Of(payload)},
-                                      {in("key.pem"), in("signer.pem")}, trailer, wrong_))
+                                      {in("key.pem"), in("signer.pem")}),
+            trailer, wrong_))
             << wrong_;
         return payload + trailer;
     }
@@ -154,7 +157,7 @@ TEST_F(SignedImage, SaysTheSameAsAnUnsignedOneAndWhoSignedIt) {
     EXPECT_EQ(manifest_.payloadSha256, node::sha256Of(payloadOf(100)));
     EXPECT_EQ(manifest_.signer, "CN = Release");
     EXPECT_TRUE(manifest_.signerChecked);
-    EXPECT_EQ(size_, bytes_.size());
+    EXPECT_EQ(manifest_.imageSize, bytes_.size());
 }
 
 TEST_F(SignedImage, EndsInTheFooterThatOtherToolsRead) {
@@ -216,7 +219,7 @@ TEST_F(SignedImage, LendsItsSignatureToNoOtherPayload) {
     // One of the same size is found out by its digest.
     writeText(path_, payloadOf(100, 2) + trailer);
     node::BankRecord record;
-    EXPECT_FALSE(node::recordOfImage(path_, record, wrong_));
+    EXPECT_FALSE(took(node::recordOfImage(path_), record, wrong_));
     EXPECT_NE(wrong_.find("the image is damaged"), std::string::npos) << wrong_;
 }
 
@@ -233,7 +236,8 @@ TEST_F(SignedImage, HoldsAManifestThatCanBeUsed) {
     const Identity signer = issue({.name = "Release"}, &root_);
     writeText(in("key.pem"), pemOf(signer.key.get()));
     writeText(in("signer.pem"), pemOf(signer.certificate.get()));
-    ASSERT_TRUE(node::signManifest("nothing", {in("key.pem"), in("signer.pem")}, cms, wrong_));
+    ASSERT_TRUE(
+        took(node::signManifest("nothing", {in("key.pem"), in("signer.pem")}), cms, wrong_));
     EXPECT_TRUE(isRefused(cms + footerOf(cms.size()), "its manifest has no usable version"));
 }
 

@@ -6,6 +6,7 @@
 #include "fixture.h"
 #include "node/signature.h"
 #include "signers.h"
+#include "tests/support/results.h"
 
 #include <string>
 #include <vector>
@@ -32,7 +33,7 @@ class Signature : public InTemporaryDirectory {
     }
     std::string signedBy(const Identity &signer, const std::string &text = kText) {
         std::string cms;
-        EXPECT_TRUE(node::signManifest(text, filesOf(signer), cms, wrong_)) << wrong_;
+        EXPECT_TRUE(took(node::signManifest(text, filesOf(signer)), cms, wrong_)) << wrong_;
         return cms;
     }
     /* What OpenSSL alone makes, also where signManifest would not. */
@@ -49,11 +50,12 @@ class Signature : public InTemporaryDirectory {
         EXPECT_EQ(CMS_final(cms.get(), content.get(), nullptr, flags), 1);
         return bytesOf(cms.get());
     }
-    bool opens(const std::string &cms) {
-        text_.clear();
-        signer_.clear();
-        wrong_.clear();
-        return node::openSignedManifest(cms, anchor_, text_, signer_, wrong_);
+    bool opens(const std::string &cms) { return takes(node::openSignedManifest(cms, anchor_)); }
+    bool takes(const base::Result<node::SignedText> &opened) {
+        text_ = opened ? opened->text : "";
+        signer_ = opened ? opened->signer : "";
+        wrong_ = opened ? "" : opened.error().text;
+        return static_cast<bool>(opened);
     }
     bool refuses(const std::string &cms, const std::string &reason) {
         const bool opened = opens(cms);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What is signed holds, here and for other programs, and nothing is signed that would not.
 #include "signature_fixture.h"
+#include "tests/support/results.h"
 
 #include <cstdlib>
 
@@ -16,7 +17,7 @@ class SignatureChain : public Signature {
             files.chain = in("chain.pem");
         }
         std::string cms;
-        EXPECT_TRUE(node::signManifest(kText, files, cms, wrong_)) << wrong_;
+        EXPECT_TRUE(took(node::signManifest(kText, files), cms, wrong_)) << wrong_;
         return cms;
     }
 };
@@ -31,7 +32,7 @@ TEST_F(SignatureChain, EnclosesWhatStandsBetweenSignerAndAuthority) {
     writeText(in("signer.pem"), pemOf(signer.certificate.get()) + pemOf(team.certificate.get()) +
                                     pemOf(team.certificate.get()));
     std::string cms;
-    ASSERT_TRUE(node::signManifest(kText, files, cms, wrong_)) << wrong_;
+    ASSERT_TRUE(took(node::signManifest(kText, files), cms, wrong_)) << wrong_;
     EXPECT_TRUE(opens(cms)) << wrong_;
 }
 
@@ -57,7 +58,7 @@ class Signing : public Signature {
   protected:
     bool isRefused(const node::SigningFiles &files, const std::string &reason) {
         std::string cms = "untouched";
-        const bool made = node::signManifest(kText, files, cms, wrong_);
+        const bool made = took(node::signManifest(kText, files), cms, wrong_);
         EXPECT_EQ(cms == "untouched", !made);
         EXPECT_NE(wrong_.find(reason), std::string::npos) << wrong_;
         EXPECT_EQ(wrong_.find('\n'), std::string::npos) << wrong_;

@@ -3,6 +3,7 @@
 #include "node/signature.h"
 
 #include "signature_fixture.h"
+#include "tests/support/results.h"
 
 #include <cstdlib>
 #include <vector>
@@ -166,8 +167,8 @@ TEST_F(Signature, IsOfNoOtherKindOfKeyWhoeverStandsBehindIt) {
         const Identity signer = signerOf({.name = "Other", .kind = kind});
         const std::string cms = rawSignedBy({&signer}, EVP_sha256(), CMS_KEY_PARAM);
         EXPECT_TRUE(refuses(cms, reason));
-        EXPECT_FALSE(node::peekSignedManifest(cms, text_, signer_, wrong_)) << reason;
-        EXPECT_FALSE(node::signManifest(kText, filesOf(signer), text_, wrong_)) << reason;
+        EXPECT_FALSE(takes(node::peekSignedManifest(cms))) << reason;
+        EXPECT_FALSE(took(node::signManifest(kText, filesOf(signer)), text_, wrong_)) << reason;
         EXPECT_NE(wrong_.find("a node takes no signature of this key"), std::string::npos)
             << wrong_;
     }
@@ -199,11 +200,11 @@ TEST_F(Signature, MayNameItsSignerByKeyIdentifier) {
 TEST_F(Signature, WithoutAnAuthorityIsWholeButNobodys) {
     const Identity strange = authority("Strange");
     std::string cms = signedBy(issue({.name = "Anybody"}, &strange));
-    EXPECT_TRUE(node::peekSignedManifest(cms, text_, signer_, wrong_)) << wrong_;
+    EXPECT_TRUE(takes(node::peekSignedManifest(cms))) << wrong_;
     EXPECT_EQ(text_, kText);
     EXPECT_EQ(signer_, "CN = Anybody");
     cms[cms.find("4QZ1.0")] = '5';
-    EXPECT_FALSE(node::peekSignedManifest(cms, text_, signer_, wrong_));
+    EXPECT_FALSE(takes(node::peekSignedManifest(cms)));
 }
 
 TEST_F(Signature, ShowsANameWithoutControlCharactersAndNeverAnEmptyOne) {

@@ -6,6 +6,7 @@
 #include "platform/nal.h"
 #include "platform/reason_hook.h"
 #include "signers.h"
+#include "tests/support/results.h"
 
 namespace {
 
@@ -29,9 +30,10 @@ class WritingASignedImage : public OnANode {
         const std::string payload = payloadOf(300000, 9);
         std::string trailer;
         std::string whatIsWrong;
-        ASSERT_TRUE(
+        ASSERT_TRUE(took(
             node::formatSignedTrailer({version, kModel, payload.size(), node::sha256Of(payload)},
-                                      {in("key.pem"), in("signer.pem")}, trailer, whatIsWrong))
+                                      {in("key.pem"), in("signer.pem")}),
+            trailer, whatIsWrong))
             << whatIsWrong;
         writeText(in(name), payload + trailer);
     }
