@@ -1,272 +1,157 @@
 // SPDX-License-Identifier: MIT
-// A whole daemon in a temporary folder, with a scripted host and no bus unless one is given.
-#include "daemon_test.h"
+// The daemon on a bus of its own: from the call of a client to the signals that follow.
+#include "daemon_fixture.h"
 
-#include "base/message.h"
-#include "service/state/request_check.h"
+#include "bus/client.h"
+#include "bus/private_bus.h"
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <system_error>
+#include <unistd.h>
 
 namespace service::test {
 namespace {
 
-namespace fs = std::filesystem;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
 
-constexpr auto kPatience = std::chrono::seconds(60); // of a machine that does much else
-constexpr std::uint64_t kTurnUs = 20'000;
-constexpr std::uint64_t kQuietUs = 100'000;
-constexpr std::uint32_t kWholeHistory = 500;
-
-std::string newFolder() {
-    std::string name = (fs::temp_directory_path() / "otad-test.XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) {
-        throw std::system_error(errno, std::generic_category(), name);
+class OnTheBus : public DaemonTest {
+  protected:
+    OnTheBus() {
+        options_.bus = bus_.address();
+        options_.busPatience = std::chrono::minutes(1);
     }
-    return name;
+
+    void connect() {
+        ASSERT_TRUE(bus_.start());
+        client_ = std::make_unique<Client>(loop_.get(), bus_.address());
+        const ::ReplyRef listening = client_->listen();
+        ASSERT_TRUE(turnUntil([&] { return listening->arrived; }));
+        startUp();
+        ::ReplyRef owner = client_->ownerOf(kBusName);
+        ASSERT_TRUE(turnUntil([&] {
+            const bool known = owner->arrived && owner->error.empty();
+            if (owner->arrived && !known) {
+                owner = client_->ownerOf(kBusName);
+            }
+            return known;
+        }));
+    }
+
+    ::ReplyRef offerOver(const std::string &descriptor) {
+        return client_->call("OfferImage", "syii", descriptor.c_str(), 0, 0, 0);
+    }
+
+    bool heard(const std::string &member, const std::string &content) const {
+        return std::any_of(client_->heard.begin(), client_->heard.end(), [&](const Heard &one) {
+            return one.member == member && one.content.find(content) != std::string::npos;
+        });
+    }
+
+    PrivateBus bus_;
+    std::unique_ptr<Client> client_;
+};
+
+TEST_F(OnTheBus, takes_an_offer_and_tells_its_status_and_its_end) {
+    host_.on("new-image", {report("OTA_CRC_CHECK_FAILED")});
+    connect();
+    const ::ReplyRef reply = offerOver(descriptorOf(0, kNew));
+    ASSERT_TRUE(turnUntil([&] { return reply->arrived; }));
+    EXPECT_EQ(reply->error, "") << reply->content;
+    EXPECT_EQ(reply->content, "1");
+    EXPECT_TRUE(turnUntil([&] { return heard("requestFinished", "1 51 \"checksumFailed\""); }));
+    EXPECT_TRUE(heard("updateUpgradeStatus", "OTA_CRC_CHECK_FAILED"));
+    EXPECT_TRUE(heard("historyAdded", "accepted"));
+    EXPECT_TRUE(turnUntil([&] { return host_.heard().back() == "ack 0"; }));
+}
+
+TEST_F(OnTheBus, takes_what_a_gateway_hands_over) {
+    host_.on("new-image", {handOver()});
+    connect();
+    const std::uint64_t ticket = ticketOf(offer());
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_EQ(codesOf(ticket), std::vector{base::rowOf(base::Outcome::handedOver).code});
+    EXPECT_EQ(host_.heard().back(), "ack 0");
+}
+
+TEST_F(OnTheBus, refuses_with_the_error_of_the_outcome) {
+    connect();
+    const ::ReplyRef reply = offerOver("[]");
+    ASSERT_TRUE(turnUntil([&] { return reply->arrived; }));
+    EXPECT_EQ(reply->error, "velmo.otaSwAgent.Error.DescriptorNotOneObject");
+}
+
+TEST_F(OnTheBus, works_without_it_and_comes_back_to_it) {
+    connect();
+    bus_.kill();
+    host_.on("new-image", {report("NO_OTA_SW_UPGRADE")});
+    turnWhileBusy();
+    const std::uint64_t ticket = ticketOf(offer());
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_EQ(host_.heard().back(), "ack -1") << "the agent learns that nobody heard it";
+}
+
+TEST_F(OnTheBus, starts_the_agent_once_somebody_can_hear_it) {
+    host_.on("start-up", {report("NO_OTA_SW_UPGRADE")});
+    start();
+    turnWhileBusy();
+    EXPECT_EQ(host_.count("start-up"), 0U) << "who hears it?";
+    ASSERT_TRUE(bus_.start());
+    ASSERT_TRUE(turnUntil([&] { return hasStarted(); }));
+    EXPECT_THAT(host_.heard(), Contains("ack 0"));
+    EXPECT_THAT(told("bus-missing"), IsEmpty());
+    bus_.kill();
+    ASSERT_TRUE(bus_.start());
+    ASSERT_TRUE(turnUntil([&] { return explained("bus").empty(); }));
+    EXPECT_EQ(told("host-started").size(), 1U);
+}
+
+TEST_F(OnTheBus, starts_the_agent_without_it_after_a_while) {
+    options_.busPatience = std::chrono::milliseconds(1200);
+    host_.on("start-up", {report("NO_OTA_SW_UPGRADE")});
+    startUp();
+    EXPECT_THAT(host_.heard(), Contains("ack -1"));
+    EXPECT_THAT(told("bus-missing"), ElementsAre(HasSubstr("did not answer in 1 s; the agent")));
+    ASSERT_TRUE(bus_.start());
+    ASSERT_TRUE(turnUntil([&] { return explained("bus").empty(); }));
+    EXPECT_EQ(told("host-started").size(), 1U);
+}
+
+class Run : public DaemonTest {
+  protected:
+    Run() {
+        sigset_t ends;
+        sigemptyset(&ends);
+        sigaddset(&ends, SIGTERM);
+        sigaddset(&ends, SIGINT);
+        sigprocmask(SIG_BLOCK, &ends, &before_);
+        options_.bootId = "boot-1";
+    }
+    ~Run() override {
+        daemon_.reset();
+        sigprocmask(SIG_SETMASK, &before_, nullptr);
+    }
+
+  private:
+    sigset_t before_{};
+};
+
+TEST_F(Run, does_not_start_at_an_address_that_is_none) {
+    options_.bus = "nonsense";
+    daemon_.emplace(loop_.get(), options_, config_);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(daemon_->run(), base::rowOf(base::Outcome::wrongUse).code);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("nonsense"));
+    EXPECT_EQ(host_.count("start-up"), 0U);
+}
+
+TEST_F(Run, ends_well_when_it_is_told_to) {
+    daemon_.emplace(loop_.get(), options_, config_);
+    kill(getpid(), SIGTERM);
+    EXPECT_EQ(daemon_->run(), 0);
 }
 
 } // namespace
-
-DaemonTest::DaemonTest() : folder_(newFolder()), host_(folder_) {
-    sigset_t child;
-    sigemptyset(&child);
-    sigaddset(&child, SIGCHLD);
-    sigprocmask(SIG_BLOCK, &child, nullptr);
-    for (const char *const directory : {"tmp", "configs", "logs", "state"}) {
-        fs::create_directory(in(directory));
-    }
-    config_.model = "GW-1000";
-    config_.serial = "SN0000000001";
-    config_.workMode = "RGW";
-    config_.workRole = "Controller";
-    config_.tmpDirectory = in("tmp");
-    config_.configsDirectory = in("configs");
-    config_.logsDirectory = in("logs");
-    config_.bootState = in("boot-state");
-    config_.stateDirectory = in("state");
-    options_.config = "node.conf";
-    options_.host = OTA_SCRIPTED_HOST;
-    options_.library = folder_;
-    options_.bus = "unix:path=" + in("no-bus");
-    options_.busPatience = std::chrono::milliseconds(0);
-    runFrom(node::Bank::a);
-}
-
-DaemonTest::~DaemonTest() {
-    daemon_.reset();
-    setBridge("");
-    std::error_code ignored;
-    fs::remove_all(folder_, ignored);
-}
-
-void DaemonTest::runFrom(node::Bank bank, const std::string &version,
-                         const std::string &otherVersion) const {
-    node::BootState state;
-    state.active = state.next = bank;
-    const std::string sum(64, 'a');
-    state.of(bank) = {.whole = true, .version = version, .size = 1, .sha256 = sum};
-    state.of(node::otherBank(bank)) = {
-        .whole = true, .version = otherVersion, .size = 1, .sha256 = sum};
-    std::string whatIsWrong;
-    ASSERT_TRUE(node::writeBootState(config_.bootState, state, whatIsWrong)) << whatIsWrong;
-}
-
-void DaemonTest::start(const std::string &bootId) {
-    stop();
-    options_.bootId = bootId;
-    daemon_.emplace(loop_.get(), options_, config_);
-    ASSERT_TRUE(daemon_->start());
-}
-
-void DaemonTest::startUp(const std::string &bootId) {
-    start(bootId);
-    ASSERT_TRUE(turnUntil([&] { return hasStarted(); }));
-}
-
-void DaemonTest::setBridge(const std::string &mac) {
-    if (mac.empty()) {
-        unsetenv("OTA_DESK_MAC");
-    } else {
-        setenv("OTA_DESK_MAC", mac.c_str(), 1);
-    }
-}
-
-bool DaemonTest::hasStarted() {
-    const auto sentences = daemon_->explain();
-    return std::none_of(sentences.begin(), sentences.end(), [](const auto &sentence) {
-        return sentence.second.find("the agent has not started") != std::string::npos;
-    });
-}
-
-bool DaemonTest::turnUntil(const std::function<bool()> &condition) const {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() >= end) {
-            return false;
-        }
-        sd_event_run(loop_.get(), kTurnUs);
-    }
-    return true;
-}
-
-void DaemonTest::turnWhileBusy() const {
-    while (sd_event_run(loop_.get(), kQuietUs) > 0) {
-    }
-}
-
-void DaemonTest::turnFor(std::chrono::milliseconds time) const {
-    const auto end = std::chrono::steady_clock::now() + time;
-    while (std::chrono::steady_clock::now() < end) {
-        sd_event_run(loop_.get(), kTurnUs);
-    }
-}
-
-BusCalls::Answer DaemonTest::answerInto(const ReplyRef &reply) {
-    return [reply](const guard::Refusal *refusal, std::uint64_t ticket) {
-        ++reply->times;
-        reply->ticket = ticket;
-        if (refusal != nullptr) {
-            reply->refused = refusal->outcome;
-            reply->text = refusal->text();
-        }
-    };
-}
-
-ReplyRef DaemonTest::offer(int policy, const std::string &version) {
-    return offerText(descriptorOf(policy, version));
-}
-
-ReplyRef DaemonTest::offerText(const std::string &descriptor) {
-    auto reply = std::make_shared<Reply>();
-    daemon_->offerImage(descriptor, {0, 0, 0}, answerInto(reply));
-    return reply;
-}
-
-ReplyRef DaemonTest::trigger() {
-    auto reply = std::make_shared<Reply>();
-    daemon_->triggerMobileApp(1, answerInto(reply));
-    return reply;
-}
-
-ReplyRef DaemonTest::activateAt(const std::string &time) {
-    auto reply = std::make_shared<Reply>();
-    daemon_->setActivationTime(base::printed(base::message({{"actTime", time}}).get()),
-                               answerInto(reply));
-    return reply;
-}
-
-ReplyRef DaemonTest::cancel(std::uint64_t ticket) {
-    auto reply = std::make_shared<Reply>();
-    daemon_->cancel(ticket, answerInto(reply));
-    return reply;
-}
-
-ReplyRef DaemonTest::change(const std::string &name, const std::string &value) {
-    auto reply = std::make_shared<Reply>();
-    daemon_->changeSetting(name, value, answerInto(reply));
-    return reply;
-}
-
-std::uint64_t DaemonTest::ticketOf(const ReplyRef &reply) const {
-    EXPECT_TRUE(turnUntil([&] { return reply->times > 0; }));
-    EXPECT_FALSE(reply->refused) << reply->text;
-    return reply->ticket;
-}
-
-bool DaemonTest::idle() { return daemon_->status().stage == "idle"; }
-
-std::vector<int> DaemonTest::codesOf(std::uint64_t ticket) {
-    std::vector<int> codes;
-    for (const std::string &line : daemon_->history(kWholeHistory)) {
-        const base::Json entry = base::parsed(line);
-        const std::string event = base::textOf(entry.get(), "event");
-        if ((event == "finished" || event == "cancelled") &&
-            base::numberOf(entry.get(), "ticket") == static_cast<int>(ticket)) {
-            codes.push_back(base::numberOf(entry.get(), "code"));
-        }
-    }
-    return codes;
-}
-
-std::vector<std::string> DaemonTest::told(const std::string &event) {
-    std::vector<std::string> found;
-    for (const std::string &line : daemon_->history(kWholeHistory)) {
-        const base::Json entry = base::parsed(line);
-        if (base::textOf(entry.get(), "event") == event) {
-            found.push_back(std::to_string(base::numberOf(entry.get(), "ticket")) + " " +
-                            std::to_string(base::numberOf(entry.get(), "code")) + " " +
-                            base::textOf(entry.get(), "reason"));
-        }
-    }
-    return found;
-}
-
-std::string DaemonTest::reasonCodeOf(const std::string &event) {
-    return newest(event, "reason_code");
-}
-
-std::string DaemonTest::nextOf(const std::string &event) { return newest(event, "next"); }
-
-std::string DaemonTest::newest(const std::string &event, const char *key) {
-    std::string text;
-    for (const std::string &line : daemon_->history(kWholeHistory)) {
-        const base::Json entry = base::parsed(line);
-        if (base::textOf(entry.get(), "event") == event) {
-            text = base::textOf(entry.get(), key);
-        }
-    }
-    return text;
-}
-
-std::string DaemonTest::explained(const std::string &topic) {
-    std::string sentences;
-    for (const auto &[about, sentence] : daemon_->explain()) {
-        sentences += about == topic ? sentence + "\n" : "";
-    }
-    return sentences;
-}
-
-Ledger DaemonTest::ledgerIn(const std::string &file) const {
-    std::ifstream stream(in(file), std::ios::binary);
-    const std::string text((std::istreambuf_iterator<char>(stream)), {});
-    Ledger ledger;
-    std::string whatIsWrong;
-    if (!text.empty()) {
-        EXPECT_TRUE(parseLedger(text, ledger, whatIsWrong)) << whatIsWrong;
-    }
-    return ledger;
-}
-
-void DaemonTest::keep(const Ledger &ledger) const {
-    std::ofstream(in("state/requests.json"), std::ios::binary) << printLedger(ledger);
-}
-
-void DaemonTest::breakStateDirectory() const { fs::rename(in("state"), in("away")); }
-
-void DaemonTest::mendStateDirectory() const { fs::rename(in("away"), in("state")); }
-
-std::string descriptorOf(int policy, const std::string &version) {
-    const base::Json descriptor = base::message({{"model", "GW-1000"},
-                                                 {"nxtMSVersion", version},
-                                                 {"fileServerURL", "https://files.example/image"},
-                                                 {"checksum", std::string(32, '0')},
-                                                 {"mac", "02:00:5E:10:00:01"}});
-    cJSON_AddNumberToObject(descriptor.get(), "policy", policy);
-    return base::printed(descriptor.get());
-}
-
-Request offerRequest(std::uint64_t ticket, int policy, const std::string &version) {
-    const guard::NodeIdentity node{"GW-1000", "", "02:00:5E:10:00:01", 30};
-    Request request;
-    EXPECT_FALSE(newImageRequest(descriptorOf(policy, version), {0, 0, 0}, {node, {}}, request));
-    request.ticket = ticket;
-    return request;
-}
-
 } // namespace service::test

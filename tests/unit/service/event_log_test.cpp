@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What the history tells of its own gaps.
-#include "daemon_test.h"
+#include "daemon_fixture.h"
 
 #include "base/message.h"
 #include "service/event_log.h"

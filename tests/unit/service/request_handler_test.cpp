@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What is refused and told, settings that change at run time, and what was put off for onboarding.
-#include "daemon_test.h"
+#include "daemon_fixture.h"
 
 #include "base/message.h"
 
@@ -15,10 +15,6 @@ namespace {
 using base::Outcome;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-
-const char *const kPutOff = R"({"deferred":1,"memory":{"g_ISDeferedUpgrade":1}})";
 
 class RequestHandler : public DaemonTest {
   protected:
@@ -32,16 +28,6 @@ class RequestHandler : public DaemonTest {
     void waitUntilAnswered(const ReplyRef &reply) const {
         ASSERT_TRUE(turnUntil([&] { return reply->times > 0; }));
         EXPECT_EQ(reply->times, 1);
-    }
-
-    // An offer that the agent puts off when its window ends.
-    std::uint64_t offerThatIsPutOff() {
-        host_.on("new-image", {startTimer("downloadStartTimer", 0)});
-        host_.on("timer", {doneWith(kPutOff)});
-        startUp();
-        const std::uint64_t ticket = ticketOf(offer());
-        EXPECT_TRUE(turnUntil([&] { return kept().standing && kept().standing->deferred; }));
-        return ticket;
     }
 };
 
@@ -232,93 +218,6 @@ TEST_F(RequestHandler, explains_what_was_refused_last_and_how_the_last_request_e
     }
     EXPECT_THAT(all, HasSubstr(refusal));
     EXPECT_THAT(all, HasSubstr("OTA_CRC_CHECK_FAILED"));
-}
-
-TEST_F(RequestHandler, shows_an_offer_that_was_put_off_and_keeps_that) {
-    config_.onboarding = 1;
-    const std::uint64_t ticket = offerThatIsPutOff();
-    EXPECT_TRUE(daemon_->status().deferred);
-    EXPECT_EQ(daemon_->status().stage, "waiting");
-    EXPECT_EQ(daemon_->status().ticket, ticket);
-    EXPECT_THAT(told("deferred"),
-                ElementsAre(std::to_string(ticket) + " 63 the node is being onboarded"));
-    EXPECT_EQ(reasonCodeOf("deferred"), "onboarding");
-    EXPECT_THAT(codesOf(ticket), IsEmpty());
-}
-
-TEST_F(RequestHandler, takes_up_what_was_put_off_when_onboarding_ends) {
-    config_.onboarding = 1;
-    const std::uint64_t ticket = offerThatIsPutOff();
-    host_.on("timer", {report("NO_OTA_SW_UPGRADE")});
-    waitUntilAnswered(change("onboarding", "1"));
-    turnWhileBusy();
-    EXPECT_EQ(host_.count("timer"), 1U);
-    waitUntilAnswered(change("onboarding", "0"));
-    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
-    EXPECT_THAT(host_.heard(), ElementsAre("start-up", "new-image", "ack 0", "timer", "restore",
-                                           "timer", "ack -1"));
-    EXPECT_THAT(host_.events("restore")[0], HasSubstr(R"("g_ISDeferedUpgrade":0)"));
-    EXPECT_THAT(host_.events("timer")[1], HasSubstr("downloadStartTimer"));
-    EXPECT_THAT(codesOf(ticket), ElementsAre(base::rowOf(Outcome::notNeeded).code));
-    EXPECT_FALSE(daemon_->status().deferred);
-    EXPECT_TRUE(idle());
-}
-
-TEST_F(RequestHandler, takes_up_an_activation_that_was_put_off_when_onboarding_ends) {
-    config_.onboarding = 1;
-    runFrom(node::Bank::a, kOld, kNew);
-    offerThatIsPutOff();
-    waitUntilAnswered(change("onboarding", "0"));
-    ASSERT_TRUE(turnUntil([&] { return host_.count("timer") == 2; }));
-    EXPECT_THAT(host_.events("timer")[1], HasSubstr("rebootTimer"));
-}
-
-TEST_F(RequestHandler, takes_up_what_was_put_off_when_the_configuration_ended_the_onboarding) {
-    config_.onboarding = 1;
-    const std::uint64_t ticket = offerThatIsPutOff();
-    stop();
-    startUp();
-    turnWhileBusy();
-    EXPECT_EQ(host_.count("timer"), 1U) << "it is still 1";
-    stop();
-    config_.onboarding = 0;
-    host_.on("timer", {report("NO_OTA_SW_UPGRADE")});
-    startUp();
-    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
-    EXPECT_EQ(host_.count("timer"), 2U);
-    EXPECT_THAT(host_.events("restore").back(), HasSubstr(R"("g_ISDeferedUpgrade":0)"));
-}
-
-TEST_F(RequestHandler, calls_nothing_an_onboarding_that_waits_for_a_gateway) {
-    config_.workMode = "AP_Bridge";
-    config_.workRole = "Agent";
-    const std::uint64_t ticket = offerThatIsPutOff();
-    ASSERT_EQ(told("deferred").size(), 1U);
-    EXPECT_THAT(told("deferred")[0],
-                HasSubstr(" 63 the node is no gateway now (work mode AP_Bridge"));
-    EXPECT_EQ(reasonCodeOf("deferred"), "not-a-gateway");
-    EXPECT_THAT(explained("now") + explained("next"), Not(HasSubstr("onboard")));
-    waitUntilAnswered(change("onboarding", "0"));
-    turnWhileBusy();
-    EXPECT_EQ(host_.count("timer"), 1U) << "the agent would put it off again";
-    host_.on("timer", {report("NO_OTA_SW_UPGRADE")});
-    waitUntilAnswered(change("work_mode", "RGW"));
-    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
-    EXPECT_EQ(host_.count("timer"), 2U);
-}
-
-TEST_F(RequestHandler, takes_up_what_the_agent_puts_off_while_onboarding_ends) {
-    config_.onboarding = 1;
-    host_.on("new-image", {startTimer("downloadStartTimer", 0)});
-    host_.on("timer", {waitFor("go"), doneWith(kPutOff)});
-    host_.on("timer", {report("NO_OTA_SW_UPGRADE")});
-    startUp();
-    const std::uint64_t ticket = ticketOf(offer());
-    ASSERT_TRUE(turnUntil([&] { return host_.count("timer") == 1; }));
-    waitUntilAnswered(change("onboarding", "0"));
-    host_.release("go");
-    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
-    EXPECT_EQ(host_.count("timer"), 2U);
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The daemon's road to its root: answers that come late, and a role that changes meanwhile.
-#include "daemon_test.h"
+#include "daemon_fixture.h"
 
 #include "uplink/broker.h"
 

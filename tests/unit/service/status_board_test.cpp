@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Stages and the progress of a download, as the node shows them.
-#include "daemon_test.h"
+#include "daemon_fixture.h"
 
 #include <filesystem>
 #include <fstream>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The half-hour window of a first poll once it is used up: what the agent passes over is told, and
 // the way out that is told is one.
-#include "daemon_test.h"
+#include "tests/unit/service/daemon_fixture.h"
 
 namespace service::test {
 namespace {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // An offer whose image waits in the passive bank for its time, and what comes in the meantime.
-#include "daemon_test.h"
+#include "tests/unit/service/daemon_fixture.h"
 
 #include "service/loop.h"
 
@@ -11,7 +11,6 @@ using base::Outcome;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
 constexpr std::uint64_t kWaiting = 7;
 
@@ -145,26 +144,6 @@ TEST_F(TheOfferThatWaits, in_the_half_hour_before_its_swap_keeps_its_time) {
     const std::uint64_t time = ticketOf(activateAt("03:30"));
     ASSERT_TRUE(turnUntil([&] { return finished(time); }));
     EXPECT_THAT(told("finished").back(), HasSubstr("is activated when its half hour ends"));
-}
-
-class AnOfferThatIsPutOff : public DaemonTest {};
-
-TEST_F(AnOfferThatIsPutOff, leaves_no_mark_on_the_one_behind_it) {
-    config_.onboarding = 1;
-    const char *const putOff = R"({"deferred":1,"memory":{"g_ISDeferedUpgrade":1}})";
-    host_.on("new-image", {startTimer("downloadStartTimer", 0)});
-    host_.on("new-image", {stage("writing"), doneWith(putOff)});
-    host_.on("timer", {doneWith(putOff)});
-    startUp();
-    const std::uint64_t first = ticketOf(offer());
-    ASSERT_TRUE(turnUntil([&] { return kept().standing && kept().standing->deferred; }));
-    const std::uint64_t second = ticketOf(offer(2, kOther));
-    ASSERT_TRUE(turnUntil([&] { return finished(second); }));
-    EXPECT_THAT(codesOf(first), ElementsAre(codeOf(Outcome::superseded)));
-    EXPECT_FALSE(daemon_->status().deferred);
-    EXPECT_THAT(explained("now"), Not(HasSubstr("put off")));
-    ASSERT_TRUE(turnUntil([&] { return host_.count("restore") == 1; }));
-    EXPECT_THAT(host_.events("restore")[0], HasSubstr(R"("g_ISDeferedUpgrade":0)"));
 }
 
 } // namespace

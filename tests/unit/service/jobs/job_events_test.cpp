@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Why an offer ended, or waits, as it is told; stages and history on the way.
-#include "daemon_test.h"
+#include "tests/unit/service/daemon_fixture.h"
 
 #include "base/message.h"
 
@@ -9,10 +9,8 @@
 namespace service::test {
 namespace {
 
-using base::Reason;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 Action cause(const std::string &reason, const std::string &text, int attempt = 0) {
     return say(R"({"note":"cause","reason":")" + reason + R"(","text":")" + text +
@@ -127,13 +125,6 @@ TEST_F(ReasonsOfEnds, of_the_last_request_are_known_to_the_next_service) {
     EXPECT_EQ(lastEnd(), before);
 }
 
-TEST_F(ReasonsOfEnds, that_nobody_knows_end_the_host) {
-    host_.on("new-image", {cause("made-up", "x"), hang()});
-    startUp();
-    offer();
-    EXPECT_TRUE(turnUntil([&] { return !told("host-crashed").empty(); }));
-}
-
 TEST_F(ReasonsOfEnds, of_a_call_that_broke_off_tell_what_was_there_already) {
     host_.on("new-image", {stage("downloading"), dieOf(9)});
     std::ofstream(config_.tmpDirectory + "/" + std::string(kNew).substr(0, 14))
@@ -142,21 +133,6 @@ TEST_F(ReasonsOfEnds, of_a_call_that_broke_off_tell_what_was_there_already) {
     ASSERT_TRUE(turnUntil([&] { return !told("taken-up").empty(); }));
     EXPECT_THAT(told("taken-up")[0], HasSubstr("a download begins anew after 1234 bytes"));
     EXPECT_EQ(reasonCodeOf("taken-up"), "begun-anew");
-}
-
-TEST_F(ReasonsOfEnds, leave_the_stage_of_a_call_until_it_is_over) {
-    host_.on("new-image", {stage("writing"), stage("idle"), waitFor("told"), stage("rebooting"),
-                           stage("idle"), waitFor("over")});
-    startUp();
-    ticketOf(offer());
-    ASSERT_TRUE(turnUntil([&] { return daemon_->status().stage == "writing"; }));
-    turnFor(std::chrono::milliseconds(100));
-    EXPECT_EQ(daemon_->status().stage, "writing");
-    host_.release("told");
-    ASSERT_TRUE(turnUntil([&] { return daemon_->status().stage == "rebooting"; }));
-    host_.release("over");
-    ASSERT_TRUE(turnUntil([&] { return !kept().running; }));
-    EXPECT_EQ(daemon_->status().stage, "rebooting");
 }
 
 TEST_F(ReasonsOfEnds, follow_the_boot_in_the_history_which_is_numbered) {
@@ -215,21 +191,6 @@ TEST_F(ReasonsOfEnds, of_a_host_that_crashed_three_times_name_that) {
     ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
     EXPECT_EQ(lastEnd(), "1 hostCrashed host-crashed: the host process ended 3 times in it");
     EXPECT_EQ(reasonCodeOf("host-crashed"), "host-crashed");
-}
-
-TEST_F(ReasonsOfEnds, name_a_socket_that_others_made_in_the_place_of_the_awaited_one) {
-    host_.on("start-up",
-             {say(R"({"note":"waits-for","path":"/run/manager.sock"})"), waitFor("found"),
-              say(R"({"note":"waits-for","path":"/run/manager.sock",)"
-                  R"("found":"it belongs to user 65534"})"),
-              waitFor("go")});
-    start();
-    ASSERT_TRUE(turnUntil([&] { return told("agent-waits").size() == 1; }));
-    EXPECT_EQ(reasonCodeOf("agent-waits"), "none");
-    host_.release("found");
-    ASSERT_TRUE(turnUntil([&] { return told("agent-waits").size() == 2; }));
-    EXPECT_EQ(reasonCodeOf("agent-waits"), "unsafe-path");
-    EXPECT_THAT(told("agent-waits")[1], HasSubstr("0 65 the agent waits"));
 }
 
 class NamedTime : public ReasonsOfEnds {};

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A whole daemon in a temporary folder, with a scripted host and no bus unless one is given.
-#ifndef TESTS_SERVICE_DAEMON_TEST_H
-#define TESTS_SERVICE_DAEMON_TEST_H
+#ifndef TESTS_SERVICE_DAEMON_FIXTURE_H
+#define TESTS_SERVICE_DAEMON_FIXTURE_H
 
 #include "script.h"
 #include "service/daemon.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A bank on trial as the daemon tells it, and what operators decide about it.
-#include "daemon_test.h"
+// A bank on trial, as the service tells it.
+#include "tests/unit/service/jobs/trial_fixture.h"
 
 #include "base/message.h"
 
@@ -14,63 +14,6 @@ using base::Outcome;
 using node::Bank;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
-
-constexpr const char *kTrialNote =
-    R"({"note":"trial","bank":"b","version":"4QZ-2.0.0","attempts":2})";
-constexpr const char *kFailedNote =
-    R"({"note":"trial-failed","bank":"b","version":"4QZ-2.0.0","reason":"the health command ended with 3"})";
-constexpr const char *kCommittedNote = R"({"note":"committed","bank":"b","version":"4QZ-2.0.0"})";
-
-// The old version is in bank a, the new one in bank b.
-class OnTrial : public DaemonTest {
-  protected:
-    OnTrial() {
-        config_.healthCommand = "true";
-        config_.healthLimitSeconds = 7;
-    }
-
-    node::BootState stateOf(Bank active, bool trial) const {
-        node::BootState state;
-        state.active = active;
-        state.next = trial ? Bank::b : active;
-        const std::string sum(64, 'a');
-        state.of(Bank::a) = {.whole = true, .version = kOld, .size = 1, .sha256 = sum};
-        state.of(Bank::b) = {.whole = true, .version = kNew, .size = 1, .sha256 = sum};
-        if (trial) {
-            state.trial = Bank::b;
-            state.attemptsOf(Bank::b) = 2;
-        }
-        return state;
-    }
-
-    node::BootState failedState(node::TrialFailure failure, const char *version = kNew) const {
-        node::BootState state = stateOf(Bank::a, false);
-        node::rememberFailure(state, version, failure);
-        return state;
-    }
-
-    void put(const node::BootState &state, const std::string &file = "boot-state") const {
-        std::string whatIsWrong;
-        ASSERT_TRUE(node::writeBootState(in(file), state, whatIsWrong)) << whatIsWrong;
-    }
-
-    ReplyRef commit() {
-        auto reply = std::make_shared<Reply>();
-        daemon_->commit(answerInto(reply));
-        return reply;
-    }
-
-    ReplyRef forget(const std::string &version) {
-        auto reply = std::make_shared<Reply>();
-        daemon_->forget(version, answerInto(reply));
-        return reply;
-    }
-
-    bool answered(const ReplyRef &reply) const {
-        return turnUntil([&] { return reply->times > 0; });
-    }
-};
 
 TEST_F(OnTrial, the_running_bank_is_told_until_it_is_committed) {
     put(stateOf(Bank::b, true));
@@ -150,71 +93,6 @@ TEST_F(OnTrial, the_old_bank_tells_why_it_runs_and_what_is_refused) {
     EXPECT_EQ(host_.count("commit"), 0U);
 }
 
-TEST_F(OnTrial, a_commit_of_a_good_bank_is_refused) {
-    put(stateOf(Bank::b, false));
-    startUp();
-    const ReplyRef reply = commit();
-    ASSERT_TRUE(answered(reply));
-    EXPECT_EQ(reply->refused, Outcome::nothingToCommit);
-    EXPECT_EQ(reply->text, "bank: bank b (4QZ-2.0.0) is committed already");
-}
-
-TEST_F(OnTrial, a_commit_is_answered_when_the_host_has_done_it) {
-    put(stateOf(Bank::b, true));
-    put(stateOf(Bank::b, false), "good-state");
-    host_.on("commit", {waitFor("go"), copy("good-state", "boot-state")});
-    startUp();
-    EXPECT_EQ(explained("trial"), "Bank b (4QZ-2.0.0) runs on trial, 2 boot attempts left: "
-                                  "nothing marks it good before the next boot; otactl commit does "
-                                  "it now.\n");
-    const ReplyRef reply = commit();
-    turnWhileBusy();
-    EXPECT_EQ(reply->times, 0);
-    const ReplyRef second = commit();
-    ASSERT_TRUE(answered(second));
-    EXPECT_EQ(second->refused, Outcome::notReady);
-    host_.release("go");
-    ASSERT_TRUE(answered(reply));
-    EXPECT_FALSE(reply->refused) << reply->text;
-    EXPECT_FALSE(daemon_->status().bankTrials.at(1).trial);
-    EXPECT_THAT(told("committed"), ElementsAre("0 0 bank b, by an operator"));
-    EXPECT_EQ(host_.count("commit"), 1U);
-    const std::uint64_t ticket = ticketOf(offer(1, kOther));
-    EXPECT_TRUE(turnUntil([&] { return finished(ticket); })) << "the agent is idle again";
-}
-
-TEST_F(OnTrial, a_commit_waits_for_nothing) {
-    put(stateOf(Bank::b, true));
-    host_.on("new-image", {waitFor("go")});
-    startUp();
-    const std::uint64_t ticket = ticketOf(offer(1, kOther));
-    ASSERT_TRUE(turnUntil([&] { return host_.count("new-image") == 1; }));
-    const ReplyRef reply = commit();
-    ASSERT_TRUE(answered(reply));
-    EXPECT_EQ(reply->refused, Outcome::notReady);
-    EXPECT_EQ(reply->text, "node: the agent is busy with ticket " + std::to_string(ticket));
-    host_.release("go");
-    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
-    EXPECT_EQ(host_.count("commit"), 0U);
-}
-
-TEST_F(OnTrial, a_commit_that_fails_is_answered_with_the_reason) {
-    put(stateOf(Bank::b, true));
-    host_.on("commit", {doneWith(R"({"failed":"the disk is full"})")});
-    host_.on("commit", {exitWith(3)});
-    startUp();
-    const ReplyRef failed = commit();
-    ASSERT_TRUE(answered(failed));
-    EXPECT_EQ(failed->refused, Outcome::failed);
-    EXPECT_THAT(failed->text, HasSubstr("the disk is full"));
-    const ReplyRef crashed = commit();
-    ASSERT_TRUE(answered(crashed));
-    EXPECT_EQ(crashed->refused, Outcome::failed);
-    EXPECT_THAT(crashed->text, HasSubstr("the host process ended over it"));
-    EXPECT_THAT(told("committed"), IsEmpty());
-    EXPECT_EQ(crashed->times, 1);
-}
-
 TEST_F(OnTrial, a_bank_that_could_not_be_marked_good_is_explained) {
     put(stateOf(Bank::b, true));
     host_.on("start-up", {stage("committing"), say(kTrialNote), stage("idle"),
@@ -224,29 +102,6 @@ TEST_F(OnTrial, a_bank_that_could_not_be_marked_good_is_explained) {
     EXPECT_THAT(told("not-committed"), ElementsAre("0 1 the disk is full"));
     EXPECT_THAT(explained("trial"), HasSubstr("it could not be marked good: the disk is full; "
                                               "otactl commit tries again."));
-}
-
-TEST_F(OnTrial, a_version_that_failed_is_refused_until_it_is_forgotten) {
-    put(failedState(node::TrialFailure::health));
-    put(stateOf(Bank::a, false), "clean-state");
-    host_.on("forget", {copy("clean-state", "boot-state")});
-    startUp();
-    const ReplyRef refused = offer(1, kNew);
-    EXPECT_EQ(refused->refused, Outcome::versionFailedTrial);
-    EXPECT_EQ(refused->text, "nxtMSVersion: \"4QZ-2.0.0\" failed its trial on this node once: its "
-                             "health check failed");
-    ticketOf(offer(1, kOther));
-    ASSERT_TRUE(turnUntil([&] { return idle(); }));
-    const ReplyRef unknown = forget("4QZ-2.0");
-    ASSERT_TRUE(answered(unknown));
-    EXPECT_EQ(unknown->refused, Outcome::nothingToForget);
-    EXPECT_EQ(host_.count("forget"), 0U);
-    const ReplyRef done = forget(kNew);
-    ASSERT_TRUE(answered(done));
-    EXPECT_FALSE(done->refused) << done->text;
-    EXPECT_THAT(host_.events("forget"), ElementsAre(R"({"event":"forget","version":"4QZ-2.0.0"})"));
-    EXPECT_THAT(told("forgotten"), ElementsAre("0 0 it may be offered again"));
-    ticketOf(offer(1, kNew));
 }
 
 TEST_F(OnTrial, a_version_is_refused_only_after_as_many_failures_as_configured) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A series of failed downloads over restarts of the host: the seventh in a row is the seventh.
-#include "daemon_test.h"
+#include "tests/unit/service/daemon_fixture.h"
 
 namespace service::test {
 namespace {

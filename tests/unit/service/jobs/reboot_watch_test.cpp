@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Between an activation and its reboot: what is queued waits, and a reboot that stays away is told.
-#include "daemon_test.h"
+#include "tests/unit/service/daemon_fixture.h"
 
 namespace service::test {
 namespace {

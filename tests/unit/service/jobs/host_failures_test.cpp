@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The host ends by itself in every state: told, survived, and what it worked on done again.
-#include "daemon_test.h"
+#include "tests/unit/service/daemon_fixture.h"
 
 #include "base/message.h"
 
@@ -10,12 +10,9 @@ namespace service::test {
 namespace {
 
 using base::Outcome;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
 
 class Crash : public DaemonTest {
   protected:
@@ -126,37 +123,6 @@ TEST_F(Crash, while_the_request_is_being_kept_leaves_it_to_the_next_host) {
     EXPECT_EQ(host_.count("new-image"), 1U);
 }
 
-TEST_F(Crash, without_work_starts_it_again_with_what_waited) {
-    host_.on("new-image",
-             {startTimer("rebootTimer", kLong), doneWith("{}"), waitFor("go"), exitWith(3)});
-    startUp();
-    const std::uint64_t ticket = ticketOf(offer());
-    ASSERT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
-    host_.release("go");
-    ASSERT_TRUE(turnUntil([&] { return host_.count("restore") == 1; }));
-    ASSERT_TRUE(turnUntil([&] { return !told("taken-up").empty(); }));
-    ASSERT_EQ(daemon_->status().timers.size(), 1U);
-    EXPECT_GT(daemon_->status().timers[0].seconds, kLong - 100U);
-    EXPECT_EQ(daemon_->status().ticket, ticket);
-    EXPECT_THAT(codesOf(ticket), IsEmpty());
-}
-
-TEST_F(Crash, after_crash_makes_the_pause_longer) {
-    options_.host = in("missing");
-    start();
-    ASSERT_TRUE(turnUntil([&] { return told("host-crashed").size() == 2; }));
-    std::vector<std::string> next;
-    for (const std::string &line : daemon_->history(100)) {
-        const base::Json entry = base::parsed(line);
-        if (base::textOf(entry.get(), "event") == "host-crashed") {
-            next.push_back(base::textOf(entry.get(), "next"));
-            EXPECT_THAT(base::textOf(entry.get(), "reason"),
-                        HasSubstr(in("missing") + ": cannot be started"));
-        }
-    }
-    EXPECT_THAT(next, ElementsAre("it is started again in 1 s", "it is started again in 2 s"));
-}
-
 // Whoever asks learns why nothing begins, and nothing is taken over meanwhile.
 TEST_F(Crash, of_a_host_that_says_why_it_cannot_start_is_told_with_that_everywhere) {
     const std::string why = "/boot/state: no copy of the boot state is whole";
@@ -202,42 +168,6 @@ TEST_F(Crash, of_what_the_host_could_not_do_is_none) {
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("half of it"));
     ASSERT_TRUE(ended);
     EXPECT_THAT(told("host-crashed"), IsEmpty());
-}
-
-struct Nonsense {
-    const char *name;
-    Action action;
-};
-
-class NonsenseOfTheHost : public Crash, public testing::WithParamInterface<Nonsense> {};
-
-TEST_P(NonsenseOfTheHost, ends_it_and_another_one_goes_on) {
-    host_.on("new-image", {GetParam().action, hang()});
-    host_.on("new-image", {report("NO_OTA_SW_UPGRADE")});
-    startUp();
-    const std::uint64_t ticket = ticketOf(offer());
-    ASSERT_TRUE(turnUntil([&] { return host_.count("start-up") == 2; }));
-    ASSERT_EQ(told("host-crashed").size(), 1U);
-    EXPECT_THAT(told("host-crashed")[0], HasSubstr("could not be understood"));
-    ASSERT_TRUE(turnUntil([&] { return finished(ticket) && idle(); }));
-    EXPECT_EQ(host_.count("new-image"), 2U);
-}
-
-INSTANTIATE_TEST_SUITE_P(Crash, NonsenseOfTheHost,
-                         testing::Values(Nonsense{"call", say(R"({"call":"nonsense"})")},
-                                         Nonsense{"note", say(R"({"note":"nonsense"})")},
-                                         Nonsense{"neither", say("{}")}),
-                         [](const testing::TestParamInfo<Nonsense> &tested) {
-                             return tested.param.name;
-                         });
-
-TEST_F(Crash, the_end_of_a_call_that_nobody_made_ends_the_host) {
-    host_.on("new-image", {report("NO_OTA_SW_UPGRADE"), doneWith("{}"), doneWith("{}"), hang()});
-    startUp();
-    const std::uint64_t ticket = ticketOf(offer());
-    ASSERT_TRUE(turnUntil([&] { return host_.count("start-up") == 2 && idle(); }));
-    EXPECT_EQ(told("host-crashed").size(), 1U);
-    EXPECT_THAT(codesOf(ticket), ElementsAre(base::rowOf(Outcome::notNeeded).code));
 }
 
 } // namespace

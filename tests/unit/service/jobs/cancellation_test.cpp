@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Cancelling in every state: answered once, nothing comes back, and the node takes the next offer.
-#include "daemon_test.h"
+#include "tests/unit/service/daemon_fixture.h"
 
 namespace service::test {
 namespace {

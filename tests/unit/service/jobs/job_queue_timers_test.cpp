@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The agent's timers while the agent is busy.
-#include "daemon_test.h"
+#include "tests/unit/service/daemon_fixture.h"
 
 #include "service/state/request_check.h"
 
@@ -8,11 +8,8 @@ namespace service::test {
 namespace {
 
 using base::Outcome;
-using testing::AllOf;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::StartsWith;
 
 constexpr std::int64_t kSoonMs = 50;
 
@@ -79,60 +76,6 @@ TEST_F(TimersOfTheAgent, that_ran_out_are_on_the_disk_as_expired_and_not_as_arme
     const Ledger now = kept();
     EXPECT_EQ(now.queue[0].kind, kTimer);
     EXPECT_THAT(now.timers, IsEmpty());
-}
-
-TEST_F(TimersOfTheAgent, that_ran_out_are_carried_out_though_it_cannot_be_kept) {
-    Ledger ledger;
-    ledger.bootId = "boot-1";
-    ledger.nextTicket = 8;
-    ledger.standing = WaitingOffer{offerRequest(7), "a", false, false};
-    ledger.timers = {{"rebootTimer", 1, 0, 0, 1}};
-    keep(ledger);
-    host_.on("start-up", {waitFor("go")});
-    host_.on("timer", {report("OTA_SW_ACTIVATION_FAILED")});
-    start();
-    ASSERT_TRUE(turnUntil([&] { return host_.count("start-up") == 1; }));
-    turnWhileBusy();
-    breakStateDirectory();
-    host_.release("go");
-    ASSERT_TRUE(turnUntil([&] { return finished(7); }));
-    EXPECT_EQ(host_.count("timer"), 1U);
-    ASSERT_EQ(told("not-kept").size(), 1U);
-    EXPECT_THAT(told("not-kept")[0], AllOf(StartsWith("7 8 "), HasSubstr(in("state/requests.json")),
-                                           HasSubstr("the timer is carried out all the same")));
-    EXPECT_EQ(reasonCodeOf("not-kept"), "not-written");
-    EXPECT_THAT(explained("disk"), HasSubstr("make room in the state directory"));
-    mendStateDirectory();
-    ASSERT_TRUE(turnUntil([&] { return !kept().standing; })) << "it is tried again";
-    EXPECT_TRUE(turnUntil([&] { return explained("disk").empty(); }));
-    EXPECT_EQ(host_.count("timer"), 1U);
-}
-
-TEST_F(TimersOfTheAgent, that_run_out_behind_an_offer_that_cannot_be_kept_do_not_wait_for_it) {
-    Ledger ledger;
-    ledger.bootId = "boot-1";
-    ledger.nextTicket = 8;
-    ledger.standing = WaitingOffer{offerRequest(7), "a", false, false};
-    ledger.timers = {{"rebootTimer", 2, bootNowMs() + 2000, 0, 1}};
-    keep(ledger);
-    host_.on("timer", {report("OTA_SW_ACTIVATION_FAILED")});
-    startUp();
-    turnWhileBusy();
-    const auto accepted = std::make_shared<Reply>();
-    daemon_->offerImage(descriptorOf(0, kOther), {0, 0, 0},
-                        [&](const guard::Refusal *, std::uint64_t ticket) {
-                            accepted->ticket = ticket;
-                            breakStateDirectory(); // full, or gone, a moment later
-                        });
-    ASSERT_TRUE(turnUntil([&] { return finished(7); }));
-    EXPECT_THAT(codesOf(7), ElementsAre(base::rowOf(Outcome::activationFailed).code))
-        << "the offer took nothing's place yet";
-    EXPECT_EQ(host_.count("timer"), 1U);
-    EXPECT_EQ(host_.count("new-image"), 0U);
-    mendStateDirectory();
-    ASSERT_TRUE(turnUntil([&] { return finished(accepted->ticket); })) << "it has its turn then";
-    EXPECT_EQ(host_.count("new-image"), 1U);
-    EXPECT_EQ(host_.count("timer"), 1U);
 }
 
 TEST_F(TimersOfTheAgent, go_before_what_was_asked_later) {

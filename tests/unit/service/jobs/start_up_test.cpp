@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Another daemon on what an earlier one kept: in the same boot, and after another one.
-#include "daemon_test.h"
+#include "tests/unit/service/daemon_fixture.h"
 
 #include <ctime>
 #include <filesystem>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // How an offer ends, or waits, by what is seen of the agent's call.
-#include "daemon_test.h"
+#include "tests/unit/service/daemon_fixture.h"
 
 namespace service::test {
 namespace {
@@ -108,16 +108,6 @@ TEST_F(Outcomes, of_an_activated_offer_are_open_until_the_reboot) {
     ASSERT_TRUE(now.standing);
     EXPECT_TRUE(now.standing->activated);
     EXPECT_EQ(now.standing->bank, "a");
-}
-
-TEST_F(Outcomes, an_activation_is_on_the_disk_while_the_call_still_runs) {
-    host_.on("new-image", {stage("activating"), stage("rebooting"), hang()});
-    startUp();
-    ticketOf(offer());
-    EXPECT_TRUE(turnUntil([&] {
-        const Ledger now = kept();
-        return now.running && now.running->activated;
-    }));
 }
 
 TEST_F(Outcomes, of_an_offer_are_decided_by_the_call_of_its_timer) {
