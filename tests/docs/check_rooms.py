@@ -22,7 +22,7 @@ ROOMS = {
     "service/bus": ["api", "base", "guard", "node"],
     "service/uplink": ["api", "base", "guard", "node"],
     "service": ["api", "base", "guard", "node", "service/state", "service/bus", "service/uplink"],
-    "cli": ["api", "base", "guard", "node", "service/bus"],
+    "cli": ["api", "base", "service/bus"],
     "tools": ["api", "base", "node"],
     "desk": ["api", "base", "node", "host"],
     "bench": ["api", "base"],
