@@ -2,7 +2,6 @@
 #include "service/daemon.h"
 
 #include <csignal>
-#include <sys/epoll.h>
 #include <systemd/sd-daemon.h>
 #include <utility>
 
@@ -14,22 +13,18 @@ constexpr std::int64_t kMsPerSecond = 1000;
 } // namespace
 
 Daemon::Daemon(sd_event *loop, Options options, const node::Config &config)
-    : loop_(loop), options_(std::move(options)), config_(config),
-      book_(disk_, config_.stateDirectory + "/requests.json"),
-      history_(disk_, config_.stateDirectory + "/history.jsonl", config_.historySize,
-               config_.historyFiles, logError),
-      settings_(config_, disk_),
+    : loop_(loop), options_(std::move(options)), config_(config), kept_(loop, config_),
       timers_(loop, [this](const std::string &name) { jobs_.queue().timerRanOut(name); }),
-      board_(loop, config_, book_, timers_, [this] { bus_.statusChanged(); }),
-      bus_(loop, options_.bus, *this), eventLog_(loop, history_, board_, bus_),
+      board_(loop, config_, kept_.book, timers_, [this] { bus_.statusChanged(); }),
+      handler_({config_, kept_.book, board_, bus_, kept_.history, eventLog_, jobs_, kept_.settings,
+                root_}),
+      bus_(loop, options_.bus, handler_), eventLog_(loop, kept_.history, board_, bus_),
       root_(loop, config_, bus_, board_, eventLog_),
-      jobs_({loop, config_, options_.bootId, book_, eventLog_, board_, bus_, timers_,
+      jobs_({loop, config_, options_.bootId, kept_.book, eventLog_, board_, bus_, timers_,
              options_.rebootPatience},
             {options_.host, options_.library, options_.config},
             [this](const cJSON &message) { hostCalls_.take(message); }),
       hostCalls_(jobs_, eventLog_, board_, bus_, root_, timers_),
-      handler_({config_, book_, board_, bus_, history_, eventLog_, jobs_, settings_, root_}),
-      diskDone_(loop, disk_.fd(), EPOLLIN, [this](std::uint32_t) { disk_.dispatch(); }),
       busIsLate_(loop, [this] { goOnWithoutBus(); }) {}
 
 bool Daemon::start() {
@@ -58,20 +53,20 @@ int Daemon::run() {
 void Daemon::loadWhatWasKept() {
     TicketsTold tickets;
     std::string whatIsWrong;
-    history_.load([&tickets](const std::string &line) { tickets.take(line); });
-    if (!settings_.load(whatIsWrong)) {
+    kept_.history.load([&tickets](const std::string &line) { tickets.take(line); });
+    if (!kept_.settings.load(whatIsWrong)) {
         logError(whatIsWrong);
     }
-    board_.setSettings(settings_.inForce());
+    board_.setSettings(kept_.settings.inForce());
     loadBook(tickets);
-    board_.setReport(book_.ledger().lastWord, book_.ledger().lastRecord);
+    board_.setReport(kept_.book.ledger().lastWord, kept_.book.ledger().lastRecord);
     recallReasons();
 }
 
 // A ledger that gave no ticket yet is not the one that the history tells of.
 void Daemon::loadBook(const TicketsTold &tickets) {
     base::Cause whatIsWrong;
-    if (!book_.load(whatIsWrong)) {
+    if (!kept_.book.load(whatIsWrong)) {
         HistoryLine line;
         line.event = "state-damaged";
         line.outcome = base::Outcome::failed;
@@ -79,10 +74,10 @@ void Daemon::loadBook(const TicketsTold &tickets) {
         line.reason = whatIsWrong.sentence;
         line.next = base::rowOf(whatIsWrong.reason).remedy;
         eventLog_.record(line);
-    } else if (book_.ledger().nextTicket == 1) {
-        whatIsWrong = {base::Reason::stateDamaged, book_.path() + " is missing"};
+    } else if (kept_.book.ledger().nextTicket == 1) {
+        whatIsWrong = {base::Reason::stateDamaged, kept_.book.path() + " is missing"};
     }
-    if (book_.ledger().nextTicket == 1) {
+    if (kept_.book.ledger().nextTicket == 1) {
         jobs_.queue().bookLost(tickets, whatIsWrong);
     }
     jobs_.queue().bookLoaded();
@@ -90,8 +85,8 @@ void Daemon::loadBook(const TicketsTold &tickets) {
 
 // How the last request ended, and why the waiting one waits, is in the history alone.
 void Daemon::recallReasons() {
-    const std::optional<WaitingOffer> &standing = book_.ledger().standing;
-    for (const std::string &line : history_.newest(History::kNewest)) {
+    const std::optional<WaitingOffer> &standing = kept_.book.ledger().standing;
+    for (const std::string &line : kept_.history.newest(History::kNewest)) {
         if (const auto end = base::endOfLine(line.c_str())) {
             board_.setLastEnd(*end);
         }
@@ -155,35 +150,5 @@ void Daemon::end(int exitCode) {
     sd_notify(0, "STOPPING=1");
     sd_event_exit(loop_, exitCode);
 }
-
-void Daemon::offerImage(std::string descriptor, guard::OfferFlags flags, Answer answer) {
-    handler_.offerImage(descriptor, flags, answer);
-}
-
-void Daemon::triggerMobileApp(int newswavailflag, Answer answer) {
-    handler_.triggerMobileApp(newswavailflag, answer);
-}
-
-void Daemon::setActivationTime(std::string record, Answer answer) {
-    handler_.setActivationTime(record, answer);
-}
-
-void Daemon::cancel(std::uint64_t ticket, Answer answer) {
-    jobs_.cancellation().cancel(ticket, std::move(answer));
-}
-
-void Daemon::commit(Answer answer) { handler_.commit(answer); }
-
-void Daemon::forget(std::string version, Answer answer) { handler_.forget(version, answer); }
-
-void Daemon::changeSetting(std::string name, std::string value, Answer answer) {
-    handler_.changeSetting(name, value, answer);
-}
-
-std::vector<std::string> Daemon::history(std::uint32_t count) { return history_.newest(count); }
-
-std::vector<std::pair<std::string, std::string>> Daemon::explain() { return handler_.explain(); }
-
-const NodeStatus &Daemon::status() { return board_.status(); }
 
 } // namespace service

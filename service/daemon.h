@@ -4,6 +4,7 @@
 #define SERVICE_DAEMON_H
 
 #include "service/host_calls.h"
+#include "service/kept_state.h"
 #include "service/options.h"
 #include "service/request_handler.h"
 
@@ -13,7 +14,7 @@
 
 namespace service {
 
-class Daemon final : public BusCalls {
+class Daemon {
   public:
     Daemon(sd_event *loop, Options options, const node::Config &config);
 
@@ -25,17 +26,8 @@ class Daemon final : public BusCalls {
     /* start(), then until the service is told to end, or cannot go on; the exit code. */
     int run();
 
-    void calledBy(uid_t user) override { handler_.calledBy(user); }
-    void offerImage(std::string descriptor, guard::OfferFlags flags, Answer answer) override;
-    void triggerMobileApp(int newswavailflag, Answer answer) override;
-    void setActivationTime(std::string record, Answer answer) override;
-    void cancel(std::uint64_t ticket, Answer answer) override;
-    void commit(Answer answer) override;
-    void forget(std::string version, Answer answer) override;
-    void changeSetting(std::string name, std::string value, Answer answer) override;
-    std::vector<std::string> history(std::uint32_t count) override;
-    std::vector<std::pair<std::string, std::string>> explain() override;
-    const NodeStatus &status() override;
+    /* What the bus asks. */
+    BusCalls &calls() { return handler_; }
 
   private:
     void loadWhatWasKept();
@@ -51,19 +43,15 @@ class Daemon final : public BusCalls {
     sd_event *loop_;
     Options options_;
     node::Config config_;
-    DiskWriter disk_;
-    RequestBook book_;
-    History history_;
-    NodeSettings settings_;
+    KeptState kept_;
     NodeTimers timers_;
     StatusBoard board_;
+    RequestHandler handler_;
     BusService bus_;
     EventLog eventLog_;
     RootUplink root_;
     JobRunner jobs_;
     HostCalls hostCalls_;
-    RequestHandler handler_;
-    Watched diskDone_;
     Alarm busIsLate_;
     bool ready_ = false;
     bool works_ = false;

@@ -48,7 +48,7 @@ Judge RequestHandler::judge() const {
 }
 
 // Root needs no limit: whoever is root can do worse, and its own tools must not be held up.
-bool RequestHandler::isOverItsLimit(const BusCalls::Answer &answer) {
+bool RequestHandler::isOverItsLimit(const Answer &answer) {
     const std::string caller = nameOf(caller_);
     const auto now = SenderLimit::Clock::now();
     if (caller_ == 0 || requests_.admitsNow(caller, "", now)) {
@@ -61,7 +61,7 @@ bool RequestHandler::isOverItsLimit(const BusCalls::Answer &answer) {
     return true;
 }
 
-void RequestHandler::refuse(const guard::Refusal &refusal, const BusCalls::Answer &answer) {
+void RequestHandler::refuse(const guard::Refusal &refusal, const Answer &answer) {
     HistoryLine line;
     line.event = "refused";
     line.outcome = refusal.outcome;
@@ -76,8 +76,7 @@ void RequestHandler::refuse(const guard::Refusal &refusal, const BusCalls::Answe
     answer(&refusal, 0);
 }
 
-void RequestHandler::offerImage(const std::string &descriptor, const guard::OfferFlags &flags,
-                                const BusCalls::Answer &answer) {
+void RequestHandler::offerImage(std::string descriptor, guard::OfferFlags flags, Answer answer) {
     if (const auto refusal = noAddress()) {
         return refuse(*refusal, answer);
     }
@@ -86,20 +85,20 @@ void RequestHandler::offerImage(const std::string &descriptor, const guard::Offe
         return refuse(*refusal, answer);
     }
     if (!isOverItsLimit(answer)) {
-        services_.jobs.queue().accept(std::move(request), answer);
+        services_.jobs.queue().accept(std::move(request), std::move(answer));
     }
 }
 
-void RequestHandler::triggerMobileApp(int newswavailflag, const BusCalls::Answer &answer) {
+void RequestHandler::triggerMobileApp(int newswavailflag, Answer answer) {
     if (const auto refusal = noAgent()) {
         return refuse(*refusal, answer);
     }
     if (!isOverItsLimit(answer)) {
-        services_.jobs.queue().accept(mobileTriggerRequest(newswavailflag), answer);
+        services_.jobs.queue().accept(mobileTriggerRequest(newswavailflag), std::move(answer));
     }
 }
 
-void RequestHandler::setActivationTime(const std::string &record, const BusCalls::Answer &answer) {
+void RequestHandler::setActivationTime(std::string record, Answer answer) {
     if (const auto refusal = noAgent()) {
         return refuse(*refusal, answer);
     }
@@ -110,11 +109,15 @@ void RequestHandler::setActivationTime(const std::string &record, const BusCalls
         return refuse(unknown && refusal->field == "mac" ? *unknown : *refusal, answer);
     }
     if (!isOverItsLimit(answer)) {
-        services_.jobs.queue().accept(std::move(request), answer);
+        services_.jobs.queue().accept(std::move(request), std::move(answer));
     }
 }
 
-void RequestHandler::commit(const BusCalls::Answer &answer) {
+void RequestHandler::cancel(std::uint64_t ticket, Answer answer) {
+    services_.jobs.cancellation().cancel(ticket, std::move(answer));
+}
+
+void RequestHandler::commit(Answer answer) {
     if (const auto refusal = noAgent()) {
         return answer(&*refusal, 0);
     }
@@ -123,10 +126,10 @@ void RequestHandler::commit(const BusCalls::Answer &answer) {
         const auto nothing = guard::Refusal{base::Outcome::nothingToCommit, "bank", why};
         return answer(&nothing, 0);
     }
-    services_.jobs.commands().commit(answer);
+    services_.jobs.commands().commit(std::move(answer));
 }
 
-void RequestHandler::forget(const std::string &version, const BusCalls::Answer &answer) {
+void RequestHandler::forget(std::string version, Answer answer) {
     if (const auto refusal = noAgent()) {
         return answer(&*refusal, 0);
     }
@@ -136,11 +139,10 @@ void RequestHandler::forget(const std::string &version, const BusCalls::Answer &
                            guard::quoted(version) + " failed no trial on this node"};
         return answer(&nothing, 0);
     }
-    services_.jobs.commands().forget(version, answer);
+    services_.jobs.commands().forget(version, std::move(answer));
 }
 
-void RequestHandler::changeSetting(const std::string &name, const std::string &value,
-                                   const BusCalls::Answer &answer) {
+void RequestHandler::changeSetting(std::string name, std::string value, Answer answer) {
     guard::Setting setting{};
     if (const auto refusal = guard::checkSetting(name, value, setting)) {
         return refuse(*refusal, answer);
@@ -176,6 +178,12 @@ void RequestHandler::tellSetting(guard::Setting setting, const std::string &valu
     line.reason = std::string(guard::settingName(setting)) + " is " + value;
     services_.eventLog.record(line);
 }
+
+std::vector<std::string> RequestHandler::history(std::uint32_t count) {
+    return services_.history.newest(count);
+}
+
+const NodeStatus &RequestHandler::status() { return services_.board.status(); }
 
 std::vector<std::pair<std::string, std::string>> RequestHandler::explain() {
     ExplainFacts facts;

@@ -36,32 +36,29 @@ struct Services {
     RootUplink &root;
 };
 
-class RequestHandler {
+class RequestHandler final : public BusCalls {
   public:
     explicit RequestHandler(const Services &services) : services_(services) {}
 
-    /* The user who makes the next calls. */
-    void calledBy(uid_t user) { caller_ = user; }
-
-    void offerImage(const std::string &descriptor, const guard::OfferFlags &flags,
-                    const BusCalls::Answer &answer);
-    void triggerMobileApp(int newswavailflag, const BusCalls::Answer &answer);
-    void setActivationTime(const std::string &record, const BusCalls::Answer &answer);
-    /* Of the bank that runs. */
-    void commit(const BusCalls::Answer &answer);
-    /* Of a version that failed its trial. */
-    void forget(const std::string &version, const BusCalls::Answer &answer);
-    void changeSetting(const std::string &name, const std::string &value,
-                       const BusCalls::Answer &answer);
-    std::vector<std::pair<std::string, std::string>> explain();
+    void calledBy(uid_t user) override { caller_ = user; }
+    void offerImage(std::string descriptor, guard::OfferFlags flags, Answer answer) override;
+    void triggerMobileApp(int newswavailflag, Answer answer) override;
+    void setActivationTime(std::string record, Answer answer) override;
+    void cancel(std::uint64_t ticket, Answer answer) override;
+    void commit(Answer answer) override;
+    void forget(std::string version, Answer answer) override;
+    void changeSetting(std::string name, std::string value, Answer answer) override;
+    std::vector<std::string> history(std::uint32_t count) override;
+    std::vector<std::pair<std::string, std::string>> explain() override;
+    const NodeStatus &status() override;
 
   private:
     std::optional<guard::Refusal> noAgent() const;
     std::optional<guard::Refusal> noAddress() const;
     Judge judge() const;
-    bool isOverItsLimit(const BusCalls::Answer &answer);
+    bool isOverItsLimit(const Answer &answer);
     void tellSetting(guard::Setting setting, const std::string &value);
-    void refuse(const guard::Refusal &refusal, const BusCalls::Answer &answer);
+    void refuse(const guard::Refusal &refusal, const Answer &answer);
 
     /* An accepted request makes a dozen lines; a caller may send forty, and two a minute. */
     static constexpr std::chrono::seconds kNextRequest{30};

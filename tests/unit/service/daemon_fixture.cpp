@@ -98,7 +98,7 @@ void DaemonTest::setBridge(const std::string &mac) {
 }
 
 bool DaemonTest::hasStarted() {
-    const auto sentences = daemon_->explain();
+    const auto sentences = calls().explain();
     return std::none_of(sentences.begin(), sentences.end(), [](const auto &sentence) {
         return sentence.second.find("the agent has not started") != std::string::npos;
     });
@@ -144,32 +144,32 @@ ReplyRef DaemonTest::offer(int policy, const std::string &version) {
 
 ReplyRef DaemonTest::offerText(const std::string &descriptor) {
     auto reply = std::make_shared<Reply>();
-    daemon_->offerImage(descriptor, {0, 0, 0}, answerInto(reply));
+    calls().offerImage(descriptor, {0, 0, 0}, answerInto(reply));
     return reply;
 }
 
 ReplyRef DaemonTest::trigger() {
     auto reply = std::make_shared<Reply>();
-    daemon_->triggerMobileApp(1, answerInto(reply));
+    calls().triggerMobileApp(1, answerInto(reply));
     return reply;
 }
 
 ReplyRef DaemonTest::activateAt(const std::string &time) {
     auto reply = std::make_shared<Reply>();
-    daemon_->setActivationTime(base::printed(base::message({{"actTime", time}}).get()),
-                               answerInto(reply));
+    calls().setActivationTime(base::printed(base::message({{"actTime", time}}).get()),
+                              answerInto(reply));
     return reply;
 }
 
 ReplyRef DaemonTest::cancel(std::uint64_t ticket) {
     auto reply = std::make_shared<Reply>();
-    daemon_->cancel(ticket, answerInto(reply));
+    calls().cancel(ticket, answerInto(reply));
     return reply;
 }
 
 ReplyRef DaemonTest::change(const std::string &name, const std::string &value) {
     auto reply = std::make_shared<Reply>();
-    daemon_->changeSetting(name, value, answerInto(reply));
+    calls().changeSetting(name, value, answerInto(reply));
     return reply;
 }
 
@@ -179,11 +179,11 @@ std::uint64_t DaemonTest::ticketOf(const ReplyRef &reply) const {
     return reply->ticket;
 }
 
-bool DaemonTest::idle() { return daemon_->status().stage == "idle"; }
+bool DaemonTest::idle() { return calls().status().stage == "idle"; }
 
 std::vector<int> DaemonTest::codesOf(std::uint64_t ticket) {
     std::vector<int> codes;
-    for (const std::string &line : daemon_->history(kWholeHistory)) {
+    for (const std::string &line : calls().history(kWholeHistory)) {
         const base::Json entry = base::parsed(line);
         const std::string event = base::textOf(entry.get(), "event");
         if ((event == "finished" || event == "cancelled") &&
@@ -196,7 +196,7 @@ std::vector<int> DaemonTest::codesOf(std::uint64_t ticket) {
 
 std::vector<std::string> DaemonTest::told(const std::string &event) {
     std::vector<std::string> found;
-    for (const std::string &line : daemon_->history(kWholeHistory)) {
+    for (const std::string &line : calls().history(kWholeHistory)) {
         const base::Json entry = base::parsed(line);
         if (base::textOf(entry.get(), "event") == event) {
             found.push_back(std::to_string(base::numberOf(entry.get(), "ticket")) + " " +
@@ -215,7 +215,7 @@ std::string DaemonTest::nextOf(const std::string &event) { return newest(event, 
 
 std::string DaemonTest::newest(const std::string &event, const char *key) {
     std::string text;
-    for (const std::string &line : daemon_->history(kWholeHistory)) {
+    for (const std::string &line : calls().history(kWholeHistory)) {
         const base::Json entry = base::parsed(line);
         if (base::textOf(entry.get(), "event") == event) {
             text = base::textOf(entry.get(), key);
@@ -226,7 +226,7 @@ std::string DaemonTest::newest(const std::string &event, const char *key) {
 
 std::string DaemonTest::explained(const std::string &topic) {
     std::string sentences;
-    for (const auto &[about, sentence] : daemon_->explain()) {
+    for (const auto &[about, sentence] : calls().explain()) {
         sentences += about == topic ? sentence + "\n" : "";
     }
     return sentences;

@@ -56,6 +56,8 @@ class DaemonTest : public testing::Test {
     /* Turns the loop that long. */
     void turnFor(std::chrono::milliseconds time) const;
 
+    /* What the bus would ask the daemon. */
+    BusCalls &calls() { return daemon_->calls(); }
     ReplyRef offer(int policy = 0, const std::string &version = kNew);
     ReplyRef offerText(const std::string &descriptor);
     ReplyRef trigger();

@@ -41,7 +41,7 @@ TEST_F(RequestHandler, takes_offers_whatever_version_the_factory_gave_the_node) 
         const std::uint64_t ticket = ticketOf(offer());
         ASSERT_TRUE(turnUntil([&] { return finished(ticket); })) << version;
         EXPECT_THAT(codesOf(ticket), ElementsAre(base::rowOf(Outcome::notNeeded).code)) << version;
-        EXPECT_EQ(daemon_->status().banks.at(0).version, version);
+        EXPECT_EQ(calls().status().banks.at(0).version, version);
     }
 }
 
@@ -63,12 +63,12 @@ TEST_F(RequestHandler, tells_a_flood_of_refusals_in_one_line_and_answers_each) {
 
 TEST_F(RequestHandler, tells_what_others_do_whoever_floods_it) {
     startUp();
-    daemon_->calledBy(1000);
+    calls().calledBy(1000);
     for (int number = 0; number < 100; ++number) {
         EXPECT_EQ(change("onboarding", "rubbish" + std::to_string(number))->refused,
                   Outcome::settingMalformed);
     }
-    daemon_->calledBy(0);
+    calls().calledBy(0);
     EXPECT_EQ(change("onboarding", "2")->refused, Outcome::settingMalformed);
     EXPECT_THAT(told("refused").back(), HasSubstr("\"2\"")) << "it has a budget of its own";
     const ReplyRef first = change("onboarding", "1");
@@ -82,7 +82,7 @@ TEST_F(RequestHandler, tells_what_others_do_whoever_floods_it) {
 
 TEST_F(RequestHandler, takes_so_many_requests_of_one_user_and_says_when_to_send_the_next) {
     startUp();
-    daemon_->calledBy(1000);
+    calls().calledBy(1000);
     ReplyRef refused;
     int taken = 0;
     for (int number = 0; number < 200 && refused == nullptr; ++number) {
@@ -102,9 +102,9 @@ TEST_F(RequestHandler, takes_so_many_requests_of_one_user_and_says_when_to_send_
     EXPECT_EQ(change("onboarding", "1")->refused, Outcome::tooMany);
     EXPECT_EQ(activateAt("03:30")->refused, Outcome::tooMany);
     EXPECT_EQ(offer()->refused, Outcome::tooMany);
-    daemon_->calledBy(1001);
+    calls().calledBy(1001);
     EXPECT_NE(ticketOf(trigger()), 0U);
-    daemon_->calledBy(0);
+    calls().calledBy(0);
     for (int number = 0; number < SenderLimit::kBudget + 5; ++number) {
         const std::uint64_t ticket = ticketOf(trigger());
         ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
@@ -143,7 +143,7 @@ TEST_F(RequestHandler, refuses_what_the_guard_refuses_and_tells_it_with_its_code
 TEST_F(RequestHandler, refuses_flags_out_of_range) {
     startUp();
     std::optional<Outcome> refused;
-    daemon_->offerImage(
+    calls().offerImage(
         descriptorOf(0, kNew), {256, 0, 0},
         [&](const guard::Refusal *refusal, std::uint64_t) { refused = refusal->outcome; });
     EXPECT_EQ(refused, Outcome::flagOutOfRange);
@@ -161,11 +161,11 @@ TEST_F(RequestHandler, keeps_a_setting_and_has_it_in_force) {
     const ReplyRef reply = change("preferred_activation_time", "04:15");
     waitUntilAnswered(reply);
     EXPECT_FALSE(reply->refused) << reply->text;
-    EXPECT_EQ(daemon_->status().preferredActivationTime, "04:15");
+    EXPECT_EQ(calls().status().preferredActivationTime, "04:15");
     EXPECT_EQ(keptSettings().preferredActivationTime, "04:15");
     EXPECT_THAT(told("setting-changed"), ElementsAre("0 0 preferred_activation_time is 04:15"));
     startUp();
-    EXPECT_EQ(daemon_->status().preferredActivationTime, "04:15");
+    EXPECT_EQ(calls().status().preferredActivationTime, "04:15");
 }
 
 TEST_F(RequestHandler, keeps_settings_that_change_at_the_same_time) {
@@ -178,8 +178,8 @@ TEST_F(RequestHandler, keeps_settings_that_change_at_the_same_time) {
     waitUntilAnswered(again);
     EXPECT_EQ(keptSettings().workMode, "RGW");
     EXPECT_EQ(keptSettings().workRole, "Agent");
-    EXPECT_EQ(daemon_->status().workMode, "RGW");
-    EXPECT_EQ(daemon_->status().workRole, "Agent");
+    EXPECT_EQ(calls().status().workMode, "RGW");
+    EXPECT_EQ(calls().status().workRole, "Agent");
 }
 
 TEST_F(RequestHandler, refuses_a_setting_that_cannot_be_kept_and_goes_on_with_the_old_one) {
@@ -191,7 +191,7 @@ TEST_F(RequestHandler, refuses_a_setting_that_cannot_be_kept_and_goes_on_with_th
     waitUntilAnswered(lost);
     waitUntilAnswered(alsoLost);
     EXPECT_EQ(lost->refused, Outcome::notKept);
-    EXPECT_EQ(daemon_->status().workMode, "RGW");
+    EXPECT_EQ(calls().status().workMode, "RGW");
     mendStateDirectory();
     waitUntilAnswered(change("onboarding", "1"));
     EXPECT_FALSE(keptSettings().workMode);
@@ -203,7 +203,7 @@ TEST_F(RequestHandler, tells_settings_that_cannot_be_used_and_goes_on_with_the_c
     testing::internal::CaptureStderr();
     startUp();
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("settings.ini"));
-    EXPECT_EQ(daemon_->status().workMode, "RGW");
+    EXPECT_EQ(calls().status().workMode, "RGW");
 }
 
 TEST_F(RequestHandler, explains_what_was_refused_last_and_how_the_last_request_ended) {
@@ -213,7 +213,7 @@ TEST_F(RequestHandler, explains_what_was_refused_last_and_how_the_last_request_e
     ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
     const std::string refusal = offer(4)->text;
     std::string all;
-    for (const auto &[topic, sentence] : daemon_->explain()) {
+    for (const auto &[topic, sentence] : calls().explain()) {
         all += sentence + "\n";
     }
     EXPECT_THAT(all, HasSubstr(refusal));

@@ -48,7 +48,7 @@ class Road : public DaemonTest {
         config_.rootPort = broker_->port();
         config_.rootCaCertificate = in("broker/ca.pem");
         startUp();
-        ASSERT_TRUE(turnUntil([&] { return daemon_->status().rootConnected; }));
+        ASSERT_TRUE(turnUntil([&] { return calls().status().rootConnected; }));
     }
 
     std::optional<Broker> broker_;
@@ -97,16 +97,16 @@ TEST_F(Road, waits_for_an_answer_before_it_follows_a_change_of_role) {
     broker_->goOn();
     ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
     EXPECT_EQ(host_.log().size(), 3U);
-    EXPECT_TRUE(turnUntil([&] { return daemon_->status().rootConnected; }));
+    EXPECT_TRUE(turnUntil([&] { return calls().status().rootConnected; }));
 }
 
 TEST_F(Road, is_taken_anew_under_the_address_that_the_bridge_has_now) {
     connect();
     setBridge("02:00:5E:10:00:02");
-    ASSERT_TRUE(turnUntil([&] { return daemon_->status().mac == "02:00:5E:10:00:02"; }))
+    ASSERT_TRUE(turnUntil([&] { return calls().status().mac == "02:00:5E:10:00:02"; }))
         << "nobody asked for it";
-    EXPECT_FALSE(daemon_->status().rootConnected);
-    EXPECT_TRUE(turnUntil([&] { return daemon_->status().rootConnected; }));
+    EXPECT_FALSE(calls().status().rootConnected);
+    EXPECT_TRUE(turnUntil([&] { return calls().status().rootConnected; }));
 }
 
 TEST_F(Road, takes_nothing_while_the_disk_is_behind) {
@@ -146,9 +146,9 @@ TEST_F(Road, to_a_root_that_went_away_during_a_change_of_role_is_shown_as_down) 
     broker_->freeze();
     const ReplyRef changed = change("work_role", "Controller");
     ASSERT_TRUE(turnUntil([&] { return changed->times == 1; }));
-    EXPECT_FALSE(daemon_->status().rootConnected);
+    EXPECT_FALSE(calls().status().rootConnected);
     broker_->goOn();
-    EXPECT_TRUE(turnUntil([&] { return daemon_->status().rootConnected; }));
+    EXPECT_TRUE(turnUntil([&] { return calls().status().rootConnected; }));
 }
 
 } // namespace

@@ -16,7 +16,7 @@ class Board : public DaemonTest {
     // Short, so that long versions are let through; only the agent would write there.
     Board() { config_.logsDirectory = "/l"; }
 
-    const NodeStatus &status() { return daemon_->status(); }
+    const NodeStatus &status() { return calls().status(); }
     void downloaded(int percent, std::size_t bytes) const {
         // The agent names the image by the first 14 characters of the version.
         std::ofstream(in("tmp/") + std::string(kLongVersion).substr(0, 14))

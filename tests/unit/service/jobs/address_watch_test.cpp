@@ -22,14 +22,14 @@ TEST_F(RequestsByAddress, that_name_the_node_wait_for_its_address_and_others_do_
     start();
     EXPECT_EQ(offer()->refused, Outcome::notReady);
     const auto named = std::make_shared<Reply>();
-    daemon_->setActivationTime(R"({"mac":"02:00:5E:10:00:01","actTime":"03:30"})",
-                               answerInto(named));
+    calls().setActivationTime(R"({"mac":"02:00:5E:10:00:01","actTime":"03:30"})",
+                              answerInto(named));
     EXPECT_EQ(named->refused, Outcome::notReady) << named->text;
     EXPECT_EQ(told("refused").size(), 2U);
     const std::uint64_t asked = ticketOf(trigger());
     const std::uint64_t time = ticketOf(activateAt("03:30"));
     host_.release("go");
-    ASSERT_TRUE(turnUntil([&] { return !daemon_->status().mac.empty(); }));
+    ASSERT_TRUE(turnUntil([&] { return !calls().status().mac.empty(); }));
     const std::uint64_t offered = ticketOf(offer());
     host_.release("on");
     ASSERT_TRUE(turnUntil([&] { return finished(offered); }));
@@ -48,10 +48,10 @@ TEST_F(RequestsByAddress, are_judged_by_the_address_that_the_bridge_has_now) {
     EXPECT_NE(ticketOf(offer()), 0U) << "it came up";
     setBridge("02:00:5E:10:00:02");
     EXPECT_EQ(offer()->refused, Outcome::wrongMac) << "it changed";
-    EXPECT_EQ(daemon_->status().mac, "02:00:5E:10:00:02");
+    EXPECT_EQ(calls().status().mac, "02:00:5E:10:00:02");
     setBridge("");
     EXPECT_EQ(offer()->refused, Outcome::notReady) << "it went";
-    EXPECT_EQ(daemon_->status().mac, "");
+    EXPECT_EQ(calls().status().mac, "");
 }
 
 TEST_F(RequestsByAddress, that_were_kept_wait_for_the_address_that_they_name) {

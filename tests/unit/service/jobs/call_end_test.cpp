@@ -79,9 +79,9 @@ TEST_F(Outcomes, of_an_offer_with_a_timer_is_open_and_the_offer_waits) {
     const std::uint64_t ticket = offerThat(
         {stage("writing"), report("OTA_SW_SWAP_PASSIVE"), startTimer("rebootTimer", kLong)});
     EXPECT_THAT(codesOf(ticket), IsEmpty());
-    EXPECT_EQ(daemon_->status().stage, "waiting");
-    EXPECT_EQ(daemon_->status().ticket, ticket);
-    EXPECT_EQ(daemon_->status().version, kNew);
+    EXPECT_EQ(calls().status().stage, "waiting");
+    EXPECT_EQ(calls().status().ticket, ticket);
+    EXPECT_EQ(calls().status().version, kNew);
     const Ledger now = kept();
     ASSERT_TRUE(now.standing);
     EXPECT_EQ(now.standing->offer.ticket, ticket);
@@ -103,7 +103,7 @@ TEST_F(Outcomes, of_an_activated_offer_are_open_until_the_reboot) {
         offerThat({stage("writing"), stage("activating"), stage("rebooting"),
                    report("OTA_SW_ACTIVATION_COMPLETE")});
     EXPECT_THAT(codesOf(ticket), IsEmpty());
-    EXPECT_EQ(daemon_->status().stage, "rebooting");
+    EXPECT_EQ(calls().status().stage, "rebooting");
     const Ledger now = kept();
     ASSERT_TRUE(now.standing);
     EXPECT_TRUE(now.standing->activated);
@@ -128,7 +128,7 @@ TEST_F(Outcomes, of_an_offer_stay_open_while_each_timer_starts_another) {
     ASSERT_TRUE(turnUntil([&] { return host_.count("timer") == 3 && !kept().running; }));
     ASSERT_TRUE(turnUntil([&] { return kept().standing && kept().standing->activated; }));
     EXPECT_THAT(codesOf(ticket), IsEmpty());
-    EXPECT_EQ(daemon_->status().stage, "rebooting");
+    EXPECT_EQ(calls().status().stage, "rebooting");
 }
 
 TEST_F(Outcomes, of_an_offer_are_decided_by_the_trigger_that_moves_it) {
@@ -149,8 +149,8 @@ TEST_F(Outcomes, of_a_new_activation_time_leave_the_offer_waiting) {
     ASSERT_TRUE(turnUntil([&] { return finished(asked); }));
     EXPECT_THAT(codesOf(asked), ElementsAre(0));
     EXPECT_THAT(codesOf(ticket), IsEmpty());
-    EXPECT_EQ(daemon_->status().ticket, ticket);
-    EXPECT_EQ(daemon_->status().timers.size(), 1U);
+    EXPECT_EQ(calls().status().ticket, ticket);
+    EXPECT_EQ(calls().status().timers.size(), 1U);
 }
 
 TEST_F(Outcomes, of_an_extender_that_no_root_takes_its_hand_over_from) {

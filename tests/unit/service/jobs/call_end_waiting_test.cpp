@@ -40,8 +40,8 @@ class TheOfferThatWaits : public DaemonTest {
         EXPECT_EQ(now.standing->offer.ticket, kWaiting);
         ASSERT_EQ(now.timers.size(), 1U);
         EXPECT_EQ(now.timers[0].name, "rebootTimer");
-        EXPECT_EQ(daemon_->status().ticket, kWaiting);
-        EXPECT_EQ(daemon_->status().stage, "waiting");
+        EXPECT_EQ(calls().status().ticket, kWaiting);
+        EXPECT_EQ(calls().status().stage, "waiting");
     }
 };
 
@@ -94,7 +94,7 @@ TEST_F(TheOfferThatWaits, is_over_where_its_image_is) {
              {stage("writing"), waitFor("emptied"), report("OTA_SW_FLASH_WRITE_FAILED")});
     start();
     const std::uint64_t next = ticketOf(offer(1, kOther));
-    ASSERT_TRUE(turnUntil([&] { return daemon_->status().stage == "writing"; }));
+    ASSERT_TRUE(turnUntil([&] { return calls().status().stage == "writing"; }));
     runFrom(node::Bank::a, kOld, kOther);
     host_.release("emptied");
     ASSERT_TRUE(turnUntil([&] { return finished(next); }));
@@ -121,19 +121,19 @@ TEST_F(TheOfferThatWaits, is_not_cancelled_with_the_offer_behind_it_unless_it_is
     host_.on("new-image", {stage("downloading"), hang()});
     start();
     const std::uint64_t next = ticketOf(offer(1, kOther));
-    ASSERT_TRUE(turnUntil([&] { return daemon_->status().stage == "downloading"; }));
+    ASSERT_TRUE(turnUntil([&] { return calls().status().stage == "downloading"; }));
     const ReplyRef one = cancel(next);
     ASSERT_TRUE(turnUntil([&] { return one->times == 1; }));
     EXPECT_THAT(codesOf(next), ElementsAre(codeOf(Outcome::cancelled)));
     expectItWaitsOn();
     const std::uint64_t third = ticketOf(offer(1, kOther));
-    ASSERT_TRUE(turnUntil([&] { return daemon_->status().stage == "downloading"; }));
+    ASSERT_TRUE(turnUntil([&] { return calls().status().stage == "downloading"; }));
     const ReplyRef running = cancel(third);
     const ReplyRef waiting = cancel(kWaiting);
     ASSERT_TRUE(turnUntil([&] { return running->times == 1 && waiting->times == 1; }));
     EXPECT_THAT(codesOf(third), ElementsAre(codeOf(Outcome::cancelled)));
     EXPECT_THAT(codesOf(kWaiting), ElementsAre(codeOf(Outcome::cancelled)));
-    EXPECT_THAT(daemon_->status().timers, IsEmpty());
+    EXPECT_THAT(calls().status().timers, IsEmpty());
 }
 
 TEST_F(TheOfferThatWaits, in_the_half_hour_before_its_swap_keeps_its_time) {

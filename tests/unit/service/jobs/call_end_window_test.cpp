@@ -68,7 +68,7 @@ TEST_F(AWindowThatIsUsedUp, by_its_trigger_leaves_an_image_waiting_whatever_is_p
     ASSERT_TRUE(turnUntil([&] { return !kept().running; }));
     ASSERT_TRUE(kept().standing);
     EXPECT_EQ(kept().standing->offer.ticket, 7U);
-    EXPECT_EQ(daemon_->status().ticket, 7U);
+    EXPECT_EQ(calls().status().ticket, 7U);
     // What is told as the way out is one.
     const ReplyRef cancelled = cancel(7);
     ASSERT_TRUE(turnUntil([&] { return cancelled->times == 1; }));

@@ -24,7 +24,7 @@ TEST_F(DuringACall, an_activation_goes_on_to_its_reboot_where_it_cannot_be_kept)
                            ask(R"({"call":"activated"})"), report("OTA_SW_ACTIVATION_COMPLETE")});
     startUp();
     ticketOf(offer(1));
-    ASSERT_TRUE(turnUntil([&] { return daemon_->status().stage == "downloading"; }));
+    ASSERT_TRUE(turnUntil([&] { return calls().status().stage == "downloading"; }));
     breakStateDirectory();
     host_.release("go");
     EXPECT_TRUE(turnUntil([&] { return told("status").size() == 1; }));
@@ -46,14 +46,14 @@ TEST_F(DuringACall, the_stage_stays_until_the_call_is_over) {
                            stage("idle"), waitFor("over")});
     startUp();
     ticketOf(offer());
-    ASSERT_TRUE(turnUntil([&] { return daemon_->status().stage == "writing"; }));
+    ASSERT_TRUE(turnUntil([&] { return calls().status().stage == "writing"; }));
     turnFor(std::chrono::milliseconds(100));
-    EXPECT_EQ(daemon_->status().stage, "writing");
+    EXPECT_EQ(calls().status().stage, "writing");
     host_.release("told");
-    ASSERT_TRUE(turnUntil([&] { return daemon_->status().stage == "rebooting"; }));
+    ASSERT_TRUE(turnUntil([&] { return calls().status().stage == "rebooting"; }));
     host_.release("over");
     ASSERT_TRUE(turnUntil([&] { return !kept().running; }));
-    EXPECT_EQ(daemon_->status().stage, "rebooting");
+    EXPECT_EQ(calls().status().stage, "rebooting");
 }
 
 } // namespace

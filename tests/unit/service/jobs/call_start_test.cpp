@@ -27,7 +27,7 @@ TEST_F(StartOfACall, are_on_the_disk_as_running_before_the_agent_hears_of_them) 
 TEST_F(StartOfACall, carry_to_the_agent_what_was_checked) {
     startUp();
     const auto reply = std::make_shared<Reply>();
-    daemon_->offerImage(
+    calls().offerImage(
         descriptorOf(2, kNew), {3, 1, 0},
         [&](const guard::Refusal *, std::uint64_t ticket) { reply->ticket = ticket; });
     ASSERT_TRUE(turnUntil([&] { return reply->ticket != 0 && finished(reply->ticket); }));

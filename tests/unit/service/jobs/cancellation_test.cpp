@@ -44,9 +44,9 @@ class Cancel : public DaemonTest {
     // The cancelled one is over, nothing of it is left, and the next offer has its turn.
     void expectAllForgotten(std::uint64_t ticket) {
         EXPECT_THAT(codesOf(ticket), ElementsAre(kCancelled));
-        EXPECT_TRUE(idle()) << daemon_->status().stage;
-        EXPECT_EQ(daemon_->status().ticket, 0U);
-        EXPECT_THAT(daemon_->status().timers, IsEmpty());
+        EXPECT_TRUE(idle()) << calls().status().stage;
+        EXPECT_EQ(calls().status().ticket, 0U);
+        EXPECT_THAT(calls().status().timers, IsEmpty());
         const Ledger now = kept();
         EXPECT_FALSE(now.running);
         EXPECT_FALSE(now.standing);
@@ -101,7 +101,7 @@ TEST_F(Cancel, of_an_offer_that_waits_ends_the_trigger_that_works_for_it) {
     const std::uint64_t ticket = offerThatStands();
     host_.on("mobile-trigger", {stage("downloading"), hang()});
     const std::uint64_t asked = ticketOf(trigger());
-    ASSERT_TRUE(turnUntil([&] { return daemon_->status().stage == "downloading"; }));
+    ASSERT_TRUE(turnUntil([&] { return calls().status().stage == "downloading"; }));
     expectCancelled(cancel(ticket), ticket);
     EXPECT_THAT(codesOf(asked), ElementsAre(kCancelled));
     expectAllForgotten(ticket);
@@ -110,7 +110,7 @@ TEST_F(Cancel, of_an_offer_that_waits_ends_the_trigger_that_works_for_it) {
 TEST_F(Cancel, of_a_timer_s_call_ends_its_offer) {
     host_.on("timer", {stage("downloading"), hang()});
     const std::uint64_t ticket = offerAndBeBusy({startTimer("downloadStartTimer", 0)});
-    ASSERT_TRUE(turnUntil([&] { return daemon_->status().stage == "downloading"; }));
+    ASSERT_TRUE(turnUntil([&] { return calls().status().stage == "downloading"; }));
     expectCancelled(cancel(ticket), ticket);
     EXPECT_THAT(host_.heard(), Contains("timer").Times(1));
     expectAllForgotten(ticket);
@@ -189,7 +189,7 @@ TEST_F(Cancel, of_a_request_in_the_queue_takes_only_that_out) {
     expectCancelled(cancel(second), second);
     EXPECT_EQ(kept().queue.size(), 1U);
     EXPECT_THAT(codesOf(second), ElementsAre(kCancelled));
-    EXPECT_EQ(daemon_->status().queued, 1U);
+    EXPECT_EQ(calls().status().queued, 1U);
     host_.release("go");
     ASSERT_TRUE(turnUntil([&] { return finished(third); }));
     EXPECT_THAT(host_.heard(), ElementsAre("start-up", "new-image", "activation-time"));
@@ -208,7 +208,7 @@ TEST_F(Cancel, of_whatever_waits_takes_the_first_of_the_queue_where_nothing_runs
     ASSERT_TRUE(turnUntil([&] { return host_.count("start-up") == 1; }));
     expectCancelled(cancel(0), 7);
     host_.release("go");
-    ASSERT_TRUE(turnUntil([&] { return !daemon_->status().mac.empty() && kept().queue.empty(); }));
+    ASSERT_TRUE(turnUntil([&] { return !calls().status().mac.empty() && kept().queue.empty(); }));
     turnWhileBusy();
     EXPECT_EQ(host_.count("new-image"), 0U);
     EXPECT_THAT(codesOf(7), ElementsAre(kCancelled));

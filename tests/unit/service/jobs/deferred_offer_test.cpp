@@ -34,9 +34,9 @@ class AnOfferThatIsPutOff : public DaemonTest {
 TEST_F(AnOfferThatIsPutOff, is_shown_and_kept) {
     config_.onboarding = 1;
     const std::uint64_t ticket = offerThatIsPutOff();
-    EXPECT_TRUE(daemon_->status().deferred);
-    EXPECT_EQ(daemon_->status().stage, "waiting");
-    EXPECT_EQ(daemon_->status().ticket, ticket);
+    EXPECT_TRUE(calls().status().deferred);
+    EXPECT_EQ(calls().status().stage, "waiting");
+    EXPECT_EQ(calls().status().ticket, ticket);
     EXPECT_THAT(told("deferred"),
                 ElementsAre(std::to_string(ticket) + " 63 the node is being onboarded"));
     EXPECT_EQ(reasonCodeOf("deferred"), "onboarding");
@@ -57,7 +57,7 @@ TEST_F(AnOfferThatIsPutOff, is_taken_up_when_onboarding_ends) {
     EXPECT_THAT(host_.events("restore")[0], HasSubstr(R"("g_ISDeferedUpgrade":0)"));
     EXPECT_THAT(host_.events("timer")[1], HasSubstr("downloadStartTimer"));
     EXPECT_THAT(codesOf(ticket), ElementsAre(base::rowOf(Outcome::notNeeded).code));
-    EXPECT_FALSE(daemon_->status().deferred);
+    EXPECT_FALSE(calls().status().deferred);
     EXPECT_TRUE(idle());
 }
 
@@ -129,7 +129,7 @@ TEST_F(AnOfferThatIsPutOff, leaves_no_mark_on_the_one_behind_it) {
     const std::uint64_t second = ticketOf(offer(2, kOther));
     ASSERT_TRUE(turnUntil([&] { return finished(second); }));
     EXPECT_THAT(codesOf(first), ElementsAre(base::rowOf(Outcome::superseded).code));
-    EXPECT_FALSE(daemon_->status().deferred);
+    EXPECT_FALSE(calls().status().deferred);
     EXPECT_THAT(explained("now"), Not(HasSubstr("put off")));
     ASSERT_TRUE(turnUntil([&] { return host_.count("restore") == 1; }));
     EXPECT_THAT(host_.events("restore")[0], HasSubstr(R"("g_ISDeferedUpgrade":0)"));

@@ -39,7 +39,7 @@ class ASeriesOfDownloads : public DaemonTest {
     }
 
     int secondsArmed() {
-        const auto timers = daemon_->status().timers;
+        const auto timers = calls().status().timers;
         return timers.size() == 1 && timers[0].name == kRetry ? static_cast<int>(timers[0].seconds)
                                                               : -1;
     }
@@ -47,10 +47,10 @@ class ASeriesOfDownloads : public DaemonTest {
     void expectTheEndOfTheSeries(std::uint64_t ticket) {
         ASSERT_TRUE(turnUntil([&] { return finished(ticket) && host_.count("start-up") == 2; }));
         EXPECT_THAT(codesOf(ticket), ElementsAre(base::rowOf(Outcome::downloadGaveUp).code));
-        EXPECT_EQ(daemon_->status().statusWord, "OTA_RECONNECT_BUE");
+        EXPECT_EQ(calls().status().statusWord, "OTA_RECONNECT_BUE");
         EXPECT_THAT(told("series-ended"), ElementsAre(HasSubstr("download 7 in a row failed")));
         ASSERT_TRUE(turnUntil([&] { return hasStarted() && idle(); }));
-        EXPECT_THAT(daemon_->status().timers, IsEmpty());
+        EXPECT_THAT(calls().status().timers, IsEmpty());
         EXPECT_THAT(told("host-crashed"), IsEmpty());
         ASSERT_TRUE(turnUntil([&] { return kept().failedDownloads == 0; }));
         EXPECT_THAT(kept().timers, IsEmpty());
@@ -141,7 +141,7 @@ TEST_F(ASeriesOfDownloads, does_not_begin_with_a_timer_that_the_agent_does_not_a
     startUp();
     const std::uint64_t ticket = ticketOf(offer());
     ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
-    EXPECT_THAT(daemon_->status().timers, IsEmpty());
+    EXPECT_THAT(calls().status().timers, IsEmpty());
     ASSERT_TRUE(turnUntil([&] { return kept().failedDownloads == 1; }));
 }
 

@@ -35,8 +35,8 @@ TEST_F(Crash, in_a_call_is_told_and_the_call_done_again_with_the_memory_of_befor
     const std::uint64_t before = ticketOf(activateAt("03:30"));
     const std::uint64_t ticket = ticketOf(offer());
     ASSERT_TRUE(turnUntil([&] { return finished(before) && !told("host-crashed").empty(); }));
-    EXPECT_EQ(daemon_->status().stage, "waiting") << "the call is over, the offer is not";
-    EXPECT_THAT(daemon_->status().timers, IsEmpty());
+    EXPECT_EQ(calls().status().stage, "waiting") << "the call is over, the offer is not";
+    EXPECT_THAT(calls().status().timers, IsEmpty());
     ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
     EXPECT_THAT(host_.heard(), ElementsAre("start-up", "activation-time", "new-image", "ack 0",
                                            "start-up", "restore", "new-image", "ack -1"));
@@ -48,7 +48,7 @@ TEST_F(Crash, in_a_call_is_told_and_the_call_done_again_with_the_memory_of_befor
     EXPECT_THAT(told("host-crashed"),
                 ElementsAre(std::to_string(ticket) + " 61 it was ended by signal 9"));
     EXPECT_THAT(codesOf(ticket), ElementsAre(base::rowOf(Outcome::notNeeded).code));
-    EXPECT_THAT(daemon_->status().timers, IsEmpty());
+    EXPECT_THAT(calls().status().timers, IsEmpty());
 }
 
 TEST_F(Crash, is_counted_on_the_disk) {
@@ -108,11 +108,11 @@ TEST_F(Crash, while_the_request_is_being_kept_leaves_it_to_the_next_host) {
     const std::uint64_t before = ticketOf(activateAt("03:30"));
     ASSERT_TRUE(turnUntil([&] { return finished(before); }));
     std::uint64_t ticket = 0;
-    daemon_->offerImage(descriptorOf(0, kNew), {0, 0, 0},
-                        [&](const guard::Refusal *, std::uint64_t given) {
-                            ticket = given;
-                            breakStateDirectory();
-                        });
+    calls().offerImage(descriptorOf(0, kNew), {0, 0, 0},
+                       [&](const guard::Refusal *, std::uint64_t given) {
+                           ticket = given;
+                           breakStateDirectory();
+                       });
     ASSERT_TRUE(turnUntil([&] { return ticket != 0; }));
     turnWhileBusy();
     host_.release("go");
@@ -137,7 +137,7 @@ TEST_F(Crash, of_a_host_that_says_why_it_cannot_start_is_told_with_that_everywhe
     ASSERT_TRUE(turnUntil([&] { return told("host-crashed").size() == 2; }));
     EXPECT_THAT(told("host-crashed")[0], HasSubstr("it ended with code 1: " + why));
     EXPECT_EQ(reasonCodeOf("host-crashed"), "boot-state-unreadable");
-    const NodeStatus &status = daemon_->status();
+    const NodeStatus &status = calls().status();
     EXPECT_EQ(status.stage, "waiting");
     EXPECT_EQ(status.waitReasonCode, "boot-state-unreadable");
     EXPECT_EQ(status.waitReason, why);
@@ -145,8 +145,8 @@ TEST_F(Crash, of_a_host_that_says_why_it_cannot_start_is_told_with_that_everywhe
                                               " (boot-state-unreadable); it is started again in "));
     const ReplyRef commit = std::make_shared<Reply>();
     const ReplyRef forget = std::make_shared<Reply>();
-    daemon_->commit(answerInto(commit));
-    daemon_->forget(kNew, answerInto(forget));
+    calls().commit(answerInto(commit));
+    calls().forget(kNew, answerInto(forget));
     for (const ReplyRef &reply : {offer(), trigger(), activateAt("03:30"), commit, forget}) {
         EXPECT_EQ(reply->refused, Outcome::notReady);
         EXPECT_EQ(reply->text, "node: the agent cannot start: " + why + " (boot-state-unreadable)");

@@ -22,9 +22,9 @@ TEST_F(TheHost, that_ends_without_work_is_started_again_with_what_waited) {
     host_.release("go");
     ASSERT_TRUE(turnUntil([&] { return host_.count("restore") == 1; }));
     ASSERT_TRUE(turnUntil([&] { return !told("taken-up").empty(); }));
-    ASSERT_EQ(daemon_->status().timers.size(), 1U);
-    EXPECT_GT(daemon_->status().timers[0].seconds, kLong - 100U);
-    EXPECT_EQ(daemon_->status().ticket, ticket);
+    ASSERT_EQ(calls().status().timers.size(), 1U);
+    EXPECT_GT(calls().status().timers[0].seconds, kLong - 100U);
+    EXPECT_EQ(calls().status().ticket, ticket);
     EXPECT_THAT(codesOf(ticket), IsEmpty());
 }
 
@@ -33,7 +33,7 @@ TEST_F(TheHost, is_started_again_after_ever_longer_pauses) {
     start();
     ASSERT_TRUE(turnUntil([&] { return told("host-crashed").size() == 2; }));
     std::vector<std::string> next;
-    for (const std::string &line : daemon_->history(100)) {
+    for (const std::string &line : calls().history(100)) {
         const base::Json entry = base::parsed(line);
         if (base::textOf(entry.get(), "event") == "host-crashed") {
             next.push_back(base::textOf(entry.get(), "next"));
@@ -48,7 +48,7 @@ TEST_F(TheHost, that_waits_for_a_socket_is_told_and_requests_wait_for_it) {
     host_.on("start-up",
              {say(R"({"note":"waits-for","path":"/run/manager.sock"})"), waitFor("go")});
     start();
-    ASSERT_TRUE(turnUntil([&] { return daemon_->status().stage == "waiting"; }));
+    ASSERT_TRUE(turnUntil([&] { return calls().status().stage == "waiting"; }));
     ASSERT_EQ(told("agent-waits").size(), 1U);
     EXPECT_THAT(told("agent-waits")[0], HasSubstr("/run/manager.sock"));
     const std::uint64_t ticket = ticketOf(trigger());

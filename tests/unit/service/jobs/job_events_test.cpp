@@ -33,13 +33,13 @@ class ReasonsOfEnds : public DaemonTest {
     }
     // "<result> <reason code>: <sentence>" of the last end that is told.
     std::string lastEnd() {
-        const base::End &end = daemon_->status().lastEnd;
+        const base::End &end = calls().status().lastEnd;
         return std::to_string(end.ticket) + " " + end.result + " " + end.reasonCode + ": " +
                end.reason;
     }
     std::vector<base::Json> history() {
         std::vector<base::Json> lines;
-        for (const std::string &line : daemon_->history(History::kNewest)) {
+        for (const std::string &line : calls().history(History::kNewest)) {
             lines.push_back(base::parsed(line));
         }
         return lines;
@@ -76,8 +76,8 @@ TEST_F(ReasonsOfEnds, of_an_attempt_are_told_while_the_next_one_waits) {
     const std::uint64_t ticket = offerThat(
         {stage("downloading"), cause("file-not-found", "it answered 404"),
          cause("file-not-found", "it answered 404", 1), startTimer("downloadRetryTimer", kLong)});
-    EXPECT_EQ(daemon_->status().waitReasonCode, "file-not-found");
-    EXPECT_EQ(daemon_->status().waitReason, "attempt 1 of 7 failed: it answered 404");
+    EXPECT_EQ(calls().status().waitReasonCode, "file-not-found");
+    EXPECT_EQ(calls().status().waitReason, "attempt 1 of 7 failed: it answered 404");
     EXPECT_THAT(told("attempt-failed"),
                 ElementsAre(std::to_string(ticket) + " 65 attempt 1 of 7 failed: it answered 404"));
     EXPECT_THAT(explained("next"), HasSubstr("attempt 1 of 7 failed: it answered 404"));
@@ -88,7 +88,7 @@ TEST_F(ReasonsOfEnds, of_an_attempt_are_told_while_the_next_one_waits) {
     turnFor(std::chrono::milliseconds(100));
     stop();
     startUp();
-    EXPECT_EQ(daemon_->status().waitReasonCode, "file-not-found");
+    EXPECT_EQ(calls().status().waitReasonCode, "file-not-found");
 }
 
 // The agent's count ends with its process.
@@ -99,7 +99,7 @@ TEST_F(ReasonsOfEnds, of_an_attempt_count_on_over_restarts_of_the_host) {
     keep(ledger);
     offerThat({stage("downloading"), cause("no-connection", "refused", 1),
                startTimer("downloadRetryTimer", kLong)});
-    EXPECT_EQ(daemon_->status().waitReason, "attempt 4 of 7 failed: refused");
+    EXPECT_EQ(calls().status().waitReason, "attempt 4 of 7 failed: refused");
 }
 
 TEST_F(ReasonsOfEnds, of_an_attempt_go_with_the_next_call) {
@@ -110,8 +110,8 @@ TEST_F(ReasonsOfEnds, of_an_attempt_go_with_the_next_call) {
     ticketOf(offer());
     ASSERT_TRUE(turnUntil([&] { return host_.count("timer") == 1; }));
     EXPECT_THAT(told("attempt-failed"), ElementsAre(HasSubstr("attempt 1 of 7 failed: late")));
-    ASSERT_TRUE(turnUntil([&] { return daemon_->status().stage == "downloading"; }));
-    EXPECT_EQ(daemon_->status().waitReason, "");
+    ASSERT_TRUE(turnUntil([&] { return calls().status().stage == "downloading"; }));
+    EXPECT_EQ(calls().status().waitReason, "");
 }
 
 TEST_F(ReasonsOfEnds, of_the_last_request_are_known_to_the_next_service) {
@@ -138,7 +138,7 @@ TEST_F(ReasonsOfEnds, of_a_call_that_broke_off_tell_what_was_there_already) {
 TEST_F(ReasonsOfEnds, follow_the_boot_in_the_history_which_is_numbered) {
     host_.on("start-up", {});
     offerThat({stage("activating"), stage("rebooting"), report("OTA_SW_ACTIVATION_COMPLETE")});
-    EXPECT_EQ(daemon_->status().stage, "rebooting");
+    EXPECT_EQ(calls().status().stage, "rebooting");
     stop();
     runFrom(node::Bank::b, kNew);
     host_.on("start-up", {stage("committing"), stage("idle"), waitFor("word"),
@@ -146,7 +146,7 @@ TEST_F(ReasonsOfEnds, follow_the_boot_in_the_history_which_is_numbered) {
     start("boot-2");
     ASSERT_TRUE(turnUntil([&] { return host_.count("start-up") == 2; }));
     turnFor(std::chrono::milliseconds(100));
-    EXPECT_EQ(daemon_->status().stage, "committing");
+    EXPECT_EQ(calls().status().stage, "committing");
     host_.release("word");
     ASSERT_TRUE(turnUntil([&] { return finished(1); }));
     std::vector<std::string> events;
@@ -204,7 +204,7 @@ TEST_F(NamedTime, with_nothing_waiting_governs_the_next_image) {
     ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
     EXPECT_THAT(lastEnd(), HasSubstr("nothing waits for its activation: 03:30 governs the next "
                                      "image of policy 0, until the node boots"));
-    EXPECT_EQ(daemon_->status().activationTime, "03:30");
+    EXPECT_EQ(calls().status().activationTime, "03:30");
 }
 
 TEST_F(NamedTime, with_an_image_waiting_governs_that) {
@@ -213,7 +213,7 @@ TEST_F(NamedTime, with_an_image_waiting_governs_that) {
               doneWith(R"({"deferred":0,"memory":{"swActTime":{"actTime":"03:30"},)"
                        R"("g_mAppRebootTrig":1}})")});
     offerThat({startTimer("rebootTimer", kLong)});
-    EXPECT_EQ(daemon_->status().activationTime, "");
+    EXPECT_EQ(calls().status().activationTime, "");
     const std::uint64_t ticket = ticketOf(activateAt("03:30"));
     ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
     EXPECT_THAT(lastEnd(), HasSubstr(std::string(kNew) + " (ticket 1) is activated at 03:30"));

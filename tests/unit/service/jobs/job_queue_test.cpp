@@ -23,7 +23,7 @@ class Requests : public DaemonTest {
                  {stage("downloading"), waitFor("go"), report("OTA_SW_FLASH_WRITE_FAILED")});
         startUp();
         const std::uint64_t ticket = ticketOf(offer());
-        EXPECT_TRUE(turnUntil([&] { return daemon_->status().stage == "downloading"; }));
+        EXPECT_TRUE(turnUntil([&] { return calls().status().stage == "downloading"; }));
         return ticket;
     }
 };
@@ -32,12 +32,12 @@ TEST_F(Requests, are_on_the_disk_before_they_are_answered) {
     startUp();
     Ledger seen;
     std::uint64_t answered = 0;
-    daemon_->offerImage(descriptorOf(1, kNew), {2, 1, 0},
-                        [&](const guard::Refusal *refusal, std::uint64_t ticket) {
-                            EXPECT_EQ(refusal, nullptr);
-                            seen = kept();
-                            answered = ticket;
-                        });
+    calls().offerImage(descriptorOf(1, kNew), {2, 1, 0},
+                       [&](const guard::Refusal *refusal, std::uint64_t ticket) {
+                           EXPECT_EQ(refusal, nullptr);
+                           seen = kept();
+                           answered = ticket;
+                       });
     EXPECT_EQ(answered, 0U);
     ASSERT_TRUE(turnUntil([&] { return answered != 0; }));
     ASSERT_EQ(seen.queue.size(), 1U);
@@ -52,7 +52,7 @@ TEST_F(Requests, run_in_their_order_and_are_answered_while_the_agent_is_busy) {
     const std::uint64_t second = ticketOf(trigger());
     const std::uint64_t third = ticketOf(activateAt("03:30"));
     const std::uint64_t fourth = ticketOf(offer(0, kOther));
-    EXPECT_EQ(daemon_->status().queued, 3U);
+    EXPECT_EQ(calls().status().queued, 3U);
     EXPECT_THAT(host_.heard(), ElementsAre("start-up", "new-image"));
     host_.release("go");
     ASSERT_TRUE(turnUntil([&] { return finished(fourth); }));
@@ -75,7 +75,7 @@ TEST_F(Requests, more_than_the_queue_takes_are_refused) {
     EXPECT_EQ(tooMany->refused, Outcome::queueFull);
     host_.release("go");
     ASSERT_TRUE(
-        turnUntil([&] { return daemon_->status().ticket == 0 && daemon_->status().queued == 0; }));
+        turnUntil([&] { return calls().status().ticket == 0 && calls().status().queued == 0; }));
     EXPECT_EQ(host_.count("mobile-trigger"), static_cast<std::size_t>(kLongestQueue));
 }
 

@@ -30,7 +30,7 @@ class TimersOfTheAgent : public DaemonTest {
 TEST_F(TimersOfTheAgent, that_run_out_during_the_call_come_behind_it_and_are_awaited) {
     host_.on("timer", {report("OTA_SW_ACTIVATION_FAILED")});
     const std::uint64_t ticket = offerWithExpiry({});
-    EXPECT_EQ(daemon_->status().queued, 1U);
+    EXPECT_EQ(calls().status().queued, 1U);
     EXPECT_EQ(host_.count("timer"), 0U);
     host_.release("go");
     ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
@@ -44,7 +44,7 @@ TEST_F(TimersOfTheAgent, that_ran_out_and_were_stopped_before_their_turn_do_not_
     ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
     turnWhileBusy();
     EXPECT_EQ(host_.count("timer"), 0U);
-    EXPECT_EQ(daemon_->status().queued, 0U);
+    EXPECT_EQ(calls().status().queued, 0U);
     EXPECT_TRUE(idle());
 }
 
@@ -54,8 +54,8 @@ TEST_F(TimersOfTheAgent, that_ran_out_and_were_started_anew_count_anew) {
     ASSERT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
     turnWhileBusy();
     EXPECT_EQ(host_.count("timer"), 0U);
-    ASSERT_EQ(daemon_->status().timers.size(), 1U);
-    EXPECT_GT(daemon_->status().timers[0].seconds, kLong - 100U);
+    ASSERT_EQ(calls().status().timers.size(), 1U);
+    EXPECT_GT(calls().status().timers[0].seconds, kLong - 100U);
     EXPECT_THAT(codesOf(ticket), IsEmpty());
 }
 
@@ -95,7 +95,7 @@ TEST_F(TimersOfTheAgent, are_stopped_and_the_stop_is_told_once) {
     ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
     EXPECT_THAT(told("timer-started"), ElementsAre("0 0 rebootTimer for 1000 s"));
     EXPECT_THAT(told("timer-stopped"), ElementsAre("0 0 rebootTimer"));
-    EXPECT_THAT(daemon_->status().timers, IsEmpty());
+    EXPECT_THAT(calls().status().timers, IsEmpty());
 }
 
 } // namespace

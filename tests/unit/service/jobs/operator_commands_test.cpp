@@ -41,7 +41,7 @@ TEST_F(CommandsOnTrial, a_commit_is_answered_when_the_host_has_done_it) {
     host_.release("go");
     ASSERT_TRUE(answered(reply));
     EXPECT_FALSE(reply->refused) << reply->text;
-    EXPECT_FALSE(daemon_->status().bankTrials.at(1).trial);
+    EXPECT_FALSE(calls().status().bankTrials.at(1).trial);
     EXPECT_THAT(told("committed"), ElementsAre("0 0 bank b, by an operator"));
     EXPECT_EQ(host_.count("commit"), 1U);
     const std::uint64_t ticket = ticketOf(offer(1, kOther));

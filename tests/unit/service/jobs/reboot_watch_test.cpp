@@ -31,8 +31,8 @@ class BeforeTheReboot : public DaemonTest {
         EXPECT_EQ(host_.count("new-image"), 1U);
         EXPECT_THAT(codesOf(first_), IsEmpty());
         EXPECT_THAT(codesOf(second_), IsEmpty());
-        EXPECT_EQ(daemon_->status().queued, 1U);
-        EXPECT_EQ(daemon_->status().ticket, first_);
+        EXPECT_EQ(calls().status().queued, 1U);
+        EXPECT_EQ(calls().status().ticket, first_);
         EXPECT_EQ(kept().queue.size(), 1U);
         EXPECT_THAT(explained("queue"), HasSubstr("behind the reboot"));
     }
@@ -66,7 +66,7 @@ class BeforeTheReboot : public DaemonTest {
 TEST_F(BeforeTheReboot, nothing_that_is_queued_begins_and_behind_it_everything_does) {
     offerTwo(1, {stage("activating"), stage("rebooting"), report("OTA_SW_ACTIVATION_COMPLETE")});
     expectThatTheSecondWaits();
-    EXPECT_EQ(daemon_->status().stage, "rebooting");
+    EXPECT_EQ(calls().status().stage, "rebooting");
     boot();
     ASSERT_TRUE(turnUntil([&] { return finished(second_); }));
     EXPECT_THAT(codesOf(first_), ElementsAre(base::rowOf(Outcome::done).code));
@@ -83,7 +83,7 @@ TEST_F(BeforeTheReboot, a_word_that_comes_behind_it_decides_nothing) {
 TEST_F(BeforeTheReboot, the_activation_may_be_of_no_offer_that_stands) {
     activateForNoOffer();
     EXPECT_EQ(host_.count("new-image"), 0U);
-    EXPECT_EQ(daemon_->status().stage, "rebooting");
+    EXPECT_EQ(calls().status().stage, "rebooting");
     EXPECT_EQ(cancel(0)->times, 0) << "it is taken back first";
     ASSERT_TRUE(turnUntil([&] { return host_.count("abandon") == 1; }));
     ASSERT_TRUE(turnUntil([&] { return host_.count("new-image") == 1; }));
@@ -95,10 +95,10 @@ TEST_F(BeforeTheReboot, what_the_agent_still_does_is_not_the_stage_of_the_node) 
     startUp();
     const std::uint64_t ticket = ticketOf(offer(3));
     ASSERT_TRUE(turnUntil([&] { return told("stage").size() == 3; }));
-    EXPECT_EQ(daemon_->status().stage, "rebooting");
+    EXPECT_EQ(calls().status().stage, "rebooting");
     host_.release("go");
     ASSERT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
-    EXPECT_EQ(daemon_->status().stage, "rebooting");
+    EXPECT_EQ(calls().status().stage, "rebooting");
     EXPECT_THAT(codesOf(ticket), IsEmpty());
 }
 
@@ -108,8 +108,8 @@ TEST_F(BeforeTheReboot, a_service_that_is_restarted_knows_of_an_activation_of_no
     startUp();
     turnWhileBusy();
     EXPECT_EQ(host_.count("new-image"), 0U);
-    EXPECT_EQ(daemon_->status().stage, "rebooting");
-    EXPECT_EQ(daemon_->status().queued, 1U);
+    EXPECT_EQ(calls().status().stage, "rebooting");
+    EXPECT_EQ(calls().status().queued, 1U);
     boot();
     ASSERT_TRUE(turnUntil([&] { return host_.count("new-image") == 1; })) << "it waited for that";
     EXPECT_FALSE(kept().rebootDue);
@@ -122,7 +122,7 @@ TEST_F(BeforeTheReboot, one_that_does_not_come_is_told_with_what_to_do) {
     turnWhileBusy();
     EXPECT_THAT(told("reboot-overdue"),
                 ElementsAre(HasSubstr("activated, and the node has not rebooted")));
-    EXPECT_EQ(daemon_->status().stage, "reboot-overdue");
+    EXPECT_EQ(calls().status().stage, "reboot-overdue");
     EXPECT_THAT(explained("next"), HasSubstr("reboot the node"));
     expectThatTheSecondWaits();
     const ReplyRef taken = cancel(first_);
@@ -130,7 +130,7 @@ TEST_F(BeforeTheReboot, one_that_does_not_come_is_told_with_what_to_do) {
     EXPECT_FALSE(taken->refused) << taken->text;
     EXPECT_EQ(host_.count("abandon"), 1U);
     EXPECT_THAT(codesOf(first_), ElementsAre(base::rowOf(Outcome::cancelled).code));
-    EXPECT_TRUE(idle()) << daemon_->status().stage;
+    EXPECT_TRUE(idle()) << calls().status().stage;
 }
 
 TEST_F(BeforeTheReboot, one_that_does_not_come_is_told_by_a_service_that_was_restarted_too) {
@@ -141,7 +141,7 @@ TEST_F(BeforeTheReboot, one_that_does_not_come_is_told_by_a_service_that_was_res
     startUp();
     ASSERT_TRUE(turnUntil([&] { return !told("reboot-overdue").empty(); }));
     expectThatTheSecondWaits();
-    EXPECT_EQ(daemon_->status().stage, "reboot-overdue");
+    EXPECT_EQ(calls().status().stage, "reboot-overdue");
 }
 
 } // namespace

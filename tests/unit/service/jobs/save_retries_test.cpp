@@ -24,7 +24,7 @@ TEST_F(AFullDisk, an_offer_that_cannot_be_kept_is_refused_and_leaves_nothing_beh
     ASSERT_TRUE(turnUntil([&] { return lost->times > 0; }));
     EXPECT_EQ(lost->refused, Outcome::notKept);
     EXPECT_THAT(lost->text, HasSubstr(in("state/requests.json")));
-    EXPECT_EQ(daemon_->status().queued, 0U);
+    EXPECT_EQ(calls().status().queued, 0U);
     turnWhileBusy();
     EXPECT_EQ(host_.count("new-image"), 0U);
     mendStateDirectory();
@@ -39,15 +39,15 @@ TEST_F(AFullDisk, an_offer_waits_where_it_fails_behind_the_answer) {
     startUp();
     turnWhileBusy();
     const auto reply = std::make_shared<Reply>();
-    daemon_->offerImage(descriptorOf(0, kNew), {0, 0, 0},
-                        [&](const guard::Refusal *, std::uint64_t ticket) {
-                            reply->ticket = ticket;
-                            breakStateDirectory(); // full, or gone, a moment later
-                        });
+    calls().offerImage(descriptorOf(0, kNew), {0, 0, 0},
+                       [&](const guard::Refusal *, std::uint64_t ticket) {
+                           reply->ticket = ticket;
+                           breakStateDirectory(); // full, or gone, a moment later
+                       });
     ASSERT_TRUE(turnUntil([&] { return reply->ticket != 0; }));
     turnWhileBusy();
     EXPECT_EQ(host_.count("new-image"), 0U);
-    EXPECT_EQ(daemon_->status().queued, 1U);
+    EXPECT_EQ(calls().status().queued, 1U);
     stop(); // as in a power cut: the request is on the disk that comes back
     mendStateDirectory();
     startUp();
@@ -93,11 +93,11 @@ TEST_F(AFullDisk, a_timer_does_not_wait_for_an_offer_that_cannot_be_kept) {
     startUp();
     turnWhileBusy();
     const auto accepted = std::make_shared<Reply>();
-    daemon_->offerImage(descriptorOf(0, kOther), {0, 0, 0},
-                        [&](const guard::Refusal *, std::uint64_t ticket) {
-                            accepted->ticket = ticket;
-                            breakStateDirectory(); // full, or gone, a moment later
-                        });
+    calls().offerImage(descriptorOf(0, kOther), {0, 0, 0},
+                       [&](const guard::Refusal *, std::uint64_t ticket) {
+                           accepted->ticket = ticket;
+                           breakStateDirectory(); // full, or gone, a moment later
+                       });
     ASSERT_TRUE(turnUntil([&] { return finished(7); }));
     EXPECT_THAT(codesOf(7), ElementsAre(base::rowOf(Outcome::activationFailed).code))
         << "the offer took nothing's place yet";

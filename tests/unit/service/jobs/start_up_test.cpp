@@ -113,10 +113,10 @@ TEST_F(Restart, takes_up_an_offer_that_waits_for_its_timer) {
     stop();
     startUp();
     ASSERT_TRUE(turnUntil([&] { return !told("taken-up").empty(); }));
-    EXPECT_EQ(daemon_->status().ticket, ticket);
-    EXPECT_EQ(daemon_->status().stage, "waiting");
-    ASSERT_EQ(daemon_->status().timers.size(), 1U);
-    EXPECT_GT(daemon_->status().timers[0].seconds, kLong - 100U);
+    EXPECT_EQ(calls().status().ticket, ticket);
+    EXPECT_EQ(calls().status().stage, "waiting");
+    ASSERT_EQ(calls().status().timers.size(), 1U);
+    EXPECT_GT(calls().status().timers[0].seconds, kLong - 100U);
     EXPECT_THAT(host_.events("restore"), ElementsAre(HasSubstr(R"("after":"new-image")")));
     stop();
     Ledger ledger = kept();
@@ -139,13 +139,13 @@ TEST_F(Restart, into_the_activated_bank_ends_the_offer_as_the_commit_check_says)
     EXPECT_THAT(codesOf(ticket), ElementsAre(codeOf(Outcome::done)));
     EXPECT_EQ(host_.count("new-image"), 1U);
     EXPECT_TRUE(idle());
-    EXPECT_EQ(daemon_->status().statusWord, "OTA_SW_COMMIT_COMPLETE");
+    EXPECT_EQ(calls().status().statusWord, "OTA_SW_COMMIT_COMPLETE");
     ASSERT_TRUE(turnUntil([&] { return !kept().standing; }));
     startUp("boot-2");
     turnWhileBusy();
     EXPECT_THAT(codesOf(ticket), ElementsAre(codeOf(Outcome::done))) << "only once";
-    EXPECT_EQ(daemon_->status().statusWord, "OTA_SW_COMMIT_COMPLETE");
-    EXPECT_THAT(daemon_->status().statusRecord, HasSubstr("OTA_SW_COMMIT_COMPLETE"));
+    EXPECT_EQ(calls().status().statusWord, "OTA_SW_COMMIT_COMPLETE");
+    EXPECT_THAT(calls().status().statusRecord, HasSubstr("OTA_SW_COMMIT_COMPLETE"));
 }
 
 TEST_F(Restart, into_the_activated_bank_without_a_word_is_judged_by_the_bank) {
@@ -175,7 +175,7 @@ TEST_F(Restart, into_the_old_bank_tells_that_the_activated_one_was_passed_over) 
 TEST_F(Restart, before_the_reboot_came_waits_on_for_it) {
     const std::uint64_t ticket = activate();
     startUp();
-    ASSERT_TRUE(turnUntil([&] { return daemon_->status().stage == "rebooting"; }));
+    ASSERT_TRUE(turnUntil([&] { return calls().status().stage == "rebooting"; }));
     turnWhileBusy();
     EXPECT_THAT(codesOf(ticket), IsEmpty());
     EXPECT_EQ(host_.count("new-image"), 1U);
@@ -212,8 +212,8 @@ TEST_F(Restart, with_a_ledger_that_is_lost_ends_what_was_open_and_gives_no_ticke
     lose("{\"half\": ");
     EXPECT_THAT(codesOf(open), ElementsAre(codeOf(Outcome::lost)));
     EXPECT_EQ(reasonCodeOf("state-damaged"), "state-damaged");
-    EXPECT_EQ(daemon_->status().lastEnd.ticket, open);
-    EXPECT_EQ(daemon_->status().lastEnd.reasonCode, "state-damaged");
+    EXPECT_EQ(calls().status().lastEnd.ticket, open);
+    EXPECT_EQ(calls().status().lastEnd.reasonCode, "state-damaged");
     EXPECT_THAT(explained("now"), HasSubstr("ticket " + std::to_string(open)));
     const std::uint64_t next = ticketOf(offer());
     EXPECT_EQ(next, open + 1);
@@ -221,13 +221,13 @@ TEST_F(Restart, with_a_ledger_that_is_lost_ends_what_was_open_and_gives_no_ticke
     lose(newer);
     EXPECT_THAT(codesOf(next), ElementsAre(codeOf(Outcome::lost)));
     EXPECT_EQ(reasonCodeOf("state-damaged"), "state-newer");
-    EXPECT_EQ(daemon_->status().lastEnd.reasonCode, "state-newer");
+    EXPECT_EQ(calls().status().lastEnd.reasonCode, "state-newer");
     EXPECT_EQ(ticketOf(offer()), next + 1);
 
     lose("");
     EXPECT_EQ(told("state-damaged").size(), 2U) << "it was not put aside";
-    EXPECT_EQ(daemon_->status().lastEnd.ticket, next + 1);
-    EXPECT_THAT(daemon_->status().lastEnd.reason, HasSubstr("requests.json is missing"));
+    EXPECT_EQ(calls().status().lastEnd.ticket, next + 1);
+    EXPECT_THAT(calls().status().lastEnd.reason, HasSubstr("requests.json is missing"));
     EXPECT_THAT(codesOf(ended).size(), 1U) << "it had its end";
     EXPECT_THAT(codesOf(open).size(), 1U) << "only once";
     EXPECT_EQ(ticketOf(offer()), next + 2);
@@ -317,8 +317,8 @@ TEST_F(Restart, takes_up_what_an_earlier_release_kept) {
     startUp("boot-of-another-release");
     ASSERT_TRUE(turnUntil([&] { return finished(7) && finished(8); }));
     EXPECT_THAT(codesOf(7), ElementsAre(codeOf(Outcome::done)));
-    EXPECT_EQ(daemon_->status().ticket, 6U);
-    EXPECT_EQ(daemon_->status().timers.size(), 1U);
+    EXPECT_EQ(calls().status().ticket, 6U);
+    EXPECT_EQ(calls().status().timers.size(), 1U);
     EXPECT_THAT(host_.events("restore").back(), HasSubstr("files.example"));
     EXPECT_FALSE(fs::exists(in("state/requests.json.damaged")));
 }
@@ -335,7 +335,7 @@ TEST_F(Restart, arms_no_timer_that_is_not_the_agents) {
     startUp();
     ASSERT_TRUE(turnUntil([&] { return !told("refused").empty(); }));
     EXPECT_THAT(told("refused").back(), HasSubstr("x;reboot"));
-    EXPECT_EQ(daemon_->status().timers.size(), 1U);
+    EXPECT_EQ(calls().status().timers.size(), 1U);
 }
 
 } // namespace

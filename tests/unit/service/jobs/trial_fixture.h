@@ -52,13 +52,13 @@ class OnTrial : public DaemonTest {
 
     ReplyRef commit() {
         auto reply = std::make_shared<Reply>();
-        daemon_->commit(answerInto(reply));
+        calls().commit(answerInto(reply));
         return reply;
     }
 
     ReplyRef forget(const std::string &version) {
         auto reply = std::make_shared<Reply>();
-        daemon_->forget(version, answerInto(reply));
+        calls().forget(version, answerInto(reply));
         return reply;
     }
 

@@ -23,10 +23,10 @@ TEST_F(OnTrial, the_running_bank_is_told_until_it_is_committed) {
     start();
     ASSERT_TRUE(turnUntil([&] { return !told("trial").empty(); }));
     EXPECT_THAT(told("trial"), ElementsAre("0 0 bank b, boot attempts left: 2"));
-    EXPECT_EQ(daemon_->status().stage, "committing");
-    EXPECT_TRUE(daemon_->status().bankTrials.at(1).trial);
-    EXPECT_EQ(daemon_->status().bankTrials.at(1).attempts, 2U);
-    EXPECT_FALSE(daemon_->status().bankTrials.at(0).trial);
+    EXPECT_EQ(calls().status().stage, "committing");
+    EXPECT_TRUE(calls().status().bankTrials.at(1).trial);
+    EXPECT_EQ(calls().status().bankTrials.at(1).attempts, 2U);
+    EXPECT_FALSE(calls().status().bankTrials.at(0).trial);
     EXPECT_EQ(explained("trial"), "Bank b (4QZ-2.0.0) runs on trial, 2 boot attempts left: its "
                                   "health command runs, at most 7 s.\n");
     host_.release("health");
@@ -38,7 +38,7 @@ TEST_F(OnTrial, the_running_bank_is_told_until_it_is_committed) {
     host_.release("agent");
     ASSERT_TRUE(turnUntil([&] { return hasStarted(); }));
     EXPECT_THAT(told("committed"), ElementsAre("0 0 bank b"));
-    EXPECT_FALSE(daemon_->status().bankTrials.at(1).trial);
+    EXPECT_FALSE(calls().status().bankTrials.at(1).trial);
     EXPECT_EQ(explained("trial"), "");
 }
 
@@ -51,10 +51,10 @@ TEST_F(OnTrial, a_bank_that_fails_is_told_and_the_node_waits_for_its_reboot) {
     host_.on("start-up", {stage("committing"), say(kTrialNote), say(kFailedNote),
                           copy("lost-state", "boot-state"), stage("rebooting"), hang()});
     start();
-    ASSERT_TRUE(turnUntil([&] { return daemon_->status().stage == "rebooting"; }));
+    ASSERT_TRUE(turnUntil([&] { return calls().status().stage == "rebooting"; }));
     EXPECT_THAT(told("trial-failed"), ElementsAre("0 55 the health command ended with 3"));
     EXPECT_EQ(nextOf("trial-failed"), base::rowOf(base::Reason::healthFailed).remedy);
-    EXPECT_TRUE(daemon_->status().banks.at(0).next);
+    EXPECT_TRUE(calls().status().banks.at(0).next);
     EXPECT_THAT(explained("trial"),
                 HasSubstr("Bank b (4QZ-2.0.0) failed its trial and the node reboots into bank a "
                           "(4QZ-1.0.0).\n"));
@@ -121,7 +121,7 @@ TEST_F(OnTrial, what_was_told_last_of_the_banks_holds_where_the_host_cannot_read
     std::filesystem::rename(in("boot-state"), in("away"));
     host_.release("go");
     ASSERT_TRUE(turnUntil([&] { return idle(); }));
-    EXPECT_EQ(daemon_->status().banks.size(), 2U);
+    EXPECT_EQ(calls().status().banks.size(), 2U);
     EXPECT_EQ(offer(1, kNew)->refused, Outcome::versionFailedTrial);
 }
 
@@ -134,7 +134,7 @@ TEST_F(OnTrial, nothing_of_the_daemon_opens_the_boot_state) {
     ASSERT_TRUE(answered(reply));
     EXPECT_EQ(reply->refused, Outcome::nothingToCommit);
     EXPECT_EQ(forget(kNew)->refused, Outcome::nothingToForget);
-    EXPECT_EQ(daemon_->status().banks.size(), 2U);
+    EXPECT_EQ(calls().status().banks.size(), 2U);
 }
 
 // The power went between the activation and its note; the new bank booted and failed.
