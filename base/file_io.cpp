@@ -77,18 +77,15 @@ bool writeFully(int fd, const void *bytes, std::size_t size) {
     return true;
 }
 
-bool readWholeFile(const std::string &path, std::size_t limit, std::string &text,
-                   std::string &whatIsWrong) {
+Result<std::string> readWholeFile(const std::string &path, std::size_t limit) {
     // What blocks, or never ends, is nobody's file of settings or state.
     const UniqueFd file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!file) {
-        whatIsWrong = systemReason(path + ": cannot be opened");
-        return false;
+        return Error{systemReason(path + ": cannot be opened")};
     }
     struct stat status {};
     if (fstat(file.get(), &status) != 0 || !(S_ISREG(status.st_mode) || S_ISDIR(status.st_mode))) {
-        whatIsWrong = path + ": is no regular file; replace it by one";
-        return false;
+        return Error{path + ": is no regular file; replace it by one"};
     }
     // As large as the file is, and a byte more to see that it did not grow; kernel files say 0.
     const bool sized = S_ISREG(status.st_mode) && status.st_size > 0;
@@ -96,20 +93,16 @@ bool readWholeFile(const std::string &path, std::size_t limit, std::string &text
     std::string bytes(std::min(expected, limit) + 1, '\0');
     const std::int64_t got = readFully(file.get(), bytes.data(), bytes.size());
     if (got < 0) {
-        whatIsWrong = systemReason(path + ": cannot be read");
-        return false;
+        return Error{systemReason(path + ": cannot be read")};
     }
     bytes.resize(static_cast<std::size_t>(got));
     if (sized && bytes.size() > expected && expected < limit) {
-        whatIsWrong = path + ": it grew while it was read; try again";
-        return false;
+        return Error{path + ": it grew while it was read; try again"};
     }
     if (bytes.size() > limit) {
-        whatIsWrong = path + ": is larger than " + std::to_string(limit) + " bytes";
-        return false;
+        return Error{path + ": is larger than " + std::to_string(limit) + " bytes"};
     }
-    text = std::move(bytes);
-    return true;
+    return bytes;
 }
 
 bool readPlainFile(const std::string &path, std::size_t limit, std::string &text,

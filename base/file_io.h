@@ -3,6 +3,8 @@
 #ifndef BASE_FILE_IO_H
 #define BASE_FILE_IO_H
 
+#include "base/result.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -39,10 +41,8 @@ std::int64_t readFully(int fd, void *buffer, std::size_t size);
 /* Writes every byte, or returns false with errno set. */
 bool writeFully(int fd, const void *bytes, std::size_t size);
 
-/* Reads a regular file of at most `limit` bytes, and never waits for one. False: whatIsWrong is one
- * line naming the file. */
-bool readWholeFile(const std::string &path, std::size_t limit, std::string &text,
-                   std::string &whatIsWrong);
+/* A regular file of at most `limit` bytes; never waits for one. An error names the file. */
+Result<std::string> readWholeFile(const std::string &path, std::size_t limit);
 
 /*
  * At most `limit` bytes from the beginning of a regular file, and what the file system tells of it.

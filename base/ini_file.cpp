@@ -117,16 +117,13 @@ std::vector<IniEntry> parseIni(const std::string &name, std::string_view text,
     return std::move(parse.entries);
 }
 
-bool parseIni(const std::string &name, std::string_view text, std::vector<IniEntry> &entries,
-              std::string &whatIsWrong) {
+Result<std::vector<IniEntry>> parseIni(const std::string &name, std::string_view text) {
     std::vector<std::string> mistakes;
-    std::vector<IniEntry> read = parseIni(name, text, mistakes);
+    std::vector<IniEntry> entries = parseIni(name, text, mistakes);
     if (!mistakes.empty()) {
-        whatIsWrong = mistakes.front();
-        return false;
+        return Error{mistakes.front()};
     }
-    entries = std::move(read);
-    return true;
+    return entries;
 }
 
 const IniEntry *findEntry(const std::vector<IniEntry> &entries, std::string_view section,

@@ -3,6 +3,8 @@
 #ifndef BASE_INI_FILE_H
 #define BASE_INI_FILE_H
 
+#include "base/result.h"
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,9 +27,8 @@ struct IniEntry {
 std::vector<IniEntry> parseIni(const std::string &name, std::string_view text,
                                std::vector<std::string> &mistakes);
 
-/* The same for who needs a text without mistakes. False: whatIsWrong is the first. */
-bool parseIni(const std::string &name, std::string_view text, std::vector<IniEntry> &entries,
-              std::string &whatIsWrong);
+/* The same for who needs a text without mistakes; the error is the first. */
+Result<std::vector<IniEntry>> parseIni(const std::string &name, std::string_view text);
 
 /* The entry, or null. */
 const IniEntry *findEntry(const std::vector<IniEntry> &entries, std::string_view section,

@@ -114,9 +114,8 @@ void NodeFolder::makeBanks(const NodePlan &plan) const {
         writeFile(bank(node::Bank::b), "");
         fs::resize_file(bank(node::Bank::b), plan.bankBytes);
     }
-    std::string whatIsWrong;
-    if (!node::writeBootState(bootStatePath(), state, whatIsWrong)) {
-        throw Failure(whatIsWrong);
+    if (const auto written = node::writeBootState(bootStatePath(), state); !written) {
+        throw Failure(written.error().text);
     }
 }
 
@@ -146,22 +145,23 @@ NodeBoot NodeFolder::boot() const {
     for (const fs::path &image : images) {
         fs::remove(image);
     }
-    NodeBoot boot;
-    std::string whatIsWrong;
-    if (!node::bootNode({bootStatePath(), {bank(node::Bank::a), bank(node::Bank::b)}, ""},
-                        boot.state, boot.passedOver, whatIsWrong)) {
-        throw Failure("the node cannot boot: " + whatIsWrong);
+    const auto booted =
+        node::bootNode({bootStatePath(), {bank(node::Bank::a), bank(node::Bank::b)}, ""});
+    if (!booted) {
+        throw Failure("the node cannot boot: " + booted.error().text);
     }
+    NodeBoot boot;
+    boot.state = booted->state;
+    boot.passedOver = booted->passedOver;
     return boot;
 }
 
 node::BootState NodeFolder::bootState() const {
-    node::BootState state;
-    std::string whatIsWrong;
-    if (!node::readBootState(bootStatePath(), state, whatIsWrong)) {
-        throw Failure(whatIsWrong);
+    const auto state = node::readBootState(bootStatePath());
+    if (!state) {
+        throw Failure(state.error().text);
     }
-    return state;
+    return *state;
 }
 
 void NodeFolder::damagePassiveBank() const {

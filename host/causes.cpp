@@ -37,9 +37,7 @@ void tell(const base::Cause &cause) {
 } // namespace
 
 void followCauses() {
-    nalOnReason([](base::Reason reason, const std::string &whatIsWrong) {
-        tell({reason, whatIsWrong});
-    });
+    nalOnReason([](const base::Error &error) { tell({error.reason, error.text}); });
 }
 
 void takeCauseOfEntry(std::string_view function, std::string_view text) {

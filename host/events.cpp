@@ -40,9 +40,8 @@ const TimerRow kTimers[] = {
 // What a file server sent lies in memory on most nodes, and the agent leaves it there until its
 // next download. A call that broke off leaves it too, for the supervisor to tell how far it came.
 void dropImages() {
-    std::string whatIsWrong;
-    if (!nalDropImages(whatIsWrong)) {
-        complain(whatIsWrong + "; it takes room until the next download");
+    if (const auto dropped = nalDropImages(); !dropped) {
+        complain(dropped.error().text + "; it takes room until the next download");
     }
 }
 
@@ -64,9 +63,8 @@ bool handleMobileTrigger(const AgentLibrary &agent, const cJSON *event, std::str
     if (!base::takeInteger(event, "newswavailflag", notify.newswavailflag, whatIsWrong)) {
         return false;
     }
-    std::string notDropped;
-    if (!nalDropAgentData(notDropped)) {
-        complain(notDropped + "; the mobile app still finds the offer in it");
+    if (const auto dropped = nalDropAgentData(); !dropped) {
+        complain(dropped.error().text + "; the mobile app still finds the offer in it");
     }
     agent.processMobileTrigger(&notify);
     return true;
@@ -112,8 +110,8 @@ bool handleRestore(const AgentLibrary &agent, const cJSON *event, std::string &f
 
 bool handleAbandon(const AgentLibrary & /*agent*/, const cJSON * /*event*/, std::string &failure,
                    std::string & /*whatIsWrong*/) {
-    if (!nalAbandon(failure)) {
-        failure = "the upgrade was not taken back as a whole: " + failure;
+    if (const auto abandoned = nalAbandon(); !abandoned) {
+        failure = "the upgrade was not taken back as a whole: " + abandoned.error().text;
     }
     return true;
 }
@@ -121,8 +119,8 @@ bool handleAbandon(const AgentLibrary & /*agent*/, const cJSON * /*event*/, std:
 // Without it the agent meets the written image as an old one, and goes on with that.
 bool handleBeginAnew(const AgentLibrary & /*agent*/, const cJSON * /*event*/, std::string &failure,
                      std::string & /*whatIsWrong*/) {
-    if (!nalGiveUpPassive(failure)) {
-        failure = "the written image was not given up: " + failure;
+    if (const auto givenUp = nalGiveUpPassive(); !givenUp) {
+        failure = "the written image was not given up: " + givenUp.error().text;
     }
     return true;
 }
@@ -137,8 +135,8 @@ bool handleGiveUpDownload(const AgentLibrary &agent, const cJSON * /*event*/,
 
 bool handleCommit(const AgentLibrary &agent, const cJSON * /*event*/, std::string &failure,
                   std::string & /*whatIsWrong*/) {
-    if (!commitByHand(agent.checkCommit, failure)) {
-        failure = "the running bank was not marked good: " + failure;
+    if (const auto committed = commitByHand(agent.checkCommit); !committed) {
+        failure = "the running bank was not marked good: " + committed.error().text;
     }
     return true;
 }
@@ -149,8 +147,8 @@ bool handleForget(const AgentLibrary & /*agent*/, const cJSON *event, std::strin
     if (version == nullptr) {
         return false;
     }
-    if (!nalForget(version, failure)) {
-        failure = "the version was not forgotten: " + failure;
+    if (const auto forgotten = nalForget(version); !forgotten) {
+        failure = "the version was not forgotten: " + forgotten.error().text;
     }
     return true;
 }

@@ -56,25 +56,24 @@ void keepMark() {
 }
 
 void restoreMark(const std::vector<Activation> &activations) {
-    node::BootState state;
-    std::string whatIsWrong;
-    if (!node::readBootState(platform::node().config().bootState, state, whatIsWrong) ||
+    const auto state = platform::node().readBootState();
+    if (!state ||
         std::none_of(activations.begin(), activations.end(), [&](const Activation &activation) {
-            return wasActivatedBy(state, activation);
+            return wasActivatedBy(*state, activation);
         })) {
         return; // what cannot be read was reported by the platform, which read it just before
     }
-    const std::string line = state.of(state.active).version + "\n";
-    std::string held;
-    if (base::readWholeFile(markPath, kLongestMark, held, whatIsWrong) && held == line) {
+    const std::string line = state->of(state->active).version + "\n";
+    if (const auto held = base::readWholeFile(markPath, kLongestMark); held && *held == line) {
         return;
     }
+    std::string whatIsWrong;
     if (base::replaceFile(markPath, line, whatIsWrong) != base::Replaced::yes) {
         return complain("the mark of the activation was not made anew, so no commit is reported: " +
                         whatIsWrong);
     }
     std::fprintf(stderr, "notice: ota-host: a power cut took the mark of %s; it was made anew\n",
-                 state.of(state.active).version.c_str());
+                 state->of(state->active).version.c_str());
 }
 
 } // namespace host

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "host/run.h"
 
-#include "base/because.h"
 #include "base/channel.h"
 #include "base/outcome.h"
 #include "host/agent_library.h"
@@ -138,13 +137,13 @@ int runHost(int argc, char **argv) {
     }
     setSupervisor(&channel);
     // Told apart from what another start may mend.
-    if (node::Config unused; !node::checkConfigFile(options.config, unused, whatIsWrong)) {
-        complain(whatIsWrong);
-        tellLastWords({base::Reason::configWrong, whatIsWrong});
+    if (const auto config = node::checkConfigFile(options.config); !config) {
+        complain(config.error().text);
+        tellLastWords({base::Reason::configWrong, config.error().text});
         return kConfigWrong;
     }
-    if (!nalOpen(options.config.c_str(), whatIsWrong)) {
-        endHost(whatIsWrong, base::notedReason(base::Reason::none));
+    if (const auto opened = nalOpen(options.config.c_str()); !opened) {
+        endHost(opened.error().text, opened.error().reason);
     }
     if (!openAgentLibrary(options.library, agent, whatIsWrong)) {
         endHost(whatIsWrong, base::Reason::libraryUnusable);

@@ -41,9 +41,10 @@ void tellFailure(const node::BootState &state, node::Bank bank, const std::strin
     tellSupervisor(note);
 }
 
-bool readState(node::BootState &state) {
-    std::string alreadyReported; // by the platform, which read it just before
-    return node::readBootState(platform::node().config().bootState, state, alreadyReported);
+// An error was reported already by the platform, which read it just before.
+node::BootState stateOrNone() {
+    const auto state = platform::node().readBootState();
+    return state ? *state : node::BootState();
 }
 
 // Not with sleep(): where the node's clock is a play's, that one passes at once.
@@ -73,22 +74,21 @@ bool lostItsTrial(const node::BootState &state) {
 }
 
 // A new version whose configuration manager never starts would stay on trial for ever.
-bool comesUp(const std::string &path, std::string &whatIsWrong) {
+base::Result<void> comesUp(const std::string &path) {
     constexpr int kGlanceMs = 100;
     constexpr int kMsPerSecond = 1000;
     const int seconds = platform::node().config().healthLimitSeconds;
     for (int waited = 0;; waited += kGlanceMs) {
         const std::string flaw = base::whyNoTrustedSocket(path);
         if (flaw.empty()) {
-            return true;
+            return {};
         }
         if (waited >= seconds * kMsPerSecond) {
-            whatIsWrong = path + ", which the configuration manager makes, was not there within " +
-                          std::to_string(seconds) + " s";
-            if (access(path.c_str(), F_OK) == 0) {
-                whatIsWrong += "; what is there is not its socket: " + flaw;
-            }
-            return false;
+            const bool isThere = access(path.c_str(), F_OK) == 0;
+            return base::Error{path +
+                               ", which the configuration manager makes, was not there within " +
+                               std::to_string(seconds) + " s" +
+                               (isThere ? "; what is there is not its socket: " + flaw : "")};
         }
         poll(nullptr, 0, kGlanceMs);
     }
@@ -98,20 +98,24 @@ TrialVerdict judge(const node::BootState &state, const base::Channel &supervisor
                    const std::string &agentWaitsFor) {
     enterStage(Stage::committing);
     tellTrial(state);
-    std::string unhealthy;
-    if (nalIsHealthy() || (nalCheckHealth(unhealthy) && comesUp(agentWaitsFor, unhealthy))) {
+    base::Result<void> proven;
+    if (!nalIsHealthy()) {
+        proven = nalCheckHealth().andThen([&] { return comesUp(agentWaitsFor); });
+    }
+    if (proven) {
         endStage();
         return TrialVerdict::passed;
     }
+    const std::string &unhealthy = proven.error().text;
     tellFailure(state, state.active, unhealthy);
     const std::string failed =
         node::namedBank(state, state.active) + " failed its trial: " + unhealthy;
-    std::string cannotFallBack;
-    if (nalFailTrial(cannotFallBack)) {
+    const auto left = nalFailTrial();
+    if (left) {
         awaitReboot(supervisor, failed);
     }
     // A node that runs is better than none.
-    complain(failed + "; it goes on all the same, not marked good: " + cannotFallBack);
+    complain(failed + "; it goes on all the same, not marked good: " + left.error().text);
     endStage();
     return TrialVerdict::unproven;
 }
@@ -119,18 +123,18 @@ TrialVerdict judge(const node::BootState &state, const base::Channel &supervisor
 // A node whose boot loader does not follow the choice must not reboot for ever.
 TrialVerdict leaveOnceMore(const node::BootState &state, const base::Channel &supervisor) {
     const std::string lost = node::namedBank(state, state.active) + " failed its trial";
-    std::string staysHere;
-    if (nalMayReboot(staysHere)) {
+    const auto reboots = nalMayReboot();
+    if (reboots) {
         awaitReboot(supervisor, lost);
     }
+    const std::string &staysHere = reboots.error().text;
     complain(lost + " and goes on: " + staysHere);
     tellFailure(state, state.active, staysHere);
     return TrialVerdict::unproven;
 }
 
 void tellNotCommitted(const std::string &whatIsWrong) {
-    node::BootState state;
-    readState(state);
+    const node::BootState state = stateOrNone();
     const base::Json note = noteOf("not-committed", state, state.active);
     complain(node::namedBank(state, state.active) + " was not marked good: " + whatIsWrong +
              "; otactl commit tries again");
@@ -144,8 +148,8 @@ void tellNotCommitted(const std::string &whatIsWrong) {
 void tellBanks() { tellSupervisor(node::bankNote(platform::node().config().bootState)); }
 
 TrialVerdict proveTrial(const base::Channel &supervisor, const std::string &agentWaitsFor) {
-    node::BootState state;
-    const bool known = readState(state);
+    const auto known = platform::node().readBootState();
+    const node::BootState state = known ? *known : node::BootState();
     std::string what;
     switch (nalBeginTrial(what)) {
     case NalTrial::running:
@@ -168,37 +172,34 @@ TrialVerdict proveTrial(const base::Channel &supervisor, const std::string &agen
 }
 
 bool prepareCommit() {
-    std::string whatIsWrong;
-    if (nalPrepareCommit(whatIsWrong)) {
-        return true;
+    const auto prepared = nalPrepareCommit();
+    if (!prepared) {
+        tellNotCommitted(prepared.error().text);
     }
-    tellNotCommitted(whatIsWrong);
-    return false;
+    return static_cast<bool>(prepared);
 }
 
 void commitTrial() {
-    std::string whatIsWrong;
-    if (!nalCommit(whatIsWrong)) {
-        return tellNotCommitted(whatIsWrong);
+    if (const auto committed = nalCommit(); !committed) {
+        return tellNotCommitted(committed.error().text);
     }
-    node::BootState state;
-    readState(state);
+    const node::BootState state = stateOrNone();
     tellBanks();
     tellSupervisor(noteOf("committed", state, state.active));
 }
 
-bool commitByHand(void (*commitCheck)(), std::string &whatIsWrong) {
-    node::BootState state;
-    if (!node::readBootState(platform::node().config().bootState, state, whatIsWrong)) {
-        return false;
+base::Result<void> commitByHand(void (*commitCheck)()) {
+    const auto state = platform::node().readBootState();
+    if (!state) {
+        return state.error();
     }
-    if (state.isOnTrial(state.active)) {
-        if (!nalPrepareCommit(whatIsWrong)) {
-            return false;
+    if (state->isOnTrial(state->active)) {
+        if (auto prepared = nalPrepareCommit(); !prepared) {
+            return prepared;
         }
         commitCheck(); // says nothing where it was done: it took the mark away
     }
-    return nalCommit(whatIsWrong);
+    return nalCommit();
 }
 
 } // namespace host

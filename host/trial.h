@@ -4,6 +4,7 @@
 #define HOST_TRIAL_H
 
 #include "base/channel.h"
+#include "base/result.h"
 
 #include <string>
 
@@ -37,10 +38,10 @@ void commitTrial();
 
 /*
  * An operator decides that the running bank is good. Where it is still on trial its commit check
- * may be due yet: it was left out if the passing could not be kept, and runs here. False:
- * whatIsWrong is one line, and nothing was reported that does not hold.
+ * may be due yet: it was left out if the passing could not be kept, and runs here. After an
+ * error nothing was reported that does not hold.
  */
-bool commitByHand(void (*commitCheck)(), std::string &whatIsWrong);
+base::Result<void> commitByHand(void (*commitCheck)());
 
 } // namespace host
 

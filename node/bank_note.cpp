@@ -15,24 +15,22 @@ constexpr const char *kFailed = "failed";
 // As variables of the boot loader, which have a strict reader already.
 base::Json bankNote(const node::BootPlace &place) {
     base::Json note = base::message({{"note", "banks"}});
-    node::BootState state;
-    std::string whatIsWrong;
-    if (!node::readBootState(place, state, whatIsWrong)) {
-        cJSON_AddStringToObject(note.get(), kFailed, whatIsWrong.c_str());
+    const auto state = readBootState(place);
+    if (!state) {
+        cJSON_AddStringToObject(note.get(), kFailed, state.error().text.c_str());
         return note;
     }
     cJSON *const variables = cJSON_AddObjectToObject(note.get(), kState);
-    for (const auto &[name, value] : node::formatBootState(state)) {
+    for (const auto &[name, value] : formatBootState(*state)) {
         cJSON_AddStringToObject(variables, name.c_str(), value.c_str());
     }
     return note;
 }
 
-bool takeBankNote(const cJSON *note, node::BootState &state, std::string &whatIsWrong) {
+base::Result<BootState> takeBankNote(const cJSON *note) {
     const cJSON *const variables = cJSON_GetObjectItemCaseSensitive(note, kState);
     if (variables == nullptr) {
-        whatIsWrong = base::textOf(note, kFailed);
-        return false;
+        return base::Error{base::textOf(note, kFailed)};
     }
     node::BootVariables given;
     for (const cJSON *one = variables->child; one != nullptr; one = one->next) {
@@ -40,7 +38,7 @@ bool takeBankNote(const cJSON *note, node::BootState &state, std::string &whatIs
             given[one->string] = one->valuestring;
         }
     }
-    return node::parseBootState("the host's note of the banks", given, state, whatIsWrong);
+    return parseBootState("the host's note of the banks", given);
 }
 
 } // namespace node

@@ -13,8 +13,8 @@ namespace node {
 /* The note "banks" with the state as its place has it now, or with why that cannot be read. */
 base::Json bankNote(const node::BootPlace &place);
 
-/* False: the host could not read it, and whatIsWrong is its line. */
-bool takeBankNote(const cJSON *note, node::BootState &state, std::string &whatIsWrong);
+/* Error: the host could not read it, with its line. */
+base::Result<BootState> takeBankNote(const cJSON *note);
 
 } // namespace node
 

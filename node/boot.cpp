@@ -11,33 +11,35 @@ namespace {
 
 class PowerOn {
   public:
-    PowerOn(const BootWay &way, BootState &state, std::vector<std::string> &passedOver)
-        : way_(way), state_(state), stored_(state), passedOver_(passedOver) {}
+    PowerOn(const BootWay &way, const BootState &state, std::vector<std::string> damages)
+        : way_(way), state_(state), stored_(state), passedOver_(std::move(damages)) {}
 
-    bool boot(std::string &whatIsWrong) {
+    base::Result<Booted> boot() {
         for (const Bank bank : {state_.next, otherBank(state_.next)}) {
             if ((state_.isOnTrial(bank) ? tryTrial(bank) : tryBank(bank)) && keep(bank)) {
-                return true;
+                return booted();
             }
         }
         // Attempts are for a bank to fall back from: without one, a whole bank is all there is.
         if (state_.trial && comesUp(*state_.trial) && keep(*state_.trial)) {
-            return true;
+            return booted();
         }
         // What the state names already needs no storing to be true.
         if (cannotStore_ && comesUp(stored_.active)) {
             state_ = stored_;
             tellKernel(state_.active);
-            return true;
+            return booted();
         }
-        whatIsWrong = "no bank can boot";
+        std::string whatIsWrong = "no bank can boot";
         for (const std::string &line : passedOver_) {
             whatIsWrong += "; " + line;
         }
-        return false;
+        return base::Error{whatIsWrong};
     }
 
   private:
+    Booted booted() const { return {state_, passedOver_}; }
+
     const std::string &pathOf(Bank bank) const {
         return way_.bankPaths.at(static_cast<std::size_t>(bank));
     }
@@ -67,10 +69,9 @@ class PowerOn {
         while (left > 0) {
             --left;
             state_.active = bank;
-            std::string whatIsWrong;
-            if (!store(whatIsWrong)) {
-                passedOver_.push_back(
-                    name + " is on trial, and the attempt cannot be counted: " + whatIsWrong);
+            if (const auto counted = store(); !counted) {
+                passedOver_.push_back(name + " is on trial, and the attempt cannot be counted: " +
+                                      counted.error().text);
                 return false;
             }
             if (comesUp(bank)) {
@@ -98,11 +99,11 @@ class PowerOn {
     bool keep(Bank bank) {
         state_.active = bank;
         const bool toldToKernel = tellKernel(bank);
-        std::string whatIsWrong;
-        if (store(whatIsWrong)) {
+        const auto stored = store();
+        if (stored) {
             return true;
         }
-        passedOver_.push_back("what this boot changes cannot be stored: " + whatIsWrong);
+        passedOver_.push_back("what this boot changes cannot be stored: " + stored.error().text);
         return toldToKernel || stored_.active == bank;
     }
 
@@ -122,47 +123,43 @@ class PowerOn {
         return false;
     }
 
-    bool store(std::string &whatIsWrong) {
+    base::Result<void> store() {
         const auto sameRecords = state_.banks[0].whole == stored_.banks[0].whole &&
                                  state_.banks[1].whole == stored_.banks[1].whole;
         if (sameRecords && state_.active == stored_.active && state_.next == stored_.next &&
             state_.attemptsLeft == stored_.attemptsLeft) {
-            return true;
+            return {};
         }
-        if (writeBootState(way_.state, state_, whatIsWrong)) {
+        auto written = writeBootState(way_.state, state_);
+        if (written) {
             stored_ = state_;
-            return true;
+            return written;
         }
         // One copy may have been stored before the other one failed.
         cannotStore_ = true;
-        std::string unreadable;
-        readBootState(way_.state, stored_, unreadable);
-        return false;
+        if (const auto read = readBootState(way_.state)) {
+            stored_ = *read;
+        }
+        return written;
     }
 
     const BootWay &way_;
-    BootState &state_;
+    BootState state_;
     BootState stored_;
-    std::vector<std::string> &passedOver_;
+    std::vector<std::string> passedOver_;
     bool sawUnreadable_ = false;
     bool cannotStore_ = false;
 };
 
 } // namespace
 
-bool bootNode(const BootWay &way, BootState &state, std::vector<std::string> &passedOver,
-              std::string &whatIsWrong) {
+base::Result<Booted> bootNode(const BootWay &way) {
     BootFindings findings;
-    BootState read;
-    if (!readBootState(way.state, read, whatIsWrong, &findings)) {
-        return false;
+    const auto state = readBootState(way.state, &findings);
+    if (!state) {
+        return state.error();
     }
-    passedOver = findings.damages;
-    if (!PowerOn(way, read, passedOver).boot(whatIsWrong)) {
-        return false;
-    }
-    state = read;
-    return true;
+    return PowerOn(way, *state, std::move(findings.damages)).boot();
 }
 
 } // namespace node

@@ -17,6 +17,12 @@ struct BootWay {
     std::string commandLine;              // "ota.bank=<a|b>" goes there for the kernel; empty: not
 };
 
+struct Booted {
+    BootState state; // its active bank is the one that booted
+    // A line for each attempt and bank that did not come up and for each damage that was met.
+    std::vector<std::string> passedOver;
+};
+
 /*
  * Power on: tries the banks of the boot order until one comes up, and stores what changed by that.
  * A bank comes up where its bytes are those of its record. One on trial has its attempts: each is
@@ -25,11 +31,8 @@ struct BootWay {
  * on trial take its record away; what became of a trial is for the node to settle.
  * Where the state cannot be stored, a bank on trial is passed over, and another bank than the
  * recorded one boots only with a commandLine to say so: else the recorded one does.
- * True: state.active is the bank that booted; passedOver has a line for each attempt and bank that
- * did not come up and for each damage that was met. False: whatIsWrong is one line.
  */
-bool bootNode(const BootWay &way, BootState &state, std::vector<std::string> &passedOver,
-              std::string &whatIsWrong);
+base::Result<Booted> bootNode(const BootWay &way);
 
 } // namespace node
 

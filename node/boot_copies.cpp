@@ -52,20 +52,18 @@ std::string adviceFor(int error) {
     }
 }
 
-// A file or a device: opening anything else may block for ever. None: whatIsWrong is one line.
-base::UniqueFd openCopy(const std::string &path, int flags, std::string &whatIsWrong) {
+// A file or a device: opening anything else may block for ever.
+base::Result<base::UniqueFd> openCopy(const std::string &path, int flags) {
     base::UniqueFd file(::open(path.c_str(), flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status {};
     if (!file || fstat(file.get(), &status) != 0) {
         const int error = errno;
-        whatIsWrong = base::systemReason(path + ": the boot state cannot be " +
-                                         (flags == O_RDONLY ? "read" : "written")) +
-                      adviceFor(error);
-        return base::UniqueFd();
+        return base::Error{base::systemReason(path + ": the boot state cannot be " +
+                                              (flags == O_RDONLY ? "read" : "written")) +
+                           adviceFor(error)};
     }
     if (!S_ISREG(status.st_mode) && !S_ISBLK(status.st_mode) && !S_ISCHR(status.st_mode)) {
-        whatIsWrong = path + ": is neither a file nor a device; keep the boot state in one";
-        file.reset();
+        return base::Error{path + ": is neither a file nor a device; keep the boot state in one"};
     }
     return file;
 }
@@ -75,17 +73,21 @@ bool isCharacterDevice(const base::UniqueFd &file) {
     return fstat(file.get(), &status) == 0 && S_ISCHR(status.st_mode);
 }
 
-std::optional<CopyBytes> readCopy(const BootCopy &copy, std::string &whatIsWrong) {
-    const base::UniqueFd file = openCopy(copy.path, O_RDONLY, whatIsWrong);
-    if (!file || isCharacterDevice(file)) {
-        return std::nullopt;
+// Nothing of a character device.
+base::Result<std::optional<CopyBytes>> readCopy(const BootCopy &copy) {
+    const auto file = openCopy(copy.path, O_RDONLY);
+    if (!file) {
+        return file.error();
+    }
+    if (isCharacterDevice(*file)) {
+        return std::optional<CopyBytes>();
     }
     CopyBytes bytes;
     std::string raw(copy.size, '\0');
-    if (lseek(file.get(), static_cast<off_t>(copy.offset), SEEK_SET) < 0 ||
-        base::readFully(file.get(), raw.data(), raw.size()) !=
+    if (lseek(file->get(), static_cast<off_t>(copy.offset), SEEK_SET) < 0 ||
+        base::readFully(file->get(), raw.data(), raw.size()) !=
             static_cast<std::int64_t>(raw.size())) {
-        return bytes;
+        return std::optional(bytes);
     }
     std::uint32_t stored = 0;
     std::memcpy(&stored, raw.data(), kChecksum);
@@ -94,7 +96,7 @@ std::optional<CopyBytes> readCopy(const BootCopy &copy, std::string &whatIsWrong
     const auto sum = crc32(0, reinterpret_cast<const Bytef *>(bytes.data.data()),
                            static_cast<uInt>(bytes.data.size()));
     bytes.whole = sum == stored;
-    return bytes;
+    return std::optional(bytes);
 }
 
 // The variables end at the first empty text; what is behind it is whatever was in memory.
@@ -131,43 +133,47 @@ std::string placeOf(const BootCopy &copy) {
 
 } // namespace
 
-bool bootCopies(const BootPlace &place, std::vector<BootCopy> &copies, std::string &whatIsWrong) {
+base::Result<void> bootCopies(const BootPlace &place, std::vector<BootCopy> &copies) {
     copies.clear();
     if (!place.file.empty()) {
         copies = {{place.file, 0, kEnvironmentCopy},
                   {place.file, kEnvironmentCopy, kEnvironmentCopy}};
-        return true;
+        return {};
     }
-    std::string text;
-    if (!base::readWholeFile(place.fwEnvConfig, kMaxFwEnvConfig, text, whatIsWrong)) {
-        return false;
+    const auto text = base::readWholeFile(place.fwEnvConfig, kMaxFwEnvConfig);
+    if (!text) {
+        return text.error();
     }
-    std::istringstream lines(text);
+    std::istringstream lines(*text);
     for (std::string line; std::getline(lines, line) && copies.size() < 2;) {
         if (auto copy = copyOfLine(line)) {
             copies.push_back(std::move(*copy));
             if (copies.back().size <= kHead || copies.back().size > kMostOfACopy) {
-                whatIsWrong = place.fwEnvConfig + ": \"" + line + "\": the size is not between " +
-                              std::to_string(kHead + 1) + " bytes and " +
-                              std::to_string(kMostOfACopy) + " (0x100000)";
-                return false;
+                return base::Error{place.fwEnvConfig + ": \"" + line +
+                                   "\": the size is not between " + std::to_string(kHead + 1) +
+                                   " bytes and " + std::to_string(kMostOfACopy) + " (0x100000)"};
             }
         }
     }
     if (copies.size() < 2) {
-        whatIsWrong = place.fwEnvConfig + ": names " + std::to_string(copies.size()) +
-                      " devices: expected two lines of device, offset and size, one for each copy";
+        return base::Error{
+            place.fwEnvConfig + ": names " + std::to_string(copies.size()) +
+            " devices: expected two lines of device, offset and size, one for each copy"};
     }
-    return copies.size() == 2;
+    return {};
 }
 
 CopiesView lookAtCopies(const std::vector<BootCopy> &copies) {
     CopiesView view;
     std::vector<CopyBytes> whole;
     for (const BootCopy &copy : copies) {
-        auto bytes = readCopy(copy, view.whyNotOpened);
-        if (bytes && bytes->whole) {
-            whole.push_back(std::move(*bytes));
+        const auto read = readCopy(copy);
+        if (!read) {
+            view.whyNotOpened = read.error().text;
+            continue;
+        }
+        if (const auto &bytes = *read; bytes && bytes->whole) {
+            whole.push_back(*bytes);
         } else if (bytes) {
             view.findings.damages.push_back("the copy of the boot state in " + placeOf(copy) +
                                             " is damaged, its checksum does not hold");
@@ -192,29 +198,29 @@ CopiesView lookAtCopies(const std::vector<BootCopy> &copies) {
     return view;
 }
 
-bool OpenCopies::open(const std::vector<BootCopy> &copies, std::string &whatIsWrong) {
+base::Result<void> OpenCopies::open(const std::vector<BootCopy> &copies) {
     for (const BootCopy &copy : copies) {
         if (!files_.empty() && files_.back().first == copy.path) {
             continue; // both in one file
         }
-        files_.emplace_back(copy.path, openCopy(copy.path, O_RDWR, whatIsWrong));
-        if (!files_.back().second) {
-            return false;
+        auto file = openCopy(copy.path, O_RDWR);
+        if (!file) {
+            return file.error();
         }
+        files_.emplace_back(copy.path, std::move(*file));
     }
-    return true;
+    return {};
 }
 
-bool OpenCopies::sync(std::string &whatIsWrong) const {
+base::Result<void> OpenCopies::sync() const {
     for (const auto &[path, file] : files_) {
         // A character device writes through and may know no sync.
         if (fsync(file.get()) != 0 && errno != EINVAL) {
-            whatIsWrong = base::systemReason(path + ": the boot state cannot be synced");
-            return false;
+            return base::Error{base::systemReason(path + ": the boot state cannot be synced")};
         }
         posix_fadvise(file.get(), 0, 0, POSIX_FADV_DONTNEED);
     }
-    return true;
+    return {};
 }
 
 } // namespace node

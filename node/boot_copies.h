@@ -4,6 +4,7 @@
 #define NODE_BOOT_COPIES_H
 
 #include "base/file_io.h"
+#include "base/result.h"
 #include "node/boot_environment.h"
 
 #include <cstdint>
@@ -20,8 +21,8 @@ struct BootCopy {
     std::size_t size = 0; // bytes, checksum and counter included
 };
 
-/* Both copies. False: whatIsWrong is one line. */
-bool bootCopies(const BootPlace &place, std::vector<BootCopy> &copies, std::string &whatIsWrong);
+/* Both copies. After an error those that are named all the same. */
+base::Result<void> bootCopies(const BootPlace &place, std::vector<BootCopy> &copies);
 
 struct CopiesView {
     BootFindings findings;
@@ -41,10 +42,9 @@ CopiesView lookAtCopies(const std::vector<BootCopy> &copies);
  */
 class OpenCopies {
   public:
-    /* False: whatIsWrong is one line. */
-    bool open(const std::vector<BootCopy> &copies, std::string &whatIsWrong);
-    /* Everything written to them since is on the disk. False: whatIsWrong is one line. */
-    bool sync(std::string &whatIsWrong) const;
+    base::Result<void> open(const std::vector<BootCopy> &copies);
+    /* Everything written to them since is on the disk. */
+    base::Result<void> sync() const;
 
   private:
     std::vector<std::pair<std::string, base::UniqueFd>> files_;

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "node/boot_environment.h"
 
-#include "base/because.h"
 #include "base/file_io.h"
 #include "base/lock_file.h"
 #include "node/boot_copies.h"
@@ -43,11 +42,11 @@ class Environment {
     Environment(const Environment &) = delete;
     Environment &operator=(const Environment &) = delete;
 
-    /* 0, -ENODATA where no copy is whole, or another negated errno; whatIsWrong is set where the
-     * lock cannot be had. */
-    int open(std::string &whatIsWrong) {
-        if (!takeLock(whatIsWrong)) {
-            return -EBUSY;
+    /* Error: the lock cannot be had. Else 0, -ENODATA where no copy is whole, or another negated
+     * errno. */
+    base::Result<int> open() {
+        if (const auto locked = takeLock(); !locked) {
+            return locked.error();
         }
         const LibraryLock given(lock_.descriptor());
         errno = 0;
@@ -79,19 +78,18 @@ class Environment {
     }
 
   private:
-    bool takeLock(std::string &whatIsWrong) {
+    base::Result<void> takeLock() {
         std::string why;
         const base::LockFile::Taken taken = lock_.take(kLibraryLock, kLockPatience, why);
         if (taken == base::LockFile::Taken::yes || taken == base::LockFile::Taken::noPlace) {
-            return true;
+            return {};
         }
-        whatIsWrong =
-            place_.name() +
-            (taken == base::LockFile::Taken::held ? ": the boot state is in use: "
-                                                  : ": the boot state cannot be locked: ") +
-            why;
-        base::because(base::Reason::bootStateLocked);
-        return false;
+        return base::Error{place_.name() +
+                               (taken == base::LockFile::Taken::held
+                                    ? ": the boot state is in use: "
+                                    : ": the boot state cannot be locked: ") +
+                               why,
+                           base::Reason::bootStateLocked};
     }
 
     int configureFile() {
@@ -112,71 +110,72 @@ class Environment {
     uboot_ctx *context_ = nullptr;
 };
 
-std::string reasonOf(const BootPlace &place, int result) {
+base::Error errorOf(const BootPlace &place, int result) {
     if (result == -ENODATA) {
-        return place.name() + ": no copy of the boot state is whole" + kWriteItAnew;
+        return {place.name() + ": no copy of the boot state is whole" + kWriteItAnew};
     }
     const std::string why = errno == 0 ? "" : std::string(": ") + std::strerror(errno);
     if (place.file.empty()) {
-        return place.name() + ": the boot state cannot be read" + why +
-               "; check the devices that it names";
+        return {place.name() + ": the boot state cannot be read" + why +
+                "; check the devices that it names"};
     }
-    return place.name() + ": the boot state " +
-           (errno == 0 ? std::string("is cut: it is shorter than its two copies") + kWriteItAnew
-                       : "cannot be read" + why);
+    return {place.name() + ": the boot state " +
+            (errno == 0 ? std::string("is cut: it is shorter than its two copies") + kWriteItAnew
+                        : "cannot be read" + why)};
 }
 
 // Writes one copy, the one that is not in use, and knows it to be on the disk.
-bool storeOneCopy(const BootPlace &place, const BootVariables &changes, bool isNew,
-                  std::string &whatIsWrong) {
+base::Result<void> storeOneCopy(const BootPlace &place, const BootVariables &changes, bool isNew) {
     std::vector<BootCopy> copies;
     OpenCopies files;
-    if (!bootCopies(place, copies, whatIsWrong) || !files.open(copies, whatIsWrong)) {
-        return false;
+    if (auto opened = bootCopies(place, copies).andThen([&] { return files.open(copies); });
+        !opened) {
+        return opened;
     }
     {
         Environment environment(place);
-        std::string inUse;
-        const int result = environment.open(inUse);
-        if (result != 0 && !(isNew && result == -ENODATA)) {
-            whatIsWrong = inUse.empty() ? reasonOf(place, result) : inUse;
-            return false;
+        const auto result = environment.open();
+        if (!result) {
+            return result.error();
+        }
+        if (*result != 0 && !(isNew && *result == -ENODATA)) {
+            return errorOf(place, *result);
         }
         errno = 0;
         if (!environment.store(changes)) {
-            whatIsWrong =
+            return base::Error{
                 place.name() + ": the boot state cannot be written" +
-                (errno == 0 ? ", it may be too large" : std::string(": ") + std::strerror(errno));
-            return false;
+                (errno == 0 ? ", it may be too large" : std::string(": ") + std::strerror(errno))};
         }
     }
-    return files.sync(whatIsWrong);
+    return files.sync();
 }
 
-bool holds(const BootPlace &place, const BootVariables &changes, std::string &whatIsWrong) {
-    BootVariables stored;
+base::Result<void> holds(const BootPlace &place, const BootVariables &changes) {
     BootFindings findings;
-    if (!readBootEnvironment(place, stored, &findings, whatIsWrong)) {
-        return false;
+    const auto stored = readBootEnvironment(place, &findings);
+    if (!stored) {
+        return stored.error();
     }
     for (const auto &[name, value] : changes) {
-        const auto found = stored.find(name);
-        if ((found == stored.end() ? "" : found->second) != value) {
-            whatIsWrong = place.name() + ": does not hold what was written to it; check the device";
-            return false;
+        const auto found = stored->find(name);
+        if ((found == stored->end() ? "" : found->second) != value) {
+            return base::Error{place.name() +
+                               ": does not hold what was written to it; check the device"};
         }
     }
     if (!findings.damages.empty()) {
-        whatIsWrong = findings.damages.front() + " although it was just written; check the device";
-        return false;
+        return base::Error{findings.damages.front() +
+                           " although it was just written; check the device"};
     }
-    return true;
+    return {};
 }
 
-bool storeBothCopies(const BootPlace &place, const BootVariables &changes, bool isNew,
-                     std::string &whatIsWrong) {
-    return storeOneCopy(place, changes, isNew, whatIsWrong) &&
-           storeOneCopy(place, changes, false, whatIsWrong) && holds(place, changes, whatIsWrong);
+base::Result<void> storeBothCopies(const BootPlace &place, const BootVariables &changes,
+                                   bool isNew) {
+    return storeOneCopy(place, changes, isNew)
+        .andThen([&] { return storeOneCopy(place, changes, false); })
+        .andThen([&] { return holds(place, changes); });
 }
 
 // A file of a new name, which becomes `name`.
@@ -188,76 +187,71 @@ bool makeUnfinished(std::string &name) {
 }
 
 // Under its name only once it is whole. What links lead to was judged by whoever named the path.
-bool makeFile(const std::string &path, const BootVariables &variables, std::string &whatIsWrong) {
+base::Result<void> makeFile(const std::string &path, const BootVariables &variables) {
     std::error_code error;
     const bool isThere = fs::exists(fs::symlink_status(path, error));
     if (isThere && !fs::is_regular_file(path, error)) {
-        whatIsWrong = path + ": is no regular file and is not replaced by one; name another, or "
-                             "for devices fw_env.config:FILE, a FILE that names them";
-        return false;
+        return base::Error{path + ": is no regular file and is not replaced by one; name another, "
+                                  "or for devices fw_env.config:FILE, a FILE that names them"};
     }
     const std::string target = isThere ? fs::canonical(path, error).string() : path;
     std::string unfinished = target + ".XXXXXX";
+    base::Result<void> made;
     if (!makeUnfinished(unfinished)) {
-        whatIsWrong = base::systemReason(path + ": cannot be written");
-    } else if (storeBothCopies(unfinished, variables, true, whatIsWrong)) {
+        made = base::Error{base::systemReason(path + ": cannot be written")};
+    } else if (made = storeBothCopies(unfinished, variables, true); made) {
         if (rename(unfinished.c_str(), target.c_str()) == 0 && base::syncDirectoryOf(target)) {
-            return true;
+            return {};
         }
-        whatIsWrong = base::systemReason(path + ": cannot be made");
+        made = base::Error{base::systemReason(path + ": cannot be made")};
     }
     unlink(unfinished.c_str());
-    return false;
+    return made;
 }
 
 } // namespace
 
-bool readBootEnvironment(const BootPlace &place, BootVariables &variables, BootFindings *findings,
-                         std::string &whatIsWrong) {
+base::Result<BootVariables> readBootEnvironment(const BootPlace &place, BootFindings *findings) {
     std::vector<BootCopy> copies;
-    if (!bootCopies(place, copies, whatIsWrong)) {
-        return false;
+    if (const auto named = bootCopies(place, copies); !named) {
+        return named.error();
     }
     // Without a lock both copies may be in a writer's hands for a moment.
     for (int reading = 0; reading < kReadings; ++reading) {
         CopiesView view = lookAtCopies(copies);
         if (view.variables) {
-            variables = std::move(*view.variables);
             if (findings != nullptr) {
                 *findings = std::move(view.findings);
             }
-            return true;
+            return std::move(*view.variables);
         }
         if (!view.whyNotOpened.empty()) {
-            whatIsWrong = view.whyNotOpened;
-            return false;
+            return base::Error{view.whyNotOpened};
         }
         nanosleep(&kBetweenReadings, nullptr);
     }
     // A device that only the library can read, or none that can be read: it says why.
     Environment environment(place);
-    std::string inUse;
-    const int result = environment.open(inUse);
-    if (result != 0) {
-        whatIsWrong = inUse.empty() ? reasonOf(place, result) : inUse;
-        return false;
+    const auto result = environment.open();
+    if (!result) {
+        return result.error();
     }
-    variables = environment.variables();
-    return true;
+    if (*result != 0) {
+        return errorOf(place, *result);
+    }
+    return environment.variables();
 }
 
-bool changeBootEnvironment(const BootPlace &place, const BootVariables &changes,
-                           std::string &whatIsWrong) {
+base::Result<void> changeBootEnvironment(const BootPlace &place, const BootVariables &changes) {
     if (!place.file.empty() && access(place.file.c_str(), F_OK) != 0) {
-        return makeFile(place.file, changes, whatIsWrong);
+        return makeFile(place.file, changes);
     }
-    return storeBothCopies(place, changes, false, whatIsWrong);
+    return storeBothCopies(place, changes, false);
 }
 
-bool makeBootEnvironment(const BootPlace &place, const BootVariables &variables,
-                         std::string &whatIsWrong) {
-    return place.file.empty() ? storeBothCopies(place, variables, true, whatIsWrong)
-                              : makeFile(place.file, variables, whatIsWrong);
+base::Result<void> makeBootEnvironment(const BootPlace &place, const BootVariables &variables) {
+    return place.file.empty() ? storeBothCopies(place, variables, true)
+                              : makeFile(place.file, variables);
 }
 
 } // namespace node

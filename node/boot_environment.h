@@ -3,6 +3,8 @@
 #ifndef NODE_BOOT_ENVIRONMENT_H
 #define NODE_BOOT_ENVIRONMENT_H
 
+#include "base/result.h"
+
 #include <cstddef>
 #include <map>
 #include <string>
@@ -44,25 +46,19 @@ struct BootFindings {
     bool none() const { return damages.empty() && !copiesDiffer && !older; }
 };
 
-/*
- * Reads the newer of the whole copies. findings may be null. False: no copy is whole or the place
- * cannot be read, and whatIsWrong is one line.
- */
-bool readBootEnvironment(const BootPlace &place, BootVariables &variables, BootFindings *findings,
-                         std::string &whatIsWrong);
+/* Reads the newer of the whole copies. findings may be null. */
+base::Result<BootVariables> readBootEnvironment(const BootPlace &place, BootFindings *findings);
 
 /*
  * Sets these variables, removes those with an empty value, keeps all others, and stores both copies
  * one after the other: at any moment one of them is whole, and in the end they say the same. A file
- * that is not there is made. Returns when everything is on the disk and was read back. False:
- * whatIsWrong is one line, and the old or the new variables hold.
+ * that is not there is made. Returns when everything is on the disk and was read back. Error: the
+ * old or the new variables hold.
  */
-bool changeBootEnvironment(const BootPlace &place, const BootVariables &changes,
-                           std::string &whatIsWrong);
+base::Result<void> changeBootEnvironment(const BootPlace &place, const BootVariables &changes);
 
 /* The same where no copy may be whole yet, as on devices that the boot loader never wrote. */
-bool makeBootEnvironment(const BootPlace &place, const BootVariables &variables,
-                         std::string &whatIsWrong);
+base::Result<void> makeBootEnvironment(const BootPlace &place, const BootVariables &variables);
 
 } // namespace node
 

@@ -16,25 +16,23 @@ constexpr std::string_view kBankWord = "ota.bank=";
 constexpr int kMostTrials = 99;
 
 // The kernel knows better than the boot state which bank the boot loader took.
-bool takeRunningBank(const std::string &path, Bank &active, std::string &whatIsWrong) {
-    std::string text;
-    if (!base::readWholeFile(path, kMaxCommandLine, text, whatIsWrong)) {
-        return false;
+base::Result<Bank> runningBank(const std::string &path) {
+    const auto text = base::readWholeFile(path, kMaxCommandLine);
+    if (!text) {
+        return text.error();
     }
-    std::istringstream words(text);
+    std::istringstream words(*text);
     for (std::string word; words >> word;) {
         if (!word.starts_with(kBankWord)) {
             continue;
         }
         const std::string_view bank = std::string_view(word).substr(kBankWord.size());
         if (bank == "a" || bank == "b") {
-            active = bank == "b" ? Bank::b : Bank::a;
-            return true;
+            return bank == "b" ? Bank::b : Bank::a;
         }
     }
-    whatIsWrong = path + ": does not name the running bank: expected the word ota.bank=a or "
-                         "ota.bank=b; let the boot loader pass it to the kernel";
-    return false;
+    return base::Error{path + ": does not name the running bank: expected the word ota.bank=a or "
+                              "ota.bank=b; let the boot loader pass it to the kernel"};
 }
 
 auto findFailed(const std::vector<FailedVersion> &failed, std::string_view version) {
@@ -98,44 +96,44 @@ bool isRefused(const BootState &state, std::string_view version, int refuseAfter
     return failed != nullptr && refuseAfter > 0 && failed->trials >= refuseAfter;
 }
 
-bool readBootState(const BootPlace &place, BootState &state, std::string &whatIsWrong,
-                   BootFindings *findings) {
-    BootVariables variables;
-    BootState read;
-    const bool isEnvironment = readBootEnvironment(place, variables, findings, whatIsWrong);
-    const bool isOlder = !isEnvironment && readOlderBootState(place, read);
-    if (isOlder && findings != nullptr) {
+base::Result<BootState> readBootState(const BootPlace &place, BootFindings *findings) {
+    base::Result<BootState> state = BootState();
+    const auto variables = readBootEnvironment(place, findings);
+    if (variables) {
+        state = parseBootState(place.name(), *variables);
+        if (!state) {
+            return state.error().within("", kWriteItAnew);
+        }
+    } else if (!readOlderBootState(place, *state)) {
+        return variables.error();
+    } else if (findings != nullptr) {
         findings->older = true;
     }
-    if (!isEnvironment && !isOlder) {
-        return false;
+    if (!place.kernelCommandLine.empty()) {
+        const auto running = runningBank(place.kernelCommandLine);
+        if (!running) {
+            return running.error();
+        }
+        state->active = *running;
     }
-    if (isEnvironment && !parseBootState(place.name(), variables, read, whatIsWrong)) {
-        whatIsWrong += kWriteItAnew;
-        return false;
-    }
-    if (!place.kernelCommandLine.empty() &&
-        !takeRunningBank(place.kernelCommandLine, read.active, whatIsWrong)) {
-        return false;
-    }
-    state = read;
-    return true;
+    return state;
 }
 
-bool writeBootState(const BootPlace &place, const BootState &state, std::string &whatIsWrong) {
+base::Result<void> writeBootState(const BootPlace &place, const BootState &state) {
     BootState older;
     const BootVariables variables = formatBootState(state);
     // The older file gives way as a whole: up to the last moment it is what it was.
-    if (readOlderBootState(place, older) ? makeBootEnvironment(place, variables, whatIsWrong)
-                                         : changeBootEnvironment(place, variables, whatIsWrong)) {
-        return true;
+    const auto written = readOlderBootState(place, older) ? makeBootEnvironment(place, variables)
+                                                          : changeBootEnvironment(place, variables);
+    if (!written) {
+        return written.error().within(
+            "", "; check the file system or device that holds the boot state");
     }
-    whatIsWrong += "; check the file system or device that holds the boot state";
-    return false;
+    return written;
 }
 
-bool makeBootState(const BootPlace &place, const BootState &state, std::string &whatIsWrong) {
-    return makeBootEnvironment(place, formatBootState(state), whatIsWrong);
+base::Result<void> makeBootState(const BootPlace &place, const BootState &state) {
+    return makeBootEnvironment(place, formatBootState(state));
 }
 
 } // namespace node

@@ -81,16 +81,14 @@ bool forgetFailure(BootState &state, std::string_view version);
 bool isRefused(const BootState &state, std::string_view version, int refuseAfter);
 
 /*
- * Each call: true, or false with one line in whatIsWrong that says what, where and what to do.
- * findings may be null. A damaged copy is no failure as long as the other one is whole.
- * Writing leaves the old or the new state behind, whatever happens; after a failure it is not known
- * which. What else the environment holds stays.
+ * findings may be null. A damaged copy is no failure as long as the other one is whole. Writing
+ * leaves the old or the new state behind, whatever happens; after an error it is not known which.
+ * What else the environment holds stays.
  */
-bool readBootState(const BootPlace &place, BootState &state, std::string &whatIsWrong,
-                   BootFindings *findings = nullptr);
-bool writeBootState(const BootPlace &place, const BootState &state, std::string &whatIsWrong);
+base::Result<BootState> readBootState(const BootPlace &place, BootFindings *findings = nullptr);
+base::Result<void> writeBootState(const BootPlace &place, const BootState &state);
 /* Writes the first one of a node, also where none can be read. A file is replaced as a whole. */
-bool makeBootState(const BootPlace &place, const BootState &state, std::string &whatIsWrong);
+base::Result<void> makeBootState(const BootPlace &place, const BootState &state);
 
 } // namespace node
 

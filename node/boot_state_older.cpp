@@ -62,16 +62,18 @@ class Fields {
 } // namespace
 
 bool readOlderBootState(const BootPlace &place, BootState &state) {
-    std::string text;
-    std::string anotherFormat;
-    std::vector<base::IniEntry> entries;
-    if (place.file.empty() ||
-        !base::readWholeFile(place.file, kMaxBootState, text, anotherFormat) ||
-        !text.starts_with(kFirstLine) || !checksumHolds(text) ||
-        !base::parseIni(place.file, text, entries, anotherFormat)) {
+    if (place.file.empty()) {
         return false;
     }
-    const Fields fields(entries);
+    const auto text = base::readWholeFile(place.file, kMaxBootState);
+    if (!text || !text->starts_with(kFirstLine) || !checksumHolds(*text)) {
+        return false;
+    }
+    const auto entries = base::parseIni(place.file, *text);
+    if (!entries) {
+        return false;
+    }
+    const Fields fields(*entries);
     BootState read;
     if (!fields.bank("active", read.active) || !fields.bank("next", read.next) ||
         !fields.record(Bank::a, read.of(Bank::a)) || !fields.record(Bank::b, read.of(Bank::b))) {

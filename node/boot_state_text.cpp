@@ -177,16 +177,13 @@ BootVariables formatBootState(const BootState &state) {
     return variables;
 }
 
-bool parseBootState(const std::string &place, const BootVariables &variables, BootState &state,
-                    std::string &whatIsWrong) {
+base::Result<BootState> parseBootState(const std::string &place, const BootVariables &variables) {
     Reader reader(place, variables);
     const BootState read = reader.read();
     if (!reader.firstMistake().empty()) {
-        whatIsWrong = reader.firstMistake();
-        return false;
+        return base::Error{reader.firstMistake()};
     }
-    state = read;
-    return true;
+    return read;
 }
 
 } // namespace node

@@ -12,9 +12,8 @@ namespace node {
 /* Every variable of the state; those that it has none for are empty. */
 BootVariables formatBootState(const BootState &state);
 
-/* False: whatIsWrong is one line with `place`, the variable and what was expected. */
-bool parseBootState(const std::string &place, const BootVariables &variables, BootState &state,
-                    std::string &whatIsWrong);
+/* An error names `place`, the variable and what was expected. */
+base::Result<BootState> parseBootState(const std::string &place, const BootVariables &variables);
 
 } // namespace node
 

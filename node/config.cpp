@@ -117,10 +117,9 @@ class Reading {
 
     void takeRow(const ConfigRow &row) {
         const base::IniEntry *const entry = base::findEntry(entries_, row.section, row.key);
-        std::string whatIsWrong;
         if (entry != nullptr) {
-            if (!takeValue(row, entry->value, config_, whatIsWrong)) {
-                mistakes_.push_back(base::atLine(path_, entry->line) + whatIsWrong);
+            if (const auto taken = takeValue(row, entry->value, config_); !taken) {
+                mistakes_.push_back(base::atLine(path_, entry->line) + taken.error().text);
                 bankRefused_ = bankRefused_ || std::string_view(row.section) == "banks";
             } else if (const std::string odd = base::oddValue(row.key, entry->value);
                        !odd.empty()) {
@@ -211,8 +210,7 @@ class Reading {
             return;
         }
         std::vector<BootCopy> copies;
-        std::string saidByWhoeverReadsThem;
-        bootCopies(place, copies, saidByWhoeverReadsThem);
+        static_cast<void>(bootCopies(place, copies)); // whoever reads them says what is wrong
         for (const BootCopy &copy : copies) {
             isTrusted("banks", "fw_env_config", copy.path);
         }
@@ -271,16 +269,15 @@ enum class Depth { toStart, toUpgrade };
 
 std::vector<std::string> check(const std::string &path, Depth depth, Config &config,
                                std::vector<std::string> *warnings) {
-    std::string text;
-    std::string whatIsWrong;
     // Before it is opened: one of another user may be a pipe that nobody writes to.
     if (const std::string flaw = base::whyNotTrusted(path); !flaw.empty()) {
         return {path + ": the configuration cannot be trusted: " + flaw};
     }
-    if (!readConfigText(path, text, whatIsWrong)) {
-        return {whatIsWrong + "; give a configuration made after node.conf.example"};
+    const auto text = readConfigText(path);
+    if (!text) {
+        return {text.error().text + "; give a configuration made after node.conf.example"};
     }
-    Reading reading(path, text);
+    Reading reading(path, *text);
     reading.takeEntries();
     reading.lookAtPlaces();
     if (depth == Depth::toUpgrade) {
@@ -301,27 +298,26 @@ std::string Config::lockPath() const {
     return (bootState.file.empty() ? configsDirectory + "/boot_state" : bootState.file) + ".lock";
 }
 
-bool readConfigText(const std::string &path, std::string &text, std::string &whatIsWrong) {
-    return base::readWholeFile(path, kMaxConfig, text, whatIsWrong);
+base::Result<std::string> readConfigText(const std::string &path) {
+    return base::readWholeFile(path, kMaxConfig);
 }
 
-bool parseConfig(const std::string &path, const std::string &text, Config &config,
-                 std::string &whatIsWrong) {
+base::Result<Config> parseConfig(const std::string &path, const std::string &text) {
     Reading reading(path, text);
     reading.takeEntries();
     if (!reading.mistakes().empty()) {
-        whatIsWrong = reading.mistakes().front();
-        return false;
+        return base::Error{reading.mistakes().front()};
     }
-    whatIsWrong.clear();
-    config = reading.config();
-    return true;
+    return reading.config();
 }
 
-bool checkConfigFile(const std::string &path, Config &config, std::string &whatIsWrong) {
+base::Result<Config> checkConfigFile(const std::string &path) {
+    Config config;
     const std::vector<std::string> mistakes = check(path, Depth::toStart, config, nullptr);
-    whatIsWrong = mistakes.empty() ? "" : mistakes.front();
-    return mistakes.empty();
+    if (!mistakes.empty()) {
+        return base::Error{mistakes.front()};
+    }
+    return config;
 }
 
 std::vector<std::string> configMistakes(const std::string &path,

@@ -68,22 +68,20 @@ struct Config {
     std::string overlayPath() const { return stateDirectory + "/settings.ini"; }
 };
 
-/* Reads the bytes of the file. False: whatIsWrong is one line naming it. */
-bool readConfigText(const std::string &path, std::string &text, std::string &whatIsWrong);
+/* The bytes of the file. */
+base::Result<std::string> readConfigText(const std::string &path);
 
 /*
- * Fills the configuration from the text; nothing that it names is looked at. False: the
- * configuration is untouched and whatIsWrong is one line with the file, the line where there is
- * one, and what was expected.
+ * The configuration of the text; nothing that it names is looked at. An error names the file, the
+ * line where there is one, and what was expected.
  */
-bool parseConfig(const std::string &path, const std::string &text, Config &config,
-                 std::string &whatIsWrong);
+base::Result<Config> parseConfig(const std::string &path, const std::string &text);
 
 /*
  * Reads and parses the file, and looks at what it names: directories, banks, certificates. Takes no
- * lock and changes nothing. False: as parseConfig, with the first mistake.
+ * lock and changes nothing. The error is the first mistake, as of parseConfig.
  */
-bool checkConfigFile(const std::string &path, Config &config, std::string &whatIsWrong);
+base::Result<Config> checkConfigFile(const std::string &path);
 
 /*
  * The same, every mistake on a line of its own; empty where there is none. Where a start finds

@@ -26,11 +26,11 @@ std::string parentOf(const std::string &path) {
 } // namespace
 
 std::string whyNoBootState(const BootPlace &place) {
-    BootState state;
-    std::string why;
-    if (readBootState(place, state, why)) {
+    const auto state = readBootState(place);
+    if (state) {
         return "";
     }
+    const std::string &why = state.error().text;
     const bool isAdvised = why.find("ota-boot-state") != std::string::npos;
     return "names what the node cannot use: " + why +
            (isAdvised ? "" : "; ota-boot-state init makes a boot state");

@@ -262,20 +262,17 @@ std::string nameOf(std::string_view section, std::string_view key) {
     return std::string("[").append(section).append("] ").append(key);
 }
 
-bool takeValue(const ConfigRow &row, const std::string &value, Config &config,
-               std::string &whatIsWrong) {
+base::Result<void> takeValue(const ConfigRow &row, const std::string &value, Config &config) {
     const std::string given = nameOf(row.section, row.key) + " is \"" + value + "\"";
     if (row.limit != 0 && value.size() > row.limit) {
-        whatIsWrong = given + ", " + std::to_string(value.size()) +
-                      " characters: expected at most " + std::to_string(row.limit) + ", since " +
-                      row.whyLimit;
-        return false;
+        return base::Error{given + ", " + std::to_string(value.size()) +
+                           " characters: expected at most " + std::to_string(row.limit) +
+                           ", since " + row.whyLimit};
     }
     if (!row.take(value, config)) {
-        whatIsWrong = given + ": expected " + row.expected;
-        return false;
+        return base::Error{given + ": expected " + row.expected};
     }
-    return true;
+    return {};
 }
 
 } // namespace node

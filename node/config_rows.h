@@ -31,9 +31,8 @@ const ConfigRow *findConfigRow(std::string_view section, std::string_view key);
 /* "[section] key". */
 std::string nameOf(std::string_view section, std::string_view key);
 
-/* Takes the value over. False: whatIsWrong is "[section] key is …: expected …". */
-bool takeValue(const ConfigRow &row, const std::string &value, Config &config,
-               std::string &whatIsWrong);
+/* Takes the value over. The error is "[section] key is …: expected …". */
+base::Result<void> takeValue(const ConfigRow &row, const std::string &value, Config &config);
 
 } // namespace node
 

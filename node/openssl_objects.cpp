@@ -95,12 +95,11 @@ std::string subjectOf(X509 *certificate) {
 }
 
 base::Result<UniqueCertificates> readCertificates(const std::string &path) {
-    std::string text;
-    std::string whatIsWrong;
-    if (!base::readWholeFile(path, kMaxPemFile, text, whatIsWrong)) {
-        return base::Error{whatIsWrong};
+    const auto text = base::readWholeFile(path, kMaxPemFile);
+    if (!text) {
+        return text.error();
     }
-    const UniqueBio pem = readingBio(text);
+    const UniqueBio pem = readingBio(*text);
     UniqueCertificates certificates(sk_X509_new_null());
     if (!pem || !certificates) {
         return base::Error{path + ": there is no memory to read it"};

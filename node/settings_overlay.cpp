@@ -26,46 +26,43 @@ constexpr std::array kRows{
     Row{"preferred_activation_time", &Overlay::preferredActivationTime},
 };
 
-bool takeEntry(const std::string &path, const base::IniEntry &entry, Overlay &overlay,
-               std::string &whatIsWrong) {
+base::Result<void> takeEntry(const std::string &path, const base::IniEntry &entry,
+                             Overlay &overlay) {
     for (const Row &row : kRows) {
         if (entry.section == kSection && entry.key == row.key) {
-            Config checked;
-            if (!takeValue(*findConfigRow(kSection, row.key), entry.value, checked, whatIsWrong)) {
-                whatIsWrong = base::atLine(path, entry.line) + whatIsWrong;
-                return false;
-            }
+            Config unused;
             overlay.*row.value = entry.value;
-            return true;
+            auto taken = takeValue(*findConfigRow(kSection, row.key), entry.value, unused);
+            return taken ? taken : taken.error().within(base::atLine(path, entry.line));
         }
     }
-    whatIsWrong = base::atLine(path, entry.line) + nameOf(entry.section, entry.key) +
-                  " cannot change at run time: expected [node] work_mode, work_role, onboarding or "
-                  "preferred_activation_time";
-    return false;
+    return base::Error{
+        base::atLine(path, entry.line) + nameOf(entry.section, entry.key) +
+        " cannot change at run time: expected [node] work_mode, work_role, onboarding or "
+        "preferred_activation_time"};
 }
 
 } // namespace
 
-bool readOverlay(const std::string &path, Overlay &overlay, std::string &whatIsWrong) {
+base::Result<Overlay> readOverlay(const std::string &path) {
     if (access(path.c_str(), F_OK) != 0 && errno == ENOENT) {
-        overlay = Overlay{};
-        return true;
+        return Overlay{};
     }
-    std::string text;
-    std::vector<base::IniEntry> entries;
-    if (!base::readWholeFile(path, kMaxOverlay, text, whatIsWrong) ||
-        !base::parseIni(path, text, entries, whatIsWrong)) {
-        return false;
+    const auto text = base::readWholeFile(path, kMaxOverlay);
+    if (!text) {
+        return text.error();
     }
-    Overlay read;
-    for (const base::IniEntry &entry : entries) {
-        if (!takeEntry(path, entry, read, whatIsWrong)) {
-            return false;
+    const auto entries = base::parseIni(path, *text);
+    if (!entries) {
+        return entries.error();
+    }
+    Overlay overlay;
+    for (const base::IniEntry &entry : *entries) {
+        if (const auto taken = takeEntry(path, entry, overlay); !taken) {
+            return taken.error();
         }
     }
-    overlay = read;
-    return true;
+    return overlay;
 }
 
 std::string printOverlay(const Overlay &overlay) {
@@ -79,10 +76,10 @@ std::string printOverlay(const Overlay &overlay) {
 }
 
 void applyOverlay(const Overlay &overlay, Config &config) {
-    std::string checkedBefore;
     for (const Row &row : kRows) {
         if (const auto &value = overlay.*row.value) {
-            takeValue(*findConfigRow(kSection, row.key), *value, config, checkedBefore);
+            static_cast<void>( // checked before
+                takeValue(*findConfigRow(kSection, row.key), *value, config));
         }
     }
 }

@@ -19,10 +19,10 @@ struct Overlay {
 };
 
 /*
- * Reads the file; one that does not exist is an empty overlay. False: the overlay is untouched and
- * whatIsWrong is one line with the file, the line where there is one, and what was expected.
+ * Reads the file; one that does not exist is an empty overlay. An error names the file, the line
+ * where there is one, and what was expected.
  */
-bool readOverlay(const std::string &path, Overlay &overlay, std::string &whatIsWrong);
+base::Result<Overlay> readOverlay(const std::string &path);
 
 /* The text of the file. Line ends, " ;" and blanks at an end of a value would not survive it. */
 std::string printOverlay(const Overlay &overlay);

@@ -21,17 +21,16 @@ int noPassphrase(char *, int, int, void *asked) {
 }
 
 base::Result<UniqueKey> readKey(const std::string &path) {
-    std::string text;
-    std::string whatIsWrong;
-    if (!base::readWholeFile(path, kMaxKeyFile, text, whatIsWrong)) {
-        return base::Error{whatIsWrong + "; give the signer's private key in PEM"};
+    auto text = base::readWholeFile(path, kMaxKeyFile);
+    if (!text) {
+        return text.error().within("", "; give the signer's private key in PEM");
     }
     ERR_clear_error();
     bool asked = false;
-    const UniqueBio pem = readingBio(text);
+    const UniqueBio pem = readingBio(*text);
     UniqueKey key(pem ? PEM_read_bio_PrivateKey(pem.get(), nullptr, noPassphrase, &asked)
                       : nullptr);
-    OPENSSL_cleanse(text.data(), text.size());
+    OPENSSL_cleanse(text->data(), text->size());
     const std::string reason = opensslReason();
     if (!key) {
         return base::Error{

@@ -11,7 +11,6 @@
 #include <memory>
 #include <string_view>
 #include <unistd.h>
-#include <utility>
 #include <vector>
 
 namespace platform {
@@ -24,110 +23,102 @@ struct DirectoryClose {
     void operator()(DIR *directory) const { closedir(directory); }
 };
 
-bool keepRunningBank(std::string &whatIsWrong) {
-    node::BootState state;
-    if (!node::readBootState(node().config().bootState, state, whatIsWrong)) {
-        return false;
+base::Result<void> keepRunningBank() {
+    auto state = node().readBootState();
+    if (!state) {
+        return state.error();
     }
     // A running version that failed its trial is left for the old one: that is no choice of the
     // upgrade that was cancelled.
-    const bool leavesItself = node::failedVersion(state, state.of(state.active).version) != nullptr;
-    return state.next == state.active || leavesItself || takeChoiceBack(state, whatIsWrong);
+    const bool leavesItself =
+        node::failedVersion(*state, state->of(state->active).version) != nullptr;
+    return state->next == state->active || leavesItself ? base::Result<void>()
+                                                        : takeChoiceBack(*state);
 }
 
 // The images keep their names; only what begins like one is touched.
-bool listImages(const std::string &directory, std::vector<std::string> &paths,
-                std::string &whatIsWrong) {
+base::Result<void> listImages(const std::string &directory, std::vector<std::string> &paths) {
     const std::unique_ptr<DIR, DirectoryClose> opened(opendir(directory.c_str()));
     if (!opened) {
-        whatIsWrong =
-            base::systemReason(directory + ": cannot be listed") + "; check the directory";
-        return false;
+        return base::Error{base::systemReason(directory + ": cannot be listed") +
+                           "; check the directory"};
     }
     while (const dirent *entry = readdir(opened.get())) {
         if (std::string_view(entry->d_name).starts_with(kImagePrefix)) {
             paths.push_back(directory + "/" + entry->d_name);
         }
     }
-    return true;
+    return {};
 }
 
-bool remove(const std::string &path, std::string &whatIsWrong) {
+base::Result<void> remove(const std::string &path) {
     // A directory of such a name is nobody's download.
     if (unlink(path.c_str()) == 0 || errno == ENOENT || errno == EISDIR) {
-        return true;
+        return {};
     }
-    whatIsWrong = base::systemReason(path + ": cannot be removed") + "; remove it by hand";
-    return false;
+    return base::Error{base::systemReason(path + ": cannot be removed") + "; remove it by hand"};
+}
+
+base::Result<void> firstOf(const base::Result<void> &one, const base::Result<void> &other) {
+    return one ? other : one;
 }
 
 // All of them, whatever one of them is like; the first one that is left is told.
-bool removeEach(const std::vector<std::string> &paths, std::string &whatIsWrong) {
-    bool whole = true;
-    std::string alsoWrong;
+base::Result<void> removeEach(const std::vector<std::string> &paths) {
+    base::Result<void> removed;
     for (const std::string &path : paths) {
-        if (!remove(path, alsoWrong) && std::exchange(whole, false)) {
-            whatIsWrong = alsoWrong;
-        }
+        removed = firstOf(removed, remove(path));
     }
-    return whole;
+    return removed;
 }
 
 } // namespace
 } // namespace platform
 
-bool nalDropAgentData(std::string &whatIsWrong) {
-    return platform::remove(platform::node().config().tmpDirectory + platform::kAgentData, whatIsWrong);
+base::Result<void> nalDropAgentData() {
+    return platform::remove(platform::node().config().tmpDirectory + platform::kAgentData);
 }
 
-bool nalDropImages(std::string &whatIsWrong) {
+base::Result<void> nalDropImages() {
     std::vector<std::string> paths;
-    return platform::listImages(platform::node().config().tmpDirectory, paths, whatIsWrong) &&
-           platform::removeEach(paths, whatIsWrong);
+    return platform::listImages(platform::node().config().tmpDirectory, paths).andThen([&] {
+        return platform::removeEach(paths);
+    });
 }
 
-bool nalAbandon(std::string &whatIsWrong) {
+base::Result<void> nalAbandon() {
     const node::Config &config = platform::node().config();
     // The choice first: it is what would still act on its own.
-    bool whole = platform::keepRunningBank(whatIsWrong);
+    base::Result<void> done = platform::keepRunningBank();
     std::vector<std::string> paths{config.logsDirectory + "/ota_act_success",
                                    config.tmpDirectory + "/ota_dwld_prog",
                                    config.tmpDirectory + platform::kAgentData};
-    std::string alsoWrong;
-    const auto note = [&](bool done) {
-        if (!done && whole) {
-            whatIsWrong = alsoWrong;
-        }
-        whole = whole && done;
-    };
-    note(platform::listImages(config.tmpDirectory, paths, alsoWrong));
-    note(platform::removeEach(paths, alsoWrong));
+    done = platform::firstOf(done, platform::listImages(config.tmpDirectory, paths));
+    done = platform::firstOf(done, platform::removeEach(paths));
     // A mark that a power cut brought back would have the old bank report a failed commit.
     if (!base::syncDirectoryOf(paths.front())) {
-        alsoWrong = base::systemReason(config.logsDirectory + ": cannot be synced");
-        note(false);
+        const std::string why = base::systemReason(config.logsDirectory + ": cannot be synced");
+        done = platform::firstOf(done, base::Error{why});
     }
-    return whole;
+    return done;
 }
 
-bool nalGiveUpPassive(std::string &whatIsWrong) {
-    const node::BootPlace &path = platform::node().config().bootState;
-    node::BootState state;
-    if (!node::readBootState(path, state, whatIsWrong)) {
-        return false;
+base::Result<void> nalGiveUpPassive() {
+    auto state = platform::node().readBootState();
+    if (!state) {
+        return state.error();
     }
-    const node::Bank passive = node::otherBank(state.active);
-    if (state.next == passive || state.trial) {
-        whatIsWrong = node::namedBank(state, passive) + " is activated or on trial";
-        return false;
+    const node::Bank passive = node::otherBank(state->active);
+    if (state->next == passive || state->trial) {
+        return base::Error{node::namedBank(*state, passive) + " is activated or on trial"};
     }
-    if (!state.of(passive).whole) {
-        return true;
+    if (!state->of(passive).whole) {
+        return {};
     }
-    state.of(passive) = node::BankRecord{};
-    if (!node::writeBootState(path, state, whatIsWrong)) {
-        return false;
+    state->of(passive) = node::BankRecord{};
+    auto written = platform::node().writeBootState(*state);
+    if (written) {
+        platform::tellStage(NalStage::emptied);
     }
-    platform::tellStage(NalStage::emptied);
-    return true;
+    return written;
 }

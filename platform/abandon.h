@@ -3,34 +3,33 @@
 #ifndef PLATFORM_ABANDON_H
 #define PLATFORM_ABANDON_H
 
-#include <string>
+#include "base/result.h"
 
 /*
  * The running bank boots next where another one was chosen and has not booted; the activation mark,
  * the downloaded images, the progress file and the file for the mobile app are removed. Everything
  * else stays, an image in the passive bank too. Call it between two calls of the agent, after
- * nalOpen. False: whatIsWrong is one line, and the rest was done as far as it could be.
+ * nalOpen. After an error the rest was done as far as it could be.
  */
-bool nalAbandon(std::string &whatIsWrong);
+base::Result<void> nalAbandon();
 
 /*
  * Removes the downloaded images: the agent needs one within the call that fetched it and no longer.
- * Call it between two calls of the agent, after nalOpen. False: whatIsWrong is one line, and the
- * rest was done as far as it could be.
+ * Call it between two calls of the agent, after nalOpen. After an error the rest was
+ * done as far as it could be.
  */
-bool nalDropImages(std::string &whatIsWrong);
+base::Result<void> nalDropImages();
 
 /*
  * Removes the file that tells the mobile app of an offer, where it is. Call it after nalOpen.
- * False: whatIsWrong is one line.
  */
-bool nalDropAgentData(std::string &whatIsWrong);
+base::Result<void> nalDropAgentData();
 
 /*
  * What the passive bank holds does not count as an image any more; a bank that was activated is
- * left alone. Call it between two calls of the agent, after nalOpen. False: whatIsWrong is one
- * line, and the bank is as before.
+ * left alone. Call it between two calls of the agent, after nalOpen. After an error
+ * the bank is as before.
  */
-bool nalGiveUpPassive(std::string &whatIsWrong);
+base::Result<void> nalGiveUpPassive();
 
 #endif

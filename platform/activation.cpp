@@ -2,11 +2,11 @@
 // Chooses the bank that boots next, and takes back a choice that was not made whole.
 #include "platform/activation.h"
 
-#include "base/because.h"
 #include "node/bank_device.h"
 #include "node/image_check.h"
 #include "platform/nal.h"
 #include "platform/node.h"
+#include "platform/reason_hook.h"
 #include "platform/stage.h"
 
 #include <string>
@@ -16,144 +16,141 @@ namespace {
 
 using base::Reason;
 
-bool store(const node::BootState &state, std::string &whatIsWrong) {
-    return base::orBecause(node::writeBootState(node().config().bootState, state, whatIsWrong),
-                           Reason::bootStateNotWritten);
-}
-
 // A bank found damaged is recorded as not whole: it must not boot, nor be offered as a version.
-bool compareAndRecord(node::BootState &state, node::Bank bank, std::string &whatIsWrong) {
-    const auto comparison = node::compareBank(state.of(bank), node().config().bankPath(bank));
+base::Result<void> compareAndRecord(node::BootState &state, node::Bank bank) {
+    auto comparison = node::compareBank(state.of(bank), node().config().bankPath(bank));
     if (node::readsOther(comparison)) {
         state.of(bank) = node::BankRecord{};
     }
-    return comparison || base::passOn(comparison.error(), whatIsWrong);
+    return comparison;
 }
 
 // Chosen is on trial, until the node was healthy on it.
-bool choose(node::BootState &state, node::Bank bank, std::string &whatIsWrong) {
+base::Result<void> choose(node::BootState &state, node::Bank bank) {
     state.next = bank;
     state.trial = bank;
     state.healthy = false;
     state.attemptsOf(bank) = node().config().trialAttempts;
-    if (store(state, whatIsWrong)) {
-        return true;
+    auto stored = node().writeBootState(state);
+    if (stored) {
+        return stored;
     }
     // The choice may be in place and only not known to last: it must not boot after a failure.
-    std::string notTakenBack;
-    if (!takeChoiceBack(state, notTakenBack)) {
-        whatIsWrong += "; the choice was not taken back: " + notTakenBack;
+    if (const auto back = takeChoiceBack(state); !back) {
+        return stored.error().within("", "; the choice was not taken back: " + back.error().text);
     }
-    return false;
+    return stored;
 }
 
 // The agent may activate whatever the bank holds; what may not be written may not boot either.
-bool isRefusedVersion(const node::BootState &state, node::Bank bank, std::string &whatIsWrong) {
+base::Result<void> isOfAllowedVersion(const node::BootState &state, node::Bank bank) {
     const std::string &version = state.of(bank).version;
+    const std::string holds = std::string("bank ") + node::bankName(bank) + " holds " + version;
     if (node::isUnderTheLowest(version, node().config())) {
-        whatIsWrong = std::string("bank ") + node::bankName(bank) + " holds " + version +
-                      ", the lowest that this node takes is " + node().config().lowestVersion +
-                      "; offer a newer one, or change lowest_version in [service]";
-        base::because(Reason::versionUnderFloor);
-        return true;
+        return base::Error{holds + ", the lowest that this node takes is " +
+                               node().config().lowestVersion +
+                               "; offer a newer one, or change lowest_version in [service]",
+                           Reason::versionUnderFloor};
     }
-    if (!node::isRefused(state, version, node().config().refuseAfterTrials)) {
-        return false;
+    if (node::isRefused(state, version, node().config().refuseAfterTrials)) {
+        return base::Error{holds +
+                               ", which failed its trial; offer another version, or otactl "
+                               "forget " +
+                               version,
+                           Reason::versionFailedBefore};
     }
-    whatIsWrong = std::string("bank ") + node::bankName(bank) + " holds " + version +
-                  ", which failed its trial; offer another version, or otactl forget " + version;
-    base::because(Reason::versionFailedBefore);
-    return true;
+    return {};
 }
 
-bool activatePassive(std::string &whatIsWrong) {
-    node::BootState state;
-    if (!node::readBootState(node().config().bootState, state, whatIsWrong)) {
-        return base::orBecause(false, Reason::bootStateUnreadable);
+base::Result<void> mayBeActivated(const node::BootState &state, node::Bank bank) {
+    if (!state.of(bank).whole) {
+        return base::Error{std::string("bank ") + node::bankName(bank) +
+                               " holds no whole image; write one first",
+                           Reason::bankNotWhole};
     }
+    return isFreeToChange(state).andThen([&] { return isOfAllowedVersion(state, bank); });
+}
+
+base::Result<void> activatePassive() {
+    auto read = node().readBootState();
+    if (!read) {
+        return read.error();
+    }
+    node::BootState &state = *read;
     const node::Bank passive = node::otherBank(state.active);
-    if (!state.of(passive).whole) {
-        whatIsWrong = std::string("bank ") + node::bankName(passive) +
-                      " holds no whole image; write one first";
-        return base::orBecause(false, Reason::bankNotWhole);
-    }
-    if (isOnTrialItself(state, whatIsWrong)) {
-        return base::orBecause(false, Reason::bankInUse);
-    }
-    if (isRefusedVersion(state, passive, whatIsWrong)) {
-        return false;
+    if (auto may = mayBeActivated(state, passive); !may) {
+        return may;
     }
     const bool stands = state.next == passive && state.isOnTrial(passive) &&
                         state.attemptsOf(passive) > 0 && !node().activationHalfWay;
     node().activationHalfWay = true;
-    const bool isRecorded = compareAndRecord(state, passive, whatIsWrong);
-    // What is reported as failed must not boot.
-    if (!isRecorded) {
-        std::string notStored;
-        if (!takeChoiceBack(state, notStored)) {
-            whatIsWrong += "; " + notStored;
+    if (auto recorded = compareAndRecord(state, passive); !recorded) {
+        // What is reported as failed must not boot.
+        const auto back = takeChoiceBack(state);
+        return back ? recorded : recorded.error().within("", "; " + back.error().text);
+    }
+    if (!stands) {
+        if (auto chosen = choose(state, passive); !chosen) {
+            return chosen;
         }
     }
-    if (!isRecorded || (!stands && !choose(state, passive, whatIsWrong))) {
-        return false;
-    }
     node().activationHalfWay = false;
-    return true;
+    return {};
 }
 
-bool fallBack(std::string &whatIsWrong) {
-    node::BootState state;
-    if (!node::readBootState(node().config().bootState, state, whatIsWrong)) {
-        return false;
+base::Result<void> fallBack() {
+    auto read = node().readBootState();
+    if (!read) {
+        return read.error();
     }
+    node::BootState &state = *read;
     if (!node().activationHalfWay && node::bankToBoot(state) == state.next) {
-        return true;
+        return {};
     }
     const node::Bank passive = node::otherBank(state.active);
     if (state.of(passive).whole) {
-        std::string alreadyReported;
-        compareAndRecord(state, passive, alreadyReported);
+        static_cast<void>(compareAndRecord(state, passive)); // reported already
     }
-    return takeChoiceBack(state, whatIsWrong);
+    return takeChoiceBack(state);
 }
 
 } // namespace
 
-bool isOnTrialItself(const node::BootState &state, std::string &whatIsWrong) {
+base::Result<void> isFreeToChange(const node::BootState &state) {
     if (!state.isOnTrial(state.active) || !state.of(node::otherBank(state.active)).whole) {
-        return false;
+        return {};
     }
-    whatIsWrong = std::string("bank ") + node::bankName(state.active) +
-                  " runs on trial, and the other one is what it would fall back to; wait for the "
-                  "commit, or otactl commit";
-    return true;
+    return base::Error{std::string("bank ") + node::bankName(state.active) +
+                           " runs on trial, and the other one is what it would fall back to; wait "
+                           "for the commit, or otactl commit",
+                       Reason::bankInUse};
 }
 
-bool takeChoiceBack(node::BootState &state, std::string &whatIsWrong) {
+base::Result<void> takeChoiceBack(node::BootState &state) {
     if (!state.isOnTrial(state.active)) {
         state.endTrial();
     }
     state.next = state.active;
-    if (!store(state, whatIsWrong)) {
-        return false;
+    auto stored = node().writeBootState(state);
+    if (stored) {
+        node().activationHalfWay = false;
     }
-    node().activationHalfWay = false;
-    return true;
+    return stored;
 }
 
 } // namespace platform
 
 int nal_activatePassiveImage(void) {
-    std::string whatIsWrong;
     platform::tellStage(NalStage::activating);
-    base::forgetReason();
-    if (platform::activatePassive(whatIsWrong)) {
+    const auto activated = platform::activatePassive();
+    if (activated) {
         platform::tellStage(NalStage::activated);
         return 1;
     }
+    const base::Error error = activated.error().orBecause(base::Reason::bootStateNotWritten);
     nalLogError(__func__, __LINE__, "nal: the passive bank was not activated: %s",
-                whatIsWrong.c_str());
-    base::tellReason(base::Reason::bootStateNotWritten, whatIsWrong);
+                error.text.c_str());
+    platform::tellReason(error);
     return 0;
 }
 
@@ -163,11 +160,11 @@ int nal_activatePassiveImage(void) {
  * or the chosen bank is no longer whole. Everything else is an activation that stands.
  */
 int nal_fallBackToActiveImage(void) {
-    std::string whatIsWrong;
-    if (platform::fallBack(whatIsWrong)) {
+    const auto back = platform::fallBack();
+    if (back) {
         return 0;
     }
     nalLogError(__func__, __LINE__, "nal: the failed activation was not taken back: %s",
-                whatIsWrong.c_str());
+                back.error().text.c_str());
     return -1;
 }

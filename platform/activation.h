@@ -3,17 +3,16 @@
 #ifndef PLATFORM_ACTIVATION_H
 #define PLATFORM_ACTIVATION_H
 
+#include "base/result.h"
 #include "node/boot_state.h"
-
-#include <string>
 
 namespace platform {
 
-/* True where the running bank must still prove itself: what it would fall back to stays then. */
-bool isOnTrialItself(const node::BootState &state, std::string &whatIsWrong);
+/* Error: the running bank must still prove itself, and what it would fall back to stays. */
+base::Result<void> isFreeToChange(const node::BootState &state);
 
-/* The running bank boots next, and `state` is stored so. False: whatIsWrong is one line. */
-bool takeChoiceBack(node::BootState &state, std::string &whatIsWrong);
+/* The running bank boots next, and `state` is stored so. */
+base::Result<void> takeChoiceBack(node::BootState &state);
 
 } // namespace platform
 

@@ -60,12 +60,11 @@ std::string howItEnded(int status) {
 
 } // namespace
 
-bool runCommand(const std::string &what, const std::string &command, std::chrono::seconds limit,
-                std::string &whatIsWrong) {
+base::Result<void> runCommand(const std::string &what, const std::string &command,
+                              std::chrono::seconds limit) {
     const pid_t child = fork();
     if (child < 0) {
-        whatIsWrong = base::systemReason(what + " cannot be started");
-        return false;
+        return base::Error{base::systemReason(what + " cannot be started")};
     }
     if (child == 0) {
         becomeCommand(command);
@@ -77,12 +76,13 @@ bool runCommand(const std::string &what, const std::string &command, std::chrono
     while (!ended && waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
     if (!ended) {
-        whatIsWrong =
-            what + " did not end within " + std::to_string(limit.count()) + " s: " + command;
-    } else if (status != 0) {
-        whatIsWrong = what + " " + howItEnded(status) + ": " + command;
+        return base::Error{what + " did not end within " + std::to_string(limit.count()) +
+                           " s: " + command};
     }
-    return ended && status == 0;
+    if (status != 0) {
+        return base::Error{what + " " + howItEnded(status) + ": " + command};
+    }
+    return {};
 }
 
 } // namespace platform

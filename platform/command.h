@@ -3,6 +3,8 @@
 #ifndef PLATFORM_COMMAND_H
 #define PLATFORM_COMMAND_H
 
+#include "base/result.h"
+
 #include <chrono>
 #include <string>
 
@@ -11,11 +13,11 @@ namespace platform {
 /*
  * Runs it with /bin/sh in a process group of its own and waits for it; its output goes where this
  * process's goes, its input is empty. At its end or the limit the group is killed. When this
- * process dies, only the shell is: what it started in the background may outlive it. True: it ended
- * with 0. False: whatIsWrong is one line that begins with `what`.
+ * process dies, only the shell is: what it started in the background may outlive it. Error: it
+ * did not end with 0; its line begins with `what`.
  */
-bool runCommand(const std::string &what, const std::string &command, std::chrono::seconds limit,
-                std::string &whatIsWrong);
+base::Result<void> runCommand(const std::string &what, const std::string &command,
+                              std::chrono::seconds limit);
 
 } // namespace platform
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/node.h"
 
-#include "base/because.h"
 #include "node/settings_overlay.h"
 #include "platform/nal.h"
 #include "platform/open.h"
@@ -14,21 +13,20 @@ namespace {
 constexpr std::chrono::seconds kLockPatience{2}; // for one that was just ended
 
 // Two processes that write one boot state and one bank would each undo the other's work.
-bool lockNode(const std::string &path, base::LockFile &lock, std::string &whatIsWrong) {
+base::Result<void> lockNode(const std::string &path, base::LockFile &lock) {
+    std::string whatIsWrong;
     switch (lock.take(path, kLockPatience, whatIsWrong)) {
     case base::LockFile::Taken::yes:
-        return true;
-    case base::LockFile::Taken::held:
-        whatIsWrong = path + ": another process runs this node; stop that one first";
-        base::because(base::Reason::nodeInUse);
         break;
+    case base::LockFile::Taken::held:
+        return base::Error{path + ": another process runs this node; stop that one first",
+                           base::Reason::nodeInUse};
     case base::LockFile::Taken::noPlace:
     case base::LockFile::Taken::no:
-        whatIsWrong += "; the node must be able to write beside its boot state";
-        base::because(base::Reason::bootStateNotWritten);
-        break;
+        return base::Error{whatIsWrong + "; the node must be able to write beside its boot state",
+                           base::Reason::bootStateNotWritten};
     }
-    return false;
+    return {};
 }
 
 // Says what is new about a file that is read again and again.
@@ -48,38 +46,38 @@ void takeRunTimeSettings(const node::Config &from, node::Config &to) {
 
 } // namespace
 
-bool Node::open(const std::string &configPath, std::string &whatIsWrong) {
-    node::Config config;
-    std::string text;
-    node::BootState state;
-    base::forgetReason();
-    if (!node::checkConfigFile(configPath, config, whatIsWrong) ||
-        !node::readConfigText(configPath, text, whatIsWrong) ||
-        !base::orBecause(node::readBootState(config.bootState, state, whatIsWrong),
-                         base::Reason::bootStateUnreadable)) {
-        return false;
+base::Result<void> Node::open(const std::string &configPath) {
+    const auto config = node::checkConfigFile(configPath);
+    if (!config) {
+        return config.error();
+    }
+    const auto text = node::readConfigText(configPath);
+    if (!text) {
+        return text.error();
+    }
+    if (const auto state = node::readBootState(config->bootState); !state) {
+        return state.error().orBecause(base::Reason::bootStateUnreadable);
     }
     lock_.release(); // where the node is opened anew, in the same process
-    if (!lockNode(config.lockPath(), lock_, whatIsWrong)) {
-        return false;
+    if (auto locked = lockNode(config->lockPath(), lock_); !locked) {
+        return locked;
     }
     configPath_ = configPath;
-    configText_ = text;
-    base_ = config;
-    config_ = config;
+    configText_ = *text;
+    base_ = *config;
+    config_ = *config;
     mendBootState();
-    return true;
+    return {};
 }
 
 // Under the lock: a copy that another process is writing looks damaged for a moment.
 void Node::mendBootState() const {
-    node::BootState state;
     node::BootFindings findings;
-    std::string whatIsWrong;
-    if (!node::readBootState(config_.bootState, state, whatIsWrong, &findings) || findings.none()) {
+    const auto state = node::readBootState(config_.bootState, &findings);
+    if (!state || findings.none()) {
         return;
     }
-    const bool mended = node::writeBootState(config_.bootState, state, whatIsWrong);
+    const auto mended = writeBootState(*state);
     if (findings.older) {
         nalLogNotice(__func__, __LINE__,
                      "nal: %s: the boot state of an earlier release was taken over",
@@ -91,7 +89,7 @@ void Node::mendBootState() const {
     }
     if (!mended) {
         nalLogError(__func__, __LINE__, "nal: the boot state was not mended: %s",
-                    whatIsWrong.c_str());
+                    mended.error().text.c_str());
     }
 }
 
@@ -104,35 +102,46 @@ const node::Config &Node::freshConfig() {
 
 // The directories and banks stay as they were opened: the agent holds paths made of them.
 void Node::followConfig() {
-    std::string text;
-    std::string whatIsWrong;
-    node::Config changed;
-    if (node::readConfigText(configPath_, text, whatIsWrong) && text != configText_ &&
-        node::parseConfig(configPath_, text, changed, whatIsWrong)) {
-        takeRunTimeSettings(changed, base_);
-        configText_ = text;
+    const auto text = node::readConfigText(configPath_);
+    std::string whatIsWrong = text ? "" : text.error().text;
+    if (text && *text != configText_) {
+        if (const auto changed = node::parseConfig(configPath_, *text)) {
+            takeRunTimeSettings(*changed, base_);
+            configText_ = *text;
+        } else {
+            whatIsWrong = changed.error().text;
+        }
     }
     reportOnce(whatIsWrong, "the last good values stay in use", configReported_);
 }
 
 void Node::followOverlay() {
-    node::Overlay overlay;
-    std::string whatIsWrong;
-    if (node::readOverlay(config_.overlayPath(), overlay, whatIsWrong)) {
-        node::applyOverlay(overlay, config_);
+    const auto overlay = node::readOverlay(config_.overlayPath());
+    if (overlay) {
+        node::applyOverlay(*overlay, config_);
     }
-    reportOnce(whatIsWrong,
+    reportOnce(overlay ? "" : overlay.error().text,
                "the values of the configuration hold; change a setting to write it anew",
                overlayReported_);
 }
 
+base::Result<node::BootState> Node::readBootState() const {
+    return node::readBootState(config_.bootState).orBecause(base::Reason::bootStateUnreadable);
+}
+
+base::Result<void> Node::writeBootState(const node::BootState &state) const {
+    return node::writeBootState(config_.bootState, state)
+        .orBecause(base::Reason::bootStateNotWritten);
+}
+
 bool Node::bootState(node::BootState &state, const char *function, int line) const {
-    std::string whatIsWrong;
-    if (node::readBootState(config_.bootState, state, whatIsWrong)) {
-        return true;
+    const auto read = readBootState();
+    if (!read) {
+        nalLogError(function, line, "nal: %s", read.error().text.c_str());
+        return false;
     }
-    nalLogError(function, line, "nal: %s", whatIsWrong.c_str());
-    return false;
+    state = *read;
+    return true;
 }
 
 Node &node() {
@@ -142,6 +151,4 @@ Node &node() {
 
 } // namespace platform
 
-bool nalOpen(const char *configPath, std::string &whatIsWrong) {
-    return platform::node().open(configPath, whatIsWrong);
-}
+base::Result<void> nalOpen(const char *configPath) { return platform::node().open(configPath); }

@@ -13,8 +13,8 @@ namespace platform {
 
 class Node {
   public:
-    /* Reads and checks the configuration, takes the node's lock. False: whatIsWrong is one line. */
-    bool open(const std::string &configPath, std::string &whatIsWrong);
+    /* Reads and checks the configuration, takes the node's lock. */
+    base::Result<void> open(const std::string &configPath);
 
     /* As read by open; valid for the life of the process. Empty before. */
     const node::Config &config() const { return config_; }
@@ -25,6 +25,8 @@ class Node {
      */
     const node::Config &freshConfig();
 
+    base::Result<node::BootState> readBootState() const;
+    base::Result<void> writeBootState(const node::BootState &state) const;
     /* Reads the boot state; a failure is logged under the caller's name. */
     bool bootState(node::BootState &state, const char *function, int line) const;
 

@@ -3,15 +3,15 @@
 #ifndef PLATFORM_OPEN_H
 #define PLATFORM_OPEN_H
 
-#include <string>
+#include "base/result.h"
 
 /*
  * Reads the configuration file (see node.conf.example) and checks the directories, the banks and
  * the boot state it names, and keeps the node to this process: it holds a lock on a file beside the
  * boot state. A damaged copy of the boot state is written anew from the other one, and said. Call
- * it once, before any call of platform/nal.h. False: the node cannot run and whatIsWrong is one
- * line that says what, where and what to do.
+ * it once, before any call of platform/nal.h. After an error the
+ * node cannot run.
  */
-bool nalOpen(const char *configPath, std::string &whatIsWrong);
+base::Result<void> nalOpen(const char *configPath);
 
 #endif

@@ -1,20 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "platform/reason_hook.h"
 
-#include "base/because.h"
-
 namespace {
 
-void (*follower)(base::Reason reason, const std::string &whatIsWrong) = nullptr;
+void (*follower)(const base::Error &error) = nullptr;
 
 } // namespace
 
-void nalOnReason(void (*told)(base::Reason reason, const std::string &whatIsWrong)) {
-    follower = told;
-}
+void nalOnReason(void (*told)(const base::Error &error)) { follower = told; }
 
-void base::tellReason(base::Reason otherwise, const std::string &whatIsWrong) {
+void platform::tellReason(const base::Error &error) {
     if (follower != nullptr) {
-        follower(notedReason(otherwise), whatIsWrong);
+        follower(error);
     }
 }

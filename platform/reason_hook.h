@@ -3,14 +3,19 @@
 #ifndef PLATFORM_REASON_HOOK_H
 #define PLATFORM_REASON_HOOK_H
 
-#include "base/reason.h"
-
-#include <string>
+#include "base/result.h"
 
 /*
- * Called on the agent's thread behind each write or activation that failed, with one line. One at a
- * time; null, as at the beginning: none.
+ * Called on the agent's thread behind each write or activation that failed. One at a time; null, as
+ * at the beginning: none.
  */
-void nalOnReason(void (*told)(base::Reason reason, const std::string &whatIsWrong));
+void nalOnReason(void (*told)(const base::Error &error));
+
+namespace platform {
+
+/* Tells whoever asked for it. */
+void tellReason(const base::Error &error);
+
+} // namespace platform
 
 #endif

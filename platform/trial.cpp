@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/trial.h"
 
-#include "base/because.h"
 #include "node/bank_device.h"
 #include "platform/activation.h"
 #include "platform/command.h"
@@ -13,13 +12,9 @@
 namespace platform {
 namespace {
 
-bool read(node::BootState &state, std::string &whatIsWrong) {
-    return node::readBootState(node().config().bootState, state, whatIsWrong);
-}
-
 // The old bank stays chosen; what the new one holds is looked at, since it may be why it failed.
-bool settleFailure(node::BootState &state, node::Bank bank, node::TrialFailure failure,
-                   std::string &whatIsWrong) {
+base::Result<void> settleFailure(node::BootState &state, node::Bank bank,
+                                 node::TrialFailure failure) {
     const std::string version = state.of(bank).version;
     if (!version.empty()) {
         node::rememberFailure(state, version, failure);
@@ -30,26 +25,29 @@ bool settleFailure(node::BootState &state, node::Bank bank, node::TrialFailure f
     }
     state.endTrial();
     state.next = node::otherBank(bank);
-    return node::writeBootState(node().config().bootState, state, whatIsWrong);
+    return node().writeBootState(state);
 }
 
 // A boot loader may look at no checksum: what it is sent to must be there.
-bool canFallBack(const node::BootState &state, std::string &whatIsWrong) {
+base::Result<void> canFallBack(const node::BootState &state) {
     const node::Bank old = node::otherBank(state.active);
     if (!state.of(old).whole) {
-        whatIsWrong = node::namedBank(state, old) + " holds no whole image to fall back to";
-        return false;
+        return base::Error{node::namedBank(state, old) + " holds no whole image to fall back to"};
     }
-    const auto comparison = node::compareBank(state.of(old), node().config().bankPath(old));
-    return comparison || base::passOn(comparison.error(), whatIsWrong);
+    return node::compareBank(state.of(old), node().config().bankPath(old));
 }
 
 } // namespace
 } // namespace platform
 
 NalTrial nalBeginTrial(std::string &what) {
-    node::BootState state;
-    if (!platform::read(state, what) || !state.trial) {
+    auto read = platform::node().readBootState();
+    if (!read) {
+        what = read.error().text;
+        return NalTrial::none;
+    }
+    node::BootState &state = *read;
+    if (!state.trial) {
         return NalTrial::none;
     }
     if (*state.trial == state.active) {
@@ -59,106 +57,104 @@ NalTrial nalBeginTrial(std::string &what) {
     }
     const node::Bank bank = *state.trial;
     const int left = state.attemptsOf(bank);
-    std::string notStored;
-    bool stored = false;
+    base::Result<void> stored;
     if (left == 0) {
         what = node::namedBank(state, bank) + " failed its trial: it used up its boot attempts, ";
-        stored = platform::settleFailure(state, bank, node::TrialFailure::boot, notStored);
+        stored = platform::settleFailure(state, bank, node::TrialFailure::boot);
     } else {
         // That says nothing about the version: an attempt that could not be counted is not made.
         what = node::namedBank(state, bank) + " was passed over by the boot loader with " +
                std::to_string(left) + " boot attempts left, ";
-        stored = platform::takeChoiceBack(state, notStored);
+        stored = platform::takeChoiceBack(state);
     }
     what += node::namedBank(state, state.active) + " runs again";
     if (!stored) {
-        what += "; this could not be stored: " + notStored;
+        what += "; this could not be stored: " + stored.error().text;
     }
     return NalTrial::failed;
 }
 
-bool nalCheckHealth(std::string &whatIsWrong) {
+base::Result<void> nalCheckHealth() {
     const node::Config &config = platform::node().config();
-    return config.healthCommand.empty() ||
-           platform::runCommand("the health command", config.healthCommand,
-                                std::chrono::seconds(config.healthLimitSeconds), whatIsWrong);
+    if (config.healthCommand.empty()) {
+        return {};
+    }
+    return platform::runCommand("the health command", config.healthCommand,
+                                std::chrono::seconds(config.healthLimitSeconds));
 }
 
-bool nalFailTrial(std::string &whatIsWrong) {
-    node::BootState state;
-    if (!platform::read(state, whatIsWrong)) {
-        return false;
+base::Result<void> nalFailTrial() {
+    auto state = platform::node().readBootState();
+    if (!state) {
+        return state.error();
     }
-    if (!state.isOnTrial(state.active)) {
-        whatIsWrong = node::namedBank(state, state.active) + " runs and is not on trial";
-        return false;
+    if (!state->isOnTrial(state->active)) {
+        return base::Error{node::namedBank(*state, state->active) + " runs and is not on trial"};
     }
-    if (!platform::canFallBack(state, whatIsWrong)) {
-        return false;
+    if (auto can = platform::canFallBack(*state); !can) {
+        return can;
     }
-    state.attemptsOf(state.active) = platform::node().config().trialAttempts; // for nalMayReboot
-    return platform::settleFailure(state, state.active, node::TrialFailure::health, whatIsWrong);
+    state->attemptsOf(state->active) = platform::node().config().trialAttempts; // for nalMayReboot
+    return platform::settleFailure(*state, state->active, node::TrialFailure::health);
 }
 
-bool nalMayReboot(std::string &whatIsWrong) {
-    node::BootState state;
-    if (!platform::read(state, whatIsWrong)) {
-        return false;
+base::Result<void> nalMayReboot() {
+    auto state = platform::node().readBootState();
+    if (!state) {
+        return state.error();
     }
-    if (!platform::canFallBack(state, whatIsWrong)) {
-        return false;
+    if (auto can = platform::canFallBack(*state); !can) {
+        return can;
     }
-    if (state.attemptsOf(state.active) == 0) {
-        whatIsWrong = "the boot loader does not take " +
-                      node::namedBank(state, node::otherBank(state.active)) + ", which was chosen";
-        return false;
+    if (state->attemptsOf(state->active) == 0) {
+        return base::Error{"the boot loader does not take " +
+                           node::namedBank(*state, node::otherBank(state->active)) +
+                           ", which was chosen"};
     }
-    --state.attemptsOf(state.active);
-    return node::writeBootState(platform::node().config().bootState, state, whatIsWrong);
+    --state->attemptsOf(state->active);
+    return platform::node().writeBootState(*state);
 }
 
 bool nalIsHealthy() {
-    node::BootState state;
-    std::string whatIsWrong;
-    return platform::read(state, whatIsWrong) && state.isOnTrial(state.active) && state.healthy;
+    const auto state = platform::node().readBootState();
+    return state && state->isOnTrial(state->active) && state->healthy;
 }
 
-bool nalPrepareCommit(std::string &whatIsWrong) {
-    node::BootState state;
-    if (!platform::read(state, whatIsWrong)) {
-        return false;
+base::Result<void> nalPrepareCommit() {
+    auto state = platform::node().readBootState();
+    if (!state) {
+        return state.error();
     }
-    if (!state.isOnTrial(state.active)) {
-        return true;
+    if (!state->isOnTrial(state->active)) {
+        return {};
     }
-    state.healthy = true;
-    state.attemptsOf(state.active) = platform::node().config().trialAttempts;
-    return node::writeBootState(platform::node().config().bootState, state, whatIsWrong);
+    state->healthy = true;
+    state->attemptsOf(state->active) = platform::node().config().trialAttempts;
+    return platform::node().writeBootState(*state);
 }
 
-bool nalCommit(std::string &whatIsWrong) {
-    node::BootState state;
-    if (!platform::read(state, whatIsWrong)) {
-        return false;
+base::Result<void> nalCommit() {
+    auto state = platform::node().readBootState();
+    if (!state) {
+        return state.error();
     }
-    if (!state.isOnTrial(state.active)) {
-        return true;
+    if (!state->isOnTrial(state->active)) {
+        return {};
     }
-    state.endTrial();
-    node::forgetFailure(state, state.of(state.active).version); // of an earlier trial
-    state.next = state.active;
-    state.attemptsOf(state.active) = platform::node().config().trialAttempts;
-    return node::writeBootState(platform::node().config().bootState, state, whatIsWrong);
+    state->endTrial();
+    node::forgetFailure(*state, state->of(state->active).version); // of an earlier trial
+    state->next = state->active;
+    state->attemptsOf(state->active) = platform::node().config().trialAttempts;
+    return platform::node().writeBootState(*state);
 }
 
-bool nalForget(const std::string &version, std::string &whatIsWrong) {
-    node::BootState state;
-    if (!platform::read(state, whatIsWrong)) {
-        return false;
+base::Result<void> nalForget(const std::string &version) {
+    auto state = platform::node().readBootState();
+    if (!state) {
+        return state.error();
     }
-    if (!node::forgetFailure(state, version)) {
-        whatIsWrong = version + " is not remembered as a version that failed its trial";
-        return false;
+    if (!node::forgetFailure(*state, version)) {
+        return base::Error{version + " is not remembered as a version that failed its trial"};
     }
-    return node::writeBootState(platform::node().config().bootState, state, whatIsWrong);
+    return platform::node().writeBootState(*state);
 }

@@ -3,14 +3,16 @@
 #ifndef PLATFORM_TRIAL_H
 #define PLATFORM_TRIAL_H
 
+#include "base/result.h"
+
 #include <string>
 
 /*
  * The order, once after each boot and after nalOpen: nalBeginTrial; where that says running,
  * nalCheckHealth unless nalIsHealthy, and where that fails nalFailTrial and a reboot; then the
  * agent's start, nalPrepareCommit, the agent's commit check, nalCommit. A bank that did not pass
- * must not come to the commit check, which would report a commit. Each call that can fail: true, or
- * false with whatIsWrong as one line. None may be called while a call of the agent runs.
+ * must not come to the commit check, which would report a commit. None may be called while a call
+ * of the agent runs.
  */
 enum class NalTrial {
     none,    // nothing was activated since the last commit
@@ -27,30 +29,31 @@ NalTrial nalBeginTrial(std::string &what);
 
 /*
  * Runs the health command of the configuration and waits for it, at most for its time limit; then
- * it is killed with all that it started. True: it ended with 0, or there is none.
+ * it is killed with all that it started. Error: there is one, and it did not end with 0.
  */
-bool nalCheckHealth(std::string &whatIsWrong);
+base::Result<void> nalCheckHealth();
 
 /* The other bank boots next, and the running version is remembered as one that failed. */
-bool nalFailTrial(std::string &whatIsWrong);
+base::Result<void> nalFailTrial();
 
-/* False: rebooting would not bring the chosen bank: it is damaged, or did not come several times.
+/* Error: rebooting would not bring the chosen bank: it is damaged, or did not come several times.
  */
-bool nalMayReboot(std::string &whatIsWrong);
+base::Result<void> nalMayReboot();
 
 /* True where the running bank passed its trial and only the commit is missing. */
 bool nalIsHealthy();
 
 /*
  * Keeps that the running bank passed, with all its attempts again: what is reported as committed
- * must not be taken back by a power cut or a second health command. False: do not report it.
+ * must not be taken back by a power cut or a second health command. After an error do not report
+ * it.
  */
-bool nalPrepareCommit(std::string &whatIsWrong);
+base::Result<void> nalPrepareCommit();
 
 /* The running bank is good: it boots from now on without counting. Nothing where it was already. */
-bool nalCommit(std::string &whatIsWrong);
+base::Result<void> nalCommit();
 
-/* A version that failed its trials may be offered again. False also where it was not remembered. */
-bool nalForget(const std::string &version, std::string &whatIsWrong);
+/* A version that failed its trials may be offered again. Error also where it was not remembered. */
+base::Result<void> nalForget(const std::string &version);
 
 #endif

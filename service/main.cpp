@@ -58,9 +58,7 @@ int main(int argc, char **argv) {
     returnLargeMemory();
     const service::Options options = service::readOptions(argc, argv);
     const int configWrong = base::rowOf(base::Outcome::configWrong).code;
-    node::Config config;
-    std::string whatIsWrong;
-    const bool correct = node::checkConfigFile(options.config, config, whatIsWrong);
+    const auto config = node::checkConfigFile(options.config);
     std::vector<std::string> warnings;
     const std::vector<std::string> mistakes = node::configMistakes(options.config, &warnings);
     for (const std::string &mistake : mistakes) {
@@ -70,17 +68,17 @@ int main(int argc, char **argv) {
         service::logWarning(warning);
     }
     // Some mistakes do not keep it from the start: the agent's process tells what they hinder.
-    if (!correct || (options.check && !mistakes.empty())) {
+    if (!config || (options.check && !mistakes.empty())) {
         return configWrong;
     }
     if (options.check) {
         std::printf("%s: correct\n", options.config.c_str());
         return 0;
     }
-    if (!makeStateDirectory(config.stateDirectory)) {
+    if (!makeStateDirectory(config->stateDirectory)) {
         return configWrong;
     }
     blockSignals();
     const service::EventLoop loop = service::newLoop();
-    return service::Daemon(loop.get(), options, config).run();
+    return service::Daemon(loop.get(), options, *config).run();
 }

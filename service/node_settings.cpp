@@ -26,7 +26,13 @@ NodeSettings::NodeSettings(const node::Config &config, DiskWriter &disk)
     : config_(config), disk_(disk), path_(config.overlayPath()) {}
 
 bool NodeSettings::load(std::string &whatIsWrong) {
-    return node::readOverlay(path_, kept_, whatIsWrong);
+    const auto overlay = node::readOverlay(path_);
+    if (!overlay) {
+        whatIsWrong = overlay.error().text;
+        return false;
+    }
+    kept_ = *overlay;
+    return true;
 }
 
 void NodeSettings::change(guard::Setting setting, const std::string &value, DiskWriter::Done done) {

@@ -17,14 +17,13 @@ constexpr const char *kBootIdFile = "/proc/sys/kernel/random/boot_id";
 constexpr std::size_t kLongestBootId = 128;
 
 std::string kernelBootId() {
-    std::string text;
-    std::string whatIsWrong;
-    if (!base::readWholeFile(kBootIdFile, kLongestBootId, text, whatIsWrong)) {
+    const auto text = base::readWholeFile(kBootIdFile, kLongestBootId);
+    if (!text) {
         std::fprintf(stderr, "error: otad: %s; name this boot with --boot-id\n",
-                     whatIsWrong.c_str());
+                     text.error().text.c_str());
         std::exit(base::rowOf(base::Outcome::failed).code);
     }
-    return text.substr(0, text.find('\n'));
+    return text->substr(0, text->find('\n'));
 }
 
 // The prefix may have been chosen after the build.

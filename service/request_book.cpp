@@ -30,16 +30,16 @@ bool RequestBook::load(base::Cause &whatIsWrong) {
     if (access(path_.c_str(), F_OK) != 0 && errno == ENOENT) {
         return true;
     }
-    std::string text;
-    Ledger ledger;
-    std::string why;
-    if (!base::readWholeFile(path_, kLargestBook, text, why)) {
+    const auto text = base::readWholeFile(path_, kLargestBook);
+    if (!text) {
         whatIsWrong = {base::Reason::stateDamaged,
-                       why + "; the node starts without the requests that it held"};
+                       text.error().text + "; the node starts without the requests that it held"};
         return false;
     }
+    Ledger ledger;
+    std::string why;
     bool newer = false;
-    if (!parseLedger(text, ledger, why, &newer)) {
+    if (!parseLedger(*text, ledger, why, &newer)) {
         const std::string aside = newer ? freePath(path_ + ".newer") : path_ + ".damaged";
         const bool moved = std::rename(path_.c_str(), aside.c_str()) == 0;
         whatIsWrong = {

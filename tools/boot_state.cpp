@@ -62,15 +62,13 @@ bool areTrusted(const node::BootPlace &place, const std::vector<std::string> &ot
         return false;
     }
     std::vector<node::BootCopy> copies;
-    std::string saidByWhoeverReadsThem;
-    node::bootCopies(place, copies, saidByWhoeverReadsThem);
+    static_cast<void>(node::bootCopies(place, copies)); // whoever reads them says what is wrong
     return std::all_of(copies.begin(), copies.end(),
                        [](const node::BootCopy &copy) { return isTrusted(copy.path); });
 }
 
 int makeBootState(const Making &making) {
     node::BootState state;
-    std::string whatIsWrong;
     state.active = making.active;
     state.next = state.active;
     if (!areTrusted(placeOf(making.output))) {
@@ -82,8 +80,8 @@ int makeBootState(const Making &making) {
         return 1;
     }
     state.of(state.active) = *record;
-    if (!node::makeBootState(placeOf(making.output), state, whatIsWrong)) {
-        reportFailure(whatIsWrong);
+    if (const auto made = node::makeBootState(placeOf(making.output), state); !made) {
+        reportFailure(made.error().text);
         return 1;
     }
     return 0;
@@ -95,31 +93,29 @@ int bootByState(const Booting &booting) {
     if (!areTrusted(way.state, {way.bankPaths[0], way.bankPaths[1], way.commandLine})) {
         return kNotTrusted;
     }
-    node::BootState state;
-    std::vector<std::string> passedOver;
-    std::string whatIsWrong;
-    if (!node::bootNode(way, state, passedOver, whatIsWrong)) {
-        reportFailure(whatIsWrong);
+    const auto booted = node::bootNode(way);
+    if (!booted) {
+        reportFailure(booted.error().text);
         return 1;
     }
-    std::printf("active=%s\n", node::bankName(state.active));
-    for (const std::string &line : passedOver) {
+    std::printf("active=%s\n", node::bankName(booted->state.active));
+    for (const std::string &line : booted->passedOver) {
         reportFailure(line);
     }
-    return passedOver.empty() ? 0 : kPassedOver;
+    return booted->passedOver.empty() ? 0 : kPassedOver;
 }
 
 int showBootState(const std::string &path) {
     if (!areTrusted(placeOf(path))) {
         return kNotTrusted;
     }
-    node::BootState state;
-    std::string whatIsWrong;
     node::BootFindings findings;
-    if (!node::readBootState(placeOf(path), state, whatIsWrong, &findings)) {
-        reportFailure(whatIsWrong);
+    const auto read = node::readBootState(placeOf(path), &findings);
+    if (!read) {
+        reportFailure(read.error().text);
         return 1;
     }
+    const node::BootState &state = *read;
     std::printf("active=%s\nnext=%s\ntrial=%s\n", node::bankName(state.active),
                 node::bankName(state.next), state.trial ? node::bankName(*state.trial) : "none");
     for (const node::Bank bank : {node::Bank::a, node::Bank::b}) {

@@ -22,12 +22,11 @@ BootFacts StartUp::facts() const {
 }
 
 void StartUp::hostTellsBanks(const cJSON &message) {
-    node::BootState state;
-    std::string whatIsWrong;
-    if (!node::takeBankNote(&message, state, whatIsWrong)) {
-        return logError(whatIsWrong);
+    const auto banks = node::takeBankNote(&message);
+    if (!banks) {
+        return logError(banks.error().text);
     }
-    context_.deps.board.setBanks(state);
+    context_.deps.board.setBanks(*banks);
     if (context_.state == JobState::startingUp) {
         recordBoot();
     }

@@ -86,13 +86,16 @@ bool fits(const LineFile &file, std::uint64_t size, std::string_view line) {
 
 // True: the line has room in what was left of the file.
 bool isThinnedOut(const LineFile &file, std::string_view line) {
-    std::string text;
-    std::string ignored; // rotating needs no reading, and says itself what is wrong
-    if (!file.thinOut || !base::readWholeFile(file.path, file.maxBytes, text, ignored)) {
+    if (!file.thinOut) {
         return false;
     }
-    const std::string thin = file.thinOut(text);
-    return thin.size() < text.size() && fits(file, thin.size(), line) &&
+    const auto text = base::readWholeFile(file.path, file.maxBytes);
+    if (!text) {
+        return false;
+    }
+    std::string ignored; // rotating says itself what is wrong
+    const std::string thin = file.thinOut(*text);
+    return thin.size() < text->size() && fits(file, thin.size(), line) &&
            base::replaceFile(file.path, thin, ignored) != base::Replaced::no &&
            chmod(file.path.c_str(), kFileMode) == 0;
 }

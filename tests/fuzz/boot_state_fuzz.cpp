@@ -6,6 +6,7 @@
 #include "node/digest.h"
 #include "tests/fuzz/memory_file.h"
 #include "tests/fuzz/promise.h"
+#include "tests/support/results.h"
 
 #include <cstring>
 #include <zlib.h>
@@ -33,7 +34,7 @@ void checkState(const node::BootState &state, std::string_view input) {
     node::BootState again;
     std::string whatIsWrong;
     const node::BootVariables printed = node::formatBootState(state);
-    promise(node::parseBootState("state", printed, again, whatIsWrong) &&
+    promise(took(node::parseBootState("state", printed), again, whatIsWrong) &&
                 node::formatBootState(again) == printed,
             "a boot state comes back as it was written", input);
 }
@@ -41,7 +42,7 @@ void checkState(const node::BootState &state, std::string_view input) {
 void tryVariables(const node::BootVariables &variables, std::string_view input) {
     node::BootState state;
     std::string whatIsWrong;
-    if (node::parseBootState("state", variables, state, whatIsWrong)) {
+    if (took(node::parseBootState("state", variables), state, whatIsWrong)) {
         checkState(state, input);
     } else {
         promise(whatIsWrong.starts_with("state: "), "what is wrong says where", input);
@@ -53,7 +54,7 @@ void tryFile(const std::string &bytes, std::string_view input) {
     file.hold(bytes);
     std::vector<node::BootCopy> copies;
     std::string whatIsWrong;
-    promise(node::bootCopies(file.path(), copies, whatIsWrong) && copies.size() == 2,
+    promise(succeeds(node::bootCopies(file.path(), copies), whatIsWrong) && copies.size() == 2,
             "a file has two copies", input);
     const node::CopiesView view = node::lookAtCopies(copies);
     if (view.variables) {
@@ -108,7 +109,7 @@ void tryPlaces(const std::string &text) {
     place.fwEnvConfig = file.path();
     std::vector<node::BootCopy> copies;
     std::string whatIsWrong;
-    if (node::bootCopies(place, copies, whatIsWrong)) {
+    if (succeeds(node::bootCopies(place, copies), whatIsWrong)) {
         promise(copies.size() == 2 && !copies[0].path.empty() && !copies[1].path.empty(),
                 "there are two copies", text);
     } else {

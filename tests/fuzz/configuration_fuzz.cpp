@@ -3,6 +3,7 @@
 // path.
 #include "node/config.h"
 #include "tests/fuzz/promise.h"
+#include "tests/support/results.h"
 
 using fuzz::promise;
 
@@ -61,7 +62,7 @@ void checkNumbers(const node::Config &config, std::string_view input) {
 void tryConfiguration(const std::string &text) {
     node::Config config;
     std::string whatIsWrong;
-    if (!node::parseConfig("node.conf", text, config, whatIsWrong)) {
+    if (!took(node::parseConfig("node.conf", text), config, whatIsWrong)) {
         promise(config.model.empty() && config.stateDirectory.empty(),
                 "a refused configuration is not taken over", text);
         promise(whatIsWrong.starts_with("node.conf:") &&

@@ -3,6 +3,7 @@
 #include "program.h"
 
 #include "node/boot_state.h"
+#include "tests/support/results.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -21,7 +22,8 @@ class ConfigCheck : public testing::Test {
         std::ofstream("a") << std::string(1024, 'a');
         std::ofstream("b") << std::string(1024, 'b');
         std::string whatIsWrong;
-        EXPECT_TRUE(node::writeBootState("state", node::BootState{}, whatIsWrong)) << whatIsWrong;
+        EXPECT_TRUE(succeeds(node::writeBootState("state", node::BootState{}), whatIsWrong))
+            << whatIsWrong;
     }
     ~ConfigCheck() override {
         std::error_code ignored;

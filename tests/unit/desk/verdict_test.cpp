@@ -6,6 +6,7 @@
 #include "desk/files.h"
 
 #include "otaSwAgent/status_words.h"
+#include "tests/support/results.h"
 
 #include <gtest/gtest.h>
 
@@ -65,7 +66,7 @@ class Verdict : public testing::Test {
     // What the verdict over these options says; empty: as expected.
     std::string verdict(const std::vector<std::string> &arguments) {
         std::string wrong;
-        node::writeBootState((folder_ / "node/boot_state").string(), state_, wrong);
+        succeeds(node::writeBootState((folder_ / "node/boot_state").string(), state_), wrong);
         EXPECT_EQ(wrong, "");
         const desk::Options options = readOptions(arguments);
         const desk::Traveller traveller{"node", {},     options.mode,   options.role,

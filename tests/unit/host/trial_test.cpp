@@ -4,6 +4,7 @@
 
 #include "node/boot_state.h"
 #include "node/digest.h"
+#include "tests/support/results.h"
 
 #include <filesystem>
 #include <fstream>
@@ -47,13 +48,14 @@ class Trial : public HostProcess {
 
     void keep(const node::BootState &state) const {
         std::string whatIsWrong;
-        ASSERT_TRUE(node::writeBootState(in("boot_state"), state, whatIsWrong)) << whatIsWrong;
+        ASSERT_TRUE(succeeds(node::writeBootState(in("boot_state"), state), whatIsWrong))
+            << whatIsWrong;
     }
 
     node::BootState bootState() const {
         node::BootState state;
         std::string whatIsWrong;
-        EXPECT_TRUE(node::readBootState(in("boot_state"), state, whatIsWrong)) << whatIsWrong;
+        EXPECT_TRUE(took(node::readBootState(in("boot_state")), state, whatIsWrong)) << whatIsWrong;
         return state;
     }
 

@@ -103,17 +103,13 @@ class Update : public HostProcess {
     node::BootState bootState() const {
         node::BootState state;
         std::string whatIsWrong;
-        EXPECT_TRUE(node::readBootState(in("boot_state"), state, whatIsWrong)) << whatIsWrong;
+        EXPECT_TRUE(took(node::readBootState(in("boot_state")), state, whatIsWrong)) << whatIsWrong;
         return state;
     }
 
     void boot() {
-        node::BootState state;
-        std::vector<std::string> passedOver;
-        std::string whatIsWrong;
-        ASSERT_TRUE(node::bootNode({in("boot_state"), {in("a"), in("b")}, ""}, state, passedOver,
-                                   whatIsWrong))
-            << whatIsWrong;
+        const auto booted = node::bootNode({in("boot_state"), {in("a"), in("b")}, ""});
+        ASSERT_TRUE(booted) << booted.error().text;
     }
 
     std::string fileText(const std::string &name) const {
@@ -145,7 +141,8 @@ class Update : public HostProcess {
         node::BootState state;
         state.of(node::Bank::a) = {true, kRunning, kBankSize, node::sha256Of(running)};
         std::string whatIsWrong;
-        EXPECT_TRUE(node::writeBootState(in("boot_state"), state, whatIsWrong)) << whatIsWrong;
+        EXPECT_TRUE(succeeds(node::writeBootState(in("boot_state"), state), whatIsWrong))
+            << whatIsWrong;
         std::string config = fileText("node.conf");
         config.replace(config.find("size=1K"), 7, "size=64K");
         std::ofstream(configPath_) << config;

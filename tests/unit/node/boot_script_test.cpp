@@ -3,6 +3,7 @@
 #include "boot_situations.h"
 #include "fixture.h"
 #include "node/boot.h"
+#include "tests/support/results.h"
 
 #include <algorithm>
 #include <csignal>
@@ -50,7 +51,8 @@ class BootScript : public InTemporaryDirectory {
         const auto [made, isNew] = stateFiles_.try_emplace(key.str());
         if (isNew) {
             std::string whatIsWrong;
-            EXPECT_TRUE(node::makeBootState(in("new_state"), stateOf(situation), whatIsWrong))
+            EXPECT_TRUE(
+                succeeds(node::makeBootState(in("new_state"), stateOf(situation)), whatIsWrong))
                 << whatIsWrong;
             made->second = readText(in("new_state"));
         }
@@ -68,22 +70,18 @@ class BootScript : public InTemporaryDirectory {
         }
         std::filesystem::remove(in("command_line"));
         const std::string before = readText(in("state"));
-        node::BootState booted;
-        bool boots = false;
-        std::string whatIsWrong;
-        std::vector<std::string> passedOver;
-        if (situation.saves) {
-            boots = node::bootNode(way, booted, passedOver, whatIsWrong);
-        } else {
+        const auto boot = [&] {
             const OnlySmallFiles limit;
-            boots = node::bootNode(way, booted, passedOver, whatIsWrong);
-        }
+            return node::bootNode(way);
+        };
+        const auto booted = situation.saves ? node::bootNode(way) : boot();
+        std::string whatIsWrong;
         node::BootState after;
-        EXPECT_TRUE(node::readBootState(in("state"), after, whatIsWrong)) << whatIsWrong;
+        EXPECT_TRUE(took(node::readBootState(in("state")), after, whatIsWrong)) << whatIsWrong;
         Decision decision = storedIn(after);
         decision.saved = situation.saves && readText(in("state")) != before;
-        if (boots) {
-            decision.booted = node::bankName(booted.active);
+        if (booted) {
+            decision.booted = node::bankName(booted->state.active);
             EXPECT_EQ(readText(in("command_line")), "ota.bank=" + decision.booted + "\n");
         }
         return decision;

@@ -4,6 +4,7 @@
 #include "node/boot_state_older.h"
 #include "node/digest.h"
 #include "platform/nal.h"
+#include "tests/support/results.h"
 
 namespace {
 
@@ -19,7 +20,8 @@ class OlderBootState : public OnANode {
     node::BootState read(node::BootFindings *findings = nullptr) const {
         node::BootState state;
         std::string whatIsWrong;
-        EXPECT_TRUE(node::readBootState(statePath_, state, whatIsWrong, findings)) << whatIsWrong;
+        EXPECT_TRUE(took(node::readBootState(statePath_, findings), state, whatIsWrong))
+            << whatIsWrong;
         return state;
     }
 };
@@ -91,7 +93,7 @@ TEST_F(OlderBootState, ThatIsDamagedOrCutIsNone) {
         EXPECT_FALSE(node::readOlderBootState(statePath_, state)) << at;
     }
     std::string whatIsWrong;
-    EXPECT_FALSE(node::readBootState(statePath_, state, whatIsWrong));
+    EXPECT_FALSE(took(node::readBootState(statePath_), state, whatIsWrong));
     EXPECT_EQ(readText(statePath_), whole.substr(0, whole.size() - 1)) << "it was left as it is";
 }
 

@@ -2,11 +2,11 @@
 // The boot state is two copies, of which one is always whole: read as the newer, stored as both.
 #include "node/boot_state.h"
 
-#include "base/because.h"
 #include "faults.h"
 #include "fixture.h"
 #include "node/boot_copies.h"
 #include "node/library_lock.h"
+#include "tests/support/results.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -34,13 +34,18 @@ class BootStateFile : public InTemporaryDirectory {
                         {"4QZ-1.8+x", 12, node::TrialFailure::health}};
         return state;
     }
-    bool write(const node::BootState &state) { return node::writeBootState(path_, state, wrong_); }
+    bool write(const node::BootState &state) {
+        const auto written = node::writeBootState(path_, state);
+        reason_ = written ? base::Reason::none : written.error().reason;
+        return succeeds(written, wrong_);
+    }
     bool read(node::BootState &state) {
-        return node::readBootState(path_, state, wrong_, &findings_);
+        return took(node::readBootState(path_, &findings_), state, wrong_);
     }
 
     std::string path_ = in("state");
     std::string wrong_;
+    base::Reason reason_ = base::Reason::none;
     node::BootFindings findings_;
 };
 
@@ -68,7 +73,7 @@ TEST_F(BootStateFile, GivesBackWhatWasWritten) {
 TEST_F(BootStateFile, UsesTheNamesThatBootScriptsUse) {
     ASSERT_TRUE(write(filled())) << wrong_;
     node::BootVariables variables;
-    ASSERT_TRUE(node::readBootEnvironment(path_, variables, nullptr, wrong_)) << wrong_;
+    ASSERT_TRUE(took(node::readBootEnvironment(path_, nullptr), variables, wrong_)) << wrong_;
     EXPECT_EQ(variables["BOOT_ORDER"], "A B");
     EXPECT_EQ(variables["BOOT_A_LEFT"], "2");
     EXPECT_EQ(variables["BOOT_B_LEFT"], "7");
@@ -79,11 +84,12 @@ TEST_F(BootStateFile, UsesTheNamesThatBootScriptsUse) {
 
 TEST_F(BootStateFile, LeavesTheVariablesOfOthersAlone) {
     ASSERT_TRUE(write(filled()));
-    ASSERT_TRUE(node::changeBootEnvironment(path_, {{"bootdelay", "2"}}, wrong_)) << wrong_;
+    ASSERT_TRUE(succeeds(node::changeBootEnvironment(path_, {{"bootdelay", "2"}}), wrong_))
+        << wrong_;
     node::BootState emptied;
     ASSERT_TRUE(write(emptied)) << wrong_;
     node::BootVariables variables;
-    ASSERT_TRUE(node::readBootEnvironment(path_, variables, nullptr, wrong_)) << wrong_;
+    ASSERT_TRUE(took(node::readBootEnvironment(path_, nullptr), variables, wrong_)) << wrong_;
     EXPECT_EQ(variables["bootdelay"], "2");
     EXPECT_EQ(variables.count("ota_trial"), 0U);
     EXPECT_EQ(variables.count("ota_a_version"), 0U);
@@ -150,7 +156,8 @@ TEST_F(BootStateFile, NamesTheVariableOfAWrongValue) {
         {"ota_failed", "x:0:boot"}, {"ota_failed", "x:1:other"}};
     for (const auto &[name, value] : wrongs) {
         ASSERT_TRUE(write(filled()));
-        ASSERT_TRUE(node::changeBootEnvironment(path_, {{name, value}}, wrong_)) << wrong_;
+        ASSERT_TRUE(succeeds(node::changeBootEnvironment(path_, {{name, value}}), wrong_))
+            << wrong_;
         node::BootState state;
         EXPECT_FALSE(read(state)) << name;
         EXPECT_EQ(wrong_.find(path_ + ": " + name + " is "), 0U) << wrong_;
@@ -180,23 +187,21 @@ TEST_F(BootStateFile, WhoseLockIsHeldIsNotWrittenForThatReason) {
     ASSERT_TRUE(write(filled()));
     const base::UniqueFd lock(::open("/var/lock/fw_printenv.lock", O_RDWR | O_CREAT, 0600));
     ASSERT_EQ(flock(lock.get(), LOCK_EX | LOCK_NB), 0);
-    base::forgetReason();
     EXPECT_FALSE(write(filled()));
     EXPECT_NE(wrong_.find(path_ + ": the boot state is in use: "), std::string::npos) << wrong_;
-    EXPECT_EQ(base::notedReason(base::Reason::none), base::Reason::bootStateLocked);
+    EXPECT_EQ(reason_, base::Reason::bootStateLocked);
 }
 
 TEST_F(BootStateFile, IsNotWrittenWhereItCannotBeLocked) {
     ASSERT_TRUE(write(node::BootState{})) << wrong_;
     const std::string before = readText(path_);
-    base::forgetReason();
     faults::failFrom(faults::Call::lock, 1, ENOLCK);
     EXPECT_FALSE(write(filled()));
     EXPECT_EQ(wrong_.find(path_ + ": the boot state cannot be locked: " + node::kLibraryLock +
                           ": cannot be locked; keep it on a file system with locks: "),
               0U)
         << wrong_;
-    EXPECT_EQ(base::notedReason(base::Reason::none), base::Reason::bootStateLocked);
+    EXPECT_EQ(reason_, base::Reason::bootStateLocked);
     EXPECT_EQ(readText(path_), before);
 }
 
@@ -223,8 +228,8 @@ TEST_F(BootStateFile, ThatMayNotBeOpenedIsToldWithItsReasonAndLeftAlone) {
         node::BootState state;
         std::string notWritten;
         ASSERT_EQ(seteuid(65534), 0);
-        const bool isRead = node::readBootState(place, state, wrong_);
-        const bool isWritten = node::writeBootState(place, state, notWritten);
+        const bool isRead = took(node::readBootState(place), state, wrong_);
+        const bool isWritten = succeeds(node::writeBootState(place, state), notWritten);
         ASSERT_EQ(seteuid(0), 0);
         EXPECT_FALSE(isRead);
         EXPECT_EQ(wrong_, path_ + ": the boot state cannot be read: Permission denied; let the "
@@ -254,10 +259,10 @@ TEST_F(BootStateFile, IsNotBelievedToBeAsLargeAsAnythingThatAFileSays) {
     for (const char *const size : {"0", "5", "-1", "100001", "0x7fffffffffffffff", "x"}) {
         writeText(place.fwEnvConfig, path_ + " 0x0 " + size + "\n" + path_ + " 0x2000 0x2000\n");
         node::BootState state;
-        EXPECT_FALSE(node::readBootState(place, state, wrong_)) << size;
+        EXPECT_FALSE(took(node::readBootState(place), state, wrong_)) << size;
         EXPECT_EQ(wrong_, place.fwEnvConfig + ": \"" + path_ + " 0x0 " + size +
                               "\": the size is not between 6 bytes and 1048576 (0x100000)");
-        EXPECT_FALSE(node::writeBootState(place, filled(), wrong_)) << size;
+        EXPECT_FALSE(succeeds(node::writeBootState(place, filled()), wrong_)) << size;
     }
 }
 
@@ -289,7 +294,7 @@ TEST_F(BootStateFile, IsNotMadeHalf) {
     for (const faults::Call call :
          {faults::Call::write, faults::Call::fileSync, faults::Call::rename}) {
         faults::failFrom(call, 1, ENOSPC);
-        EXPECT_FALSE(node::makeBootState(path_, filled(), wrong_));
+        EXPECT_FALSE(succeeds(node::makeBootState(path_, filled()), wrong_));
         EXPECT_EQ(wrong_.find(path_), 0U) << wrong_;
         faults::clear();
         EXPECT_FALSE(std::filesystem::exists(path_));
@@ -305,18 +310,19 @@ TEST_F(BootStateFile, MayStandOnTwoDevicesThatAFileNames) {
     node::BootPlace place;
     place.fwEnvConfig = in("fw_env.config");
     node::BootState state;
-    EXPECT_FALSE(node::readBootState(place, state, wrong_));
+    EXPECT_FALSE(took(node::readBootState(place), state, wrong_));
     EXPECT_EQ(wrong_.find(in("fw_env.config") + ": no copy of the boot state is whole"), 0U);
-    EXPECT_FALSE(node::writeBootState(place, filled(), wrong_)) << "a change needs what it changes";
-    ASSERT_TRUE(node::makeBootState(place, filled(), wrong_)) << wrong_;
-    ASSERT_TRUE(node::readBootState(place, state, wrong_, &findings_)) << wrong_;
+    EXPECT_FALSE(succeeds(node::writeBootState(place, filled()), wrong_))
+        << "a change needs what it changes";
+    ASSERT_TRUE(succeeds(node::makeBootState(place, filled()), wrong_)) << wrong_;
+    ASSERT_TRUE(took(node::readBootState(place, &findings_), state, wrong_)) << wrong_;
     EXPECT_EQ(state.active, node::Bank::b);
     EXPECT_TRUE(findings_.none());
     EXPECT_EQ(readText(in("one")).substr(0, 0x1000), std::string(0x1000, '\xFF'));
     std::string damaged = readText(in("two"));
     damaged[50] = static_cast<char>(damaged[50] ^ 1);
     writeText(in("two"), damaged);
-    ASSERT_TRUE(node::readBootState(place, state, wrong_, &findings_)) << wrong_;
+    ASSERT_TRUE(took(node::readBootState(place, &findings_), state, wrong_)) << wrong_;
     ASSERT_EQ(findings_.damages.size(), 1U);
     EXPECT_EQ(findings_.damages[0], "the copy of the boot state in " + in("two") +
                                         " at byte 0 is damaged, its checksum does not hold");
@@ -328,10 +334,10 @@ TEST_F(BootStateFile, BelievesTheKernelAboutTheRunningBank) {
     place.kernelCommandLine = in("cmdline");
     node::BootState state;
     writeText(in("cmdline"), "console=ttyS0 ota.bank=a quiet\n");
-    ASSERT_TRUE(node::readBootState(place, state, wrong_)) << wrong_;
+    ASSERT_TRUE(took(node::readBootState(place), state, wrong_)) << wrong_;
     EXPECT_EQ(state.active, node::Bank::a);
     writeText(in("cmdline"), "console=ttyS0 xota.bank=a ota.bank=c\n");
-    EXPECT_FALSE(node::readBootState(place, state, wrong_));
+    EXPECT_FALSE(took(node::readBootState(place), state, wrong_));
     EXPECT_EQ(wrong_.find(in("cmdline") + ": does not name the running bank"), 0U) << wrong_;
 }
 
@@ -411,7 +417,7 @@ TEST_F(DamagedBootState, IsWrittenAnewWhenTheNodeIsOpenedAndThatIsSaid) {
     node::BootFindings findings;
     node::BootState state;
     std::string wrong;
-    ASSERT_TRUE(node::readBootState(statePath_, state, wrong, &findings));
+    ASSERT_TRUE(took(node::readBootState(statePath_, &findings), state, wrong));
     EXPECT_TRUE(findings.none());
     const std::string mended = readText(statePath_);
     EXPECT_EQ(errorsOf([&] { open(); }), "");

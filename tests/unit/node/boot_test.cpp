@@ -6,6 +6,7 @@
 #include "fixture.h"
 #include "platform/nal.h"
 #include "platform/trial.h"
+#include "tests/support/results.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -29,12 +30,12 @@ class Boot : public OnANode {
 
     void commit() {
         std::string whatIsWrong;
-        ASSERT_TRUE(nalCommit(whatIsWrong)) << whatIsWrong;
+        ASSERT_TRUE(succeeds(nalCommit(), whatIsWrong)) << whatIsWrong;
     }
 
     void store(const node::BootState &state) {
         std::string whatIsWrong;
-        ASSERT_TRUE(node::writeBootState(statePath_, state, whatIsWrong)) << whatIsWrong;
+        ASSERT_TRUE(succeeds(node::writeBootState(statePath_, state), whatIsWrong)) << whatIsWrong;
     }
 };
 

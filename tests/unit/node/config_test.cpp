@@ -4,6 +4,7 @@
 #include "node/config.h"
 #include "node/config_rows.h"
 #include "platform/open.h"
+#include "tests/support/results.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -22,7 +23,7 @@ class Configuration : public OnANode {
     std::string complaintAbout(const std::string &text) {
         writeText(configPath_, text);
         std::string whatIsWrong;
-        EXPECT_FALSE(nalOpen(configPath_.c_str(), whatIsWrong)) << text;
+        EXPECT_FALSE(succeeds(nalOpen(configPath_.c_str()), whatIsWrong)) << text;
         EXPECT_EQ(whatIsWrong.find('\n'), std::string::npos);
         return whatIsWrong;
     }
@@ -164,7 +165,7 @@ TEST_F(Configuration, RefusesOneBankUnderTwoNames) {
 
 TEST_F(Configuration, TellsOfAFileThatIsMissingOrTooLargeOrHasAnEndlessLine) {
     std::string whatIsWrong;
-    EXPECT_FALSE(nalOpen(in("none.conf").c_str(), whatIsWrong));
+    EXPECT_FALSE(succeeds(nalOpen(in("none.conf").c_str()), whatIsWrong));
     EXPECT_EQ(whatIsWrong.find(in("none.conf") + ": cannot be opened: No such file"), 0U)
         << whatIsWrong;
     EXPECT_NE(complaintAbout(std::string(70000, '#')).find("is larger than 65536 bytes"),
@@ -189,7 +190,7 @@ TEST_F(Configuration, TakesPathsOfTheGreatestLengths) {
         const std::string line = std::string(key) + " = " + std::string(limit, 'd');
         node::Config config;
         std::string whatIsWrong;
-        EXPECT_TRUE(node::parseConfig("c", configWith(key, line), config, whatIsWrong))
+        EXPECT_TRUE(took(node::parseConfig("c", configWith(key, line)), config, whatIsWrong))
             << whatIsWrong;
     }
 }
@@ -203,7 +204,8 @@ TEST_F(Configuration, TakesAHealthCommandAsLongAsALineMayBe) {
     };
     node::Config config;
     std::string whatIsWrong;
-    EXPECT_TRUE(node::parseConfig("c", withLine(kLongestLine), config, whatIsWrong)) << whatIsWrong;
+    EXPECT_TRUE(took(node::parseConfig("c", withLine(kLongestLine)), config, whatIsWrong))
+        << whatIsWrong;
     EXPECT_EQ(config.healthCommand.size(), 182U);
     EXPECT_NE(complaintAbout(withLine(kLongestLine + 1)).find(":2: the line is too long"),
               std::string::npos);
@@ -215,8 +217,8 @@ TEST_F(Configuration, ReadsSizesWithTheirSuffixes) {
     for (const auto &[text, bytes] : sizes) {
         node::Config config;
         std::string whatIsWrong;
-        ASSERT_TRUE(node::parseConfig("c", configWith("size", std::string("size = ") + text),
-                                      config, whatIsWrong))
+        ASSERT_TRUE(took(node::parseConfig("c", configWith("size", std::string("size = ") + text)),
+                         config, whatIsWrong))
             << whatIsWrong;
         EXPECT_EQ(config.bankSize, bytes) << text;
     }
@@ -225,7 +227,8 @@ TEST_F(Configuration, ReadsSizesWithTheirSuffixes) {
 TEST_F(Configuration, WithoutTheOptionalSectionsHasTheirDefaults) {
     node::Config config;
     std::string whatIsWrong;
-    ASSERT_TRUE(node::parseConfig("c", configWith("", ""), config, whatIsWrong)) << whatIsWrong;
+    ASSERT_TRUE(took(node::parseConfig("c", configWith("", "")), config, whatIsWrong))
+        << whatIsWrong;
     EXPECT_EQ(config.stateDirectory, "configs/otad");
     EXPECT_EQ(config.overlayPath(), "configs/otad/settings.ini");
     EXPECT_FALSE(config.allowPlainHttp);
@@ -240,8 +243,8 @@ TEST_F(Configuration, WithoutTheOptionalSectionsHasTheirDefaults) {
     EXPECT_EQ(config.healthCommand, "");
     EXPECT_EQ(config.healthLimitSeconds, 60);
     EXPECT_EQ(config.refuseAfterTrials, 1);
-    ASSERT_TRUE(
-        node::parseConfig("c", configWith("signature", "signer_ca = ca"), config, whatIsWrong))
+    ASSERT_TRUE(took(node::parseConfig("c", configWith("signature", "signer_ca = ca")), config,
+                     whatIsWrong))
         << whatIsWrong;
     EXPECT_TRUE(config.signatureRequired);
     EXPECT_EQ(config.signerAuthority, "ca");
@@ -254,7 +257,7 @@ TEST_F(Configuration, TakesEveryKeyOfTheBootStateTheTrialAndTheImages) {
         configWith("boot_state", "fw_env_config = fw\nkernel_command_line = k") +
         "signer_ca = ca\n[trial]\nattempts = 9\nhealth_command = test -S \"$d\" && true\n"
         "health_limit = 3600\nrefuse_after = 0\n";
-    ASSERT_TRUE(node::parseConfig("c", text, config, whatIsWrong)) << whatIsWrong;
+    ASSERT_TRUE(took(node::parseConfig("c", text), config, whatIsWrong)) << whatIsWrong;
     EXPECT_EQ(config.bootState.file, "");
     EXPECT_EQ(config.bootState.fwEnvConfig, "fw");
     EXPECT_EQ(config.bootState.kernelCommandLine, "k");
@@ -275,7 +278,7 @@ TEST_F(Configuration, TakesEveryKeyOfTheServiceAndTheRoot) {
         "[service]\nstate = /s\nallow_plain_http = yes\nlowest_version = 4QZ-1\nhistory_size = 1M\n"
         "history_files = 20\n[root]\nbroker = 10.0.0.1:1883\nca_certificate = ca\n"
         "certificate = c\nkey = k\ntopic = a/b.c\n";
-    ASSERT_TRUE(node::parseConfig("c", text, config, whatIsWrong)) << whatIsWrong;
+    ASSERT_TRUE(took(node::parseConfig("c", text), config, whatIsWrong)) << whatIsWrong;
     EXPECT_EQ(config.stateDirectory, "/s");
     EXPECT_TRUE(config.allowPlainHttp);
     EXPECT_EQ(config.lowestVersion, "4QZ-1");
@@ -287,9 +290,10 @@ TEST_F(Configuration, TakesEveryKeyOfTheServiceAndTheRoot) {
     EXPECT_EQ(config.rootCertificate, "c");
     EXPECT_EQ(config.rootKey, "k");
     EXPECT_EQ(config.rootTopic, "a/b.c");
-    ASSERT_TRUE(node::parseConfig(
-        "c", configWith("", "") + "[root]\nbroker = gateway.mesh\nca_certificate = ca\n", config,
-        whatIsWrong));
+    ASSERT_TRUE(
+        took(node::parseConfig("c", configWith("", "") +
+                                        "[root]\nbroker = gateway.mesh\nca_certificate = ca\n"),
+             config, whatIsWrong));
     EXPECT_EQ(config.rootHost, "gateway.mesh");
     EXPECT_EQ(config.rootPort, 8883);
     EXPECT_EQ(config.rootTopic, "otaSwAgent");
@@ -320,7 +324,7 @@ TEST_F(Configuration, ShowsEveryMistakeAtOnce) {
     }
     node::Config config;
     std::string whatIsWrong;
-    EXPECT_FALSE(node::checkConfigFile(configPath_, config, whatIsWrong));
+    EXPECT_FALSE(took(node::checkConfigFile(configPath_), config, whatIsWrong));
     EXPECT_EQ(whatIsWrong, mistakes.front());
     EXPECT_EQ(config.model, "") << "a configuration with mistakes is not taken over";
 }
@@ -331,7 +335,7 @@ TEST_F(Configuration, ReadsOverKeysThatItDoesNotKnowAndNamesTheNearest) {
                                "[node]\nhistory_size = 1K\n");
     node::Config config;
     std::string whatIsWrong;
-    EXPECT_TRUE(node::checkConfigFile(configPath_, config, whatIsWrong)) << whatIsWrong;
+    EXPECT_TRUE(took(node::checkConfigFile(configPath_), config, whatIsWrong)) << whatIsWrong;
     EXPECT_EQ(config.serial, "SN42");
     EXPECT_EQ(config.lowestVersion, "");
     std::vector<std::string> warnings;
@@ -390,7 +394,7 @@ TEST_F(Configuration, IsCheckedForWhatWouldMakeEveryUpgradeFail) {
         writeText(configPath_, text);
         node::Config config;
         std::string whatIsWrong;
-        EXPECT_TRUE(node::checkConfigFile(configPath_, config, whatIsWrong)) << whatIsWrong;
+        EXPECT_TRUE(took(node::checkConfigFile(configPath_), config, whatIsWrong)) << whatIsWrong;
         const std::vector<std::string> mistakes = node::configMistakes(configPath_);
         return mistakes.size() == 1 ? mistakes[0] : std::to_string(mistakes.size()) + " mistakes";
     };
@@ -492,7 +496,7 @@ TEST_F(Configuration, IsCheckedWithoutALock) {
     open();
     node::Config config;
     std::string whatIsWrong;
-    EXPECT_TRUE(node::checkConfigFile(configPath_, config, whatIsWrong)) << whatIsWrong;
+    EXPECT_TRUE(took(node::checkConfigFile(configPath_), config, whatIsWrong)) << whatIsWrong;
     EXPECT_EQ(config.model, "GW-1000");
     EXPECT_TRUE(node::configMistakes(configPath_).empty());
     const std::vector<std::string> missing = node::configMistakes(in("none.conf"));
@@ -505,7 +509,7 @@ TEST_F(Configuration, ExampleIsWithoutMistakesAndNamesEveryKey) {
     node::Config config;
     std::string whatIsWrong;
     const std::string text = readText(NODE_CONF_EXAMPLE);
-    ASSERT_TRUE(node::parseConfig("example", text, config, whatIsWrong)) << whatIsWrong;
+    ASSERT_TRUE(took(node::parseConfig("example", text), config, whatIsWrong)) << whatIsWrong;
     EXPECT_EQ(config.model, "GW-1000");
     EXPECT_EQ(config.bankSize, 268435456U);
     EXPECT_EQ(config.rootPort, 8883);

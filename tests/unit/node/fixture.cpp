@@ -85,7 +85,7 @@ void OnANode::resetNode() const {
     node::BootState state;
     state.of(node::Bank::a) = {true, "1.0.0", running.size(), node::sha256Of(running)};
     std::string whatIsWrong;
-    EXPECT_TRUE(node::makeBootState(statePath_, state, whatIsWrong)) << whatIsWrong;
+    EXPECT_TRUE(succeeds(node::makeBootState(statePath_, state), whatIsWrong)) << whatIsWrong;
 }
 
 std::string OnANode::configWith(const std::string &key, const std::string &line) const {
@@ -119,13 +119,13 @@ std::string OnANode::configWith(const std::string &key, const std::string &line)
 
 void OnANode::open() {
     std::string whatIsWrong;
-    ASSERT_TRUE(nalOpen(configPath_.c_str(), whatIsWrong)) << whatIsWrong;
+    ASSERT_TRUE(succeeds(nalOpen(configPath_.c_str()), whatIsWrong)) << whatIsWrong;
 }
 
 node::BootState OnANode::bootState() const {
     node::BootState state;
     std::string whatIsWrong;
-    EXPECT_TRUE(node::readBootState(statePath_, state, whatIsWrong)) << whatIsWrong;
+    EXPECT_TRUE(took(node::readBootState(statePath_), state, whatIsWrong)) << whatIsWrong;
     return state;
 }
 
@@ -147,12 +147,15 @@ void OnANode::damagePassive() const {
 }
 
 bool OnANode::boot(node::BootState &state) {
-    std::vector<std::string> passedOver;
+    node::Booted booted;
     const node::BootWay way{statePath_, {in("bank_a"), in("bank_b")}, commandLine_};
-    const bool booted = node::bootNode(way, state, passedOver, bootComplaint_);
     passedOver_.clear();
-    for (const std::string &line : passedOver) {
+    if (!took(node::bootNode(way), booted, bootComplaint_)) {
+        return false;
+    }
+    state = booted.state;
+    for (const std::string &line : booted.passedOver) {
         passedOver_ += (passedOver_.empty() ? "" : "\n") + line;
     }
-    return booted;
+    return true;
 }

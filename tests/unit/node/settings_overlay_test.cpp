@@ -2,6 +2,7 @@
 // What was changed at run time survives a file and never goes beyond four keys.
 #include "fixture.h"
 #include "node/settings_overlay.h"
+#include "tests/support/results.h"
 
 #include <filesystem>
 #include <sys/stat.h>
@@ -18,7 +19,7 @@ TEST_F(SettingsOverlay, ComesBackAsItWasPrinted) {
     writeText(path(), node::printOverlay(written));
     node::Overlay read;
     std::string whatIsWrong;
-    ASSERT_TRUE(node::readOverlay(path(), read, whatIsWrong)) << whatIsWrong;
+    ASSERT_TRUE(took(node::readOverlay(path()), read, whatIsWrong)) << whatIsWrong;
     EXPECT_EQ(read.workMode, "AP_Bridge");
     EXPECT_EQ(read.workRole, "My Role");
     EXPECT_EQ(read.onboarding, "1");
@@ -37,7 +38,7 @@ TEST_F(SettingsOverlay, WithOneKeyLeavesTheOthersOfTheConfiguration) {
     writeText(path(), node::printOverlay({{}, {}, "0", {}}));
     node::Overlay read;
     std::string whatIsWrong;
-    ASSERT_TRUE(node::readOverlay(path(), read, whatIsWrong)) << whatIsWrong;
+    ASSERT_TRUE(took(node::readOverlay(path()), read, whatIsWrong)) << whatIsWrong;
     node::Config config;
     config.workMode = "RGW";
     config.onboarding = 1;
@@ -49,7 +50,7 @@ TEST_F(SettingsOverlay, WithOneKeyLeavesTheOthersOfTheConfiguration) {
 TEST_F(SettingsOverlay, ThatDoesNotExistIsEmpty) {
     node::Overlay overlay{"RGW", {}, {}, {}};
     std::string whatIsWrong;
-    EXPECT_TRUE(node::readOverlay(path(), overlay, whatIsWrong)) << whatIsWrong;
+    EXPECT_TRUE(took(node::readOverlay(path()), overlay, whatIsWrong)) << whatIsWrong;
     EXPECT_FALSE(overlay.workMode.has_value());
 }
 
@@ -57,7 +58,7 @@ TEST_F(SettingsOverlay, IsNotWaitedForWhereAPipeStandsInItsPlace) {
     ASSERT_EQ(mkfifo(path().c_str(), 0600), 0);
     node::Overlay overlay;
     std::string whatIsWrong;
-    EXPECT_FALSE(node::readOverlay(path(), overlay, whatIsWrong));
+    EXPECT_FALSE(took(node::readOverlay(path()), overlay, whatIsWrong));
     EXPECT_EQ(whatIsWrong, path() + ": is no regular file; replace it by one");
 }
 
@@ -78,7 +79,7 @@ TEST_F(SettingsOverlay, ThatIsDamagedIsRefusedWithItsLineAndLeavesTheOldOne) {
         writeText(path(), text);
         node::Overlay overlay{"RGW", {}, {}, {}};
         std::string whatIsWrong;
-        EXPECT_FALSE(node::readOverlay(path(), overlay, whatIsWrong)) << text;
+        EXPECT_FALSE(took(node::readOverlay(path()), overlay, whatIsWrong)) << text;
         EXPECT_EQ(whatIsWrong.find(path()), 0U) << whatIsWrong;
         EXPECT_NE(whatIsWrong.find(complaint), std::string::npos) << whatIsWrong;
         EXPECT_EQ(overlay.workMode, "RGW");
@@ -87,7 +88,7 @@ TEST_F(SettingsOverlay, ThatIsDamagedIsRefusedWithItsLineAndLeavesTheOldOne) {
     std::filesystem::create_directory(path());
     node::Overlay overlay;
     std::string whatIsWrong;
-    EXPECT_FALSE(node::readOverlay(path(), overlay, whatIsWrong));
+    EXPECT_FALSE(took(node::readOverlay(path()), overlay, whatIsWrong));
     EXPECT_NE(whatIsWrong.find("cannot be read"), std::string::npos) << whatIsWrong;
 }
 

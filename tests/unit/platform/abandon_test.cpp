@@ -4,6 +4,7 @@
 #include "fixture.h"
 #include "platform/abandon.h"
 #include "platform/nal.h"
+#include "tests/support/results.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -48,7 +49,7 @@ TEST_F(Abandon, TakesAnActivationBackAndKeepsTheImage) {
     installPassive("2.0.0");
     ASSERT_NE(nal_activatePassiveImage(), 0);
     leaveFiles();
-    EXPECT_TRUE(nalAbandon(whatIsWrong_)) << whatIsWrong_;
+    EXPECT_TRUE(succeeds(nalAbandon(), whatIsWrong_)) << whatIsWrong_;
     EXPECT_EQ(bootState().next, node::Bank::a);
     EXPECT_FALSE(bootState().trial);
     EXPECT_TRUE(bootState().of(node::Bank::b).whole);
@@ -60,8 +61,8 @@ TEST_F(Abandon, TakesAnActivationBackAndKeepsTheImage) {
 TEST_F(Abandon, OfAHalfWrittenBankMarksNothingWhole) {
     node::BootState state = bootState();
     state.next = node::Bank::b;
-    ASSERT_TRUE(node::writeBootState(statePath_, state, whatIsWrong_));
-    EXPECT_TRUE(nalAbandon(whatIsWrong_)) << whatIsWrong_;
+    ASSERT_TRUE(succeeds(node::writeBootState(statePath_, state), whatIsWrong_));
+    EXPECT_TRUE(succeeds(nalAbandon(), whatIsWrong_)) << whatIsWrong_;
     EXPECT_EQ(bootState().next, node::Bank::a);
     EXPECT_FALSE(bootState().of(node::Bank::b).whole);
 }
@@ -69,8 +70,8 @@ TEST_F(Abandon, OfAHalfWrittenBankMarksNothingWhole) {
 TEST_F(Abandon, WithNothingToTakeBackWritesNothing) {
     const std::string before = readText(statePath_);
     faults::failFrom(faults::Call::write, 1, EIO);
-    EXPECT_TRUE(nalAbandon(whatIsWrong_)) << whatIsWrong_;
-    EXPECT_TRUE(nalAbandon(whatIsWrong_)) << "a second time, with the files gone";
+    EXPECT_TRUE(succeeds(nalAbandon(), whatIsWrong_)) << whatIsWrong_;
+    EXPECT_TRUE(succeeds(nalAbandon(), whatIsWrong_)) << "a second time, with the files gone";
     EXPECT_EQ(readText(statePath_), before);
 }
 
@@ -79,7 +80,7 @@ TEST_F(Abandon, LeavesABankThatHasBootedAsTheRunningOne) {
     ASSERT_NE(nal_activatePassiveImage(), 0);
     node::BootState state;
     ASSERT_TRUE(boot(state)) << bootComplaint_;
-    EXPECT_TRUE(nalAbandon(whatIsWrong_)) << whatIsWrong_;
+    EXPECT_TRUE(succeeds(nalAbandon(), whatIsWrong_)) << whatIsWrong_;
     EXPECT_EQ(bootState().active, node::Bank::b);
     EXPECT_EQ(bootState().next, node::Bank::b);
 }
@@ -89,7 +90,7 @@ TEST_F(Abandon, ThatCannotStoreTheChoiceSaysSoAndRemovesTheFilesAllTheSame) {
     ASSERT_NE(nal_activatePassiveImage(), 0);
     leaveFiles();
     faults::failFrom(faults::Call::write, 1, EIO);
-    EXPECT_FALSE(nalAbandon(whatIsWrong_));
+    EXPECT_FALSE(succeeds(nalAbandon(), whatIsWrong_));
     EXPECT_EQ(whatIsWrong_, statePath_ + ": the boot state cannot be written: Input/output error; "
                                          "check the file system or device that holds the boot "
                                          "state");
@@ -102,13 +103,13 @@ TEST_F(Abandon, ThatCannotRemoveAFileNamesItAndGoesOn) {
     std::filesystem::remove(in("logs/ota_act_success"));
     std::filesystem::remove_all(in("logs"));
     writeText(in("logs"), "no directory");
-    EXPECT_FALSE(nalAbandon(whatIsWrong_));
+    EXPECT_FALSE(succeeds(nalAbandon(), whatIsWrong_));
     EXPECT_EQ(whatIsWrong_,
               "logs/ota_act_success: cannot be removed: Not a directory; remove it by hand");
     EXPECT_FALSE(isThere("tmp/4QZ-2.0"));
     std::filesystem::remove_all(in("tmp"));
     std::filesystem::remove(in("logs"));
-    EXPECT_FALSE(nalAbandon(whatIsWrong_));
+    EXPECT_FALSE(succeeds(nalAbandon(), whatIsWrong_));
     EXPECT_EQ(whatIsWrong_,
               "tmp: cannot be listed: No such file or directory; check the directory");
 }
@@ -117,7 +118,7 @@ TEST_F(Abandon, OfImagesAloneLeavesEverythingElse) {
     installPassive("2.0.0");
     ASSERT_NE(nal_activatePassiveImage(), 0);
     leaveFiles();
-    EXPECT_TRUE(nalDropImages(whatIsWrong_)) << whatIsWrong_;
+    EXPECT_TRUE(succeeds(nalDropImages(), whatIsWrong_)) << whatIsWrong_;
     EXPECT_FALSE(isThere("tmp/4QZ-2.0"));
     EXPECT_FALSE(isThere("tmp/4QZx"));
     for (const char *name : {"tmp/4QZ-folder", "tmp/other", "tmp/x4QZ", "tmp/ota_dwld_prog",
@@ -129,18 +130,18 @@ TEST_F(Abandon, OfImagesAloneLeavesEverythingElse) {
 
 TEST_F(Abandon, GivesUpAnImageThatWaits) {
     installPassive("2.0.0");
-    EXPECT_TRUE(nalGiveUpPassive(whatIsWrong_)) << whatIsWrong_;
+    EXPECT_TRUE(succeeds(nalGiveUpPassive(), whatIsWrong_)) << whatIsWrong_;
     EXPECT_FALSE(bootState().of(node::Bank::b).whole);
     EXPECT_TRUE(bootState().of(node::Bank::a).whole);
     const std::string before = readText(statePath_);
-    EXPECT_TRUE(nalGiveUpPassive(whatIsWrong_)) << "a second time, with nothing left";
+    EXPECT_TRUE(succeeds(nalGiveUpPassive(), whatIsWrong_)) << "a second time, with nothing left";
     EXPECT_EQ(readText(statePath_), before);
 }
 
 TEST_F(Abandon, SaysWhereAnImageCannotBeGivenUp) {
     installPassive("2.0.0");
     faults::failFrom(faults::Call::write, 1, EIO);
-    EXPECT_FALSE(nalGiveUpPassive(whatIsWrong_));
+    EXPECT_FALSE(succeeds(nalGiveUpPassive(), whatIsWrong_));
     EXPECT_NE(whatIsWrong_.find("cannot be written"), std::string::npos) << whatIsWrong_;
     EXPECT_TRUE(bootState().of(node::Bank::b).whole);
 }
@@ -148,7 +149,7 @@ TEST_F(Abandon, SaysWhereAnImageCannotBeGivenUp) {
 TEST_F(Abandon, DoesNotGiveUpAnImageThatBootsNext) {
     installPassive("2.0.0");
     ASSERT_NE(nal_activatePassiveImage(), 0);
-    EXPECT_FALSE(nalGiveUpPassive(whatIsWrong_));
+    EXPECT_FALSE(succeeds(nalGiveUpPassive(), whatIsWrong_));
     EXPECT_EQ(whatIsWrong_, "bank b (2.0.0) is activated or on trial");
     EXPECT_TRUE(bootState().of(node::Bank::b).whole);
 }
@@ -162,7 +163,7 @@ TEST_F(Abandon, CutByAPowerCutAtAnyStepLeavesABootStateThatCanBeRead) {
         ASSERT_GE(child, 0);
         if (child == 0) {
             faults::cutPowerAt(step);
-            _exit(nalAbandon(whatIsWrong_) ? 0 : 1);
+            _exit(succeeds(nalAbandon(), whatIsWrong_) ? 0 : 1);
         }
         int status = 0;
         ASSERT_EQ(waitpid(child, &status, 0), child);

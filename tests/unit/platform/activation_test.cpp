@@ -4,6 +4,7 @@
 #include "fixture.h"
 #include "platform/nal.h"
 #include "platform/trial.h"
+#include "tests/support/results.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -114,7 +115,7 @@ TEST_F(Activation, AgainOfAChoiceThatMayBeLostStoresItAnew) {
     node::BootState state = bootState();
     state.next = node::Bank::b; // as if a power cut had kept the choice and lost its withdrawal
     std::string whatIsWrong;
-    EXPECT_FALSE(node::writeBootState(statePath_, state, whatIsWrong));
+    EXPECT_FALSE(succeeds(node::writeBootState(statePath_, state), whatIsWrong));
     EXPECT_EQ(activate(), 0) << "the boot state still cannot be synced";
     faults::clear();
     EXPECT_NE(activate(), 0) << errors_;
@@ -190,7 +191,7 @@ TEST_F(Activation, IsTakenBackWhereTheChosenBankIsNoLongerWhole) {
     node::BootState state = bootState();
     state.next = node::Bank::b;
     std::string whatIsWrong;
-    ASSERT_TRUE(node::writeBootState(statePath_, state, whatIsWrong));
+    ASSERT_TRUE(succeeds(node::writeBootState(statePath_, state), whatIsWrong));
     open();
     EXPECT_EQ(nal_fallBackToActiveImage(), 0);
     EXPECT_EQ(bootState().next, node::Bank::a);
@@ -216,7 +217,7 @@ TEST_F(Activation, OfARunningBankBGoesToBankA) {
     EXPECT_EQ(nal_getPrevSwVersion(version), 0);
     EXPECT_STREQ(version, "1.0.0");
     std::string whatIsWrong;
-    ASSERT_TRUE(nalCommit(whatIsWrong)) << whatIsWrong;
+    ASSERT_TRUE(succeeds(nalCommit(), whatIsWrong)) << whatIsWrong;
     EXPECT_NE(activate(), 0) << errors_;
     EXPECT_EQ(bootState().next, node::Bank::a);
 }

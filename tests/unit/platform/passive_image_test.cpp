@@ -4,6 +4,7 @@
 #include "fixture.h"
 #include "node/digest.h"
 #include "platform/nal.h"
+#include "tests/support/results.h"
 
 #include <cerrno>
 #include <csignal>
@@ -258,7 +259,7 @@ TEST_F(WritingAnImage, DoesNotInheritAnOldChoiceOfABrokenBank) {
     node::BootState state = bootState();
     state.next = node::Bank::b; // chosen once, then found broken
     std::string whatIsWrong;
-    ASSERT_TRUE(node::writeBootState(statePath_, state, whatIsWrong)) << whatIsWrong;
+    ASSERT_TRUE(succeeds(node::writeBootState(statePath_, state), whatIsWrong)) << whatIsWrong;
     open();
     ASSERT_EQ(write(), 0) << errors_;
     EXPECT_TRUE(bootState().of(node::Bank::b).whole);

@@ -20,9 +20,9 @@ class Reasons : public OnANode {
   protected:
     Reasons() {
         told.clear();
-        nalOnReason([](Reason reason, const std::string &whatIsWrong) {
-            told.push_back(reason);
-            sentence = whatIsWrong;
+        nalOnReason([](const base::Error &error) {
+            told.push_back(error.reason);
+            sentence = error.text;
         });
     }
     ~Reasons() override { nalOnReason(nullptr); }

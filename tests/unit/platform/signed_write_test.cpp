@@ -18,8 +18,8 @@ class WritingASignedImage : public OnANode {
         writeText(in("root.pem"), pemOf(root_.certificate.get()));
         writeText(configPath_, configWith("signature", images));
         open();
-        nalOnReason([](base::Reason reason, const std::string &whatIsWrong) {
-            told = std::string(base::rowOf(reason).name) + ": " + whatIsWrong;
+        nalOnReason([](const base::Error &error) {
+            told = std::string(base::rowOf(error.reason).name) + ": " + error.text;
         });
     }
     ~WritingASignedImage() override { nalOnReason(nullptr); }

@@ -5,6 +5,7 @@
 #include "faults.h"
 #include "fixture.h"
 #include "platform/nal.h"
+#include "tests/support/results.h"
 
 #include <cerrno>
 #include <chrono>
@@ -52,7 +53,7 @@ class Trial : public OnANode {
 TEST_F(Trial, IsNoneBeforeAnythingWasActivated) {
     open();
     EXPECT_EQ(begin(), NalTrial::none);
-    EXPECT_TRUE(nalCommit(what_)) << what_;
+    EXPECT_TRUE(succeeds(nalCommit(), what_)) << what_;
 }
 
 TEST_F(Trial, BeginsWithTheActivationAndEndsWithTheCommit) {
@@ -63,8 +64,8 @@ TEST_F(Trial, BeginsWithTheActivationAndEndsWithTheCommit) {
     bootInto(node::Bank::b);
     EXPECT_EQ(begin(), NalTrial::running);
     EXPECT_EQ(what_, "bank b (2.0.0) is on trial, 4 boot attempts left");
-    EXPECT_TRUE(nalCheckHealth(what_)) << "there is no command: " << what_;
-    EXPECT_TRUE(nalCommit(what_)) << what_;
+    EXPECT_TRUE(succeeds(nalCheckHealth(), what_)) << "there is no command: " << what_;
+    EXPECT_TRUE(succeeds(nalCommit(), what_)) << what_;
     EXPECT_FALSE(bootState().trial);
     EXPECT_EQ(bootState().next, node::Bank::b);
     EXPECT_EQ(bootState().attemptsOf(node::Bank::b), 5);
@@ -127,13 +128,13 @@ TEST_F(Trial, ThatPassedIsNotTakenBackBetweenTheReportAndTheCommit) {
     upgradeTo("2.0.0");
     bootInto(node::Bank::b);
     EXPECT_FALSE(nalIsHealthy());
-    EXPECT_TRUE(nalPrepareCommit(what_)) << what_;
+    EXPECT_TRUE(succeeds(nalPrepareCommit(), what_)) << what_;
     EXPECT_TRUE(nalIsHealthy());
     EXPECT_TRUE(bootState().isOnTrial(node::Bank::b));
     bootInto(node::Bank::b);
     EXPECT_EQ(begin(), NalTrial::running);
     EXPECT_TRUE(nalIsHealthy()) << "the health command is not asked again";
-    EXPECT_TRUE(nalCommit(what_)) << what_;
+    EXPECT_TRUE(succeeds(nalCommit(), what_)) << what_;
     EXPECT_FALSE(bootState().healthy);
 }
 
@@ -141,12 +142,12 @@ TEST_F(Trial, ThatPassesTakesAnEarlierFailureBack) {
     openWith("refuse_after = 2\n");
     upgradeTo("2.0.0");
     bootInto(node::Bank::b);
-    ASSERT_TRUE(nalFailTrial(what_)) << what_;
+    ASSERT_TRUE(succeeds(nalFailTrial(), what_)) << what_;
     bootInto(node::Bank::a);
     ASSERT_EQ(bootState().failed.size(), 1U);
     upgradeTo("2.0.0");
     bootInto(node::Bank::b);
-    ASSERT_TRUE(nalCommit(what_)) << what_;
+    ASSERT_TRUE(succeeds(nalCommit(), what_)) << what_;
     EXPECT_TRUE(bootState().failed.empty());
 }
 
@@ -154,11 +155,11 @@ TEST_F(Trial, RebootsOnlySoOftenForABankThatDoesNotCome) {
     open();
     upgradeTo("2.0.0");
     bootInto(node::Bank::b);
-    ASSERT_TRUE(nalFailTrial(what_)) << what_;
+    ASSERT_TRUE(succeeds(nalFailTrial(), what_)) << what_;
     for (int reboot = 0; reboot < 3; ++reboot) {
-        EXPECT_TRUE(nalMayReboot(what_)) << what_;
+        EXPECT_TRUE(succeeds(nalMayReboot(), what_)) << what_;
     }
-    EXPECT_FALSE(nalMayReboot(what_));
+    EXPECT_FALSE(succeeds(nalMayReboot(), what_));
     EXPECT_EQ(what_, "the boot loader does not take bank a (1.0.0), which was chosen");
 }
 
@@ -168,7 +169,7 @@ TEST_F(Trial, OfANodeWithNothingToFallBackToTakesAnotherImage) {
     bootInto(node::Bank::b);
     node::BootState state = bootState();
     state.of(node::Bank::a) = node::BankRecord{};
-    ASSERT_TRUE(node::writeBootState(statePath_, state, what_));
+    ASSERT_TRUE(succeeds(node::writeBootState(statePath_, state), what_));
     EXPECT_EQ(writeAgain("3.0.0"), 0) << what_;
     EXPECT_TRUE(bootState().isOnTrial(node::Bank::b));
 }
@@ -178,9 +179,9 @@ TEST_F(Trial, ThatIsUnhealthyGoesBackToTheOldBank) {
     upgradeTo("2.0.0");
     bootInto(node::Bank::b);
     ASSERT_EQ(begin(), NalTrial::running);
-    EXPECT_FALSE(nalCheckHealth(what_));
+    EXPECT_FALSE(succeeds(nalCheckHealth(), what_));
     EXPECT_EQ(what_, "the health command ended with 7: exit 7");
-    EXPECT_TRUE(nalFailTrial(what_)) << what_;
+    EXPECT_TRUE(succeeds(nalFailTrial(), what_)) << what_;
     bootInto(node::Bank::a);
     EXPECT_EQ(passedOver_, "");
     EXPECT_EQ(begin(), NalTrial::none);
@@ -189,14 +190,14 @@ TEST_F(Trial, ThatIsUnhealthyGoesBackToTheOldBank) {
 
 TEST_F(Trial, FailsOnlyWhereThereIsABankToFallBackTo) {
     open();
-    EXPECT_FALSE(nalFailTrial(what_));
+    EXPECT_FALSE(succeeds(nalFailTrial(), what_));
     EXPECT_EQ(what_, "bank a (1.0.0) runs and is not on trial");
     upgradeTo("2.0.0");
     bootInto(node::Bank::b);
     node::BootState state = bootState();
     state.of(node::Bank::a) = node::BankRecord{};
-    ASSERT_TRUE(node::writeBootState(statePath_, state, what_));
-    EXPECT_FALSE(nalFailTrial(what_));
+    ASSERT_TRUE(succeeds(node::writeBootState(statePath_, state), what_));
+    EXPECT_FALSE(succeeds(nalFailTrial(), what_));
     EXPECT_EQ(what_, "bank a holds no whole image to fall back to");
     EXPECT_TRUE(bootState().isOnTrial(node::Bank::b));
 }
@@ -223,9 +224,9 @@ TEST_F(Trial, OfAVersionThatMayFailMoreOftenIsRefusedOnlyThen) {
         ASSERT_EQ(begin(), NalTrial::failed);
         EXPECT_EQ(writeAgain("2.0.0") != 0, refused) << what_;
     }
-    EXPECT_FALSE(nalForget("2.0.1", what_));
+    EXPECT_FALSE(succeeds(nalForget("2.0.1"), what_));
     EXPECT_EQ(what_, "2.0.1 is not remembered as a version that failed its trial");
-    EXPECT_TRUE(nalForget("2.0.0", what_)) << what_;
+    EXPECT_TRUE(succeeds(nalForget("2.0.0"), what_)) << what_;
     EXPECT_EQ(writeAgain("2.0.0"), 0) << what_;
 }
 
@@ -247,10 +248,10 @@ TEST_F(Trial, CommitsAgainWhereTheCommitCouldNotBeStored) {
     upgradeTo("2.0.0");
     bootInto(node::Bank::b);
     faults::failFrom(faults::Call::write, 1, EIO);
-    EXPECT_FALSE(nalCommit(what_));
+    EXPECT_FALSE(succeeds(nalCommit(), what_));
     faults::clear();
     EXPECT_TRUE(bootState().isOnTrial(node::Bank::b));
-    EXPECT_TRUE(nalCommit(what_)) << what_;
+    EXPECT_TRUE(succeeds(nalCommit(), what_)) << what_;
     EXPECT_FALSE(bootState().trial);
 }
 
@@ -258,7 +259,7 @@ TEST_F(Trial, HealthCommandIsKilledAtItsLimitWithAllThatItStarted) {
     openWith("health_command = (while :; do echo x >> beats; sleep 0.05; done) & sleep 600\n"
              "health_limit = 1\n");
     const auto begun = std::chrono::steady_clock::now();
-    EXPECT_FALSE(nalCheckHealth(what_));
+    EXPECT_FALSE(succeeds(nalCheckHealth(), what_));
     EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(300));
     EXPECT_EQ(what_.find("the health command did not end within 1 s: "), 0U) << what_;
     const std::string beats = readText(in("beats"));
@@ -269,7 +270,7 @@ TEST_F(Trial, HealthCommandIsKilledAtItsLimitWithAllThatItStarted) {
 
 TEST_F(Trial, HealthCommandThatDiesOfASignalSaysWhich) {
     openWith("health_command = kill -9 $$\n");
-    EXPECT_FALSE(nalCheckHealth(what_));
+    EXPECT_FALSE(succeeds(nalCheckHealth(), what_));
     EXPECT_EQ(what_, "the health command was ended by signal 9: kill -9 $$");
 }
 

@@ -4,6 +4,7 @@
 
 #include "base/message.h"
 #include "service/state/request_check.h"
+#include "tests/support/results.h"
 
 #include <algorithm>
 #include <chrono>
@@ -74,7 +75,8 @@ void DaemonTest::runFrom(node::Bank bank, const std::string &version,
     state.of(node::otherBank(bank)) = {
         .whole = true, .version = otherVersion, .size = 1, .sha256 = sum};
     std::string whatIsWrong;
-    ASSERT_TRUE(node::writeBootState(config_.bootState, state, whatIsWrong)) << whatIsWrong;
+    ASSERT_TRUE(succeeds(node::writeBootState(config_.bootState, state), whatIsWrong))
+        << whatIsWrong;
 }
 
 void DaemonTest::start(const std::string &bootId) {

@@ -5,6 +5,7 @@
 #include "base/message.h"
 
 #include "node/settings_overlay.h"
+#include "tests/support/results.h"
 
 #include <filesystem>
 #include <fstream>
@@ -21,7 +22,8 @@ class RequestHandler : public DaemonTest {
     node::Overlay keptSettings() const {
         node::Overlay overlay;
         std::string whatIsWrong;
-        EXPECT_TRUE(node::readOverlay(config_.overlayPath(), overlay, whatIsWrong)) << whatIsWrong;
+        EXPECT_TRUE(took(node::readOverlay(config_.overlayPath()), overlay, whatIsWrong))
+            << whatIsWrong;
         return overlay;
     }
 

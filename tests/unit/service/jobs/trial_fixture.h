@@ -3,6 +3,7 @@
 #ifndef TESTS_SERVICE_JOBS_TRIAL_FIXTURE_H
 #define TESTS_SERVICE_JOBS_TRIAL_FIXTURE_H
 
+#include "tests/support/results.h"
 #include "tests/unit/service/daemon_fixture.h"
 
 #include <memory>
@@ -47,7 +48,7 @@ class OnTrial : public DaemonTest {
 
     void put(const node::BootState &state, const std::string &file = "boot-state") const {
         std::string whatIsWrong;
-        ASSERT_TRUE(node::writeBootState(in(file), state, whatIsWrong)) << whatIsWrong;
+        ASSERT_TRUE(succeeds(node::writeBootState(in(file), state), whatIsWrong)) << whatIsWrong;
     }
 
     ReplyRef commit() {
