@@ -15,24 +15,25 @@ constexpr const char *kFirstPolling = "firsttime_polling";
 
 } // namespace
 
-bool takeLibConfig(const cJSON *object, const char *key, OtaLibConfig &config,
-                   std::string &whatIsWrong) {
+Result<OtaLibConfig> takeLibConfig(const cJSON *object, const char *key) {
     const cJSON *const given = cJSON_GetObjectItemCaseSensitive(object, key);
     if (!cJSON_IsObject(given)) {
-        whatIsWrong = std::string("\"") + key + "\" is missing or no object: expected an object";
-        return false;
+        return Error{std::string("\"") + key + "\" is missing or no object: expected an object"};
     }
-    OtaLibConfig read{};
-    int offload = 0;
-    if (!takeIntegerWithin(given, kOffload, 0, std::numeric_limits<std::uint8_t>::max(), offload,
-                           whatIsWrong) ||
-        !takeInteger(given, kOnboarding, read.initial_obardingStatus, whatIsWrong) ||
-        !takeInteger(given, kFirstPolling, read.firsttime_polling, whatIsWrong)) {
-        return false;
+    const auto offload =
+        takeIntegerWithin(given, kOffload, 0, std::numeric_limits<std::uint8_t>::max());
+    const auto onboarding = takeInteger(given, kOnboarding);
+    const auto firstPolling = takeInteger(given, kFirstPolling);
+    for (const auto *number : {&offload, &onboarding, &firstPolling}) {
+        if (!*number) {
+            return number->error();
+        }
     }
-    read.OffloadDownloadActivate = static_cast<std::uint8_t>(offload);
-    config = read;
-    return true;
+    OtaLibConfig config{};
+    config.OffloadDownloadActivate = static_cast<std::uint8_t>(*offload);
+    config.initial_obardingStatus = *onboarding;
+    config.firsttime_polling = *firstPolling;
+    return config;
 }
 
 Json printLibConfig(const OtaLibConfig &config) {

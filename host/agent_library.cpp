@@ -8,23 +8,20 @@ namespace {
 
 class Symbols {
   public:
-    Symbols(const std::string &path, void *library, std::string &whatIsWrong)
-        : path_(path), library_(library), whatIsWrong_(whatIsWrong) {}
+    explicit Symbols(void *library) : library_(library) {}
 
     /* A function or a variable. */
     template <typename Pointer>
     bool find(const char *name, Pointer &pointer) {
         pointer = reinterpret_cast<Pointer>(dlsym(library_, name));
-        if (pointer == nullptr) {
-            whatIsWrong_ = path_ + ": has no symbol " + name + "; give a libotaSwAgent.so";
-        }
+        missing_ = pointer == nullptr ? name : "";
         return pointer != nullptr;
     }
+    const std::string &missing() const { return missing_; }
 
   private:
-    const std::string &path_;
     void *library_;
-    std::string &whatIsWrong_;
+    std::string missing_;
 };
 
 bool findState(Symbols &symbols, AgentState &state) {
@@ -46,30 +43,36 @@ bool findState(Symbols &symbols, AgentState &state) {
 
 } // namespace
 
-bool openAgentLibrary(const std::string &path, AgentLibrary &agent, std::string &whatIsWrong) {
+base::Result<AgentLibrary> openAgentLibrary(const std::string &path) {
     // A name without a slash would be searched in the system's directories.
     const std::string place = path.find('/') == std::string::npos ? "./" + path : path;
     void *const library = dlopen(place.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) {
-        whatIsWrong = std::string("the library cannot be opened: ") + dlerror() +
-                      "; give a libotaSwAgent.so for this machine with --library";
-        return false;
+        return base::Error{std::string("the library cannot be opened: ") + dlerror() +
+                               "; give a libotaSwAgent.so for this machine with --library",
+                           base::Reason::libraryUnusable};
     }
-    Symbols symbols(place, library, whatIsWrong);
-    return symbols.find("initOTAlib", agent.initOTAlib) &&
-           symbols.find("getCfgmgrSocketPath", agent.socketPath) &&
-           symbols.find("getOtaActSuccessPath", agent.markPath) &&
-           symbols.find("main", agent.main) &&
-           symbols.find("otaSwAgentSWCommitStatus", agent.checkCommit) &&
-           symbols.find("otaSwmgnt_process_newimage_info", agent.processNewImage) &&
-           symbols.find("otaMobileApp_process_newimage_request", agent.processMobileTrigger) &&
-           symbols.find("otaSwmgnt_process_activation_time", agent.processActivationTime) &&
-           symbols.find("otaSwAgentProcessRebootTimer", agent.rebootTimerExpired) &&
-           symbols.find("otaSwAgentProcessDownloadStartTimer", agent.downloadStartTimerExpired) &&
-           symbols.find("otaSwAgentProcessDownloadRetryTimer", agent.downloadRetryTimerExpired) &&
-           symbols.find("ota_ISUpgradeDefered", agent.isUpgradeDeferred) &&
-           symbols.find("sendUpgradeSignalToSwMgnt", agent.report) &&
-           findState(symbols, agent.state);
+    Symbols symbols(library);
+    AgentLibrary agent;
+    const bool whole =
+        symbols.find("initOTAlib", agent.initOTAlib) &&
+        symbols.find("getCfgmgrSocketPath", agent.socketPath) &&
+        symbols.find("getOtaActSuccessPath", agent.markPath) && symbols.find("main", agent.main) &&
+        symbols.find("otaSwAgentSWCommitStatus", agent.checkCommit) &&
+        symbols.find("otaSwmgnt_process_newimage_info", agent.processNewImage) &&
+        symbols.find("otaMobileApp_process_newimage_request", agent.processMobileTrigger) &&
+        symbols.find("otaSwmgnt_process_activation_time", agent.processActivationTime) &&
+        symbols.find("otaSwAgentProcessRebootTimer", agent.rebootTimerExpired) &&
+        symbols.find("otaSwAgentProcessDownloadStartTimer", agent.downloadStartTimerExpired) &&
+        symbols.find("otaSwAgentProcessDownloadRetryTimer", agent.downloadRetryTimerExpired) &&
+        symbols.find("ota_ISUpgradeDefered", agent.isUpgradeDeferred) &&
+        symbols.find("sendUpgradeSignalToSwMgnt", agent.report) && findState(symbols, agent.state);
+    if (!whole) {
+        return base::Error{place + ": has no symbol " + symbols.missing() +
+                               "; give a libotaSwAgent.so",
+                           base::Reason::libraryUnusable};
+    }
+    return agent;
 }
 
 } // namespace host

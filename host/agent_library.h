@@ -3,6 +3,7 @@
 #ifndef HOST_AGENT_LIBRARY_H
 #define HOST_AGENT_LIBRARY_H
 
+#include "base/result.h"
 #include "otaSwAgent/agent.h"
 
 #include <cstdint>
@@ -49,11 +50,8 @@ struct AgentLibrary {
     AgentState state;
 };
 
-/*
- * Opens the library and finds every call and variable; it stays open for the life of the process.
- * False: whatIsWrong is one line.
- */
-bool openAgentLibrary(const std::string &path, AgentLibrary &agent, std::string &whatIsWrong);
+/* Finds every call and variable; the library stays open for the life of the process. */
+base::Result<AgentLibrary> openAgentLibrary(const std::string &path);
 
 } // namespace host
 

@@ -67,72 +67,76 @@ struct Memory {
     std::array<std::int32_t, kNumbers.size()> numbers{};
 };
 
-bool textFits(const cJSON *object, const TextRow &row, std::string &whatIsWrong) {
-    const char *const text = base::takeText(object, row.key, whatIsWrong);
-    if (text == nullptr) {
-        return false;
+// The text of the variable, which has room for it.
+base::Result<std::string> takeFitting(const cJSON *object, const TextRow &row) {
+    const auto text = base::takeText(object, row.key);
+    if (text && text->size() >= row.width) {
+        return base::Error{std::string("\"") + row.key + "\" has " + std::to_string(text->size()) +
+                           " characters: expected at most " + std::to_string(row.width - 1)};
     }
-    if (std::strlen(text) >= row.width) {
-        whatIsWrong = std::string("\"") + row.key + "\" has " + std::to_string(std::strlen(text)) +
-                      " characters: expected at most " + std::to_string(row.width - 1);
-        return false;
-    }
-    return true;
+    return text;
 }
 
-// The record's object where all its texts fit, else null.
-const cJSON *takeRecord(const cJSON *memory, const char *key, std::span<const TextRow> rows,
-                        std::string &whatIsWrong) {
+// The record's object, whose texts all fit.
+base::Result<const cJSON *> takeRecord(const cJSON *memory, const char *key,
+                                       std::span<const TextRow> rows) {
     const cJSON *const record = cJSON_GetObjectItemCaseSensitive(memory, key);
     if (!cJSON_IsObject(record)) {
-        whatIsWrong = std::string("\"") + key + "\" is missing or no object: expected an object";
-        return nullptr;
+        return base::Error{std::string("\"") + key +
+                           "\" is missing or no object: expected an object"};
     }
     for (const TextRow &row : rows) {
-        if (!textFits(record, row, whatIsWrong)) {
-            whatIsWrong = std::string("\"") + key + "\": " + whatIsWrong;
-            return nullptr;
+        if (const auto text = takeFitting(record, row); !text) {
+            return text.error().within(std::string("\"") + key + "\": ");
         }
     }
     return record;
 }
 
-bool readRecords(const AgentState &state, const cJSON *memory, Memory &read,
-                 std::string &whatIsWrong) {
-    const cJSON *const item = takeRecord(memory, kItem, kItemTexts, whatIsWrong);
-    int policy = 0;
-    if (item == nullptr || !base::takeInteger(item, "policy", policy, whatIsWrong)) {
-        return false;
+base::Result<void> readRecords(const AgentState &state, const cJSON *memory, Memory &read) {
+    const auto item = takeRecord(memory, kItem, kItemTexts);
+    if (!item) {
+        return item.error();
     }
-    const cJSON *const time = takeRecord(memory, kTime, kTimeTexts, whatIsWrong);
-    if (time == nullptr || !base::takeLibConfig(memory, kLibConfig, read.libConfig, whatIsWrong)) {
-        return false;
+    if (const auto policy = base::takeInteger(*item, "policy"); !policy) {
+        return policy.error();
     }
-    state.decodeItem(item, &read.item);
-    state.decodeTime(time, &read.time);
-    return true;
+    const auto time = takeRecord(memory, kTime, kTimeTexts);
+    if (!time) {
+        return time.error();
+    }
+    const auto config = base::takeLibConfig(memory, kLibConfig);
+    if (!config) {
+        return config.error();
+    }
+    read.libConfig = *config;
+    state.decodeItem(*item, &read.item);
+    state.decodeTime(*time, &read.time);
+    return {};
 }
 
-bool readFlags(const cJSON *memory, Memory &read, std::string &whatIsWrong) {
+base::Result<void> readFlags(const cJSON *memory, Memory &read) {
     constexpr int kMaxFlag = std::numeric_limits<std::uint8_t>::max();
-    if (!textFits(memory, {kRebootTime, sizeof read.rebootTime}, whatIsWrong)) {
-        return false;
+    const auto rebootTime = takeFitting(memory, {kRebootTime, sizeof read.rebootTime});
+    if (!rebootTime) {
+        return rebootTime.error();
     }
-    const std::string rebootTime = base::takeText(memory, kRebootTime, whatIsWrong);
-    rebootTime.copy(read.rebootTime, sizeof read.rebootTime - 1);
+    rebootTime->copy(read.rebootTime, sizeof read.rebootTime - 1);
     for (std::size_t i = 0; i < kFlags.size(); ++i) {
-        int flag = 0;
-        if (!base::takeIntegerWithin(memory, kFlags.at(i).key, 0, kMaxFlag, flag, whatIsWrong)) {
-            return false;
+        const auto flag = base::takeIntegerWithin(memory, kFlags.at(i).key, 0, kMaxFlag);
+        if (!flag) {
+            return flag.error();
         }
-        read.flags.at(i) = static_cast<std::uint8_t>(flag);
+        read.flags.at(i) = static_cast<std::uint8_t>(*flag);
     }
     for (std::size_t i = 0; i < kNumbers.size(); ++i) {
-        if (!base::takeInteger(memory, kNumbers.at(i).key, read.numbers.at(i), whatIsWrong)) {
-            return false;
+        const auto number = base::takeInteger(memory, kNumbers.at(i).key);
+        if (!number) {
+            return number.error();
         }
+        read.numbers.at(i) = *number;
     }
-    return true;
+    return {};
 }
 
 void store(const AgentState &state, const Memory &read) {
@@ -174,17 +178,17 @@ base::Json takeMemory(const AgentState &state) {
     return whole ? std::move(memory) : nullptr;
 }
 
-bool restoreMemory(const AgentState &state, const cJSON *memory, std::string &whatIsWrong) {
+base::Result<void> restoreMemory(const AgentState &state, const cJSON *memory) {
     if (!cJSON_IsObject(memory)) {
-        whatIsWrong = "\"memory\" is missing or no object: expected an object";
-        return false;
+        return base::Error{"\"memory\" is missing or no object: expected an object"};
     }
     Memory read;
-    if (!readRecords(state, memory, read, whatIsWrong) || !readFlags(memory, read, whatIsWrong)) {
-        return false;
+    const auto whole =
+        readRecords(state, memory, read).andThen([&] { return readFlags(memory, read); });
+    if (whole) {
+        store(state, read);
     }
-    store(state, read);
-    return true;
+    return whole;
 }
 
 } // namespace host

@@ -4,6 +4,7 @@
 #define HOST_AGENT_MEMORY_H
 
 #include "base/json.h"
+#include "base/result.h"
 #include "host/agent_library.h"
 
 #include <string>
@@ -19,10 +20,10 @@ base::Json takeMemory(const AgentState &state);
 
 /*
  * Sets the agent's variables from such an object: every key must be there, of the right type, its
- * text within the variable's width. Nothing outside the process changes. False: whatIsWrong is one
- * line, and no variable has changed.
+ * text within the variable's width. Nothing outside the process changes. After an error no
+ * variable has changed.
  */
-bool restoreMemory(const AgentState &state, const cJSON *memory, std::string &whatIsWrong);
+base::Result<void> restoreMemory(const AgentState &state, const cJSON *memory);
 
 } // namespace host
 

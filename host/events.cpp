@@ -13,10 +13,11 @@
 namespace host {
 namespace {
 
-// Reads what the event carries and does it; false where it cannot be read, with nothing done.
-// `failure` is set where it was read and could not be carried out.
-using Handle = bool (*)(const AgentLibrary &agent, const cJSON *event, std::string &failure,
-                        std::string &whatIsWrong);
+// Why what was read could not be carried out; empty where it was.
+using Failure = std::string;
+
+// Reads what the event carries and does it. Error: it cannot be read, and nothing is done.
+using Handle = base::Result<Failure> (*)(const AgentLibrary &agent, const cJSON *event);
 
 enum class Fetches { no, maybe };
 
@@ -45,112 +46,95 @@ void dropImages() {
     }
 }
 
-bool handleNewImage(const AgentLibrary &agent, const cJSON *event, std::string & /*failure*/,
-                    std::string &whatIsWrong) {
-    OtaLibConfig config{};
-    const char *const descriptor = base::takeText(event, "descriptor", whatIsWrong);
-    if (descriptor == nullptr || !base::takeLibConfig(event, "config", config, whatIsWrong)) {
-        return false;
+base::Result<Failure> handleNewImage(const AgentLibrary &agent, const cJSON *event) {
+    const auto descriptor = base::takeText(event, "descriptor");
+    if (!descriptor) {
+        return descriptor.error();
     }
-    agent.processNewImage(descriptor, nullptr, &config);
-    return true;
+    auto config = base::takeLibConfig(event, "config");
+    if (!config) {
+        return config.error();
+    }
+    agent.processNewImage(descriptor->c_str(), nullptr, &*config);
+    return Failure();
 }
 
 // The agent removes its file for the mobile app below /tmp, whatever the node's directory is.
-bool handleMobileTrigger(const AgentLibrary &agent, const cJSON *event, std::string & /*failure*/,
-                         std::string &whatIsWrong) {
-    MobileAppNotify notify{};
-    if (!base::takeInteger(event, "newswavailflag", notify.newswavailflag, whatIsWrong)) {
-        return false;
+base::Result<Failure> handleMobileTrigger(const AgentLibrary &agent, const cJSON *event) {
+    const auto flag = base::takeInteger(event, "newswavailflag");
+    if (!flag) {
+        return flag.error();
     }
     if (const auto dropped = nalDropAgentData(); !dropped) {
         complain(dropped.error().text + "; the mobile app still finds the offer in it");
     }
+    MobileAppNotify notify{};
+    notify.newswavailflag = *flag;
     agent.processMobileTrigger(&notify);
-    return true;
+    return Failure();
 }
 
-bool handleActivationTime(const AgentLibrary &agent, const cJSON *event, std::string & /*failure*/,
-                          std::string &whatIsWrong) {
-    const char *const record = base::takeText(event, "record", whatIsWrong);
-    if (record == nullptr) {
-        return false;
+base::Result<Failure> handleActivationTime(const AgentLibrary &agent, const cJSON *event) {
+    const auto record = base::takeText(event, "record");
+    if (!record) {
+        return record.error();
     }
-    agent.processActivationTime(record, nullptr);
-    return true;
+    agent.processActivationTime(record->c_str(), nullptr);
+    return Failure();
 }
 
-bool handleTimer(const AgentLibrary &agent, const cJSON *event, std::string & /*failure*/,
-                 std::string &whatIsWrong) {
-    const char *const name = base::takeText(event, "name", whatIsWrong);
-    if (name == nullptr) {
-        return false;
+base::Result<Failure> handleTimer(const AgentLibrary &agent, const cJSON *event) {
+    const auto name = base::takeText(event, "name");
+    if (!name) {
+        return name.error();
     }
     for (const TimerRow &row : kTimers) {
-        if (std::string(name) == row.name) {
+        if (*name == row.name) {
             (agent.*row.expired)();
-            return true;
+            return Failure();
         }
     }
-    whatIsWrong = std::string("the timer \"") + name +
-                  "\" is not known: expected " TIMER_REBOOT ", " TIMER_DOWNLOAD_START
-                  " or " TIMER_DOWNLOAD_RETRY;
-    return false;
+    return base::Error{"the timer \"" + *name +
+                       "\" is not known: expected " TIMER_REBOOT ", " TIMER_DOWNLOAD_START
+                       " or " TIMER_DOWNLOAD_RETRY};
+}
+
+Failure failureOf(const base::Result<void> &done, const std::string &what) {
+    return done ? "" : what + ": " + done.error().text;
 }
 
 // A memory that cannot be used is no reason to fall silent: the node goes on with what it holds.
-bool handleRestore(const AgentLibrary &agent, const cJSON *event, std::string &failure,
-                   std::string & /*whatIsWrong*/) {
+base::Result<Failure> handleRestore(const AgentLibrary &agent, const cJSON *event) {
     const cJSON *const memory = cJSON_GetObjectItemCaseSensitive(event, "memory");
-    if (!restoreMemory(agent.state, memory, failure)) {
-        failure = "the agent's memory was not restored: " + failure;
-    }
-    return true;
+    return failureOf(restoreMemory(agent.state, memory), "the agent's memory was not restored");
 }
 
-bool handleAbandon(const AgentLibrary & /*agent*/, const cJSON * /*event*/, std::string &failure,
-                   std::string & /*whatIsWrong*/) {
-    if (const auto abandoned = nalAbandon(); !abandoned) {
-        failure = "the upgrade was not taken back as a whole: " + abandoned.error().text;
-    }
-    return true;
+base::Result<Failure> handleAbandon(const AgentLibrary & /*agent*/, const cJSON * /*event*/) {
+    return failureOf(nalAbandon(), "the upgrade was not taken back as a whole");
 }
 
 // Without it the agent meets the written image as an old one, and goes on with that.
-bool handleBeginAnew(const AgentLibrary & /*agent*/, const cJSON * /*event*/, std::string &failure,
-                     std::string & /*whatIsWrong*/) {
-    if (const auto givenUp = nalGiveUpPassive(); !givenUp) {
-        failure = "the written image was not given up: " + givenUp.error().text;
-    }
-    return true;
+base::Result<Failure> handleBeginAnew(const AgentLibrary & /*agent*/, const cJSON * /*event*/) {
+    return failureOf(nalGiveUpPassive(), "the written image was not given up");
 }
 
 // As the agent does it where its own count has come that far.
-bool handleGiveUpDownload(const AgentLibrary &agent, const cJSON * /*event*/,
-                          std::string & /*failure*/, std::string & /*whatIsWrong*/) {
+base::Result<Failure> handleGiveUpDownload(const AgentLibrary &agent, const cJSON * /*event*/) {
     *agent.state.downloadRetryTimer = 0;
     agent.report(OTA_STATUS_RECONNECT);
-    return true;
+    return Failure();
 }
 
-bool handleCommit(const AgentLibrary &agent, const cJSON * /*event*/, std::string &failure,
-                  std::string & /*whatIsWrong*/) {
-    if (const auto committed = commitByHand(agent.checkCommit); !committed) {
-        failure = "the running bank was not marked good: " + committed.error().text;
-    }
-    return true;
+base::Result<Failure> handleCommit(const AgentLibrary &agent, const cJSON * /*event*/) {
+    return failureOf(commitByHand(agent.checkCommit), "the running bank was not marked good");
 }
 
-bool handleForget(const AgentLibrary & /*agent*/, const cJSON *event, std::string &failure,
-                  std::string &whatIsWrong) {
-    const char *const version = base::takeText(event, "version", whatIsWrong);
-    if (version == nullptr) {
-        return false;
+base::Result<Failure> handleForget(const AgentLibrary & /*agent*/, const cJSON *event) {
+    const auto version = base::takeText(event, "version");
+    if (!version) {
+        return version.error();
     }
-    if (const auto forgotten = nalForget(version); !forgotten) {
-        failure = "the version was not forgotten: " + forgotten.error().text;
-    }
-    return true;
+    return failureOf(nalForget(*version), "the version was not forgotten");
 }
 
 const EventRow kEvents[] = {
@@ -168,29 +152,27 @@ const EventRow kEvents[] = {
 
 } // namespace
 
-bool handleEvent(const AgentLibrary &agent, const base::Json &event, Handled &handled,
-                 std::string &whatIsWrong) {
-    const char *const given = base::takeText(event.get(), "event", whatIsWrong);
-    if (given == nullptr) {
-        return false;
+base::Result<Handled> handleEvent(const AgentLibrary &agent, const base::Json &event) {
+    const auto name = base::takeText(event.get(), "event");
+    if (!name) {
+        return name.error();
     }
-    handled.name = given;
     for (const EventRow &row : kEvents) {
-        if (handled.name == row.name) {
-            if (row.handle(agent, event.get(), handled.failure, whatIsWrong)) {
-                if (row.image == Fetches::maybe) {
-                    dropImages();
-                }
-                return true;
+        if (*name == row.name) {
+            const auto failure = row.handle(agent, event.get());
+            if (!failure) {
+                return failure.error().within("the event \"" + *name + "\": ");
             }
-            whatIsWrong = "the event \"" + handled.name + "\": " + whatIsWrong;
-            return false;
+            if (row.image == Fetches::maybe) {
+                dropImages();
+            }
+            return Handled{*name, *failure};
         }
     }
-    whatIsWrong = "the event \"" + handled.name +
-                  "\" is not known: expected new-image, mobile-trigger, activation-time, timer, "
-                  "restore, abandon, begin-anew, give-up-download, commit or forget";
-    return false;
+    return base::Error{
+        "the event \"" + *name +
+        "\" is not known: expected new-image, mobile-trigger, activation-time, timer, "
+        "restore, abandon, begin-anew, give-up-download, commit or forget"};
 }
 
 } // namespace host

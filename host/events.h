@@ -17,11 +17,9 @@ struct Handled {
 
 /*
  * Hands the event to the agent, or to the node where it is none of the agent's, and returns when
- * that is done. False: nothing was called, and whatIsWrong is one line: what is wrong and what was
- * expected.
+ * that is done. Error: nothing was called; it says what is wrong and what was expected.
  */
-bool handleEvent(const AgentLibrary &agent, const base::Json &event, Handled &handled,
-                 std::string &whatIsWrong);
+base::Result<Handled> handleEvent(const AgentLibrary &agent, const base::Json &event);
 
 } // namespace host
 

@@ -17,17 +17,16 @@ namespace {
 constexpr std::size_t kLongestMark = 128; // no version is as long
 std::string markPath;
 
-bool sync(std::string &whatIsWrong) {
+base::Result<void> sync() {
     const base::UniqueFd mark(
         open(markPath.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (!mark && errno == ENOENT) {
-        return true; // an image that was only written leaves none
+        return {}; // an image that was only written leaves none
     }
     if (!mark || fsync(mark.get()) != 0 || !base::syncDirectoryOf(markPath)) {
-        whatIsWrong = base::systemReason(markPath + ": cannot be synced");
-        return false;
+        return base::Error{base::systemReason(markPath + ": cannot be synced")};
     }
-    return true;
+    return {};
 }
 
 // Only the activation itself puts the other bank on trial, and a commit ends it.
@@ -49,9 +48,11 @@ bool readActivation(const std::string &text, Activation &activation) {
 void setMarkPath(const std::string &path) { markPath = path; }
 
 void keepMark() {
-    std::string whatIsWrong;
-    if (!markPath.empty() && !sync(whatIsWrong)) {
-        complain("the mark of the activation may be lost in a power cut: " + whatIsWrong);
+    if (markPath.empty()) {
+        return;
+    }
+    if (const auto synced = sync(); !synced) {
+        complain("the mark of the activation may be lost in a power cut: " + synced.error().text);
     }
 }
 

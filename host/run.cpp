@@ -106,7 +106,6 @@ void startAgent(const base::Channel &channel, const AgentLibrary &agent, const O
 int serveEvents(base::Channel &channel, const AgentLibrary &agent) {
     for (;;) {
         base::Json event;
-        Handled handled;
         std::string whatIsWrong;
         const base::Channel::Status status = channel.receive(event, whatIsWrong);
         if (status == base::Channel::Status::endOfFile) {
@@ -116,10 +115,11 @@ int serveEvents(base::Channel &channel, const AgentLibrary &agent) {
             endHost("an event could not be read from the channel: " + whatIsWrong +
                     "; the supervisor must send a length and one JSON object");
         }
-        if (!handleEvent(agent, event, handled, whatIsWrong)) {
-            endHost("an event from the channel cannot be used: " + whatIsWrong);
+        const auto handled = handleEvent(agent, event);
+        if (!handled) {
+            endHost("an event from the channel cannot be used: " + handled.error().text);
         }
-        reportHandled(channel, agent, handled);
+        reportHandled(channel, agent, *handled);
     }
 }
 
@@ -129,9 +129,7 @@ int runHost(int argc, char **argv) {
     endWithSupervisor();
     std::signal(SIGPIPE, SIG_IGN); // a reader of standard error that went away must not end it
     const Options options = readOptions(argc, argv);
-    std::string whatIsWrong;
     base::Channel channel(options.channel);
-    AgentLibrary agent;
     if (supervisorIsGone(channel)) {
         endHost("the supervisor ended before the host began; start it again");
     }
@@ -145,9 +143,11 @@ int runHost(int argc, char **argv) {
     if (const auto opened = nalOpen(options.config.c_str()); !opened) {
         endHost(opened.error().text, opened.error().reason);
     }
-    if (!openAgentLibrary(options.library, agent, whatIsWrong)) {
-        endHost(whatIsWrong, base::Reason::libraryUnusable);
+    const auto library = openAgentLibrary(options.library);
+    if (!library) {
+        endHost(library.error().text, library.error().reason);
     }
+    const AgentLibrary &agent = *library;
     closeLogFiles();
     followStages();
     followCauses();

@@ -49,12 +49,12 @@ int askSupervisor(const base::Json &call) {
     if (status != base::Channel::Status::message) {
         endHost("the answer to " + nameOf(call) + " could not be read: " + whatIsWrong);
     }
-    int result = 0;
-    if (!base::takeInteger(answer.get(), "ack", result, whatIsWrong)) {
+    const auto result = base::takeInteger(answer.get(), "ack");
+    if (!result) {
         endHost("the supervisor did not answer " + nameOf(call) +
-                " with {\"ack\": number}: " + whatIsWrong);
+                " with {\"ack\": number}: " + result.error().text);
     }
-    return result;
+    return *result;
 }
 
 void tellSupervisor(const base::Json &note) {

@@ -15,8 +15,8 @@ base::Result<void> nalAbandon();
 
 /*
  * Removes the downloaded images: the agent needs one within the call that fetched it and no longer.
- * Call it between two calls of the agent, after nalOpen. After an error the rest was
- * done as far as it could be.
+ * Call it between two calls of the agent, after nalOpen. After an error
+ * the rest was done as far as it could be.
  */
 base::Result<void> nalDropImages();
 

@@ -9,8 +9,8 @@
  * Reads the configuration file (see node.conf.example) and checks the directories, the banks and
  * the boot state it names, and keeps the node to this process: it holds a lock on a file beside the
  * boot state. A damaged copy of the boot state is written anew from the other one, and said. Call
- * it once, before any call of platform/nal.h. After an error the
- * node cannot run.
+ * it once, before any call of platform/nal.h. After an error
+ * the node cannot run.
  */
 base::Result<void> nalOpen(const char *configPath);
 

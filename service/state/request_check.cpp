@@ -50,16 +50,15 @@ std::optional<Refusal> newImageAgain(const StrictObject &event, const cJSON *tre
     if (auto refusal = event.takeText(kDescriptor, StrictObject::kMaxText, descriptor)) {
         return refusal;
     }
-    OtaLibConfig config{};
-    std::string whatIsWrong;
-    if (!base::takeLibConfig(tree, kConfig, config, whatIsWrong)) {
-        return mistyped(kConfig, whatIsWrong);
+    const auto config = base::takeLibConfig(tree, kConfig);
+    if (!config) {
+        return mistyped(kConfig, config.error().text);
     }
     const base::Json object = parseObject(descriptor);
-    return newImageRequest(
-        descriptor,
-        {config.OffloadDownloadActivate, config.initial_obardingStatus, config.firsttime_polling},
-        {withAnyMac(judge.node, object.get()), judge.rules}, anew);
+    return newImageRequest(descriptor,
+                           {config->OffloadDownloadActivate, config->initial_obardingStatus,
+                            config->firsttime_polling},
+                           {withAnyMac(judge.node, object.get()), judge.rules}, anew);
 }
 
 std::optional<Refusal> activationTimeAgain(const StrictObject &event, const Judge &judge,
