@@ -1,14 +1,8 @@
 // SPDX-License-Identifier: MIT
-// What is refused and told, settings that change at run time, and what was put off for onboarding.
+// What is taken over and what is refused, and how that is told.
 #include "daemon_fixture.h"
 
-#include "base/message.h"
-
-#include "node/settings_overlay.h"
-#include "tests/support/results.h"
-
 #include <filesystem>
-#include <fstream>
 
 namespace service::test {
 namespace {
@@ -19,14 +13,6 @@ using testing::HasSubstr;
 
 class RequestHandler : public DaemonTest {
   protected:
-    node::Overlay keptSettings() const {
-        node::Overlay overlay;
-        std::string whatIsWrong;
-        EXPECT_TRUE(took(node::readOverlay(config_.overlayPath()), overlay, whatIsWrong))
-            << whatIsWrong;
-        return overlay;
-    }
-
     void waitUntilAnswered(const ReplyRef &reply) const {
         ASSERT_TRUE(turnUntil([&] { return reply->times > 0; }));
         EXPECT_EQ(reply->times, 1);
@@ -156,56 +142,6 @@ TEST_F(RequestHandler, judges_by_the_rules_of_the_configuration) {
     startUp();
     EXPECT_EQ(offer()->refused, Outcome::versionBelowFloor);
     EXPECT_NE(ticketOf(offer(0, kOther)), 0U);
-}
-
-TEST_F(RequestHandler, keeps_a_setting_and_has_it_in_force) {
-    startUp();
-    const ReplyRef reply = change("preferred_activation_time", "04:15");
-    waitUntilAnswered(reply);
-    EXPECT_FALSE(reply->refused) << reply->text;
-    EXPECT_EQ(calls().status().preferredActivationTime, "04:15");
-    EXPECT_EQ(keptSettings().preferredActivationTime, "04:15");
-    EXPECT_THAT(told("setting-changed"), ElementsAre("0 0 preferred_activation_time is 04:15"));
-    startUp();
-    EXPECT_EQ(calls().status().preferredActivationTime, "04:15");
-}
-
-TEST_F(RequestHandler, keeps_settings_that_change_at_the_same_time) {
-    startUp();
-    const ReplyRef mode = change("work_mode", "AP_Bridge");
-    const ReplyRef role = change("work_role", "Agent");
-    const ReplyRef again = change("work_mode", "RGW");
-    waitUntilAnswered(mode);
-    waitUntilAnswered(role);
-    waitUntilAnswered(again);
-    EXPECT_EQ(keptSettings().workMode, "RGW");
-    EXPECT_EQ(keptSettings().workRole, "Agent");
-    EXPECT_EQ(calls().status().workMode, "RGW");
-    EXPECT_EQ(calls().status().workRole, "Agent");
-}
-
-TEST_F(RequestHandler, refuses_a_setting_that_cannot_be_kept_and_goes_on_with_the_old_one) {
-    startUp();
-    turnWhileBusy();
-    breakStateDirectory();
-    const ReplyRef lost = change("work_mode", "AP_Bridge");
-    const ReplyRef alsoLost = change("work_role", "Agent");
-    waitUntilAnswered(lost);
-    waitUntilAnswered(alsoLost);
-    EXPECT_EQ(lost->refused, Outcome::notKept);
-    EXPECT_EQ(calls().status().workMode, "RGW");
-    mendStateDirectory();
-    waitUntilAnswered(change("onboarding", "1"));
-    EXPECT_FALSE(keptSettings().workMode);
-    EXPECT_EQ(keptSettings().onboarding, "1");
-}
-
-TEST_F(RequestHandler, tells_settings_that_cannot_be_used_and_goes_on_with_the_configuration) {
-    std::ofstream(config_.overlayPath()) << "nonsense\n";
-    testing::internal::CaptureStderr();
-    startUp();
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("settings.ini"));
-    EXPECT_EQ(calls().status().workMode, "RGW");
 }
 
 TEST_F(RequestHandler, explains_what_was_refused_last_and_how_the_last_request_ended) {
