@@ -2,7 +2,6 @@
 """One image size: a server, a node, and the commands that take turns on the same bank."""
 
 import configparser
-import hashlib
 import json
 import os
 import pathlib
@@ -10,55 +9,17 @@ import shlex
 import shutil
 import subprocess
 
-import node_folder
-from node_place import Place, own_environment
+from node import plan_of
+from node_place import Place
 from node_servers import FileServer
+from rig.certificates import make_signer
+from rig.files import MIB, digest_of
+from rig.images import Image, sign_image
+from rig.node_folder import NodeFolder
+from rig.processes import own_environment
 
 HERE = pathlib.Path(__file__).resolve().parent
-MIB = 1024 * 1024
 NAMES = BY_HAND, UNSIGNED, SIGNED = "by-hand", "unsigned", "signed"
-
-
-SIGNER = """[req]
-distinguished_name = name
-prompt = no
-[name]
-CN = Bench
-[authority]
-basicConstraints = critical, CA:TRUE
-keyUsage = critical, keyCertSign
-[signer]
-basicConstraints = CA:FALSE
-keyUsage = critical, digitalSignature
-extendedKeyUsage = codeSigning
-"""
-
-
-def md5_of(path):
-    """Of a file that need not fit into memory."""
-    with open(path, "rb") as file:
-        return hashlib.file_digest(file, "md5").hexdigest()
-
-
-class Signer:
-    """An authority and a signer of images."""
-
-    def __init__(self, folder):
-        folder.mkdir()
-        (folder / "openssl.cnf").write_text(SIGNER)
-        key = ["-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
-               "-config", "openssl.cnf"]
-        for words in (
-                ["req", "-x509", *key, "-subj", "/CN=Bench CA", "-extensions", "authority",
-                 "-keyout", "ca.key", "-out", "ca.pem"],
-                ["req", *key, "-keyout", "signer.key", "-out", "signer.csr"],
-                ["x509", "-req", "-in", "signer.csr", "-CA", "ca.pem", "-CAkey", "ca.key",
-                 "-CAcreateserial", "-extfile", "openssl.cnf", "-extensions", "signer",
-                 "-out", "signer.pem"]):
-            subprocess.run(["openssl", *words], cwd=folder, check=True, capture_output=True)
-        self.authority = folder / "ca.pem"
-        self.key = folder / "signer.key"
-        self.certificate = folder / "signer.pem"
 
 
 class BenchPlace(Place):
@@ -68,17 +29,10 @@ class BenchPlace(Place):
         self.payloads = {Place.NEW: payload}
         super().__init__(build)
 
-    def _make_image(self, version):
+    def _write_payload(self, version, file):
         """Piece by piece: it may be larger than the memory."""
-        payload = self.folder / f"{version}.payload"
-        with open(payload, "wb") as file:
-            for _ in range(self.payloads.get(version, MIB) // MIB):
-                file.write(os.urandom(MIB))
-        image = self.folder / f"{version}.img"
-        self.run_tool("tools/ota-image", "make", "--payload", payload, "--version", version,
-                      "--model", self.MODEL, "--output", image)
-        payload.unlink()
-        return image
+        for _ in range(self.payloads.get(version, MIB) // MIB):
+            file.write(os.urandom(MIB))
 
 
 class Contest:
@@ -102,15 +56,16 @@ class Contest:
 
     def _prepare(self):
         self.server = FileServer(self.place)
-        self.signer = Signer(self.place.folder / "signer")
+        self.signer = make_signer(self.place.folder / "signer")
         unsigned = self.place.images[Place.NEW]
-        node_folder.BANK = (unsigned.stat().st_size // MIB + 1) * MIB
-        self.node = node_folder.NodeFolder(self.place, "n1", self.server)
+        self.bank_bytes = (unsigned.stat().st_size // MIB + 1) * MIB
+        plan = plan_of(self.place, self.server, bank_bytes=self.bank_bytes)
+        self.node = NodeFolder(self.place, self.place.folder / "n1", plan)
+        self.node.make()
         self._fill_bank()
-        shutil.copy(self.node.folder / "boot_state.ini", self.node.folder / "boot_state.fresh")
-        signed = self.place.folder / "signed.img"
-        self.place.run_tool("cli/otactl", "sign", unsigned, "--output", signed,
-                            "--key", self.signer.key, "--certificate", self.signer.certificate)
+        shutil.copy(self.node.boot_state_file, self.node.folder / "boot_state.fresh")
+        signed = sign_image(self.place, Image(unsigned, Place.NEW),
+                            self.place.folder / "signed.img", self.signer).path
         self.seconds = {}
         self.times = {name: self.place.folder / f"{name}.times" for name in NAMES}
         self.logs = {name: self.place.folder / f"{name}.log" for name in NAMES}
@@ -121,7 +76,7 @@ class Contest:
 
     def _by_hand(self, image):
         return [HERE / "by_hand", self._url(BY_HAND, image), self.server.certificates.authority,
-                md5_of(image), self.node.folder / Place.NEW, self.node.bank("b"),
+                digest_of(image, "md5"), self.node.folder / Place.NEW, self.node.bank("b"),
                 self.times[BY_HAND]]
 
     def _upgrade(self, name, image, trust):
@@ -131,25 +86,25 @@ class Contest:
         config.read_string(f"[images]\n{trust}\n")
         with open(self.node.folder / f"{name}.conf", "w", encoding="utf-8") as file:
             config.write(file)
-        self._write_offer(self.node.folder / f"{name}.json", self._url(name, image), md5_of(image))
-        return [self.place.program("bench/ota-bench-upgrade"),
-                self.place.program("desk/ota-desk-host"),
-                self.place.program("src/libotaSwAgent.so"), f"{name}.conf", f"{name}.json",
+        self._write_offer(self.node.folder / f"{name}.json", self._url(name, image), digest_of(image, "md5"))
+        return [self.place.program("ota-bench-upgrade"),
+                self.place.program("ota-desk-host"),
+                self.place.library, f"{name}.conf", f"{name}.json",
                 self.logs[name], self.times[name]]
 
     def _url(self, name, image):
         self.place.images[name] = image
-        return self.server.url(self.node.name, name)
+        return self.server.url("n1", name)
 
     def _fill_bank(self):
         """A bank in the field has its blocks: whoever comes first must not pay for them."""
         with open(self.node.bank("b"), "r+b") as bank:
-            for _ in range(node_folder.BANK // MIB):
+            for _ in range(self.bank_bytes // MIB):
                 bank.write(b"\xff" * MIB)
 
     def _write_offer(self, path, url, md5):
         descriptor = {"model": Place.MODEL, "nxtMSVersion": Place.NEW, "fileServerURL": url,
-                      "checksum": md5, "mac": self.node.mac, "policy": 1}
+                      "checksum": md5, "mac": self.node.plan.mac, "policy": 1}
         config = {"OffloadDownloadActivate": 0, "initial_obardingStatus": 1, "firsttime_polling": 0}
         path.write_text(json.dumps(
             {"event": "new-image", "descriptor": json.dumps(descriptor), "config": config}))
@@ -167,7 +122,7 @@ class Contest:
             words += ["--command-name", name, shlex.join(map(str, self.commands[name]))]
         done = subprocess.run(words, cwd=self.node.folder, capture_output=True, text=True,
                               check=False, env=own_environment(
-                                  OTA_DESK_MAC=self.node.mac, OTA_DESK_FAST="1",
+                                  OTA_DESK_MAC=self.node.plan.mac, OTA_DESK_FAST="1",
                                   OTA_DESK_REBOOT_FILE=str(self.node.reboot_file)))
         if done.returncode != 0:
             raise SystemExit(f"bench: a run failed: {done.stderr.strip()}; try it by hand: " +

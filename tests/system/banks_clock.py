@@ -9,8 +9,9 @@ import time
 
 import node_case
 from node import Node, seconds_left
-from node_place import PATIENCE, Place, wait_for
+from node_place import Place
 from node_servers import FileServer
+from rig.waiting import PATIENCE, wait_for
 from sweep_node import SmallPlace
 
 # Seconds that a clock is ahead, the same for every process.

@@ -11,8 +11,10 @@ import subprocess
 import sys
 import time
 
-from node_place import GLANCE, PATIENCE, Place
+from node_place import Place
 from node_servers import FileServer
+from rig.failure import Failure
+from rig.waiting import GLANCE, PATIENCE
 from sweep_node import PowerCut, PowerNode, SmallPlace, Untrue, must_come
 
 AT_ONCE = 2
@@ -40,18 +42,17 @@ class FaultyNode(PowerNode):
 
     def _ended(self, code):
         super()._ended(code)
-        self._count_file.unlink(missing_ok=True)
+        self.supply.forget_count()
 
     def account(self):
         """Counts the calls of a life that ended by itself."""
         self.wait_until_off()
-        if self._count_file.exists():
+        if self.supply.counted() is not None:
             self._ended(self.daemon.child.returncode)
 
     def has_come_to(self, number):
         """True once it made its call of this number."""
-        running = self._journal_file.read_text() if self._journal_file.exists() else ""
-        return self.used + running.count("\n") >= number
+        return self.used + len(self.supply.journal()) >= number
 
     def live_until_idle_or_stuck(self):
         """Once the fault was met, it has a while to come to its end; before that, all its time."""
@@ -61,7 +62,7 @@ class FaultyNode(PowerNode):
                 return self.live_until_idle(SOON)
             except Untrue:
                 raise
-            except AssertionError:
+            except (AssertionError, Failure):
                 met = self.aim is None or self.has_come_to(self.aim[1])
                 if met or not self.daemon.is_running() or time.monotonic() > deadline:
                     raise
@@ -79,7 +80,7 @@ def live_as_well_as_can_be(node):
         node.check()
     except Untrue:
         raise
-    except AssertionError:
+    except (AssertionError, Failure):
         pass  # it ends, or waits for ever, where it cannot keep what it must keep
     if node.daemon.is_running():
         node.stop()
@@ -187,7 +188,7 @@ def at_once(name, jobs):
         for done in concurrent.futures.as_completed(running):
             try:
                 done.result()
-            except (AssertionError, PowerCut, OSError, subprocess.SubprocessError) as error:
+            except (AssertionError, Failure, PowerCut, OSError, subprocess.SubprocessError) as error:
                 wrong[running[done]] = error
     print(f"{name}: {len(jobs)} nodes, {len(jobs) - len(wrong)} stayed true and finished "
           f"({time.monotonic() - began:.0f} s)", flush=True)

@@ -13,8 +13,9 @@ import subprocess
 import sys
 import time
 
-from node_place import PATIENCE, Place
+from node_place import Place
 from node_servers import FileServer
+from rig.waiting import PATIENCE
 from sweep_node import PowerNode, SmallPlace, bytes_of
 
 
@@ -34,8 +35,8 @@ def start_up(node):
     ours.settimeout(PATIENCE)
     with open(node.log, "ab") as log, ours:
         host = subprocess.Popen(  # pylint: disable=consider-using-with
-            [node.place.program("desk/ota-desk-host"), "--config", "node.conf",
-             "--library", node.place.program("src/libotaSwAgent.so"),
+            [node.place.program("ota-desk-host"), "--config", "node.conf",
+             "--library", node.place.library,
              "--channel", str(theirs.fileno())],
             cwd=node.folder, env=node.environment(), stdout=log, stderr=log,
             pass_fds=[theirs.fileno()])

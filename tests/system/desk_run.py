@@ -10,7 +10,7 @@ import shutil
 import subprocess
 import tempfile
 
-import boot_environment
+from rig import boot_environment
 
 LONGEST_RUN = 600
 

@@ -1,50 +1,76 @@
 # SPDX-License-Identifier: MIT
-"""A node as the tests of the service see it: its bus, otad, a client, and who boots it."""
+"""A node as the tests of the service see it: made in a place, told what to do, and asked."""
 
 import contextlib
-import hashlib
+import datetime
 import json
 import os
 import pathlib
 import signal
-import subprocess
 import time
+from typing import Any
 
-from node_folder import NodeFolder
-from node_place import GLANCE, PATIENCE, Place, Process, own_environment, processes_in, wait_for
-from node_servers import OPEN_POLICY, Bus
+import rig.node
+from node_place import Place
+from rig.bus import OPEN_POLICY, Bus
+from rig.certificates import Certificates
+from rig.files import digest_of
+from rig.images import Image
+from rig.node_folder import NodePlan, RootAccess, counts_as_gateway
+from rig.otactl import Answer
+from rig.processes import own_environment, processes_in
+from rig.waiting import GLANCE, PATIENCE, wait_for
 
 NOT_YET = (3, 5)  # as otactl ends where no service answers, or its agent still starts
+ACTIVATES_IN = 6 * 3600  # seconds, so that nothing activates by itself while a test runs
+BANK = 3 * 1024 * 1024
+# As long as the table of hostile offers counts on: versions may have 30 characters.
+LOGS = "node-logs"
 
 
-class Answer:
-    """What otactl gave: exit code, the lines on standard output as JSON, standard error."""
+def plan_of(
+    place: Place,
+    server=None,
+    *,
+    number: int = 1,
+    mode: str = "RGW",
+    role: str = "Controller",
+    root=None,
+    service: str = "",
+    trial: str = "",
+    bank_bytes: int = BANK,
+) -> NodePlan:
+    """A node of the place, which runs its old version. Most images of these tests are not signed."""
+    mac = f"02:00:5E:10:00:{number:02X}"
+    away = datetime.datetime.now(datetime.timezone.utc) + datetime.timedelta(seconds=ACTIVATES_IN)
+    plan = NodePlan(
+        mac, f"SN{number:010}", Place.MODEL, mode, role, bank_bytes,
+        Image(place.images[Place.OLD], Place.OLD), logs=LOGS, boot_state="boot_state.ini",
+        preferred_time=f"{away:%H:%M:%S}", service=service, trial=trial,
+    )  # fmt: skip
+    if server:
+        plan.authority = server.certificates.authority
+    if root:
+        certificates: Certificates = root.certificates
+        own = certificates.client("gateway" if counts_as_gateway(mode, role) else mac)
+        plan.root = RootAccess(root.address, certificates.authority, own)
+    return plan
 
-    def __init__(self, finished):
-        self.code = finished.returncode
-        self.lines = [json.loads(line) for line in finished.stdout.splitlines()]
-        self.error = finished.stderr
 
-    @property
-    def first(self):
-        return self.lines[0]
-
-
-class Node(NodeFolder):
-    """Its programs run in its folder, which is the working directory that its paths begin at."""
+class Node(rig.node.Node):
+    """Its bus has a folder of its own, so that other users can reach it."""
 
     def __init__(self, place, name, server=None, *, policy=OPEN_POLICY, preload=None, fast=True,
                  **made_of):
-        super().__init__(place, name, server, **made_of)
-        self.log = place.folder / f"{name}.log"
-        self.hold_file = place.folder / f"{name}.hold"
-        self.exec_journal = place.folder / f"{name}.exec"
-        self.preload, self.fast = preload, fast
-        self.boots = 0
-        self.daemon = None
+        self.place, self.server, self.preload = place, server, preload
         (place.folder / f"{name}.bus").mkdir()
         (place.folder / f"{name}.bus").chmod(0o755)
-        self.bus = Bus(place.folder / f"{name}.bus", policy)
+        super().__init__(place, place.folder / name, plan_of(place, server, **made_of),
+                         Bus(place.folder / f"{name}.bus", policy), own_environment(), fast=fast)
+        self.mac, self.serial = self.plan.mac, self.plan.serial
+        self.hold_file = place.folder / f"{name}.hold"
+        self.exec_journal = place.folder / f"{name}.exec"
+        self.make()
         self.bus.start()
         place.closes(self.close)
 
@@ -61,24 +87,13 @@ class Node(NodeFolder):
     # Power and processes.
 
     def environment(self):
-        more = {"OTA_DESK_MAC": self.mac, "OTA_DESK_FAST": "1" if self.fast else "0",
-                "OTA_DESK_REBOOT_FILE": str(self.reboot_file)}
-        if self.preload:
-            more |= {"LD_PRELOAD": str(self.preload), "OTA_HOLD": str(self.hold_file),
-                     "OTA_EXEC_JOURNAL": str(self.exec_journal)}
-        return own_environment(**more)
-
-    def arguments(self):
-        build = self.place
-        return [build.program("service/otad"), "--config", "node.conf",
-                "--host", build.program("desk/ota-desk-host"),
-                "--library", build.program("src/libotaSwAgent.so"),
-                "--bus", self.bus.address, "--boot-id", f"boot-{self.boots}"]
+        if not self.preload:
+            return super().environment()
+        return {**super().environment(), "LD_PRELOAD": str(self.preload),
+                "OTA_HOLD": str(self.hold_file), "OTA_EXEC_JOURNAL": str(self.exec_journal)}
 
     def start(self, **options):
-        """Starts the daemon in the boot that goes on."""
-        self.daemon = Process(self.arguments(), self.folder, self.log, self.environment(),
-                              **options)
+        super().start(**options)
         return self
 
     def wait_until_ready(self):
@@ -120,9 +135,8 @@ class Node(NodeFolder):
 
     def boot(self):
         """The power is back."""
-        self.run_boot_loader()
-        self.boots += 1
-        return self.start()
+        super().boot()
+        return self
 
     def reboot(self):
         self.stop()
@@ -132,15 +146,23 @@ class Node(NodeFolder):
         self.kill_daemon()
         return self.boot()
 
+    # What its disk holds.
+
+    def bank_holds(self, name, version):
+        image = self.place.images[version].read_bytes()
+        with open(self.bank(name), "rb") as bank:
+            return bank.read(len(image)) == image
+
+    def kept_requests(self):
+        """What the daemon keeps on the disk; none before it kept anything."""
+        path = self.folder / "configs/otad/requests.json"
+        return json.loads(path.read_text()) if path.exists() else None
+
     # What a client says and hears.
 
-    def control(self, *words, text=None, **options):
+    def control(self, *words: object, text: str | None = None, **options: Any) -> Answer:
         """Runs otactl."""
-        finished = subprocess.run(
-            [str(self.place.program("cli/otactl")), "--bus", self.bus.address, "--json",
-             *map(str, words)], input=text, capture_output=True, text=True, timeout=PATIENCE,
-            check=False, env=own_environment(), **options)
-        return Answer(finished)
+        return self.otactl.ask(*map(str, words), text=text, **options)
 
     def told(self, *words, text=None):
         """The answer of a call that must be accepted; asked again while the agent starts."""
@@ -156,9 +178,9 @@ class Node(NodeFolder):
         return self.told("status")
 
     def descriptor(self, version=Place.NEW, policy=1, **changes):
-        checksum = hashlib.md5(self.place.images[version].read_bytes()).hexdigest()
         record = {"model": Place.MODEL, "nxtMSVersion": version, "fileServerURL": "",
-                  "checksum": checksum, "mac": self.mac, "policy": policy}
+                  "checksum": digest_of(self.place.images[version], "md5"), "mac": self.mac,
+                  "policy": policy}
         if self.server:
             record["fileServerURL"] = self.server.url(self.name, version)
         return {**record, **changes}

@@ -22,7 +22,7 @@ class Access(node_case.Case):
         if os.geteuid() != 0:
             self.skipTest("needs root: only root can call as somebody else")
         super().setUp()
-        must_run(self, self.place.program("cli/otactl"))
+        must_run(self, self.place.program("otactl"))
         self.server = FileServer(self.place)
         self.node = unit_sandbox.node(self.place, "n1", self.server,
                                       policy=installed_policy(GROUP))

@@ -11,8 +11,10 @@ import sys
 
 import node_case
 import unit_sandbox
-from node_place import PATIENCE, Process, wait_for
-from node_servers import Certificates, FileServer
+from node_servers import FileServer
+from rig.certificates import Certificates
+from rig.processes import Process
+from rig.waiting import PATIENCE, wait_for
 from stranger import NOBODY, Nuisance, runs, tries
 
 CONFIG_WRONG, DONE = 9, 0
@@ -59,11 +61,11 @@ class Attacks(node_case.Case):
         """What each program says of the node's configuration: the same line, and the exit code 9."""
         node.log.unlink(missing_ok=True)
         daemon = [*node.arguments()]
-        host = [self.place.program("host/ota-host"), "--library",
-                self.place.program("src/libotaSwAgent.so"), "--config", "node.conf", "--channel"]
+        host = [self.place.program("ota-host"), "--library",
+                self.place.library, "--config", "node.conf", "--channel"]
         said = []
         for words in (daemon, [*daemon, "--check"], host,
-                      [self.place.program("cli/otactl"), "config", "check", "node.conf"]):
+                      [self.place.program("otactl"), "config", "check", "node.conf"]):
             mine, its = socket.socketpair()
             with mine, its:
                 if words is host:

@@ -6,9 +6,11 @@ import sys
 
 import node_case
 from node import Node
-from node_place import PATIENCE, Place, Process, wait_for
+from node_place import Place
 from node_servers import FileServer
 from node_watch import Watch
+from rig.processes import Process
+from rig.waiting import PATIENCE, wait_for
 
 COMMITTED, FAILED, NO_SERVICE, WRITTEN_ONLY = 0, 1, 3, 57
 

@@ -6,9 +6,10 @@ import sys
 import time
 
 import node_case
-from node import own_environment, seconds_left
-from node_folder import LOGS
-from node_place import Place, wait_for
+from node import LOGS, seconds_left
+from node_place import Place
+from rig.processes import own_environment
+from rig.waiting import wait_for
 
 CANCELLED, COMMITTED, NOT_READY, NOTHING_TO_CANCEL = 60, 0, 5, 7
 LONGEST = 10  # seconds on a machine under load; what it took is printed
@@ -46,7 +47,7 @@ class Cancel(node_case.FleetCase):
     def cancel(self, node, ticket, step):
         """Sends it while the node is held, if it is."""
         began = time.monotonic()
-        with subprocess.Popen([node.place.program("cli/otactl"), "--bus", node.bus.address,
+        with subprocess.Popen([node.place.program("otactl"), "--bus", node.bus.address,
                                "cancel", str(ticket)], env=own_environment(),
                               stdout=subprocess.DEVNULL) as cancel:
             if node.held_file.exists():

@@ -10,8 +10,9 @@ import sys
 import node_case
 import unit_sandbox
 from node import Node
-from node_place import PATIENCE, Process, wait_for
 from node_servers import FileServer
+from rig.processes import Process
+from rig.waiting import PATIENCE, wait_for
 from stranger import tries
 
 CONFIG_WRONG, DONE = 9, 0

@@ -11,10 +11,11 @@ import sys
 
 import node_case
 import unit_sandbox
-from node import Node, own_environment
-from node_folder import BANK, LOGS
-from node_place import Process, wait_for
-from node_servers import Certificates, FileServer, installed_policy
+from node import BANK, LOGS, Node
+from node_servers import FileServer, installed_policy
+from rig.certificates import Certificates
+from rig.processes import Process, own_environment
+from rig.waiting import wait_for
 from stranger import AS_MEMBER, AS_NOBODY, GROUP, NOBODY
 from unit_sandbox import SandboxedNode
 
@@ -183,7 +184,7 @@ class FileServerAttacks(node_case.Case):
         # The manifest behind the payload takes as much whatever the payload's size.
         room = BANK - (image.stat().st_size - self.place.PAYLOAD)
         payload.write_bytes(os.urandom(room))
-        self.place.run_tool("tools/ota-image", "make", "--payload", payload, "--version",
+        self.place.run_tool("ota-image", "make", "--payload", payload, "--version",
                             self.place.NEW, "--model", self.place.MODEL, "--output", image)
         self.assertEqual(image.stat().st_size, BANK)
         node = self.good_node()

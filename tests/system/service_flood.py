@@ -12,9 +12,10 @@ import time
 
 import node_case
 import unit_sandbox
-from node_place import PATIENCE, Process, own_environment, wait_for
 from node_servers import Broker, installed_policy
 from node_watch import Watch
+from rig.processes import Process, own_environment
+from rig.waiting import PATIENCE, wait_for
 from stranger import AS_MEMBER, AS_NOBODY, GROUP, NOBODY, must_run
 
 EXTENDER = "02:00:5E:10:00:02"

@@ -9,8 +9,9 @@ import sys
 
 import node_case
 import unit_sandbox
-from node_place import PATIENCE, own_environment
 from node_servers import FileServer, installed_policy
+from rig.processes import own_environment
+from rig.waiting import PATIENCE
 from stranger import AS_MEMBER, GROUP, must_run
 
 COMMITTED = 0

@@ -8,9 +8,10 @@ import sys
 import time
 
 import node_case
-from node import own_environment, seconds_left
-from node_folder import ACTIVATES_IN
-from node_place import GLANCE, Place, wait_for
+from node import ACTIVATES_IN, seconds_left
+from node_place import Place
+from rig.processes import own_environment
+from rig.waiting import GLANCE, wait_for
 
 COMMITTED, SUPERSEDED, ACTIVATED = 0, 59, 58
 BLOWS = ("host", "daemon", "power")
@@ -45,7 +46,7 @@ POINTS = [
     Point("activated", "fsync boot_state.ini 12 after", ONCE),
     Point("activated, not marked", "system ota_act_success 1 before", ONCE),
     Point("rebooting, reported", "sleep sleep 1 before", ONCE),
-    Point("rebooting, asked for", "open /reboot 1 after", ONCE),
+    Point("rebooting, asked for", "open /reboot-asked 1 after", ONCE),
     Point("committing", "fopen ota_act_success 1 before", ONCE, boot=2),
     Point("committing, reported", "system ota_act_success 1 before", ONCE, boot=2),
     Point("keeping that it passed", "write boot_state.ini 1 before", ONCE, boot=2),
@@ -60,7 +61,7 @@ POINTS = [
     Point("on arrival: activating", "write boot_state.ini 1 before", NEVER, policy=3),
     Point("on arrival: activated", "fsync boot_state.ini 4 after", NEVER, policy=3),
     Point("on arrival: rebooting", "sleep sleep 1 before", NEVER, policy=3),
-    Point("on arrival: asked for", "open /reboot 1 after", NEVER, policy=3),
+    Point("on arrival: asked for", "open /reboot-asked 1 after", NEVER, policy=3),
 ]
 
 
@@ -263,7 +264,7 @@ class Kill(node_case.FleetCase):
         descriptor = node.folder.parent / f"{node.name}.json"
         descriptor.write_text(json.dumps(node.descriptor()))
         # It has no answer yet where the daemon dies over the first of them.
-        with subprocess.Popen([self.place.program("cli/otactl"), "--bus", node.bus.address, "offer",
+        with subprocess.Popen([self.place.program("otactl"), "--bus", node.bus.address, "offer",
                                descriptor], env=own_environment(), stdout=subprocess.DEVNULL,
                               stderr=subprocess.DEVNULL) as offer:
             met = self.meet_save(node)

@@ -146,7 +146,7 @@ class Locks(node_case.Case):
     def test_no_moment_in_between(self):
         """A tool of root's, while another user changes what stands there all the time."""
         precious = self.place.folder / "precious"
-        tool = [self.place.program("tools/ota-boot-state"), "init", "--active", "a", "--image",
+        tool = [self.place.program("ota-boot-state"), "init", "--active", "a", "--image",
                 self.place.images[self.place.OLD], "--output", self.place.folder / "state"]
         for kind in ["link", "pipe", "held"] * ROUNDS:
             with self.subTest(kind):

@@ -6,8 +6,8 @@ import sys
 
 import node_case
 from node import Node
-from node_place import wait_for
 from node_servers import FileServer
+from rig.waiting import wait_for
 
 MOST_KB = {"otad": 32 * 1024, "ota-desk-host": 13 * 1024}
 

@@ -10,9 +10,9 @@ import time
 
 import node_case
 from node import Node
-from node_place import GLANCE, PATIENCE, wait_for
 from node_servers import Broker, FileServer
 from node_watch import Watch
+from rig.waiting import GLANCE, PATIENCE, wait_for
 
 COMMITTED, HANDED_OVER, FAILED, ROOT_UNREACHABLE = 0, 56, 1, 64
 WORDS = ["OTA_SW_ACTIVATION_COMPLETE", "OTA_SW_COMMIT_COMPLETE"]

@@ -8,9 +8,11 @@ import sys
 import time
 
 import node_case
-from node import Node, own_environment, seconds_left
-from node_place import Place, wait_for
+from node import Node, seconds_left
+from node_place import Place
 from node_servers import DribblingServer, FileServer
+from rig.processes import own_environment
+from rig.waiting import wait_for
 
 COMMITTED, WRITTEN_ONLY, SUPERSEDED, QUEUE_FULL = 0, 57, 59, 6
 MOST_WAIT = 16

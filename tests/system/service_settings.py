@@ -8,8 +8,9 @@ import time
 
 import node_case
 from node import Node, seconds_left
-from node_place import Place, wait_for
+from node_place import Place
 from node_servers import FileServer
+from rig.waiting import wait_for
 
 COMMITTED, WRITTEN_ONLY, HANDED_OVER, GAVE_UP, SPENT, WRONG_SUM = 0, 57, 56, 54, 66, 51
 HOUR = 3600

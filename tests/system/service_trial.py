@@ -6,8 +6,9 @@ import sys
 
 import node_case
 from node import Node
-from node_place import Place, wait_for
+from node_place import Place
 from node_servers import FileServer
+from rig.waiting import wait_for
 
 COMMITTED, COMMIT_FAILED = 0, 55
 NOTHING_TO_COMMIT, NOTHING_TO_FORGET, REFUSED = 12, 13, 41

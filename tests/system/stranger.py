@@ -7,7 +7,8 @@ import pathlib
 import signal
 import subprocess
 
-from node_place import PATIENCE, own_environment
+from rig.processes import own_environment
+from rig.waiting import PATIENCE
 
 NOBODY = 65534
 # Of a process that is started, see subprocess: without this user's groups too.

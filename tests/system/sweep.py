@@ -13,6 +13,7 @@ import sys
 import time
 
 from node_servers import FileServer
+from rig.failure import Failure
 from sweep_node import SmallPlace, must_come
 from sweep_roads import NOT_MET, ROADS, Point, Traveller
 
@@ -112,7 +113,7 @@ def single(traveller, options):
     point = Point(options.road, options.mode, options.point, options.seed)
     try:
         outcome, call = traveller.cut(point)
-    except AssertionError as error:
+    except (AssertionError, Failure) as error:
         say(f"{point}: {error}\nthe node's folder: {traveller.place.folder}")
         return 1
     say(f"{point}: cut at {call or 'nothing'}: {outcome}")

@@ -4,14 +4,16 @@
 import contextlib
 import json
 import re
-import subprocess
 import time
 
 from node import Node
-from node_place import GLANCE, PATIENCE, Place
+from node_place import Place
+from rig.failure import Failure
+from rig.node_folder import BOOTED
+from rig.power import POWER_CUT, PowerSupply
+from rig.processes import run
+from rig.waiting import GLANCE, PATIENCE
 
-POWER_CUT = 75  # exit code of ota-power
-BOOTED = (0, 3)  # of the boot loader: as it was told, or with something to say
 SAID_COMMITTED = re.compile(r"upgrade_status (\{.*\"OTA_SW_COMMIT_COMPLETE\"\})")
 UNHEALTHY = "unhealthy"  # a file: the health command fails while it is there
 
@@ -55,37 +57,25 @@ class PowerNode(Node):
         self.said = ""            # by the boot loader, or by ota-power
         super().__init__(place, name, server, trial=f"health_command = test ! -e {UNHEALTHY}",
                          **made_of)
+        self.supply = PowerSupply(place, self.folder, self.log)
 
     # Power.
 
     def under_power(self, program):
         if self.power is None:
             return program
-        for path in self._count_file, self._journal_file:
-            path.unlink(missing_ok=True)
-        words = [self.place.program("desk/power/ota-power"), "--disk", self.folder,
-                 "--count", self._count_file, "--journal", self._journal_file, *self.power]
-        if self.aim:
-            words += [self.aim[0], self.aim[1] - self.used]
-        return [*map(str, words), "--", *map(str, program)]
-
-    @property
-    def _count_file(self):
-        return self.place.folder / f"{self.name}.count"
-
-    @property
-    def _journal_file(self):
-        return self.place.folder / f"{self.name}.journal"
+        aim = [self.aim[0], self.aim[1] - self.used] if self.aim else []
+        return self.supply.around(program, [*self.power, *aim])
 
     def _ended(self, code):
         """Called once of every process that ran below ota-power."""
         if self.power is None:
             return
-        if not self._count_file.exists():
+        counted = self.supply.counted()
+        if counted is None:
             raise AssertionError(f"ota-power ended with {code}:\n{self.said}{self.log_end()}")
-        self.used += int(self._count_file.read_text())
-        self.journal += [line.split(" ", 1)[1]
-                         for line in self._journal_file.read_text().splitlines()]
+        self.used += counted
+        self.journal += self.supply.journal()
         if code == POWER_CUT:
             self.power = None
             raise PowerCut(self.journal[-1])
@@ -107,10 +97,13 @@ class PowerNode(Node):
     def stop(self):
         self._ended(super().stop())
 
+    def boot_loader(self):
+        return self.under_power(super().boot_loader())
+
     def run_boot_loader(self):
+        """As it was told, or with something to say."""
         self.lose_memory()
-        finished = subprocess.run(self.under_power(self.boot_loader()), cwd=self.folder,
-                                  capture_output=True, text=True, check=False)
+        finished = run(self.boot_loader(), cwd=self.folder)
         self.said = finished.stdout + finished.stderr
         self._ended(finished.returncode)
         if finished.returncode not in BOOTED:
@@ -125,7 +118,7 @@ class PowerNode(Node):
     def told(self, *words, text=None):
         try:
             return super().told(*words, text=text)
-        except AssertionError:
+        except (AssertionError, Failure):
             self.check_daemon_soon()
             raise
 

@@ -5,7 +5,9 @@ import dataclasses
 import shutil
 import subprocess
 
-from node_place import Place, wait_for
+from node_place import Place
+from rig.failure import Failure
+from rig.waiting import wait_for
 from sweep_node import UNHEALTHY, PowerCut, PowerNode
 
 BY_ITSELF, AGAIN, NOTHING, NOT_MET = (
@@ -191,7 +193,7 @@ class Traveller:
             node.run_boot_loader()
             node.check_boot()
             return outcome, call
-        except (AssertionError, OSError, subprocess.SubprocessError) as error:
+        except (AssertionError, Failure, OSError, subprocess.SubprocessError) as error:
             raise AssertionError(f"cut at: {call or 'none'}\n{error}") from error
         finally:
             self.leave(node)
