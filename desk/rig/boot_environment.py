@@ -39,7 +39,7 @@ def set_variables(path: pathlib.Path, **values: str | int) -> None:
     """In both copies."""
     written = b""
     for copy in _copies(path.read_bytes()).values():
-        found = {**_variables_in(copy), **values}
+        found: dict[str, str | int] = {**_variables_in(copy), **values}
         body = b"".join(f"{key}={found[key]}\0".encode() for key in sorted(found))
         body = body.ljust(COPY - _HEAD, b"\0")
         written += zlib.crc32(body).to_bytes(4, "little") + copy[4:_HEAD] + body

@@ -30,7 +30,7 @@ basicConstraints = CA:FALSE
 keyUsage = critical, digitalSignature
 extendedKeyUsage = critical, codeSigning
 """
-_DAYS = 30
+_DAYS = "30"
 _NEW_KEY = ["-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes"]
 
 
@@ -55,13 +55,11 @@ class Authority:
         return self._make(file, name, use, "-CA", "ca.pem", "-CAkey", "ca.key")
 
     def _make(self, file: str, name: str, use: str, *signed_by: str) -> Pair:
-        run_program(
-            ["openssl", "req", "-x509", *_NEW_KEY, "-config", "openssl.cnf", *signed_by]
-            + ["-subj", f"/CN={name}", "-extensions", use, "-days", _DAYS]
-            + ["-keyout", f"{file}.key", "-out", f"{file}.pem"],
-            self.folder,
-            self.folder / "openssl.log",
-        )
+        how = [*_NEW_KEY, "-config", "openssl.cnf", *signed_by, "-days", _DAYS]
+        what = ["-subj", f"/CN={name}", "-extensions", use]
+        files = ["-keyout", f"{file}.key", "-out", f"{file}.pem"]
+        words = ["openssl", "req", "-x509", *how, *what, *files]
+        run_program(words, self.folder, self.folder / "openssl.log")
         return Pair(self.folder / f"{file}.pem", self.folder / f"{file}.key")
 
 

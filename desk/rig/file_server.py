@@ -115,9 +115,7 @@ class FileServer:
         log = (self.folder / "access.log").read_text().splitlines()
         rows = (line.split() for line in log)
         return [
-            (int(status), int(size))
-            for path, status, size in rows
-            if path.startswith(f"/{whose}/")
+            (int(status), int(size)) for path, status, size in rows if path.startswith(f"/{whose}/")
         ]
 
     def stop(self) -> None:

@@ -25,7 +25,7 @@ def absolute_path(path: str | pathlib.Path) -> pathlib.Path:
 
 
 def readable_size(size: int) -> str:
-    """"18.3 MiB", "512 bytes"."""
+    """ "18.3 MiB", "512 bytes"."""
     if size < KIB:
         return f"{size} bytes"
     return f"{size / MIB:.1f} MiB" if size >= MIB else f"{size / KIB:.1f} KiB"

@@ -15,8 +15,9 @@ class FolderLock:
         self._path = path
         flags = os.O_RDWR | os.O_CREAT | os.O_NOFOLLOW
         try:
-            name = path if dir_fd is None else path.name
-            self._file = os.open(name, flags, 0o644, dir_fd=dir_fd)
+            name: str | pathlib.Path = path if dir_fd is None else path.name
+            # Whoever may read it may lock it.
+            self._file = os.open(name, flags, 0o600, dir_fd=dir_fd)
         except OSError as error:
             raise Failure(
                 f"cannot open {path}: {error.strerror}; name a folder of your own with --run-dir"

@@ -142,7 +142,14 @@ class NodeFolder:
         else:
             self.bank("b").touch()
             os.truncate(self.bank("b"), plan.bank_bytes)
-        words = ["--active", "a", "--image", plan.factory.path, "--output", self.boot_state_file]
+        words: Words = [
+            "--active",
+            "a",
+            "--image",
+            plan.factory.path,
+            "--output",
+            self.boot_state_file,
+        ]
         self.programs.run_tool("ota-boot-state", "init", *words)
         if plan.passive:
             boot_environment.set_variables(

@@ -99,8 +99,8 @@ class Process:
         self._ends_within = ends_within
         self._told = False
         with open(log, "ab") as output:
-            standard = {"stdin": subprocess.DEVNULL, "stdout": output, "stderr": output}
-            self.child = spawn(words, cwd=folder, env=environment, **{**standard, **options})
+            options = {"stdin": subprocess.DEVNULL, "stdout": output, "stderr": output, **options}
+            self.child = spawn(words, cwd=folder, env=environment, **options)
 
     @property
     def pid(self) -> int:
@@ -258,7 +258,7 @@ def run(
     words: Words, *, text: str | None = None, patience: float = PATIENCE, **options: Any
 ) -> "subprocess.CompletedProcess[str]":
     """As subprocess.run with both outputs taken; a signal to this process ends the wait."""
-    pipes = {
+    pipes: dict[str, Any] = {
         "stdin": subprocess.DEVNULL if text is None else subprocess.PIPE,
         "stdout": subprocess.PIPE,
         "stderr": subprocess.PIPE,

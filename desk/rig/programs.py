@@ -42,6 +42,12 @@ class Programs:
             )
         return path
 
+    def require(self, *names: str) -> None:
+        """They and the agent must be there."""
+        for name in names:
+            self.program(name)
+        _ = self.library
+
     @property
     def library(self) -> pathlib.Path:
         """The agent."""

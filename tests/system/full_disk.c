@@ -5,8 +5,7 @@
 
 enum { kBlock = 4096, kFreeBlocks = 256 };
 
-int statvfs(const char *restrict path, struct statvfs *restrict status) {
-    (void)path;
+static int answer(struct statvfs *status) {
     memset(status, 0, sizeof *status);
     status->f_bsize = kBlock;
     status->f_frsize = kBlock;
@@ -14,4 +13,16 @@ int statvfs(const char *restrict path, struct statvfs *restrict status) {
     status->f_bfree = kFreeBlocks;
     status->f_bavail = kFreeBlocks;
     return 0;
+}
+
+int statvfs(const char *restrict path, struct statvfs *restrict status) {
+    (void)path;
+    return answer(status);
+}
+
+/* Its large-file name, which some programs call; the structure is the same on 64 bits. */
+int statvfs64(const char *restrict path, void *restrict status);
+int statvfs64(const char *restrict path, void *restrict status) {
+    (void)path;
+    return answer(status);
 }

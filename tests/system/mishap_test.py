@@ -13,6 +13,7 @@ import time
 import unittest
 
 import desk_run
+from rig.programs import Programs
 
 PATIENCE = 120
 NOBODY = 65534
@@ -65,7 +66,9 @@ class Mishap(unittest.TestCase):
         wait_for((run_folder / node / "ota_dwld_prog").exists)
         processes = desk_run.processes_of(run_folder).items()
         daemons = [pid for pid, line in processes if "/otad " in line]
-        hosts = [pid for pid, line in processes if line.split()[0].endswith("/ota-desk-host")]
+        # One that just becomes another program has no command line.
+        hosts = [pid for pid, line in processes
+                 if line.split(" ", 1)[0].endswith("/ota-desk-host")]
         self.assertTrue(daemons and hosts, processes)
         return desk, daemons[0], hosts[0]
 
@@ -224,10 +227,11 @@ class Mishap(unittest.TestCase):
     def test_build_of_another_user(self):
         """A build that this user may read and run, but not write to; what he makes, others may."""
         build = self.outside.folder / "build"
-        for part in ["desk/ota-desk", "desk/ota-desk-host", "service/otad", "cli/otactl",
-                     "tools/ota-image", "desk/power/ota-power", "src/libotaSwAgent.so"]:
-            (build / part).parent.mkdir(parents=True, exist_ok=True)
-            shutil.copy2(self.build / part, build / part)
+        here, there = Programs(self.build), Programs(build)
+        for part in ["ota-desk", "ota-desk-host", "otad", "otactl", "ota-image", "ota-boot-state",
+                     "ota-power", "libotaSwAgent.so"]:
+            there.path(part).parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy2(here.path(part), there.path(part))
         (build / "demo/images/work").mkdir(parents=True)
         (build / "demo/images/.lock").write_text("")
         own = self.outside.folder / "own"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Programs whose power is cut at each of their calls, faults of their disk, and how they end.
-#include "desk/files.h"
+#include "tests/unit/desk/text_files.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 #ifndef TESTS_DESK_POWERED_DISK_H
 #define TESTS_DESK_POWERED_DISK_H
 
-#include "desk/files.h"
+#include "tests/unit/desk/text_files.h"
 #include "desk/power/disk.h"
 
 #include <gtest/gtest.h>
