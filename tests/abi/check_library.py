@@ -75,7 +75,9 @@ def check_imports(arguments):
     groups = import_groups(arguments.list)
     undefined = dynamic_symbols(arguments, "--undefined-only")
     allowed = set().union(*groups.values())
-    differences = [f"{name}: not called by the library" for name in groups["platform"] - set(undefined)]
+    differences = [
+        f"{name}: not called by the library" for name in groups["platform"] - set(undefined)
+    ]
     differences += [f"{name}: not among the allowed imports" for name in set(undefined) - allowed]
     differences += [
         f"{name}: weak, so a host that lacks it goes unnoticed"

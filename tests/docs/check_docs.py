@@ -82,7 +82,10 @@ for topic, test, suite, name in proofs:
     if suite:
         found = re.search(rf"TEST(_F|_P)?\({suite}, {name}\)", unit_tests)
     else:
-        pages = (root / f"tests/system/service_{topic}.py", root / f"tests/unit/desk/test_{topic}.py")
+        pages = (
+            root / f"tests/system/service_{topic}.py",
+            root / f"tests/unit/desk/test_{topic}.py",
+        )
         texts = [page.read_text() for page in pages if page.exists()]
         found = any(f"    def test_{test}(self)" in text for text in texts)
     if not found:

@@ -15,8 +15,16 @@ import tempfile
 import unittest
 
 SKIPPED = 77
-NAMESPACES = ["unshare", "--mount", "--net", "--uts", "--pid", "--fork", "--kill-child",
-              "--mount-proc"]
+NAMESPACES = [
+    "unshare",
+    "--mount",
+    "--net",
+    "--uts",
+    "--pid",
+    "--fork",
+    "--kill-child",
+    "--mount-proc",
+]
 LONGEST = 600
 
 page, agent, build = map(pathlib.Path, sys.argv[1:])
@@ -36,16 +44,30 @@ class FirstPort(unittest.TestCase):
         built = pathlib.Path(folder) / "built"
         (built / "src").mkdir(parents=True)
         shutil.copy(build / "src/libotaSwAgent.so", built / "src")
-        environment = {**os.environ, "LC_ALL": "C", "agent": str(agent), "build": str(built),
-                       "CFLAGS": ""}
-        return subprocess.run(["sh", "-eu", "-c", script], cwd=folder, env=environment,
-                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                              stderr=subprocess.STDOUT, text=True, timeout=LONGEST, check=False)
+        environment = {
+            **os.environ,
+            "LC_ALL": "C",
+            "agent": str(agent),
+            "build": str(built),
+            "CFLAGS": "",
+        }
+        return subprocess.run(
+            ["sh", "-eu", "-c", script],
+            cwd=folder,
+            env=environment,
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            text=True,
+            timeout=LONGEST,
+            check=False,
+        )
 
     def test_does_what_the_page_says(self):
         files = {name: text for _, name, text in blocks() if name}
-        commands = "".join(text for language, name, text in blocks()
-                           if language == "sh" and not name)
+        commands = "".join(
+            text for language, name, text in blocks() if language == "sh" and not name
+        )
         shown = [text for language, _, text in blocks() if language == "text"]
         self.assertEqual((sorted(files), len(shown)), (["platform.c", "try.sh"], 1))
         host_name = os.uname().nodename
@@ -67,8 +89,9 @@ class FirstPort(unittest.TestCase):
         self.assertEqual(os.uname().nodename, host_name)
         mounts = pathlib.Path("/proc/self/mountinfo").read_text()
         self.assertNotIn(pathlib.Path(folder).name, mounts)
-        alone = subprocess.run(["sh", "-eu", "try.sh"], cwd=folder, capture_output=True, text=True,
-                               check=False)
+        alone = subprocess.run(
+            ["sh", "-eu", "try.sh"], cwd=folder, capture_output=True, text=True, check=False
+        )
         self.assertEqual((alone.returncode, alone.stdout), (1, ""))
 
 

@@ -28,12 +28,20 @@ class FrontDoor(unittest.TestCase):
         path = str(self.tools) + ("" if only_tools else os.pathsep + os.environ["PATH"])
         copy = pathlib.Path(self.folder.name, "dev")
         copy.write_bytes((ROOT / "dev").read_bytes())
-        return subprocess.run(["/bin/sh", str(copy), *arguments], env={"PATH": path},
-                              capture_output=True, text=True, timeout=300, check=False)
+        return subprocess.run(
+            ["/bin/sh", str(copy), *arguments],
+            env={"PATH": path},
+            capture_output=True,
+            text=True,
+            timeout=300,
+            check=False,
+        )
 
     def tools_of_a_machine_without_packages(self):
         for name in ("dirname", "mktemp", "rm", "tail"):
-            self.tool(name, f'exec {subprocess.check_output(["which", name], text=True).strip()} "$@"')
+            self.tool(
+                name, f'exec {subprocess.check_output(["which", name], text=True).strip()} "$@"'
+            )
         self.tool("dpkg-query", "exit 1")
 
     def test_help_fits_on_a_page(self):
@@ -97,7 +105,9 @@ class FrontDoor(unittest.TestCase):
 
     def test_a_failed_test_fails_the_command_and_is_shown(self):
         self.assertEqual(self.run_on("exit 0").returncode, 0)
-        answer = self.run_on("echo ' 1/2 Test #1: a .... Passed'; echo '2/2 Test #2: b ***Failed'; exit 8")
+        answer = self.run_on(
+            "echo ' 1/2 Test #1: a .... Passed'; echo '2/2 Test #2: b ***Failed'; exit 8"
+        )
         self.assertEqual(answer.returncode, 1)
         self.assertIn("b ***Failed", answer.stdout)
         self.assertNotIn("Passed", answer.stdout)

@@ -17,8 +17,8 @@ from sweep_node import SmallPlace
 # Seconds that a clock is ahead, the same for every process.
 NOW, YEAR_AGO, EPOCH = 0, -365 * 24 * 3600, 60 - int(time.time())
 SOON = 3
-PIECES = 20       # that a slow server sends an image in
-PAUSE = 0.1       # seconds between them
+PIECES = 20  # that a slow server sends an image in
+PAUSE = 0.1  # seconds between them
 
 
 class SlowImages(http.server.BaseHTTPRequestHandler):
@@ -29,13 +29,13 @@ class SlowImages(http.server.BaseHTTPRequestHandler):
         super().__init__(*arguments)
 
     def do_GET(self):  # pylint: disable=invalid-name
-        data = self.owner.place.images[self.path.split("/")[-1][:-len(".img")]].read_bytes()
+        data = self.owner.place.images[self.path.split("/")[-1][: -len(".img")]].read_bytes()
         self.send_response(200)
         self.send_header("Content-Length", str(len(data)))
         self.end_headers()
         step = len(data) // PIECES + 1
         for at in range(0, len(data), step):
-            self.wfile.write(data[at:at + step])
+            self.wfile.write(data[at : at + step])
             self.owner.sent += 1
             time.sleep(PAUSE if self.owner.slow else 0)
 
@@ -49,7 +49,8 @@ class HttpServer:
     def __init__(self, place):
         self.place, self.slow, self.sent = place, False, 0
         self.server = http.server.ThreadingHTTPServer(
-            ("127.0.0.1", 0), functools.partial(SlowImages, self))
+            ("127.0.0.1", 0), functools.partial(SlowImages, self)
+        )
         threading.Thread(target=self.server.serve_forever, daemon=True).start()
         place.closes(self.close)
 
@@ -96,8 +97,13 @@ class Clock(node_case.Case):
 
     def node(self, server, clock, authority=None):
         """Where it fetches over plain http, the certificates are those of nobody."""
-        node = ClockNode(self.place, "n1", authority, service="allow_plain_http = yes",
-                         preload=self.modules["clock"])
+        node = ClockNode(
+            self.place,
+            "n1",
+            authority,
+            service="allow_plain_http = yes",
+            preload=self.modules["clock"],
+        )
         node.server = server
         return node.set_clock(clock).start().wait_until_ready()
 
@@ -150,8 +156,9 @@ class Clock(node_case.Case):
         server = FileServer(self.place)
         node = self.node(server, EPOCH, server)
         ticket = node.offer(policy=2)
-        wait_for("the node says why",
-                 lambda: "certificate is not yet valid" in node.log.read_text())
+        wait_for(
+            "the node says why", lambda: "certificate is not yet valid" in node.log.read_text()
+        )
         if not node.end_of(ticket):
             node.told("cancel", str(ticket))
         state = node.boot_state()

@@ -18,8 +18,8 @@ from rig.waiting import GLANCE, PATIENCE
 from sweep_node import PowerCut, PowerNode, SmallPlace, Untrue, must_come
 
 AT_ONCE = 2
-SOON = 6      # seconds; a node that could not write may wait for what never comes
-STRIDE = 32   # of the calls that --quick takes
+SOON = 6  # seconds; a node that could not write may wait for what never comes
+STRIDE = 32  # of the calls that --quick takes
 ERRORS = ("ENOSPC", "EROFS")
 REFUSED = 41  # exit code of otactl: the version failed its trial
 
@@ -113,7 +113,7 @@ class Faults:
 
     def __init__(self, place):
         self.place, self.server = place, FileServer(place)
-        self.calls = 0   # of a life without a fault
+        self.calls = 0  # of a life without a fault
         self.lied = set()  # files whose sync was believed
 
     def node(self, name, power, aim=None):
@@ -153,8 +153,11 @@ class Faults:
         node.boot().wait_until_ready()
         end = node.live_until_end_of(node.offer())
         state = node.boot_state()
-        if (state["active"], state["next"], state["b"]["whole"]) != ("a", "a", "0") or \
-                "OTA_SW_FLASH_WRITE_FAILED" not in node.words():
+        if (state["active"], state["next"], state["b"]["whole"]) != (
+            "a",
+            "a",
+            "0",
+        ) or "OTA_SW_FLASH_WRITE_FAILED" not in node.words():
             raise AssertionError(f"wrong bytes were taken: {end}, {state}, {node.words()}")
         node.check()
         node.stop()
@@ -188,10 +191,19 @@ def at_once(name, jobs):
         for done in concurrent.futures.as_completed(running):
             try:
                 done.result()
-            except (AssertionError, Failure, PowerCut, OSError, subprocess.SubprocessError) as error:
+            except (
+                AssertionError,
+                Failure,
+                PowerCut,
+                OSError,
+                subprocess.SubprocessError,
+            ) as error:
                 wrong[running[done]] = error
-    print(f"{name}: {len(jobs)} nodes, {len(jobs) - len(wrong)} stayed true and finished "
-          f"({time.monotonic() - began:.0f} s)", flush=True)
+    print(
+        f"{name}: {len(jobs)} nodes, {len(jobs) - len(wrong)} stayed true and finished "
+        f"({time.monotonic() - began:.0f} s)",
+        flush=True,
+    )
     if not jobs:
         wrong["no node"] = AssertionError("there was nothing to try")
     for label, error in wrong.items():
@@ -212,16 +224,27 @@ def main():
         some = range(1, len(calls) + 1, STRIDE * (4 if options.quick else 1))
         for error in ERRORS:
             for which, numbers in (("--at", every), ("--from", some)):
-                wrong += at_once(f"{error} {which}", {
-                    f"{error} {which} {number} ({calls[number - 1]})":
-                        lambda error=error, which=which, number=number:
-                        faults.failing(error, which, number) for number in numbers})
+                wrong += at_once(
+                    f"{error} {which}",
+                    {
+                        f"{error} {which} {number} ({calls[number - 1]})": lambda error=error, which=which, number=number: faults.failing(
+                            error, which, number
+                        )
+                        for number in numbers
+                    },
+                )
         wrong += at_once("wrong bytes", {"wrong bytes": faults.wrong_bytes})
         for what in ("banks/b", "boot_state.ini"):
-            wrong += at_once(f"{what} lies about its sync", {
-                f"{what}, cut at {number} ({calls[number - 1]})":
-                    lambda what=what, number=number: faults.lying(what, number)
-                for number in every if number > len(calls) // 2})
+            wrong += at_once(
+                f"{what} lies about its sync",
+                {
+                    f"{what}, cut at {number} ({calls[number - 1]})": lambda what=what, number=number: faults.lying(
+                        what, number
+                    )
+                    for number in every
+                    if number > len(calls) // 2
+                },
+            )
             if what not in faults.lied:
                 print(f"  no power was cut behind a sync of {what}")
                 wrong.append(what)

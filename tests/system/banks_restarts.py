@@ -39,7 +39,7 @@ def start_up(node):
              "--library", node.place.library,
              "--channel", str(theirs.fileno())],
             cwd=node.folder, env=node.environment(), stdout=log, stderr=log,
-            pass_fds=[theirs.fileno()])
+            pass_fds=[theirs.fileno()])  # fmt: skip
         theirs.close()
         try:
             while True:
@@ -97,8 +97,11 @@ def check_power_journal(node):
     node.boot().wait_until_ready()
     node.stop()
     node.power = None
-    wrong = [line for line in node.journal if " boot_state.ini" in f" {line} "
-             and ".lock" not in line or "banks/" in line]
+    wrong = [
+        line
+        for line in node.journal
+        if " boot_state.ini" in f" {line} " and ".lock" not in line or "banks/" in line
+    ]
     if wrong or not node.journal:
         raise AssertionError(f"calls of a restart that change what it boots from: {wrong}")
     return len(node.journal)
@@ -117,9 +120,11 @@ def main():
         times = restart(node, options.times)
         seconds = time.monotonic() - began
         calls = check_power_journal(node)
-        print(f"{times} restarts ({seconds:.0f} s): no bank change, boot state and banks not "
-              f"written; one more whole restart: {calls} calls that change the disk, none of them "
-              "there")
+        print(
+            f"{times} restarts ({seconds:.0f} s): no bank change, boot state and banks not "
+            f"written; one more whole restart: {calls} calls that change the disk, none of them "
+            "there"
+        )
     return 0
 
 

@@ -27,8 +27,11 @@ class Outside:
 
     def snapshot(self):
         """Names and contents of everything but the run folder."""
-        files = [path for path in self.folder.rglob("*")
-                 if path.is_file() and self.run_folder not in path.parents]
+        files = [
+            path
+            for path in self.folder.rglob("*")
+            if path.is_file() and self.run_folder not in path.parents
+        ]
         return {str(path): hashlib.sha256(path.read_bytes()).hexdigest() for path in files}
 
     def close(self):
@@ -70,8 +73,9 @@ class DeskRun:
 
     def logs(self):
         """What the processes of all nodes said."""
-        return "".join(log.read_text(errors="replace")
-                       for log in sorted(self.run_folder.glob("*.log")))
+        return "".join(
+            log.read_text(errors="replace") for log in sorted(self.run_folder.glob("*.log"))
+        )
 
     def bank_begins_with(self, bank, image, node=""):
         size = image.stat().st_size
@@ -80,14 +84,27 @@ class DeskRun:
 
 
 def command(build, run_folder, options):
-    return [str(build / "desk/ota-desk"), "demo", "--build-dir", str(build),
-            "--run-dir", str(run_folder), *options]
+    return [
+        str(build / "desk/ota-desk"),
+        "demo",
+        "--build-dir",
+        str(build),
+        "--run-dir",
+        str(run_folder),
+        *options,
+    ]
 
 
 def run(build, run_folder, options, environment=None):
     finished = subprocess.run(
-        command(build, run_folder, options), stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-        text=True, timeout=LONGEST_RUN, check=False, env={**os.environ, **(environment or {})})
+        command(build, run_folder, options),
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        text=True,
+        timeout=LONGEST_RUN,
+        check=False,
+        env={**os.environ, **(environment or {})},
+    )
     return DeskRun(run_folder, finished.returncode, finished.stdout)
 
 

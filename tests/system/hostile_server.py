@@ -15,10 +15,12 @@ import sys
 
 NOBODY = 65534
 BLOCK = b"x" * 65536
-CLAIMED = 10 ** 13
-HEADERS = (b"HTTP/1.1 404 Not \x1b[31mFound\r\nX-Title: \x1b]0;owned\x07\r\nX-C1: \x9b2J\xc2\x9b2J\r\n"
-           b"X-Line: a\x0berror: otad: forged\r\nX-Long: " + b"\x1b" * 2000 + b"\r\n"
-           b"Content-Length: 0\r\nConnection: close\r\n\r\n")
+CLAIMED = 10**13
+HEADERS = (
+    b"HTTP/1.1 404 Not \x1b[31mFound\r\nX-Title: \x1b]0;owned\x07\r\nX-C1: \x9b2J\xc2\x9b2J\r\n"
+    b"X-Line: a\x0berror: otad: forged\r\nX-Long: " + b"\x1b" * 2000 + b"\r\n"
+    b"Content-Length: 0\r\nConnection: close\r\n\r\n"
+)
 
 MANY_HEADERS = b"X-Line: abcdefghijklmnopqrstuvwxyz\r\n" * 500
 TRAILERS = b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1\r\na\r\n0\r\n"
@@ -63,7 +65,9 @@ def main():
     print(listening.getsockname()[1], flush=True)
     while True:
         plain, _ = listening.accept()
-        with contextlib.suppress(OSError), context.wrap_socket(plain, server_side=True) as connection:
+        with contextlib.suppress(OSError), context.wrap_socket(
+            plain, server_side=True
+        ) as connection:
             serve(connection)
 
 

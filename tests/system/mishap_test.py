@@ -58,8 +58,12 @@ class Mishap(unittest.TestCase):
         and its host process."""
         run_folder = self.outside.run_folder
         # pylint: disable=consider-using-with
-        desk = subprocess.Popen(desk_run.command(self.build, run_folder, ["--plain-http", *options]),
-                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        desk = subprocess.Popen(
+            desk_run.command(self.build, run_folder, ["--plain-http", *options]),
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            text=True,
+        )
         self.addCleanup(desk.stdout.close)
         self.addCleanup(desk.wait)
         self.addCleanup(desk.kill)
@@ -67,8 +71,7 @@ class Mishap(unittest.TestCase):
         processes = desk_run.processes_of(run_folder).items()
         daemons = [pid for pid, line in processes if "/otad " in line]
         # One that just becomes another program has no command line.
-        hosts = [pid for pid, line in processes
-                 if line.split(" ", 1)[0].endswith("/ota-desk-host")]
+        hosts = [pid for pid, line in processes if line.split(" ", 1)[0].endswith("/ota-desk-host")]
         self.assertTrue(daemons and hosts, processes)
         return desk, daemons[0], hosts[0]
 
@@ -78,19 +81,20 @@ class Mishap(unittest.TestCase):
 
     def test_bad_options(self):
         for options, part in [
-                (["--policy", "4"], "0|1|2|3"),
-                (["--policy"], "0|1|2|3"),
-                (["--mode", "Bridge"], "RGW|AP_Bridge"),
-                (["--fail", "luck"], "boot|health|server|certificate|signature|version|disk"),
-                (["--nonsense"], "--nonsense"),
-                (["--limit", "soon"], "--limit"),
-                (["--offload", "--first-poll"], "do not go together"),
-                (["--fail", "health", "--policy", "2"], "only with 1"),
-                (["--first-poll", "--mode", "AP_Bridge"], "gateway"),
-                (["--fail", "certificate", "--plain-http"], "https"),
-                (["--mesh", "--mode", "RGW"], "do not go together"),
-                (["--mesh", "--policy", "3"], "only with 0, 1"),
-                (["--role", "a\nwork_mode = RGW"], "--role")]:
+            (["--policy", "4"], "0|1|2|3"),
+            (["--policy"], "0|1|2|3"),
+            (["--mode", "Bridge"], "RGW|AP_Bridge"),
+            (["--fail", "luck"], "boot|health|server|certificate|signature|version|disk"),
+            (["--nonsense"], "--nonsense"),
+            (["--limit", "soon"], "--limit"),
+            (["--offload", "--first-poll"], "do not go together"),
+            (["--fail", "health", "--policy", "2"], "only with 1"),
+            (["--first-poll", "--mode", "AP_Bridge"], "gateway"),
+            (["--fail", "certificate", "--plain-http"], "https"),
+            (["--mesh", "--mode", "RGW"], "do not go together"),
+            (["--mesh", "--policy", "3"], "only with 0, 1"),
+            (["--role", "a\nwork_mode = RGW"], "--role"),
+        ]:
             with self.subTest(options=options):
                 result = self.run_desk(*options)
                 self.assertEqual(result.exit_code, 2, result.output)
@@ -102,8 +106,19 @@ class Mishap(unittest.TestCase):
     def test_help(self):
         result = self.run_desk("--help")
         self.assertEqual(result.exit_code, 0)
-        for option in ["--policy", "--mode", "--role", "--plain-http", "--offload",
-                       "--first-poll", "--mesh", "--fail", "--fast", "exit codes", "empties it again"]:
+        for option in [
+            "--policy",
+            "--mode",
+            "--role",
+            "--plain-http",
+            "--offload",
+            "--first-poll",
+            "--mesh",
+            "--fail",
+            "--fast",
+            "exit codes",
+            "empties it again",
+        ]:
             self.assertIn(option, result.output)
         program = str(self.build / "desk/ota-desk")
         self.assertEqual([line for line in result.lines if len(line) > 80], [])
@@ -196,18 +211,24 @@ class Mishap(unittest.TestCase):
             url = f"http://127.0.0.1:{proxy.getsockname()[1]}"
             names = ["http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"]
             for options in [["--fast"], ["--fast", "--plain-http"]]:
-                result = desk_run.run(self.build, self.outside.run_folder, options,
-                                      {**{name: url for name in names},
-                                       "no_proxy": "", "NO_PROXY": ""})
+                result = desk_run.run(
+                    self.build,
+                    self.outside.run_folder,
+                    options,
+                    {**{name: url for name in names}, "no_proxy": "", "NO_PROXY": ""},
+                )
                 self.assertEqual(result.exit_code, 0, result.output)
                 with self.assertRaises(BlockingIOError):
                     proxy.accept()
 
     def test_full_disk(self):
         """The preloaded library tells of one mebibyte that is free."""
-        result = desk_run.run(self.build, self.outside.run_folder, ["--fast"],
-                              {"LD_PRELOAD": self.full_disk_library,
-                               "ASAN_OPTIONS": "verify_asan_link_order=0"})
+        result = desk_run.run(
+            self.build,
+            self.outside.run_folder,
+            ["--fast"],
+            {"LD_PRELOAD": self.full_disk_library, "ASAN_OPTIONS": "verify_asan_link_order=0"},
+        )
         line = self.one_line(result, 1)
         self.assertIn("too little space", line)
         self.assertIn("1.0 MiB free", line)
@@ -220,7 +241,7 @@ class Mishap(unittest.TestCase):
         finished = subprocess.run(
             ["sh", "-c", script, "sh", str(gone), str(self.build / "desk/ota-desk"), "demo",
              "--build-dir", "build"],
-            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)  # fmt: skip
         result = desk_run.DeskRun(self.outside.run_folder, finished.returncode, finished.stdout)
         self.assertIn("the current directory is gone", self.one_line(result, 1))
 
@@ -228,8 +249,16 @@ class Mishap(unittest.TestCase):
         """A build that this user may read and run, but not write to; what he makes, others may."""
         build = self.outside.folder / "build"
         here, there = Programs(self.build), Programs(build)
-        for part in ["ota-desk", "ota-desk-host", "otad", "otactl", "ota-image", "ota-boot-state",
-                     "ota-power", "libotaSwAgent.so"]:
+        for part in [
+            "ota-desk",
+            "ota-desk-host",
+            "otad",
+            "otactl",
+            "ota-image",
+            "ota-boot-state",
+            "ota-power",
+            "libotaSwAgent.so",
+        ]:
             there.path(part).parent.mkdir(parents=True, exist_ok=True)
             shutil.copy2(here.path(part), there.path(part))
         (build / "demo/images/work").mkdir(parents=True)
@@ -255,7 +284,7 @@ class Mishap(unittest.TestCase):
             finished = subprocess.run(
                 [str(build / "desk/ota-desk"), "demo", "--build-dir", str(build), "--fast",
                  *options], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-                check=False, cwd="/", umask=0o002, **somebody)
+                check=False, cwd="/", umask=0o002, **somebody)  # fmt: skip
             return desk_run.DeskRun(self.outside.run_folder, finished.returncode, finished.stdout)
 
         for options in [(), ("--run-dir", str(foreign))]:
@@ -311,21 +340,27 @@ class Mishap(unittest.TestCase):
     def test_interrupt_on_a_terminal(self):
         """Ctrl-C while the bar is drawn; the message begins a line of its own."""
         result, shown = desk_run.run_on_terminal(
-            self.build, self.outside.run_folder, ["--plain-http"], type_at=(b"[#", b"\x03"))
+            self.build, self.outside.run_folder, ["--plain-http"], type_at=(b"[#", b"\x03")
+        )
         self.assertIn("interrupted", self.one_line(result, 1))
         self.assertIn("\r\nota-desk: failed: interrupted", shown)
 
     def test_wishes_about_the_terminal(self):
         """No colour where it is unwanted, no control characters on a dumb terminal, and lines that
         fit."""
-        for environment, bold, redrawn in [({"NO_COLOR": "1", "TERM": "xterm"}, False, True),
-                                           ({"NO_COLOR": "", "TERM": "dumb"}, False, False),
-                                           ({"NO_COLOR": "", "TERM": "xterm"}, True, True)]:
+        for environment, bold, redrawn in [
+            ({"NO_COLOR": "1", "TERM": "xterm"}, False, True),
+            ({"NO_COLOR": "", "TERM": "dumb"}, False, False),
+            ({"NO_COLOR": "", "TERM": "xterm"}, True, True),
+        ]:
             with self.subTest(environment=environment):
                 # Not in a hurry: the download is to last long enough for a bar to be drawn again.
                 result, shown = desk_run.run_on_terminal(
-                    self.build, self.outside.run_folder, ["--policy", "2"],
-                    environment | {"COLUMNS": "100"})
+                    self.build,
+                    self.outside.run_folder,
+                    ["--policy", "2"],
+                    environment | {"COLUMNS": "100"},
+                )
                 self.assertEqual(result.exit_code, 3, result.output)
                 self.assertEqual("\x1b[1m" in shown, bold)
                 self.assertEqual("\x1b[K" in shown, redrawn)
@@ -343,17 +378,20 @@ class Mishap(unittest.TestCase):
     def test_stand_ins(self):
         result = self.run_desk("--fast", "--library", self.stand_ins_agent)
         self.assertIn("status words expected", self.one_line(result, 1))
-        answers = dict(line.split(": ", 1) for line in
-                       (result.node() / "answers.txt").read_text().splitlines())
+        answers = dict(
+            line.split(": ", 1) for line in (result.node() / "answers.txt").read_text().splitlines()
+        )
         refused = str(126 << 8)
         self.assertEqual(answers["system echo inside > ./inside.txt"], "0")
         self.assertEqual((result.node() / "inside.txt").read_text(), "inside\n")
-        for command in ["echo outside > /tmp/ota-desk-outside",
-                        "echo outside >/tmp/ota-desk-outside",
-                        "echo outside > ../outside.txt",
-                        "echo outside > $HOME/ota-desk-outside",
-                        "echo outside;touch ./second.txt",
-                        "/sbin/reboot now"]:
+        for command in [
+            "echo outside > /tmp/ota-desk-outside",
+            "echo outside >/tmp/ota-desk-outside",
+            "echo outside > ../outside.txt",
+            "echo outside > $HOME/ota-desk-outside",
+            "echo outside;touch ./second.txt",
+            "/sbin/reboot now",
+        ]:
             self.assertEqual(answers[f"system {command}"], refused, command)
             self.assertIn(f'"{command}"', result.logs())
         self.assertFalse(pathlib.Path("/tmp/ota-desk-outside").exists())
@@ -378,8 +416,9 @@ class Images(unittest.TestCase):
             self.assertIn(result.exit_code, [0, 3], result.output)
         image = self.build / "demo/images/4QZ2.1.0.img"
         self.assertGreaterEqual(image.stat().st_size, 16 * 1024 * 1024)
-        listing = subprocess.run(["unsquashfs", "-l", str(image)], stdout=subprocess.PIPE,
-                                 text=True, check=True).stdout
+        listing = subprocess.run(
+            ["unsquashfs", "-l", str(image)], stdout=subprocess.PIPE, text=True, check=True
+        ).stdout
         self.assertIn("squashfs-root/usr/bin/busybox", listing)
         self.assertIn("libc.so.6", listing)
 

@@ -60,13 +60,20 @@ def plan_of(
 class Node(rig.node.Node):
     """Its bus has a folder of its own, so that other users can reach it."""
 
-    def __init__(self, place, name, server=None, *, policy=OPEN_POLICY, preload=None, fast=True,
-                 **made_of):
+    def __init__(
+        self, place, name, server=None, *, policy=OPEN_POLICY, preload=None, fast=True, **made_of
+    ):
         self.place, self.server, self.preload = place, server, preload
         (place.folder / f"{name}.bus").mkdir()
         (place.folder / f"{name}.bus").chmod(0o755)
-        super().__init__(place, place.folder / name, plan_of(place, server, **made_of),
-                         Bus(place.folder / f"{name}.bus", policy), own_environment(), fast=fast)
+        super().__init__(
+            place,
+            place.folder / name,
+            plan_of(place, server, **made_of),
+            Bus(place.folder / f"{name}.bus", policy),
+            own_environment(),
+            fast=fast,
+        )
         self.mac, self.serial = self.plan.mac, self.plan.serial
         self.hold_file = place.folder / f"{name}.hold"
         self.exec_journal = place.folder / f"{name}.exec"
@@ -89,8 +96,12 @@ class Node(rig.node.Node):
     def environment(self):
         if not self.preload:
             return super().environment()
-        return {**super().environment(), "LD_PRELOAD": str(self.preload),
-                "OTA_HOLD": str(self.hold_file), "OTA_EXEC_JOURNAL": str(self.exec_journal)}
+        return {
+            **super().environment(),
+            "LD_PRELOAD": str(self.preload),
+            "OTA_HOLD": str(self.hold_file),
+            "OTA_EXEC_JOURNAL": str(self.exec_journal),
+        }
 
     def start(self, **options):
         super().start(**options)
@@ -101,13 +112,16 @@ class Node(rig.node.Node):
             self.check_daemon()
             answer = self.control("status")
             return answer.code == 0 and answer.first["mac"]
+
         wait_for("the node is ready", ready)
         return self
 
     def check_daemon(self):
         if not self.daemon.is_running():
-            raise AssertionError(f"otad ended with {self.daemon.child.returncode}:\n" +
-                                 "\n".join(self.log.read_text().splitlines()[-15:]))
+            raise AssertionError(
+                f"otad ended with {self.daemon.child.returncode}:\n"
+                + "\n".join(self.log.read_text().splitlines()[-15:])
+            )
 
     def processes(self):
         return processes_in(self.folder)
@@ -166,9 +180,11 @@ class Node(rig.node.Node):
 
     def told(self, *words, text=None):
         """The answer of a call that must be accepted; asked again while the agent starts."""
+
         def accepted():
             answer = self.control(*words, text=text)
             return None if answer.code in NOT_YET else answer
+
         answer = wait_for("the node is ready", accepted)
         if answer.code != 0:
             raise AssertionError(f"{words}: {answer.code}: {answer.error}")
@@ -178,9 +194,14 @@ class Node(rig.node.Node):
         return self.told("status")
 
     def descriptor(self, version=Place.NEW, policy=1, **changes):
-        record = {"model": Place.MODEL, "nxtMSVersion": version, "fileServerURL": "",
-                  "checksum": digest_of(self.place.images[version], "md5"), "mac": self.mac,
-                  "policy": policy}
+        record = {
+            "model": Place.MODEL,
+            "nxtMSVersion": version,
+            "fileServerURL": "",
+            "checksum": digest_of(self.place.images[version], "md5"),
+            "mac": self.mac,
+            "policy": policy,
+        }
         if self.server:
             record["fileServerURL"] = self.server.url(self.name, version)
         return {**record, **changes}
@@ -202,12 +223,17 @@ class Node(rig.node.Node):
         return [json.loads(line) for line in lines if line]
 
     def events(self, name, **fields):
-        return [line for line in self.history() if line["event"] == name and
-                all(line[key] == value for key, value in fields.items())]
+        return [
+            line
+            for line in self.history()
+            if line["event"] == name and all(line[key] == value for key, value in fields.items())
+        ]
 
     def wait_for_event(self, name, count=1, **fields):
-        found = wait_for(f"{self.name} tells {name} {fields}, {count} times", lambda: len(
-            self.events(name, **fields)) >= count and self.events(name, **fields))
+        found = wait_for(
+            f"{self.name} tells {name} {fields}, {count} times",
+            lambda: len(self.events(name, **fields)) >= count and self.events(name, **fields),
+        )
         return found[-1]
 
     def words(self):
@@ -216,8 +242,11 @@ class Node(rig.node.Node):
 
     def end_of(self, ticket):
         """The line that tells how the request ended; none yet."""
-        ends = [line for line in self.history()
-                if line["event"] in ("finished", "cancelled") and line["ticket"] == ticket]
+        ends = [
+            line
+            for line in self.history()
+            if line["event"] in ("finished", "cancelled") and line["ticket"] == ticket
+        ]
         if len(ends) > 1:
             raise AssertionError(f"ticket {ticket} ended {len(ends)} times: {ends}")
         return ends[0] if ends else None
@@ -227,8 +256,10 @@ class Node(rig.node.Node):
         deadline = time.monotonic() + patience
         while not (end := self.end_of(ticket)):
             if time.monotonic() > deadline:
-                raise AssertionError(f"ticket {ticket} of {self.name} does not end: "
-                                     f"{[line['event'] for line in self.history()][-8:]}")
+                raise AssertionError(
+                    f"ticket {ticket} of {self.name} does not end: "
+                    f"{[line['event'] for line in self.history()][-8:]}"
+                )
             self.check_daemon()
             if self.reboot_file.exists():
                 self.reboot()
@@ -253,6 +284,7 @@ class Node(rig.node.Node):
             if live and self.reboot_file.exists():
                 self.reboot()
             return self.held_file.exists()
+
         wait_for(f"{self.name} is held at {self.hold_file.read_text().strip()}", held)
 
     def let_go(self):

@@ -39,8 +39,14 @@ class FleetCase(Case):
     def node(self, **options):
         """The next node, switched on; its processes can be held."""
         number = next(self.numbers)
-        return Node(self.place, f"n{number}", self.server, number=number,
-                    preload=self.modules["hold"], **options).start()
+        return Node(
+            self.place,
+            f"n{number}",
+            self.server,
+            number=number,
+            preload=self.modules["hold"],
+            **options,
+        ).start()
 
     def each_at_once(self, jobs):
         """Runs them side by side and returns the seconds; fails with all that went wrong."""
@@ -69,7 +75,10 @@ def run(owner):
     owner.build = options.build_dir.absolute()
     owner.modules = dict(module.split("=", 1) for module in options.module)
     loader = unittest.TestLoader()
-    suite = (unittest.TestSuite(owner(test) for test in options.tests) if options.tests
-             else loader.loadTestsFromTestCase(owner))
+    suite = (
+        unittest.TestSuite(owner(test) for test in options.tests)
+        if options.tests
+        else loader.loadTestsFromTestCase(owner)
+    )
     result = unittest.TextTestRunner().run(suite)
     return 0 if result.wasSuccessful() and result.testsRun > 0 else 1

@@ -71,15 +71,30 @@ class Broker(broker.Broker):
     def client_of(self, mac: str, program: str = "mosquitto_pub") -> list[str]:
         """The command line of an MQTT client that has the certificate of this node."""
         certificate, key = self.certificates.client(mac)
-        return [program, "-h", "127.0.0.1", "-p", str(self.port), "-q", "1",
-                "--cafile", str(self.certificates.authority), "--cert", str(certificate),
-                "--key", str(key)]
+        return [
+            program,
+            "-h",
+            "127.0.0.1",
+            "-p",
+            str(self.port),
+            "-q",
+            "1",
+            "--cafile",
+            str(self.certificates.authority),
+            "--cert",
+            str(certificate),
+            "--key",
+            str(key),
+        ]
 
     def publish(self, topic: str, text: str | bytes) -> None:
         """As the node whose topic it is."""
-        subprocess.run([*self.client_of(topic.split("/")[1]), "-t", topic, "-s" if text else "-n"],
-                       input=text if isinstance(text, bytes) else text.encode(), check=True,
-                       timeout=PATIENCE)
+        subprocess.run(
+            [*self.client_of(topic.split("/")[1]), "-t", topic, "-s" if text else "-n"],
+            input=text if isinstance(text, bytes) else text.encode(),
+            check=True,
+            timeout=PATIENCE,
+        )
 
 
 # What a system bus gives and denies to everybody, before the files of the services.

@@ -26,7 +26,8 @@ class Watch:
         return [
             line
             for line in self.read()
-            if line["event"] == event and all(line.get(key) == value for key, value in fields.items())
+            if line["event"] == event
+            and all(line.get(key) == value for key, value in fields.items())
         ]
 
     def wait_for(self, event: str, count: int = 1, **fields: object) -> dict[str, Any]:

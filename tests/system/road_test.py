@@ -72,7 +72,7 @@ ROADS = {
     "mesh-policy-0": (["--mesh", "--policy", "0"], 0, COMMITTED, NEW_RUNS,
                       ["4QZ2.0.0", "4QZ2.1.0"], True),
     "fail-disk": (["--fail", "disk"], 3, GAVE_UP, OLD_RUNS, ["4QZ2.0.0"], False),
-}
+}  # fmt: skip
 
 
 # How each road that fails ends: outcome, code and reason code, as the demo shows them.
@@ -112,20 +112,26 @@ class Road(unittest.TestCase):
     def take(self):
         options = ROADS[self.name][0]
         self.journal = self.outside.run_folder.with_name("commands.txt")
-        environment = {"LD_PRELOAD": self.journal_library, "OTA_EXEC_JOURNAL": str(self.journal),
-                       "ASAN_OPTIONS": "verify_asan_link_order=0"}
+        environment = {
+            "LD_PRELOAD": self.journal_library,
+            "OTA_EXEC_JOURNAL": str(self.journal),
+            "ASAN_OPTIONS": "verify_asan_link_order=0",
+        }
         if self.name == WATCHED:
-            result, shown = desk_run.run_on_terminal(self.build, self.outside.run_folder, options,
-                                                     environment)
+            result, shown = desk_run.run_on_terminal(
+                self.build, self.outside.run_folder, options, environment
+            )
             self.check_bar(shown)
             return result
-        return desk_run.run(self.build, self.outside.run_folder, ["--fast", *options],
-                            environment)
+        return desk_run.run(self.build, self.outside.run_folder, ["--fast", *options], environment)
 
     def check_bar(self, shown):
         """The bar is redrawn in its place, and tells percentage, rate and time left."""
-        bars = re.findall(r"\r\x1b\[K  [\d:]{8} \x1b\[1mdownload +\x1b\[0m"
-                          r"\[(#*)(-*)\] (\d+) %, ([\d.]+) MiB/s(?:, (\d+) s left)?", shown)
+        bars = re.findall(
+            r"\r\x1b\[K  [\d:]{8} \x1b\[1mdownload +\x1b\[0m"
+            r"\[(#*)(-*)\] (\d+) %, ([\d.]+) MiB/s(?:, (\d+) s left)?",
+            shown,
+        )
         self.assertGreater(len(bars), 10, shown)
         percents = [int(bar[2]) for bar in bars]
         self.assertEqual(percents, sorted(set(percents)))
@@ -149,8 +155,11 @@ class Road(unittest.TestCase):
             with self.subTest(node=node):
                 self.assertEqual(result.words(node), words, result.output)
                 self.assertEqual([boot.split()[0] for boot in result.step("boot", node)], boots)
-                self.assertEqual(result.at_the_root(node),
-                                 words if reports and node != "gateway" else [], result.output)
+                self.assertEqual(
+                    result.at_the_root(node),
+                    words if reports and node != "gateway" else [],
+                    result.output,
+                )
                 self.check_banks(result, banks, node)
         if "--fail" in ROADS[self.name][0]:
             self.assertEqual(result.step("outcome"), [REASONS[self.name]], result.output)
@@ -178,8 +187,10 @@ class Road(unittest.TestCase):
         commands = self.journal.read_text().splitlines()
         self.journal.unlink()
         for program in ["ota-desk-host", "otad", "otactl"]:
-            self.assertTrue([line for line in commands if program in line],
-                            f"the journal did not see {program}, so it proves nothing")
+            self.assertTrue(
+                [line for line in commands if program in line],
+                f"the journal did not see {program}, so it proves nothing",
+            )
         self.assertEqual([line for line in commands if "/sbin/reboot" in line], [])
         self.assertEqual([line for line in commands if "rm /tmp" in line], [])
         self.assertNotIn("not run on this desk", result.logs())

@@ -10,9 +10,20 @@ from node_servers import FileServer, installed_policy
 from stranger import AS_MEMBER, AS_NOBODY, GROUP, must_run, runs
 
 DONE, ACCESS_DENIED = 0, 4
-VERBS = [["status"], ["offer", "-"], ["offer", "-", "--wait"], ["trigger"],
-         ["activate-at", "02:00"], ["cancel"], ["cancel", "1"], ["set", "onboarding", "0"],
-         ["history"], ["explain"], ["banks"], ["watch", "--until-idle"]]
+VERBS = [
+    ["status"],
+    ["offer", "-"],
+    ["offer", "-", "--wait"],
+    ["trigger"],
+    ["activate-at", "02:00"],
+    ["cancel"],
+    ["cancel", "1"],
+    ["set", "onboarding", "0"],
+    ["history"],
+    ["explain"],
+    ["banks"],
+    ["watch", "--until-idle"],
+]
 
 
 class Access(node_case.Case):
@@ -24,8 +35,7 @@ class Access(node_case.Case):
         super().setUp()
         must_run(self, self.place.program("otactl"))
         self.server = FileServer(self.place)
-        self.node = unit_sandbox.node(self.place, "n1", self.server,
-                                      policy=installed_policy(GROUP))
+        self.node = unit_sandbox.node(self.place, "n1", self.server, policy=installed_policy(GROUP))
         self.node.start().wait_until_ready()
 
     def as_user(self, *words, user=None, text=""):
@@ -46,15 +56,25 @@ class Access(node_case.Case):
     def test_nobody_reaches_it_past_otactl(self):
         name, path = "velmo.otaSwAgent", "/velmo/otaSwAgent"
         properties = "org.freedesktop.DBus.Properties"
-        ways = [[name, path, properties, "GetAll", "s", name],
-                [name, path, "org.freedesktop.DBus.Introspectable", "Introspect"],
-                [name, path, "org.freedesktop.DBus.Peer", "Ping"],
-                [name, path, name, "Cancel", "t", "0"]]
+        ways = [
+            [name, path, properties, "GetAll", "s", name],
+            [name, path, "org.freedesktop.DBus.Introspectable", "Introspect"],
+            [name, path, "org.freedesktop.DBus.Peer", "Ping"],
+            [name, path, name, "Cancel", "t", "0"],
+        ]
         for way in ways:
             with self.subTest(way):
                 self.assertIn("denied", self.busctl("call", *way).lower())
-        taken = self.busctl("call", "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                            "org.freedesktop.DBus", "RequestName", "su", name, "0")
+        taken = self.busctl(
+            "call",
+            "org.freedesktop.DBus",
+            "/org/freedesktop/DBus",
+            "org.freedesktop.DBus",
+            "RequestName",
+            "su",
+            name,
+            "0",
+        )
         self.assertIn("denied", taken.lower())
 
     def busctl(self, *words):

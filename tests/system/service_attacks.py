@@ -45,12 +45,17 @@ class Attacks(node_case.Case):
             for key in ("CapInh", "CapPrm", "CapEff", "CapBnd", "CapAmb"):
                 self.assertRegex(status, rf"(?m)^{key}:\t0+$")
             self.assertRegex(status, r"(?m)^NoNewPrivs:\t1$")
-            self.assertRegex(pathlib.Path(f"/proc/{pid}/limits").read_text(),
-                             r"(?m)^Max core file size +0 +0 ")
+            self.assertRegex(
+                pathlib.Path(f"/proc/{pid}/limits").read_text(), r"(?m)^Max core file size +0 +0 "
+            )
             inside = pathlib.Path(f"/proc/{pid}/root")
             self.assertEqual(list((inside / "etc/ssl/certs").iterdir()), [])
-            flags = {fields[1]: fields[3].split(",") for fields in map(str.split, pathlib.Path(
-                f"/proc/{pid}/mounts").read_text().splitlines())}
+            flags = {
+                fields[1]: fields[3].split(",")
+                for fields in map(
+                    str.split, pathlib.Path(f"/proc/{pid}/mounts").read_text().splitlines()
+                )
+            }
             for path in ("/", "/sys", "/proc/sys", "/etc/ssl/certs"):
                 self.assertIn("ro", flags[path], path)
             self.assertIn("rw", flags[str(node.folder)])
@@ -61,19 +66,30 @@ class Attacks(node_case.Case):
         """What each program says of the node's configuration: the same line, and the exit code 9."""
         node.log.unlink(missing_ok=True)
         daemon = [*node.arguments()]
-        host = [self.place.program("ota-host"), "--library",
-                self.place.library, "--config", "node.conf", "--channel"]
+        host = [
+            self.place.program("ota-host"),
+            "--library",
+            self.place.library,
+            "--config",
+            "node.conf",
+            "--channel",
+        ]
         said = []
-        for words in (daemon, [*daemon, "--check"], host,
-                      [self.place.program("otactl"), "config", "check", "node.conf"]):
+        for words in (
+            daemon,
+            [*daemon, "--check"],
+            host,
+            [self.place.program("otactl"), "config", "check", "node.conf"],
+        ):
             mine, its = socket.socketpair()
             with mine, its:
                 if words is host:
                     words = [*host, its.fileno()]
                 log = self.place.folder / "refusal.log"
                 log.unlink(missing_ok=True)
-                code = Process(words, node.folder, log, node.environment(),
-                               pass_fds=[its.fileno()]).child.wait(PATIENCE)
+                code = Process(
+                    words, node.folder, log, node.environment(), pass_fds=[its.fileno()]
+                ).child.wait(PATIENCE)
             lines = log.read_text().splitlines()
             self.assertEqual((code, len(lines)), (CONFIG_WRONG, 1), f"{words}: {lines}")
             said.append(lines[0].split("node.conf", 1)[1])
@@ -85,8 +101,14 @@ class Attacks(node_case.Case):
         good = node.config.read_text()
         for name in ("drop", "state", "folder/inner"):
             (node.folder / name).mkdir(parents=True)
-        for name in ("ca.pem", "signers.pem", "root.pem", "folder/inner/words", "environment",
-                     "healthy"):
+        for name in (
+            "ca.pem",
+            "signers.pem",
+            "root.pem",
+            "folder/inner/words",
+            "environment",
+            "healthy",
+        ):
             (node.folder / name).write_text("")
         (node.folder / "folder/inner/words").chmod(0o600)
         (node.folder / "healthy").chmod(0o755)
@@ -94,14 +116,19 @@ class Attacks(node_case.Case):
         for name in ("ca.pem", "signers.pem"):
             (node.folder / name).write_bytes(authority.read_bytes())
         (node.folder / "fw_env.config").write_text(
-            "environment 0 0x4000\nenvironment 0x4000 0x4000\n")
-        whole = (good.replace("tmp = .", "tmp = drop") + "signer_ca = signers.pem\n"
-                 f"[trial]\nhealth_command = {node.folder}/healthy now;true\n"
-                 "[service]\nstate = state\n[root]\nbroker = localhost\n"
-                 "ca_certificate = root.pem\ncertificate = root.pem\nkey = folder/inner/words\n")
+            "environment 0 0x4000\nenvironment 0x4000 0x4000\n"
+        )
+        whole = (
+            good.replace("tmp = .", "tmp = drop") + "signer_ca = signers.pem\n"
+            f"[trial]\nhealth_command = {node.folder}/healthy now;true\n"
+            "[service]\nstate = state\n[root]\nbroker = localhost\n"
+            "ca_certificate = root.pem\ncertificate = root.pem\nkey = folder/inner/words\n"
+        )
         node.config.write_text(whole)
-        devices = whole.replace("boot_state = boot_state.ini", "fw_env_config = fw_env.config\n"
-                                "kernel_command_line = folder/inner/words")
+        devices = whole.replace(
+            "boot_state = boot_state.ini",
+            "fw_env_config = fw_env.config\n" "kernel_command_line = folder/inner/words",
+        )
         named = {"drop": "[paths] tmp", "configs": "[paths] configs", "node-logs": "[paths] logs",
                  "healthy": "[trial] health_command",
                  "state": "[service] state", "banks/a": "[banks] a", "banks/b": "[banks] b",
@@ -109,20 +136,23 @@ class Attacks(node_case.Case):
                  "signers.pem": "[images] signer_ca", "root.pem": "[root] ca_certificate",
                  "folder/inner/words": "[root] key", "folder/inner": "[root] key",
                  "folder": "[root] key", "banks": "[banks] a", "node.conf": "the configuration",
-                 "": "the configuration"}
+                 "": "the configuration"}  # fmt: skip
         for name, key in named.items():
             self.is_refused(node, name, key)
         node.config.write_text(devices)
-        for name, key in {"fw_env.config": "[banks] fw_env_config",
-                          "environment": "[banks] fw_env_config",
-                          "folder/inner/words": "[banks] kernel_command_line"}.items():
+        for name, key in {
+            "fw_env.config": "[banks] fw_env_config",
+            "environment": "[banks] fw_env_config",
+            "folder/inner/words": "[banks] kernel_command_line",
+        }.items():
             self.is_refused(node, name, key)
         for place in ("/tmp", "link"):
             with contextlib.suppress(FileExistsError):
                 (node.folder / "link").symlink_to("/tmp")
             node.config.write_text(good.replace("tmp = .", f"tmp = {place}"))
-            self.assertIn("[paths] tmp cannot be trusted: /tmp (owner 0, mode 1777) ",
-                          self.refusals(node))
+            self.assertIn(
+                "[paths] tmp cannot be trusted: /tmp (owner 0, mode 1777) ", self.refusals(node)
+            )
         self.assertEqual(node.history(), [], "it started all the same")
         node.config.write_text(whole)
         self.is_read_by_others(node, "folder/inner/words")
@@ -133,9 +163,11 @@ class Attacks(node_case.Case):
         """A private key, as long as others may read it."""
         for mode in (0o640, 0o604):
             (node.folder / key).chmod(mode)
-            self.assertIn(f"[root] key cannot be trusted: {key} (mode {mode:04o}) is a private key "
-                          f"that its group or others may read: chmod go-rwx {key}",
-                          self.refusals(node))
+            self.assertIn(
+                f"[root] key cannot be trusted: {key} (mode {mode:04o}) is a private key "
+                f"that its group or others may read: chmod go-rwx {key}",
+                self.refusals(node),
+            )
         (node.folder / key).chmod(0o600)
 
     def is_refused(self, node, name, key):
@@ -146,13 +178,17 @@ class Attacks(node_case.Case):
         for more in (0o020, 0o002):
             with self.subTest(f"{name}: +{more:o}"):
                 path.chmod(mode | more)
-                self.assertIn(f"{key} cannot be trusted: {path} (owner 0, mode {mode | more:04o}) ",
-                              self.refusals(node))
+                self.assertIn(
+                    f"{key} cannot be trusted: {path} (owner 0, mode {mode | more:04o}) ",
+                    self.refusals(node),
+                )
         path.chmod(mode)
         with self.subTest(f"{name}: of somebody else"):
             os.chown(path, NOBODY, -1)
-            self.assertIn(f"{key} cannot be trusted: {path} (owner {NOBODY}, mode {mode:04o}) ",
-                          self.refusals(node))
+            self.assertIn(
+                f"{key} cannot be trusted: {path} (owner {NOBODY}, mode {mode:04o}) ",
+                self.refusals(node),
+            )
         os.chown(path, 0, -1)
 
     # The attacks on a temporary directory that is everybody's, as it once was.
@@ -171,9 +207,15 @@ class Attacks(node_case.Case):
             (folder / "cfgmgr_socket").unlink(missing_ok=True)
             with socket.socket(socket.AF_UNIX) as taken:
                 taken.bind(str(folder / "cfgmgr_socket"))
-        attacks = {"shell": shell, "folder": lambda folder: (folder / "4QZzz").mkdir(),
-                   "pipe": pipe("4QZzz"), "progress": pipe("ota_dwld_prog"), "link": link,
-                   "manager": manager}
+
+        attacks = {
+            "shell": shell,
+            "folder": lambda folder: (folder / "4QZzz").mkdir(),
+            "pipe": pipe("4QZzz"),
+            "progress": pipe("ota_dwld_prog"),
+            "link": link,
+            "manager": manager,
+        }
         for number, (name, attack) in enumerate(attacks.items(), 1):
             with self.subTest(name):
                 node = self.node(f"n{number}", number=number)
@@ -183,8 +225,10 @@ class Attacks(node_case.Case):
                 node.config.write_text(node.config.read_text().replace("tmp = .", "tmp = drop"))
                 state = (node.folder / "boot_state.ini").read_bytes()
                 self.assertIsNone(tries(lambda: attack(drop)), "he can do it")
-                self.assertIn(f"[paths] tmp cannot be trusted: {drop} (owner 0, mode 1777) ",
-                              self.refusals(node))
+                self.assertIn(
+                    f"[paths] tmp cannot be trusted: {drop} (owner 0, mode 1777) ",
+                    self.refusals(node),
+                )
                 self.assertEqual((node.folder / "boot_state.ini").read_bytes(), state)
                 self.assertFalse((node.folder / "owned").exists())
 
@@ -193,17 +237,24 @@ class Attacks(node_case.Case):
     def test_a_nuisance_through_a_whole_upgrade(self):
         node = self.node(server=FileServer(self.place))
         folder = node.folder
-        image, progress, manager = (folder / name for name in (
-            self.place.NEW, "ota_dwld_prog", "cfgmgr_socket"))
-        nuisance = Nuisance({
-            "shell": (folder / SHELL_NAME).touch, "folder": (folder / "4QZzz").mkdir,
-            "image": lambda: os.mkfifo(image), "progress": lambda: os.mkfifo(progress),
-            "link": lambda: progress.symlink_to(folder / "boot_state.ini"),
-            "no progress": progress.unlink, "no manager": manager.unlink,
-            "manager": lambda: os.mknod(manager, 0o600 | stat.S_IFSOCK),
-            "other image": lambda: image.rename(folder / "4QZ"),
-            "another's bytes": lambda: open(image, "r+b").close(),
-            "whole folder": lambda: folder.rename(f"{folder}.away")})
+        image, progress, manager = (
+            folder / name for name in (self.place.NEW, "ota_dwld_prog", "cfgmgr_socket")
+        )
+        nuisance = Nuisance(
+            {
+                "shell": (folder / SHELL_NAME).touch,
+                "folder": (folder / "4QZzz").mkdir,
+                "image": lambda: os.mkfifo(image),
+                "progress": lambda: os.mkfifo(progress),
+                "link": lambda: progress.symlink_to(folder / "boot_state.ini"),
+                "no progress": progress.unlink,
+                "no manager": manager.unlink,
+                "manager": lambda: os.mknod(manager, 0o600 | stat.S_IFSOCK),
+                "other image": lambda: image.rename(folder / "4QZ"),
+                "another's bytes": lambda: open(image, "r+b").close(),
+                "whole folder": lambda: folder.rename(f"{folder}.away"),
+            }
+        )
         node.start().wait_until_ready()
         end = node.live_until_end_of(node.offer())
         self.assertEqual(end["code"], DONE, end)
@@ -216,9 +267,18 @@ class Attacks(node_case.Case):
         node = self.node()
         node.start().wait_until_ready()
         before = node.status()["onboarding"]
-        called = runs("busctl", f"--address={node.bus.address}", "call", "velmo.otaSwAgent",
-                      "/velmo/otaSwAgent", "velmo.otaSwAgent", "ChangeSetting", "ss", "onboarding",
-                      "0" if before == "1" else "1")
+        called = runs(
+            "busctl",
+            f"--address={node.bus.address}",
+            "call",
+            "velmo.otaSwAgent",
+            "/velmo/otaSwAgent",
+            "velmo.otaSwAgent",
+            "ChangeSetting",
+            "ss",
+            "onboarding",
+            "0" if before == "1" else "1",
+        )
         self.assertNotEqual(called.returncode, 0, called.stdout)
         self.assertEqual(node.status()["onboarding"], before)
 
@@ -247,8 +307,9 @@ class Attacks(node_case.Case):
         os.chown(path, NOBODY, NOBODY)
         node.start()
         line = node.wait_for_event("agent-waits")
-        self.assertIn(f"{path} (owner {NOBODY}, mode 0600) belongs to neither root nor",
-                      line["reason"])
+        self.assertIn(
+            f"{path} (owner {NOBODY}, mode 0600) belongs to neither root nor", line["reason"]
+        )
         self.assertEqual(node.told("status")["stage"], "waiting")
         path.unlink()
         path.write_text("")

@@ -65,16 +65,19 @@ class LostBus(node_case.Case):
         node.start()
         node.wait_for_event("bus-missing", reason_code="bus-missing")
         # Kept once the agent has started.
-        wait_for("the agent starts all the same",
-                 lambda: (node.kept_requests() or {}).get("bootId") == f"boot-{node.boots}")
+        wait_for(
+            "the agent starts all the same",
+            lambda: (node.kept_requests() or {}).get("bootId") == f"boot-{node.boots}",
+        )
         node.bus.start()
         node.wait_until_ready()
         self.assertEqual(node.live_until_end_of(node.offer())["code"], COMMITTED)
 
     def test_a_second_daemon(self):
         node = self.node().start().wait_until_ready()
-        second = Process(node.arguments(), node.folder, self.place.folder / "second.log",
-                         node.environment())
+        second = Process(
+            node.arguments(), node.folder, self.place.folder / "second.log", node.environment()
+        )
         self.assertEqual(second.child.wait(PATIENCE), FAILED)
         lines = [line for line in second.log.read_text().splitlines() if line.startswith("error")]
         self.assertEqual(len(lines), 1, lines)

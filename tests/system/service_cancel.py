@@ -47,9 +47,11 @@ class Cancel(node_case.FleetCase):
     def cancel(self, node, ticket, step):
         """Sends it while the node is held, if it is."""
         began = time.monotonic()
-        with subprocess.Popen([node.place.program("otactl"), "--bus", node.bus.address,
-                               "cancel", str(ticket)], env=own_environment(),
-                              stdout=subprocess.DEVNULL) as cancel:
+        with subprocess.Popen(
+            [node.place.program("otactl"), "--bus", node.bus.address, "cancel", str(ticket)],
+            env=own_environment(),
+            stdout=subprocess.DEVNULL,
+        ) as cancel:
             if node.held_file.exists():
                 held = int(node.held_file.read_text())
                 wait_for("the held host ends", lambda: held not in node.processes())
@@ -61,8 +63,16 @@ class Cancel(node_case.FleetCase):
         end = wait_for("its end is told", lambda: node.end_of(ticket))
         self.assertEqual(end["code"], CANCELLED)
         status = node.status()
-        self.assertEqual((status["stage"], status["ticket"], status["queued"], status["timers"],
-                          status["deferred"]), ("idle", 0, 0, [], False))
+        self.assertEqual(
+            (
+                status["stage"],
+                status["ticket"],
+                status["queued"],
+                status["timers"],
+                status["deferred"],
+            ),
+            ("idle", 0, 0, [], False),
+        )
         self.assertEqual([path.name for path in node.folder.glob("4QZ*")], [])
         self.assertFalse((node.folder / LOGS / "ota_act_success").exists())
         state = node.boot_state()
@@ -83,8 +93,11 @@ class Cancel(node_case.FleetCase):
 
     def tell(self):
         longest = max(self.took, key=self.took.get)
-        print(f"cancel: {len(self.took)} steps, the longest took {self.took[longest]:.2f} s "
-              f"({longest})", flush=True)
+        print(
+            f"cancel: {len(self.took)} steps, the longest took {self.took[longest]:.2f} s "
+            f"({longest})",
+            flush=True,
+        )
 
     def step_that_runs(self, step):
         node = self.node().wait_until_ready()

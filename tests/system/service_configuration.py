@@ -80,10 +80,14 @@ MISTAKES = [
     ("topic = ", "topic = #", "[root] topic", "expected"),
     ("serial = ", "serial SN", "", "expected"),
     ("serial = ", "serial = SN\nserial = SN", "[node] serial", "second time"),
-]
+]  # fmt: skip
 # One line each but these, where one change leaves several keys wrong.
-LINES = {("size = ", None): 2, ("broker = ", None): 4, ("serial = ", "serial SN"): 2,
-         ("signature = ", "signature = perhaps"): 2}
+LINES = {
+    ("size = ", None): 2,
+    ("broker = ", None): 4,
+    ("serial = ", "serial SN"): 2,
+    ("signature = ", "signature = perhaps"): 2,
+}
 GOOD = """[trial]
 attempts = 2
 health_command = true
@@ -116,8 +120,9 @@ class Configuration(node_case.Case):
         """Exit code and lines on standard error of otad."""
         log = self.place.folder / "check.log"
         log.unlink(missing_ok=True)
-        code = Process([*self.node.arguments(), *words], self.node.folder, log,
-                       self.node.environment()).child.wait(PATIENCE)
+        code = Process(
+            [*self.node.arguments(), *words], self.node.folder, log, self.node.environment()
+        ).child.wait(PATIENCE)
         return code, log.read_text().splitlines()
 
     def with_lines(self, begin, text):
@@ -127,7 +132,7 @@ class Configuration(node_case.Case):
         number = max(i for i, line in enumerate(lines) if line.startswith(begin))
         if begin == "ca_certificate = ":
             number = min(i for i, line in enumerate(lines) if line.startswith(begin))
-        lines[number:number + 1] = [] if text is None else text.split("\n")
+        lines[number : number + 1] = [] if text is None else text.split("\n")
         self.node.config.write_text("\n".join(lines) + "\n")
         return number + 1 + (text or "").count("\n")
 
@@ -156,21 +161,38 @@ class Configuration(node_case.Case):
     # A configuration outlives releases of the service, in both directions.
     def test_unknown_keys(self):
         for begin, text, told in [
-                ("serial = ", "serial = SN\nserail = SN",
-                 ["[node] serail is not known and has no effect; did you mean [node] serial?"]),
-                ("topic = ", "topic = a/b\nqqqqqqqqqqqq = 1",
-                 ["[root] qqqqqqqqqqqq is not known and has no effect"]),
-                ("[service]", "[servce]",
-                 [f"[servce] {key} is not known and has no effect; did you mean [service] {key}?"
-                  for key in ("allow_plain_http", "lowest_version", "history_size",
-                              "history_files")])]:
+            (
+                "serial = ",
+                "serial = SN\nserail = SN",
+                ["[node] serail is not known and has no effect; did you mean [node] serial?"],
+            ),
+            (
+                "topic = ",
+                "topic = a/b\nqqqqqqqqqqqq = 1",
+                ["[root] qqqqqqqqqqqq is not known and has no effect"],
+            ),
+            (
+                "[service]",
+                "[servce]",
+                [
+                    f"[servce] {key} is not known and has no effect; did you mean [service] {key}?"
+                    for key in (
+                        "allow_plain_http",
+                        "lowest_version",
+                        "history_size",
+                        "history_files",
+                    )
+                ],
+            ),
+        ]:
             with self.subTest(text):
                 line = self.with_lines(begin, text) + (begin == "[service]")
                 expected = [f"node.conf:{line + i}: {one}" for i, one in enumerate(told)]
                 code, lines = self.check("--check")
                 self.assertEqual(code, DONE)
-                self.assertEqual(lines, [f"warning: otad: {one}" for one in expected]
-                                 + ["node.conf: correct"])
+                self.assertEqual(
+                    lines, [f"warning: otad: {one}" for one in expected] + ["node.conf: correct"]
+                )
                 same = self.node.control("config", "check", "node.conf", cwd=self.node.folder)
                 self.assertEqual(same.code, DONE)
                 self.assertEqual((same.first["mistakes"], same.first["warnings"]), ([], expected))
@@ -200,10 +222,21 @@ class Configuration(node_case.Case):
         self.node.start().wait_until_ready().stop()
         whole = self.kept("requests.json").read_text()
         ledger = json.loads(whole)
-        for number, text in enumerate([
-                "", "{", "[]", "null", "garbage\0\1", whole[:len(whole) // 2], whole + whole,
-                json.dumps({**ledger, "nextTicket": -1}), json.dumps({**ledger, "queue": "none"}),
-                json.dumps({**ledger, "running": {"request": {}}})], 1):
+        for number, text in enumerate(
+            [
+                "",
+                "{",
+                "[]",
+                "null",
+                "garbage\0\1",
+                whole[: len(whole) // 2],
+                whole + whole,
+                json.dumps({**ledger, "nextTicket": -1}),
+                json.dumps({**ledger, "queue": "none"}),
+                json.dumps({**ledger, "running": {"request": {}}}),
+            ],
+            1,
+        ):
             with self.subTest(text[:40]):
                 self.kept("requests.json").write_text(text)
                 self.node.start().wait_until_ready()
@@ -222,17 +255,24 @@ class Configuration(node_case.Case):
         if os.geteuid() != 0:
             self.skipTest("needs root: only root can act as somebody else")
         server = FileServer(self.place)
-        for number, (old, new, code) in enumerate((
+        for number, (old, new, code) in enumerate(
+            (
                 ("4QZ2.0.0", "4QZ;>owned", VERSION_MALFORMED),
-                ("https://127.0.0.1", "http://127.0.0.1", PLAIN_HTTP_FORBIDDEN)), 2):
+                ("https://127.0.0.1", "http://127.0.0.1", PLAIN_HTTP_FORBIDDEN),
+            ),
+            2,
+        ):
             with self.subTest(new):
-                self.node = unit_sandbox.node(self.place, f"n{number}", server, number=number,
-                                              fast=False)
+                self.node = unit_sandbox.node(
+                    self.place, f"n{number}", server, number=number, fast=False
+                )
                 server.refuse(self.node.name)
                 self.node.start()
                 ticket = self.node.offer()
-                wait_for("the next attempt is waited for, and kept",
-                         lambda: (self.node.kept_requests() or {}).get("standing"))
+                wait_for(
+                    "the next attempt is waited for, and kept",
+                    lambda: (self.node.kept_requests() or {}).get("standing"),
+                )
                 self.node.stop()
                 server.refuse(self.node.name, False)
                 fetched = len(server.fetched(self.node.name))
@@ -242,8 +282,12 @@ class Configuration(node_case.Case):
                 # Not of this user's, who can neither change it nor put another in its place: an
                 # older release, or a backup.
                 other = ledger.with_name("other")
-                for attempt in (lambda path=ledger: path.open("a"), ledger.unlink, other.touch,
-                                lambda path=ledger: other.replace(path)):
+                for attempt in (
+                    lambda path=ledger: path.open("a"),
+                    ledger.unlink,
+                    other.touch,
+                    lambda path=ledger: other.replace(path),
+                ):
                     self.assertEqual(tries(attempt), "PermissionError")
                 ledger.write_text(text.replace(old, new).replace('"seconds":1800', '"seconds":1'))
                 self.node.start()
@@ -269,13 +313,16 @@ class Configuration(node_case.Case):
         self.node.stop()
         self.kept("settings.ini").write_text("[node]\nonboarding = \xff\n[[[")
         with open(self.kept("history.jsonl"), "ab") as history:
-            history.write(b"\xff\0garbage\n{\"time\": 1}\n[]\n")
+            history.write(b'\xff\0garbage\n{"time": 1}\n[]\n')
         lines = len(self.kept("history.jsonl").read_bytes().splitlines())
         self.node.start()
         # The file of the node counts again, and one line says so.
         self.assertEqual(self.node.told("status")["onboarding"], 0)
-        said = [line for line in self.node.log.read_text().splitlines()
-                if line.startswith("error: otad: ") and "settings.ini" in line]
+        said = [
+            line
+            for line in self.node.log.read_text().splitlines()
+            if line.startswith("error: otad: ") and "settings.ini" in line
+        ]
         self.assertEqual(len(said), 1, said)
         shown = self.node.control("history", "-n", "500")
         self.assertEqual(shown.code, DONE)

@@ -50,8 +50,10 @@ class FileServerAttacks(node_case.Case):
     def fails(self, node, **changes):
         """Offers an image that cannot be had; the lines of the log up to the next attempt."""
         node.offer(**changes)
-        wait_for("another attempt is waited for", lambda: any(
-            timer["name"] == RETRY for timer in node.status()["timers"]))
+        wait_for(
+            "another attempt is waited for",
+            lambda: any(timer["name"] == RETRY for timer in node.status()["timers"]),
+        )
         return node.log.read_bytes()
 
     # A certificate of an authority that the distribution trusts, and this node does not.
@@ -67,19 +69,30 @@ class FileServerAttacks(node_case.Case):
 
     def curl(self, url, *words, sandbox=None):
         """How curl ends that trusts the node's own authority."""
-        command = ["curl", "-s", "-o", "/dev/null", "--cacert", self.place.folder / "own/ca.pem",
-                   *words, url]
+        command = [
+            "curl",
+            "-s",
+            "-o",
+            "/dev/null",
+            "--cacert",
+            self.place.folder / "own/ca.pem",
+            *words,
+            url,
+        ]
         if sandbox:
             command = unit_sandbox.command(command, sandbox)
-        return subprocess.run([str(word) for word in command], check=False, env=own_environment(),
-                              timeout=60).returncode
+        return subprocess.run(
+            [str(word) for word in command], check=False, env=own_environment(), timeout=60
+        ).returncode
 
     def test_a_certificate_of_an_authority_of_the_store(self):
         server = FileServer(self.place)
         own = Certificates(self.place.folder / "own", "Authority of this node")
         self.store_with(server.certificates.authority)
         url = server.url("control", self.place.NEW)
-        self.assertEqual(self.curl(url), ACCEPTED, "the store is none: this test would prove nothing")
+        self.assertEqual(
+            self.curl(url), ACCEPTED, "the store is none: this test would prove nothing"
+        )
         self.assertEqual(self.curl(url, "--capath", "/nonexistent"), REFUSED)
         for number, kind in enumerate((Node, SandboxedNode), 1):
             with self.subTest(kind.__name__):
@@ -101,8 +114,9 @@ class FileServerAttacks(node_case.Case):
         certificates = Certificates(self.place.folder / "https")
         program = pathlib.Path(__file__).with_name("hostile_server.py")
         log = self.place.folder / "hostile.log"
-        server = Process([sys.executable, "-B", program, certificates.certificate,
-                          certificates.key], "/", log)
+        server = Process(
+            [sys.executable, "-B", program, certificates.certificate, certificates.key], "/", log
+        )
         self.place.closes(server.kill)
         port = wait_for("it listens", lambda: log.read_text().splitlines())[0]
         return f"https://127.0.0.1:{port}", certificates.authority
@@ -117,7 +131,9 @@ class FileServerAttacks(node_case.Case):
         url, authority = self.hostile_server()
         node = self.victim(authority)
         said = self.fails(node, fileServerURL=f"{url}/{path}")
-        self.assertIn(b"the file server sends far more than the %d bytes that a bank holds" % BANK, said)
+        self.assertIn(
+            b"the file server sends far more than the %d bytes that a bank holds" % BANK, said
+        )
         self.assertIn(b"curl_easy_perform() failed: Maximum file size exceeded", said)
         came = self.bytes_that_came(said)
         self.assertGreaterEqual(came, size)
@@ -155,7 +171,9 @@ class FileServerAttacks(node_case.Case):
         shutil.copy(authority, node.folder / "ca.pem")
         disk = node.folder / "drop"
         disk.mkdir()
-        subprocess.run(["mount", "-t", "tmpfs", "-o", f"mode=755,size={size}", "none", disk], check=True)
+        subprocess.run(
+            ["mount", "-t", "tmpfs", "-o", f"mode=755,size={size}", "none", disk], check=True
+        )
         self.place.closes(lambda: subprocess.run(["umount", "-l", disk], check=True))
         os.mknod(disk / "cfgmgr_socket", 0o600 | 0o140000)
         node.config.write_text(node.config.read_text().replace("tmp = .", "tmp = drop"))
@@ -184,8 +202,18 @@ class FileServerAttacks(node_case.Case):
         # The manifest behind the payload takes as much whatever the payload's size.
         room = BANK - (image.stat().st_size - self.place.PAYLOAD)
         payload.write_bytes(os.urandom(room))
-        self.place.run_tool("ota-image", "make", "--payload", payload, "--version",
-                            self.place.NEW, "--model", self.place.MODEL, "--output", image)
+        self.place.run_tool(
+            "ota-image",
+            "make",
+            "--payload",
+            payload,
+            "--version",
+            self.place.NEW,
+            "--model",
+            self.place.MODEL,
+            "--output",
+            image,
+        )
         self.assertEqual(image.stat().st_size, BANK)
         node = self.good_node()
         end = node.live_until_end_of(node.offer())
@@ -195,7 +223,7 @@ class FileServerAttacks(node_case.Case):
         url, authority = self.hostile_server()
         node = self.victim(authority)
         said = self.fails(node, fileServerURL=f"{url}/headers")
-        foreign = {byte for byte in said if not 0x20 <= byte <= 0x7e} - {0x0a}
+        foreign = {byte for byte in said if not 0x20 <= byte <= 0x7E} - {0x0A}
         self.assertEqual(foreign, set())
         self.assertIn(rb"X-Title: \x1B]0;owned\x07", said)
         self.assertIn(rb"X-C1: \x9B2J\xC2\x9B2J", said)
@@ -217,7 +245,9 @@ class FileServerAttacks(node_case.Case):
         for path in ("trailers", "interim"):
             with self.subTest(path):
                 said = self.fails(node, fileServerURL=f"{url}/{path}")
-                self.assertIn(b"the file server sent more than 262144 bytes of headers and trailers", said)
+                self.assertIn(
+                    b"the file server sent more than 262144 bytes of headers and trailers", said
+                )
                 self.assertIn(b"curl_easy_perform() failed: Weird server reply", said)
                 self.assertEqual(node.status()["wait_reason_code"], "too-many-headers")
                 self.assertEqual(node.events("host-crashed"), [])
@@ -231,8 +261,10 @@ class FileServerAttacks(node_case.Case):
         node = self.victim(authority, fast=True)
         end = node.live_until_end_of(node.offer(fileServerURL=f"{url}/busy"))
         self.assertEqual((end["code"], end["reason_code"]), (62, "server-error"), end)
-        self.assertEqual(end["reason"],
-                         "the file server answered 504, a code behind which the agent tries no more")
+        self.assertEqual(
+            end["reason"],
+            "the file server answered 504, a code behind which the agent tries no more",
+        )
         self.assertEqual(len(node.events("attempt-failed")), 1)
 
     def test_a_ca_certificate_that_is_none(self):
@@ -249,14 +281,20 @@ class FileServerAttacks(node_case.Case):
 
     def hold_ports(self, first, last):
         """As the user nobody, and until the test is over."""
-        code = ("import os, socket, sys\n"
-                f"os.setresgid(*[{NOBODY}] * 3), os.setresuid(*[{NOBODY}] * 3)\n"
-                "held = [socket.create_server(('', port)) for port in range(*map(int, sys.argv[1:]))]\n"
-                "print(len(held), flush=True)\n"
-                "sys.stdin.read()\n")
+        code = (
+            "import os, socket, sys\n"
+            f"os.setresgid(*[{NOBODY}] * 3), os.setresuid(*[{NOBODY}] * 3)\n"
+            "held = [socket.create_server(('', port)) for port in range(*map(int, sys.argv[1:]))]\n"
+            "print(len(held), flush=True)\n"
+            "sys.stdin.read()\n"
+        )
         # pylint: disable=consider-using-with
-        holder = subprocess.Popen([sys.executable, "-c", code, str(first), str(last + 1)], text=True,
-                                  stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        holder = subprocess.Popen(
+            [sys.executable, "-c", code, str(first), str(last + 1)],
+            text=True,
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+        )
         self.addCleanup(holder.communicate)
         self.assertEqual(holder.stdout.readline(), f"{last + 1 - first}\n")
 
@@ -266,8 +304,9 @@ class FileServerAttacks(node_case.Case):
         self.hold_ports(*AGENT_PORTS)
         end = node.live_until_end_of(node.offer(policy=2))
         self.assertEqual(end["code"], WRITTEN_ONLY, end)
-        self.assertIn("none of the local ports that downloads leave from could be had",
-                      node.log.read_text())
+        self.assertIn(
+            "none of the local ports that downloads leave from could be had", node.log.read_text()
+        )
         # Nor is there any other.
         ports = pathlib.Path("/proc/sys/net/ipv4/ip_local_port_range")
         self.addCleanup(ports.write_text, ports.read_text())
@@ -291,8 +330,7 @@ class FileServerAttacks(node_case.Case):
             self.assertIn(str(node.folder / name), holding, "there is nothing to be found")
         for name in (f"{LOGS}/otaSwAgent.log", "configs/otad/history.jsonl"):
             self.assertEqual((node.folder / name).stat().st_mode & 0o777, 0o640, name)
-        nobodys = subprocess.run(words, check=False, capture_output=True, text=True,
-                                 **AS_NOBODY)
+        nobodys = subprocess.run(words, check=False, capture_output=True, text=True, **AS_NOBODY)
         self.assertEqual(nobodys.stdout, "")
 
     def test_a_secret_in_a_url(self):
@@ -307,7 +345,7 @@ class FileServerAttacks(node_case.Case):
         told = [answer.error, *map(str, answer.lines), node.log.read_text(),
                 *map(str, node.control("history", "-n", "500").lines), str(node.status()),
                 *(path.read_text(errors="replace") for path in node.folder.rglob("*")
-                  if path.is_file() and "banks" not in path.parts)]
+                  if path.is_file() and "banks" not in path.parts)]  # fmt: skip
         self.assertEqual([one for one in told if "a-secret" in one], [])
 
     def test_a_good_download_is_one_line_of_libcurls(self):
@@ -318,8 +356,11 @@ class FileServerAttacks(node_case.Case):
         size = self.place.images[self.place.NEW].stat().st_size
         told = [line for line in lines if "libcurl" in line]
         self.assertEqual(len(told), 1, told)
-        self.assertRegex(told[0], rf"^notice: ota: \[libcurl curl_easy_perform:\d+\] 127\.0\.0\.1 port "
-                                  rf"\d+ answered 200: {size} bytes in [\d.]+ s$")
+        self.assertRegex(
+            told[0],
+            rf"^notice: ota: \[libcurl curl_easy_perform:\d+\] 127\.0\.0\.1 port "
+            rf"\d+ answered 200: {size} bytes in [\d.]+ s$",
+        )
         strangers = [line for line in lines if not line.startswith(("notice: ", "error: "))]
         self.assertEqual(strangers, [], "whose are they?")
         print(f"a whole upgrade: {len(lines)} lines", flush=True)

@@ -25,7 +25,7 @@ COMMITTED = "OTA_SW_COMMIT_COMPLETE"
 FAILED = 1
 MESSAGES = 20_000
 ROUNDS = 15
-REQUESTS = 5        # before the flood, and each of three lines
+REQUESTS = 5  # before the flood, and each of three lines
 REQUEST_LINES = ["accepted", "started", "finished"]
 MOST_GROWTH = 4096  # kB
 # The machine may be busy otherwise, and the flood itself takes one of its cores.
@@ -40,11 +40,23 @@ def resident(pid):
 
 def report(mac, number, word):
     """An envelope on one line, as the agent of an extender would send it."""
-    record = {"model": "GW-1000", "curswversion": f"4QZ1.0.{number}", "prevswversion": "",
-              "mac": mac, "sn": "SN0000000002", "status": word}
-    return json.dumps({"type": "swmgnt_info", "sequence": 1, "mac": mac, "version": "1.0.0",
-                       "data": {"signalname": "updateUpgradeStatus",
-                                "signaldata": json.dumps(record)}})
+    record = {
+        "model": "GW-1000",
+        "curswversion": f"4QZ1.0.{number}",
+        "prevswversion": "",
+        "mac": mac,
+        "sn": "SN0000000002",
+        "status": word,
+    }
+    return json.dumps(
+        {
+            "type": "swmgnt_info",
+            "sequence": 1,
+            "mac": mac,
+            "version": "1.0.0",
+            "data": {"signalname": "updateUpgradeStatus", "signaldata": json.dumps(record)},
+        }
+    )
 
 
 class Flood(node_case.Case):
@@ -57,8 +69,13 @@ class Flood(node_case.Case):
         self.broker = Broker(self.place)
         for file in self.broker.certificates.client(EXTENDER):
             os.chown(file, NOBODY, NOBODY)
-        self.node = unit_sandbox.node(self.place, "gateway", root=self.broker,
-                                      preload=self.modules["slow"], policy=installed_policy(GROUP))
+        self.node = unit_sandbox.node(
+            self.place,
+            "gateway",
+            root=self.broker,
+            preload=self.modules["slow"],
+            policy=installed_policy(GROUP),
+        )
         self.watch = Watch(self.node)
         self.node.start().wait_until_ready()
         wait_for("the gateway listens", lambda: self.node.status()["root_connected"])
@@ -86,24 +103,31 @@ class Flood(node_case.Case):
 
     def check_times(self, what, calm, flooded):
         for call, before, now in zip(("status", "request"), calm, flooded):
-            print(f"{what}: {call} {before * 1000:.0f} ms, in the flood {now * 1000:.0f} ms",
-                  flush=True)
+            print(
+                f"{what}: {call} {before * 1000:.0f} ms, in the flood {now * 1000:.0f} ms",
+                flush=True,
+            )
             self.assertLess(now, MOST_TIMES * before + SLACK)
 
     def check_memory(self, what, before):
         """What was freed may be returned a little later."""
         pid = self.node.daemon.pid
-        wait_for(f"the memory is given back: {before} kB before, {resident(pid)} kB",
-                 lambda: resident(pid) - before < MOST_GROWTH)
+        wait_for(
+            f"the memory is given back: {before} kB before, {resident(pid)} kB",
+            lambda: resident(pid) - before < MOST_GROWTH,
+        )
         print(f"{what}: VmRSS {before} kB before, {resident(pid)} kB after", flush=True)
 
     def check_request_lines(self):
         """In memory and on the disk, before and after a restart."""
+
         def expect(lines):
             for ticket in self.tickets:
                 events = [line["event"] for line in lines if line["ticket"] == ticket]
-                self.assertEqual([event for event in events if event in REQUEST_LINES],
-                                 REQUEST_LINES, ticket)
+                self.assertEqual(
+                    [event for event in events if event in REQUEST_LINES], REQUEST_LINES, ticket
+                )
+
         expect(self.node.history())
         expect(self.node.control("history", "-n", "500").lines)
         self.node.stop()
@@ -112,21 +136,28 @@ class Flood(node_case.Case):
 
     def left_out(self, event):
         """How many, as the history tells it."""
-        told = [line["reason"] for line in self.node.events(event)
-                if line["reason"].endswith(" more, which are left out")]
+        told = [
+            line["reason"]
+            for line in self.node.events(event)
+            if line["reason"].endswith(" more, which are left out")
+        ]
         return sum(int(reason.split(" and ")[1].split()[0]) for reason in told), len(told)
 
     def check_merged(self, event, sent, every=True, most=None):
         """Each that came is told by itself or counted, and few lines tell it."""
+
         def all_told():
             count, merged = self.left_out(event)
             single = len(self.node.events(event)) - merged
             return (count + single >= (sent if every else sent // 10)) and (single, merged, count)
+
         single, merged, count = wait_for("the rest is told", all_told)
         self.assertLessEqual(single + count, most or sent)
         self.assertGreater(merged, 0)
-        print(f"{event}: {sent} in {single} lines of their own and {merged} for {count} others",
-              flush=True)
+        print(
+            f"{event}: {sent} in {single} lines of their own and {merged} for {count} others",
+            flush=True,
+        )
         self.assertLess(single + merged, 200)
 
     def flood(self, lines):
@@ -134,9 +165,13 @@ class Flood(node_case.Case):
         text = self.place.folder / "flood"
         text.write_text("".join(line + "\n" for line in lines))
         with text.open("rb") as source:
-            return Process([*self.broker.client_of(EXTENDER), "-l",
-                            "-t", f"otaSwAgent/{EXTENDER}/report"], self.place.folder,
-                           self.place.folder / "flood.log", stdin=source, **AS_NOBODY)
+            return Process(
+                [*self.broker.client_of(EXTENDER), "-l", "-t", f"otaSwAgent/{EXTENDER}/report"],
+                self.place.folder,
+                self.place.folder / "flood.log",
+                stdin=source,
+                **AS_NOBODY,
+            )
 
     # The broker keeps a thousand messages for a listener and drops what comes faster than is read.
     def run_flood(self, what, lines):
@@ -165,9 +200,14 @@ class Flood(node_case.Case):
     def test_the_last_word_of_a_burst(self):
         burst = [report(EXTENDER, number, "NO_OTA_SW_UPGRADE") for number in range(60)]
         self.assertEqual(self.flood([*burst, report(EXTENDER, 0, COMMITTED)]).child.wait(), 0)
-        wait_for("its last word is raised", lambda: [
-            line for line in self.watch.of("extender", mac=EXTENDER)
-            if line["record"]["status"] == COMMITTED])
+        wait_for(
+            "its last word is raised",
+            lambda: [
+                line
+                for line in self.watch.of("extender", mac=EXTENDER)
+                if line["record"]["status"] == COMMITTED
+            ],
+        )
         self.check_merged("extender-report", len(burst) + 1)
         self.assertLess(len(self.watch.of("extender", mac=EXTENDER)), len(burst))
 
@@ -184,30 +224,47 @@ class Flood(node_case.Case):
         wait_for("the gateway listens", lambda: self.node.status()["root_connected"])
         self.check_merged("extender-report", QUEUED_BY_DEFAULT, most=sent)
         self.broker.publish(topic, report(OTHER, 3, COMMITTED))
-        wait_for("a later report is raised", lambda: any(
-            line["record"]["curswversion"] == "4QZ1.0.3"
-            for line in self.watch.of("extender", mac=OTHER)))
+        wait_for(
+            "a later report is raised",
+            lambda: any(
+                line["record"]["curswversion"] == "4QZ1.0.3"
+                for line in self.watch.of("extender", mac=OTHER)
+            ),
+        )
         heard = [line["record"]["curswversion"] for line in self.watch.of("extender", mac=OTHER)]
         self.assertEqual(heard, ["4QZ1.0.1", "4QZ1.0.3"])
 
     def test_an_ordinary_upgrade_is_told_word_by_word(self):
-        words = ["OTA_SW_ACTIVATION_COMPLETE", COMMITTED, "NO_OTA_SW_UPGRADE", "OTA_SW_SWAP_PASSIVE"]
+        words = [
+            "OTA_SW_ACTIVATION_COMPLETE",
+            COMMITTED,
+            "NO_OTA_SW_UPGRADE",
+            "OTA_SW_SWAP_PASSIVE",
+        ]
         sent = [report(EXTENDER, number, word) for number in range(3) for word in words]
         self.assertEqual(self.flood(sent).child.wait(), 0)
-        wait_for("all are raised",
-                 lambda: len(self.watch.of("extender", mac=EXTENDER)) == len(sent))
-        heard = [(line["record"]["curswversion"], line["record"]["status"])
-                 for line in self.watch.of("extender", mac=EXTENDER)]
-        self.assertEqual(heard, [(f"4QZ1.0.{number}", word) for number in range(3)
-                                 for word in words])
+        wait_for(
+            "all are raised", lambda: len(self.watch.of("extender", mac=EXTENDER)) == len(sent)
+        )
+        heard = [
+            (line["record"]["curswversion"], line["record"]["status"])
+            for line in self.watch.of("extender", mac=EXTENDER)
+        ]
+        self.assertEqual(
+            heard, [(f"4QZ1.0.{number}", word) for number in range(3) for word in words]
+        )
         self.assertEqual(self.left_out("extender-report"), (0, 0))
 
     def probe(self, count, size, caller=None):
         """Offers of a member of the group, or of another caller."""
         must_run(self, self.modules["flood"])
-        return Process([self.modules["flood"], self.node.bus.address, count, size],
-                       self.place.folder, self.place.folder / "probe.log", own_environment(),
-                       **(caller or AS_MEMBER))
+        return Process(
+            [self.modules["flood"], self.node.bus.address, count, size],
+            self.place.folder,
+            self.place.folder / "probe.log",
+            own_environment(),
+            **(caller or AS_MEMBER),
+        )
 
     def test_refused_offers(self):
         count = 5000
@@ -241,7 +298,7 @@ class Flood(node_case.Case):
         thief = subprocess.run(
             [*self.broker.client_of(EXTENDER), "-i", f"otaSwAgent-{self.node.mac}",
              "-t", f"otaSwAgent/{EXTENDER}/report", "-m", report(EXTENDER, 1, COMMITTED)],
-            capture_output=True, check=False, timeout=PATIENCE, **AS_NOBODY)
+            capture_output=True, check=False, timeout=PATIENCE, **AS_NOBODY)  # fmt: skip
         self.assertEqual(thief.returncode, 0, thief.stderr)
         wait_for("its report is raised", lambda: self.watch.of("extender", mac=EXTENDER))
         log = (self.broker.folder / "mosquitto.log").read_text()

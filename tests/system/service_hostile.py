@@ -15,8 +15,21 @@ from rig.waiting import PATIENCE
 from stranger import AS_MEMBER, GROUP, must_run
 
 COMMITTED = 0
-TEXTS = ["$(touch here)", "`touch here`", "x; touch here", "x\ntouch here", "'", '"', "../../etc",
-         "%s%n", "\u202e", "x" * 100_000, "-rf /", "{}", "[" * 5000]
+TEXTS = [
+    "$(touch here)",
+    "`touch here`",
+    "x; touch here",
+    "x\ntouch here",
+    "'",
+    '"',
+    "../../etc",
+    "%s%n",
+    "\u202e",
+    "x" * 100_000,
+    "-rf /",
+    "{}",
+    "[" * 5000,
+]
 SETTINGS = ["work_mode", "work_role", "onboarding", "preferred_activation_time", "model", "../x"]
 
 
@@ -29,8 +42,13 @@ class Hostile(node_case.Case):
         super().setUp()
         must_run(self, self.modules["hostile"])
         self.server = FileServer(self.place)
-        self.node = unit_sandbox.node(self.place, "n1", self.server, preload=self.modules["exec"],
-                                      policy=installed_policy(GROUP))
+        self.node = unit_sandbox.node(
+            self.place,
+            "n1",
+            self.server,
+            preload=self.modules["exec"],
+            policy=installed_policy(GROUP),
+        )
         self.journal = self.node.exec_journal
         self.journal.touch()
         self.node.start().wait_until_ready()
@@ -51,9 +69,12 @@ class Hostile(node_case.Case):
         self.assertEqual(self.journal.read_text(), before[1], "a process was started")
         self.assertEqual(self.node.processes(), before[2])
         self.assertEqual(self.files(), before[0], "a file was touched")
-        self.assertEqual({path.name for path in (self.node.folder / "configs/otad").iterdir()} -
-                         {"history.jsonl", "requests.json", "settings.ini"} -
-                         {f"history.jsonl.{number}" for number in range(1, 21)}, set())
+        self.assertEqual(
+            {path.name for path in (self.node.folder / "configs/otad").iterdir()}
+            - {"history.jsonl", "requests.json", "settings.ini"}
+            - {f"history.jsonl.{number}" for number in range(1, 21)},
+            set(),
+        )
 
     def state(self):
         return self.files(), self.journal.read_text(), self.node.processes()
@@ -65,9 +86,15 @@ class Hostile(node_case.Case):
 
     def test_offers(self):
         before = self.state()
-        finished = subprocess.run([self.modules["hostile"], self.node.bus.address],
-                                  capture_output=True, text=True, check=False, timeout=600,
-                                  env=own_environment(), **AS_MEMBER)
+        finished = subprocess.run(
+            [self.modules["hostile"], self.node.bus.address],
+            capture_output=True,
+            text=True,
+            check=False,
+            timeout=600,
+            env=own_environment(),
+            **AS_MEMBER,
+        )
         self.assertEqual(finished.returncode, 0, finished.stdout + finished.stderr)
         self.check_untouched(before)
         status = self.node.status()
@@ -80,8 +107,11 @@ class Hostile(node_case.Case):
         before = self.state()
         count = 0
         for text in TEXTS:
-            records = [text, json.dumps({"actTime": text}),
-                       json.dumps({"actTime": "02:00:00", "sn": text})]
+            records = [
+                text,
+                json.dumps({"actTime": text}),
+                json.dumps({"actTime": "02:00:00", "sn": text}),
+            ]
             calls = [("SetActivationTime", "s", record) for record in records]
             calls += [("ChangeSetting", "ss", name, text) for name in SETTINGS]
             for call in calls:
@@ -100,7 +130,7 @@ class Hostile(node_case.Case):
              "/velmo/otaSwAgent", "--method", f"{name}.{member}",
              *(json.dumps(text, ensure_ascii=False) for text in arguments[1:])],
             capture_output=True, text=True, check=False, timeout=PATIENCE, env=own_environment(),
-            **AS_MEMBER)
+            **AS_MEMBER)  # fmt: skip
         self.assertNotEqual(finished.returncode, 0, (member, arguments))
         return finished.stderr.strip().removeprefix("Error: GDBus.Error:")
 

@@ -21,12 +21,13 @@ MOST_SAVES = 8  # one more than a process of the daemon makes in an upgrade
 @dataclasses.dataclass(frozen=True)
 class Point:
     """Where the node is when it is hit."""
+
     name: str
-    spot: str             # as hold_probe.cpp takes it, of the host
-    fetches: tuple        # how often the image may be fetched in the end
+    spot: str  # as hold_probe.cpp takes it, of the host
+    fetches: tuple  # how often the image may be fetched in the end
     policy: int = 1
-    boot: int = 1         # before the reboot, or behind it
-    timed: bool = False   # when the activation time has come
+    boot: int = 1  # before the reboot, or behind it
+    timed: bool = False  # when the activation time has come
 
 
 AGAIN, ONCE, NEVER = (2,), (1,), (0,)
@@ -99,8 +100,11 @@ class Kill(node_case.FleetCase):
         self.assertTrue(node.bank_holds("a", Place.OLD), "the bank that ran was written to")
         self.assertFalse([word for word in node.words() if "FAIL" in word], node.words())
         whole = self.place.images[version].stat().st_size
-        got = [size for status, size in self.server.fetched(node.name)
-               if (status, size) == (200, whole)]
+        got = [
+            size
+            for status, size in self.server.fetched(node.name)
+            if (status, size) == (200, whole)
+        ]
         self.assertIn(len(got), fetches, "an image that was written whole is not fetched again")
         self.assertFalse(node.had_twin(), "two host processes at a time")
 
@@ -145,8 +149,11 @@ class Kill(node_case.FleetCase):
         node.close()
 
     def test_every_step(self):
-        jobs = {f"{point.name}, {blow}": lambda point=point, blow=blow: self.upgrade_hit_at(
-            point, blow) for point in POINTS for blow in BLOWS}
+        jobs = {
+            f"{point.name}, {blow}": lambda point=point, blow=blow: self.upgrade_hit_at(point, blow)
+            for point in POINTS
+            for blow in BLOWS
+        }
         self.tell(len(jobs), self.each_at_once(jobs))
 
     # Where nothing can be held: the node is hit while it rests or crawls.
@@ -213,8 +220,12 @@ class Kill(node_case.FleetCase):
             if hit:
                 node.wait_until_held()
                 self.hit(node, blow)
-            ends.append(wait_for("the reboot timer is kept",
-                                 lambda node=node: self.kept_timer(node, "rebootTimer"))["endsAt"])
+            ends.append(
+                wait_for(
+                    "the reboot timer is kept",
+                    lambda node=node: self.kept_timer(node, "rebootTimer"),
+                )["endsAt"]
+            )
             self.assertEqual(len(self.server.fetched(node.name)), 1)
         # The next midnight, where no signal brought a time.
         self.assertAlmostEqual(ends[0], ends[1], delta=60)
@@ -234,8 +245,14 @@ class Kill(node_case.FleetCase):
 
     def test_every_rest(self):
         jobs = {}
-        for rest in (self.idle, self.downloading, self.reboot_timer, self.retry_timer,
-                     self.swap_on_schedule, self.first_poll):
+        for rest in (
+            self.idle,
+            self.downloading,
+            self.reboot_timer,
+            self.retry_timer,
+            self.swap_on_schedule,
+            self.first_poll,
+        ):
             for blow in BLOWS:
                 jobs[f"{rest.__name__}, {blow}"] = lambda rest=rest, blow=blow: rest(blow)
         self.tell(len(jobs), self.each_at_once(jobs))
@@ -249,8 +266,10 @@ class Kill(node_case.FleetCase):
                 return False
             if node.reboot_file.exists() and node.daemon.is_running():
                 node.daemon.child.terminate()
-                wait_for("it ends or is held",
-                         lambda: not node.daemon.is_running() or node.held_file.exists())
+                wait_for(
+                    "it ends or is held",
+                    lambda: not node.daemon.is_running() or node.held_file.exists(),
+                )
             if not node.daemon.is_running():
                 node.wait_until_off()
                 node.boot()
@@ -264,9 +283,12 @@ class Kill(node_case.FleetCase):
         descriptor = node.folder.parent / f"{node.name}.json"
         descriptor.write_text(json.dumps(node.descriptor()))
         # It has no answer yet where the daemon dies over the first of them.
-        with subprocess.Popen([self.place.program("otactl"), "--bus", node.bus.address, "offer",
-                               descriptor], env=own_environment(), stdout=subprocess.DEVNULL,
-                              stderr=subprocess.DEVNULL) as offer:
+        with subprocess.Popen(
+            [self.place.program("otactl"), "--bus", node.bus.address, "offer", descriptor],
+            env=own_environment(),
+            stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL,
+        ) as offer:
             met = self.meet_save(node)
             kept = True
             if met:
@@ -293,8 +315,12 @@ class Kill(node_case.FleetCase):
             met[number, moment] = self.save_hit(number, moment)
 
         seconds = self.each_at_once(
-            {f"save {number}, {moment}": lambda number=number, moment=moment: hit(number, moment)
-             for number in range(1, MOST_SAVES + 1) for moment in ("before", "after")})
+            {
+                f"save {number}, {moment}": lambda number=number, moment=moment: hit(number, moment)
+                for number in range(1, MOST_SAVES + 1)
+                for moment in ("before", "after")
+            }
+        )
         # The last ones are beyond what an upgrade needs: so all were hit.
         self.assertFalse(met[MOST_SAVES, "before"], "there are more: raise MOST_SAVES")
         self.tell(sum(met.values()), seconds)

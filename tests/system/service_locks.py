@@ -19,7 +19,7 @@ ROUNDS = 6
 WRITE_FAILED = 52
 LOCKS = "/run/lock"  # a directory of this test alone, see main
 OF_BOOT_TOOLS = f"{LOCKS}/fw_printenv.lock"
-PROMPT = 5           # seconds; the lock is waited for twice as long
+PROMPT = 5  # seconds; the lock is waited for twice as long
 # Opens, or makes, the file as the user of the first number, and goes on as that of the second.
 HOLD = """
 import fcntl, os, sys
@@ -94,8 +94,12 @@ class Locks(node_case.Case):
     def holder(self, path, before, after):
         """A process that holds the lock until the end of the test."""
         # pylint: disable=consider-using-with
-        child = subprocess.Popen([sys.executable, "-c", HOLD, path, str(before), str(after)],
-                                 stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        child = subprocess.Popen(
+            [sys.executable, "-c", HOLD, path, str(before), str(after)],
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+            text=True,
+        )
         self.addCleanup(child.communicate)
         self.assertEqual(child.stdout.readline(), "held\n")
         return child
@@ -146,14 +150,30 @@ class Locks(node_case.Case):
     def test_no_moment_in_between(self):
         """A tool of root's, while another user changes what stands there all the time."""
         precious = self.place.folder / "precious"
-        tool = [self.place.program("ota-boot-state"), "init", "--active", "a", "--image",
-                self.place.images[self.place.OLD], "--output", self.place.folder / "state"]
+        tool = [
+            self.place.program("ota-boot-state"),
+            "init",
+            "--active",
+            "a",
+            "--image",
+            self.place.images[self.place.OLD],
+            "--output",
+            self.place.folder / "state",
+        ]
         for kind in ["link", "pipe", "held"] * ROUNDS:
             with self.subTest(kind):
                 self.clear_locks()
                 precious.write_text("kept")
-                words = [sys.executable, "-c", SWAP, OF_BOOT_TOOLS, f"{LOCKS}/aside", kind,
-                         str(precious), str(NOBODY)]
+                words = [
+                    sys.executable,
+                    "-c",
+                    SWAP,
+                    OF_BOOT_TOOLS,
+                    f"{LOCKS}/aside",
+                    kind,
+                    str(precious),
+                    str(NOBODY),
+                ]
                 with subprocess.Popen(words, stdout=subprocess.PIPE) as swapper:
                     self.assertEqual(swapper.stdout.readline(), b"begun\n")
                     try:
@@ -176,8 +196,10 @@ class Locks(node_case.Case):
             time.sleep(0.2)
         self.assertEqual(end["code"], WRITE_FAILED, end)
         self.assertLess(slowest, PROMPT, "the daemon waited, too")
-        self.assertIn(f"{OF_BOOT_TOOLS}: is held by process {tool.pid}; end that one first",
-                      self.node.log.read_text().replace("/var/lock", "/run/lock"))
+        self.assertIn(
+            f"{OF_BOOT_TOOLS}: is held by process {tool.pid}; end that one first",
+            self.node.log.read_text().replace("/var/lock", "/run/lock"),
+        )
         tool.communicate()
         self.commit()
 

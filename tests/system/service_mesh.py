@@ -34,8 +34,15 @@ class Mesh(node_case.Case):
         self.wait_for_root(self.gateway)
 
     def extender(self, number):
-        return Node(self.place, f"ext-{number}", self.server, number=number + 1, mode="AP_Bridge",
-                    role="Agent", root=self.broker).start()
+        return Node(
+            self.place,
+            f"ext-{number}",
+            self.server,
+            number=number + 1,
+            mode="AP_Bridge",
+            role="Agent",
+            root=self.broker,
+        ).start()
 
     @staticmethod
     def wait_for_root(node):
@@ -51,15 +58,18 @@ class Mesh(node_case.Case):
         nodes = [self.gateway, *extenders]
         tickets = [node.offer() for node in nodes]
         with concurrent.futures.ThreadPoolExecutor(len(nodes)) as pool:
-            ends = list(pool.map(lambda node, ticket: node.live_until_end_of(ticket), nodes,
-                                 tickets))
+            ends = list(
+                pool.map(lambda node, ticket: node.live_until_end_of(ticket), nodes, tickets)
+            )
         self.assertEqual([end["code"] for end in ends], [COMMITTED] * 3)
         for node in nodes:
             self.assertTrue(node.bank_holds("b", "4QZ2.0.0"))
         # The gateway itself rebooted in between: what came meanwhile is delivered then.
         for node in extenders:
-            wait_for(f"both reports of {node.name} are at the root",
-                     lambda node=node: len(self.words_at_root(node)) >= len(WORDS))
+            wait_for(
+                f"both reports of {node.name} are at the root",
+                lambda node=node: len(self.words_at_root(node)) >= len(WORDS),
+            )
             self.assertEqual(self.words_at_root(node), WORDS)
             self.assertEqual(node.events("root-failed"), [])
             self.assertEqual(len(node.events("root-notified")), len(WORDS))
@@ -79,37 +89,80 @@ class Mesh(node_case.Case):
 
     def forged(self, mac):
         """Topics and texts of somebody who reached the broker, each wrong in one way."""
-        record = {"model": "GW-1000", "curswversion": "4QZ1.0.0", "prevswversion": "4QZ0.9.0",
-                  "mac": mac, "sn": "SN0000000002", "status": WORDS[1]}
-        envelope = {"type": "swmgnt_info", "version": "1.0.0", "sequence": 1, "mac": mac,
-                    "data": {"signalname": "updateUpgradeStatus",
-                             "signaldata": json.dumps(record)}}
+        record = {
+            "model": "GW-1000",
+            "curswversion": "4QZ1.0.0",
+            "prevswversion": "4QZ0.9.0",
+            "mac": mac,
+            "sn": "SN0000000002",
+            "status": WORDS[1],
+        }
+        envelope = {
+            "type": "swmgnt_info",
+            "version": "1.0.0",
+            "sequence": 1,
+            "mac": mac,
+            "data": {"signalname": "updateUpgradeStatus", "signaldata": json.dumps(record)},
+        }
 
-        handed_over = {"fileServerURL": "https://127.0.0.1/i", "activationTime": "",
-                       "checksum": "0" * 32, "swVersion": "4QZ2.0.0"}
+        handed_over = {
+            "fileServerURL": "https://127.0.0.1/i",
+            "activationTime": "",
+            "checksum": "0" * 32,
+            "swVersion": "4QZ2.0.0",
+        }
 
         def changed(**fields):
             return json.dumps({**envelope, **fields})
 
         def record_with(**fields):
-            return changed(data={"signalname": "updateUpgradeStatus",
-                                 "signaldata": json.dumps({**record, **fields})})
+            return changed(
+                data={
+                    "signalname": "updateUpgradeStatus",
+                    "signaldata": json.dumps({**record, **fields}),
+                }
+            )
 
         report, file_server = f"otaSwAgent/{mac}/report", f"otaSwAgent/{mac}/file-server"
         return [
-            (report, "hello"), (report, ""), (report, b"\xff\xfe"), (report, "[]"),
-            (report, changed(type="other")), (report, changed(version="2.0.0")),
-            (report, changed(sequence=2)), (report, changed(mac="02:00:5E:10:00:77")),
-            (report, changed(data="text")), (report, "[" * 60_000),
-            (report, record_with(mac="02:00:5E:10:00:77")), (report, record_with(status="OWNED")),
-            (report, record_with(model="x" * 5000)), (report, record_with(sn=["list"])),
-            (report, changed() + changed()), (file_server, "{}"),
-            (file_server, json.dumps({"fileServerURL": "x" * 20_000, "activationTime": "",
-                                      "checksum": "", "swVersion": ""})),
-            *((file_server, json.dumps({**handed_over, **wrong})) for wrong in (
-                {"fileServerURL": "http://127.0.0.1/i"}, {"fileServerURL": "file:///etc/shadow"},
-                {"swVersion": "4QZ$(reboot)"}, {"swVersion": "1.0"}, {"checksum": "0"},
-                {"activationTime": "25:00"})),
+            (report, "hello"),
+            (report, ""),
+            (report, b"\xff\xfe"),
+            (report, "[]"),
+            (report, changed(type="other")),
+            (report, changed(version="2.0.0")),
+            (report, changed(sequence=2)),
+            (report, changed(mac="02:00:5E:10:00:77")),
+            (report, changed(data="text")),
+            (report, "[" * 60_000),
+            (report, record_with(mac="02:00:5E:10:00:77")),
+            (report, record_with(status="OWNED")),
+            (report, record_with(model="x" * 5000)),
+            (report, record_with(sn=["list"])),
+            (report, changed() + changed()),
+            (file_server, "{}"),
+            (
+                file_server,
+                json.dumps(
+                    {
+                        "fileServerURL": "x" * 20_000,
+                        "activationTime": "",
+                        "checksum": "",
+                        "swVersion": "",
+                    }
+                ),
+            ),
+            *(
+                (file_server, json.dumps({**handed_over, **wrong}))
+                for wrong in (
+                    {"fileServerURL": "http://127.0.0.1/i"},
+                    {"fileServerURL": "file:///etc/shadow"},
+                    {"swVersion": "4QZ$(reboot)"},
+                    {"swVersion": "1.0"},
+                    {"checksum": "0"},
+                    {"activationTime": "25:00"},
+                )
+            ),
         ]
 
     def test_forged_reports(self):
@@ -156,8 +209,10 @@ class Mesh(node_case.Case):
         return waits
 
     def check_waits(self, how, waits):
-        print(f"root {how}: each report cost {', '.join(f'{wait:.1f} s' for wait in waits)}",
-              flush=True)
+        print(
+            f"root {how}: each report cost {', '.join(f'{wait:.1f} s' for wait in waits)}",
+            flush=True,
+        )
         self.assertEqual(len(waits), len(WORDS))
         self.assertLess(max(waits), ROOT_COSTS + SLACK)
 

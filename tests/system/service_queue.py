@@ -36,8 +36,10 @@ class Queue(node_case.Case):
         first = node.offer(policy=2)
         wait_for("the first bytes", lambda: node.status()["downloaded_bytes"] > 0)
         offer = json.dumps(node.descriptor(Place.NEWER, 2))
-        calls = [(["offer", "-"], offer)] * 4 + [(["trigger", "--flag", "0"], None),
-                                                 (["activate-at", "now+3600"], None)]
+        calls = [(["offer", "-"], offer)] * 4 + [
+            (["trigger", "--flag", "0"], None),
+            (["activate-at", "now+3600"], None),
+        ]
         began = time.monotonic()
         with concurrent.futures.ThreadPoolExecutor(len(calls)) as pool:
             answers = list(pool.map(lambda call: node.told(*call[0], text=call[1]), calls))
@@ -77,8 +79,9 @@ class Queue(node_case.Case):
         wait_for("the first waits", lambda: seconds_left(node, "rebootTimer"))
         second = node.offer(Place.NEWER, policy=1)
         end = wait_for("the first ends", lambda: node.end_of(first))
-        self.assertEqual((end["code"], end["reason"]),
-                         (SUPERSEDED, f"ticket {second} took its place"))
+        self.assertEqual(
+            (end["code"], end["reason"]), (SUPERSEDED, f"ticket {second} took its place")
+        )
         self.assertEqual(node.live_until_end_of(second)["code"], COMMITTED)
         self.assertTrue(node.bank_holds("b", Place.NEWER))
         wait_for("the node is idle", lambda: node.status()["stage"] == "idle")
@@ -98,16 +101,24 @@ class Queue(node_case.Case):
         wait_for("the first byte", lambda: dribbling.sent > 0)
         before = dribbling.sent
         began = time.monotonic()
-        finished = subprocess.run([self.modules["latency"], node.bus.address, str(CALLS)],
-                                  capture_output=True, text=True, check=False, timeout=600,
-                                  env=own_environment())
+        finished = subprocess.run(
+            [self.modules["latency"], node.bus.address, str(CALLS)],
+            capture_output=True,
+            text=True,
+            check=False,
+            timeout=600,
+            env=own_environment(),
+        )
         self.assertEqual(finished.returncode, 0, finished.stderr)
         took = json.loads(finished.stdout)
         self.assertEqual(node.status()["stage"], "downloading")
         rate = (dribbling.sent - before) / (time.monotonic() - began)
         wait_for("the download goes on", lambda: dribbling.sent > before)
-        print(f"status: {took['calls']} calls at {rate:.1f} bytes/s: p50 {took['p50']} ms, "
-              f"p99 {took['p99']} ms, max {took['max']} ms", flush=True)
+        print(
+            f"status: {took['calls']} calls at {rate:.1f} bytes/s: p50 {took['p50']} ms, "
+            f"p99 {took['p99']} ms, max {took['max']} ms",
+            flush=True,
+        )
         node.told("cancel")
 
 

@@ -43,8 +43,12 @@ class Settings(node_case.Case):
 
     def test_they_take_effect_and_are_kept(self):
         node = self.node
-        wanted = {"work_mode": "AP_Bridge", "work_role": "Controller", "onboarding": "1",
-                  "preferred_activation_time": time_of_day(3)}
+        wanted = {
+            "work_mode": "AP_Bridge",
+            "work_role": "Controller",
+            "onboarding": "1",
+            "preferred_activation_time": time_of_day(3),
+        }
         for name, value in wanted.items():
             node.told("set", name, value)
         for power in (None, node.reboot, node.cut_power):
@@ -87,8 +91,9 @@ class Settings(node_case.Case):
         self.pass_time("downloadStartTimer")
         node.wait_for_event("deferred", ticket=ticket)
         status = node.status()
-        self.assertEqual((status["deferred"], status["ticket"], status["timers"]),
-                         (True, ticket, []))
+        self.assertEqual(
+            (status["deferred"], status["ticket"], status["timers"]), (True, ticket, [])
+        )
         self.assertEqual(self.server.fetched(node.name), [])
         return ticket
 
@@ -132,15 +137,20 @@ class Settings(node_case.Case):
         self.server.refuse(node.name)
         ticket = node.offer(policy=2)
         for attempt in range(1, 7):
-            wait_for(f"attempt {attempt} failed",
-                     lambda attempt=attempt: (kept := node.kept_requests()) and
-                     kept.get("failedDownloads") == attempt and kept["timers"])
+            wait_for(
+                f"attempt {attempt} failed",
+                lambda attempt=attempt: (kept := node.kept_requests())
+                and kept.get("failedDownloads") == attempt
+                and kept["timers"],
+            )
             left = seconds_left(node, "downloadRetryTimer")
             self.assertEqual(left > 120, attempt == 1, (attempt, left))
             self.pass_time("downloadRetryTimer")  # which starts the host anew
         end = node.wait_for_event("finished", ticket=ticket)
-        self.assertEqual((end["code"], end["reason"]), (
-            GAVE_UP, "attempt 7 of 7 failed: the file server answered 503"))
+        self.assertEqual(
+            (end["code"], end["reason"]),
+            (GAVE_UP, "attempt 7 of 7 failed: the file server answered 503"),
+        )
         self.assertEqual(node.words(), ["OTA_RECONNECT_BUE"])
         self.assertEqual(len(node.events("series-ended")), 1)
         wait_for("the node is idle", lambda: node.status()["stage"] == "idle")

@@ -32,8 +32,9 @@ class Trial(node_case.Case):
 
     @staticmethod
     def sentences(node):
-        return "\n".join(one["sentence"] for one in node.told("explain")["sentences"]
-                         if one["topic"] == "trial")
+        return "\n".join(
+            one["sentence"] for one in node.told("explain")["sentences"] if one["topic"] == "trial"
+        )
 
     @staticmethod
     def bank(node, name):
@@ -56,8 +57,10 @@ class Trial(node_case.Case):
         self.assertIn(f"otactl forget {Place.NEW}", said)
         commit = node.control("commit")
         self.assertEqual(commit.code, NOTHING_TO_COMMIT)
-        self.assertIn(f"bank a ({Place.OLD}) runs; bank b ({Place.NEW}) failed its trial: {reason}",
-                      commit.error)
+        self.assertIn(
+            f"bank a ({Place.OLD}) runs; bank b ({Place.NEW}) failed its trial: {reason}",
+            commit.error,
+        )
 
     def check_refused(self, node):
         offer = node.folder / "again.json"
@@ -70,14 +73,18 @@ class Trial(node_case.Case):
         node = self.node("health_command = echo checked >> health")
         ticket = node.offer()
         self.wait_for_reboot(node)
-        self.assertIn(f"Bank b ({Place.NEW}) is activated and has not booted yet",
-                      self.sentences(node))
+        self.assertIn(
+            f"Bank b ({Place.NEW}) is activated and has not booted yet", self.sentences(node)
+        )
         self.assertEqual(node.control("commit").code, NOTHING_TO_COMMIT)
         self.assertFalse((node.folder / "health").exists())
         self.assertEqual(node.live_until_end_of(ticket)["code"], COMMITTED)
         self.assertEqual((node.folder / "health").read_text(), "checked\n")
-        steps = [line["event"] for line in node.history() if line["event"] in
-                 ("trial", "committed") or line["reason"] == "OTA_SW_COMMIT_COMPLETE"]
+        steps = [
+            line["event"]
+            for line in node.history()
+            if line["event"] in ("trial", "committed") or line["reason"] == "OTA_SW_COMMIT_COMPLETE"
+        ]
         self.assertEqual(steps, ["trial", "status", "committed"])
         wait_for("the node is idle", lambda: node.status()["stage"] == "idle")
         state = node.boot_state()
@@ -123,8 +130,10 @@ class Trial(node_case.Case):
         ticket = node.offer()
         self.wait_for_reboot(node)
         node.reboot()
-        wait_for("the health command is explained",
-                 lambda: "its health command runs, at most 1 s" in self.sentences(node))
+        wait_for(
+            "the health command is explained",
+            lambda: "its health command runs, at most 1 s" in self.sentences(node),
+        )
         self.wait_for_reboot(node)
         self.assertNotIn("sleep", node.processes().values())
         self.assertIn("1 s", node.events("trial-failed")[-1]["reason"])
@@ -140,8 +149,9 @@ class Trial(node_case.Case):
             node.hold(BEFORE_COMMIT)
             node.boot().wait_until_held()
             self.assertEqual(node.boot_state()["active"], "b")
-            self.assertEqual(node.events("trial")[-1]["reason"],
-                             f"bank b, boot attempts left: {left}")
+            self.assertEqual(
+                node.events("trial")[-1]["reason"], f"bank b, boot attempts left: {left}"
+            )
             self.assertIn(f"{left} boot attempt", self.sentences(node))
             self.assertEqual(self.bank(node, "b")["attempts"], left)
             node.kill_daemon()

@@ -89,8 +89,16 @@ class Nuisance:
 
 def runs(*words):
     """A program of his, and what came of it."""
-    return subprocess.run([str(word) for word in words], check=False, capture_output=True, text=True,
-                          stdin=subprocess.DEVNULL, env=own_environment(), timeout=PATIENCE, **AS_NOBODY)
+    return subprocess.run(
+        [str(word) for word in words],
+        check=False,
+        capture_output=True,
+        text=True,
+        stdin=subprocess.DEVNULL,
+        env=own_environment(),
+        timeout=PATIENCE,
+        **AS_NOBODY,
+    )
 
 
 def must_run(test, program):

@@ -15,13 +15,13 @@ import time
 from node_servers import FileServer
 from rig.failure import Failure
 from sweep_node import SmallPlace, must_come
-from sweep_roads import NOT_MET, ROADS, Point, Traveller
+from sweep_roads import NOT_MET, ROADS, Point, Runner
 
 AT_ONCE = 2
 MODES = ("drop", "tear")
-BEYOND = 4           # calls behind the last one that was counted: no two lives are quite the same
+BEYOND = 4  # calls behind the last one that was counted: no two lives are quite the same
 FIRST_RANDOM_SEED = 2
-MOST_TOLD = 5        # failures, in full
+MOST_TOLD = 5  # failures, in full
 
 
 def seeds(mode, number, quick):
@@ -37,8 +37,12 @@ def chosen(road, calls, quick):
     numbers = range(1, len(calls) + 1)
     if not quick:
         return [*numbers, *range(len(calls) + 1, len(calls) + BEYOND + 1)]
-    return [number for number in numbers if (road.stride and number % road.stride == 0) or
-            any(word in calls[number - 1] for word in road.essential)]
+    return [
+        number
+        for number in numbers
+        if (road.stride and number % road.stride == 0)
+        or any(word in calls[number - 1] for word in road.essential)
+    ]
 
 
 def say(text):
@@ -48,8 +52,8 @@ def say(text):
 class Sweep:
     """All the points of a road in a mode."""
 
-    def __init__(self, traveller, options):
-        self.traveller, self.options = traveller, options
+    def __init__(self, runner, options):
+        self.runner, self.options = runner, options
         self.failures = []
 
     def repeat(self, point):
@@ -57,15 +61,18 @@ class Sweep:
 
     def cut(self, point, calls):
         """Returns what became of the node; a cut that had to be met and was not is none."""
-        outcome, _ = self.traveller.cut(point)
+        outcome, _ = self.runner.cut(point)
         if outcome == NOT_MET and must_come(point.number, len(calls)):
             raise AssertionError(f"the power was not cut; there were {len(calls)} calls without it")
         return outcome
 
     def run(self, road, mode, calls):
         numbers = chosen(road, calls, self.options.quick)
-        points = [Point(road.name, mode, number, seed) for number in numbers
-                  for seed in seeds(mode, number, self.options.quick)]
+        points = [
+            Point(road.name, mode, number, seed)
+            for number in numbers
+            for seed in seeds(mode, number, self.options.quick)
+        ]
         outcomes = collections.Counter()
         failures = []
         began = time.monotonic()
@@ -78,9 +85,11 @@ class Sweep:
                     failures.append((running[done], error))
         met = sum(count for outcome, count in outcomes.items() if outcome != NOT_MET)
         ends = ", ".join(f"{count} {outcome}" for outcome, count in sorted(outcomes.items()))
-        say(f"{road.name}, {mode}: {len(calls)} calls, {len(set(numbers))} of them and "
+        say(
+            f"{road.name}, {mode}: {len(calls)} calls, {len(set(numbers))} of them and "
             f"{len(points)} cuts taken, {met + len(failures)} met: {ends or 'none'}, "
-            f"{len(failures)} failed ({time.monotonic() - began:.0f} s)")
+            f"{len(failures)} failed ({time.monotonic() - began:.0f} s)"
+        )
         self.tell(failures)
         if met == 0:
             say("  no cut was met")
@@ -95,26 +104,28 @@ class Sweep:
             say(f"  {self.repeat(point)}")
 
 
-def sweep_all(traveller, options):
+def sweep_all(runner, options):
     """Returns the exit code."""
-    sweep = Sweep(traveller, options)
+    sweep = Sweep(runner, options)
     began = time.monotonic()
     for road in [ROADS[options.road]] if options.road else ROADS.values():
-        calls = traveller.count(road)
+        calls = runner.count(road)
         for mode in [options.mode] if options.mode else MODES:
             sweep.run(road, mode, calls)
-    say(f"{'failed' if sweep.failures else 'all nodes came to their end'} "
-        f"({time.monotonic() - began:.0f} s)")
+    say(
+        f"{'failed' if sweep.failures else 'all nodes came to their end'} "
+        f"({time.monotonic() - began:.0f} s)"
+    )
     return 1 if sweep.failures else 0
 
 
-def single(traveller, options):
+def single(runner, options):
     """One point, told in full; returns the exit code."""
     point = Point(options.road, options.mode, options.point, options.seed)
     try:
-        outcome, call = traveller.cut(point)
+        outcome, call = runner.cut(point)
     except (AssertionError, Failure) as error:
-        say(f"{point}: {error}\nthe node's folder: {traveller.place.folder}")
+        say(f"{point}: {error}\nthe node's folder: {runner.place.folder}")
         return 1
     say(f"{point}: cut at {call or 'nothing'}: {outcome}")
     return 1 if outcome == NOT_MET else 0
@@ -123,8 +134,11 @@ def single(traveller, options):
 def read_options():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--build", type=pathlib.Path, required=True, help="where it was built")
-    parser.add_argument("--quick", action="store_true",
-                        help="what says which bank boots call by call, the rest by a stride")
+    parser.add_argument(
+        "--quick",
+        action="store_true",
+        help="what says which bank boots call by call, the rest by a stride",
+    )
     parser.add_argument("--road", choices=ROADS)
     parser.add_argument("--mode", choices=MODES)
     parser.add_argument("--point", type=int, help="number of a single call to cut at")
@@ -138,8 +152,8 @@ def read_options():
 def main():
     options = read_options()
     with SmallPlace(options.build.absolute()) as place:
-        traveller = Traveller(place, FileServer(place))
-        return single(traveller, options) if options.point else sweep_all(traveller, options)
+        runner = Runner(place, FileServer(place))
+        return single(runner, options) if options.point else sweep_all(runner, options)
 
 
 if __name__ == "__main__":

@@ -40,23 +40,26 @@ class SmallPlace(Place):
 def bytes_of(place, bank):
     """The version of the whole image in a bank; none where it is not one of the images."""
     held = bank.read_bytes()
-    return next((version for version, image in place.images.items()
-                 if held.startswith(image.read_bytes())), None)
+    return next(
+        (version for version, image in place.images.items() if held.startswith(image.read_bytes())),
+        None,
+    )
 
 
 class PowerNode(Node):
     """Runs below ota-power while that is wanted. Calls are counted over all the processes."""
 
     def __init__(self, place, name, server, *, power=None, aim=None, **made_of):
-        self.power = power        # options of ota-power; none where the node runs without it
-        self.aim = aim            # one more, and the number of the call that it is meant for
-        self.used = 0             # calls so far
-        self.journal = []         # a line each, as ota-power writes it
+        self.power = power  # options of ota-power; none where the node runs without it
+        self.aim = aim  # one more, and the number of the call that it is meant for
+        self.used = 0  # calls so far
+        self.journal = []  # a line each, as ota-power writes it
         # What a lying device lost is found when the bank is to be activated or booted, not before.
         self.bank_may_lie = False
-        self.said = ""            # by the boot loader, or by ota-power
-        super().__init__(place, name, server, trial=f"health_command = test ! -e {UNHEALTHY}",
-                         **made_of)
+        self.said = ""  # by the boot loader, or by ota-power
+        super().__init__(
+            place, name, server, trial=f"health_command = test ! -e {UNHEALTHY}", **made_of
+        )
         self.supply = PowerSupply(place, self.folder, self.log)
 
     # Power.
@@ -154,13 +157,20 @@ class PowerNode(Node):
                 continue
             answer = self.control("status")
             status = answer.first if answer.code == 0 else {}
-            if (status.get("mac") and status["stage"] == "idle" and not status["ticket"]
-                    and not status["queued"] and not self.pending()
-                    and not self.reboot_file.exists() and self.is_settled()):
+            if (
+                status.get("mac")
+                and status["stage"] == "idle"
+                and not status["ticket"]
+                and not status["queued"]
+                and not self.pending()
+                and not self.reboot_file.exists()
+                and self.is_settled()
+            ):
                 return status
             if time.monotonic() > deadline:
-                raise AssertionError(f"{self.name} does not come to rest: {status}\n" +
-                                     self.log_end())
+                raise AssertionError(
+                    f"{self.name} does not come to rest: {status}\n" + self.log_end()
+                )
             time.sleep(GLANCE)
 
     # What must be true.
@@ -172,8 +182,10 @@ class PowerNode(Node):
 
     def reported_commits(self):
         """The versions that a commit was reported of, in order; the log outlives every cut."""
-        return [json.loads(record)["curswversion"]
-                for record in SAID_COMMITTED.findall(self.log.read_text(errors="replace"))]
+        return [
+            json.loads(record)["curswversion"]
+            for record in SAID_COMMITTED.findall(self.log.read_text(errors="replace"))
+        ]
 
     def check_boot(self):
         """What runs is a whole image; returns its version."""
@@ -189,10 +201,15 @@ class PowerNode(Node):
     def check_told(self):
         """With the power just gone: what a report of an activation promised is on the disk."""
         lines = self.history()
-        start = max((number for number, line in enumerate(lines)
-                     if line["event"] == "service-started"), default=0)
-        told = [line["version"] for line in lines[start:] if line["event"] == "status" and
-                line["reason"] == "OTA_SW_ACTIVATION_COMPLETE"]
+        start = max(
+            (number for number, line in enumerate(lines) if line["event"] == "service-started"),
+            default=0,
+        )
+        told = [
+            line["version"]
+            for line in lines[start:]
+            if line["event"] == "status" and line["reason"] == "OTA_SW_ACTIVATION_COMPLETE"
+        ]
         if not told:
             return
         mark = self.folder / "node-logs/ota_act_success"
@@ -214,8 +231,11 @@ class PowerNode(Node):
                 if held != bank["version"]:
                     raise Untrue(f"the node tells {bank}, which holds {held}")
         record = status["status_record"]
-        if record and record["status"] == "OTA_SW_COMMIT_COMPLETE" and \
-                record["curswversion"] != running[0]["version"]:
+        if (
+            record
+            and record["status"] == "OTA_SW_COMMIT_COMPLETE"
+            and record["curswversion"] != running[0]["version"]
+        ):
             raise Untrue(f"the node tells {record}, and runs {running[0]}")
 
     def check(self):

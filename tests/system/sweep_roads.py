@@ -11,7 +11,11 @@ from rig.waiting import wait_for
 from sweep_node import UNHEALTHY, PowerCut, PowerNode
 
 BY_ITSELF, AGAIN, NOTHING, NOT_MET = (
-    "finished by itself", "after a new offer", "nothing to do", "not met")
+    "finished by itself",
+    "after a new offer",
+    "nothing to do",
+    "not met",
+)
 ATTEMPTS = 3  # as the platform has them where the configuration does not say
 
 
@@ -25,8 +29,9 @@ def commit_another(node):
     upgrade(node, Place.NEWER)
     node.check()
     if not node.is_committed(Place.NEWER):
-        raise AssertionError(f"a good version is not committed: {node.boot_state()}\n" +
-                             node.log_end())
+        raise AssertionError(
+            f"a good version is not committed: {node.boot_state()}\n" + node.log_end()
+        )
 
 
 class Commit:
@@ -59,8 +64,9 @@ class Commit:
         upgrade(node, Place.NEW)
         node.check()
         if not node.is_committed(Place.NEW):
-            raise AssertionError(f"offered again, it is not committed: {node.boot_state()}\n" +
-                                 node.log_end())
+            raise AssertionError(
+                f"offered again, it is not committed: {node.boot_state()}\n" + node.log_end()
+            )
         return AGAIN
 
 
@@ -109,8 +115,10 @@ class Attempts:
     def live(node):
         node.boot().wait_until_ready()
         ticket = node.offer(Place.NEW)
-        wait_for("the agent asks for the reboot",
-                 lambda: node.check_daemon() or node.reboot_file.exists())
+        wait_for(
+            "the agent asks for the reboot",
+            lambda: node.check_daemon() or node.reboot_file.exists(),
+        )
         node.stop()
         boots = 0
         while boots == 0 or node.boot_state()["active"] == "b":
@@ -140,6 +148,7 @@ ROADS = {road.name: road for road in (Commit, FallBack, Attempts)}
 @dataclasses.dataclass(frozen=True)
 class Point:
     """One call of a road, and what its cut leaves."""
+
     road: str
     mode: str
     number: int
@@ -152,7 +161,7 @@ class Point:
         return ["--mode", self.mode, "--seed", str(self.seed)]
 
 
-class Traveller:
+class Runner:
     """Sends nodes along a road, each in a folder of its own."""
 
     def __init__(self, place, server, keep=False):
@@ -175,8 +184,12 @@ class Traveller:
     def cut(self, point):
         """Returns what became of the node, and the line of the call that it was cut at."""
         road = ROADS[point.road]
-        node = self.node(f"{point.road}-{point.mode}-{point.number}-{point.seed}", road,
-                         point.options(), aim=("--cut", point.number))
+        node = self.node(
+            f"{point.road}-{point.mode}-{point.number}-{point.seed}",
+            road,
+            point.options(),
+            aim=("--cut", point.number),
+        )
         call = ""
         try:
             try:

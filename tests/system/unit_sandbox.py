@@ -51,18 +51,25 @@ def settings():
 def command(words, folder, also_written=()):
     """The command line that runs these words as the unit would, for a node whose paths lie in folder."""
     unit = settings()
-    for key, value in (("NoNewPrivileges", ["yes"]), ("CapabilityBoundingSet", []),
-                       ("ProtectSystem", ["strict"]), ("ProtectKernelTunables", ["yes"]),
-                       ("PrivateMounts", ["yes"])):
+    for key, value in (
+        ("NoNewPrivileges", ["yes"]),
+        ("CapabilityBoundingSet", []),
+        ("ProtectSystem", ["strict"]),
+        ("ProtectKernelTunables", ["yes"]),
+        ("PrivateMounts", ["yes"]),
+    ):
         if unit[key] != value:
             raise AssertionError(f"{UNIT}: {key} is {unit[key]}, and this mimics {value}")
-    limits = [f"--{key.removeprefix('Limit').lower()}={value[0]}"
-              for key, value in unit.items() if key.startswith("Limit")]
+    limits = [
+        f"--{key.removeprefix('Limit').lower()}={value[0]}"
+        for key, value in unit.items()
+        if key.startswith("Limit")
+    ]
     variables = {
         "WRITABLE": " ".join([str(folder), *map(str, also_written),
                               *(path.lstrip("-") for path in unit["ReadWritePaths"])]),
         "INACCESSIBLE": " ".join(path.lstrip("-") for path in unit["InaccessiblePaths"]),
-        "FOLDER": str(folder), "UMASK": unit["UMask"][0], "LIMITS": " ".join(limits)}
+        "FOLDER": str(folder), "UMASK": unit["UMask"][0], "LIMITS": " ".join(limits)}  # fmt: skip
     assigned = "".join(f"{name}={shlex.quote(value)}\n" for name, value in variables.items())
     return ["unshare", "--mount", "sh", "-c", assigned + SCRIPT, "sh", *map(str, words)]
 

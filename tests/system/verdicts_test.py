@@ -15,7 +15,7 @@ import sweep_roads
 CALLS = 100
 
 
-class SayingTraveller:
+class SayingRunner:
     """Its nodes come to the end that is wanted, or fail."""
 
     def __init__(self, ends):
@@ -33,8 +33,17 @@ class SayingTraveller:
 
 
 def options(**given):
-    return argparse.Namespace(**{"build": pathlib.Path("build"), "quick": False, "road": "commit",
-                                 "mode": "drop", "point": None, "seed": 0} | given)
+    return argparse.Namespace(
+        **{
+            "build": pathlib.Path("build"),
+            "quick": False,
+            "road": "commit",
+            "mode": "drop",
+            "point": None,
+            "seed": 0,
+        }
+        | given
+    )
 
 
 class Sweep(unittest.TestCase):
@@ -43,21 +52,25 @@ class Sweep(unittest.TestCase):
         with contextlib.redirect_stdout(io.StringIO()) as said:
             given = options(**given)
             take = sweep.single if given.point else sweep.sweep_all
-            code = take(SayingTraveller(ends), given)
+            code = take(SayingRunner(ends), given)
         return code, said.getvalue()
 
     def test_all_cuts_met(self):
         self.assertEqual(self.verdict(lambda point: sweep_roads.BY_ITSELF)[0], 0)
 
     def test_a_life_may_be_a_little_shorter(self):
-        code, said = self.verdict(lambda point: sweep_roads.BY_ITSELF if point.number <= CALLS - 5
-                                  else sweep_roads.NOT_MET)
+        code, said = self.verdict(
+            lambda point: sweep_roads.BY_ITSELF
+            if point.number <= CALLS - 5
+            else sweep_roads.NOT_MET
+        )
         self.assertEqual(code, 0, said)
         self.assertIn("9 not met", said)
 
     def test_a_cut_that_did_not_happen(self):
-        code, said = self.verdict(lambda point: sweep_roads.NOT_MET if point.number == 50
-                                  else sweep_roads.BY_ITSELF)
+        code, said = self.verdict(
+            lambda point: sweep_roads.NOT_MET if point.number == 50 else sweep_roads.BY_ITSELF
+        )
         self.assertEqual(code, 1)
         self.assertIn("--point 50 --seed 0\n  AssertionError: the power was not cut", said)
 
@@ -67,8 +80,11 @@ class Sweep(unittest.TestCase):
         self.assertIn("no cut was met", said)
 
     def test_a_node_that_fails(self):
-        code, said = self.verdict(lambda point: AssertionError("it is not committed")
-                                  if point.number == 7 else sweep_roads.AGAIN)
+        code, said = self.verdict(
+            lambda point: AssertionError("it is not committed")
+            if point.number == 7
+            else sweep_roads.AGAIN
+        )
         self.assertEqual(code, 1)
         self.assertIn("1 failed", said)
 
@@ -86,6 +102,7 @@ class Faults(unittest.TestCase):
     def test_a_node_that_fails_and_none_at_all(self):
         def fail():
             raise AssertionError("untrue")
+
         self.assertEqual(self.at_once({"good": lambda: None}), [])
         self.assertEqual(self.at_once({"good": lambda: None, "bad": fail}), ["bad"])
         self.assertEqual(self.at_once({}), ["no node"])

@@ -21,8 +21,13 @@ EXPOSURE = 25  # tenths; systemd calls anything under 50 "ok"
 
 def run(*command, **options):
     return subprocess.run(
-        [str(part) for part in command], capture_output=True, text=True, check=False, timeout=300,
-        **options)
+        [str(part) for part in command],
+        capture_output=True,
+        text=True,
+        check=False,
+        timeout=300,
+        **options,
+    )
 
 
 def installed_to(folder, prefix):
@@ -45,13 +50,18 @@ class Installed(unittest.TestCase):
     def test_every_file_is_in_its_place_and_nothing_else(self):
         library = next(self.root.rglob("libotaSwAgent.so")).relative_to(self.root)
         self.assertEqual(str(library).split("/")[:2], ["usr", "lib"])
-        headers = {"usr/" + str(header.relative_to(SOURCE))
-                   for header in (SOURCE / "include").rglob("*.h")}
+        headers = {
+            "usr/" + str(header.relative_to(SOURCE)) for header in (SOURCE / "include").rglob("*.h")
+        }
         self.assertEqual(
             {str(path.relative_to(self.root)) for path in self.root.rglob("*") if path.is_file()},
-            headers | {
+            headers
+            | {
                 str(library),
-                "usr/bin/otactl", "usr/bin/ota-config", "usr/bin/ota-image", "usr/sbin/otad",
+                "usr/bin/otactl",
+                "usr/bin/ota-config",
+                "usr/bin/ota-image",
+                "usr/sbin/otad",
                 "usr/sbin/ota-boot-state",
                 "usr/libexec/otaSwAgent/ota-host",
                 "usr/lib/systemd/system/otad.service",
@@ -62,9 +72,12 @@ class Installed(unittest.TestCase):
                 "usr/share/doc/otaSwAgent/boot.cmd",
                 "usr/share/doc/otaSwAgent/codes.md",
                 "usr/share/doc/otaSwAgent/node.conf.example",
-                "usr/share/man/man1/otactl.1", "usr/share/man/man5/node.conf.5",
+                "usr/share/man/man1/otactl.1",
+                "usr/share/man/man5/node.conf.5",
                 "usr/share/man/man8/otad.8",
-                "usr/share/bash-completion/completions/otactl"})
+                "usr/share/bash-completion/completions/otactl",
+            },
+        )
 
     def test_nothing_is_left_to_be_filled_in(self):
         for path in (*self.root.rglob("*.service"), *self.root.rglob("*.conf")):
@@ -96,9 +109,11 @@ class Installed(unittest.TestCase):
     def check_defaults(self, prefix):
         """What the programs below this prefix take where the command line says nothing."""
         shown = run(prefix / "sbin/otad", "--help").stdout
-        for option, default in (("config", CONFIG),
-                                ("host", f"{prefix}/libexec/otaSwAgent/ota-host"),
-                                ("library", str(next(prefix.rglob("libotaSwAgent.so"))))):
+        for option, default in (
+            ("config", CONFIG),
+            ("host", f"{prefix}/libexec/otaSwAgent/ota-host"),
+            ("library", str(next(prefix.rglob("libotaSwAgent.so")))),
+        ):
             self.assertRegex(shown, rf"--{option} \S*=?\[?{re.escape(default)}\]?\s")
         self.assertIn(CONFIG, run(prefix / "bin/otactl", "config", "check", "--help").stdout)
 
@@ -107,20 +122,33 @@ class Installed(unittest.TestCase):
         unit = self.unit.read_text()
 
         def named(key):
-            return [word.lstrip("-") for line in re.findall(rf"^{key}=(.*)$", unit, re.M)
-                    for word in line.split()]
+            return [
+                word.lstrip("-")
+                for line in re.findall(rf"^{key}=(.*)$", unit, re.M)
+                for word in line.split()
+            ]
+
         writable = named("ReadWritePaths") + [
-            f"{folder}/{name}" for key, folder in (("StateDirectory", "/var/lib"),
-                                                   ("LogsDirectory", "/var/log"),
-                                                   ("RuntimeDirectory", "/run"))
-            for name in named(key)]
+            f"{folder}/{name}"
+            for key, folder in (
+                ("StateDirectory", "/var/lib"),
+                ("LogsDirectory", "/var/log"),
+                ("RuntimeDirectory", "/run"),
+            )
+            for name in named(key)
+        ]
         example = (self.root / "usr/share/doc/otaSwAgent/node.conf.example").read_text()
         for key in ("tmp", "configs", "logs", "state", "boot_state"):
             path = re.search(rf"^{key} = (.*)$", example, re.M)[1]
-            self.assertTrue(any(f"{path}/".startswith(f"{folder}/") for folder in writable),
-                            f"{key} = {path}: the unit lets the service write {writable} only")
-        read = re.findall(r"^(?:# )?(?:\w*ca_certificate|certificate|key|signer_ca|health_command) = (.*)$",
-                          example, re.M)
+            self.assertTrue(
+                any(f"{path}/".startswith(f"{folder}/") for folder in writable),
+                f"{key} = {path}: the unit lets the service write {writable} only",
+            )
+        read = re.findall(
+            r"^(?:# )?(?:\w*ca_certificate|certificate|key|signer_ca|health_command) = (.*)$",
+            example,
+            re.M,
+        )
         self.assertEqual(len(read), 6, read)
         for path in read:
             self.assertEqual(os.path.dirname(path), os.path.dirname(CONFIG))
@@ -128,26 +156,39 @@ class Installed(unittest.TestCase):
         self.assertEqual(named("ReadOnlyPaths"), ["/etc/otaSwAgent"])
 
     def test_nobody_names_a_former_path(self):
-        pages = [*SOURCE.glob("*.md"), *SOURCE.glob("docs/*"), *SOURCE.glob("packaging/*"),
-                 SOURCE / "node/node.conf.example"]
+        pages = [
+            *SOURCE.glob("*.md"),
+            *SOURCE.glob("docs/*"),
+            *SOURCE.glob("packaging/*"),
+            SOURCE / "node/node.conf.example",
+        ]
         for page in pages:
             if page.is_file() and page.name != "CHANGELOG.md":
                 self.assertNotRegex(page.read_text(), FORMER, page)
 
     def test_what_is_installed_is_stripped_and_still_exports(self):
-        programs = [path for path in self.root.rglob("*")
-                    if path.is_file() and path.read_bytes()[:4] == b"\x7fELF"]
+        programs = [
+            path
+            for path in self.root.rglob("*")
+            if path.is_file() and path.read_bytes()[:4] == b"\x7fELF"
+        ]
         self.assertEqual(len(programs), 7, programs)
         for program in programs:
             self.assertNotIn(".symtab", run("readelf", "-S", "-W", program).stdout, program)
-        for name, export in (("libotaSwAgent.so", "initOTAlib"), ("ota-host", "startTimer"),
-                             # Found by the library before libcurl's.
-                             ("ota-host", "curl_easy_init"), ("ota-host", "curl_easy_perform")):
+        for name, export in (
+            ("libotaSwAgent.so", "initOTAlib"),
+            ("ota-host", "startTimer"),
+            # Found by the library before libcurl's.
+            ("ota-host", "curl_easy_init"),
+            ("ota-host", "curl_easy_perform"),
+        ):
             exports = run("nm", "-D", "--defined-only", next(self.root.rglob(name))).stdout
             self.assertRegex(exports, rf"(?m) T {export}$")
 
-    @unittest.skipUnless(shutil.which("systemctl") and shutil.which("systemd-sysusers"),
-                         "needs systemctl: install systemd")
+    @unittest.skipUnless(
+        shutil.which("systemctl") and shutil.which("systemd-sysusers"),
+        "needs systemctl: install systemd",
+    )
     def test_the_page_leads_to_an_installation_that_starts(self):
         page = (SOURCE / "docs/integrating.md").read_text()
         blocks = re.findall(r"^```sh\n(.*?)^```$", page, re.S | re.M)
@@ -156,9 +197,19 @@ class Installed(unittest.TestCase):
             work, root = pathlib.Path(folder) / "work", pathlib.Path(folder) / "root"
             (work / "build").mkdir(parents=True)
             (work / "build/release").symlink_to(BUILD)
-            done = run("sh", "-eu", "-c", blocks[0], cwd=work,
-                       env=os.environ | {"root": str(root), "LC_ALL": "C",
-                                         "PATH": f"{pathlib.Path(CMAKE).parent}:{os.environ['PATH']}"})
+            done = run(
+                "sh",
+                "-eu",
+                "-c",
+                blocks[0],
+                cwd=work,
+                env=os.environ
+                | {
+                    "root": str(root),
+                    "LC_ALL": "C",
+                    "PATH": f"{pathlib.Path(CMAKE).parent}:{os.environ['PATH']}",
+                },
+            )
             self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
             self.assertTrue((root / CONFIG.lstrip("/")).is_file())
             self.assertRegex((root / "etc/group").read_text(), "(?m)^otaswagent:")
@@ -179,20 +230,38 @@ class Installed(unittest.TestCase):
         self.assertEqual(command[2], CONFIG)
         words = [str(root) + word if word.startswith("/usr/") else word for word in command]
         script = f"mkdir -p /etc/otaSwAgent && mount --bind {root}/etc/otaSwAgent /etc/otaSwAgent"
-        return run("unshare", "-m", "sh", "-c", f"mount -t tmpfs none /etc && {script} && exec \"$@\"",
-                   "sh", *words, "--check")
+        return run(
+            "unshare",
+            "-m",
+            "sh",
+            "-c",
+            f'mount -t tmpfs none /etc && {script} && exec "$@"',
+            "sh",
+            *words,
+            "--check",
+        )
 
     def test_what_cannot_be_mended_by_a_restart_is_not_restarted(self):
         text = self.unit.read_text()
-        for line in ("Type=notify", "WatchdogSec=30", "Restart=always", "RestartSec=1",
-                     "KillMode=mixed", "RestartPreventExitStatus=9 2"):
+        for line in (
+            "Type=notify",
+            "WatchdogSec=30",
+            "Restart=always",
+            "RestartSec=1",
+            "KillMode=mixed",
+            "RestartPreventExitStatus=9 2",
+        ):
             self.assertIn(f"\n{line}\n", text)
 
     def test_what_goes_wrong_stays_in_the_service(self):
         text = self.unit.read_text()
         self.assertRegex(text, r"(?m)^MemoryMax=\d+%$")
-        for line in ("TasksMax=64", "LimitCORE=0", "OOMPolicy=continue",
-                     "After=dbus.service network.target nss-lookup.target"):
+        for line in (
+            "TasksMax=64",
+            "LimitCORE=0",
+            "OOMPolicy=continue",
+            "After=dbus.service network.target nss-lookup.target",
+        ):
             self.assertIn(f"\n{line}\n", text)
 
     def installed_unit(self):
@@ -209,20 +278,30 @@ class Installed(unittest.TestCase):
 
     @unittest.skipUnless(shutil.which("systemd-analyze"), "needs systemd-analyze: install systemd")
     def test_the_sandbox_stays_as_strict_as_it_is(self):
-        done = run("systemd-analyze", "security", "--offline=true", f"--threshold={EXPOSURE}",
-                   "--no-pager", self.installed_unit())
+        done = run(
+            "systemd-analyze",
+            "security",
+            "--offline=true",
+            f"--threshold={EXPOSURE}",
+            "--no-pager",
+            self.installed_unit(),
+        )
         self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
         print("exposure:", re.search(r"exposure level .*: ([\d.]+)", done.stdout)[1])
 
     @unittest.skipUnless(shutil.which("systemd-sysusers"), "needs systemd-sysusers")
     def test_the_group_of_the_bus_policy_is_made(self):
         policy = xml.etree.ElementTree.parse(
-            self.root / "usr/share/dbus-1/system.d/velmo.otaSwAgent.conf")
+            self.root / "usr/share/dbus-1/system.d/velmo.otaSwAgent.conf"
+        )
         group = next(node.get("group") for node in policy.iter("policy") if node.get("group"))
         with tempfile.TemporaryDirectory() as root:
             (pathlib.Path(root) / "etc").mkdir()
-            done = run("systemd-sysusers", f"--root={root}",
-                       self.root / "usr/lib/sysusers.d/otaSwAgent.conf")
+            done = run(
+                "systemd-sysusers",
+                f"--root={root}",
+                self.root / "usr/lib/sysusers.d/otaSwAgent.conf",
+            )
             self.assertEqual(done.returncode, 0, done.stderr)
             self.assertRegex((pathlib.Path(root) / "etc/group").read_text(), f"(?m)^{group}:")
 
