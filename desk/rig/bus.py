@@ -44,7 +44,6 @@ class Bus:
 
     def start(self) -> None:
         self.stop()
-        self.socket.unlink(missing_ok=True)
         options = ["--config-file=bus.conf", "--nofork", "--nopidfile", "--nosyslog"]
         self.process = LineStream(
             ["dbus-daemon", *options, "--print-address"], self.folder, self.log

@@ -31,6 +31,8 @@ class Buses(FolderCase):
     def test_it_comes_up_in_a_folder_of_any_length_and_name_and_again(self) -> None:
         bus = self.bus(self.folder / ("x" * 150) / ODD)
         self.ask(bus.folder)
+        assert bus.process
+        bus.process.kill()  # its socket is left behind
         bus.start()
         self.ask(bus.folder)
         bus.stop()

@@ -32,6 +32,7 @@ class Files(FolderCase):
         old, new = self.folder / "old", self.folder / "new"
         old.write_bytes(b"held")
         old.chmod(0o666)
+        self.addCleanup(os.umask, os.umask(0))
         files.copy_file(old, new, 6)
         self.assertEqual((new.read_bytes(), new.stat().st_mode & 0o777), (b"held\0\0", 0o644))
         with self.fails("cannot copy .*: File exists"):
