@@ -6,8 +6,9 @@ foreach(file IN LISTS FILES)
   configure_file(${SOURCE}/${file} ${folder}/${file} COPYONLY)
 endforeach()
 execute_process(
-  COMMAND ${PYTHON} -m zipapp ${folder} -o ${PROGRAM} -p "/usr/bin/env -S python3 -I"
+  COMMAND ${PYTHON} -m zipapp ${folder} -o ${PROGRAM}.new -p "/usr/bin/env -S python3 -I"
   COMMAND_ERROR_IS_FATAL ANY)
-# zipapp lets its owner alone run it.
-file(CHMOD ${PROGRAM} PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
+# zipapp lets its owner alone run it. One that runs keeps the file that it was.
+file(CHMOD ${PROGRAM}.new PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
   WORLD_READ WORLD_EXECUTE)
+file(RENAME ${PROGRAM}.new ${PROGRAM})

@@ -36,14 +36,33 @@ Event = dict[str, Any]
 RaisedAtTheRoot = Callable[[str, str, Event], None]
 
 
+# What is missing, null or of another kind is nothing.
+
+
+def _text(event: Event, key: str) -> str:
+    value = event.get(key)
+    return value if isinstance(value, str) else ""
+
+
+def _number(event: Event, key: str) -> int:
+    value = event.get(key)
+    return int(value) if isinstance(value, int | float) else 0
+
+
+def _object(event: Event, key: str) -> Event:
+    value = event.get(key)
+    return value if isinstance(value, dict) else {}
+
+
 def _describe(record: Event) -> str:
-    current, previous = record.get("curswversion", ""), record.get("prevswversion", "")
+    current, previous = _text(record, "curswversion"), _text(record, "prevswversion")
     # This word names the new version as current before anything runs it.
-    if record.get("status") == ACTIVATION_COMPLETE:
+    if _text(record, "status") == ACTIVATION_COMPLETE:
         versions = f"new {current}, running {previous}"
     else:
         versions = f"running {current}, previous {previous or 'none'}"
-    return f"{versions}, {record.get('model')} {record.get('sn')}, {record.get('mac')}"
+    who = f"{_text(record, 'model')} {_text(record, 'sn')}"
+    return f"{versions}, {who}, {_text(record, 'mac')}"
 
 
 class NodeEvents:
@@ -76,20 +95,20 @@ class NodeEvents:
             case "service":
                 self.running = bool(event.get("running"))
             case "status":
-                self._take_status(event.get("record", {}))
+                self._take_status(_object(event, "record"))
             case "progress":
                 self._take_progress(event)
             case "finished":
                 self._take_end(event)
             case "history":
-                self._take_history(event.get("line", {}))
+                self._take_history(_object(event, "line"))
             case "extender":
-                self._at_the_root("report", event.get("mac", ""), event.get("record", {}))
+                self._at_the_root("report", _text(event, "mac"), _object(event, "record"))
             case "extender-file-server":
-                self._at_the_root("file-server", event.get("mac", ""), event.get("info", {}))
+                self._at_the_root("file-server", _text(event, "mac"), _object(event, "info"))
 
     def _take_status(self, record: Event) -> None:
-        word = record.get("status", "")
+        word = _text(record, "status")
         self._show_news()
         self._show(self._image.word_came(word))
         self._observed.words.append(word)
@@ -104,33 +123,33 @@ class NodeEvents:
             self._display.more(f"(the agent pauses for {_PAUSES[word]} s{passes})")
 
     def _take_progress(self, event: Event) -> None:
-        percent = event.get("percent", 0)
+        percent = _number(event, "percent")
         # Between downloads it is 0; where only the bytes rose, there is nothing to draw.
         if 0 < percent != self._last_percent:
-            rate, left = event.get("rate", 0), event.get("seconds_left", 0)
+            rate, left = _number(event, "rate"), _number(event, "seconds_left")
             self._display.progress(Progress(percent, rate, left))
         self._last_percent = percent
 
     def _take_end(self, event: Event) -> None:
-        self.open_tickets.discard(event.get("ticket", 0))
-        if code := event.get("code", 0):
-            why = event.get("reason_code", "")
+        self.open_tickets.discard(_number(event, "ticket"))
+        if code := _number(event, "code"):
+            why = _text(event, "reason_code")
             why = f", {why}" if why not in ("", "none") else ""
-            self._display.step("outcome", f"{event.get('result')} ({code}{why})")
-            self._display.more(event.get("reason", ""))
+            self._display.step("outcome", f"{_text(event, 'result')} ({code}{why})")
+            self._display.more(_text(event, "reason"))
 
     def _take_history(self, line: Event) -> None:
-        event, reason = line.get("event", ""), line.get("reason", "")
+        event, reason = _text(line, "event"), _text(line, "reason")
         if event == "stage":
             self._crashes = 0
             self._show(self._image.stage_began(reason))
         elif event.startswith("timer-"):
             self._show_timer(event, reason)
         elif event == "host-crashed":
-            self._take_crash(reason, line.get("next", ""))
+            self._take_crash(reason, _text(line, "next"))
         elif event == "taken-up":
             self._observed.resumed = True
-            self._display.step("taken up", f"ticket {line.get('ticket')}: {reason}")
+            self._display.step("taken up", f"ticket {_number(line, 'ticket')}: {reason}")
         elif event == "trial-failed":
             self._why = reason
             self._display.step("trial", f"FAILED: {reason}")
@@ -182,7 +201,7 @@ class NodeEvents:
     def raised_at_the_root(self, kind: str, held: Event) -> None:
         """The gateway raised this of the node."""
         if kind == "file-server":
-            version, url = held.get("swVersion"), held.get("fileServerURL")
+            version, url = _text(held, "swVersion"), _text(held, "fileServerURL")
             expected = (NEW_VERSION, self._context.image_url)
             self._observed.handed_over = (version, url) == expected
             self._display.step("hand-off", f"{version} from {url}")
@@ -191,7 +210,7 @@ class NodeEvents:
         text = json.dumps(held)
         if text != self._last_report:
             self._last_report = text
-            word = held.get("status", "")
+            word = _text(held, "status")
             self._observed.at_the_root.append(word)
             self._display.step("at the root", f"{word}, raised on the gateway's bus")
             self._display.more(_describe(held))

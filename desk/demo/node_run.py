@@ -54,7 +54,9 @@ class Look:
     def take(self, status: dict[str, Any], has_root: bool) -> None:
         self.wait()
         timers, queued = status.get("timers"), status.get("queued", 0)
-        self.ready = bool(status.get("mac")) and (not has_root or bool(status["root_connected"]))
+        self.ready = bool(status.get("mac")) and (
+            not has_root or bool(status.get("root_connected"))
+        )
         stage = status.get("stage") if self.ready and not queued else ""
         self.idle = stage == "idle" and not timers
         # An agent that waits for something else than a timer has not started yet.

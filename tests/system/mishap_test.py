@@ -9,24 +9,13 @@ import signal
 import socket
 import subprocess
 import sys
-import time
 import unittest
 
 import desk_run
 from rig.programs import Programs
+from rig.waiting import PATIENCE, wait_for
 
-PATIENCE = 120
 NOBODY = 65534
-
-
-def wait_for(condition):
-    deadline = time.monotonic() + PATIENCE
-    while time.monotonic() < deadline:
-        found = condition()
-        if found:
-            return found
-        time.sleep(0.02)
-    raise AssertionError("waited in vain")
 
 
 class Mishap(unittest.TestCase):
@@ -67,7 +56,7 @@ class Mishap(unittest.TestCase):
         self.addCleanup(desk.stdout.close)
         self.addCleanup(desk.wait)
         self.addCleanup(desk.kill)
-        wait_for((run_folder / node / "ota_dwld_prog").exists)
+        wait_for("a download", (run_folder / node / "ota_dwld_prog").exists)
         processes = desk_run.processes_of(run_folder).items()
         daemons = [pid for pid, line in processes if "/otad " in line]
         # One that just becomes another program has no command line.

@@ -3,8 +3,8 @@
 #ifndef TESTS_DESK_POWERED_DISK_H
 #define TESTS_DESK_POWERED_DISK_H
 
-#include "tests/unit/desk/text_files.h"
 #include "desk/power/disk.h"
+#include "tests/unit/desk/text_files.h"
 
 #include <gtest/gtest.h>
 

@@ -148,6 +148,13 @@ class Events(FolderCase):
         events = [{"event": "progress", "percent": percent} for percent in (0, 10, 10, 25)]
         self.assertEqual(self.shown(*events), ["download     10 %", "download     25 %"])
 
+    def test_what_is_missing_or_null_is_nothing(self) -> None:
+        progress = {"event": "progress", "percent": 10, "rate": None, "seconds_left": None}
+        self.assertEqual(self.shown(progress), ["download     10 %"])
+        for event in ("status", "progress", "finished", "history", "extender"):
+            for held in ({}, {"record": None, "line": None, "percent": None, "code": None}):
+                self.shown({"event": event, **held})
+
     def test_the_daemons_name_on_the_bus_is_known(self) -> None:
         self.shown({"event": "service", "running": True})
         self.assertTrue(self.events.running)
