@@ -120,7 +120,7 @@ class Desk:
             nodes.append(self._make_node(setup, programs, folder / setup.name, plan))
         self._show_how_to_look(nodes)
         self._wait_for_local_ports()
-        context = self._context(server, factory, offered)
+        context = self._context(server, offered)
         powered = list(zip(self._setups, map(self._switch_on, nodes), strict=True))
         seen = Demonstration(context, powered, self._display).run()
         for setup, node, observed in zip(self._setups, nodes, seen, strict=True):
@@ -287,7 +287,7 @@ class Desk:
                 self._display.step("ports", text)
             time.sleep(0.1)
 
-    def _context(self, server: FileServer, factory: Image, offered: Image) -> Context:
+    def _context(self, server: FileServer, offered: Image) -> Context:
         return Context(
             scenario=self._scenario,
             policy=self._options.policy,
@@ -295,7 +295,6 @@ class Desk:
             cut_power_at=self._options.cut_power_at,
             fast=self._fast,
             has_root=self._has_root,
-            factory=factory,
             offered=offered,
             image_url=server.publish(offered.path, offered.path.name),
             slow_image_url=server.publish(offered.path, f"{_SLOW}/{offered.path.name}"),

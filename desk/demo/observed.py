@@ -58,7 +58,6 @@ class Context:
     cut_power_at: int
     fast: bool  # waits pass at once
     has_root: bool  # the nodes know the root's broker
-    factory: Image  # that ran at the beginning
     offered: Image
     image_url: str
     slow_image_url: str  # the download blocks for many minutes, until the crawl ends

@@ -19,7 +19,6 @@ from rig.images import Image
 from rig.processes import Words, run
 from rig.programs import Programs
 
-BANKS = "ab"
 # What the agent keeps in its temporary directory, beside the images themselves.
 _TEMPORARY = (
     "tmpImage", "software_download", "ota_dwld_prog", "ota_agent_data", "otaMD5.txt",

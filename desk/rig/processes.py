@@ -137,7 +137,6 @@ class Process:
             seen = os.waitid(os.P_PID, self.pid, os.WEXITED | os.WNOHANG | os.WNOWAIT)
             if seen is None:
                 return None
-            # Until it is waited for, its group's number stays its own.
             self._kill_group()
         self._told = True
         return describe_end(self.child.wait())
@@ -147,15 +146,16 @@ class Process:
         of them. Returns how it ended; none where it did not run."""
         if self._told:
             return None
-        with contextlib.suppress(ProcessLookupError):
-            self.child.terminate()
+        if self.child.returncode is None:
+            os.kill(self.pid, signal.SIGTERM)
         deadline = time.monotonic() + self._ends_within
         while time.monotonic() < deadline:
             if (end := self.ending()) is not None:
                 return end
             time.sleep(GLANCE)
         self._kill_group()
-        return self.ending() or describe_end(self.child.wait())
+        self._told = True
+        return describe_end(self.child.wait())
 
     def kill_all(self) -> None:
         """At once, as a loss of power would."""
@@ -165,8 +165,10 @@ class Process:
             self._told = True
 
     def _kill_group(self) -> None:
-        with contextlib.suppress(ProcessLookupError):
-            os.killpg(self.pid, signal.SIGKILL)
+        """Until the process is waited for, its group's number stays its own."""
+        if self.child.returncode is None:
+            with contextlib.suppress(ProcessLookupError):
+                os.killpg(self.pid, signal.SIGKILL)
 
 
 class LineStream(Process):

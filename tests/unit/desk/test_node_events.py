@@ -29,7 +29,7 @@ class Events(FolderCase):
         self.observed = Observed()
         image = Image(pathlib.Path("image"), NEW_VERSION)
         context = Context(
-            SCENARIOS[1], "1", 120, 0, True, True, image, image, URL, URL, pathlib.Path("mark")
+            SCENARIOS[1], "1", 120, 0, True, True, image, URL, URL, pathlib.Path("mark")
         )
         surface = Surface(False, False, lambda: 0, lambda: "12:34:56", self.written.append)
         self.events = NodeEvents(

@@ -51,6 +51,12 @@ class Processes(FolderCase):
         self.assertEqual(self.end_of(process), "exit code 3")
         self.assertTrue(self.is_closed(), "a process that it started lives on")
 
+    def test_what_it_left_behind_ends_with_the_request_to_end(self) -> None:
+        process = self.shell("sleep 90 & exit 3")
+        os.waitid(os.P_PID, process.pid, os.WEXITED | os.WNOWAIT)
+        self.assertEqual(process.stop(), "exit code 3")
+        self.assertTrue(self.is_closed(), "a process that it started lives on")
+
     def test_only_the_process_itself_is_asked_to_end(self) -> None:
         process = self.shell(
             "(trap 'echo asked' TERM; echo up; while :; do sleep 0.01; done) & "
@@ -65,6 +71,7 @@ class Processes(FolderCase):
         self.assertEqual(os.read(self.reading, 3), b"up\n")
         before = time.monotonic()
         self.assertEqual(process.stop(), "signal 9")
+        self.assertIsNone(process.stop())
         self.assertGreaterEqual(time.monotonic() - before, 0.05)
         self.assertTrue(self.is_closed())
 
