@@ -59,8 +59,8 @@ class Processes(FolderCase):
 
     def test_only_the_process_itself_is_asked_to_end(self) -> None:
         process = self.shell(
-            "(trap 'echo asked' TERM; echo up; while :; do sleep 0.01; done) & "
-            "trap 'sleep 0.2; exit 0' TERM; wait"
+            "trap 'sleep 0.2; exit 0' TERM; "
+            "(trap 'echo asked' TERM; echo up; while :; do sleep 0.01; done) & wait"
         )
         self.assertEqual(os.read(self.reading, 3), b"up\n")
         self.assertEqual(process.stop(), "exit code 0")
