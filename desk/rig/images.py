@@ -33,7 +33,7 @@ def make_image(
 def sign_image(programs: Programs, image: Image, path: pathlib.Path, signer: Signer) -> Image:
     """The image as the signer signs it, in another file."""
     programs.run_tool(
-        "otactl", "sign", image.path, "--output", path, "--key", signer.key,
+        "ota-image", "sign", image.path, "--output", path, "--key", signer.key,
         "--certificate", signer.certificate,
     )  # fmt: skip
     return Image(path, image.version)
