@@ -17,6 +17,10 @@ namespace service {
 class Daemon {
   public:
     Daemon(sd_event *loop, Options options, const node::Config &config);
+    /* What extenders sent is told before the end: their broker has it confirmed already. */
+    ~Daemon() { root_.end(); }
+    Daemon(const Daemon &) = delete;
+    Daemon &operator=(const Daemon &) = delete;
 
     /*
      * Takes up what was kept, asks for the name on the bus and then starts the host; all of it goes

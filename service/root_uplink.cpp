@@ -5,6 +5,7 @@
 #include "service/state/line_source.h"
 
 #include <sys/epoll.h>
+#include <utility>
 
 namespace service {
 namespace {
@@ -34,9 +35,7 @@ void RootUplink::follow() {
         return;
     }
     followLater_ = false;
-    watched_.reset();
-    link_.reset();
-    board_.setRootConnected(false);
+    end();
     linkedMac_ = mac;
     listens_ = isGateway(board_.lastStatus());
     link_ = std::make_unique<RootLink>(
@@ -45,6 +44,20 @@ void RootUplink::follow() {
         "otaSwAgent-" + mac, mac, listens_);
     paused_ = false;
     watched_.emplace(loop_, link_->fd(), EPOLLIN, [this](std::uint32_t) { dispatch(); });
+}
+
+void RootUplink::end() {
+    if (!link_) {
+        return;
+    }
+    watched_.reset();
+    link_->end();
+    link_->dispatch([this](const Unchecked &message) { take(message); }, [](bool) {});
+    for (const auto &[sender, message] : std::exchange(late_, {})) {
+        tellChecked(message);
+    }
+    link_.reset();
+    board_.setRootConnected(false);
 }
 
 // While the disk is behind, nothing is taken: the link reads no further then, and what comes waits

@@ -37,6 +37,8 @@ class RootUplink {
      * why it could not be told.
      */
     void publish(FromExtender::Kind kind, const std::string &text, RootLink::Published answer);
+    /* Ends the link. What came over it is told first: the broker does not send it again. */
+    void end();
 
   private:
     void dispatch();

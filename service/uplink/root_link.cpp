@@ -40,7 +40,9 @@ RootLink::RootLink(RootConfig config, std::string clientId, std::string mac, boo
     startMqttThread(MqttSetup{config_, std::move(clientId), listen, times_}, mailbox_);
 }
 
-RootLink::~RootLink() {
+RootLink::~RootLink() { end(); }
+
+void RootLink::end() {
     mailbox_->askToEnd();
     // The thread is on its own: one that hangs in a name look-up keeps the mailbox alive, finds
     // the end there when the look-up is over, and nobody has to wait for it.

@@ -50,8 +50,6 @@ class RootLink {
      */
     RootLink(RootConfig config, std::string clientId, std::string mac, bool listen,
              RootTimes times = {});
-    /* Ends the connection; what was not confirmed is not sent later. Returns within half a second.
-     */
     ~RootLink();
     RootLink(const RootLink &) = delete;
     RootLink &operator=(const RootLink &) = delete;
@@ -72,6 +70,11 @@ class RootLink {
     void publish(FromExtender::Kind kind, std::string text, Published published);
     /* Ends what is overdue. To be called about every 100 ms while waiting() is true. */
     void tick();
+    /*
+     * Ends the connection; what was not confirmed is not sent later. Returns within half a second.
+     * What has come by then waits for one more dispatch(): the broker does not send it again.
+     */
+    void end();
     bool waiting() const { return !waiting_.empty(); }
     /* The broker took this node in; on a listener, its subscriptions too. As of the last
      * dispatch(). */

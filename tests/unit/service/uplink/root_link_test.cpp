@@ -3,6 +3,7 @@
 #include "root_fixture.h"
 
 #include <mosquitto.h>
+#include <poll.h>
 
 namespace {
 
@@ -149,6 +150,26 @@ TEST_F(RootLink, LosesNothingWhileTheLoopOfTheListenerIsBusy) {
     EXPECT_TRUE(gateway->taken.empty());
     ASSERT_TRUE(turn({gateway.get()}, [&] { return gateway->taken.size() == kMany; }));
     EXPECT_EQ(extender->answers, std::vector<std::string>(kMany));
+}
+
+TEST_F(RootLink, LosesNothingWhereTheListenerEndsInTheMiddle) {
+    constexpr std::size_t kMany = 300;
+    auto gateway = listener();
+    const auto extender = this->extender(config(broker_.port()), times(milliseconds(15000)));
+    for (std::size_t i = 0; i < kMany; ++i) {
+        extender->publish(Kind::report, report());
+    }
+    ASSERT_TRUE(turn({extender.get()}, [&] { return extender->answers.size() == kMany; }));
+    pollfd came{gateway->link->fd(), POLLIN, 0};
+    ASSERT_EQ(poll(&came, 1, 60000), 1);
+    gateway->link->end();
+    turnFor({gateway.get()}, milliseconds(1));
+    const std::size_t before = gateway->taken.size();
+    EXPECT_GT(before, 0U);
+    gateway = listener();
+    EXPECT_TRUE(turn({gateway.get()}, [&] { return before + gateway->taken.size() >= kMany; }));
+    turnFor({gateway.get()}, milliseconds(100));
+    EXPECT_EQ(before + gateway->taken.size(), kMany);
 }
 
 TEST_F(RootLink, AnswersInTheOrderOfTheCallsAndMayBeUsedInsideAnAnswer) {
