@@ -26,7 +26,7 @@ Result<int> takeInteger(const cJSON *object, const char *key) {
 }
 
 Result<int> takeIntegerWithin(const cJSON *object, const char *key, int least, int most) {
-    const auto value = takeInteger(object, key);
+    auto value = takeInteger(object, key);
     if (value && (*value < least || *value > most)) {
         return Error{std::string("\"") + key + "\" is out of range: expected " +
                      std::to_string(least) + " to " + std::to_string(most)};

@@ -49,6 +49,7 @@ std::vector<std::string> withoutBus(const std::vector<std::string> &words) {
 
 [[noreturn]] void become(const Row &row, std::vector<std::string> arguments) {
     std::vector<char *> pointers;
+    pointers.reserve(arguments.size() + 1);
     for (std::string &argument : arguments) {
         pointers.push_back(argument.data());
     }
@@ -65,6 +66,7 @@ std::vector<std::string> withoutBus(const std::vector<std::string> &words) {
 
 std::vector<base::Command> handedOverVerbs() {
     std::vector<base::Command> verbs;
+    verbs.reserve(kRows.size());
     for (const Row &row : kRows) {
         verbs.push_back({.name = row.verb, .summary = row.summary});
     }

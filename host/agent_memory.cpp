@@ -69,7 +69,7 @@ struct Memory {
 
 // The text of the variable, which has room for it.
 base::Result<std::string> takeFitting(const cJSON *object, const TextRow &row) {
-    const auto text = base::takeText(object, row.key);
+    auto text = base::takeText(object, row.key);
     if (text && text->size() >= row.width) {
         return base::Error{std::string("\"") + row.key + "\" has " + std::to_string(text->size()) +
                            " characters: expected at most " + std::to_string(row.width - 1)};
@@ -183,8 +183,7 @@ base::Result<void> restoreMemory(const AgentState &state, const cJSON *memory) {
         return base::Error{"\"memory\" is missing or no object: expected an object"};
     }
     Memory read;
-    const auto whole =
-        readRecords(state, memory, read).andThen([&] { return readFlags(memory, read); });
+    auto whole = readRecords(state, memory, read).andThen([&] { return readFlags(memory, read); });
     if (whole) {
         store(state, read);
     }

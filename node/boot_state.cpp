@@ -123,8 +123,8 @@ base::Result<void> writeBootState(const BootPlace &place, const BootState &state
     BootState older;
     const BootVariables variables = formatBootState(state);
     // The older file gives way as a whole: up to the last moment it is what it was.
-    const auto written = readOlderBootState(place, older) ? makeBootEnvironment(place, variables)
-                                                          : changeBootEnvironment(place, variables);
+    auto written = readOlderBootState(place, older) ? makeBootEnvironment(place, variables)
+                                                    : changeBootEnvironment(place, variables);
     if (!written) {
         return written.error().within(
             "", "; check the file system or device that holds the boot state");

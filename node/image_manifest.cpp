@@ -206,7 +206,7 @@ base::Result<std::string> formatImageTrailer(const ImageManifest &manifest) {
 
 base::Result<std::string> formatSignedTrailer(const ImageManifest &manifest,
                                               const SigningFiles &files) {
-    const auto text = formatManifest(manifest);
+    auto text = formatManifest(manifest);
     if (!text) {
         return text;
     }

@@ -24,7 +24,7 @@ base::Result<void> copyPayload(int image, const std::string &path, const ImageMa
         sum.add(piece, size);
         return output.write(piece, size);
     };
-    if (const auto read = readInPieces(image, path, manifest.payloadSize, copy); !read) {
+    if (auto read = readInPieces(image, path, manifest.payloadSize, copy); !read) {
         return read;
     }
     if (sum.text() != manifest.payloadSha256) {
@@ -41,7 +41,7 @@ base::Result<ImageManifest> signImage(const std::string &path, const std::string
     if (!image) {
         return image.error();
     }
-    const auto manifest = readImageManifest(image->get(), path, ImageTrust{false});
+    auto manifest = readImageManifest(image->get(), path, ImageTrust{false});
     if (!manifest) {
         return manifest;
     }

@@ -46,7 +46,7 @@ base::Result<void> readInPieces(int file, const std::string &path, std::uint64_t
             return base::Error{path + ": ends before its " + std::to_string(size) +
                                " bytes were read"};
         }
-        if (const auto taken = take(piece.get(), wanted); !taken) {
+        if (auto taken = take(piece.get(), wanted); !taken) {
             return taken;
         }
         left -= wanted;
