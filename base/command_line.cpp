@@ -111,6 +111,7 @@ class Parser {
 
     void readWords() {
         const int count = static_cast<int>(words_.size());
+        const auto wordAt = [this](int at) { return words_[static_cast<std::size_t>(at)]; };
         opterr = 0;
         optind = 0; // whatever was read before
         static_cast<void>(
@@ -119,8 +120,8 @@ class Parser {
         bool amongLetters = false;
         while (!restIsArguments_) {
             const int at = optind;
-            if (!amongLetters && at < count && isNegativeNumber(words_[at])) {
-                takeArgument(words_[at]);
+            if (!amongLetters && at < count && isNegativeNumber(wordAt(at))) {
+                takeArgument(wordAt(at));
                 optind = at + 1;
                 continue;
             }
@@ -129,11 +130,11 @@ class Parser {
             if (found == -1) {
                 break;
             }
-            takeFound(found, words_[at]);
+            takeFound(found, wordAt(at));
             amongLetters = found != 1 && optind == at;
         }
         for (int at = optind; at < count; ++at) {
-            takeArgument(words_[at]);
+            takeArgument(wordAt(at));
         }
     }
 
