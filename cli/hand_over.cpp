@@ -47,6 +47,10 @@ std::vector<std::string> withoutBus(const std::vector<std::string> &words) {
     return left;
 }
 
+bool contains(const std::vector<std::string> &words, const char *word) {
+    return std::find(words.begin(), words.end(), word) != words.end();
+}
+
 [[noreturn]] void become(const Row &row, std::vector<std::string> arguments) {
     std::vector<char *> pointers;
     pointers.reserve(arguments.size() + 1);
@@ -75,12 +79,14 @@ std::vector<base::Command> handedOverVerbs() {
 
 void handOver(const std::vector<std::string> &words) {
     const std::vector<std::string> said = withoutBus({words.begin() + 1, words.end()});
-    const auto verb = std::find_if(said.begin(), said.end(),
-                                   [](const std::string &word) { return word != "--json"; });
+    const auto verb = std::find_if(said.begin(), said.end(), [](const std::string &word) {
+        return word != "--json" && word != "--help" && word != "-h";
+    });
     const auto *const row = std::find_if(kRows.begin(), kRows.end(), [&](const Row &candidate) {
         return verb != said.end() && *verb == candidate.verb;
     });
-    if (row == kRows.end()) {
+    // The version is that of otactl, also behind such a verb.
+    if (row == kRows.end() || contains(said, "--version")) {
         return;
     }
     // The tool speaks in the name that the person called.

@@ -5,12 +5,18 @@
 #include "cli/hand_over.h"
 #include "cli/verbs.h"
 
+#include <algorithm>
+#include <string>
+#include <vector>
+
 int main(int argc, char **argv) {
     cli::Globals globals;
+    const std::vector<std::string> words(argv, argv + argc);
     try {
-        cli::handOver({argv, argv + argc});
+        cli::handOver(words);
     } catch (const base::Failure &failure) {
-        return base::tellFailure("otactl", failure, false);
+        const bool json = std::find(words.begin(), words.end(), "--json") != words.end();
+        return base::tellFailure("otactl", failure, json);
     }
     return base::runProgram(cli::commandLine(globals), argc, argv, globals.json);
 }
