@@ -29,15 +29,19 @@ class Settings(node_case.Case):
         self.server = FileServer(self.place)
         self.node = Node(self.place, "n1", self.server).start().wait_until_ready()
 
+    def kept_timers(self, name):
+        return [one for one in self.node.kept_requests()["timers"] if one["name"] == name]
+
     def pass_time(self, timer):
         """As if the timer had run for all but a second: it is kept with its end."""
+        # It is kept once the call that starts it has ended; it is told before.
+        wait_for(f"{timer} is kept", lambda: self.kept_timers(timer))
         self.node.stop()
         path = self.node.folder / "configs/otad/requests.json"
         kept = self.node.kept_requests()
-        armed = [one for one in kept["timers"] if one["name"] == timer]
-        self.assertEqual(len(armed), 1, kept["timers"])
+        (armed,) = [one for one in kept["timers"] if one["name"] == timer]
         now = time.clock_gettime(time.CLOCK_BOOTTIME)
-        armed[0]["endBootMs"] = int((now + 1) * 1000)
+        armed["endBootMs"] = int((now + 1) * 1000)
         path.write_text(json.dumps(kept))
         self.node.start()
 
