@@ -14,11 +14,6 @@ std::optional<double> numberOf(const cJSON *object, const char *key, double most
     return usable ? std::optional(item->valuedouble) : std::nullopt;
 }
 
-std::string textOf(const cJSON *object, const char *key) {
-    const char *const text = cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(object, key));
-    return text == nullptr ? "" : text;
-}
-
 } // namespace
 
 End endOf(std::uint64_t ticket, Outcome outcome, const Cause &cause) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "base/failure.h"
 
-#include "base/json_output.h"
 #include "base/printable.h"
 
 #include <cstdio>
@@ -19,5 +18,15 @@ int tellFailure(const std::string &program, const Failure &failure, bool json) {
                  hasRemedy ? "; " : "", hasRemedy ? failure.advice().c_str() : "");
     return row.code;
 }
+
+Json outcomeAsJson(const OutcomeRow &row, const std::string &reason) {
+    Json object = newObject();
+    add(object.get(), "code", row.code);
+    add(object.get(), "result", row.name);
+    add(object.get(), "reason", reason);
+    return object;
+}
+
+Json success() { return outcomeAsJson(rowOf(Outcome::done), ""); }
 
 } // namespace base

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// A failure that a person meets: what went wrong, and which outcome of the table it is.
+// How a program answers: with an outcome of the table, for a person or for another program.
 #ifndef BASE_FAILURE_H
 #define BASE_FAILURE_H
 
+#include "base/json.h"
 #include "base/outcome.h"
 
 #include <stdexcept>
@@ -30,6 +31,12 @@ class Failure : public std::runtime_error {
 /* Tells the failure of the program in one line on standard error: what, and the advice;
  * with json also as one object on standard output. Returns the exit code. */
 int tellFailure(const std::string &program, const Failure &failure, bool json);
+
+/* {"code":..,"result":..,"reason":..} */
+Json outcomeAsJson(const OutcomeRow &row, const std::string &reason);
+
+/* {"code":0,"result":"done","reason":""}, to be added to. */
+Json success();
 
 } // namespace base
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "base/lib_config.h"
 
-#include "base/json_fields.h"
+#include "base/json.h"
 
 #include <cstdint>
 #include <limits>

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "cli/answer.h"
 
+#include "base/failure.h"
+
 #include <cstdio>
 
 namespace cli {

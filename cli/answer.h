@@ -4,7 +4,7 @@
 #define CLI_ANSWER_H
 
 #include "base/end.h"
-#include "base/json_output.h"
+#include "base/json.h"
 #include "cli/verbs.h"
 
 #include <cstdint>

@@ -2,7 +2,7 @@
 // otactl banks: what the two banks hold, which of them is on trial, and which versions failed.
 #include "base/display.h"
 #include "base/failure.h"
-#include "base/json_output.h"
+#include "base/json.h"
 #include "base/printable.h"
 #include "cli/bus_client.h"
 #include "cli/verbs.h"

@@ -2,7 +2,7 @@
 // otactl explain: why nothing happens now, and what will happen when.
 #include "base/display.h"
 #include "base/failure.h"
-#include "base/json_output.h"
+#include "base/json.h"
 #include "cli/bus_client.h"
 #include "cli/explain_name.h"
 #include "cli/verbs.h"

@@ -3,7 +3,7 @@
 
 #include "base/display.h"
 #include "base/failure.h"
-#include "base/json_output.h"
+#include "base/json.h"
 #include "base/nearest.h"
 #include "base/reason.h"
 #include "base/word.h"

@@ -2,8 +2,7 @@
 // otactl history: the newest events, oldest first.
 #include "base/display.h"
 #include "base/failure.h"
-#include "base/json_output.h"
-#include "base/message.h"
+#include "base/json.h"
 #include "cli/bus_client.h"
 #include "cli/verbs.h"
 

@@ -4,7 +4,7 @@
 #include "platform/timers.h"
 
 #include "base/failure.h"
-#include "base/json_output.h"
+#include "base/json.h"
 
 #include <algorithm>
 #include <array>

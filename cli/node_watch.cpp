@@ -2,7 +2,7 @@
 #include "cli/node_watch.h"
 
 #include "base/failure.h"
-#include "base/json_output.h"
+#include "base/json.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // otactl offer: hands a descriptor to the service as it is, and follows it if asked to.
 #include "base/failure.h"
-#include "base/json_output.h"
+#include "base/json.h"
 #include "base/printable.h"
 #include "cli/answer.h"
 #include "cli/bus_client.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // otactl status: the node as it is now.
 #include "base/display.h"
-#include "base/json_output.h"
+#include "base/json.h"
 #include "cli/bus_client.h"
 #include "cli/readable.h"
 #include "cli/verbs.h"

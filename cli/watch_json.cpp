@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cli/watch_json.h"
 
-#include "base/json_output.h"
+#include "base/json.h"
 
 namespace cli {
 namespace {

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cli/watch_text.h"
 
-#include "base/json_output.h"
-#include "base/message.h"
+#include "base/json.h"
 #include "base/outcome.h"
 #include "base/terminal.h"
 #include "cli/readable.h"

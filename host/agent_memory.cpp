@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/agent_memory.h"
 
-#include "base/json_fields.h"
+#include "base/json.h"
 #include "base/lib_config.h"
 
 #include <array>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/supervisor_link.h"
 
-#include "base/json_fields.h"
+#include "base/json.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "node/bank_note.h"
 
-#include "base/message.h"
+#include "base/json.h"
 #include "node/boot_state_text.h"
 
 namespace node {

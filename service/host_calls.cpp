@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/host_calls.h"
 
-#include "base/message.h"
+#include "base/json.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/job_runner.h"
 
-#include "base/message.h"
+#include "base/json.h"
 #include "service/state/resume.h"
 
 #include <utility>

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // ota-config check: what is wrong with a configuration file, without the service.
-#include "base/json_output.h"
+#include "base/failure.h"
+#include "base/json.h"
 #include "base/printable.h"
 #include "node/config.h"
 #include "tools/verbs.h"

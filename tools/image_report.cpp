@@ -2,8 +2,9 @@
 #include "tools/image_report.h"
 
 #include "base/display.h"
+#include "base/failure.h"
 #include "base/file_io.h"
-#include "base/json_output.h"
+#include "base/json.h"
 #include "base/printable.h"
 
 #include <cstdio>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/jobs/call_end.h"
 
-#include "base/message.h"
+#include "base/json.h"
 #include "otaSwAgent/status_words.h"
 #include "platform/timers.h"
 #include "service/state/clock_words.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/jobs/call_start.h"
 
-#include "base/message.h"
+#include "base/json.h"
 #include "service/state/deferral.h"
 #include "service/state/explain.h"
 #include "service/state/resume_fate.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/jobs/deferred_offer.h"
 
-#include "base/message.h"
+#include "base/json.h"
 #include "platform/timers.h"
 #include "service/state/deferral.h"
 

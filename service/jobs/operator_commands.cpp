@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/jobs/operator_commands.h"
 
-#include "base/message.h"
+#include "base/json.h"
 
 #include <utility>
 

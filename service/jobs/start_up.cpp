@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/jobs/start_up.h"
 
-#include "base/message.h"
+#include "base/json.h"
 #include "node/bank_note.h"
 #include "service/state/deferral.h"
 #include "service/state/recheck.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/jobs/trial_watch.h"
 
-#include "base/message.h"
+#include "base/json.h"
 #include "service/state/trial_words.h"
 
 namespace service {

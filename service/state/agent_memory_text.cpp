@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/state/agent_memory_text.h"
 
-#include "service/state/json_object.h"
+#include "base/json.h"
 
 #include <new>
 
@@ -23,7 +23,7 @@ void emptyRecord(cJSON *record) {
 
 } // namespace
 
-AgentMemoryText::AgentMemoryText(std::string_view text) : object_(parseObject(text)) {}
+AgentMemoryText::AgentMemoryText(std::string_view text) : object_(base::parseObject(text)) {}
 
 int AgentMemoryText::number(const char *key, int otherwise) const {
     const cJSON *const item = cJSON_GetObjectItemCaseSensitive(object_.get(), key);
@@ -50,9 +50,7 @@ void AgentMemoryText::forgetTheOffer() {
 
 std::string AgentMemoryText::namedTime() const {
     const cJSON *const record = cJSON_GetObjectItemCaseSensitive(object_.get(), "swActTime");
-    const char *const time =
-        cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(record, "actTime"));
-    return time == nullptr || number(kTimeBySignal, 0) == 0 ? "" : time;
+    return number(kTimeBySignal, 0) == 0 ? "" : base::textOf(record, "actTime");
 }
 
 std::string AgentMemoryText::print() const {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/state/history.h"
 
-#include "service/state/json_object.h"
+#include "base/json.h"
 #include "service/state/line_file.h"
 #include "service/state/line_source.h"
 
@@ -56,14 +56,14 @@ void addNumber(cJSON *object, const char *key, Number number) {
 // 0 of a line that was written before they were numbered.
 std::uint64_t numberOf(std::string_view line) {
     constexpr double kMost = 9007199254740992.0; // JSON carries whole numbers up to 2^53
-    const base::Json object = parseObject(line);
+    const base::Json object = base::parseObject(line);
     const cJSON *const item = cJSON_GetObjectItemCaseSensitive(object.get(), "seq");
     const double number = cJSON_IsNumber(item) != 0 ? item->valuedouble : 0;
     return number > 0 && number < kMost ? static_cast<std::uint64_t>(number) : 0;
 }
 
 bool isHistoryLine(std::string_view line) {
-    const base::Json object = parseObject(line);
+    const base::Json object = base::parseObject(line);
     return cJSON_IsString(cJSON_GetObjectItemCaseSensitive(object.get(), "time")) != 0 &&
            cJSON_IsString(cJSON_GetObjectItemCaseSensitive(object.get(), "event")) != 0;
 }

@@ -3,7 +3,6 @@
 #include "service/state/ledger.h"
 
 #include "base/json.h"
-#include "service/state/json_object.h"
 
 #include <new>
 
@@ -119,10 +118,8 @@ Json toArray(const List &list) {
 } // namespace
 
 std::string timerOf(const Request &request) {
-    const Json event = request.kind == kTimer ? parseObject(request.event) : nullptr;
-    const char *const name =
-        cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(event.get(), "name"));
-    return name == nullptr ? "" : name;
+    const Json event = request.kind == kTimer ? base::parseObject(request.event) : nullptr;
+    return base::textOf(event.get(), "name");
 }
 
 std::string printLedger(const Ledger &ledger) {

@@ -3,8 +3,8 @@
 #include "service/state/ledger.h"
 
 #include "base/channel.h"
+#include "base/json.h"
 #include "otaSwAgent/records.h"
-#include "service/state/json_object.h"
 
 #include <algorithm>
 #include <array>
@@ -85,7 +85,7 @@ class ObjectReader {
         if (!text(key, kMaxText, value)) {
             return false;
         }
-        return (mayBeEmpty && value.empty()) || parseObject(value) != nullptr ||
+        return (mayBeEmpty && value.empty()) || base::parseObject(value) != nullptr ||
                complain(key, "the text of a JSON object");
     }
 
@@ -236,7 +236,7 @@ bool parseLedger(std::string_view text, Ledger &ledger, std::string &whatIsWrong
     bool ofALaterRelease = false;
     bool &isNewer = newer == nullptr ? ofALaterRelease : *newer;
     isNewer = false;
-    const base::Json object = parseObject(text);
+    const base::Json object = base::parseObject(text);
     if (!object) {
         whatIsWrong = "the ledger: expected one JSON object and nothing behind it";
         return false;

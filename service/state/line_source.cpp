@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "service/state/line_source.h"
 
+#include "base/json.h"
 #include "guard/mac.h"
-#include "service/state/json_object.h"
 
 #include <algorithm>
 #include <array>
@@ -64,7 +64,7 @@ std::size_t shareOfEach(const std::map<std::string, std::size_t> &sizes, std::si
 } // namespace
 
 std::string sourceOf(std::string_view line) {
-    const base::Json object = parseObject(line);
+    const base::Json object = base::parseObject(line);
     const std::string_view event = textOf(object.get(), "event");
     if (isOneOf(kOfExtenders, event)) {
         const std::string_view mac = textOf(object.get(), "reason").substr(0, kMacLength);

@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "service/state/request_check.h"
 
-#include "base/json_fields.h"
+#include "base/json.h"
 #include "base/lib_config.h"
-#include "base/message.h"
 #include "guard/activation_record.h"
 #include "guard/strict_json.h"
 #include "guard/time_of_day.h"
 #include "platform/timers.h"
 #include "service/state/agent_memory_text.h"
-#include "service/state/json_object.h"
 
 #include <algorithm>
 #include <array>
@@ -54,7 +52,7 @@ std::optional<Refusal> newImageAgain(const StrictObject &event, const cJSON *tre
     if (!config) {
         return mistyped(kConfig, config.error().text);
     }
-    const base::Json object = parseObject(descriptor);
+    const base::Json object = base::parseObject(descriptor);
     return newImageRequest(descriptor,
                            {config->OffloadDownloadActivate, config->initial_obardingStatus,
                             config->firsttime_polling},
@@ -67,7 +65,7 @@ std::optional<Refusal> activationTimeAgain(const StrictObject &event, const Judg
     if (auto refusal = event.takeText(kRecord, StrictObject::kMaxText, record)) {
         return refusal;
     }
-    const base::Json object = parseObject(record);
+    const base::Json object = base::parseObject(record);
     return activationTimeRequest(record, withAnyMac(judge.node, object.get()), anew);
 }
 
@@ -136,8 +134,8 @@ bool namesTheNode(const Request &request) {
     if (request.kind != kActivationTime) {
         return request.kind == kNewImage;
     }
-    const base::Json event = parseObject(request.event);
-    const base::Json record = parseObject(base::textOf(event.get(), kRecord));
+    const base::Json event = base::parseObject(request.event);
+    const base::Json record = base::parseObject(base::textOf(event.get(), kRecord));
     return !base::textOf(record.get(), "mac").empty();
 }
 
@@ -168,7 +166,7 @@ std::optional<Refusal> checkAgain(const Request &kept, const Judge &judge, Reque
         return mistyped("event", guard::quoted(kind) + " is kept as " + guard::quoted(kept.kind));
     }
     Request made;
-    const base::Json tree = parseObject(kept.event);
+    const base::Json tree = base::parseObject(kept.event);
     auto refusal = kind == kNewImage         ? newImageAgain(event, tree.get(), judge, made)
                    : kind == kMobileTrigger  ? triggerAgain(event, made)
                    : kind == kActivationTime ? activationTimeAgain(event, judge, made)
@@ -181,7 +179,7 @@ std::optional<Refusal> checkAgain(const Request &kept, const Judge &judge, Reque
 }
 
 std::optional<Refusal> checkRememberedImage(const std::string &memory, const Judge &judge) {
-    const base::Json object = parseObject(memory);
+    const base::Json object = base::parseObject(memory);
     const cJSON *const item = cJSON_GetObjectItemCaseSensitive(object.get(), "swInfo");
     if (holdsNoImage(item)) {
         return std::nullopt;
@@ -191,7 +189,7 @@ std::optional<Refusal> checkRememberedImage(const std::string &memory, const Jud
 }
 
 std::optional<Refusal> checkRememberedTimes(const std::string &memory, const Judge &judge) {
-    const base::Json object = parseObject(memory);
+    const base::Json object = base::parseObject(memory);
     const cJSON *const record = cJSON_GetObjectItemCaseSensitive(object.get(), "swActTime");
     guard::ActivationRecord activation;
     if (record != nullptr) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What must hold for every ledger: it comes back, or nothing of it does, and the agent hears of it
 // only what the guard lets in today.
-#include "base/message.h"
+#include "base/json.h"
 #include "service/state/ledger.h"
 #include "service/state/recheck.h"
 #include "tests/fuzz/promise.h"

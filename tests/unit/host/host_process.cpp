@@ -2,7 +2,7 @@
 // The real ota-host as a child process, and the supervisor's end of its channel.
 #include "host_process.h"
 
-#include "base/message.h"
+#include "base/json.h"
 #include "node/bank_note.h"
 #include "node/boot_state.h"
 #include "node/bridge_address.h"

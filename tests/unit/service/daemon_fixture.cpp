@@ -2,7 +2,7 @@
 // A whole daemon in a temporary folder, with a scripted host and no bus unless one is given.
 #include "daemon_fixture.h"
 
-#include "base/message.h"
+#include "base/json.h"
 #include "service/state/request_check.h"
 #include "tests/support/results.h"
 

@@ -2,7 +2,7 @@
 // What the history tells of its own gaps.
 #include "daemon_fixture.h"
 
-#include "base/message.h"
+#include "base/json.h"
 #include "service/event_log.h"
 
 #include <fstream>

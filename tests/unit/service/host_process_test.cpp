@@ -2,7 +2,7 @@
 // The host process from the daemon's side: messages, ends, kills. A shell script stands for it.
 #include "service/host_process.h"
 
-#include "base/message.h"
+#include "base/json.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

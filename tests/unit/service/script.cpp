@@ -2,7 +2,7 @@
 // What the scripted host is to do, and what it was asked.
 #include "script.h"
 
-#include "base/message.h"
+#include "base/json.h"
 
 #include <filesystem>
 #include <fstream>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Stands for the host process: does what a script says at its start and on each event, and logs.
 #include "base/channel.h"
-#include "base/message.h"
+#include "base/json.h"
 #include "node/bank_note.h"
 
 #include <chrono>

@@ -2,7 +2,7 @@
 // What is kept before a call of the agent begins, and what the agent is told.
 #include "tests/unit/service/daemon_fixture.h"
 
-#include "base/message.h"
+#include "base/json.h"
 
 namespace service::test {
 namespace {

@@ -2,7 +2,7 @@
 // The host ends by itself in every state: told, survived, and what it worked on done again.
 #include "tests/unit/service/daemon_fixture.h"
 
-#include "base/message.h"
+#include "base/json.h"
 
 #include <csignal>
 

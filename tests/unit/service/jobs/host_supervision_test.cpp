@@ -2,7 +2,7 @@
 // The host process is started again behind its end, and its start may wait for a socket.
 #include "tests/unit/service/daemon_fixture.h"
 
-#include "base/message.h"
+#include "base/json.h"
 
 namespace service::test {
 namespace {

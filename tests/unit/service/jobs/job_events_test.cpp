@@ -2,7 +2,7 @@
 // Why an offer ended, or waits, as it is told; stages and history on the way.
 #include "tests/unit/service/daemon_fixture.h"
 
-#include "base/message.h"
+#include "base/json.h"
 
 #include <fstream>
 

@@ -2,7 +2,7 @@
 // Requests are kept before anything happens with them, and run one at a time, in their order.
 #include "tests/unit/service/daemon_fixture.h"
 
-#include "base/message.h"
+#include "base/json.h"
 #include "service/state/request_check.h"
 
 #include <filesystem>

@@ -2,7 +2,7 @@
 // What operators decide about a bank on trial and about versions that failed.
 #include "tests/unit/service/jobs/trial_fixture.h"
 
-#include "base/message.h"
+#include "base/json.h"
 
 namespace service::test {
 namespace {

@@ -2,7 +2,7 @@
 // A bank on trial, as the service tells it.
 #include "tests/unit/service/jobs/trial_fixture.h"
 
-#include "base/message.h"
+#include "base/json.h"
 
 #include <filesystem>
 #include <sys/stat.h>

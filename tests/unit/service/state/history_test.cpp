@@ -4,7 +4,7 @@
 
 #include "tests/unit/service/state/files.h"
 
-#include "service/state/json_object.h"
+#include "base/json.h"
 #include "service/state/line_source.h"
 
 #include <algorithm>
@@ -60,7 +60,7 @@ TEST(AHistoryLine, IsPrintableAsciiWhateverItIsMadeOf) {
     line.reason = "a\nb\x1b[31m\xff";
     const std::string text = service::formatHistoryLine(line, 0, "node");
     EXPECT_NE(text.find("\"reason\":\"a?b?[31m?\""), std::string::npos) << text;
-    EXPECT_TRUE(service::parseObject(text));
+    EXPECT_TRUE(base::parseObject(text));
 }
 
 TEST(AHistoryLine, IsNoLongerThanItsReaderTakesWhateverItIsMadeOf) {
@@ -68,7 +68,7 @@ TEST(AHistoryLine, IsNoLongerThanItsReaderTakesWhateverItIsMadeOf) {
     line.version = line.reason = line.next = std::string(20'000'000, '"');
     const std::string text = service::formatHistoryLine(line, 0, "node");
     EXPECT_LT(text.size(), 8U * 1024);
-    const base::Json object = service::parseObject(text);
+    const base::Json object = base::parseObject(text);
     EXPECT_EQ(cJSON_GetStringValue(cJSON_GetObjectItem(object.get(), "reason")),
               std::string(512, '"') + "...");
 }

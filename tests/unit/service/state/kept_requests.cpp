@@ -2,7 +2,7 @@
 // Requests, ledgers and facts as the tests of what is kept need them.
 #include "tests/unit/service/state/kept_requests.h"
 
-#include "service/state/json_object.h"
+#include "base/json.h"
 
 namespace {
 
@@ -62,13 +62,13 @@ std::string memoryWith(const std::map<std::string, int> &numbers, const std::str
 }
 
 int numberIn(const std::string &memory, const std::string &key) {
-    const base::Json object = service::parseObject(memory);
+    const base::Json object = base::parseObject(memory);
     const cJSON *const item = cJSON_GetObjectItemCaseSensitive(object.get(), key.c_str());
     return cJSON_IsNumber(item) ? item->valueint : -1;
 }
 
 std::string activationTimeIn(const std::string &memory) {
-    const base::Json object = service::parseObject(memory);
+    const base::Json object = base::parseObject(memory);
     const cJSON *const record = cJSON_GetObjectItemCaseSensitive(object.get(), "swActTime");
     const char *const text =
         cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(record, "actTime"));

@@ -2,7 +2,7 @@
 // What was kept and would not be let in today ends, with its reason, and takes its own along.
 #include "service/state/recheck.h"
 
-#include "base/message.h"
+#include "base/json.h"
 #include "tests/unit/service/state/kept_requests.h"
 #include "tests/unit/service/state/resume_stories.h"
 
