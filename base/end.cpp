@@ -4,14 +4,11 @@
 namespace base {
 namespace {
 
-constexpr double kMostTicket = 9007199254740992.0; // JSON carries whole numbers up to 2^53
 constexpr double kMostCode = 255.0;
 
-std::optional<double> numberOf(const cJSON *object, const char *key, double most) {
-    const cJSON *const item = cJSON_GetObjectItemCaseSensitive(object, key);
-    const bool usable =
-        cJSON_IsNumber(item) != 0 && item->valuedouble >= 0 && item->valuedouble <= most;
-    return usable ? std::optional(item->valuedouble) : std::nullopt;
+std::optional<double> numberUpTo(double most, const cJSON *object, const char *key) {
+    const std::optional<double> number = numberIn(object, key);
+    return number && *number >= 0 && *number <= most ? number : std::nullopt;
 }
 
 } // namespace
@@ -23,9 +20,9 @@ End endOf(std::uint64_t ticket, Outcome outcome, const Cause &cause) {
 }
 
 Told toldIn(const char *line) {
-    const Json object(cJSON_Parse(line));
-    const std::optional<double> ticket = numberOf(object.get(), "ticket", kMostTicket);
-    const std::optional<double> code = numberOf(object.get(), "code", kMostCode);
+    const Json object = parsed(line);
+    const std::optional<double> ticket = numberUpTo(kMostWhole, object.get(), "ticket");
+    const std::optional<double> code = numberUpTo(kMostCode, object.get(), "code");
     if (!ticket || !code) {
         return {};
     }

@@ -9,7 +9,8 @@
 namespace base {
 namespace {
 
-cJSON *orThrow(cJSON *item) {
+template <typename Memory>
+Memory *orThrow(Memory *item) {
     if (item == nullptr) {
         throw std::bad_alloc();
     }
@@ -37,12 +38,12 @@ std::string withoutHighControls(std::string_view json) {
 
 } // namespace
 
-Json parsed(const std::string &text) { return Json(cJSON_Parse(text.c_str())); }
+Json parsed(std::string_view text) { return Json(cJSON_ParseWithLength(text.data(), text.size())); }
 
 Json parseObject(std::string_view text) {
     const char *end = nullptr;
     Json object(cJSON_ParseWithLengthOpts(text.data(), text.size(), &end, 0));
-    if (!object || !cJSON_IsObject(object.get())) {
+    if (!isObject(object.get())) {
         return nullptr;
     }
     const std::string_view rest = text.substr(static_cast<std::size_t>(end - text.data()));
@@ -52,36 +53,68 @@ Json parseObject(std::string_view text) {
 
 Json parsedOrText(const std::string &text) {
     if (text.empty()) {
-        return Json(cJSON_CreateNull());
+        return newNull();
     }
     Json value(cJSON_ParseWithOpts(text.c_str(), nullptr, 1));
-    if (cJSON_IsObject(value.get()) == 0) {
-        value.reset(cJSON_CreateString(text.c_str()));
-    }
-    return value;
+    return isObject(value.get()) ? std::move(value)
+                                 : Json(orThrow(cJSON_CreateString(text.c_str())));
 }
 
-std::string textOf(const cJSON *object, const char *key) {
-    const char *const text = cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(object, key));
+const cJSON *itemOf(const cJSON *object, const char *key) {
+    return cJSON_GetObjectItemCaseSensitive(object, key);
+}
+
+cJSON *itemOf(cJSON *object, const char *key) {
+    return cJSON_GetObjectItemCaseSensitive(object, key);
+}
+
+bool isObject(const cJSON *item) { return cJSON_IsObject(item) != 0; }
+
+std::vector<const cJSON *> membersOf(const cJSON *item) {
+    std::vector<const cJSON *> members;
+    const cJSON *member = nullptr;
+    cJSON_ArrayForEach(member, item) { members.push_back(member); }
+    return members;
+}
+
+std::string textOf(const cJSON *item) {
+    const char *const text = cJSON_GetStringValue(item);
     return text == nullptr ? "" : text;
 }
 
-int numberOf(const cJSON *object, const char *key) {
-    const cJSON *const number = cJSON_GetObjectItemCaseSensitive(object, key);
-    return cJSON_IsNumber(number) ? number->valueint : 0;
+std::string textOf(const cJSON *object, const char *key) { return textOf(itemOf(object, key)); }
+
+std::optional<double> numberIn(const cJSON *item) {
+    return cJSON_IsNumber(item) != 0 ? std::optional(item->valuedouble) : std::nullopt;
+}
+
+std::optional<double> numberIn(const cJSON *object, const char *key) {
+    return numberIn(itemOf(object, key));
+}
+
+int numberOf(const cJSON *object, const char *key, int otherwise) {
+    const cJSON *const number = itemOf(object, key);
+    return cJSON_IsNumber(number) != 0 ? number->valueint : otherwise;
 }
 
 Result<std::string> takeText(const cJSON *object, const char *key) {
-    const char *const text = cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(object, key));
+    const char *const text = cJSON_GetStringValue(itemOf(object, key));
     if (text == nullptr) {
         return Error{std::string("\"") + key + "\" is missing or no text: expected a text"};
     }
     return std::string(text);
 }
 
+Result<const cJSON *> takeObject(const cJSON *object, const char *key) {
+    const cJSON *const found = itemOf(object, key);
+    if (!isObject(found)) {
+        return Error{std::string("\"") + key + "\" is missing or no object: expected an object"};
+    }
+    return found;
+}
+
 Result<int> takeInteger(const cJSON *object, const char *key) {
-    const cJSON *const item = cJSON_GetObjectItemCaseSensitive(object, key);
-    const double value = cJSON_IsNumber(item) ? item->valuedouble : std::nan("");
+    const double value = numberIn(object, key).value_or(std::nan(""));
     if (!(std::trunc(value) == value && value >= std::numeric_limits<int>::min() &&
           value <= std::numeric_limits<int>::max())) {
         return Error{std::string("\"") + key +
@@ -99,17 +132,26 @@ Result<int> takeIntegerWithin(const cJSON *object, const char *key, int least, i
     return value;
 }
 
+Json newObject() { return Json(orThrow(cJSON_CreateObject())); }
+
+Json newList() { return Json(orThrow(cJSON_CreateArray())); }
+
+Json newNull() { return Json(orThrow(cJSON_CreateNull())); }
+
 Json message(std::initializer_list<std::pair<const char *, std::string>> texts) {
-    Json object(cJSON_CreateObject());
+    Json object = newObject();
     for (const auto &[key, text] : texts) {
-        if (cJSON_AddStringToObject(object.get(), key, text.c_str()) == nullptr) {
-            throw std::bad_alloc();
-        }
+        add(object.get(), key, text);
     }
     return object;
 }
 
-Json newObject() { return Json(orThrow(cJSON_CreateObject())); }
+// cJSON rounds to 15 digits.
+Json newNumber(const std::string &digits) {
+    constexpr std::size_t kExact = 15;
+    return Json(orThrow(digits.size() <= kExact ? cJSON_CreateNumber(std::stod(digits))
+                                                : cJSON_CreateRaw(digits.c_str())));
+}
 
 void add(cJSON *object, const char *key, Json value) {
     if (cJSON_AddItemToObject(object, key, orThrow(value.get())) == 0) {
@@ -118,8 +160,17 @@ void add(cJSON *object, const char *key, Json value) {
     static_cast<void>(value.release());
 }
 
+void append(cJSON *list, Json value) {
+    if (cJSON_AddItemToArray(list, orThrow(value.get())) == 0) {
+        throw std::bad_alloc();
+    }
+    static_cast<void>(value.release());
+}
+
 void add(cJSON *object, const char *key, const char *text) {
-    orThrow(cJSON_AddStringToObject(object, key, text));
+    if (text != nullptr) {
+        orThrow(cJSON_AddStringToObject(object, key, text));
+    }
 }
 
 void add(cJSON *object, const char *key, const std::string &text) {
@@ -130,37 +181,32 @@ void add(cJSON *object, const char *key, bool value) {
     orThrow(cJSON_AddBoolToObject(object, key, value ? 1 : 0));
 }
 
-void add(cJSON *object, const char *key, std::uint64_t number) {
-    orThrow(cJSON_AddNumberToObject(object, key, static_cast<double>(number)));
-}
-
-void add(cJSON *object, const char *key, std::uint32_t number) {
-    add(object, key, static_cast<std::uint64_t>(number));
-}
-
-void add(cJSON *object, const char *key, std::int32_t number) {
+void add(cJSON *object, const char *key, double number) {
     orThrow(cJSON_AddNumberToObject(object, key, number));
 }
 
 void add(cJSON *object, const char *key, std::optional<std::uint64_t> number) {
-    if (number) {
-        add(object, key, *number);
-    } else {
-        add(object, key, Json(cJSON_CreateNull()));
-    }
+    add(object, key, number ? newNumber(std::to_string(*number)) : newNull());
 }
 
-std::string printed(const cJSON *object) {
-    const JsonText text(cJSON_PrintUnformatted(object));
-    return text ? text.get() : "";
+void add(cJSON *object, const char *key, const std::vector<std::string> &texts) {
+    Json list = newList();
+    for (const std::string &text : texts) {
+        append(list.get(), Json(orThrow(cJSON_CreateString(text.c_str()))));
+    }
+    add(object, key, std::move(list));
 }
 
-void printJson(const cJSON *object) {
-    const JsonText text(cJSON_PrintUnformatted(object));
-    if (text == nullptr) {
-        throw std::bad_alloc();
-    }
-    std::printf("%s\n", withoutHighControls(text.get()).c_str());
+std::string printed(const cJSON *item) {
+    return item == nullptr ? "" : JsonText(orThrow(cJSON_PrintUnformatted(item))).get();
+}
+
+std::string printedInLines(const cJSON *item) {
+    return item == nullptr ? "" : JsonText(orThrow(cJSON_Print(item))).get();
+}
+
+void printJson(const cJSON *item) {
+    std::printf("%s\n", withoutHighControls(printed(item)).c_str());
     std::fflush(stdout);
 }
 

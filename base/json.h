@@ -7,6 +7,7 @@
 
 #include <cjson/cJSON.h>
 
+#include <concepts>
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
@@ -14,6 +15,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace base {
 
@@ -27,52 +29,76 @@ struct JsonTextFree {
 };
 using JsonText = std::unique_ptr<char, JsonTextFree>;
 
-// Reading.
+/* JSON carries whole numbers up to 2^53: beyond it a double skips some. */
+constexpr double kMostWhole = 9007199254740992.0;
 
-/* Null where the text is not JSON. */
-Json parsed(const std::string &text);
+// Reading. Nothing is found in what is no object, null included; keys differ in their case.
+
+/* Null where the text does not begin with a JSON value. */
+Json parsed(std::string_view text);
 /* Null where the text is not one object with nothing but blanks behind it. */
 Json parseObject(std::string_view text);
 /* The object that the text holds; null for an empty text; else the text itself, as a string. */
 Json parsedOrText(const std::string &text);
-/* Empty where there is no such text, or no object. */
+
+/* Null where there is no such member. */
+const cJSON *itemOf(const cJSON *object, const char *key);
+cJSON *itemOf(cJSON *object, const char *key);
+bool isObject(const cJSON *item);
+/* Those of an object or a list, in their order. */
+std::vector<const cJSON *> membersOf(const cJSON *item);
+
+/* Empty where the item is no text. */
+std::string textOf(const cJSON *item);
 std::string textOf(const cJSON *object, const char *key);
-/* 0 where there is no such number. */
-int numberOf(const cJSON *object, const char *key);
+/* Of whatever size, with a fraction. */
+std::optional<double> numberIn(const cJSON *item);
+std::optional<double> numberIn(const cJSON *object, const char *key);
+/* As an int, the nearest there is. */
+int numberOf(const cJSON *object, const char *key, int otherwise = 0);
 
-// Checked values out of an object that came from outside.
-
-/* Each error names the key. */
+// Checked values out of an object that came from outside. Each error names the key.
 
 Result<std::string> takeText(const cJSON *object, const char *key);
-
+Result<const cJSON *> takeObject(const cJSON *object, const char *key);
 /* A whole number that fits in an int. */
 Result<int> takeInteger(const cJSON *object, const char *key);
-
 /* A whole number from `least` to `most`. */
 Result<int> takeIntegerWithin(const cJSON *object, const char *key, int least, int most);
 
 // Writing; std::bad_alloc where memory ran out.
 
+Json newObject();
+Json newList();
 /* An object of texts, in this order. */
 Json message(std::initializer_list<std::pair<const char *, std::string>> texts);
-Json newObject();
+Json newNull();
+/* A whole number, of which every digit is printed. */
+Json newNumber(const std::string &digits);
+
+/* The value is the object's, or the list's, from then on. */
+void add(cJSON *object, const char *key, Json value);
+void append(cJSON *list, Json value);
 void add(cJSON *object, const char *key, const std::string &text);
+/* Null is left out. */
 void add(cJSON *object, const char *key, const char *text);
 void add(cJSON *object, const char *key, bool value);
-/* Exact up to 2^53, as every reader of JSON numbers. */
-void add(cJSON *object, const char *key, std::uint64_t number);
-void add(cJSON *object, const char *key, std::uint32_t number);
-void add(cJSON *object, const char *key, std::int32_t number);
+void add(cJSON *object, const char *key, double number);
 /* Nothing is null. */
 void add(cJSON *object, const char *key, std::optional<std::uint64_t> number);
-/* Takes the value over. */
-void add(cJSON *object, const char *key, Json value);
+void add(cJSON *object, const char *key, const std::vector<std::string> &texts);
 
-/* The object as text on one line; empty where memory ran out. */
-std::string printed(const cJSON *object);
+template <std::integral Number>
+void add(cJSON *object, const char *key, Number number) {
+    add(object, key, newNumber(std::to_string(number)));
+}
+
+/* On one line; of null it is empty. */
+std::string printed(const cJSON *item);
+/* With line breaks and tabs. */
+std::string printedInLines(const cJSON *item);
 /* Prints one line and flushes it, so that a reader at the other end of a pipe has it at once. */
-void printJson(const cJSON *object);
+void printJson(const cJSON *item);
 
 } // namespace base
 

@@ -16,14 +16,14 @@ constexpr const char *kFirstPolling = "firsttime_polling";
 } // namespace
 
 Result<OtaLibConfig> takeLibConfig(const cJSON *object, const char *key) {
-    const cJSON *const given = cJSON_GetObjectItemCaseSensitive(object, key);
-    if (!cJSON_IsObject(given)) {
-        return Error{std::string("\"") + key + "\" is missing or no object: expected an object"};
+    const auto given = takeObject(object, key);
+    if (!given) {
+        return given.error();
     }
     const auto offload =
-        takeIntegerWithin(given, kOffload, 0, std::numeric_limits<std::uint8_t>::max());
-    const auto onboarding = takeInteger(given, kOnboarding);
-    const auto firstPolling = takeInteger(given, kFirstPolling);
+        takeIntegerWithin(*given, kOffload, 0, std::numeric_limits<std::uint8_t>::max());
+    const auto onboarding = takeInteger(*given, kOnboarding);
+    const auto firstPolling = takeInteger(*given, kFirstPolling);
     for (const auto *number : {&offload, &onboarding, &firstPolling}) {
         if (!*number) {
             return number->error();
@@ -37,14 +37,11 @@ Result<OtaLibConfig> takeLibConfig(const cJSON *object, const char *key) {
 }
 
 Json printLibConfig(const OtaLibConfig &config) {
-    Json object(cJSON_CreateObject());
-    const bool whole =
-        cJSON_AddNumberToObject(object.get(), kOffload, config.OffloadDownloadActivate) !=
-            nullptr &&
-        cJSON_AddNumberToObject(object.get(), kOnboarding, config.initial_obardingStatus) !=
-            nullptr &&
-        cJSON_AddNumberToObject(object.get(), kFirstPolling, config.firsttime_polling) != nullptr;
-    return whole ? std::move(object) : nullptr;
+    Json object = newObject();
+    add(object.get(), kOffload, config.OffloadDownloadActivate);
+    add(object.get(), kOnboarding, config.initial_obardingStatus);
+    add(object.get(), kFirstPolling, config.firsttime_polling);
+    return object;
 }
 
 } // namespace base

@@ -12,7 +12,7 @@ namespace base {
 /* The object's `key`: an object with the configuration's three keys. */
 Result<OtaLibConfig> takeLibConfig(const cJSON *object, const char *key);
 
-/* The three keys as a new object; null where memory ran out. */
+/* The three keys as a new object. */
 Json printLibConfig(const OtaLibConfig &config);
 
 } // namespace base

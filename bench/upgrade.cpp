@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // ota-bench-upgrade: one upgrade by the real host process, from its start until the call is done.
 #include "base/channel.h"
+#include "base/json.h"
 
 #include <cerrno>
 #include <chrono>
@@ -39,11 +40,6 @@ struct Arguments {
     std::exit(EXIT_FAILURE);
 }
 
-std::string textOf(const cJSON *object, const char *key) {
-    const char *const text = cJSON_GetStringValue(cJSON_GetObjectItem(object, key));
-    return text == nullptr ? "" : text;
-}
-
 [[noreturn]] void becomeHost(const Arguments &given, int socket) {
     const int log = open(given.log, O_WRONLY | O_CREAT | O_APPEND, 0644);
     const std::string channel = std::to_string(socket);
@@ -75,13 +71,13 @@ class Upgrade {
     void followUntilDone() {
         for (;;) {
             const base::Json message = receive();
-            const std::string stage = textOf(message.get(), "stage");
-            if (cJSON_HasObjectItem(message.get(), "done")) {
+            const std::string stage = base::textOf(message.get(), "stage");
+            if (base::itemOf(message.get(), "done") != nullptr) {
                 return;
             }
             if (!stage.empty()) {
                 enter(stage);
-            } else if (cJSON_HasObjectItem(message.get(), "call")) {
+            } else if (base::itemOf(message.get(), "call") != nullptr) {
                 noteStatus(message.get());
                 answer();
             }
@@ -91,7 +87,7 @@ class Upgrade {
     void offer() {
         std::ifstream file(given_.event);
         const std::string text(std::istreambuf_iterator<char>(file), {});
-        const base::Json event(cJSON_Parse(text.c_str()));
+        const base::Json event = base::parsed(text);
         if (!event) {
             giveUp(std::string(given_.event) + " is no JSON object: give an event of the channel");
         }
@@ -101,7 +97,7 @@ class Upgrade {
     void enter(const std::string &stage) {
         const auto now = Clock::now();
         const std::chrono::duration<double> seconds = now - stageBegan_;
-        cJSON_AddNumberToObject(times_.get(), stage_.c_str(), seconds.count());
+        base::add(times_.get(), stage_.c_str(), seconds.count());
         stage_ = stage;
         stageBegan_ = now;
     }
@@ -113,8 +109,7 @@ class Upgrade {
                    given_.log);
         }
         addMemory();
-        const base::JsonText text(cJSON_PrintUnformatted(times_.get()));
-        std::ofstream(given_.times, std::ios::app) << text.get() << '\n';
+        std::ofstream(given_.times, std::ios::app) << base::printed(times_.get()) << '\n';
     }
 
     void end() {
@@ -141,14 +136,14 @@ class Upgrade {
     }
 
     void answer() {
-        const base::Json acknowledgement(cJSON_CreateObject());
-        cJSON_AddNumberToObject(acknowledgement.get(), "ack", 0);
+        const base::Json acknowledgement = base::newObject();
+        base::add(acknowledgement.get(), "ack", 0);
         send(acknowledgement.get());
     }
 
     void noteStatus(const cJSON *call) {
-        const base::Json record(cJSON_Parse(textOf(call, "data").c_str()));
-        const std::string status = textOf(record.get(), "status");
+        const base::Json record = base::parsed(base::textOf(call, "data"));
+        const std::string status = base::textOf(record.get(), "status");
         if (!status.empty()) {
             status_ = status;
         }
@@ -158,7 +153,7 @@ class Upgrade {
         std::ifstream file("/proc/" + std::to_string(host_) + "/status");
         for (std::string line; std::getline(file, line);) {
             if (line.starts_with("VmHWM:")) {
-                cJSON_AddNumberToObject(times_.get(), "peak_kb", std::stod(line.substr(6)));
+                base::add(times_.get(), "peak_kb", std::stod(line.substr(6)));
                 return;
             }
         }
@@ -170,7 +165,7 @@ class Upgrade {
     std::optional<base::Channel> channel_;
     std::string stage_ = "start";
     Clock::time_point stageBegan_;
-    base::Json times_{cJSON_CreateObject()};
+    base::Json times_ = base::newObject();
     std::string status_;
 };
 

@@ -36,12 +36,12 @@ std::string stateOf(const Bank &bank, const BankTrial &trial) {
 }
 
 void printBanksAsJson(const Node &node) {
-    base::Json list(cJSON_CreateArray());
+    base::Json list = base::newList();
     for (const Bank &bank : node.banks) {
         base::Json object = base::newObject();
         addBank(object.get(), bank);
         addTrial(object.get(), trialOf(node, bank));
-        cJSON_AddItemToArray(list.get(), object.release());
+        base::append(list.get(), std::move(object));
     }
     const base::Json object = base::newObject();
     base::add(object.get(), "banks", std::move(list));

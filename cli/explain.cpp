@@ -31,12 +31,12 @@ Sentences readSentences(BusClient &client) {
 }
 
 void printSentences(const Sentences &sentences) {
-    base::Json list(cJSON_CreateArray());
+    base::Json list = base::newList();
     for (const auto &[topic, sentence] : sentences) {
         base::Json item = base::newObject();
         base::add(item.get(), "topic", topic);
         base::add(item.get(), "sentence", sentence);
-        cJSON_AddItemToArray(list.get(), item.release());
+        base::append(list.get(), std::move(item));
     }
     const base::Json object = base::newObject();
     base::add(object.get(), "sentences", std::move(list));

@@ -87,11 +87,7 @@ void print(const Meaning &meaning) {
     }
     base::add(object.get(), "meaning", meaning.meaning);
     base::add(object.get(), "remedy", meaning.remedy);
-    base::Json reasons(cJSON_CreateArray());
-    for (const std::string &reason : meaning.reasons) {
-        cJSON_AddItemToArray(reasons.get(), cJSON_CreateString(reason.c_str()));
-    }
-    base::add(object.get(), "reasons", std::move(reasons));
+    base::add(object.get(), "reasons", meaning.reasons);
     base::printJson(object.get());
 }
 

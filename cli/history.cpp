@@ -29,18 +29,14 @@ std::vector<std::string> readLines(BusClient &client, std::uint32_t count) {
 }
 
 std::string cell(const cJSON *object, const char *key) {
-    const cJSON *const item = cJSON_GetObjectItemCaseSensitive(object, key);
-    if (cJSON_IsNumber(item) != 0) {
-        return item->valuedouble == 0
-                   ? ""
-                   : std::to_string(static_cast<std::int64_t>(item->valuedouble));
-    }
-    return base::textOf(object, key);
+    const double number = base::numberIn(object, key).value_or(0);
+    return number == 0 ? base::textOf(object, key)
+                       : std::to_string(static_cast<std::int64_t>(number));
 }
 
 std::vector<std::string> rowOfLine(const std::string &line) {
-    const base::Json object(cJSON_Parse(line.c_str()));
-    if (cJSON_IsObject(object.get()) == 0) {
+    const base::Json object = base::parsed(line);
+    if (!base::isObject(object.get())) {
         return {"", line};
     }
     std::string what;

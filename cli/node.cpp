@@ -196,12 +196,12 @@ void addValue(cJSON *object, const char *key, const std::vector<Bank> &banks) {
 }
 
 void addValue(cJSON *object, const char *key, const std::vector<BankTrial> &trials) {
-    base::Json list(cJSON_CreateArray());
+    base::Json list = base::newList();
     for (const BankTrial &trial : trials) {
         base::Json item = base::newObject();
         base::add(item.get(), "bank", trial.bank);
         addTrial(item.get(), trial);
-        cJSON_AddItemToArray(list.get(), item.release());
+        base::append(list.get(), std::move(item));
     }
     base::add(object, key, std::move(list));
 }
@@ -243,12 +243,12 @@ std::vector<std::string_view> takeProperties(sd_bus_message *message, Node &node
 }
 
 base::Json timersAsJson(const std::vector<Timer> &timers) {
-    base::Json list(cJSON_CreateArray());
+    base::Json list = base::newList();
     for (const Timer &timer : timers) {
         base::Json object = base::newObject();
         base::add(object.get(), "name", timer.name);
         base::add(object.get(), "seconds", timer.seconds);
-        cJSON_AddItemToArray(list.get(), object.release());
+        base::append(list.get(), std::move(object));
     }
     return list;
 }
@@ -262,11 +262,11 @@ void addBank(cJSON *object, const Bank &bank) {
 }
 
 base::Json banksAsJson(const std::vector<Bank> &banks) {
-    base::Json list(cJSON_CreateArray());
+    base::Json list = base::newList();
     for (const Bank &bank : banks) {
         base::Json object = base::newObject();
         addBank(object.get(), bank);
-        cJSON_AddItemToArray(list.get(), object.release());
+        base::append(list.get(), std::move(object));
     }
     return list;
 }
@@ -279,14 +279,14 @@ void addTrial(cJSON *object, const BankTrial &trial) {
 }
 
 base::Json failedVersionsAsJson(const std::vector<FailedVersion> &failed) {
-    base::Json list(cJSON_CreateArray());
+    base::Json list = base::newList();
     for (const FailedVersion &version : failed) {
         base::Json object = base::newObject();
         base::add(object.get(), "version", version.version);
         base::add(object.get(), "trials", version.trials);
         base::add(object.get(), "reason", version.reason);
         base::add(object.get(), "refused", version.refused);
-        cJSON_AddItemToArray(list.get(), object.release());
+        base::append(list.get(), std::move(object));
     }
     return list;
 }

@@ -33,13 +33,9 @@ std::string fromNow(std::string_view seconds) {
 }
 
 std::string recordFor(const Node &node, const std::string &time) {
-    const base::Json object = base::newObject();
-    base::add(object.get(), "model", node.model);
-    base::add(object.get(), "mac", node.mac);
-    base::add(object.get(), "sn", node.serial);
-    base::add(object.get(), "actTime", time);
-    const base::JsonText text(cJSON_PrintUnformatted(object.get()));
-    return text.get();
+    const base::Json record = base::message(
+        {{"model", node.model}, {"mac", node.mac}, {"sn", node.serial}, {"actTime", time}});
+    return base::printed(record.get());
 }
 
 int activateAt(const std::string &time, const Globals &globals) {

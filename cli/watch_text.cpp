@@ -24,11 +24,11 @@ std::int64_t nowMs() {
     return now.tv_sec * 1000 + now.tv_nsec / 1000000;
 }
 
-base::Tone toneOf(std::string_view record) {
+base::Tone toneOf(const std::string &record) {
     constexpr std::array<std::string_view, 5> kBad = {
         OTA_STATUS_RECONNECT, OTA_STATUS_CRC_CHECK_FAILED, OTA_STATUS_FLASH_WRITE_FAILED,
         OTA_STATUS_ACTIVATION_FAILED, OTA_STATUS_COMMIT_FAILED};
-    const base::Json object(cJSON_ParseWithLength(record.data(), record.size()));
+    const base::Json object = base::parsed(record);
     const std::string word = base::textOf(object.get(), "status");
     if (word == OTA_STATUS_COMMIT_COMPLETE) {
         return base::Tone::good;
@@ -81,7 +81,7 @@ std::string softwareText(const Node &node) {
 }
 
 std::string statusText(const std::string &record) {
-    const base::Json object(cJSON_Parse(record.c_str()));
+    const base::Json object = base::parsed(record);
     const std::string word = base::textOf(object.get(), "status");
     const std::string version = base::textOf(object.get(), "curswversion");
     if (word.empty()) {
@@ -194,7 +194,7 @@ void TextWatch::extender(const std::string &mac, const std::string &record) {
 }
 
 void TextWatch::extenderFileServer(const std::string &mac, const std::string &info) {
-    const base::Json object(cJSON_Parse(info.c_str()));
+    const base::Json object = base::parsed(info);
     line("hand-over", mac + ": " + base::textOf(object.get(), "swVersion") + " from " +
                           base::textOf(object.get(), "fileServerURL"));
 }
@@ -205,7 +205,7 @@ void TextWatch::history(const std::string &line) {
         "refused",         "taken-up",    "host-crashed",      "root-failed",
         "setting-changed", "agent-waits", "request-waits",     "state-damaged",
         "cancelled",       "boot",        base::kAttemptFailed};
-    const base::Json object(cJSON_Parse(line.c_str()));
+    const base::Json object = base::parsed(line);
     const std::string event = base::textOf(object.get(), "event");
     if (std::find(kOwn.begin(), kOwn.end(), event) == kOwn.end()) {
         return;

@@ -80,13 +80,12 @@ base::Result<std::string> takeFitting(const cJSON *object, const TextRow &row) {
 // The record's object, whose texts all fit.
 base::Result<const cJSON *> takeRecord(const cJSON *memory, const char *key,
                                        std::span<const TextRow> rows) {
-    const cJSON *const record = cJSON_GetObjectItemCaseSensitive(memory, key);
-    if (!cJSON_IsObject(record)) {
-        return base::Error{std::string("\"") + key +
-                           "\" is missing or no object: expected an object"};
+    auto record = base::takeObject(memory, key);
+    if (!record) {
+        return record;
     }
     for (const TextRow &row : rows) {
-        if (const auto text = takeFitting(record, row); !text) {
+        if (const auto text = takeFitting(*record, row); !text) {
             return text.error().within(std::string("\"") + key + "\": ");
         }
     }
@@ -152,34 +151,25 @@ void store(const AgentState &state, const Memory &read) {
     }
 }
 
-// Hands the part over; what cannot be added is released.
-bool add(const base::Json &object, const char *key, base::Json part) {
-    if (!part || cJSON_AddItemToObject(object.get(), key, part.get()) == 0) {
-        return false;
-    }
-    static_cast<void>(part.release()); // the object's now
-    return true;
-}
-
 } // namespace
 
 base::Json takeMemory(const AgentState &state) {
-    base::Json memory(cJSON_CreateObject());
-    bool whole = add(memory, kItem, base::Json(state.encodeItem(state.swInfo))) &&
-                 add(memory, kTime, base::Json(state.encodeTime(state.swActTime))) &&
-                 add(memory, kLibConfig, base::printLibConfig(*state.otaLibConfig)) &&
-                 add(memory, kRebootTime, base::Json(cJSON_CreateString(*state.rebootTime)));
+    base::Json memory = base::newObject();
+    base::add(memory.get(), kItem, base::Json(state.encodeItem(state.swInfo)));
+    base::add(memory.get(), kTime, base::Json(state.encodeTime(state.swActTime)));
+    base::add(memory.get(), kLibConfig, base::printLibConfig(*state.otaLibConfig));
+    base::add(memory.get(), kRebootTime, *state.rebootTime);
     for (const FlagRow &row : kFlags) {
-        whole = whole && add(memory, row.key, base::Json(cJSON_CreateNumber(*(state.*row.flag))));
+        base::add(memory.get(), row.key, *(state.*row.flag));
     }
     for (const NumberRow &row : kNumbers) {
-        whole = whole && add(memory, row.key, base::Json(cJSON_CreateNumber(*(state.*row.number))));
+        base::add(memory.get(), row.key, *(state.*row.number));
     }
-    return whole ? std::move(memory) : nullptr;
+    return memory;
 }
 
 base::Result<void> restoreMemory(const AgentState &state, const cJSON *memory) {
-    if (!cJSON_IsObject(memory)) {
+    if (!base::isObject(memory)) {
         return base::Error{"\"memory\" is missing or no object: expected an object"};
     }
     Memory read;

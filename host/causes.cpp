@@ -28,9 +28,9 @@ LogCauses inTheLog(hasNoRoom);
 
 void tell(const base::Cause &cause) {
     const base::Json note = newNote("cause");
-    cJSON_AddStringToObject(note.get(), "reason", base::rowOf(cause.reason).name);
-    cJSON_AddStringToObject(note.get(), "text", cause.sentence.c_str());
-    cJSON_AddNumberToObject(note.get(), "attempt", cause.attempt);
+    base::add(note.get(), "reason", base::rowOf(cause.reason).name);
+    base::add(note.get(), "text", cause.sentence);
+    base::add(note.get(), "attempt", cause.attempt);
     tellSupervisor(note);
 }
 

@@ -15,13 +15,13 @@ int evbusSendSignal(const char *sender, const char *signalName, const char *data
         host::keepMark();
     }
     const base::Json call = host::newCall("signal");
-    cJSON_AddStringToObject(call.get(), "sender", sender);
-    cJSON_AddStringToObject(call.get(), "name", signalName);
+    base::add(call.get(), "sender", sender);
+    base::add(call.get(), "name", signalName);
     if (data == nullptr || dataLen <= 0) {
-        cJSON_AddNullToObject(call.get(), "data");
+        base::add(call.get(), "data", base::newNull());
     } else {
         const std::string text(data, strnlen(data, static_cast<std::size_t>(dataLen)));
-        cJSON_AddStringToObject(call.get(), "data", text.c_str());
+        base::add(call.get(), "data", text);
     }
     return host::askSupervisor(call);
 }

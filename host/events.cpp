@@ -105,7 +105,7 @@ Failure failureOf(const base::Result<void> &done, const std::string &what) {
 
 // A memory that cannot be used is no reason to fall silent: the node goes on with what it holds.
 base::Result<Failure> handleRestore(const AgentLibrary &agent, const cJSON *event) {
-    const cJSON *const memory = cJSON_GetObjectItemCaseSensitive(event, "memory");
+    const cJSON *const memory = base::itemOf(event, "memory");
     return failureOf(restoreMemory(agent.state, memory), "the agent's memory was not restored");
 }
 

@@ -5,7 +5,7 @@
 
 int nal_setSwmgntFileServerInfo(const char *json) {
     const base::Json call = host::newCall("fileServerInfo");
-    cJSON_AddStringToObject(call.get(), "info", json);
+    base::add(call.get(), "info", json);
     const int ack = host::askSupervisor(call);
     if (ack == 0) {
         return 0;

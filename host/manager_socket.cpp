@@ -20,10 +20,10 @@ void sayWhatIsWaitedFor(const std::string &path, const std::string &found) {
                  "manager that makes it\n",
                  path.c_str());
     const base::Json note = newNote("waits-for");
-    cJSON_AddStringToObject(note.get(), "path", path.c_str());
+    base::add(note.get(), "path", path);
     if (!found.empty()) {
         complain("what is there is not the configuration manager's socket: " + found);
-        cJSON_AddStringToObject(note.get(), "found", found.c_str());
+        base::add(note.get(), "found", found);
     }
     tellSupervisor(note);
 }

@@ -13,6 +13,6 @@ int nwa_sendNotificationToRoot(const SwmgntSyncMsg *message) {
     // The message is this function's from the call on, and nobody else reads it any more.
     std::free(const_cast<SwmgntSyncMsg *>(message));
     const base::Json call = host::newCall("notifyRoot");
-    cJSON_AddStringToObject(call.get(), "config", text.c_str());
+    base::add(call.get(), "config", text);
     return host::askSupervisor(call);
 }

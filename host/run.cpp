@@ -44,14 +44,9 @@ bool supervisorIsGone(const base::Channel &channel) {
 
 // The whole of what the supervisor learns when a call ends.
 base::Json doneMessage(const AgentLibrary &agent, const std::string &what) {
-    base::Json done(cJSON_CreateObject());
-    base::Json memory = takeMemory(agent.state);
-    if (cJSON_AddStringToObject(done.get(), "done", what.c_str()) == nullptr ||
-        cJSON_AddNumberToObject(done.get(), "deferred", agent.isUpgradeDeferred()) == nullptr ||
-        !memory || cJSON_AddItemToObject(done.get(), "memory", memory.get()) == 0) {
-        endHost("no memory for a message to the supervisor");
-    }
-    static_cast<void>(memory.release()); // the message's now
+    base::Json done = base::message({{"done", what}});
+    base::add(done.get(), "deferred", agent.isUpgradeDeferred());
+    base::add(done.get(), "memory", takeMemory(agent.state));
     return done;
 }
 
@@ -68,7 +63,7 @@ void sendDone(base::Channel &channel, const base::Json &done, const std::string 
 // What the agent will be told, also where the supervisor's own view of the interfaces is another.
 void tellAddress() {
     const base::Json note = newNote("node");
-    cJSON_AddStringToObject(note.get(), "mac", node::bridgeAddress().c_str());
+    base::add(note.get(), "mac", node::bridgeAddress());
     tellSupervisor(note);
 }
 
@@ -76,7 +71,7 @@ void reportHandled(base::Channel &channel, const AgentLibrary &agent, const Hand
     const base::Json done = doneMessage(agent, handled.name);
     if (!handled.failure.empty()) {
         complain(handled.failure);
-        cJSON_AddStringToObject(done.get(), "failed", handled.failure.c_str());
+        base::add(done.get(), "failed", handled.failure);
     }
     sendDone(channel, done, handled.name);
 }

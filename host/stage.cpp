@@ -88,7 +88,7 @@ void enterStage(Stage stage) {
     }
     current = stage;
     const base::Json note = newNote("stage");
-    cJSON_AddStringToObject(note.get(), "stage", stageName(stage));
+    base::add(note.get(), "stage", stageName(stage));
     tellSupervisor(note);
 }
 

@@ -13,25 +13,16 @@ namespace {
 base::Channel *supervisor = nullptr;
 
 std::string nameOf(const base::Json &call) {
-    const char *name = cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(call.get(), "call"));
-    return std::string("the call ") + (name == nullptr ? "" : name);
-}
-
-base::Json newMessage(const char *kind, const char *name) {
-    base::Json message(cJSON_CreateObject());
-    if (cJSON_AddStringToObject(message.get(), kind, name) == nullptr) {
-        endHost("no memory for a message to the supervisor");
-    }
-    return message;
+    return "the call " + base::textOf(call.get(), "call");
 }
 
 } // namespace
 
 void setSupervisor(base::Channel *channel) { supervisor = channel; }
 
-base::Json newCall(const char *name) { return newMessage("call", name); }
+base::Json newCall(const char *name) { return base::message({{"call", name}}); }
 
-base::Json newNote(const char *name) { return newMessage("note", name); }
+base::Json newNote(const char *name) { return base::message({{"note", name}}); }
 
 int askSupervisor(const base::Json &call) {
     if (supervisor == nullptr) {
@@ -78,8 +69,8 @@ void tellLastWords(const base::Cause &cause) {
         return;
     }
     const base::Json note = newNote("last-words");
-    cJSON_AddStringToObject(note.get(), "reason", base::rowOf(cause.reason).name);
-    cJSON_AddStringToObject(note.get(), "text", cause.sentence.c_str());
+    base::add(note.get(), "reason", base::rowOf(cause.reason).name);
+    base::add(note.get(), "text", cause.sentence);
     std::string ignored;
     supervisor->send(note.get(), ignored);
 }

@@ -13,7 +13,7 @@ namespace host {
 /* The channel that askSupervisor uses; set once, before the agent is called. */
 void setSupervisor(base::Channel *channel);
 
-/* A new message {"call": name} or {"note": name}. Ends the host where memory ran out. */
+/* A new message {"call": name} or {"note": name}. */
 base::Json newCall(const char *name);
 base::Json newNote(const char *name);
 

@@ -6,13 +6,13 @@
 
 int host::askToStartTimer(int seconds, const char *name) {
     const base::Json call = host::newCall("startTimer");
-    cJSON_AddNumberToObject(call.get(), "seconds", seconds);
-    cJSON_AddStringToObject(call.get(), "name", name);
+    base::add(call.get(), "seconds", seconds);
+    base::add(call.get(), "name", name);
     return host::askSupervisor(call);
 }
 
 int stopTimer(const char *name) {
     const base::Json call = host::newCall("stopTimer");
-    cJSON_AddStringToObject(call.get(), "name", name);
+    base::add(call.get(), "name", name);
     return host::askSupervisor(call);
 }

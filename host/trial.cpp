@@ -22,21 +22,21 @@ constexpr const char *kReboot = "/sbin/reboot";
 
 base::Json noteOf(const char *name, const node::BootState &state, node::Bank bank) {
     base::Json note = newNote(name);
-    cJSON_AddStringToObject(note.get(), "bank", node::bankName(bank));
-    cJSON_AddStringToObject(note.get(), "version", state.of(bank).version.c_str());
+    base::add(note.get(), "bank", node::bankName(bank));
+    base::add(note.get(), "version", state.of(bank).version);
     return note;
 }
 
 void tellTrial(const node::BootState &state) {
     const base::Json note = noteOf("trial", state, state.active);
-    cJSON_AddNumberToObject(note.get(), "attempts", state.attemptsOf(state.active));
+    base::add(note.get(), "attempts", state.attemptsOf(state.active));
     tellBanks();
     tellSupervisor(note);
 }
 
 void tellFailure(const node::BootState &state, node::Bank bank, const std::string &reason) {
     const base::Json note = noteOf("trial-failed", state, bank);
-    cJSON_AddStringToObject(note.get(), "reason", reason.c_str());
+    base::add(note.get(), "reason", reason);
     tellBanks();
     tellSupervisor(note);
 }
@@ -138,7 +138,7 @@ void tellNotCommitted(const std::string &whatIsWrong) {
     const base::Json note = noteOf("not-committed", state, state.active);
     complain(node::namedBank(state, state.active) + " was not marked good: " + whatIsWrong +
              "; otactl commit tries again");
-    cJSON_AddStringToObject(note.get(), "reason", whatIsWrong.c_str());
+    base::add(note.get(), "reason", whatIsWrong);
     tellBanks();
     tellSupervisor(note);
 }

@@ -17,25 +17,26 @@ base::Json bankNote(const node::BootPlace &place) {
     base::Json note = base::message({{"note", "banks"}});
     const auto state = readBootState(place);
     if (!state) {
-        cJSON_AddStringToObject(note.get(), kFailed, state.error().text.c_str());
+        base::add(note.get(), kFailed, state.error().text);
         return note;
     }
-    cJSON *const variables = cJSON_AddObjectToObject(note.get(), kState);
+    base::Json variables = base::newObject();
     for (const auto &[name, value] : formatBootState(*state)) {
-        cJSON_AddStringToObject(variables, name.c_str(), value.c_str());
+        base::add(variables.get(), name.c_str(), value);
     }
+    base::add(note.get(), kState, std::move(variables));
     return note;
 }
 
 base::Result<BootState> takeBankNote(const cJSON *note) {
-    const cJSON *const variables = cJSON_GetObjectItemCaseSensitive(note, kState);
+    const cJSON *const variables = base::itemOf(note, kState);
     if (variables == nullptr) {
         return base::Error{base::textOf(note, kFailed)};
     }
     node::BootVariables given;
-    for (const cJSON *one = variables->child; one != nullptr; one = one->next) {
-        if (cJSON_IsString(one) != 0 && *one->valuestring != '\0') {
-            given[one->string] = one->valuestring;
+    for (const cJSON *const one : base::membersOf(variables)) {
+        if (std::string value = base::textOf(one); !value.empty()) {
+            given[one->string] = std::move(value);
         }
     }
     return parseBootState("the host's note of the banks", given);

@@ -17,7 +17,7 @@ constexpr int kFailed = -1;
 void HostCalls::take(const cJSON &message) {
     const std::string note = base::textOf(&message, "note");
     const std::string call = base::textOf(&message, "call");
-    if (cJSON_HasObjectItem(&message, "done") != 0) {
+    if (base::itemOf(&message, "done") != nullptr) {
         jobs_.hostDone(message);
     } else if (!note.empty()) {
         takeNote(note, message);
@@ -147,8 +147,8 @@ void HostCalls::stopTimer(const cJSON &message) {
 }
 
 void HostCalls::acknowledge(int result) {
-    const base::Json answer(cJSON_CreateObject());
-    cJSON_AddNumberToObject(answer.get(), "ack", result);
+    const base::Json answer = base::newObject();
+    base::add(answer.get(), "ack", result);
     jobs_.host().send(answer);
 }
 

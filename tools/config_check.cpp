@@ -13,21 +13,13 @@
 namespace tools {
 namespace {
 
-base::Json listOf(const std::vector<std::string> &lines) {
-    base::Json list(cJSON_CreateArray());
-    for (const std::string &line : lines) {
-        cJSON_AddItemToArray(list.get(), cJSON_CreateString(line.c_str()));
-    }
-    return list;
-}
-
 void printFindings(const std::string &file, const std::vector<std::string> &mistakes,
                    const std::vector<std::string> &warnings) {
     const auto outcome = mistakes.empty() ? base::Outcome::done : base::Outcome::configWrong;
     const base::Json object = base::outcomeAsJson(base::rowOf(outcome), "");
     base::add(object.get(), "file", file);
-    base::add(object.get(), "mistakes", listOf(mistakes));
-    base::add(object.get(), "warnings", listOf(warnings));
+    base::add(object.get(), "mistakes", mistakes);
+    base::add(object.get(), "warnings", warnings);
     base::printJson(object.get());
 }
 

@@ -63,7 +63,7 @@ Running CallEnd::closeCall(const cJSON &message) {
     ended.activated = ended.activated || context_.observed.activated;
     ledger.rebootDue = ledger.rebootDue || ended.activated;
     ledger.running.reset();
-    ledger.memory = base::printed(cJSON_GetObjectItemCaseSensitive(&message, "memory"));
+    ledger.memory = base::printed(base::itemOf(&message, "memory"));
     ledger.timers = context_.deps.timers.armed();
     series_.count();
     base::Cause &cause = context_.observed.cause;

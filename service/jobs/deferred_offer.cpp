@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "service/jobs/deferred_offer.h"
 
-#include "base/json.h"
 #include "platform/timers.h"
+#include "service/state/agent_memory_text.h"
 #include "service/state/deferral.h"
 
 #include <utility>
@@ -60,13 +60,11 @@ bool DeferredOffer::takesMarkBack() {
     if (!std::exchange(takeMarkBack_, false)) {
         return false;
     }
-    const base::Json memory = base::parsed(context_.ledger().memory);
-    cJSON *const mark = cJSON_GetObjectItemCaseSensitive(memory.get(), "g_ISDeferedUpgrade");
-    if (mark == nullptr) {
+    AgentMemoryText memory(context_.ledger().memory);
+    if (!memory.setNumber(AgentMemoryText::kDeferred, 0)) {
         return false;
     }
-    cJSON_SetNumberValue(mark, 0);
-    context_.ledger().memory = base::printed(memory.get());
+    context_.ledger().memory = memory.print();
     return true;
 }
 

@@ -39,8 +39,7 @@ std::optional<int> DownloadSeries::attemptFailed(int seconds) {
 
 bool DownloadSeries::reportEnd(const cJSON &message) {
     CallObserver &observed = context_.observed;
-    const AgentMemoryText memory(
-        base::printed(cJSON_GetObjectItemCaseSensitive(&message, "memory")));
+    const AgentMemoryText memory(base::printed(base::itemOf(&message, "memory")));
     // A node that is neither gateway nor extender gets no delay for a first failure, and the
     // agent's first need not be the first of the series.
     if (observed.retryStopped && !observed.attemptFailed &&

@@ -61,7 +61,7 @@ void StartUp::takeUp(const cJSON &message, bool cancelled) {
     // Also of a fresh agent: a call that breaks off begins again with the times that it knew.
     agentIsFresh_ = ledger.memory.empty();
     if (agentIsFresh_) {
-        ledger.memory = base::printed(cJSON_GetObjectItemCaseSensitive(&message, "memory"));
+        ledger.memory = base::printed(base::itemOf(&message, "memory"));
     }
     if (gaveUp_) {
         parts_.reboot.forget(); // the bank that runs boots next
@@ -123,8 +123,9 @@ void StartUp::restoreMemory() {
     }
     context_.state = JobState::restoring;
     const base::Json restore = base::message({{"event", "restore"}});
-    cJSON_AddItemToObject(restore.get(), "memory",
-                          base::parsed(context_.ledger().memory).release());
+    if (base::Json memory = base::parsed(context_.ledger().memory)) {
+        base::add(restore.get(), "memory", std::move(memory));
+    }
     parts_.host.send(restore);
 }
 

@@ -26,20 +26,21 @@ void emptyRecord(cJSON *record) {
 AgentMemoryText::AgentMemoryText(std::string_view text) : object_(base::parseObject(text)) {}
 
 int AgentMemoryText::number(const char *key, int otherwise) const {
-    const cJSON *const item = cJSON_GetObjectItemCaseSensitive(object_.get(), key);
-    return cJSON_IsNumber(item) ? item->valueint : otherwise;
+    return base::numberOf(object_.get(), key, otherwise);
 }
 
-void AgentMemoryText::setNumber(const char *key, int value) {
-    cJSON *const item = cJSON_GetObjectItemCaseSensitive(object_.get(), key);
-    if (cJSON_IsNumber(item)) {
-        cJSON_SetNumberValue(item, value);
+bool AgentMemoryText::setNumber(const char *key, int value) {
+    cJSON *const item = base::itemOf(object_.get(), key);
+    if (!base::numberIn(item)) {
+        return false;
     }
+    cJSON_SetNumberValue(item, value);
+    return true;
 }
 
 void AgentMemoryText::forgetTheOffer() {
     for (const char *const record : {"swInfo", "otaLibConfig"}) {
-        emptyRecord(cJSON_GetObjectItemCaseSensitive(object_.get(), record));
+        emptyRecord(base::itemOf(object_.get(), record));
     }
     for (const char *const flag :
          {kWindowOpen, kRetryPending, kTriggerTooLate, kDeferred, kRebootScheduled}) {
@@ -49,19 +50,10 @@ void AgentMemoryText::forgetTheOffer() {
 }
 
 std::string AgentMemoryText::namedTime() const {
-    const cJSON *const record = cJSON_GetObjectItemCaseSensitive(object_.get(), "swActTime");
+    const cJSON *const record = base::itemOf(object_.get(), "swActTime");
     return number(kTimeBySignal, 0) == 0 ? "" : base::textOf(record, "actTime");
 }
 
-std::string AgentMemoryText::print() const {
-    if (empty()) {
-        return {};
-    }
-    const base::JsonText text(cJSON_PrintUnformatted(object_.get()));
-    if (!text) {
-        throw std::bad_alloc();
-    }
-    return text.get();
-}
+std::string AgentMemoryText::print() const { return base::printed(object_.get()); }
 
 } // namespace service

@@ -30,8 +30,8 @@ class AgentMemoryText {
 
     bool empty() const { return !object_; }
     int number(const char *key, int otherwise) const;
-    /* Only a number that is there is changed. */
-    void setNumber(const char *key, int value);
+    /* False where there is no such number to change. */
+    bool setNumber(const char *key, int value);
     /* The image and every flag that is its: what is left is the activation time. */
     void forgetTheOffer();
 

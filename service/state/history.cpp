@@ -6,7 +6,6 @@
 #include "service/state/line_source.h"
 
 #include <algorithm>
-#include <new>
 #include <string_view>
 #include <utility>
 
@@ -39,33 +38,16 @@ std::string shortened(const std::string &text) {
     return text.size() > kLongest ? text.substr(0, kLongest) + "..." : text;
 }
 
-void add(cJSON *object, const char *key, const std::string &text) {
-    if (cJSON_AddStringToObject(object, key, printable(shortened(text)).c_str()) == nullptr) {
-        throw std::bad_alloc();
-    }
-}
-
-// Spelled here: cJSON would round a large one.
-template <typename Number>
-void addNumber(cJSON *object, const char *key, Number number) {
-    if (cJSON_AddRawToObject(object, key, std::to_string(number).c_str()) == nullptr) {
-        throw std::bad_alloc();
-    }
-}
-
 // 0 of a line that was written before they were numbered.
 std::uint64_t numberOf(std::string_view line) {
-    constexpr double kMost = 9007199254740992.0; // JSON carries whole numbers up to 2^53
     const base::Json object = base::parseObject(line);
-    const cJSON *const item = cJSON_GetObjectItemCaseSensitive(object.get(), "seq");
-    const double number = cJSON_IsNumber(item) != 0 ? item->valuedouble : 0;
-    return number > 0 && number < kMost ? static_cast<std::uint64_t>(number) : 0;
+    const double number = base::numberIn(object.get(), "seq").value_or(0);
+    return number > 0 && number < base::kMostWhole ? static_cast<std::uint64_t>(number) : 0;
 }
 
 bool isHistoryLine(std::string_view line) {
     const base::Json object = base::parseObject(line);
-    return cJSON_IsString(cJSON_GetObjectItemCaseSensitive(object.get(), "time")) != 0 &&
-           cJSON_IsString(cJSON_GetObjectItemCaseSensitive(object.get(), "event")) != 0;
+    return base::takeText(object.get(), "time") && base::takeText(object.get(), "event");
 }
 
 } // namespace
@@ -74,24 +56,23 @@ std::string formatHistoryLine(const HistoryLine &line, std::time_t now, const st
     const base::OutcomeRow &row = base::rowOf(line.outcome);
     const base::ReasonRow &reason = base::rowOf(
         line.reasonCode == base::Reason::none ? base::usualReason(line.outcome) : line.reasonCode);
-    const base::Json object(cJSON_CreateObject());
-    addNumber(object.get(), "seq", line.number);
-    add(object.get(), "time", utcStamp(now));
-    add(object.get(), "node", node);
-    add(object.get(), "event", line.event);
-    addNumber(object.get(), "ticket", line.ticket);
-    add(object.get(), "version", line.version);
-    add(object.get(), "stage", line.stage);
-    addNumber(object.get(), "code", row.code);
-    add(object.get(), "result", row.name);
-    add(object.get(), "reason_code", reason.name);
-    add(object.get(), "reason", line.reason);
-    add(object.get(), "next", line.next);
-    const base::JsonText text(cJSON_PrintUnformatted(object.get()));
-    if (!text) {
-        throw std::bad_alloc();
-    }
-    return text.get();
+    const base::Json object = base::newObject();
+    const auto add = [&object](const char *key, const std::string &text) {
+        base::add(object.get(), key, printable(shortened(text)));
+    };
+    base::add(object.get(), "seq", line.number);
+    add("time", utcStamp(now));
+    add("node", node);
+    add("event", line.event);
+    base::add(object.get(), "ticket", line.ticket);
+    add("version", line.version);
+    add("stage", line.stage);
+    base::add(object.get(), "code", row.code);
+    add("result", row.name);
+    add("reason_code", reason.name);
+    add("reason", line.reason);
+    add("next", line.next);
+    return base::printed(object.get());
 }
 
 History::History(DiskWriter &disk, std::string path, std::uint64_t maxBytes, int keep,

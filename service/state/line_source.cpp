@@ -21,12 +21,6 @@ bool isOneOf(const std::array<std::string_view, count> &events, std::string_view
     return std::find(events.begin(), events.end(), event) != events.end();
 }
 
-// Valid as long as the object is.
-std::string_view textOf(const cJSON *object, const char *key) {
-    const char *const text = cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(object, key));
-    return text == nullptr ? "" : text;
-}
-
 struct SourcedLine {
     std::string_view text; // with its line end
     std::string source;
@@ -65,14 +59,13 @@ std::size_t shareOfEach(const std::map<std::string, std::size_t> &sizes, std::si
 
 std::string sourceOf(std::string_view line) {
     const base::Json object = base::parseObject(line);
-    const std::string_view event = textOf(object.get(), "event");
+    const std::string event = base::textOf(object.get(), "event");
     if (isOneOf(kOfExtenders, event)) {
-        const std::string_view mac = textOf(object.get(), "reason").substr(0, kMacLength);
-        return guard::isMac(mac) ? std::string(mac) : kNoAddress;
+        std::string mac = base::textOf(object.get(), "reason").substr(0, kMacLength);
+        return guard::isMac(mac) ? mac : kNoAddress;
     }
     // One that was refused out of what was kept has a ticket.
-    const cJSON *const ticket = cJSON_GetObjectItemCaseSensitive(object.get(), "ticket");
-    const bool hasTicket = cJSON_IsNumber(ticket) != 0 && ticket->valuedouble != 0;
+    const bool hasTicket = base::numberIn(object.get(), "ticket").value_or(0) != 0;
     return isOneOf(kOfTheBus, event) && !hasTicket ? kFromTheBus : "";
 }
 

@@ -111,10 +111,9 @@ std::optional<Refusal> newImageRequest(std::string_view descriptor, const OfferF
         return refusal;
     }
     const base::Json event = base::message({{"event", kNewImage}, {kDescriptor, offer.descriptor}});
-    cJSON *const config = cJSON_AddObjectToObject(event.get(), kConfig);
-    cJSON_AddNumberToObject(config, "OffloadDownloadActivate", flags.offload);
-    cJSON_AddNumberToObject(config, "initial_obardingStatus", flags.initialOnboarding);
-    cJSON_AddNumberToObject(config, "firsttime_polling", flags.firstPolling);
+    base::add(event.get(), kConfig,
+              base::printLibConfig({static_cast<std::uint8_t>(flags.offload),
+                                    flags.initialOnboarding, flags.firstPolling}));
     request = {0, kNewImage, base::printed(event.get()), offer.version, offer.policy};
     return std::nullopt;
 }
@@ -141,7 +140,7 @@ bool namesTheNode(const Request &request) {
 
 Request mobileTriggerRequest(int newswavailflag) {
     const base::Json event = base::message({{"event", kMobileTrigger}});
-    cJSON_AddNumberToObject(event.get(), kFlag, newswavailflag);
+    base::add(event.get(), kFlag, newswavailflag);
     return {0, kMobileTrigger, base::printed(event.get()), "", 0};
 }
 
@@ -180,7 +179,7 @@ std::optional<Refusal> checkAgain(const Request &kept, const Judge &judge, Reque
 
 std::optional<Refusal> checkRememberedImage(const std::string &memory, const Judge &judge) {
     const base::Json object = base::parseObject(memory);
-    const cJSON *const item = cJSON_GetObjectItemCaseSensitive(object.get(), "swInfo");
+    const cJSON *const item = base::itemOf(object.get(), "swInfo");
     if (holdsNoImage(item)) {
         return std::nullopt;
     }
@@ -190,7 +189,7 @@ std::optional<Refusal> checkRememberedImage(const std::string &memory, const Jud
 
 std::optional<Refusal> checkRememberedTimes(const std::string &memory, const Judge &judge) {
     const base::Json object = base::parseObject(memory);
-    const cJSON *const record = cJSON_GetObjectItemCaseSensitive(object.get(), "swActTime");
+    const cJSON *const record = base::itemOf(object.get(), "swActTime");
     guard::ActivationRecord activation;
     if (record != nullptr) {
         if (auto refusal = guard::checkActivationTime(base::printed(record),

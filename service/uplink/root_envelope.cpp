@@ -2,6 +2,7 @@
 // The check of what extenders send: shape, widths, and that they speak for themselves.
 #include "service/uplink/root_envelope.h"
 
+#include "base/json.h"
 #include "guard/canonical.h"
 #include "guard/mac.h"
 #include "guard/offer.h"
@@ -79,8 +80,7 @@ std::optional<Refusal> refusal(base::Outcome outcome, const char *field, std::st
 // These keys, each once, and no other.
 std::optional<Refusal> checkKeys(const cJSON *object, const char *what,
                                  const std::vector<std::string_view> &keys) {
-    const cJSON *item = nullptr;
-    cJSON_ArrayForEach(item, object) {
+    for (const cJSON *const item : base::membersOf(object)) {
         if (std::find(keys.begin(), keys.end(), item->string) == keys.end()) {
             return refusal(base::Outcome::keyMistyped, what,
                            "no key " + quoted(item->string) + " belongs here");
@@ -122,11 +122,6 @@ std::optional<Refusal> expectText(const StrictObject &object, const TextField &f
     return std::nullopt;
 }
 
-// `text` has passed the strict reading, so that both readings see the same members.
-base::Json parsed(std::string_view text) {
-    return base::Json(cJSON_ParseWithLength(text.data(), text.size()));
-}
-
 template <std::size_t count>
 std::optional<Refusal> readFields(std::string_view text, const char *what,
                                   const std::array<TextField, count> &fields,
@@ -142,7 +137,8 @@ std::optional<Refusal> readFields(std::string_view text, const char *what,
         }
         keys.emplace_back(fields[i].key);
     }
-    return checkKeys(parsed(text).get(), what, keys);
+    // The text has passed the strict reading: both see the same members.
+    return checkKeys(base::parsed(text).get(), what, keys);
 }
 
 // Under the topic of one node only that node's own records are taken.
@@ -196,12 +192,11 @@ std::optional<Refusal> checkHead(const StrictObject &envelope, std::string_view 
 }
 
 std::optional<Refusal> takeSignalData(const cJSON *data, std::string &signalData) {
-    if (!cJSON_IsObject(data)) {
+    if (!base::isObject(data)) {
         return refusal(base::Outcome::keyMistyped, "data", "is missing or not an object");
     }
-    const base::JsonText text(cJSON_PrintUnformatted(data));
     StrictObject object;
-    if (auto wrong = object.read(text ? text.get() : "", "data")) {
+    if (auto wrong = object.read(base::printed(data), "data")) {
         return wrong;
     }
     if (auto wrong =
@@ -226,16 +221,16 @@ std::optional<Refusal> openEnvelope(std::string_view mac, std::string_view text,
     if (auto wrong = checkHead(envelope, mac)) {
         return wrong;
     }
-    const base::Json members = parsed(text);
+    const base::Json members = base::parsed(text);
     const std::vector<std::string_view> keys{"type", "sequence", "mac", "version", "data"};
     if (auto wrong = checkKeys(members.get(), "envelope", keys)) {
         return wrong;
     }
     // The other keys stand there once, as checkHead found.
-    if (cJSON_GetArraySize(members.get()) > static_cast<int>(keys.size())) {
+    if (base::membersOf(members.get()).size() > keys.size()) {
         return refusal(base::Outcome::keyRepeated, "data", "stands there more than once");
     }
-    return takeSignalData(cJSON_GetObjectItemCaseSensitive(members.get(), "data"), signalData);
+    return takeSignalData(base::itemOf(members.get(), "data"), signalData);
 }
 
 // Fills what both kinds have in common. False: the topic names no node.
