@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -128,6 +130,12 @@ std::string directoryOf(const std::string &path) {
         return ".";
     }
     return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::optional<std::string> realPathOf(const std::string &path) {
+    const std::unique_ptr<char, decltype(&std::free)> real(realpath(path.c_str(), nullptr),
+                                                           &std::free);
+    return real ? std::optional<std::string>(real.get()) : std::nullopt;
 }
 
 bool syncDirectoryOf(const std::string &path) {

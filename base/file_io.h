@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
@@ -54,6 +55,9 @@ bool readPlainFile(const std::string &path, std::size_t limit, std::string &text
 
 /* Of the file; "." where the path is a name alone. */
 std::string directoryOf(const std::string &path);
+
+/* Without links and dots; none: nothing is there, or it cannot be reached. */
+std::optional<std::string> realPathOf(const std::string &path);
 
 /* Names that were made, changed or removed beside `path` are on the disk. False: errno says why. */
 bool syncDirectoryOf(const std::string &path);

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "base/lock_file.h"
 
+#include "base/file_io.h"
+#include "base/split.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -8,9 +11,8 @@
 #include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
-#include <fstream>
 #include <optional>
-#include <sstream>
+#include <string>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -25,6 +27,8 @@ using Clock = std::chrono::steady_clock;
 constexpr mode_t kMode = 0600;
 constexpr mode_t kOthers = 0077;
 constexpr timespec kBetweenTries = {0, 20'000'000};
+constexpr std::size_t kMostLocks = 16 * 1024 * 1024;
+constexpr std::size_t kMostStatus = 64 * 1024;
 constexpr int kMostChanges = 1000; // of the file under our hands, before that is given up
 
 bool isSafe(const struct stat &status) {
@@ -39,22 +43,17 @@ bool isSameFile(const struct stat &one, const struct stat &other) {
 // As /proc/locks has them; a process of another pid namespace has the number 0 or none.
 std::vector<pid_t> holdersOf(const struct stat &file) {
     std::vector<pid_t> holders;
-    std::ifstream locks("/proc/locks");
-    for (std::string line; std::getline(locks, line);) {
-        std::istringstream words(line);
-        std::string number;
-        std::string kind;
-        std::string word;
-        pid_t process = 0;
+    const Result<std::string> locks = readWholeFile("/proc/locks", kMostLocks);
+    for (const std::string &line : piecesOf(locks ? *locks : "", '\n')) {
+        // "1: FLOCK ADVISORY WRITE 4711 08:01:1234 0 EOF"; one that waits has "->" behind its
+        // number.
+        const std::vector<std::string> words = wordsOf(line);
         unsigned device[2] = {0, 0};
         unsigned long inode = 0;
-        if (!(words >> number >> kind) || kind != "FLOCK" || !(words >> word >> word) ||
-            !(words >> process >> word) ||
-            std::sscanf(word.c_str(), "%x:%x:%lu", &device[0], &device[1], &inode) != 3) {
-            continue; // also those that wait for it
-        }
-        if (inode == file.st_ino && makedev(device[0], device[1]) == file.st_dev) {
-            holders.push_back(process);
+        if (words.size() > 5 && words[1] == "FLOCK" &&
+            std::sscanf(words[5].c_str(), "%x:%x:%lu", &device[0], &device[1], &inode) == 3 &&
+            inode == file.st_ino && makedev(device[0], device[1]) == file.st_dev) {
+            holders.push_back(std::atoi(words[4].c_str()));
         }
     }
     return holders;
@@ -64,11 +63,13 @@ bool isOursOrRoots(uid_t user) { return user == geteuid() || user == 0; }
 
 // Its real one: a program that anybody may run with root's rights is still his who ran it.
 std::optional<uid_t> userOf(pid_t process) {
-    std::ifstream status("/proc/" + std::to_string(process) + "/status");
-    for (std::string word; status >> word;) {
-        uid_t user = 0;
-        if (word == "Uid:" && status >> user) {
-            return user;
+    const Result<std::string> status =
+        readWholeFile("/proc/" + std::to_string(process) + "/status", kMostStatus);
+    // Line by line: a process may be named "Uid: 0".
+    for (const std::string &line : piecesOf(status ? *status : "", '\n')) {
+        const std::vector<std::string> words = wordsOf(line);
+        if (words.size() > 1 && words[0] == "Uid:") {
+            return static_cast<uid_t>(std::strtoul(words[1].c_str(), nullptr, 10));
         }
     }
     return std::nullopt;

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "base/output_place.h"
 
+#include "base/split.h"
+
 #include <array>
 #include <cerrno>
 #include <climits>
 #include <deque>
 #include <fcntl.h>
-#include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -24,10 +25,9 @@ UniqueFd beginningOf(const std::string &path) {
 
 void putAhead(const std::string &path, std::deque<std::string> &ahead) {
     std::deque<std::string> names;
-    std::istringstream text(path);
-    for (std::string name; std::getline(text, name, '/');) {
+    for (std::string &name : piecesOf(path, '/')) {
         if (!name.empty() && name != ".") {
-            names.push_back(name);
+            names.push_back(std::move(name));
         }
     }
     ahead.insert(ahead.begin(), names.begin(), names.end());

@@ -8,7 +8,6 @@
 #include <climits>
 #include <cstdio>
 #include <deque>
-#include <filesystem>
 #include <grp.h>
 #include <pwd.h>
 #include <sys/stat.h>
@@ -127,7 +126,7 @@ class Walk {
             return false;
         }
         if (name == "..") {
-            at_ = std::filesystem::path(at_).parent_path();
+            at_ = directoryOf(at_);
             return lookAt(at_);
         }
         const std::string next = (at_ == "/" ? "" : at_) + "/" + name;
@@ -146,14 +145,13 @@ class Walk {
 
     bool follow(const std::string &link, const PathFacts &directory) {
         judge(link, facts_, PathPlace::above);
-        std::error_code error;
-        const std::string target = std::filesystem::read_symlink(link, error).string();
-        if (error || ++links_ > kMaxLinks) {
+        std::array<char, PATH_MAX> target{}; // with a zero behind it, whatever its length
+        if (readlink(link.c_str(), target.data(), target.size() - 1) <= 0 || ++links_ > kMaxLinks) {
             flaw_ = link + ": is a link that leads nowhere; name what it should lead to";
             return false;
         }
         facts_ = directory;
-        enter(target);
+        enter(target.data());
         return true;
     }
 
@@ -239,10 +237,9 @@ std::string whyNoTrustedFile(const std::string &path) {
     if (flaw.empty()) {
         flaw = Walk(directoryOf(path), PathPlace::around).run();
     }
-    std::error_code notThereYet;
-    const std::string target = std::filesystem::canonical(path, notThereYet);
-    if (flaw.empty() && !notThereYet) {
-        flaw = Walk(directoryOf(target), PathPlace::around).run();
+    const std::optional<std::string> target = realPathOf(path);
+    if (flaw.empty() && target) {
+        flaw = Walk(directoryOf(*target), PathPlace::around).run();
     }
     return flaw;
 }

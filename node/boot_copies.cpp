@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "node/boot_copies.h"
 
+#include "base/split.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <optional>
-#include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
@@ -28,15 +29,12 @@ struct CopyBytes {
 
 // "device offset size ...", the offset decimal or hexadecimal with 0x; "#" begins a comment.
 std::optional<BootCopy> copyOfLine(const std::string &line) {
-    std::istringstream words(line);
-    std::string path;
-    std::string offset;
-    std::string size;
-    if (!(words >> path >> offset >> size) || path.front() == '#') {
+    const std::vector<std::string> words = base::wordsOf(line);
+    if (words.size() < 3 || words[0].starts_with('#')) {
         return std::nullopt;
     }
-    return BootCopy{path, std::strtoull(offset.c_str(), nullptr, 0),
-                    std::strtoull(size.c_str(), nullptr, 16)};
+    return BootCopy{words[0], std::strtoull(words[1].c_str(), nullptr, 0),
+                    std::strtoull(words[2].c_str(), nullptr, 16)};
 }
 
 // The state itself may be as good as ever: nothing here is a reason to write it anew.
@@ -144,9 +142,8 @@ base::Result<void> bootCopies(const BootPlace &place, std::vector<BootCopy> &cop
     if (!text) {
         return text.error();
     }
-    std::istringstream lines(*text);
-    for (std::string line; std::getline(lines, line) && copies.size() < 2;) {
-        if (auto copy = copyOfLine(line)) {
+    for (const std::string &line : base::piecesOf(*text, '\n')) {
+        if (auto copy = copyOfLine(line); copy && copies.size() < 2) {
             copies.push_back(std::move(*copy));
             if (copies.back().size <= kHead || copies.back().size > kMostOfACopy) {
                 return base::Error{place.fwEnvConfig + ": \"" + line +

@@ -14,7 +14,6 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
-#include <filesystem>
 #include <libuboot.h>
 #include <memory>
 #include <sys/stat.h>
@@ -22,8 +21,6 @@
 
 namespace node {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr mode_t kFileMode = 0644;
 constexpr std::chrono::seconds kLockPatience{10};
@@ -188,13 +185,13 @@ bool makeUnfinished(std::string &name) {
 
 // Under its name only once it is whole. What links lead to was judged by whoever named the path.
 base::Result<void> makeFile(const std::string &path, const BootVariables &variables) {
-    std::error_code error;
-    const bool isThere = fs::exists(fs::symlink_status(path, error));
-    if (isThere && !fs::is_regular_file(path, error)) {
+    struct stat status {};
+    const bool isThere = lstat(path.c_str(), &status) == 0;
+    if (isThere && (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))) {
         return base::Error{path + ": is no regular file and is not replaced by one; name another, "
                                   "or for devices fw_env.config:FILE, a FILE that names them"};
     }
-    const std::string target = isThere ? fs::canonical(path, error).string() : path;
+    const std::string target = base::realPathOf(path).value_or(path);
     std::string unfinished = target + ".XXXXXX";
     base::Result<void> made;
     if (!makeUnfinished(unfinished)) {

@@ -2,11 +2,11 @@
 #include "node/boot_state.h"
 
 #include "base/file_io.h"
+#include "base/split.h"
 #include "node/boot_state_older.h"
 #include "node/boot_state_text.h"
 
 #include <algorithm>
-#include <sstream>
 
 namespace node {
 namespace {
@@ -21,8 +21,7 @@ base::Result<Bank> runningBank(const std::string &path) {
     if (!text) {
         return text.error();
     }
-    std::istringstream words(*text);
-    for (std::string word; words >> word;) {
+    for (const std::string &word : base::wordsOf(*text)) {
         if (!word.starts_with(kBankWord)) {
             continue;
         }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "node/boot_state_text.h"
 
+#include "base/split.h"
 #include "node/digest.h"
 
 #include <charconv>
-#include <sstream>
 
 namespace node {
 namespace {
@@ -50,12 +50,14 @@ bool takeNumber(std::string_view text, Number least, Number most, Number &number
 
 // "version:trials:reason"
 bool takeFailed(const std::string &text, FailedVersion &failed) {
-    std::istringstream parts(text);
-    std::string trials;
-    std::string reason;
-    std::getline(parts, failed.version, ':');
-    std::getline(parts, trials, ':');
-    std::getline(parts, reason);
+    const std::size_t behindVersion = text.find(':');
+    const std::size_t behindTrials = text.find(':', behindVersion + 1);
+    if (behindVersion == text.npos || behindTrials == text.npos) {
+        return false;
+    }
+    failed.version = text.substr(0, behindVersion);
+    const std::string trials = text.substr(behindVersion + 1, behindTrials - behindVersion - 1);
+    const std::string reason = text.substr(behindTrials + 1);
     failed.last = reason == "health" ? TrialFailure::health : TrialFailure::boot;
     return !failed.version.empty() && takeNumber(trials, 1, kMostTrials, failed.trials) &&
            (reason == "boot" || reason == "health");
@@ -77,8 +79,7 @@ class Reader {
             attempts(which, state.attemptsOf(which));
             state.of(which) = record(which);
         }
-        std::istringstream entries(text(kFailed));
-        for (std::string entry; std::getline(entries, entry, ',');) {
+        for (const std::string &entry : base::piecesOf(text(kFailed), ',')) {
             FailedVersion failed;
             if (!takeFailed(entry, failed)) {
                 mistake(kFailed, "versions as version:trials:boot or version:trials:health");

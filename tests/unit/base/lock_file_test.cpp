@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <functional>
 #include <sys/file.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -29,6 +30,7 @@ constexpr auto kPatience = std::chrono::seconds(60); // of a test that must not 
 constexpr uid_t kNobody = 65534;
 
 // A process that holds a lock of the file until the end of the test, as another user where wanted.
+// Its name is that of a line of /proc/PID/status, with root for its user.
 class Holder {
   public:
     Holder(const std::string &path, uid_t user, int kind = LOCK_EX) {
@@ -36,6 +38,7 @@ class Holder {
         EXPECT_EQ(pipe(ends), 0);
         child_ = fork();
         if (child_ == 0) {
+            prctl(PR_SET_NAME, "Uid: 0");
             const int file = open(path.c_str(), O_RDONLY);
             const bool holds = file >= 0 && flock(file, kind | LOCK_NB) == 0 && setuid(user) == 0;
             static_cast<void>(write(ends[1], holds ? "y" : "n", 1));
