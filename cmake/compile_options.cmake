@@ -7,6 +7,8 @@ option(OTA_FUZZ "Build the libFuzzer programs of tests/fuzz, everything with ASa
 
 add_library(ota_compile_options INTERFACE)
 target_compile_options(ota_compile_options INTERFACE
+  # One kind of code for archives and programs: a precompiled header serves both.
+  -fPIC
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wformat=2 -Werror
   # g++ 12 sees overlaps in std::string concatenation that are not there.
   $<$<AND:$<CXX_COMPILER_ID:GNU>,$<COMPILE_LANGUAGE:CXX>>:-Wno-restrict>)
@@ -27,10 +29,35 @@ if(OTA_FUZZ)
   target_link_options(ota_compile_options INTERFACE -fsanitize=address,undefined)
 endif()
 
+# What ships is small: flash is dear, and nothing here is busy but OpenSSL and libcurl.
+set(OTA_SIZE_OPTIONS $<$<CONFIG:Release>:-Os> -ffunction-sections -fdata-sections)
+
+# Reading the C++ library takes longer than most files: it is read once, for all rooms.
+add_library(ota_std_headers OBJECT ${CMAKE_CURRENT_LIST_DIR}/std_headers.cpp)
+target_compile_options(ota_std_headers PRIVATE ${OTA_SIZE_OPTIONS})
+target_link_libraries(ota_std_headers PRIVATE ota_compile_options)
+target_precompile_headers(ota_std_headers PRIVATE
+  <algorithm> <array> <chrono> <deque> <functional> <map> <memory> <optional> <span> <string>
+  <string_view> <utility> <vector>)
+
 # ota_add_room(NAME [OBJECT] SOURCE...): a library of one folder; its headers are included by their
 # path from the top of the tree.
 function(ota_add_room name)
   add_library(${name} ${ARGN})
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+  target_compile_options(${name} PRIVATE ${OTA_SIZE_OPTIONS})
   target_link_libraries(${name} PRIVATE ota_compile_options)
+  target_precompile_headers(${name} REUSE_FROM ota_std_headers)
+endfunction()
+
+# ota_add_program(NAME SOURCE... [ROOMS ...]): what ships, or runs on a desk.
+function(ota_add_program name)
+  cmake_parse_arguments(PARSE_ARGV 1 program "" "" "ROOMS")
+  add_executable(${name} ${program_UNPARSED_ARGUMENTS})
+  target_compile_options(${name} PRIVATE ${OTA_SIZE_OPTIONS})
+  target_link_libraries(${name} PRIVATE ${program_ROOMS} ota_compile_options)
+  target_precompile_headers(${name} REUSE_FROM ota_std_headers)
+  if(NOT OTA_SANITIZE AND NOT OTA_FUZZ AND NOT OTA_COVERAGE)
+    target_link_options(${name} PRIVATE LINKER:--gc-sections LINKER:--as-needed)
+  endif()
 endfunction()
