@@ -5,6 +5,7 @@
 
 #include "base/json.h"
 #include "base/reason.h"
+#include "base/record.h"
 
 #include <cstdint>
 #include <optional>
@@ -23,6 +24,11 @@ struct End {
     std::string reason;       // the sentence
     bool operator==(const End &) const = default;
 };
+constexpr auto fieldsOf(const End * /*of*/) {
+    return std::tuple{Field{"ticket", &End::ticket}, Field{"code", &End::code},
+                      Field{"result", &End::result}, Field{"reason_code", &End::reasonCode},
+                      Field{"reason", &End::reason}};
+}
 
 /* The end of a ticket with this outcome, for this cause. */
 End endOf(std::uint64_t ticket, Outcome outcome, const Cause &cause);

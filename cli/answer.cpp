@@ -2,6 +2,7 @@
 #include "cli/answer.h"
 
 #include "base/failure.h"
+#include "base/json_record.h"
 
 #include <cstdio>
 
@@ -9,14 +10,6 @@ namespace cli {
 
 bool hasReason(const Finished &end) {
     return !end.reasonCode.empty() && end.reasonCode != base::rowOf(base::Reason::none).name;
-}
-
-void addEnd(cJSON *object, const Finished &end) {
-    base::add(object, "ticket", end.ticket);
-    base::add(object, "code", end.code);
-    base::add(object, "result", end.result);
-    base::add(object, "reason_code", end.reasonCode);
-    base::add(object, "reason", end.reason);
 }
 
 void answerTicket(const std::string &what, std::uint64_t ticket, const Globals &globals) {
@@ -31,9 +24,7 @@ void answerTicket(const std::string &what, std::uint64_t ticket, const Globals &
 }
 
 int answerEnd(const Finished &end) {
-    const base::Json object = base::newObject();
-    addEnd(object.get(), end);
-    base::printJson(object.get());
+    base::printJson(base::asJson(end).get());
     return static_cast<int>(end.code);
 }
 

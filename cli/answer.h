@@ -17,9 +17,6 @@ using Finished = base::End;
 /* Its outcome has one that says more. */
 bool hasReason(const Finished &end);
 
-/* Adds ticket, code, result, reason_code and reason. */
-void addEnd(cJSON *object, const Finished &end);
-
 /* "accepted, ticket 7", or the object of a success with that ticket. */
 void answerTicket(const std::string &what, std::uint64_t ticket, const Globals &globals);
 

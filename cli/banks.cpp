@@ -2,7 +2,7 @@
 // otactl banks: what the two banks hold, which of them is on trial, and which versions failed.
 #include "base/display.h"
 #include "base/failure.h"
-#include "base/json.h"
+#include "base/json_record.h"
 #include "base/printable.h"
 #include "cli/bus_client.h"
 #include "cli/verbs.h"
@@ -38,14 +38,18 @@ std::string stateOf(const Bank &bank, const BankTrial &trial) {
 void printBanksAsJson(const Node &node) {
     base::Json list = base::newList();
     for (const Bank &bank : node.banks) {
-        base::Json object = base::newObject();
-        addBank(object.get(), bank);
-        addTrial(object.get(), trialOf(node, bank));
+        base::Json object = base::asJson(bank);
+        const BankTrial trial = trialOf(node, bank);
+        base::eachField<BankTrial>([&](const auto &field) {
+            if (base::itemOf(object.get(), field.key) == nullptr) { // both name the bank
+                base::add(object.get(), field.key, trial.*field.member);
+            }
+        });
         base::append(list.get(), std::move(object));
     }
     const base::Json object = base::newObject();
     base::add(object.get(), "banks", std::move(list));
-    base::add(object.get(), "failed_versions", failedVersionsAsJson(node.failedVersions));
+    base::add(object.get(), "failed_versions", node.failedVersions);
     base::printJson(object.get());
 }
 

@@ -18,10 +18,7 @@ using Timer = service::TimerLeft;
 using Bank = service::BankView;
 using BankTrial = service::BankTrial;
 using FailedVersion = service::FailedTrial;
-
-struct Node : service::NodeStatus {
-    std::string daemonVersion;
-};
+using Node = service::NodeStatus;
 
 /* Takes the properties of an a{sv} over; those that are not there stay, unknown ones are skipped.
  * Returns the names that were taken. Throws Failure where one has another type than its own. */
@@ -29,12 +26,6 @@ std::vector<std::string_view> takeProperties(sd_bus_message *message, Node &node
 
 /* Adds every property under its name in snake_case. */
 void addProperties(cJSON *object, const Node &node);
-base::Json timersAsJson(const std::vector<Timer> &timers);
-base::Json banksAsJson(const std::vector<Bank> &banks);
-base::Json failedVersionsAsJson(const std::vector<FailedVersion> &failed);
-void addBank(cJSON *object, const Bank &bank);
-/* What is known of the bank beside its view. */
-void addTrial(cJSON *object, const BankTrial &trial);
 
 /* Half a sentence on what the activation time governs, and until when. */
 std::string governedBy(const Node &node);

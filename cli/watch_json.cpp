@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cli/watch_json.h"
 
-#include "base/json.h"
+#include "base/json_record.h"
 
 namespace cli {
 namespace {
@@ -56,13 +56,13 @@ void JsonWatch::progress(const Node &node, const TransferRate &rate) {
 
 void JsonWatch::timers(const Node &node) {
     const base::Json event = newEvent("timers");
-    base::add(event.get(), "timers", timersAsJson(node.timers));
+    base::add(event.get(), "timers", node.timers);
     base::printJson(event.get());
 }
 
 void JsonWatch::finished(const Finished &end) {
     const base::Json event = newEvent("finished");
-    addEnd(event.get(), end);
+    base::addFields(event.get(), end);
     base::printJson(event.get());
 }
 

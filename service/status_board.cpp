@@ -73,6 +73,7 @@ StatusBoard::StatusBoard(sd_event *loop, const node::Config &config, const Reque
       glance_(loop, [this] { lookAtDownload(); }) {
     status_.model = config.model;
     status_.serial = config.serial;
+    status_.daemonVersion = OTA_VERSION;
 }
 
 void StatusBoard::setStage(const std::string &stage) {

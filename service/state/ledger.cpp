@@ -1,145 +1,137 @@
 // SPDX-License-Identifier: MIT
-// The ledger as JSON text.
+// The ledger as JSON text, by one table for each of its records. It is read back strictly: what is
+// not exactly as it was printed is not used.
 #include "service/state/ledger.h"
 
-#include "base/json.h"
+#include "base/channel.h"
+#include "base/json_record.h"
+#include "otaSwAgent/records.h"
 
-#include <new>
+#include <algorithm>
+#include <limits>
 
 namespace service {
 namespace {
 
-using base::Json;
+using base::Bounds;
+using base::Field;
 
-// The few calls that build a document share one answer to a lack of memory.
-Json orThrow(cJSON *item) {
-    if (item == nullptr) {
-        throw std::bad_alloc();
-    }
-    return Json(item);
+constexpr std::size_t kMaxBootId = 128;
+constexpr std::size_t kMaxText = base::Channel::kMaxMessage; // each came as one message, or less
+
+bool isKind(const std::string &text) {
+    return text == kNewImage || text == kMobileTrigger || text == kActivationTime || text == kTimer;
 }
 
-void put(cJSON *object, const char *key, Json item) {
-    if (cJSON_AddItemToObject(object, key, item.get()) == 0) {
-        throw std::bad_alloc();
-    }
-    static_cast<void>(item.release());
-}
+bool isBank(const std::string &text) { return text.empty() || text == "a" || text == "b"; }
 
-void put(cJSON *object, const char *key, const std::string &text) {
-    put(object, key, orThrow(cJSON_CreateString(text.c_str())));
-}
+bool isObjectText(const std::string &text) { return base::parseObject(text) != nullptr; }
 
-// Spelled here: cJSON prints 15 digits, which is not every whole number up to 2^53.
-template <typename Number>
-void putNumber(cJSON *object, const char *key, Number number) {
-    put(object, key, orThrow(cJSON_CreateRaw(std::to_string(number).c_str())));
-}
+bool isNoneOrObjectText(const std::string &text) { return text.empty() || isObjectText(text); }
 
-void putFlag(cJSON *object, const char *key, bool flag) {
-    put(object, key, orThrow(cJSON_CreateBool(flag ? 1 : 0)));
-}
-
+constexpr const char *kWord = "one of the known words";
+constexpr const char *kObjectText = "the text of a JSON object";
+constexpr Bounds kAnyText{.most = kMaxText};
+constexpr Bounds kKind{.most = kMaxText, .fits = isKind, .expected = kWord};
+constexpr Bounds kBank{.most = kMaxText, .fits = isBank, .expected = kWord};
+constexpr Bounds kEvent{.most = kMaxText, .fits = isObjectText, .expected = kObjectText};
+constexpr Bounds kMemory{.most = kMaxText, .fits = isNoneOrObjectText, .expected = kObjectText};
+constexpr Bounds kAnyInt{.least = std::numeric_limits<int>::min(),
+                         .most = std::numeric_limits<int>::max()};
+constexpr Bounds kAnyWhole{.least = -base::kMostWhole, .most = base::kMostWhole};
+constexpr Bounds kStarts{.most = 1000};
 // Left out where they say nothing: the service of an older image then reads the ledger too.
-void putCount(cJSON *object, const char *key, int count) {
-    if (count != 0) {
-        putNumber(object, key, count);
-    }
+constexpr Bounds kFailedTrials{.most = 99, .leftOut = true};
+constexpr Bounds kFailedDownloads{.most = Ledger::kMaxFailedDownloads, .leftOut = true};
+constexpr Bounds kMark{.leftOut = true};
+
+} // namespace
+
+static constexpr auto fieldsOf(const Request * /*of*/) {
+    return std::tuple{Field{"ticket", &Request::ticket, {.most = base::kMostWhole}},
+                      Field{"kind", &Request::kind, kKind}, Field{"event", &Request::event, kEvent},
+                      Field{"version", &Request::version, {.most = OTA_VERSION_WIDTH - 1}},
+                      Field{"policy", &Request::policy, {.most = 3}}};
 }
 
-void putMark(cJSON *object, const char *key, bool mark) {
-    if (mark) {
-        putFlag(object, key, mark);
-    }
+static constexpr auto fieldsOf(const ArmedTimer * /*of*/) {
+    return std::tuple{Field{"name", &ArmedTimer::name, {.most = OTA_TIMER_NAME_WIDTH - 1}},
+                      Field{"seconds", &ArmedTimer::seconds, kAnyInt},
+                      Field{"endBootMs", &ArmedTimer::endBootMs, kAnyWhole},
+                      Field{"armedAt", &ArmedTimer::armedAt, kAnyWhole},
+                      Field{"endsAt", &ArmedTimer::endsAt, kAnyWhole}};
 }
 
-Json newObject() { return orThrow(cJSON_CreateObject()); }
-
-Json toJson(const Request &request) {
-    Json object = newObject();
-    putNumber(object.get(), "ticket", request.ticket);
-    put(object.get(), "kind", request.kind);
-    put(object.get(), "event", request.event);
-    put(object.get(), "version", request.version);
-    putNumber(object.get(), "policy", request.policy);
-    return object;
+static constexpr auto fieldsOf(const Running * /*of*/) {
+    return std::tuple{Field{"request", &Running::request},
+                      Field{"starts", &Running::starts, kStarts},
+                      Field{"crashes", &Running::crashes, kStarts},
+                      Field{"bank", &Running::bank, kBank},
+                      Field{"activated", &Running::activated},
+                      Field{"failedTrials", &Running::failedTrials, kFailedTrials},
+                      Field{"held", &Running::held, kMark}};
 }
 
-Json toJson(const ArmedTimer &timer) {
-    Json object = newObject();
-    put(object.get(), "name", timer.name);
-    putNumber(object.get(), "seconds", timer.seconds);
-    putNumber(object.get(), "endBootMs", timer.endBootMs);
-    putNumber(object.get(), "armedAt", timer.armedAt);
-    putNumber(object.get(), "endsAt", timer.endsAt);
-    return object;
+static constexpr auto fieldsOf(const WaitingOffer * /*of*/) {
+    return std::tuple{
+        Field{"offer", &WaitingOffer::offer}, Field{"bank", &WaitingOffer::bank, kBank},
+        Field{"activated", &WaitingOffer::activated}, Field{"deferred", &WaitingOffer::deferred},
+        Field{"failedTrials", &WaitingOffer::failedTrials, kFailedTrials}};
 }
 
-Json toJson(const Running &running) {
-    Json object = newObject();
-    put(object.get(), "request", toJson(running.request));
-    putNumber(object.get(), "starts", running.starts);
-    putNumber(object.get(), "crashes", running.crashes);
-    put(object.get(), "bank", running.bank);
-    putFlag(object.get(), "activated", running.activated);
-    putCount(object.get(), "failedTrials", running.failedTrials);
-    putMark(object.get(), "held", running.held);
-    return object;
+static constexpr auto fieldsOf(const Ledger * /*of*/) {
+    return std::tuple{
+        Field{"bootId", &Ledger::bootId, {.most = kMaxBootId}},
+        Field{"nextTicket", &Ledger::nextTicket, {.least = 1, .most = base::kMostWhole}},
+        Field{"queue", &Ledger::queue, {.most = Ledger::kMaxQueue + Ledger::kSpare}},
+        Field{"running", &Ledger::running},
+        Field{"standing", &Ledger::standing},
+        Field{"timers", &Ledger::timers, {.most = Ledger::kMaxTimers}},
+        Field{"memory", &Ledger::memory, kMemory},
+        Field{"failedDownloads", &Ledger::failedDownloads, kFailedDownloads},
+        Field{"rebootDue", &Ledger::rebootDue, kMark},
+        Field{"lastWord", &Ledger::lastWord, {.most = OTA_STATUS_WIDTH - 1}},
+        Field{"lastRecord", &Ledger::lastRecord, kAnyText}};
 }
 
-Json toJson(const WaitingOffer &standing) {
-    Json object = newObject();
-    put(object.get(), "offer", toJson(standing.offer));
-    put(object.get(), "bank", standing.bank);
-    putFlag(object.get(), "activated", standing.activated);
-    putFlag(object.get(), "deferred", standing.deferred);
-    putCount(object.get(), "failedTrials", standing.failedTrials);
-    return object;
-}
+namespace {
 
-template <typename Optional>
-Json toJsonOrNull(const Optional &item) {
-    return item ? toJson(*item) : orThrow(cJSON_CreateNull());
-}
-
-template <typename List>
-Json toArray(const List &list) {
-    Json array = orThrow(cJSON_CreateArray());
-    for (const auto &item : list) {
-        Json element = toJson(item);
-        if (cJSON_AddItemToArray(array.get(), element.get()) == 0) {
-            throw std::bad_alloc();
-        }
-        static_cast<void>(element.release());
-    }
-    return array;
+// A ticket that will be given out once more would name two requests.
+bool ticketsAreGivenOut(const Ledger &ledger) {
+    const auto is = [&](const Request &request) { return request.ticket < ledger.nextTicket; };
+    return std::all_of(ledger.queue.begin(), ledger.queue.end(), is) &&
+           (!ledger.running || is(ledger.running->request)) &&
+           (!ledger.standing || is(ledger.standing->offer));
 }
 
 } // namespace
 
 std::string timerOf(const Request &request) {
-    const Json event = request.kind == kTimer ? base::parseObject(request.event) : nullptr;
+    const base::Json event = request.kind == kTimer ? base::parseObject(request.event) : nullptr;
     return base::textOf(event.get(), "name");
 }
 
 std::string printLedger(const Ledger &ledger) {
-    const Json object = newObject();
-    put(object.get(), "bootId", ledger.bootId);
-    putNumber(object.get(), "nextTicket", ledger.nextTicket);
-    put(object.get(), "queue", toArray(ledger.queue));
-    put(object.get(), "running", toJsonOrNull(ledger.running));
-    put(object.get(), "standing", toJsonOrNull(ledger.standing));
-    put(object.get(), "timers", toArray(ledger.timers));
-    put(object.get(), "memory", ledger.memory);
-    putCount(object.get(), "failedDownloads", ledger.failedDownloads);
-    putMark(object.get(), "rebootDue", ledger.rebootDue);
-    put(object.get(), "lastWord", ledger.lastWord);
-    put(object.get(), "lastRecord", ledger.lastRecord);
-    const base::JsonText text(cJSON_Print(object.get()));
-    if (!text) {
-        throw std::bad_alloc();
+    return base::printedInLines(base::asJson(ledger).get()) + "\n";
+}
+
+bool parseLedger(std::string_view text, Ledger &ledger, std::string &whatIsWrong, bool *newer) {
+    base::RecordReader reader("the ledger");
+    Ledger found;
+    const base::Json object = base::parseObject(text);
+    const bool good = object ? reader.read(object.get(), found) &&
+                                   (ticketsAreGivenOut(found) ||
+                                    reader.complain("nextTicket", "a number above every ticket"))
+                             : reader.complain("", "one JSON object and nothing behind it");
+    if (newer != nullptr) {
+        *newer = reader.metUnknownKey();
     }
-    return std::string(text.get()) + "\n";
+    if (good) {
+        ledger = std::move(found);
+    } else {
+        whatIsWrong = reader.whatIsWrong();
+    }
+    return good;
 }
 
 } // namespace service

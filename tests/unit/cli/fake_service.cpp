@@ -164,5 +164,6 @@ service::NodeStatus someNode() {
     node.workMode = "RGW";
     node.workRole = "Controller";
     node.preferredActivationTime = "02:30:00";
+    node.daemonVersion = OTA_VERSION;
     return node;
 }

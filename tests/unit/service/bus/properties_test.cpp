@@ -39,6 +39,7 @@ service::NodeStatus busyNode() {
     node.preferredActivationTime = "02:30";
     node.onboarding = -1;
     node.rootConnected = true;
+    node.daemonVersion = OTA_VERSION;
     return node;
 }
 

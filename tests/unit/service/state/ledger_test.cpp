@@ -52,6 +52,70 @@ void expectComesBack(const Ledger &ledger) {
     EXPECT_EQ(back, ledger);
 }
 
+TEST(TheLedger, IsPrintedAsEarlierReleasesReadIt) {
+    Ledger ledger = fullLedger();
+    ledger.queue = {expiryOf("rebootTimer")};
+    ledger.memory = "{}";
+    EXPECT_EQ(service::printLedger(ledger), R"({
+	"bootId":	"boot-1",
+	"nextTicket":	9007199254740992,
+	"queue":	[{
+			"ticket":	0,
+			"kind":	"timer",
+			"event":	"{\"event\":\"timer\",\"name\":\"rebootTimer\"}",
+			"version":	"",
+			"policy":	0
+		}],
+	"running":	{
+		"request":	{
+			"ticket":	5,
+			"kind":	"new-image",
+			"event":	"{\"event\":\"new-image\",\"descriptor\":\"{}\",\"config\":{}}",
+			"version":	"4QZ-2.0.0",
+			"policy":	1
+		},
+		"starts":	2,
+		"crashes":	1,
+		"bank":	"a",
+		"activated":	true,
+		"failedTrials":	99,
+		"held":	true
+	},
+	"standing":	{
+		"offer":	{
+			"ticket":	9007199254740991,
+			"kind":	"new-image",
+			"event":	"{\"event\":\"new-image\",\"descriptor\":\"{}\",\"config\":{}}",
+			"version":	"4QZ-2.0.0",
+			"policy":	0
+		},
+		"bank":	"b",
+		"activated":	true,
+		"deferred":	true,
+		"failedTrials":	1
+	},
+	"timers":	[{
+			"name":	"rebootTimer",
+			"seconds":	1800,
+			"endBootMs":	2200000,
+			"armedAt":	1700000000,
+			"endsAt":	1700001800
+		}, {
+			"name":	"downloadRetryTimer",
+			"seconds":	-5,
+			"endBootMs":	-1,
+			"armedAt":	-2,
+			"endsAt":	-3
+		}],
+	"memory":	"{}",
+	"failedDownloads":	7,
+	"rebootDue":	true,
+	"lastWord":	"OTA_SW_COMMIT_COMPLETE",
+	"lastRecord":	"{\"status\":\"\\\"quoted\\\"\\n\"}"
+}
+)");
+}
+
 TEST(TheLedger, ComesBackAsItWasPrinted) {
     expectComesBack(Ledger{});
     expectComesBack(emptyLedger());
