@@ -103,6 +103,33 @@ class FrontDoor(unittest.TestCase):
         self.tool("ctest", ctest)
         return self.dev("test")
 
+    def built_with(self, *said, code=0):
+        """What ./dev build says where ninja says this."""
+        self.tool("dpkg-query", "echo installed")
+        lines = "".join(f"echo '{line}'\n" for line in said)
+        self.tool("cmake", f"case $1 in --build) {lines} exit {code} ;; esac")
+        return self.dev("build")
+
+    def test_a_build_says_how_far_it_is_and_how_long_it_took_the_last_time(self):
+        steps = "[1/2] Building CXX object a.o", "[2/2] Linking CXX executable a"
+        first = self.built_with(*steps)
+        self.assertEqual(first.returncode, 0)
+        self.assertRegex(
+            first.stderr, r"\Abuilding release: 1 of 2\nbuilt release: 2 steps in \d+ s\n\Z"
+        )
+        again = self.built_with(*steps).stderr
+        self.assertRegex(again, r"\Abuilding release: 1 of 2 \(the last time: 2 steps in \d+ s\)\n")
+
+    def test_a_build_with_nothing_to_do_says_nothing(self):
+        self.assertEqual(self.built_with("ninja: no work to do.").stderr, "")
+
+    def test_a_failed_build_is_not_said_to_be_built(self):
+        answer = self.built_with("[1/1] Building a.o", "FAILED: a.o", "a.c:1: error: no", code=1)
+        self.assertEqual(answer.returncode, 1)
+        self.assertNotIn("built", answer.stderr)
+        self.assertIn("a.c:1: error: no", answer.stderr)
+        self.assertRegex(answer.stderr, r"building release failed; the whole log is /\S+")
+
     def test_a_failed_test_fails_the_command_and_is_shown(self):
         self.assertEqual(self.run_on("exit 0").returncode, 0)
         answer = self.run_on(
