@@ -12,11 +12,6 @@ namespace {
 constexpr const char *kMac = "02:00:00:00:00:0A";
 constexpr std::size_t kLongestRefusal = 300;
 
-std::string textOf(const cJSON *object, const char *key) {
-    const char *const text = cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(object, key));
-    return text == nullptr ? "" : text;
-}
-
 void checkRefusal(const FromExtender &taken, std::string_view input) {
     promise(taken.text.empty(), "what is refused is not handed on", input);
     promise(!taken.refusal.empty() && fuzz::isPrintableLine(taken.refusal) &&
@@ -30,19 +25,20 @@ void tryReport(std::string_view mac, std::string_view text) {
         return checkRefusal(taken, text);
     }
     promise(taken.refusal.empty() && taken.mac == kMac, "a report is its extender's", text);
-    const base::Json record(cJSON_Parse(taken.text.c_str()));
-    promise(cJSON_IsObject(record.get()) && cJSON_GetArraySize(record.get()) == 6,
+    const base::Json record = base::parsed(taken.text);
+    promise(base::isObject(record.get()) && base::membersOf(record.get()).size() == 6,
             "a report is a record of six keys", text);
-    std::string given = textOf(record.get(), "mac");
+    std::string given = base::textOf(record.get(), "mac");
     std::transform(given.begin(), given.end(), given.begin(), [](char byte) {
         return byte >= 'a' && byte <= 'f' ? static_cast<char>(byte - 'a' + 'A') : byte;
     });
     promise(given == kMac, "a report names the extender of its topic", text);
-    const std::string status = textOf(record.get(), "status");
+    const std::string status = base::textOf(record.get(), "status");
     promise(!status.empty() && status.size() < 50 && fuzz::isPrintableLine(status),
             "a status word is short and printable", text);
     for (const char *const key : {"model", "curswversion", "prevswversion", "sn"}) {
-        promise(fuzz::isPrintableLine(textOf(record.get(), key)), "a text is printable", text);
+        promise(fuzz::isPrintableLine(base::textOf(record.get(), key)), "a text is printable",
+                text);
     }
 }
 
@@ -51,9 +47,10 @@ void tryFileServer(std::string_view text) {
     if (!checkFileServerInfo(kMac, text, true, taken)) {
         return checkRefusal(taken, text);
     }
-    const base::Json object(cJSON_Parse(taken.text.c_str()));
+    const base::Json object = base::parsed(taken.text);
     for (const char *const key : {"fileServerURL", "activationTime", "checksum", "swVersion"}) {
-        promise(fuzz::isPrintableLine(textOf(object.get(), key)), "a text is printable", text);
+        promise(fuzz::isPrintableLine(base::textOf(object.get(), key)), "a text is printable",
+                text);
     }
 }
 

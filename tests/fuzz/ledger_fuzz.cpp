@@ -2,6 +2,7 @@
 // What must hold for every ledger: it comes back, or nothing of it does, and the agent hears of it
 // only what the guard lets in today.
 #include "base/json.h"
+#include "base/lib_config.h"
 #include "service/state/ledger.h"
 #include "service/state/recheck.h"
 #include "tests/fuzz/promise.h"
@@ -107,11 +108,7 @@ void tryInside(std::string_view text) {
     }
     const base::Json event =
         base::message({{"event", service::kNewImage}, {"descriptor", std::string(text)}});
-    cJSON *const config = cJSON_AddObjectToObject(event.get(), "config");
-    for (const char *const key :
-         {"OffloadDownloadActivate", "initial_obardingStatus", "firsttime_polling"}) {
-        cJSON_AddNumberToObject(config, key, 0);
-    }
+    base::add(event.get(), "config", base::printLibConfig({}));
     ledger.running->request = {5, service::kNewImage, base::printed(event.get()), "4QZ2", 0};
     tryLedger(service::printLedger(ledger));
     ledger.standing = service::WaitingOffer{ledger.running->request, "a", false, false, 0};

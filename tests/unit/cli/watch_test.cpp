@@ -89,14 +89,14 @@ TEST_F(Watch, ProgressTellsRateAndTimeLeft) {
         node.downloadedBytes += 1000000000;
     });
     const std::string line = program.line();
-    const base::Json object(cJSON_Parse(line.c_str()));
-    const cJSON *const rate = cJSON_GetObjectItemCaseSensitive(object.get(), "rate");
-    const cJSON *const left = cJSON_GetObjectItemCaseSensitive(object.get(), "seconds_left");
-    ASSERT_TRUE(cJSON_IsNumber(rate) != 0 && cJSON_IsNumber(left) != 0) << line;
-    EXPECT_LE(rate->valuedouble, 1000000000 / 0.25);
-    EXPECT_GT(rate->valuedouble, 1000000000 / 300.0);
-    EXPECT_GE(left->valuedouble, 1);
-    EXPECT_LE(left->valuedouble, 300);
+    const base::Json object = base::parsed(line);
+    const auto rate = base::numberIn(object.get(), "rate");
+    const auto left = base::numberIn(object.get(), "seconds_left");
+    ASSERT_TRUE(rate && left) << line;
+    EXPECT_LE(*rate, 1000000000 / 0.25);
+    EXPECT_GT(*rate, 1000000000 / 300.0);
+    EXPECT_GE(*left, 1);
+    EXPECT_LE(*left, 300);
 }
 
 TEST_F(Watch, UntilIdleEndsAtOnceWhereTheNodeIsIdle) {

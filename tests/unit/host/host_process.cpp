@@ -128,7 +128,7 @@ void HostProcess::becomeHost(std::vector<char *> &arguments) const {
 }
 
 void HostProcess::send(const std::string &json) {
-    const base::Json object(cJSON_Parse(json.c_str()));
+    const base::Json object = base::parsed(json);
     std::string error;
     ASSERT_NE(object, nullptr) << json;
     ASSERT_TRUE(channel_->send(object.get(), error)) << error;
@@ -141,7 +141,7 @@ std::string HostProcess::next() {
     case base::Channel::Status::message:
         if (const base::Json memory{
                 cJSON_DetachItemFromObjectCaseSensitive(object.get(), "memory")}) {
-            memory_ = base::JsonText(cJSON_PrintUnformatted(memory.get())).get();
+            memory_ = base::printed(memory.get());
         }
         if (base::textOf(object.get(), "note") == "banks") {
             if (const auto banks = node::takeBankNote(object.get())) {
@@ -149,7 +149,7 @@ std::string HostProcess::next() {
             }
             return next();
         }
-        return base::JsonText(cJSON_PrintUnformatted(object.get())).get();
+        return base::printed(object.get());
     case base::Channel::Status::endOfFile:
         return "end";
     case base::Channel::Status::nothing:

@@ -70,29 +70,25 @@ class Update : public HostProcess {
         std::vector<std::string> words;
         for (;;) {
             const std::string text = next();
-            const base::Json message(cJSON_Parse(text.c_str()));
+            const base::Json message = base::parsed(text);
             const cJSON *const root = message.get();
             if (!root) {
                 words.push_back(text);
                 return words;
             }
-            const auto textOf = [](const cJSON *object, const char *key) {
-                const char *const value = cJSON_GetStringValue(cJSON_GetObjectItem(object, key));
-                return std::string(value == nullptr ? "" : value);
-            };
-            if (cJSON_HasObjectItem(root, "done")) {
+            if (base::itemOf(root, "done") != nullptr) {
                 return words;
             }
-            if (const std::string note = textOf(root, "note"); !note.empty()) {
+            if (const std::string note = base::textOf(root, "note"); !note.empty()) {
                 cause_ = note == "cause" ? text : cause_;
-                words.push_back(note == "stage" ? textOf(root, "stage") : note);
+                words.push_back(note == "stage" ? base::textOf(root, "stage") : note);
                 continue;
             }
-            const base::Json record(cJSON_Parse(textOf(root, "data").c_str()));
-            const std::string call = textOf(root, "call");
-            words.push_back(call == "signal"      ? textOf(record.get(), "status")
+            const base::Json record = base::parsed(base::textOf(root, "data"));
+            const std::string call = base::textOf(root, "call");
+            words.push_back(call == "signal"      ? base::textOf(record.get(), "status")
                             : call == "activated" ? call
-                                                  : textOf(root, "name"));
+                                                  : base::textOf(root, "name"));
             if (beforeAnswer_) {
                 beforeAnswer_(words.back());
             }

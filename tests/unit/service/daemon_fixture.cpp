@@ -259,7 +259,7 @@ std::string descriptorOf(int policy, const std::string &version) {
                                                  {"fileServerURL", "https://files.example/image"},
                                                  {"checksum", std::string(32, '0')},
                                                  {"mac", "02:00:5E:10:00:01"}});
-    cJSON_AddNumberToObject(descriptor.get(), "policy", policy);
+    base::add(descriptor.get(), "policy", policy);
     return base::printed(descriptor.get());
 }
 

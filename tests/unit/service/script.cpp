@@ -61,18 +61,17 @@ Action dieOf(int signal) { return action("signal", std::to_string(signal)); }
 
 Action hang() { return action("hang", "true"); }
 
-Script::Script(std::string folder) : folder_(std::move(folder)), turns_(cJSON_CreateObject()) {}
+Script::Script(std::string folder) : folder_(std::move(folder)), turns_(base::newObject()) {}
 
 void Script::on(const std::string &event, const std::vector<Action> &actions) {
-    cJSON *turns = cJSON_GetObjectItemCaseSensitive(turns_.get(), event.c_str());
-    if (turns == nullptr) {
-        turns = cJSON_AddArrayToObject(turns_.get(), event.c_str());
+    if (base::itemOf(turns_.get(), event.c_str()) == nullptr) {
+        base::add(turns_.get(), event.c_str(), base::newList());
     }
-    cJSON *const turn = cJSON_CreateArray();
+    base::Json turn = base::newList();
     for (const Action &one : actions) {
-        cJSON_AddItemToArray(turn, base::parsed(one).release());
+        base::append(turn.get(), base::parsed(one));
     }
-    cJSON_AddItemToArray(turns, turn);
+    base::append(base::itemOf(turns_.get(), event.c_str()), std::move(turn));
     // The host may be reading it.
     std::ofstream(folder_ + "/script.new") << base::printed(turns_.get());
     std::filesystem::rename(folder_ + "/script.new", folder_ + "/script.json");

@@ -29,7 +29,7 @@ class Host {
 
     void startUp(bool commitCheck) {
         const base::Json event = base::message({{"event", "start-up"}});
-        cJSON_AddBoolToObject(event.get(), "commitCheck", commitCheck ? 1 : 0);
+        base::add(event.get(), "commitCheck", commitCheck);
         handle(event.get());
     }
 
@@ -66,7 +66,7 @@ class Host {
             tellNode();
         }
         const base::Json script = base::parsed(contentOf(in("script.json")));
-        const cJSON *const turns = cJSON_GetObjectItemCaseSensitive(script.get(), name.c_str());
+        const cJSON *const turns = base::itemOf(script.get(), name.c_str());
         const cJSON *action = nullptr;
         cJSON_ArrayForEach(action, cJSON_GetArrayItem(turns, times)) {
             act(name, times, action->child);
@@ -117,14 +117,13 @@ class Host {
     // What the script gives takes the place of the usual answer's members.
     void done(const std::string &event, int times, const cJSON *given) {
         const base::Json answer = base::message({{"done", event}});
-        cJSON_AddNumberToObject(answer.get(), "deferred", 0);
-        cJSON *const memory = cJSON_AddObjectToObject(answer.get(), "memory");
-        cJSON_AddStringToObject(memory, "after", event.c_str());
-        cJSON_AddNumberToObject(memory, "turn", times);
-        const cJSON *member = nullptr;
-        cJSON_ArrayForEach(member, given) {
+        base::add(answer.get(), "deferred", 0);
+        base::Json memory = base::message({{"after", event}});
+        base::add(memory.get(), "turn", times);
+        base::add(answer.get(), "memory", std::move(memory));
+        for (const cJSON *const member : base::membersOf(given)) {
             cJSON_DeleteItemFromObjectCaseSensitive(answer.get(), member->string);
-            cJSON_AddItemToObject(answer.get(), member->string, cJSON_Duplicate(member, 1));
+            base::add(answer.get(), member->string, base::Json(cJSON_Duplicate(member, 1)));
         }
         tellBanks();
         send(answer.get());

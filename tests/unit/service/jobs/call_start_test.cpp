@@ -34,7 +34,7 @@ TEST_F(StartOfACall, carry_to_the_agent_what_was_checked) {
     ASSERT_EQ(host_.count("new-image"), 1U);
     const base::Json event = base::parsed(host_.events("new-image")[0]);
     EXPECT_EQ(base::textOf(event.get(), "descriptor"), descriptorOf(2, kNew));
-    const cJSON *const config = cJSON_GetObjectItemCaseSensitive(event.get(), "config");
+    const cJSON *const config = base::itemOf(event.get(), "config");
     EXPECT_EQ(base::numberOf(config, "OffloadDownloadActivate"), 3);
     EXPECT_EQ(base::numberOf(config, "initial_obardingStatus"), 1);
     EXPECT_EQ(base::numberOf(config, "firsttime_polling"), 0);

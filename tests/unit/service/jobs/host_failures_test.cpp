@@ -41,7 +41,7 @@ TEST_F(Crash, in_a_call_is_told_and_the_call_done_again_with_the_memory_of_befor
     EXPECT_THAT(host_.heard(), ElementsAre("start-up", "activation-time", "new-image", "ack 0",
                                            "start-up", "restore", "new-image", "ack -1"));
     const base::Json restore = base::parsed(host_.events("restore")[0]);
-    const cJSON *const memory = cJSON_GetObjectItemCaseSensitive(restore.get(), "memory");
+    const cJSON *const memory = base::itemOf(restore.get(), "memory");
     EXPECT_EQ(base::textOf(memory, "after"), "activation-time");
     EXPECT_THAT(host_.events("start-up"), ElementsAre(HasSubstr(R"("commitCheck":true)"),
                                                       HasSubstr(R"("commitCheck":false)")));

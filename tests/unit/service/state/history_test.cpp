@@ -69,8 +69,7 @@ TEST(AHistoryLine, IsNoLongerThanItsReaderTakesWhateverItIsMadeOf) {
     const std::string text = service::formatHistoryLine(line, 0, "node");
     EXPECT_LT(text.size(), 8U * 1024);
     const base::Json object = base::parseObject(text);
-    EXPECT_EQ(cJSON_GetStringValue(cJSON_GetObjectItem(object.get(), "reason")),
-              std::string(512, '"') + "...");
+    EXPECT_EQ(base::textOf(object.get(), "reason"), std::string(512, '"') + "...");
 }
 
 std::string reportOf(const std::string &mac, int number) {

@@ -63,16 +63,13 @@ std::string memoryWith(const std::map<std::string, int> &numbers, const std::str
 
 int numberIn(const std::string &memory, const std::string &key) {
     const base::Json object = base::parseObject(memory);
-    const cJSON *const item = cJSON_GetObjectItemCaseSensitive(object.get(), key.c_str());
-    return cJSON_IsNumber(item) ? item->valueint : -1;
+    return base::numberOf(object.get(), key.c_str(), -1);
 }
 
 std::string activationTimeIn(const std::string &memory) {
     const base::Json object = base::parseObject(memory);
-    const cJSON *const record = cJSON_GetObjectItemCaseSensitive(object.get(), "swActTime");
-    const char *const text =
-        cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(record, "actTime"));
-    return text == nullptr ? "no text" : text;
+    const auto text = base::takeText(base::itemOf(object.get(), "swActTime"), "actTime");
+    return text ? *text : "no text";
 }
 
 service::Ledger emptyLedger() {

@@ -3,6 +3,7 @@
 #include "service/state/recheck.h"
 
 #include "base/json.h"
+#include "base/lib_config.h"
 #include "tests/unit/service/state/kept_requests.h"
 #include "tests/unit/service/state/resume_stories.h"
 
@@ -41,11 +42,7 @@ Judge withFloor() {
 // Whatever it says, as a file could hold it.
 Request keptOffer(const std::string &text, std::uint64_t ticket = 1) {
     const base::Json event = base::message({{"event", service::kNewImage}, {"descriptor", text}});
-    cJSON *const config = cJSON_AddObjectToObject(event.get(), "config");
-    for (const char *const key :
-         {"OffloadDownloadActivate", "initial_obardingStatus", "firsttime_polling"}) {
-        cJSON_AddNumberToObject(config, key, 0);
-    }
+    base::add(event.get(), "config", base::printLibConfig({}));
     return {ticket, service::kNewImage, base::printed(event.get()), kNew, 0};
 }
 

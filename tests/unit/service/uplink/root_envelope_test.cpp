@@ -19,7 +19,7 @@ constexpr const char *kMac = "02:00:00:00:00:0A";
 
 std::string quoted(const std::string &text) {
     const base::Json item(cJSON_CreateString(text.c_str()));
-    return base::JsonText(cJSON_PrintUnformatted(item.get())).get();
+    return base::printed(item.get());
 }
 
 const std::string kRecord =
@@ -75,12 +75,10 @@ TEST(RootEnvelope, OfAnExtenderIsTakenAndItsRecordHandedOnAsItIs) {
 }
 
 TEST(RootEnvelope, MayBePrintedOverSeveralLines) {
-    const base::Json record(cJSON_Parse(kRecord.c_str()));
-    const std::string lines = base::JsonText(cJSON_Print(record.get())).get();
-    const base::Json envelope(cJSON_Parse(envelopeOf(lines).c_str()));
+    const std::string lines = base::printedInLines(base::parsed(kRecord).get());
+    const base::Json envelope = base::parsed(envelopeOf(lines));
     FromExtender taken;
-    ASSERT_TRUE(checkEnvelope(kMac, base::JsonText(cJSON_Print(envelope.get())).get(), taken))
-        << taken.refusal;
+    ASSERT_TRUE(checkEnvelope(kMac, base::printedInLines(envelope.get()), taken)) << taken.refusal;
     EXPECT_EQ(taken.text, lines);
 }
 

@@ -96,15 +96,13 @@ std::string RootTest::report(const std::string &mac, const std::string &word) {
     const std::string record = "{\n\t\"model\":\t\"M\",\n\t\"curswversion\":\t\"4QZ2\",\n"
                                "\t\"prevswversion\":\t\"\",\n\t\"mac\":\t\"" +
                                mac + "\",\n\t\"sn\":\t\"S\",\n\t\"status\":\t\"" + word + "\"\n}";
-    const base::Json envelope(cJSON_CreateObject());
-    cJSON_AddStringToObject(envelope.get(), "type", "swmgnt_info");
-    cJSON_AddNumberToObject(envelope.get(), "sequence", 1);
-    cJSON_AddStringToObject(envelope.get(), "mac", "");
-    cJSON_AddStringToObject(envelope.get(), "version", "1.0.0");
-    cJSON *data = cJSON_AddObjectToObject(envelope.get(), "data");
-    cJSON_AddStringToObject(data, "signalname", "updateUpgradeStatus");
-    cJSON_AddStringToObject(data, "signaldata", record.c_str());
-    return base::JsonText(cJSON_Print(envelope.get())).get();
+    const base::Json envelope = base::message({{"type", "swmgnt_info"}});
+    base::add(envelope.get(), "sequence", 1);
+    base::add(envelope.get(), "mac", "");
+    base::add(envelope.get(), "version", "1.0.0");
+    base::add(envelope.get(), "data",
+              base::message({{"signalname", "updateUpgradeStatus"}, {"signaldata", record}}));
+    return base::printedInLines(envelope.get());
 }
 
 std::string RootTest::fileServerInfo() {
