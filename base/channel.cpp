@@ -34,13 +34,13 @@ std::size_t decodeLength(const std::string &prefix) {
     return length;
 }
 
-std::string systemError(const char *what) {
-    return std::string(what) + " failed: " + std::strerror(errno);
+Error systemError(const char *what) {
+    return {std::string(what) + " failed: " + std::strerror(errno)};
 }
 
-std::string tooLong(std::size_t length) {
-    return "a message of " + std::to_string(length) + " bytes is over the limit of " +
-           std::to_string(Channel::kMaxMessage);
+Error tooLong(std::size_t length) {
+    return {"a message of " + std::to_string(length) + " bytes is over the limit of " +
+            std::to_string(Channel::kMaxMessage)};
 }
 
 // A backslash stands in JSON texts only, so the character behind it always belongs to it.
@@ -63,10 +63,11 @@ Json parseObject(const std::string &text) {
     return cJSON_IsObject(object.get()) ? std::move(object) : nullptr;
 }
 
-// Waits for the event; false with errno set where poll itself failed, true otherwise.
-bool waitFor(int socket, short events, int timeoutMs) {
+Result<void> waitFor(int socket, short events, int timeoutMs) {
     pollfd entry{socket, events, 0};
-    return poll(&entry, 1, timeoutMs) >= 0 || errno == EINTR;
+    return poll(&entry, 1, timeoutMs) >= 0 || errno == EINTR
+               ? Result<void>()
+               : systemError("waiting for the channel");
 }
 
 int remainingMs(std::chrono::steady_clock::time_point end) {
@@ -85,77 +86,63 @@ Channel::Channel(int socket) : socket_(socket) {
 
 Channel::~Channel() { close(socket_); }
 
-bool Channel::send(const cJSON *object, std::string &error) {
-    if (!post(object, error)) {
-        return false;
+Result<void> Channel::send(const cJSON *object) {
+    Result<void> sent = post(object);
+    while (sent && wantsToWrite()) {
+        sent = waitFor(socket_, POLLOUT, -1).andThen([&] { return flush(); });
     }
-    while (wantsToWrite()) {
-        if (!waitFor(socket_, POLLOUT, -1)) {
-            error = systemError("waiting for the channel");
-            return false;
-        }
-        if (!flush(error)) {
-            return false;
-        }
-    }
-    return true;
+    return sent;
 }
 
-Channel::Status Channel::receive(Json &object, std::string &error, int timeoutMs) {
+Result<Json> Channel::receive(int timeoutMs) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     for (;;) {
-        const Status status = next(object, error);
-        if (status != Status::nothing) {
-            return status;
+        auto message = next();
+        if (!message || *message || ended()) {
+            return message;
         }
         const int wait = timeoutMs < 0 ? -1 : remainingMs(end);
-        if (!waitFor(socket_, POLLIN, wait)) {
-            error = systemError("waiting for the channel");
-            return Status::error;
-        }
         const std::size_t before = incoming_.size();
-        if (!feed(error)) {
-            return Status::error;
+        const auto fed = waitFor(socket_, POLLIN, wait).andThen([&] { return feed(); });
+        if (!fed) {
+            return fed.error();
         }
         if (wait == 0 && incoming_.size() == before && !closedByPeer_) {
-            return Status::nothing;
+            return Json();
         }
     }
 }
 
-bool Channel::post(const cJSON *object, std::string &error) {
+Result<void> Channel::post(const cJSON *object) {
     const JsonText text(cJSON_PrintUnformatted(object));
     if (!text) {
-        error = "a message could not be printed: no memory";
-        return false;
+        return Error{"a message could not be printed: no memory"};
     }
     const std::size_t length = std::strlen(text.get());
     if (length > kMaxMessage) {
-        error = tooLong(length);
-        return false;
+        return tooLong(length);
     }
     outgoing_ += encodeLength(length);
     outgoing_.append(text.get(), length);
-    return flush(error);
+    return flush();
 }
 
-bool Channel::flush(std::string &error) {
+Result<void> Channel::flush() {
     while (!outgoing_.empty()) {
         const ssize_t sent =
             ::send(socket_, outgoing_.data(), outgoing_.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
         if (sent >= 0) {
             outgoing_.erase(0, static_cast<std::size_t>(sent));
         } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-            return true;
+            return {};
         } else if (errno != EINTR) {
-            error = systemError("writing to the channel");
-            return false;
+            return systemError("writing to the channel");
         }
     }
-    return true;
+    return {};
 }
 
-bool Channel::feed(std::string &error) {
+Result<void> Channel::feed() {
     std::array<char, kReadSize> chunk;
     // One message more than the limit is never kept: next() has to take them out in between.
     while (!closedByPeer_ && incoming_.size() <= kMaxMessage + kPrefixSize) {
@@ -165,42 +152,38 @@ bool Channel::feed(std::string &error) {
         } else if (got == 0 || errno == ECONNRESET) {
             closedByPeer_ = true;
         } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-            return true;
+            return {};
         } else if (errno != EINTR) {
-            error = systemError("reading from the channel");
-            return false;
+            return systemError("reading from the channel");
         }
     }
-    return true;
+    return {};
 }
 
-Channel::Status Channel::next(Json &object, std::string &error) {
+Result<Json> Channel::next() {
     if (incoming_.empty()) {
-        return closedByPeer_ ? Status::endOfFile : Status::nothing;
+        return Json();
     }
     const bool hasLength = incoming_.size() >= kPrefixSize;
     const std::size_t length = hasLength ? decodeLength(incoming_) : 0;
     if (length > kMaxMessage) {
-        error = tooLong(length);
-        return Status::error;
+        return tooLong(length);
     }
     if (!hasLength || incoming_.size() < kPrefixSize + length) {
         if (!closedByPeer_) {
-            return Status::nothing;
+            return Json();
         }
-        error = "the channel was closed inside a message, " + std::to_string(incoming_.size()) +
-                " bytes of it arrived";
-        return Status::error;
+        return Error{"the channel was closed inside a message, " +
+                     std::to_string(incoming_.size()) + " bytes of it arrived"};
     }
     const std::string text = incoming_.substr(kPrefixSize, length);
     incoming_.erase(0, kPrefixSize + length);
-    object = parseObject(text);
+    Json object = parseObject(text);
     if (!object) {
-        error = "a message of " + std::to_string(length) +
-                " bytes is not one JSON object without NUL characters";
-        return Status::error;
+        return Error{"a message of " + std::to_string(length) +
+                     " bytes is not one JSON object without NUL characters"};
     }
-    return Status::message;
+    return object;
 }
 
 } // namespace base

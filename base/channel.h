@@ -4,6 +4,7 @@
 #define BASE_CHANNEL_H
 
 #include "base/json.h"
+#include "base/result.h"
 
 #include <cstddef>
 #include <string>
@@ -21,13 +22,6 @@ class Channel {
   public:
     static constexpr std::size_t kMaxMessage = 1024 * 1024;
 
-    enum class Status {
-        message,   // a whole message was taken
-        nothing,   // not yet: the time is over, or more bytes are needed
-        endOfFile, // the other side closed between two messages
-        error      // nothing more can be read; the error text says why
-    };
-
     /* Takes the stream socket over, closes it at the end, and keeps it from child processes. */
     explicit Channel(int socket);
     ~Channel();
@@ -36,22 +30,25 @@ class Channel {
 
     int fd() const { return socket_; }
 
-    /* Writes the whole message, waiting where the socket is full. False: error is set. */
-    bool send(const cJSON *object, std::string &error);
-    /* Waits for a whole message, at most timeoutMs milliseconds; a negative value: for ever. */
-    Status receive(Json &object, std::string &error, int timeoutMs = -1);
+    /* Writes the whole message, waiting where the socket is full. */
+    Result<void> send(const cJSON *object);
+    /* Waits for a whole message, at most timeoutMs milliseconds; a negative value: for ever. Null:
+     * the time is over, or ended(). */
+    Result<Json> receive(int timeoutMs = -1);
+    /* The other side closed, and all of its messages were taken. */
+    bool ended() const { return closedByPeer_ && incoming_.empty(); }
 
-    /* Queues the message and writes what the socket takes at once. False: error is set. */
-    bool post(const cJSON *object, std::string &error);
-    /* Writes what the socket takes of the queue at once. False: error is set. */
-    bool flush(std::string &error);
+    /* Queues the message and writes what the socket takes at once. */
+    Result<void> post(const cJSON *object);
+    /* Writes what the socket takes of the queue at once. */
+    Result<void> flush();
     /* True while flush has something left: poll for POLLOUT. */
     bool wantsToWrite() const { return !outgoing_.empty(); }
 
-    /* Reads what the socket holds, without waiting. False: error is set. */
-    bool feed(std::string &error);
-    /* Takes the next whole message out of what was fed. */
-    Status next(Json &object, std::string &error);
+    /* Reads what the socket holds, without waiting. */
+    Result<void> feed();
+    /* Takes the next whole message out of what was fed. Null: more bytes are needed, or ended(). */
+    Result<Json> next();
 
   private:
     int socket_;

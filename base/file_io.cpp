@@ -143,23 +143,25 @@ bool syncDirectoryOf(const std::string &path) {
     return directory && fsync(directory.get()) == 0;
 }
 
-Replaced replaceFile(const std::string &path, std::string_view text, std::string &whatIsWrong) {
+Result<void> renewFile(const std::string &path, std::string_view text) {
     const std::string temporary = path + ".new";
-    if (!writeNewFile(temporary, text)) {
-        whatIsWrong = systemReason(temporary + ": cannot be written");
-        unlink(temporary.c_str());
-        return Replaced::no;
+    const bool isWritten = writeNewFile(temporary, text);
+    if (isWritten && rename(temporary.c_str(), path.c_str()) == 0) {
+        return {};
     }
-    if (rename(temporary.c_str(), path.c_str()) != 0) {
-        whatIsWrong = systemReason(path + ": cannot be replaced");
-        unlink(temporary.c_str());
-        return Replaced::no;
-    }
-    if (!syncDirectoryOf(path)) {
-        whatIsWrong = systemReason(path + ": was replaced, but its directory cannot be synced");
-        return Replaced::uncertain;
-    }
-    return Replaced::yes;
+    Error error{systemReason(isWritten ? path + ": cannot be replaced"
+                                       : temporary + ": cannot be written")};
+    unlink(temporary.c_str());
+    return error;
+}
+
+Result<void> replaceFile(const std::string &path, std::string_view text) {
+    return renewFile(path, text).andThen([&]() -> Result<void> {
+        return syncDirectoryOf(path)
+                   ? Result<void>()
+                   : Error{
+                         systemReason(path + ": was replaced, but its directory cannot be synced")};
+    });
 }
 
 } // namespace base

@@ -62,17 +62,14 @@ std::optional<std::string> realPathOf(const std::string &path);
 /* Names that were made, changed or removed beside `path` are on the disk. False: errno says why. */
 bool syncDirectoryOf(const std::string &path);
 
-enum class Replaced {
-    yes,      // the new text is there and survives a power cut
-    no,       // the old file stands as it was
-    uncertain // the new text is there, but may be lost in a power cut
-};
-
 /*
- * Replaces the file: a temporary file beside it, fsync, rename, fsync of the directory. Anything
- * but yes: whatIsWrong is one line naming the file.
+ * Replaces the file: a temporary file beside it, fsync, rename. The new text may be lost in a power
+ * cut; after an error the old file stands as it was. An error names the file.
  */
-Replaced replaceFile(const std::string &path, std::string_view text, std::string &whatIsWrong);
+Result<void> renewFile(const std::string &path, std::string_view text);
+/* Likewise, and syncs the directory: the new text survives a power cut. After an error it may be
+ * there all the same. */
+Result<void> replaceFile(const std::string &path, std::string_view text);
 
 } // namespace base
 

@@ -201,16 +201,16 @@ bool isNoPlaceForIt(int error) {
 
 } // namespace
 
-LockFile::Taken LockFile::fail(const std::string &what, std::string &whatIsWrong) {
-    const int error = errno;
-    whatIsWrong = systemReason(what) + "; a lock file of this service's own user must stand there";
+Error LockFile::fail(const std::string &what) {
+    obstacle_ = isNoPlaceForIt(errno) ? Obstacle::noPlace : Obstacle::other;
+    Error error{systemReason(what) + "; a lock file of this service's own user must stand there"};
     release();
-    return isNoPlaceForIt(error) ? Taken::noPlace : Taken::no;
+    return error;
 }
 
-LockFile::Taken LockFile::take(const std::string &path, std::chrono::milliseconds patience,
-                               std::string &whatIsWrong) {
+Result<void> LockFile::take(const std::string &path, std::chrono::milliseconds patience) {
     const Clock::time_point deadline = Clock::now() + patience;
+    obstacle_ = Obstacle::none;
     for (int change = 0; change < kMostChanges; ++change) {
         older_.reset();
         file_ = openOwn(path);
@@ -221,7 +221,7 @@ LockFile::Taken LockFile::take(const std::string &path, std::chrono::millisecond
             continue;
         }
         if (!file_) {
-            return fail(path + ": cannot be made", whatIsWrong);
+            return fail(path + ": cannot be made");
         }
         struct stat opened {};
         if (fstat(file_.get(), &opened) != 0 || !isSafe(opened)) {
@@ -229,29 +229,28 @@ LockFile::Taken LockFile::take(const std::string &path, std::chrono::millisecond
         }
         if (!lockWithin(file_, opened, deadline)) {
             if (errno != EWOULDBLOCK) {
-                return fail(path + ": cannot be locked; keep it on a file system with locks",
-                            whatIsWrong);
+                return fail(path + ": cannot be locked; keep it on a file system with locks");
             }
             if (!mayBeOthers(opened) || !isLeftByTheDead(opened)) {
-                whatIsWrong =
-                    path + ": is held by " + named(holdersOf(opened)) + "; end that one first";
+                obstacle_ = Obstacle::holder;
                 release();
-                return Taken::held;
+                return Error{path + ": is held by " + named(holdersOf(opened)) +
+                             "; end that one first"};
             }
         }
         if (mayBeOthers(opened) && hasTheName(file_, path)) {
             older_ = std::move(file_);
             file_ = replaced(path);
             if (!file_ && errno != 0) {
-                return fail(path + ": others may lock it, and it cannot be replaced", whatIsWrong);
+                return fail(path + ": others may lock it, and it cannot be replaced");
             }
         }
         // The name may have gone to another file while this one was waited for.
         if (file_ && hasTheName(file_, path)) {
-            return Taken::yes;
+            return {};
         }
     }
     errno = EAGAIN;
-    return fail(path + ": changes again and again", whatIsWrong);
+    return fail(path + ": changes again and again");
 }
 } // namespace base

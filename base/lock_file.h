@@ -19,16 +19,17 @@ namespace base {
  */
 class LockFile {
   public:
-    enum class Taken {
-        yes,
-        held,    // by another process until the time was over
-        noPlace, // its directory is missing or full, or others own it and what stands there
-        no       // there can be no such file
-    };
+    Result<void> take(const std::string &path, std::chrono::milliseconds patience);
 
-    /* Anything but yes: whatIsWrong is one line that says what, where and what to do. */
-    Taken take(const std::string &path, std::chrono::milliseconds patience,
-               std::string &whatIsWrong);
+    enum class Obstacle {
+        none,
+        holder,  // another process until the time was over
+        noPlace, // its directory is missing or full, or others own it and what stands there
+        other    // there can be no such file
+    };
+    /* What the last taking met. */
+    Obstacle obstacle() const { return obstacle_; }
+
     void release() { file_.reset(); }
     /* -1: it is not held. */
     int descriptor() const { return file_.get(); }
@@ -36,8 +37,9 @@ class LockFile {
     explicit operator bool() const { return static_cast<bool>(file_); }
 
   private:
-    Taken fail(const std::string &what, std::string &whatIsWrong);
+    Error fail(const std::string &what);
 
+    Obstacle obstacle_ = Obstacle::none;
     UniqueFd file_;
     UniqueFd older_; // that others could open; whoever of ours waits for it waits on
 };

@@ -119,19 +119,17 @@ class Upgrade {
 
   private:
     base::Json receive() {
-        base::Json message;
-        std::string whatIsWrong = "nothing more came";
-        if (channel_->receive(message, whatIsWrong, kPatienceMs) !=
-            base::Channel::Status::message) {
-            giveUp("the host does not go on: " + whatIsWrong + "; see " + given_.log);
+        auto message = channel_->receive(kPatienceMs);
+        if (!message || !*message) {
+            giveUp("the host does not go on: " +
+                   (message ? "nothing more came" : message.error().text) + "; see " + given_.log);
         }
-        return message;
+        return std::move(*message);
     }
 
     void send(const cJSON *message) {
-        std::string whatIsWrong;
-        if (!channel_->send(message, whatIsWrong)) {
-            giveUp("the host takes no message: " + whatIsWrong + "; see " + given_.log);
+        if (const auto sent = channel_->send(message); !sent) {
+            giveUp("the host takes no message: " + sent.error().text + "; see " + given_.log);
         }
     }
 

@@ -68,10 +68,9 @@ void restoreMark(const std::vector<Activation> &activations) {
     if (const auto held = base::readWholeFile(markPath, kLongestMark); held && *held == line) {
         return;
     }
-    std::string whatIsWrong;
-    if (base::replaceFile(markPath, line, whatIsWrong) != base::Replaced::yes) {
+    if (const auto made = base::replaceFile(markPath, line); !made) {
         return complain("the mark of the activation was not made anew, so no commit is reported: " +
-                        whatIsWrong);
+                        made.error().text);
     }
     std::fprintf(stderr, "notice: ota-host: a power cut took the mark of %s; it was made anew\n",
                  state->of(state->active).version.c_str());

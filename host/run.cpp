@@ -51,12 +51,12 @@ base::Json doneMessage(const AgentLibrary &agent, const std::string &what) {
 }
 
 void sendDone(base::Channel &channel, const base::Json &done, const std::string &what) {
-    std::string whatIsWrong;
     endCauses();
     endStage();
     tellBanks();
-    if (!channel.send(done.get(), whatIsWrong)) {
-        endHost("the end of " + what + " could not be sent to the supervisor: " + whatIsWrong);
+    if (const auto sent = channel.send(done.get()); !sent) {
+        endHost("the end of " + what +
+                " could not be sent to the supervisor: " + sent.error().text);
     }
 }
 
@@ -100,17 +100,15 @@ void startAgent(const base::Channel &channel, const AgentLibrary &agent, const O
 
 int serveEvents(base::Channel &channel, const AgentLibrary &agent) {
     for (;;) {
-        base::Json event;
-        std::string whatIsWrong;
-        const base::Channel::Status status = channel.receive(event, whatIsWrong);
-        if (status == base::Channel::Status::endOfFile) {
-            return 0;
-        }
-        if (status != base::Channel::Status::message) {
-            endHost("an event could not be read from the channel: " + whatIsWrong +
+        const auto event = channel.receive();
+        if (!event) {
+            endHost("an event could not be read from the channel: " + event.error().text +
                     "; the supervisor must send a length and one JSON object");
         }
-        const auto handled = handleEvent(agent, event);
+        if (!*event) {
+            return 0;
+        }
+        const auto handled = handleEvent(agent, *event);
         if (!handled) {
             endHost("an event from the channel cannot be used: " + handled.error().text);
         }

@@ -28,19 +28,17 @@ int askSupervisor(const base::Json &call) {
     if (supervisor == nullptr) {
         endHost(nameOf(call) + " was made before the channel was open");
     }
-    std::string whatIsWrong;
-    base::Json answer;
-    if (!supervisor->send(call.get(), whatIsWrong)) {
-        endHost(nameOf(call) + " could not be sent to the supervisor: " + whatIsWrong);
+    if (const auto sent = supervisor->send(call.get()); !sent) {
+        endHost(nameOf(call) + " could not be sent to the supervisor: " + sent.error().text);
     }
-    const base::Channel::Status status = supervisor->receive(answer, whatIsWrong);
-    if (status == base::Channel::Status::endOfFile) {
+    const auto answer = supervisor->receive();
+    if (!answer) {
+        endHost("the answer to " + nameOf(call) + " could not be read: " + answer.error().text);
+    }
+    if (!*answer) {
         endHost("the supervisor closed the channel before it answered " + nameOf(call));
     }
-    if (status != base::Channel::Status::message) {
-        endHost("the answer to " + nameOf(call) + " could not be read: " + whatIsWrong);
-    }
-    const auto result = base::takeInteger(answer.get(), "ack");
+    const auto result = base::takeInteger(answer->get(), "ack");
     if (!result) {
         endHost("the supervisor did not answer " + nameOf(call) +
                 " with {\"ack\": number}: " + result.error().text);
@@ -49,12 +47,11 @@ int askSupervisor(const base::Json &call) {
 }
 
 void tellSupervisor(const base::Json &note) {
-    std::string whatIsWrong;
     if (supervisor == nullptr) {
         endHost("a note was made before the channel was open");
     }
-    if (!supervisor->send(note.get(), whatIsWrong)) {
-        endHost("a note could not be sent to the supervisor: " + whatIsWrong);
+    if (const auto sent = supervisor->send(note.get()); !sent) {
+        endHost("a note could not be sent to the supervisor: " + sent.error().text);
     }
 }
 
@@ -71,8 +68,7 @@ void tellLastWords(const base::Cause &cause) {
     const base::Json note = newNote("last-words");
     base::add(note.get(), "reason", base::rowOf(cause.reason).name);
     base::add(note.get(), "text", cause.sentence);
-    std::string ignored;
-    supervisor->send(note.get(), ignored);
+    static_cast<void>(supervisor->send(note.get()));
 }
 
 void endHost(const std::string &whatIsWrong, base::Reason reason) {

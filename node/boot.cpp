@@ -113,13 +113,14 @@ class PowerOn {
         if (way_.commandLine.empty()) {
             return false;
         }
-        std::string whatIsWrong;
-        if (base::replaceFile(way_.commandLine, std::string("ota.bank=") + bankName(bank) + "\n",
-                              whatIsWrong) != base::Replaced::no) {
+        const auto told =
+            base::renewFile(way_.commandLine, std::string("ota.bank=") + bankName(bank) + "\n");
+        if (told) {
+            base::syncDirectoryOf(way_.commandLine);
             return true;
         }
         unlink(way_.commandLine.c_str());
-        passedOver_.push_back("the kernel is not told which bank runs: " + whatIsWrong);
+        passedOver_.push_back("the kernel is not told which bank runs: " + told.error().text);
         return false;
     }
 

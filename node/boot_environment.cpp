@@ -76,17 +76,15 @@ class Environment {
 
   private:
     base::Result<void> takeLock() {
-        std::string why;
-        const base::LockFile::Taken taken = lock_.take(kLibraryLock, kLockPatience, why);
-        if (taken == base::LockFile::Taken::yes || taken == base::LockFile::Taken::noPlace) {
+        const auto taken = lock_.take(kLibraryLock, kLockPatience);
+        if (taken || lock_.obstacle() == base::LockFile::Obstacle::noPlace) {
             return {};
         }
-        return base::Error{place_.name() +
-                               (taken == base::LockFile::Taken::held
-                                    ? ": the boot state is in use: "
-                                    : ": the boot state cannot be locked: ") +
-                               why,
-                           base::Reason::bootStateLocked};
+        return taken.error()
+            .within(place_.name() + (lock_.obstacle() == base::LockFile::Obstacle::holder
+                                         ? ": the boot state is in use: "
+                                         : ": the boot state cannot be locked: "))
+            .orBecause(base::Reason::bootStateLocked);
     }
 
     int configureFile() {

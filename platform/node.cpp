@@ -14,19 +14,17 @@ constexpr std::chrono::seconds kLockPatience{2}; // for one that was just ended
 
 // Two processes that write one boot state and one bank would each undo the other's work.
 base::Result<void> lockNode(const std::string &path, base::LockFile &lock) {
-    std::string whatIsWrong;
-    switch (lock.take(path, kLockPatience, whatIsWrong)) {
-    case base::LockFile::Taken::yes:
-        break;
-    case base::LockFile::Taken::held:
+    const auto taken = lock.take(path, kLockPatience);
+    if (taken) {
+        return {};
+    }
+    if (lock.obstacle() == base::LockFile::Obstacle::holder) {
         return base::Error{path + ": another process runs this node; stop that one first",
                            base::Reason::nodeInUse};
-    case base::LockFile::Taken::noPlace:
-    case base::LockFile::Taken::no:
-        return base::Error{whatIsWrong + "; the node must be able to write beside its boot state",
-                           base::Reason::bootStateNotWritten};
     }
-    return {};
+    return taken.error()
+        .within("", "; the node must be able to write beside its boot state")
+        .orBecause(base::Reason::bootStateNotWritten);
 }
 
 // Says what is new about a file that is read again and again.

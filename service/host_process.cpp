@@ -68,12 +68,11 @@ HostProcess::~HostProcess() {
     }
 }
 
-bool HostProcess::start(std::vector<std::string> options, std::string &whatIsWrong) {
+base::Result<void> HostProcess::start(std::vector<std::string> options) {
     int ends[2] = {-1, -1};
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
-        whatIsWrong = std::string("no socket pair for the host process: ") + std::strerror(errno) +
-                      "; check the limits of this process";
-        return false;
+        return base::Error{std::string("no socket pair for the host process: ") +
+                           std::strerror(errno) + "; check the limits of this process"};
     }
     if (ends[1] == kChannelInChild) { // dup2 onto itself would leave it closed in the child
         const int moved = fcntl(ends[1], F_DUPFD_CLOEXEC, kChannelInChild + 1);
@@ -96,9 +95,8 @@ bool HostProcess::start(std::vector<std::string> options, std::string &whatIsWro
     if (error != 0) {
         close(ends[0]);
         pid_ = 0;
-        whatIsWrong = program_.program + ": cannot be started: " + std::strerror(error) +
-                      "; give the host program with --host";
-        return false;
+        return base::Error{program_.program + ": cannot be started: " + std::strerror(error) +
+                           "; give the host program with --host"};
     }
     killedHere_ = false;
     why_.clear();
@@ -106,17 +104,15 @@ bool HostProcess::start(std::vector<std::string> options, std::string &whatIsWro
     watched_.emplace(loop_, ends[0], EPOLLIN,
                      [this](std::uint32_t events) { channelReady(events); });
     child_.emplace(loop_, pid_, [this](const siginfo_t &info) { collected(info); });
-    return true;
+    return {};
 }
 
 void HostProcess::send(const cJSON *message) {
     if (!channel_) {
         return;
     }
-    std::string whatIsWrong;
-    if (!channel_->post(message, whatIsWrong)) {
-        breakOff(whatIsWrong);
-        return;
+    if (const auto posted = channel_->post(message); !posted) {
+        return breakOff(posted.error().text);
     }
     watchForWriting();
 }
@@ -137,9 +133,9 @@ void HostProcess::killGroup() const {
 }
 
 void HostProcess::channelReady(std::uint32_t events) {
-    std::string whatIsWrong;
-    if ((events & EPOLLOUT) != 0 && !channel_->flush(whatIsWrong)) {
-        return breakOff(whatIsWrong);
+    const auto flushed = (events & EPOLLOUT) != 0 ? channel_->flush() : base::Result<void>();
+    if (!flushed) {
+        return breakOff(flushed.error().text);
     }
     watchForWriting();
     if ((events & ~static_cast<std::uint32_t>(EPOLLOUT)) != 0) {
@@ -148,25 +144,22 @@ void HostProcess::channelReady(std::uint32_t events) {
 }
 
 void HostProcess::readMessages() {
-    std::string whatIsWrong;
-    if (!channel_->feed(whatIsWrong)) {
-        return breakOff(whatIsWrong);
+    if (const auto fed = channel_->feed(); !fed) {
+        return breakOff(fed.error().text);
     }
     // A message may end the process, and with it the channel.
     while (channel_) {
-        base::Json message;
-        switch (channel_->next(message, whatIsWrong)) {
-        case base::Channel::Status::message:
-            callbacks_.message(*message);
-            break;
-        case base::Channel::Status::nothing:
-            return;
-        case base::Channel::Status::endOfFile:
+        const auto message = channel_->next();
+        if (!message) {
+            return breakOff(message.error().text);
+        }
+        if (*message) {
+            callbacks_.message(**message);
+        } else if (channel_->ended()) {
             watched_.reset(); // the end of the process follows
             channel_.reset();
+        } else {
             return;
-        case base::Channel::Status::error:
-            return breakOff(whatIsWrong);
         }
     }
 }

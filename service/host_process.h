@@ -32,9 +32,8 @@ class HostProcess {
     HostProcess(const HostProcess &) = delete;
     HostProcess &operator=(const HostProcess &) = delete;
 
-    /* Starts it with these options more, in a process group of its own. False: whatIsWrong is one
-     * line. */
-    bool start(std::vector<std::string> options, std::string &whatIsWrong);
+    /* Starts it with these options more, in a process group of its own. */
+    base::Result<void> start(std::vector<std::string> options);
     /* Queues the message and never waits; what fails to go out shows as the end of the process. */
     void send(const cJSON *message);
     /* Kills it with all that it started; `ended` follows from the loop. */

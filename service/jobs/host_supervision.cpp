@@ -21,9 +21,8 @@ void HostSupervision::start(std::vector<std::string> options) {
     restartAtMs_ = 0;
     waitsForPath_.clear();
     failures_.begin();
-    std::string whatIsWrong;
-    if (!process_.start(std::move(options), whatIsWrong)) {
-        return ended_(whatIsWrong);
+    if (const auto started = process_.start(std::move(options)); !started) {
+        return ended_(started.error().text);
     }
     HistoryLine line;
     line.event = "host-started";

@@ -19,12 +19,6 @@ base::UniqueFd newEvent() {
     return event;
 }
 
-std::string replaceWhole(const std::string &path, const std::string &text) {
-    std::string whatIsWrong;
-    const base::Replaced replaced = base::replaceFile(path, text, whatIsWrong);
-    return replaced == base::Replaced::yes ? std::string() : whatIsWrong;
-}
-
 } // namespace
 
 DiskWriter::DiskWriter() : event_(newEvent()), thread_([this] { work(); }) {}
@@ -106,7 +100,8 @@ void DiskWriter::writeText(std::unique_lock<std::mutex> &lock) {
     const Text next = std::move(texts_.front());
     texts_.pop_front();
     lock.unlock();
-    const std::string whatIsWrong = replaceWhole(next.path, next.text);
+    const auto replaced = base::replaceFile(next.path, next.text);
+    const std::string whatIsWrong = replaced ? "" : replaced.error().text;
     std::vector<Completion> completions;
     for (const Done &done : next.dones) {
         completions.push_back({done, whatIsWrong});

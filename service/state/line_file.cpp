@@ -93,11 +93,14 @@ bool isThinnedOut(const LineFile &file, std::string_view line) {
     if (!text) {
         return false;
     }
-    std::string ignored; // rotating says itself what is wrong
     const std::string thin = file.thinOut(*text);
-    return thin.size() < text->size() && fits(file, thin.size(), line) &&
-           base::replaceFile(file.path, thin, ignored) != base::Replaced::no &&
-           chmod(file.path.c_str(), kFileMode) == 0;
+    // Rotating says itself what is wrong.
+    if (thin.size() >= text->size() || !fits(file, thin.size(), line) ||
+        !base::renewFile(file.path, thin)) {
+        return false;
+    }
+    base::syncDirectoryOf(file.path);
+    return chmod(file.path.c_str(), kFileMode) == 0;
 }
 
 } // namespace

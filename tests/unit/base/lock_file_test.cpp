@@ -4,6 +4,7 @@
 
 #include "faults.h"
 #include "fixture.h"
+#include "tests/support/results.h"
 
 #include <algorithm>
 #include <array>
@@ -23,7 +24,7 @@
 namespace {
 
 using base::LockFile;
-using Taken = LockFile::Taken;
+using Obstacle = LockFile::Obstacle;
 
 constexpr auto kNoPatience = std::chrono::milliseconds(0);
 constexpr auto kPatience = std::chrono::seconds(60); // of a test that must not need it
@@ -66,9 +67,10 @@ class Holder {
 
 class Lock : public InTemporaryDirectory {
   protected:
-    Taken take(LockFile &lock, std::chrono::milliseconds patience = kPatience) {
-        whatIsWrong_.clear();
-        return lock.take(path_, patience, whatIsWrong_);
+    Obstacle take(LockFile &lock, std::chrono::milliseconds patience = kPatience) {
+        const bool taken = succeeds(lock.take(path_, patience), whatIsWrong_);
+        EXPECT_EQ(taken, lock.obstacle() == Obstacle::none);
+        return lock.obstacle();
     }
 
     struct stat status() const {
@@ -79,16 +81,16 @@ class Lock : public InTemporaryDirectory {
 
     void expectTakenAndSafe() {
         LockFile lock;
-        EXPECT_EQ(take(lock), Taken::yes) << whatIsWrong_;
+        EXPECT_EQ(take(lock), Obstacle::none) << whatIsWrong_;
         EXPECT_EQ(status().st_mode, S_IFREG | 0600U);
         EXPECT_EQ(status().st_uid, geteuid());
         EXPECT_EQ(status().st_nlink, 1U);
         LockFile second;
-        EXPECT_EQ(take(second, kNoPatience), Taken::held);
+        EXPECT_EQ(take(second, kNoPatience), Obstacle::holder);
         EXPECT_EQ(whatIsWrong_, path_ + ": is held by process " + std::to_string(getpid()) +
                                     "; end that one first");
         lock.release();
-        EXPECT_EQ(take(second), Taken::yes) << whatIsWrong_;
+        EXPECT_EQ(take(second), Obstacle::none) << whatIsWrong_;
         const std::filesystem::directory_iterator names(in(""));
         EXPECT_TRUE(std::none_of(begin(names), end(names), [this](const auto &entry) {
             return entry.path().string().starts_with(path_ + ".");
@@ -128,7 +130,7 @@ TEST_F(Lock, TakesThePlaceOfAFullDirectory) {
     std::filesystem::create_directories(path_ + "/full");
     std::filesystem::create_directories(path_ + ".new/full");
     LockFile lock;
-    ASSERT_EQ(take(lock), Taken::yes) << whatIsWrong_;
+    ASSERT_EQ(take(lock), Obstacle::none) << whatIsWrong_;
     EXPECT_EQ(status().st_mode, S_IFREG | 0600U);
 }
 
@@ -147,8 +149,7 @@ TEST_F(Lock, IsTakenFromNoneOfItsOwnUser) {
         taker = std::thread([&] {
             for (int round = 0; round < 200; ++round) {
                 LockFile lock;
-                std::string wrong;
-                if (lock.take(path_, kPatience, wrong) == Taken::yes) {
+                if (lock.take(path_, kPatience)) {
                     EXPECT_EQ(++holders, 1);
                     --holders;
                 }
@@ -165,7 +166,7 @@ TEST_F(Lock, IsTakenFromNoneOfItsOwnUser) {
 TEST_F(Lock, TellsWhereThereIsNoPlaceForIt) {
     LockFile lock;
     path_ = in("missing/state.lock");
-    EXPECT_EQ(take(lock), Taken::noPlace);
+    EXPECT_EQ(take(lock), Obstacle::noPlace);
     EXPECT_EQ(whatIsWrong_, path_ + ": cannot be made: No such file or directory; a lock file of "
                                     "this service's own user must stand there");
     EXPECT_FALSE(lock);
@@ -173,7 +174,7 @@ TEST_F(Lock, TellsWhereThereIsNoPlaceForIt) {
         path_ = in("state.lock");
         ASSERT_EQ(chmod(in("").c_str(), 0755), 0);
         ASSERT_EQ(seteuid(kNobody), 0);
-        EXPECT_EQ(take(lock), Taken::noPlace);
+        EXPECT_EQ(take(lock), Obstacle::noPlace);
         ASSERT_EQ(seteuid(0), 0);
     }
 }
@@ -181,7 +182,7 @@ TEST_F(Lock, TellsWhereThereIsNoPlaceForIt) {
 TEST_F(Lock, ThatCannotBeHadForAnotherReasonIsTold) {
     faults::failFrom(faults::Call::lock, 1, ENOLCK);
     LockFile lock;
-    EXPECT_EQ(take(lock), Taken::no);
+    EXPECT_EQ(take(lock), Obstacle::other);
     EXPECT_EQ(whatIsWrong_.find(path_ + ": cannot be locked; keep it on a file system with locks"),
               0U)
         << whatIsWrong_;
@@ -196,11 +197,11 @@ TEST_F(Lock, WaitsForAProcessOfItsOwnUserAlsoInAnOlderFile) {
         LockFile lock;
         {
             const Holder holder(path_, geteuid());
-            EXPECT_EQ(take(lock, std::chrono::milliseconds(50)), Taken::held);
+            EXPECT_EQ(take(lock, std::chrono::milliseconds(50)), Obstacle::holder);
             EXPECT_EQ(whatIsWrong_, path_ + ": is held by process " +
                                         std::to_string(holder.process()) + "; end that one first");
         }
-        EXPECT_EQ(take(lock), Taken::yes) << whatIsWrong_;
+        EXPECT_EQ(take(lock), Obstacle::none) << whatIsWrong_;
     }
 }
 
@@ -239,7 +240,7 @@ TEST_F(Lock, IsHeldUpForAWhileWhereItsHolderHasEnded) {
     ASSERT_EQ(code, 0);
     close(kept[0]);
     LockFile lock;
-    EXPECT_EQ(take(lock, std::chrono::milliseconds(100)), Taken::yes) << whatIsWrong_;
+    EXPECT_EQ(take(lock, std::chrono::milliseconds(100)), Obstacle::none) << whatIsWrong_;
     EXPECT_EQ(status().st_mode, S_IFREG | 0600U);
     close(kept[1]);
 }

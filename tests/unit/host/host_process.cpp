@@ -129,35 +129,30 @@ void HostProcess::becomeHost(std::vector<char *> &arguments) const {
 
 void HostProcess::send(const std::string &json) {
     const base::Json object = base::parsed(json);
-    std::string error;
     ASSERT_NE(object, nullptr) << json;
-    ASSERT_TRUE(channel_->send(object.get(), error)) << error;
+    const auto sent = channel_->send(object.get());
+    ASSERT_TRUE(sent) << sent.error().text;
 }
 
 std::string HostProcess::next() {
-    base::Json object;
-    std::string error;
-    switch (channel_->receive(object, error, kPatienceMs)) {
-    case base::Channel::Status::message:
-        if (const base::Json memory{
-                cJSON_DetachItemFromObjectCaseSensitive(object.get(), "memory")}) {
-            memory_ = base::printed(memory.get());
-        }
-        if (base::textOf(object.get(), "note") == "banks") {
-            if (const auto banks = node::takeBankNote(object.get())) {
-                banks_ = *banks; // a test may take the file away
-            }
-            return next();
-        }
-        return base::printed(object.get());
-    case base::Channel::Status::endOfFile:
-        return "end";
-    case base::Channel::Status::nothing:
-        return "nothing in time";
-    case base::Channel::Status::error:
-        break;
+    const auto message = channel_->receive(kPatienceMs);
+    if (!message) {
+        return message.error().text;
     }
-    return error;
+    cJSON *const object = message->get();
+    if (object == nullptr) {
+        return channel_->ended() ? "end" : "nothing in time";
+    }
+    if (const base::Json memory{cJSON_DetachItemFromObjectCaseSensitive(object, "memory")}) {
+        memory_ = base::printed(memory.get());
+    }
+    if (base::textOf(object, "note") == "banks") {
+        if (const auto banks = node::takeBankNote(object)) {
+            banks_ = *banks; // a test may take the file away
+        }
+        return next();
+    }
+    return base::printed(object);
 }
 
 void HostProcess::expect(const std::vector<std::string> &messages) {

@@ -3,6 +3,7 @@
 #include "service/host_process.h"
 
 #include "base/json.h"
+#include "tests/support/results.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -64,7 +65,7 @@ class Host : public testing::Test {
 
     std::string argumentsOf(const std::vector<std::string> &options) {
         HostProcess host = make("echo \"$*\" >" + (folder_ / "arguments").string());
-        EXPECT_TRUE(host.start(options, whatIsWrong_)) << whatIsWrong_;
+        EXPECT_TRUE(succeeds(host.start(options), whatIsWrong_)) << whatIsWrong_;
         runUntilItEnds();
         std::ifstream file(folder_ / "arguments");
         std::string line;
@@ -91,7 +92,7 @@ TEST_F(Host, is_told_what_more_it_is_to_know) {
 TEST_F(Host, is_heard_until_its_end_which_tells_the_code) {
     // {"n":1} behind its length
     HostProcess host = make(R"(printf '\007\000\000\000{"n":1}' >&3; exit 7)");
-    ASSERT_TRUE(host.start({}, whatIsWrong_));
+    ASSERT_TRUE(succeeds(host.start({}), whatIsWrong_));
     runUntilItEnds();
     EXPECT_THAT(messages_, ElementsAre(R"({"n":1})"));
     EXPECT_THAT(ends_, ElementsAre("it ended with code 7"));
@@ -108,7 +109,7 @@ TEST_F(Host, that_ends_with_its_last_words_is_heard_all_the_same) {
         HostProcess host = make(R"(printf '\007\000\000\000{"n":1}' >&3; exit 7)");
         messages_.clear();
         ends_.clear();
-        ASSERT_TRUE(host.start({}, whatIsWrong_));
+        ASSERT_TRUE(succeeds(host.start({}), whatIsWrong_));
         siginfo_t ended{};
         ASSERT_EQ(waitid(P_ALL, 0, &ended, WEXITED | WNOWAIT), 0);
         runUntilItEnds();
@@ -119,7 +120,7 @@ TEST_F(Host, that_ends_with_its_last_words_is_heard_all_the_same) {
 
 TEST_F(Host, that_died_of_a_signal_tells_which) {
     HostProcess host = make("kill -SEGV $$");
-    ASSERT_TRUE(host.start({}, whatIsWrong_));
+    ASSERT_TRUE(succeeds(host.start({}), whatIsWrong_));
     runUntilItEnds();
     EXPECT_THAT(ends_, ElementsAre("it was ended by signal 11"));
 }
@@ -127,7 +128,7 @@ TEST_F(Host, that_died_of_a_signal_tells_which) {
 TEST_F(Host, killed_here_ends_without_a_reason_and_with_all_that_it_started) {
     HostProcess host = make("sleep 60 & echo $! >" + (folder_ / "child").string() +
                             "; printf '\\002\\000\\000\\000{}' >&3; wait");
-    ASSERT_TRUE(host.start({}, whatIsWrong_));
+    ASSERT_TRUE(succeeds(host.start({}), whatIsWrong_));
     for (int turn = 0; turn < kMostTurns && messages_.empty(); ++turn) {
         sd_event_run(loop_.get(), kTurnUs);
     }
@@ -148,23 +149,23 @@ TEST_F(Host, killed_here_ends_without_a_reason_and_with_all_that_it_started) {
 
 TEST_F(Host, that_talks_nonsense_is_ended_and_the_nonsense_told) {
     HostProcess host = make(R"(printf '\003\000\000\000abc' >&3; sleep 60)");
-    ASSERT_TRUE(host.start({}, whatIsWrong_));
+    ASSERT_TRUE(succeeds(host.start({}), whatIsWrong_));
     runUntilItEnds();
     EXPECT_THAT(ends_, ElementsAre(HasSubstr("not one JSON object")));
 }
 
 TEST_F(Host, that_is_missing_is_told_at_once) {
     HostProcess host(loop_.get(), {"/nonexistent/host", "l", "c"}, {});
-    EXPECT_FALSE(host.start({}, whatIsWrong_));
+    EXPECT_FALSE(succeeds(host.start({}), whatIsWrong_));
     EXPECT_THAT(whatIsWrong_, HasSubstr("/nonexistent/host: cannot be started"));
 }
 
 TEST_F(Host, can_be_started_again_after_its_end) {
     HostProcess host = make("exit 0");
-    ASSERT_TRUE(host.start({}, whatIsWrong_));
+    ASSERT_TRUE(succeeds(host.start({}), whatIsWrong_));
     runUntilItEnds();
     ends_.clear();
-    ASSERT_TRUE(host.start({"--no-commit-check"}, whatIsWrong_));
+    ASSERT_TRUE(succeeds(host.start({"--no-commit-check"}), whatIsWrong_));
     runUntilItEnds();
     EXPECT_THAT(ends_, ElementsAre("it ended with code 0"));
 }

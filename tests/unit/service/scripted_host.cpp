@@ -131,19 +131,17 @@ class Host {
     }
 
     void send(const cJSON *message) {
-        std::string whatIsWrong;
-        if (!channel_.send(message, whatIsWrong)) {
+        if (!channel_.send(message)) {
             _exit(0); // the daemon went away
         }
     }
 
     base::Json receive() {
-        base::Json message;
-        std::string whatIsWrong;
-        if (channel_.receive(message, whatIsWrong) != base::Channel::Status::message) {
+        auto message = channel_.receive();
+        if (!message || !*message) {
             _exit(0);
         }
-        return message;
+        return std::move(*message);
     }
 
     std::string folder_;
