@@ -13,10 +13,10 @@ std::optional<double> numberUpTo(double most, const cJSON *object, const char *k
 
 } // namespace
 
-End endOf(std::uint64_t ticket, Outcome outcome, const Cause &cause) {
+End endOf(std::uint64_t ticket, Outcome outcome, const Error &why) {
     const OutcomeRow &row = rowOf(outcome);
-    return {ticket, static_cast<std::uint32_t>(row.code), row.name, rowOf(cause.reason).name,
-            cause.sentence};
+    return {ticket, static_cast<std::uint32_t>(row.code), row.name, rowOf(why.reason).name,
+            why.text};
 }
 
 Told toldIn(const char *line) {

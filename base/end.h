@@ -4,8 +4,8 @@
 #define BASE_END_H
 
 #include "base/json.h"
-#include "base/reason.h"
 #include "base/record.h"
+#include "base/result.h"
 
 #include <cstdint>
 #include <optional>
@@ -31,7 +31,7 @@ constexpr auto fieldsOf(const End * /*of*/) {
 }
 
 /* The end of a ticket with this outcome, for this cause. */
-End endOf(std::uint64_t ticket, Outcome outcome, const Cause &cause);
+End endOf(std::uint64_t ticket, Outcome outcome, const Error &why);
 
 /* Of a line of the history: its event, its request, and why; ticket 0 where it cannot be read. */
 struct Told {

@@ -25,13 +25,6 @@ struct ReasonRow {
     const char *remedy;  // what a person can do about it, likewise
 };
 
-/* Why something failed. */
-struct Cause {
-    Reason reason = Reason::none;
-    std::string sentence{}; // half a sentence, without a full stop
-    int attempt = 0;        // of a download, the first is 1; 0: it is none of an attempt
-};
-
 /* Every row, in the order of the enumerators. */
 std::span<const ReasonRow> reasons();
 

@@ -13,17 +13,18 @@ namespace base {
 
 /* One line that says what, where and what to do, and the reason code where one is known. */
 struct Error {
-    std::string text;
+    std::string text{};
     Reason reason = Reason::none;
+    int attempt = 0; // of a download, the first is 1; 0: it is none of an attempt
 
     Outcome outcome() const { return rowOf(reason).outcome; }
     /* With more text around its line. */
     Error within(const std::string &before, const std::string &behind = "") const {
-        return {before + text + behind, reason};
+        return {before + text + behind, reason, attempt};
     }
     /* A reason that is there stands: what knows more lies deeper. */
     Error orBecause(Reason otherwise) const {
-        return {text, reason == Reason::none ? otherwise : reason};
+        return {text, reason == Reason::none ? otherwise : reason, attempt};
     }
 };
 

@@ -26,19 +26,17 @@ bool hasNoRoom(const std::string &path) {
 
 LogCauses inTheLog(hasNoRoom);
 
-void tell(const base::Cause &cause) {
+void tell(const base::Error &cause) {
     const base::Json note = newNote("cause");
     base::add(note.get(), "reason", base::rowOf(cause.reason).name);
-    base::add(note.get(), "text", cause.sentence);
+    base::add(note.get(), "text", cause.text);
     base::add(note.get(), "attempt", cause.attempt);
     tellSupervisor(note);
 }
 
 } // namespace
 
-void followCauses() {
-    nalOnReason([](const base::Error &error) { tell({error.reason, error.text}); });
-}
+void followCauses() { nalOnReason(tell); }
 
 void takeCauseOfEntry(std::string_view function, std::string_view text) {
     if (const auto cause = inTheLog.take(function, text)) {
@@ -46,7 +44,7 @@ void takeCauseOfEntry(std::string_view function, std::string_view text) {
     }
 }
 
-void expectCause(const base::Cause &cause) { inTheLog.expect(cause); }
+void expectCause(const base::Error &cause) { inTheLog.expect(cause); }
 
 void endCauses() {
     if (const auto cause = inTheLog.endOfCall()) {

@@ -3,7 +3,7 @@
 #ifndef HOST_CAUSES_H
 #define HOST_CAUSES_H
 
-#include "base/reason.h"
+#include "base/result.h"
 
 #include <string_view>
 
@@ -21,7 +21,7 @@ void takeCauseOfEntry(std::string_view function, std::string_view text);
 /*
  * The transfer that runs now failed, by this: the agent's log can only name a result of libcurl's.
  */
-void expectCause(const base::Cause &cause);
+void expectCause(const base::Error &cause);
 
 /* The agent's call is over: tells what it left without a word. */
 void endCauses();

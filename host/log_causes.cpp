@@ -104,7 +104,7 @@ base::Reason reasonOfCode(long code) {
 
 } // namespace
 
-std::optional<base::Cause> LogCauses::take(std::string_view function, std::string_view text) {
+std::optional<base::Error> LogCauses::take(std::string_view function, std::string_view text) {
     if (function == kDownload) {
         return ofDownload(text);
     }
@@ -120,7 +120,7 @@ std::optional<base::Cause> LogCauses::take(std::string_view function, std::strin
     return std::nullopt;
 }
 
-std::optional<base::Cause> LogCauses::ofDownload(std::string_view text) {
+std::optional<base::Error> LogCauses::ofDownload(std::string_view text) {
     if (text.starts_with("Removing the image files for last time failure")) {
         *this = LogCauses(hasNoRoom_); // another download
     } else if (takes(text, "curl_easy_perform() failed: ")) {
@@ -139,7 +139,7 @@ std::optional<base::Cause> LogCauses::ofDownload(std::string_view text) {
     return std::nullopt;
 }
 
-std::optional<base::Cause> LogCauses::ofTransfer(std::string_view text) {
+std::optional<base::Error> LogCauses::ofTransfer(std::string_view text) {
     constexpr std::string_view kErrno = " errno : ";
     const std::size_t at = text.rfind(kErrno);
     const std::string words(text.substr(0, at));
@@ -147,44 +147,44 @@ std::optional<base::Cause> LogCauses::ofTransfer(std::string_view text) {
         at == std::string_view::npos ? 0 : numberAt(text.substr(at + kErrno.size()));
     const CURLcode result = resultOf(words);
     failed_ = {
-        reasonOf(result),
         "the transfer failed: " + words +
-            (number == 0 ? "" : " (" + std::string(std::strerror(static_cast<int>(number))) + ")")};
+            (number == 0 ? "" : " (" + std::string(std::strerror(static_cast<int>(number))) + ")"),
+        reasonOf(result)};
     if (const auto expected = std::exchange(expected_, std::nullopt)) {
         failed_ = *expected;
     } else if (result == CURLE_WRITE_ERROR) {
         failed_ = unwritten(words);
     } else if (result == CURLE_SSL_CACERT_BADFILE && access(caFile_.c_str(), R_OK) == 0) {
-        failed_ = {base::Reason::caFileWrong, caFile_ + " is there, but holds no certificate"};
+        failed_ = {caFile_ + " is there, but holds no certificate", base::Reason::caFileWrong};
     }
     imageFile_.clear();
     return failed_;
 }
 
-base::Cause LogCauses::unwritten(const std::string &transfer) const {
+base::Error LogCauses::unwritten(const std::string &transfer) const {
     if (hasNoRoom_(imageFile_)) {
-        return {base::Reason::diskFull,
-                "no room for " + imageFile_ + ": the disk is full, or files may not be so large"};
+        return {"no room for " + imageFile_ + ": the disk is full, or files may not be so large",
+                base::Reason::diskFull};
     }
-    return {base::Reason::downloadFailed, imageFile_ + " could not be written: " + transfer};
+    return {imageFile_ + " could not be written: " + transfer, base::Reason::downloadFailed};
 }
 
-std::optional<base::Cause> LogCauses::ofAnswer(std::string_view text) {
+std::optional<base::Error> LogCauses::ofAnswer(std::string_view text) {
     const long code = numberAt(text);
     imageFile_.clear();
     if (code == kOk || code == 0) { // 0: what was asked speaks no HTTP
         return std::nullopt;
     }
-    failed_ = {reasonOfCode(code), "the file server answered " + std::to_string(code)};
+    failed_ = {"the file server answered " + std::to_string(code), reasonOfCode(code)};
     if (code < kLeastCounted || code > kMostCounted) {
-        failed_.sentence += ", a code behind which the agent tries no more";
+        failed_.text += ", a code behind which the agent tries no more";
     }
     answered_ = true;
     return failed_;
 }
 
 // What a server sent in place of the file has another checksum too: that is not what is wrong.
-std::optional<base::Cause> LogCauses::ofChecksum(std::string_view text) {
+std::optional<base::Error> LogCauses::ofChecksum(std::string_view text) {
     if (takes(text, "Rcvd MD5 checksum = ")) {
         offeredSum_ = firstWord(text);
     } else if (takes(text, "Calculated md5 CRC value is = ")) {
@@ -192,41 +192,40 @@ std::optional<base::Cause> LogCauses::ofChecksum(std::string_view text) {
     } else if (text.starts_with("upgrade: MD5 CRC check failed")) {
         return answered_
                    ? failed_
-                   : base::Cause{base::Reason::checksumDiffers, "the MD5 sum of what came is " +
-                                                                    (sum_.empty() ? "none" : sum_) +
-                                                                    ", offered was " + offeredSum_};
+                   : base::Error{"the MD5 sum of what came is " + (sum_.empty() ? "none" : sum_) +
+                                     ", offered was " + offeredSum_,
+                                 base::Reason::checksumDiffers};
     }
     return std::nullopt;
 }
 
-std::optional<base::Cause> LogCauses::ofCaFile(std::string_view text) {
+std::optional<base::Error> LogCauses::ofCaFile(std::string_view text) {
     if (takes(text, "path = ")) {
         caFile_ = firstLine(text);
         return std::nullopt;
     }
     imageFile_.clear();
-    return base::Cause{base::Reason::caFileMissing,
-                       caFile_ + " is missing or cannot be read; it must hold the "
-                                 "CA certificate of the file server"};
+    return base::Error{caFile_ + " is missing or cannot be read; it must hold the "
+                                 "CA certificate of the file server",
+                       base::Reason::caFileMissing};
 }
 
-base::Cause LogCauses::attempt(int number) const {
-    base::Cause cause =
+base::Error LogCauses::attempt(int number) const {
+    base::Error cause =
         failed_.reason == base::Reason::none
-            ? base::Cause{base::Reason::attemptFailed, "nothing tells why; look into the log"}
+            ? base::Error{"nothing tells why; look into the log", base::Reason::attemptFailed}
             : failed_;
     cause.attempt = number;
     return cause;
 }
 
-std::optional<base::Cause> LogCauses::endOfCall() {
+std::optional<base::Error> LogCauses::endOfCall() {
     if (imageFile_.empty()) {
         return std::nullopt;
     }
-    const base::Cause cause{base::Reason::imageNotCreated,
-                            imageFile_ + " could not be created; look at the tmp directory"};
-    imageFile_.clear();
-    return cause;
+    return base::Error{std::exchange(imageFile_, {}) +
+                           " could not be created; look at the tmp directory",
+                       base::Reason::imageNotCreated};
 }
 
 } // namespace host

@@ -3,7 +3,7 @@
 #ifndef HOST_LOG_CAUSES_H
 #define HOST_LOG_CAUSES_H
 
-#include "base/reason.h"
+#include "base/result.h"
 
 #include <optional>
 #include <string>
@@ -20,26 +20,26 @@ class LogCauses {
      * Takes each entry: the function that wrote it, and what follows its prefix. The cause that is
      * known from it; of a failed attempt it comes twice, then with the attempt's number.
      */
-    std::optional<base::Cause> take(std::string_view function, std::string_view text);
+    std::optional<base::Error> take(std::string_view function, std::string_view text);
     /* What ended the transfer is known: the entry that tells its failure is taken for this. */
-    void expect(const base::Cause &cause) { expected_ = cause; }
+    void expect(const base::Error &cause) { expected_ = cause; }
     /* The call of the agent is over: what it left without a word. */
-    std::optional<base::Cause> endOfCall();
+    std::optional<base::Error> endOfCall();
 
   private:
-    std::optional<base::Cause> ofDownload(std::string_view text);
-    std::optional<base::Cause> ofTransfer(std::string_view text);
-    std::optional<base::Cause> ofAnswer(std::string_view text);
-    std::optional<base::Cause> ofChecksum(std::string_view text);
-    std::optional<base::Cause> ofCaFile(std::string_view text);
-    base::Cause attempt(int number) const;
-    base::Cause unwritten(const std::string &transfer) const;
+    std::optional<base::Error> ofDownload(std::string_view text);
+    std::optional<base::Error> ofTransfer(std::string_view text);
+    std::optional<base::Error> ofAnswer(std::string_view text);
+    std::optional<base::Error> ofChecksum(std::string_view text);
+    std::optional<base::Error> ofCaFile(std::string_view text);
+    base::Error attempt(int number) const;
+    base::Error unwritten(const std::string &transfer) const;
 
     bool (*hasNoRoom_)(const std::string &path);
     std::string caFile_;
     std::string imageFile_; // that is about to be made; empty: none
-    std::optional<base::Cause> expected_;
-    base::Cause failed_;    // the attempt that failed last
+    std::optional<base::Error> expected_;
+    base::Error failed_;    // the attempt that failed last
     bool answered_ = false; // by a code that brings no file, and is not counted
     std::string offeredSum_;
     std::string sum_;

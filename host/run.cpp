@@ -130,7 +130,7 @@ int runHost(int argc, char **argv) {
     // Told apart from what another start may mend.
     if (const auto config = node::checkConfigFile(options.config); !config) {
         complain(config.error().text);
-        tellLastWords({base::Reason::configWrong, config.error().text});
+        tellLastWords(config.error().orBecause(base::Reason::configWrong));
         return kConfigWrong;
     }
     if (const auto opened = nalOpen(options.config.c_str()); !opened) {

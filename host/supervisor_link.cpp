@@ -59,7 +59,7 @@ void complain(const std::string &whatIsWrong) {
     std::fprintf(stderr, "error: ota-host: %s\n", whatIsWrong.c_str());
 }
 
-void tellLastWords(const base::Cause &cause) {
+void tellLastWords(const base::Error &cause) {
     // Not twice: what is to be told may be that nothing can be told.
     static bool told = false;
     if (supervisor == nullptr || std::exchange(told, true)) {
@@ -67,13 +67,13 @@ void tellLastWords(const base::Cause &cause) {
     }
     const base::Json note = newNote("last-words");
     base::add(note.get(), "reason", base::rowOf(cause.reason).name);
-    base::add(note.get(), "text", cause.sentence);
+    base::add(note.get(), "text", cause.text);
     static_cast<void>(supervisor->send(note.get()));
 }
 
 void endHost(const std::string &whatIsWrong, base::Reason reason) {
     complain(whatIsWrong);
-    tellLastWords({reason, whatIsWrong});
+    tellLastWords({whatIsWrong, reason});
     std::exit(1);
 }
 

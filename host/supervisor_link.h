@@ -4,7 +4,7 @@
 #define HOST_SUPERVISOR_LINK_H
 
 #include "base/channel.h"
-#include "base/reason.h"
+#include "base/result.h"
 
 #include <string>
 
@@ -30,7 +30,7 @@ void tellSupervisor(const base::Json &note);
 void complain(const std::string &whatIsWrong);
 
 /* Tells the supervisor why the host is about to end; where that cannot be told, nothing. */
-void tellLastWords(const base::Cause &cause);
+void tellLastWords(const base::Error &cause);
 
 /* Complains, tells the supervisor, where one is set, and ends the host with 1. */
 [[noreturn]] void endHost(const std::string &whatIsWrong, base::Reason reason = base::Reason::none);

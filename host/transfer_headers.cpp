@@ -33,7 +33,7 @@ CURLcode performWithinHeaders(CURLcode (*perform)(CURL *), CURL *handle) {
     const std::string words = "the file server sent more than " + std::to_string(kMost) +
                               " bytes of headers and trailers beside the file";
     logTransferError(words + ": the download was ended; check what answers at the URL");
-    expectCause({base::Reason::tooManyHeaders, words});
+    expectCause({words, base::Reason::tooManyHeaders});
     return CURLE_WEIRD_SERVER_REPLY;
 }
 

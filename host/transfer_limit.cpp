@@ -114,7 +114,7 @@ void tellNoRoom(CURL *handle, std::uint64_t room) {
                               ": " + std::to_string(room) +
                               " bytes may be taken of its disk, the rest is for others";
     logTransferError(words + "; " + bytesThatCame(handle) + "; make room on that disk");
-    expectCause({base::Reason::diskFull, words});
+    expectCause({words, base::Reason::diskFull});
 }
 
 } // namespace

@@ -50,7 +50,7 @@ base::Outcome outcomeOfCall(const CallObserver &observed) {
 }
 
 std::string sentenceOfCall(const CallObserver &observed) {
-    return observed.lastWord.empty() ? observed.notHandedOver.sentence : observed.lastWord;
+    return observed.lastWord.empty() ? observed.notHandedOver.text : observed.lastWord;
 }
 
 namespace {
@@ -66,21 +66,21 @@ bool isGood(base::Outcome outcome) {
 
 } // namespace
 
-std::string attemptWords(const base::Cause &cause) {
-    return cause.attempt == 0 ? cause.sentence
+std::string attemptWords(const base::Error &cause) {
+    return cause.attempt == 0 ? cause.text
                               : "attempt " + std::to_string(cause.attempt) + " of " +
-                                    std::to_string(kAttempts) + " failed: " + cause.sentence;
+                                    std::to_string(kAttempts) + " failed: " + cause.text;
 }
 
-base::Cause causeOfCall(const CallObserver &observed) {
+base::Error causeOfCall(const CallObserver &observed) {
     const base::Outcome outcome = outcomeOfCall(observed);
     if (outcome == base::Outcome::rootUnreachable) {
         return observed.notHandedOver;
     }
     if (isGood(outcome) || observed.cause.reason == base::Reason::none) {
-        return {base::usualReason(outcome), sentenceOfCall(observed)};
+        return {sentenceOfCall(observed), base::usualReason(outcome)};
     }
-    return {observed.cause.reason, attemptWords(observed.cause)};
+    return {attemptWords(observed.cause), observed.cause.reason};
 }
 
 bool endsTheRequest(const CallObserver &observed) {

@@ -3,7 +3,7 @@
 #ifndef SERVICE_CALL_OBSERVER_H
 #define SERVICE_CALL_OBSERVER_H
 
-#include "base/reason.h"
+#include "base/result.h"
 
 #include <optional>
 #include <string>
@@ -23,8 +23,8 @@ struct CallObserver {
     bool lastAttempt = false;     // and it was the last that the agent makes
     bool toldLastAttempt = false; // which the host was asked to report
     bool windowWasSpent = false;  // before the call: of an earlier offer
-    base::Cause notHandedOver{};  // why it could not be; none: it was not tried, or was
-    base::Cause cause{};          // of what failed last
+    base::Error notHandedOver{};  // why it could not be; none: it was not tried, or was
+    base::Error cause{};          // of what failed last
 };
 
 /* The outcome that a status word stands for; none where more follows it. */
@@ -36,10 +36,10 @@ base::Outcome outcomeOfCall(const CallObserver &observed);
 /* What there is to say about that outcome: the word, or what was wrong. */
 std::string sentenceOfCall(const CallObserver &observed);
 /* Why the call came to that outcome: its sentence is never empty unless nothing was said at all. */
-base::Cause causeOfCall(const CallObserver &observed);
+base::Error causeOfCall(const CallObserver &observed);
 
 /* "attempt 2 of 7 failed: the file server answered 404". */
-std::string attemptWords(const base::Cause &cause);
+std::string attemptWords(const base::Error &cause);
 
 /* Whether the word alone ends the request, whatever timers run. */
 bool endsTheRequest(const CallObserver &observed);

@@ -65,20 +65,20 @@ void Daemon::loadWhatWasKept() {
 
 // A ledger that gave no ticket yet is not the one that the history tells of.
 void Daemon::loadBook(const TicketsTold &tickets) {
-    base::Cause whatIsWrong;
-    if (!kept_.book.load(whatIsWrong)) {
+    auto loaded = kept_.book.load();
+    if (!loaded) {
         HistoryLine line;
         line.event = "state-damaged";
         line.outcome = base::Outcome::failed;
-        line.reasonCode = whatIsWrong.reason;
-        line.reason = whatIsWrong.sentence;
-        line.next = base::rowOf(whatIsWrong.reason).remedy;
+        line.reasonCode = loaded.error().reason;
+        line.reason = loaded.error().text;
+        line.next = base::rowOf(loaded.error().reason).remedy;
         eventLog_.record(line);
     } else if (kept_.book.ledger().nextTicket == 1) {
-        whatIsWrong = {base::Reason::stateDamaged, kept_.book.path() + " is missing"};
+        loaded = base::Error{kept_.book.path() + " is missing", base::Reason::stateDamaged};
     }
     if (kept_.book.ledger().nextTicket == 1) {
-        jobs_.queue().bookLost(tickets, whatIsWrong);
+        jobs_.queue().bookLost(tickets, loaded.error());
     }
     jobs_.queue().bookLoaded();
 }

@@ -53,13 +53,13 @@ void HostCalls::takeNote(const std::string &note, const cJSON &message) {
     }
 }
 
-std::optional<base::Cause> HostCalls::causeIn(const cJSON &message) {
+std::optional<base::Error> HostCalls::causeIn(const cJSON &message) {
     const base::ReasonRow *const row = base::rowOfReason(base::textOf(&message, "reason"));
     if (row == nullptr) {
         jobs_.host().isWrong("it names a reason that is not known");
         return std::nullopt;
     }
-    return base::Cause{row->reason, base::textOf(&message, "text"),
+    return base::Error{base::textOf(&message, "text"), row->reason,
                        base::numberOf(&message, "attempt")};
 }
 
@@ -93,8 +93,8 @@ void HostCalls::notifyRoot(const cJSON &message) {
 
 void HostCalls::handOver(const cJSON &message) {
     root_.publish(FromExtender::Kind::fileServer, base::textOf(&message, "info"),
-                  answerOfRoot([this](const base::Cause &failure) {
-                      jobs_.progress().hostHandedOver(failure);
+                  answerOfRoot([this](const base::Result<void> &handed) {
+                      jobs_.progress().hostHandedOver(handed);
                   }));
 }
 
@@ -108,14 +108,15 @@ void HostCalls::keepActivation(const cJSON & /*message*/) {
 
 // The host may have ended by the time the root answers; another one did not ask.
 RootLink::Published HostCalls::answerOfRoot(const RootLink::Published &also) {
-    return [this, hostGeneration = jobs_.host().generation(), also](const base::Cause &failure) {
+    return [this, hostGeneration = jobs_.host().generation(),
+            also](const base::Result<void> &answered) {
         if (hostGeneration != jobs_.host().generation()) {
             return;
         }
         if (also) {
-            also(failure);
+            also(answered);
         }
-        acknowledge(failure.reason == base::Reason::none ? kAccepted : kFailed);
+        acknowledge(answered ? kAccepted : kFailed);
     };
 }
 

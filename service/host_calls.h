@@ -31,7 +31,7 @@ class HostCalls {
 
   private:
     void takeNote(const std::string &note, const cJSON &message);
-    std::optional<base::Cause> causeIn(const cJSON &message);
+    std::optional<base::Error> causeIn(const cJSON &message);
     void takeCall(const std::string &call, const cJSON &message);
     void raiseStatus(const cJSON &message);
     void notifyRoot(const cJSON &message);

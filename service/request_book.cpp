@@ -26,15 +26,15 @@ std::string freePath(const std::string &path) {
 
 } // namespace
 
-bool RequestBook::load(base::Cause &whatIsWrong) {
+base::Result<void> RequestBook::load() {
     if (access(path_.c_str(), F_OK) != 0 && errno == ENOENT) {
-        return true;
+        return {};
     }
     const auto text = base::readWholeFile(path_, kLargestBook);
     if (!text) {
-        whatIsWrong = {base::Reason::stateDamaged,
-                       text.error().text + "; the node starts without the requests that it held"};
-        return false;
+        return base::Error{text.error().text +
+                               "; the node starts without the requests that it held",
+                           base::Reason::stateDamaged};
     }
     Ledger ledger;
     std::string why;
@@ -42,16 +42,15 @@ bool RequestBook::load(base::Cause &whatIsWrong) {
     if (!parseLedger(*text, ledger, why, &newer)) {
         const std::string aside = newer ? freePath(path_ + ".newer") : path_ + ".damaged";
         const bool moved = std::rename(path_.c_str(), aside.c_str()) == 0;
-        whatIsWrong = {
-            newer ? base::Reason::stateNewer : base::Reason::stateDamaged,
+        return base::Error{
             path_ + ": the kept requests " +
                 (newer ? "are of a newer release of this service: " : "cannot be used: ") + why +
                 (moved ? "; moved to " + aside : "; remove it") +
-                "; the node starts without them, offer again"};
-        return false;
+                "; the node starts without them, offer again",
+            newer ? base::Reason::stateNewer : base::Reason::stateDamaged};
     }
     ledger_ = std::move(ledger);
-    return true;
+    return {};
 }
 
 void RequestBook::save(DiskWriter::Done done) {

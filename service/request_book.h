@@ -3,7 +3,6 @@
 #ifndef SERVICE_REQUEST_BOOK_H
 #define SERVICE_REQUEST_BOOK_H
 
-#include "base/reason.h"
 #include "service/state/disk_writer.h"
 #include "service/state/ledger.h"
 
@@ -16,10 +15,10 @@ class RequestBook {
     RequestBook(DiskWriter &disk, std::string path) : disk_(disk), path_(std::move(path)) {}
 
     /*
-     * Reads the file; no file is an empty ledger. False: the file cannot be used, was moved aside
-     * where that was possible, and the ledger is empty.
+     * Reads the file; no file is an empty ledger. An error: the file cannot be used, was moved
+     * aside where that was possible, and the ledger is empty.
      */
-    bool load(base::Cause &whatIsWrong);
+    base::Result<void> load();
     /* Writes the ledger as it is now; `done` follows from the loop, empty once it is on the disk.
      */
     void save(DiskWriter::Done done = {});

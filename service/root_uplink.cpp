@@ -78,24 +78,26 @@ void RootUplink::publish(FromExtender::Kind kind, const std::string &text,
         return answer(raiseFileServer(board_.lastStatus().mac, text));
     }
     if (!link_) {
-        const base::Cause failure{
-            config_.rootHost.empty() ? base::Reason::rootNotReached : base::Reason::noAddress,
-            config_.rootHost.empty() ? "no broker of the root is configured; set [root] broker"
-                                     : "the node's own address is not known; look for br0"};
+        const base::Error failure =
+            config_.rootHost.empty()
+                ? base::Error{"no broker of the root is configured; set [root] broker",
+                              base::Reason::rootNotReached}
+                : base::Error{"the node's own address is not known; look for br0",
+                              base::Reason::noAddress};
         tellPublished(failure);
         return answer(failure);
     }
-    link_->publish(kind, text, [this, answer = std::move(answer)](const base::Cause &failure) {
-        tellPublished(failure);
-        answer(failure);
-    });
+    link_->publish(kind, text,
+                   [this, answer = std::move(answer)](const base::Result<void> &published) {
+                       tellPublished(published);
+                       answer(published);
+                   });
     tick_.setInMs(kTickMs);
 }
 
-void RootUplink::tellPublished(const base::Cause &failure) {
-    const bool reached = failure.reason == base::Reason::none;
-    tell(reached ? "root-notified" : "root-failed",
-         reached ? base::Outcome::done : base::Outcome::rootUnreachable, failure);
+void RootUplink::tellPublished(const base::Result<void> &published) {
+    published ? tell("root-notified", base::Outcome::done, {})
+              : tell("root-failed", base::Outcome::rootUnreachable, published.error());
 }
 
 void RootUplink::tick() {
@@ -137,31 +139,31 @@ void RootUplink::tellChecked(const Unchecked &unchecked) {
     const FromExtender message = unchecked.check(config_.allowPlainHttp);
     if (!message.refusal.empty()) {
         tell("extender-report", base::Outcome::failed,
-             {base::Reason::none, senderOf(unchecked) + ": " + message.refusal});
+             {senderOf(unchecked) + ": " + message.refusal});
     } else if (message.kind == FromExtender::Kind::report) {
         bus_.raiseExtenderStatus(message.mac, message.text);
-        tell("extender-report", base::Outcome::done, {base::Reason::none, message.mac});
+        tell("extender-report", base::Outcome::done, {message.mac});
     } else {
-        raiseFileServer(message.mac, message.text);
+        static_cast<void>(raiseFileServer(message.mac, message.text));
     }
 }
 
-base::Cause RootUplink::raiseFileServer(const std::string &mac, const std::string &info) {
+base::Result<void> RootUplink::raiseFileServer(const std::string &mac, const std::string &info) {
     if (bus_.raiseExtenderFileServer(mac, info)) {
-        tell("extender-file-server", base::Outcome::done, {base::Reason::none, mac});
+        tell("extender-file-server", base::Outcome::done, {mac});
         return {};
     }
-    tell("extender-file-server", base::Outcome::failed,
-         {base::Reason::busMissing, mac + ": " + kNoBus});
-    return {base::Reason::busMissing, kNoBus};
+    const base::Error noBus{kNoBus, base::Reason::busMissing};
+    tell("extender-file-server", base::Outcome::failed, noBus.within(mac + ": "));
+    return noBus;
 }
 
-void RootUplink::tell(const char *event, base::Outcome outcome, const base::Cause &cause) {
+void RootUplink::tell(const char *event, base::Outcome outcome, const base::Error &cause) {
     HistoryLine line;
     line.event = event;
     line.outcome = outcome;
     line.reasonCode = cause.reason;
-    line.reason = cause.sentence;
+    line.reason = cause.text;
     eventLog_.record(line);
 }
 

@@ -33,8 +33,7 @@ class RootUplink {
     void follow();
     /*
      * Sends the text to the root. What a gateway hands over is raised on its own bus: it is the
-     * root. The answer comes from the loop or at once, within 5 s, and always: without a reason, or
-     * why it could not be told.
+     * root. The answer comes from the loop or at once, within 5 s, and always.
      */
     void publish(FromExtender::Kind kind, const std::string &text, RootLink::Published answer);
     /* Ends the link. What came over it is told first: the broker does not send it again. */
@@ -45,9 +44,9 @@ class RootUplink {
     void take(const Unchecked &message);
     void tellChecked(const Unchecked &unchecked);
     void tick();
-    void tell(const char *event, base::Outcome outcome, const base::Cause &cause);
-    void tellPublished(const base::Cause &failure);
-    base::Cause raiseFileServer(const std::string &mac, const std::string &info);
+    void tell(const char *event, base::Outcome outcome, const base::Error &cause);
+    void tellPublished(const base::Result<void> &published);
+    base::Result<void> raiseFileServer(const std::string &mac, const std::string &info);
 
     sd_event *loop_;
     const node::Config &config_;

@@ -133,7 +133,7 @@ void StatusBoard::setWaitReason(const std::string &code, const std::string &sent
     showWaitReason();
 }
 
-void StatusBoard::setHostFailure(const base::Cause &failure) {
+void StatusBoard::setHostFailure(const base::Error &failure) {
     hostFailure_ = failure;
     showWaitReason();
     refresh();
@@ -141,9 +141,9 @@ void StatusBoard::setHostFailure(const base::Cause &failure) {
 
 // No request goes on before the host runs.
 void StatusBoard::showWaitReason() {
-    const bool fails = !hostFailure_.sentence.empty();
+    const bool fails = !hostFailure_.text.empty();
     status_.waitReasonCode = fails ? base::rowOf(hostFailure_.reason).name : waitReason_.first;
-    status_.waitReason = fails ? hostFailure_.sentence : waitReason_.second;
+    status_.waitReason = fails ? hostFailure_.text : waitReason_.second;
     changed_();
 }
 
@@ -201,8 +201,8 @@ std::string StatusBoard::restingStage() const {
         return "rebooting";
     }
     // A request between two stages, or between a crash and its redoing, is not over.
-    const bool waits = ledger.running || ledger.standing || !timers_.armed().empty() ||
-                       !hostFailure_.sentence.empty();
+    const bool waits =
+        ledger.running || ledger.standing || !timers_.armed().empty() || !hostFailure_.text.empty();
     return waits ? "waiting" : "idle";
 }
 

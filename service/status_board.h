@@ -38,7 +38,7 @@ class StatusBoard {
     /* Why the waiting offer waits, until the next call begins. */
     void setWaitReason(const std::string &code, const std::string &sentence);
     /* How the host process ended that is being started again; an empty sentence: it has started. */
-    void setHostFailure(const base::Cause &failure);
+    void setHostFailure(const base::Error &failure);
     void setLastEnd(const base::End &end);
     void setRootConnected(bool connected);
     /* As the host read it. */
@@ -68,7 +68,7 @@ class StatusBoard {
     NodeStatus status_;
     std::string callStage_; // of the call that runs
     Reboot reboot_ = Reboot::none;
-    base::Cause hostFailure_;
+    base::Error hostFailure_;
     std::pair<std::string, std::string> waitReason_; // code and sentence, of the request
     std::string hostMac_;
     bool sawBridge_ = false;

@@ -44,8 +44,7 @@ void CallEnd::take(const cJSON &message) {
     if (request.kind == kNewImage) {
         offerEnded(request, ended);
     } else if (request.kind == kActivationTime) {
-        context_.events.finish(request, base::Outcome::done,
-                               {base::Reason::none, governedWords(context_)});
+        context_.events.finish(request, base::Outcome::done, {governedWords(context_)});
     } else {
         if (request.kind != kTimer) {
             finishTrigger(request, before);
@@ -66,7 +65,7 @@ Running CallEnd::closeCall(const cJSON &message) {
     ledger.memory = base::printed(base::itemOf(&message, "memory"));
     ledger.timers = context_.deps.timers.armed();
     series_.count();
-    base::Cause &cause = context_.observed.cause;
+    base::Error &cause = context_.observed.cause;
     if (cause.attempt != 0) { // the agent's own count ends with its process
         cause.attempt = context_.observed.lastWord == OTA_STATUS_RECONNECT
                             ? Ledger::kMaxFailedDownloads
@@ -88,8 +87,8 @@ void CallEnd::finishTrigger(const Request &trigger, const AgentMemoryText &befor
     if (go && before.number(AgentMemoryText::kTriggerTooLate, 0) != 0) {
         return context_.events.finish(
             trigger, base::Outcome::windowSpent,
-            {base::Reason::windowUsedUp,
-             "the half hour had run out before the mobile app's trigger came"});
+            {"the half hour had run out before the mobile app's trigger came",
+             base::Reason::windowUsedUp});
     }
     // Of the last offer, whose ticket has ended: the agent takes it up once more.
     const bool wentOn =
@@ -98,11 +97,10 @@ void CallEnd::finishTrigger(const Request &trigger, const AgentMemoryText &befor
     if (wentOn && !context_.awaitsTimer() && !ledger.rebootDue) {
         return finishByCall(trigger);
     }
-    context_.events.finish(
-        trigger, base::Outcome::done,
-        {base::Reason::none, ledger.standing || wentOn || ledger.rebootDue
-                                 ? "the agent has the trigger"
-                                 : "the agent has the trigger, and nothing waited for it"});
+    context_.events.finish(trigger, base::Outcome::done,
+                           {ledger.standing || wentOn || ledger.rebootDue
+                                ? "the agent has the trigger"
+                                : "the agent has the trigger, and nothing waited for it"});
 }
 
 // A reboot or a timer may still be awaited; else the offer is over.
@@ -130,9 +128,9 @@ void CallEnd::offerEnded(const Request &offer, const Running &ended) {
 void CallEnd::passedOver(const Request &offer) {
     context_.events.finish(
         offer, base::Outcome::windowSpent,
-        {base::Reason::windowUsedUp,
-         "the half hour of an earlier offer ended with its trigger, and the agent still takes "
-         "it for open"});
+        {"the half hour of an earlier offer ended with its trigger, and the agent still takes "
+         "it for open",
+         base::Reason::windowUsedUp});
     const std::optional<WaitingOffer> &waiting = context_.ledger().standing;
     if (waiting && !waiting->activated && !waiting->deferred && !context_.awaitsTimer()) {
         supersedeWaiting(offer);
@@ -164,15 +162,15 @@ void CallEnd::supersedeWaiting(const Request &by) {
     std::optional<WaitingOffer> &waiting = context_.ledger().standing;
     if (waiting) {
         context_.events.finish(waiting->offer, base::Outcome::superseded,
-                               {base::Reason::laterRequest,
-                                "ticket " + std::to_string(by.ticket) + " took its place"});
+                               {"ticket " + std::to_string(by.ticket) + " took its place",
+                                base::Reason::laterRequest});
         waiting.reset();
     }
 }
 
 // Of a download that is tried again.
 void CallEnd::recordFailedAttempt(const Request &offer) {
-    const base::Cause &cause = context_.observed.cause;
+    const base::Error &cause = context_.observed.cause;
     if (cause.attempt == 0) {
         return;
     }

@@ -63,9 +63,9 @@ void CallProgress::hostReports(const std::string &word, const std::string &recor
     context_.events.record(line);
 }
 
-void CallProgress::hostHandedOver(const base::Cause &failure) {
-    context_.observed.handedOver = failure.reason == base::Reason::none;
-    context_.observed.notHandedOver = failure;
+void CallProgress::hostHandedOver(const base::Result<void> &handed) {
+    context_.observed.handedOver = static_cast<bool>(handed);
+    context_.observed.notHandedOver = handed ? base::Error{} : handed.error();
 }
 
 } // namespace service

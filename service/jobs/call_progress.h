@@ -20,11 +20,11 @@ class CallProgress {
     void hostReaches(const std::string &stage);
     void hostReports(const std::string &word, const std::string &record);
     /* Of what failed last. */
-    void hostTellsCause(const base::Cause &cause) { context_.observed.cause = cause; }
+    void hostTellsCause(const base::Error &cause) { context_.observed.cause = cause; }
     /* What is known of an activation is on the disk before the agent goes on to its reboot. */
     void hostActivated(std::function<void()> kept);
     /* An image went to the gateway, or could not. */
-    void hostHandedOver(const base::Cause &failure);
+    void hostHandedOver(const base::Result<void> &handed);
 
   private:
     void observe(const std::string &stage);

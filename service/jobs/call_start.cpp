@@ -37,7 +37,7 @@ void CallStart::refuse(const Request &request, const guard::Refusal &refusal) {
         context_.events.refuse(request, refusal); // the ticket is another request's
     } else {
         context_.events.finish(request, refusal.outcome,
-                               {base::Reason::storedRequestRefused, refusal.text()});
+                               {refusal.text(), base::Reason::storedRequestRefused});
     }
     context_.deps.book.save();
     notBegun_();

@@ -83,7 +83,7 @@ bool Cancellation::cancelInQueue(std::uint64_t ticket, const Answer &answer) {
 }
 
 void Cancellation::finishRequest(const Request &request, const std::string &when) {
-    context_.events.finish(request, base::Outcome::cancelled, {base::Reason::byOperator, when});
+    context_.events.finish(request, base::Outcome::cancelled, {when, base::Reason::byOperator});
 }
 
 void Cancellation::forgetRequest() {

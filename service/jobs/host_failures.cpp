@@ -32,13 +32,12 @@ void HostFailures::hostCrashed(const std::string &how, bool inTheCall) {
     line.reasonCode = base::Reason::hostCrashed;
     line.next = "it is started again in " + std::to_string(msBeforeStart() / kMsPerSecond) + " s";
     line.reason = how;
-    if (!lastWords_.sentence.empty()) {
-        line.reasonCode =
-            lastWords_.reason == base::Reason::none ? line.reasonCode : lastWords_.reason;
-        line.reason += ": " + lastWords_.sentence;
+    if (!lastWords_.text.empty()) {
+        line.reasonCode = lastWords_.orBecause(line.reasonCode).reason;
+        line.reason += ": " + lastWords_.text;
     }
-    last_ = {line.reasonCode,
-             lastWords_.sentence.empty() ? "the host process: " + how : lastWords_.sentence};
+    last_ = {lastWords_.text.empty() ? "the host process: " + how : lastWords_.text,
+             line.reasonCode};
     context_.deps.board.setHostFailure(last_);
     context_.events.record(line);
     if (context_.ledger().running && inTheCall) {
@@ -48,7 +47,7 @@ void HostFailures::hostCrashed(const std::string &how, bool inTheCall) {
 }
 
 std::string HostFailures::whyNotStarted() const {
-    return cannotStart_ ? "the agent cannot start: " + last_.sentence + " (" +
+    return cannotStart_ ? "the agent cannot start: " + last_.text + " (" +
                               base::rowOf(last_.reason).name + ")"
                         : "the agent is starting";
 }

@@ -17,14 +17,14 @@ class HostFailures {
     /* A host process is being started. */
     void begin() { lastWords_ = {}; }
     /* Why it is about to end. */
-    void hostTellsLastWords(const base::Cause &cause) { lastWords_ = cause; }
+    void hostTellsLastWords(const base::Error &cause) { lastWords_ = cause; }
     /* It has the node and the library. */
     void hostKnowsNode() { cannotStart_ = false; }
     void hostHasStarted();
     /* A call came to its end, or whatever may have been at fault is forgotten. */
     void countAnew() { crashes_ = 0; }
     /* It ended, before it had started up or behind that. */
-    void hostEnded(bool inStartUp) { cannotStart_ = inStartUp && !lastWords_.sentence.empty(); }
+    void hostEnded(bool inStartUp) { cannotStart_ = inStartUp && !lastWords_.text.empty(); }
     /* It ended by itself: counted, and recorded with its last words. */
     void hostCrashed(const std::string &how, bool inTheCall);
 
@@ -32,7 +32,7 @@ class HostFailures {
     int crashes() const { return crashes_; }
     std::int64_t msBeforeStart() const;
     /* How it ended last; an empty sentence: it runs, or was ended. */
-    const base::Cause &last() const { return last_; }
+    const base::Error &last() const { return last_; }
     /* The host says why it does not even start; then nothing can be taken over. */
     bool cannotStart() const { return cannotStart_; }
     /* While the agent has not started, half a sentence. */
@@ -41,8 +41,8 @@ class HostFailures {
   private:
     JobContext &context_;
     int crashes_ = 0;
-    base::Cause lastWords_;
-    base::Cause last_;
+    base::Error lastWords_;
+    base::Error last_;
     bool cannotStart_ = false;
 };
 

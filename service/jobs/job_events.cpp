@@ -10,17 +10,15 @@ void JobEvents::record(const std::string &event, const Request &request,
     record(line);
 }
 
-void JobEvents::finish(const Request &request, base::Outcome outcome, base::Cause cause) {
-    if (cause.reason == base::Reason::none) {
-        cause.reason = base::usualReason(outcome);
-    }
+void JobEvents::finish(const Request &request, base::Outcome outcome, const base::Error &why) {
+    const base::Error cause = why.orBecause(base::usualReason(outcome));
     const base::OutcomeRow &row = base::rowOf(outcome);
     const base::ReasonRow &because = base::rowOf(cause.reason);
     HistoryLine line =
         lineOf(outcome == base::Outcome::cancelled ? "cancelled" : "finished", request);
     line.outcome = outcome;
     line.reasonCode = cause.reason;
-    line.reason = cause.sentence;
+    line.reason = cause.text;
     line.next = cause.reason == base::Reason::none ? row.remedy : because.remedy;
     record(line);
     const base::End end = base::endOf(request.ticket, outcome, cause);

@@ -23,7 +23,7 @@ class JobEvents {
     void record(const HistoryLine &line) { eventLog_.record(line); }
     void record(const std::string &event, const Request &request, const std::string &reason = "");
     /* The request is over. Without a reason it is the one that the outcome has as a rule. */
-    void finish(const Request &request, base::Outcome outcome, base::Cause cause);
+    void finish(const Request &request, base::Outcome outcome, const base::Error &why);
     /* A kept request may not reach the agent any more. */
     void refuse(const Request &request, const guard::Refusal &refusal);
 

@@ -12,14 +12,14 @@ constexpr std::size_t kLongestQueue = 16;
 } // namespace
 
 // One ticket given twice would end whoever waits for it with the end of another request.
-void JobQueue::bookLost(const TicketsTold &tickets, const base::Cause &why) {
+void JobQueue::bookLost(const TicketsTold &tickets, const base::Error &why) {
     context_.ledger().nextTicket = tickets.last() + 1;
     for (const auto &[ticket, version] : tickets.open()) {
         Request request;
         request.ticket = ticket;
         request.version = version;
         context_.events.finish(request, base::Outcome::lost,
-                               {why.reason, "what was kept of it is gone: " + why.sentence});
+                               why.within("what was kept of it is gone: "));
     }
 }
 

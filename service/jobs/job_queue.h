@@ -27,7 +27,7 @@ class JobQueue {
 
     /* The ledger is begun anew: tickets go on behind those that were told, and what was open is
      * over. Before bookLoaded. */
-    void bookLost(const TicketsTold &tickets, const base::Cause &why);
+    void bookLost(const TicketsTold &tickets, const base::Error &why);
     /* The ledger was read: everything in it is on the disk. */
     void bookLoaded() { keptTicket_ = context_.ledger().nextTicket - 1; }
 

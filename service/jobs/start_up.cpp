@@ -79,7 +79,7 @@ void StartUp::finishWhatEnded(const ResumePlan &plan) {
     }
     for (const Finished &finished : plan.finished) {
         context_.events.finish(finished.request, finished.outcome,
-                               {finished.cause, finished.reason});
+                               {finished.reason, finished.cause});
         gaveUp_ = gaveUp_ || finished.outcome == base::Outcome::hostCrashed;
     }
     for (const guard::Refusal &refusal : plan.dropped) {
@@ -98,17 +98,16 @@ void StartUp::finishBooted(const Request &offer, const ResumePlan &plan) {
     if (plan.awaitCommitWord && word) {
         const std::string why = plan.trialFailure.empty() ? "" : "; " + plan.trialFailure;
         context_.events.finish(offer, *word,
-                               {because(*word), "the commit check says " + said + why});
+                               {"the commit check says " + said + why, because(*word)});
     } else if (plan.withoutWord == base::Outcome::activated && !trial.reason.empty()) {
         // It runs but did not pass: the agent was not asked to report a commit.
         context_.events.finish(offer, base::Outcome::commitFailed,
-                               {trial.step == TrialNow::Step::notStored
-                                    ? base::Reason::commitNotStored
-                                    : base::Reason::healthFailed,
-                                trial.reason});
+                               {trial.reason, trial.step == TrialNow::Step::notStored
+                                                  ? base::Reason::commitNotStored
+                                                  : base::Reason::healthFailed});
     } else {
         context_.events.finish(offer, plan.withoutWord,
-                               {because(plan.withoutWord), plan.withoutWordReason});
+                               {plan.withoutWordReason, because(plan.withoutWord)});
     }
 }
 

@@ -187,11 +187,11 @@ void addAgent(const ExplainFacts &facts, Sentences &sentences) {
         return;
     }
     const base::ReasonRow &why = base::rowOf(facts.hostFailure.reason);
-    const std::string crashed = "The host process crashed " + times(facts.hostCrashes) +
-                                (facts.hostCrashes == 1 ? "" : " in a row") +
-                                (facts.hostFailure.sentence.empty()
-                                     ? ""
-                                     : ": " + facts.hostFailure.sentence + " (" + why.name + ")");
+    const std::string crashed =
+        "The host process crashed " + times(facts.hostCrashes) +
+        (facts.hostCrashes == 1 ? "" : " in a row") +
+        (facts.hostFailure.text.empty() ? ""
+                                        : ": " + facts.hostFailure.text + " (" + why.name + ")");
     sentences.emplace_back("agent", facts.restartInSeconds > 0
                                         ? crashed + "; it is started again in " +
                                               std::to_string(facts.restartInSeconds) + " s."

@@ -44,7 +44,7 @@ struct ExplainFacts {
     bool agentStarted = true;
     std::string waitsForPath; // the file that the starting agent waits for; empty: none
     int hostCrashes = 0;      // in a row
-    base::Cause hostFailure;  // how the host process ended last, until it has started again
+    base::Error hostFailure;  // how the host process ended last, until it has started again
     int restartInSeconds = 0; // until the host is started again; 0: it runs or is being started
     std::string lastRefusal;  // of the last request that was refused; empty: none
     bool plainHttpAllowed = false;

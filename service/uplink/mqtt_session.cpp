@@ -226,17 +226,19 @@ void MqttSession::onPublish(int messageId, int reason) {
     if (found == inFlight_.end()) {
         return;
     }
-    base::Cause failure;
+    base::Result<void> published;
     if (reason == MQTT_RC_NO_MATCHING_SUBSCRIBERS) {
-        failure = {base::Reason::noGateway,
-                   brokerName(setup_.config) + ": nobody listens to \"" + found->second.topic +
-                       "\"; check that the gateway's service runs, with this broker and topic"};
+        published =
+            base::Error{brokerName(setup_.config) + ": nobody listens to \"" + found->second.topic +
+                            "\"; check that the gateway's service runs, with this broker and topic",
+                        base::Reason::noGateway};
     } else if (reason >= kFirstRefusal) {
-        failure = {base::Reason::rootNotReached,
-                   brokerName(setup_.config) + ": it refuses \"" + found->second.topic +
-                       "\": " + mosquitto_reason_string(reason) + kCheckRights};
+        published =
+            base::Error{brokerName(setup_.config) + ": it refuses \"" + found->second.topic +
+                            "\": " + mosquitto_reason_string(reason) + kCheckRights,
+                        base::Reason::rootNotReached};
     }
-    mailbox_.tell(PublishAnswer{found->second.id, failure});
+    mailbox_.tell(PublishAnswer{found->second.id, std::move(published)});
     inFlight_.erase(found);
 }
 

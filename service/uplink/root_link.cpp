@@ -20,8 +20,8 @@ const char *nameOf(Kind kind) {
     return kind == Kind::report ? "the status report" : "the file server's address";
 }
 
-base::Cause notReached(const std::string &whatIsWrong) {
-    return {base::Reason::rootNotReached, whatIsWrong};
+base::Error notReached(const std::string &whatIsWrong) {
+    return {whatIsWrong, base::Reason::rootNotReached};
 }
 
 template <class... Handlers>
@@ -59,7 +59,7 @@ void RootLink::dispatch(const std::function<void(const Unchecked &)> &taken,
         connected_ = change.up;
         connection(change.up);
     };
-    const auto tellAnswer = [&](const PublishAnswer &one) { answer(one.id, one.failure); };
+    const auto tellAnswer = [&](const PublishAnswer &one) { answer(one.id, one.published); };
     for (const RootEvent &event : mailbox_->takeEvents()) {
         std::visit(Overloaded{taken, tellChange, tellAnswer}, event);
     }
@@ -103,14 +103,14 @@ void RootLink::tick() {
     }
 }
 
-void RootLink::answer(std::uint64_t id, const base::Cause &failure) {
+void RootLink::answer(std::uint64_t id, const base::Result<void> &published) {
     const auto found = waiting_.find(id);
     if (found == waiting_.end()) {
         return; // its time was over before
     }
-    const Published published = std::move(found->second.published);
+    const Published answer = std::move(found->second.published);
     waiting_.erase(found);
-    published(failure);
+    answer(published);
 }
 
 } // namespace service

@@ -3,7 +3,7 @@
 #ifndef SERVICE_UPLINK_ROOT_LINK_H
 #define SERVICE_UPLINK_ROOT_LINK_H
 
-#include "base/reason.h"
+#include "base/result.h"
 #include "service/uplink/root_envelope.h"
 
 #include <chrono>
@@ -40,8 +40,8 @@ struct RootTimes {
  */
 class RootLink {
   public:
-    /* Called once, on the caller's thread: without a reason where a listener has the message. */
-    using Published = std::function<void(const base::Cause &failure)>;
+    /* Called once, on the caller's thread; a success where a listener has the message. */
+    using Published = std::function<void(const base::Result<void> &published)>;
 
     /*
      * Starts to connect, and to connect again whenever the connection is lost. `clientId` must be
@@ -88,7 +88,7 @@ class RootLink {
         std::chrono::steady_clock::time_point deadline;
         const char *what;
     };
-    void answer(std::uint64_t id, const base::Cause &failure);
+    void answer(std::uint64_t id, const base::Result<void> &published);
 
     RootConfig config_;
     std::string mac_;

@@ -32,7 +32,7 @@ struct Outgoing {
 /* The answer to one Outgoing; without a reason: a listener has it. */
 struct PublishAnswer {
     std::uint64_t id;
-    base::Cause failure{};
+    base::Result<void> published{};
 };
 
 struct ConnectionChange {

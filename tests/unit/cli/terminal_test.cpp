@@ -70,9 +70,8 @@ TEST_F(Terminal, GoodAndBadEndsDiffer) {
     Program program(onBus({"watch"}), terminal());
     ASSERT_TRUE(program.shows("stage"));
     service_.raise([](service::BusService &service) {
-        service.raiseFinished(base::endOf(1, base::Outcome::handedOver, {base::Reason::none, "x"}));
-        service.raiseFinished(
-            base::endOf(2, base::Outcome::hostCrashed, {base::Reason::none, "y"}));
+        service.raiseFinished(base::endOf(1, base::Outcome::handedOver, {"x"}));
+        service.raiseFinished(base::endOf(2, base::Outcome::hostCrashed, {"y"}));
         service.raiseStatus(R"({"status":"OTA_SW_ACTIVATION_COMPLETE"})");
     });
     EXPECT_TRUE(program.shows("\033[32m  ticket 1: handedOver, x\033[0m\r\n"));

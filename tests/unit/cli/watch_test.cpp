@@ -26,7 +26,7 @@ class Watch : public OtactlTest {
     }
     void finish(std::uint64_t ticket, base::Outcome outcome, const std::string &reason) {
         service_.raise([&](service::BusService &service) {
-            service.raiseFinished(base::endOf(ticket, outcome, {base::Reason::none, reason}));
+            service.raiseFinished(base::endOf(ticket, outcome, {reason}));
         });
     }
 };
@@ -147,8 +147,7 @@ TEST_F(Watch, UntilFinishedFindsInTheHistoryWhatIsOverAlready) {
 
 TEST_F(Watch, OfferWaitHearsAnEndThatComesBeforeTheTicket) {
     service_.beforeAnswer = [](service::BusService &service) {
-        service.raiseFinished(
-            base::endOf(7, base::Outcome::notNeeded, {base::Reason::none, "runs already"}));
+        service.raiseFinished(base::endOf(7, base::Outcome::notNeeded, {"runs already"}));
     };
     const Ended ended = otactl({"offer", "-", "--wait", "--json"}, {.input = "{}"});
     EXPECT_EQ(
@@ -196,7 +195,7 @@ TEST_F(Watch, ForPeopleThereAreLinesWithoutEscapeCodes) {
         service.raiseHistory(R"({"event":"host-crashed","reason":"signal 9","next":"again"})");
         service.raiseStatus("no \033JSON");
         service.raiseFinished(base::endOf(6, base::Outcome::commitFailed,
-                                          {base::Reason::passedOver, "bank a booted"}));
+                                          {"bank a booted", base::Reason::passedOver}));
     });
     for (const char *expected :
          {"extender    M: OTA_SW_COMMIT_FAILED", "hand-over   M: 4QZ3 from U",

@@ -26,18 +26,18 @@ class CausesInTheLog : public testing::Test {
         EXPECT_FALSE(take(kDownload, "Removing the image files for last time failure\n"));
         EXPECT_FALSE(take("ota_getFileDownloadPath", "download path = /tmp/4QZ2.0.0\n"));
     }
-    std::optional<base::Cause> take(const char *function, const std::string &text) {
+    std::optional<base::Error> take(const char *function, const std::string &text) {
         return causes_.take(function, text);
     }
-    base::Cause ofTransfer(CURLcode result, long error = 0) {
+    base::Error ofTransfer(CURLcode result, long error = 0) {
         begin();
         take(kDownload, "Completed Image Download - curl_easy_perform\n");
         return take(kDownload, std::string("curl_easy_perform() failed: ") +
                                    curl_easy_strerror(result) +
                                    " errno : " + std::to_string(error) + "\n")
-            .value_or(base::Cause{});
+            .value_or(base::Error{});
     }
-    std::optional<base::Cause> ofCode(int code) {
+    std::optional<base::Error> ofCode(int code) {
         begin();
         return take(kDownload, "receiving response code " + std::to_string(code) + "\n");
     }
@@ -62,7 +62,7 @@ TEST_F(CausesInTheLog, OfATransferAreThoseOfLibcurl) {
     for (const auto &[result, reason] : rows) {
         EXPECT_EQ(ofTransfer(result).reason, reason) << curl_easy_strerror(result);
     }
-    EXPECT_EQ(ofTransfer(CURLE_COULDNT_CONNECT, 111).sentence,
+    EXPECT_EQ(ofTransfer(CURLE_COULDNT_CONNECT, 111).text,
               "the transfer failed: Couldn't connect to server (Connection refused)");
 }
 
@@ -70,7 +70,7 @@ TEST_F(CausesInTheLog, OfAFileThatCouldNotBeWrittenAreItsDisks) {
     EXPECT_EQ(ofTransfer(CURLE_WRITE_ERROR).reason, Reason::downloadFailed);
     diskIsFull = true;
     EXPECT_EQ(ofTransfer(CURLE_WRITE_ERROR).reason, Reason::diskFull);
-    EXPECT_EQ(ofTransfer(CURLE_WRITE_ERROR).sentence,
+    EXPECT_EQ(ofTransfer(CURLE_WRITE_ERROR).text,
               "no room for /tmp/4QZ2.0.0: the disk is full, or files may not be so large");
 }
 
@@ -84,32 +84,31 @@ TEST_F(CausesInTheLog, OfAnAnswerAreItsCode) {
     for (const auto &[code, reason] : rows) {
         ASSERT_TRUE(ofCode(code)) << code;
         EXPECT_EQ(ofCode(code)->reason, reason) << code;
-        EXPECT_EQ(ofCode(code)->sentence.find("the file server answered " + std::to_string(code)),
-                  0U);
+        EXPECT_EQ(ofCode(code)->text.find("the file server answered " + std::to_string(code)), 0U);
     }
 }
 
 TEST_F(CausesInTheLog, OfAnAnswerSayWhereTheAgentCountsNoFailure) {
     for (const int code : {110, 206, 404, 503}) {
-        EXPECT_EQ(ofCode(code)->sentence, "the file server answered " + std::to_string(code));
+        EXPECT_EQ(ofCode(code)->text, "the file server answered " + std::to_string(code));
     }
     for (const int code : {101, 109, 504, 599}) {
-        EXPECT_EQ(ofCode(code)->sentence, "the file server answered " + std::to_string(code) +
-                                              ", a code behind which the agent tries no more");
+        EXPECT_EQ(ofCode(code)->text, "the file server answered " + std::to_string(code) +
+                                          ", a code behind which the agent tries no more");
     }
 }
 
 TEST_F(CausesInTheLog, OfATransferAreThoseThatTheHostKnows) {
     begin();
-    causes_.expect({Reason::tooManyHeaders, "it sent too many"});
+    causes_.expect({"it sent too many", Reason::tooManyHeaders});
     const char *const failed = "curl_easy_perform() failed: Weird server reply errno : 0\n";
     EXPECT_EQ(take(kDownload, failed)->reason, Reason::tooManyHeaders);
     const auto counted = take(kDownload, "ota_httpDownLoadFile(): download_retry = 2\n");
-    EXPECT_EQ(counted->sentence, "it sent too many");
+    EXPECT_EQ(counted->text, "it sent too many");
     EXPECT_EQ(counted->attempt, 2);
     // Of that transfer only.
     EXPECT_EQ(take(kDownload, failed)->reason, Reason::downloadFailed);
-    causes_.expect({Reason::tooManyHeaders, "it sent too many"});
+    causes_.expect({"it sent too many", Reason::tooManyHeaders});
     EXPECT_EQ(ofTransfer(CURLE_WEIRD_SERVER_REPLY).reason, Reason::downloadFailed);
 }
 
@@ -144,7 +143,7 @@ TEST_F(CausesInTheLog, OfAChecksumAreBothSums) {
     const auto cause = take("upgrade", "upgrade: MD5 CRC check failed... no upgrade\n");
     ASSERT_TRUE(cause);
     EXPECT_EQ(cause->reason, Reason::checksumDiffers);
-    EXPECT_EQ(cause->sentence, "the MD5 sum of what came is 11ee, offered was 00ff");
+    EXPECT_EQ(cause->text, "the MD5 sum of what came is 11ee, offered was 00ff");
 }
 
 // The agent goes on with whatever a server sent with such a code.
@@ -163,7 +162,7 @@ TEST_F(CausesInTheLog, OfAMissingCertificateNameItsFile) {
         take("get_https_cacert_file_status", "OTASwAgent Verifed Certificate not exist\n");
     ASSERT_TRUE(cause);
     EXPECT_EQ(cause->reason, Reason::caFileMissing);
-    EXPECT_EQ(cause->sentence.find("/etc/ca.pem is missing"), 0U) << cause->sentence;
+    EXPECT_EQ(cause->text.find("/etc/ca.pem is missing"), 0U) << cause->text;
     EXPECT_FALSE(causes_.endOfCall());
 }
 
@@ -175,7 +174,7 @@ TEST_F(CausesInTheLog, OfACertificateThatIsNoneDoNotCallItMissing) {
         const auto cause =
             take(kDownload, std::string("curl_easy_perform() failed: ") + words + " errno : 0\n");
         EXPECT_EQ(cause->reason, reason) << path;
-        EXPECT_EQ(cause->sentence.find(path) == 0, reason == Reason::caFileWrong);
+        EXPECT_EQ(cause->text.find(path) == 0, reason == Reason::caFileWrong);
     }
 }
 

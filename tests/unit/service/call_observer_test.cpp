@@ -47,7 +47,7 @@ const Row kRows[] = {
      false},
     {"handed over to the gateway", {.handedOver = true}, Outcome::handedOver, false},
     {"could not be handed over",
-     {.notHandedOver = {base::Reason::rootNotReached, "no broker"}},
+     {.notHandedOver = {"no broker", base::Reason::rootNotReached}},
      Outcome::rootUnreachable,
      false},
     {"nothing was seen", {}, Outcome::interruptedNothingKnown, false},
@@ -68,14 +68,14 @@ TEST(CallObserver, gives_the_outcome_of_every_road) {
 }
 
 TEST(CallObserver, gives_the_cause_of_what_failed_and_of_nothing_else) {
-    const base::Cause seen{base::Reason::fileNotFound, "the file server answered 404", 7};
-    const base::Cause gaveUp = causeOfCall({.lastWord = OTA_STATUS_RECONNECT, .cause = seen});
+    const base::Error seen{"the file server answered 404", base::Reason::fileNotFound, 7};
+    const base::Error gaveUp = causeOfCall({.lastWord = OTA_STATUS_RECONNECT, .cause = seen});
     EXPECT_EQ(gaveUp.reason, base::Reason::fileNotFound);
-    EXPECT_EQ(gaveUp.sentence, "attempt 7 of 7 failed: the file server answered 404");
-    const base::Cause written =
+    EXPECT_EQ(gaveUp.text, "attempt 7 of 7 failed: the file server answered 404");
+    const base::Error written =
         causeOfCall({.lastWord = OTA_STATUS_ACTIVATION_COMPLETE, .wrote = true, .cause = seen});
     EXPECT_EQ(written.reason, base::Reason::none);
-    EXPECT_EQ(written.sentence, OTA_STATUS_ACTIVATION_COMPLETE);
+    EXPECT_EQ(written.text, OTA_STATUS_ACTIVATION_COMPLETE);
     EXPECT_EQ(causeOfCall({}).reason, base::Reason::noWord);
     EXPECT_EQ(causeOfCall({.lastWord = OTA_STATUS_CRC_CHECK_FAILED}).reason,
               base::Reason::checksumDiffers);

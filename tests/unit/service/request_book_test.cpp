@@ -2,6 +2,8 @@
 // The ledger's file: kept, read again, and put aside where it is damaged.
 #include "service/request_book.h"
 
+#include "tests/support/results.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -36,12 +38,12 @@ class Book : public testing::Test {
     fs::path folder_;
     std::string path_;
     DiskWriter disk_;
-    base::Cause whatIsWrong_;
+    std::string whatIsWrong_;
 };
 
 TEST_F(Book, without_a_file_is_empty) {
     RequestBook book(disk_, path_);
-    EXPECT_TRUE(book.load(whatIsWrong_));
+    EXPECT_TRUE(succeeds(book.load(), whatIsWrong_));
     EXPECT_EQ(book.ledger(), Ledger{});
 }
 
@@ -51,7 +53,7 @@ TEST_F(Book, reads_what_it_kept) {
     book.ledger().queue.push_back({6, kMobileTrigger, R"({"event":"mobile-trigger"})", "", 0});
     ASSERT_EQ(save(book), "");
     RequestBook again(disk_, path_);
-    ASSERT_TRUE(again.load(whatIsWrong_)) << whatIsWrong_.sentence;
+    ASSERT_TRUE(succeeds(again.load(), whatIsWrong_)) << whatIsWrong_;
     EXPECT_EQ(again.ledger(), book.ledger());
 }
 
@@ -59,9 +61,8 @@ TEST_F(Book, that_is_damaged_is_put_aside_and_told) {
     std::ofstream(path_) << "{\"half\": ";
     RequestBook book(disk_, path_);
     book.ledger().nextTicket = 9;
-    EXPECT_FALSE(book.load(whatIsWrong_));
-    EXPECT_NE(whatIsWrong_.sentence.find(path_ + ".damaged"), std::string::npos)
-        << whatIsWrong_.sentence;
+    EXPECT_FALSE(succeeds(book.load(), whatIsWrong_));
+    EXPECT_NE(whatIsWrong_.find(path_ + ".damaged"), std::string::npos) << whatIsWrong_;
     EXPECT_TRUE(fs::exists(path_ + ".damaged"));
     EXPECT_FALSE(fs::exists(path_));
 }
@@ -72,13 +73,12 @@ TEST_F(Book, of_a_newer_release_is_put_aside_whole_however_often) {
     for (const char *const aside : {".newer", ".newer.2", ".newer.3"}) {
         std::ofstream(path_) << text;
         RequestBook book(disk_, path_);
-        EXPECT_FALSE(book.load(whatIsWrong_));
+        EXPECT_FALSE(succeeds(book.load(), whatIsWrong_));
         EXPECT_EQ(book.ledger(), Ledger{});
-        EXPECT_EQ(whatIsWrong_.sentence,
-                  path_ +
-                      ": the kept requests are of a newer release of this service: "
-                      "it holds a key that this release does not know; moved to " +
-                      path_ + aside + "; the node starts without them, offer again");
+        EXPECT_EQ(whatIsWrong_, path_ +
+                                    ": the kept requests are of a newer release of this service: "
+                                    "it holds a key that this release does not know; moved to " +
+                                    path_ + aside + "; the node starts without them, offer again");
         std::ifstream kept(path_ + aside);
         EXPECT_EQ(std::string(std::istreambuf_iterator<char>(kept), {}), text);
     }
@@ -88,7 +88,7 @@ TEST_F(Book, of_a_newer_release_is_put_aside_whole_however_often) {
 TEST_F(Book, of_an_earlier_release_is_taken_over) {
     fs::copy_file(OTA_SAMPLES "/older/requests_before_trials.json", path_);
     RequestBook book(disk_, path_);
-    ASSERT_TRUE(book.load(whatIsWrong_)) << whatIsWrong_.sentence;
+    ASSERT_TRUE(succeeds(book.load(), whatIsWrong_)) << whatIsWrong_;
     const Ledger &ledger = book.ledger();
     EXPECT_EQ(ledger.nextTicket, 9U);
     ASSERT_TRUE(ledger.standing);
@@ -104,12 +104,11 @@ TEST_F(Book, of_an_earlier_release_is_taken_over) {
 TEST_F(Book, is_not_waited_for_where_a_pipe_stands_in_its_place) {
     ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
     RequestBook book(disk_, path_);
-    EXPECT_FALSE(book.load(whatIsWrong_));
-    EXPECT_EQ(whatIsWrong_.sentence, path_ +
-                                         ": is no regular file; replace it by one; the node starts "
-                                         "without the requests that it held");
+    EXPECT_FALSE(succeeds(book.load(), whatIsWrong_));
+    EXPECT_EQ(whatIsWrong_, path_ + ": is no regular file; replace it by one; the node starts "
+                                    "without the requests that it held");
     EXPECT_EQ(save(book), "") << "it takes the pipe's place";
-    EXPECT_TRUE(book.load(whatIsWrong_)) << whatIsWrong_.sentence;
+    EXPECT_TRUE(succeeds(book.load(), whatIsWrong_)) << whatIsWrong_;
 }
 
 TEST_F(Book, tells_where_it_cannot_be_kept) {

@@ -127,7 +127,9 @@ TEST_F(Road, takes_nothing_while_the_disk_is_behind) {
         host_.release("the disk to hang");
         ASSERT_TRUE(turnUntil([&] { return told("status").size() > 2 * History::kManyWaiting; }));
         extender.publish(FromExtender::Kind::report, "no record",
-                         [&](const base::Cause &failure) { answered = failure.sentence; });
+                         [&](const base::Result<void> &published) {
+                             answered = published ? "" : published.error().text;
+                         });
         ASSERT_TRUE(turnUntil([&] {
             extender.dispatch([](const Unchecked &) {}, [](bool) {});
             extender.tick();

@@ -30,7 +30,7 @@ TEST_F(BusConnections, AfterTheBusDiedEverythingWorksAgain) {
     ASSERT_TRUE(comesTrue([this] { return events_.size() == 2; }));
     EXPECT_FALSE(service_->connected());
     EXPECT_FALSE(service_->raiseStatus("{}"));
-    service_->raiseFinished(base::endOf(1, base::Outcome::done, {base::Reason::none, ""}));
+    service_->raiseFinished(base::endOf(1, base::Outcome::done, {""}));
     daemon_.node.stage = "writing";
     service_->statusChanged();
     daemon_.pending[0](nullptr, 3);

@@ -14,7 +14,7 @@ TEST_F(BusSignals, EachCarriesItsValuesUnderItsName) {
     service_->raiseExtenderStatus("02:00:00:00:00:02", "{\"a\":1}");
     service_->raiseExtenderFileServer("02:00:00:00:00:03", "{\"b\":2}");
     service_->raiseFinished(base::endOf(9, base::Outcome::checksumFailed,
-                                        {base::Reason::checksumDiffers, "it differs"}));
+                                        {"it differs", base::Reason::checksumDiffers}));
     service_->raiseHistory("{\"event\":\"boot\"}");
     EXPECT_EQ(heard(),
               (std::vector<std::string>{R"(updateUpgradeStatus "{"status":"OTA_START"}")",

@@ -67,7 +67,7 @@ TEST_F(AnExplanation, SaysHowTheLastRequestEnded) {
     ledger_.nextTicket = 4;
     EXPECT_EQ(of("now"), "The node is idle: everything that was asked of it has ended.");
     status_.lastEnd = base::endOf(3, base::Outcome::flashWriteFailed,
-                                  {base::Reason::notSigned, "4QZ2: it is not signed"});
+                                  {"4QZ2: it is not signed", base::Reason::notSigned});
     EXPECT_EQ(of("now"),
               "The node is idle; the last request ended: ticket 3: the passive bank could "
               "not be written; the running one is untouched: 4QZ2: it is not signed (52 "
@@ -75,8 +75,7 @@ TEST_F(AnExplanation, SaysHowTheLastRequestEnded) {
 }
 
 TEST_F(AnExplanation, SaysOfATriggerThatWasDoneNothingOfAnOffer) {
-    status_.lastEnd =
-        base::endOf(3, base::Outcome::done, {base::Reason::none, "the agent has the trigger"});
+    status_.lastEnd = base::endOf(3, base::Outcome::done, {"the agent has the trigger"});
     EXPECT_EQ(of("now"), "The node is idle; the last request ended: ticket 3: it was done: the "
                          "agent has the trigger (0 done).");
 }
@@ -85,7 +84,7 @@ TEST_F(AnExplanation, SaysWhyTheHostCannotStart) {
     facts_.agentStarted = false;
     facts_.hostCrashes = 2;
     facts_.restartInSeconds = 4;
-    facts_.hostFailure = {base::Reason::bootStateUnreadable, "/state: is a directory"};
+    facts_.hostFailure = {"/state: is a directory", base::Reason::bootStateUnreadable};
     EXPECT_EQ(of("agent"), "The host process crashed 2 times in a row: /state: is a directory "
                            "(boot-state-unreadable); it is started again in 4 s.");
 }

@@ -8,8 +8,9 @@
 #include <poll.h>
 
 void Node::publish(service::FromExtender::Kind kind, std::string text) {
-    link->publish(kind, std::move(text),
-                  [this](const base::Cause &failure) { answers.push_back(failure.sentence); });
+    link->publish(kind, std::move(text), [this](const base::Result<void> &published) {
+        answers.push_back(published ? "" : published.error().text);
+    });
 }
 
 RootTest::RootTest() {

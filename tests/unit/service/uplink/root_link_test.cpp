@@ -82,11 +82,11 @@ TEST_F(RootLink, SaysThatNobodyListens) {
     EXPECT_NE(answer.find("nobody listens to \"otaSwAgent/02:00:00:00:00:0A/report\""),
               std::string::npos)
         << answer;
-    base::Cause failure;
+    base::Result<void> published;
     extender->link->publish(Kind::fileServer, fileServerInfo(),
-                            [&](const base::Cause &cause) { failure = cause; });
-    ASSERT_TRUE(turn({extender.get()}, [&] { return failure.reason != base::Reason::none; }));
-    EXPECT_STREQ(base::rowOf(failure.reason).name, "no-gateway");
+                            [&](const base::Result<void> &result) { published = result; });
+    ASSERT_TRUE(turn({extender.get()}, [&] { return !published; }));
+    EXPECT_STREQ(base::rowOf(published.error().reason).name, "no-gateway");
 }
 
 TEST_F(RootLink, GivesTheReasonWhereAReportFailsTheCheck) {
@@ -176,13 +176,13 @@ TEST_F(RootLink, AnswersInTheOrderOfTheCallsAndMayBeUsedInsideAnAnswer) {
     const auto gateway = listener();
     const auto extender = this->extender(config(broker_.port()));
     std::vector<std::string> order;
-    extender->link->publish(Kind::report, report(), [&](const base::Cause &) {
+    extender->link->publish(Kind::report, report(), [&](const base::Result<void> &) {
         order.emplace_back("first");
         extender->link->publish(Kind::fileServer, fileServerInfo(),
-                                [&](const base::Cause &) { order.emplace_back("third"); });
+                                [&](const base::Result<void> &) { order.emplace_back("third"); });
     });
     extender->link->publish(Kind::report, report(),
-                            [&](const base::Cause &) { order.emplace_back("second"); });
+                            [&](const base::Result<void> &) { order.emplace_back("second"); });
     ASSERT_TRUE(turn({extender.get()}, [&] { return order.size() == 3; }));
     EXPECT_EQ(order, (std::vector<std::string>{"first", "second", "third"}));
 }
