@@ -29,10 +29,9 @@ Daemon::Daemon(sd_event *loop, Options options, const node::Config &config)
 
 bool Daemon::start() {
     loadWhatWasKept();
-    std::string whatIsWrong;
     watchTheBus();
-    if (!bus_.start(whatIsWrong)) {
-        logError(whatIsWrong);
+    if (const auto started = bus_.start(); !started) {
+        logError(started.error().text);
         return false;
     }
     HistoryLine line;
@@ -52,10 +51,9 @@ int Daemon::run() {
 
 void Daemon::loadWhatWasKept() {
     TicketsTold tickets;
-    std::string whatIsWrong;
     kept_.history.load([&tickets](const std::string &line) { tickets.take(line); });
-    if (!kept_.settings.load(whatIsWrong)) {
-        logError(whatIsWrong);
+    if (const auto loaded = kept_.settings.load(); !loaded) {
+        logError(loaded.error().text);
     }
     board_.setSettings(kept_.settings.inForce());
     loadBook(tickets);
@@ -102,8 +100,8 @@ void Daemon::watchTheBus() {
     bus_.onEvents({.connected = [this] { nameTaken(); },
                    .lost = [](const std::string &why) { logError(why); },
                    .refused =
-                       [this](const std::string &whatIsWrong) {
-                           logError(whatIsWrong);
+                       [this](const std::string &why) {
+                           logError(why);
                            end(base::rowOf(base::Outcome::failed).code);
                        }});
 }

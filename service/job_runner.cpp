@@ -51,7 +51,7 @@ void JobRunner::hostEnded(const std::string &how) {
     context_.state = JobState::off;
     address_.stop();
     if (commands_.isRunning()) {
-        commands_.finish("the host process ended over it; ask again once it runs");
+        commands_.finish(base::Error{"the host process ended over it; ask again once it runs"});
     }
     context_.deps.timers.restore({}); // the ledger has those that were armed before the call
     context_.deps.board.setStage("");
@@ -65,14 +65,16 @@ void JobRunner::hostEnded(const std::string &how) {
     host_.startAgain();
     if (cancellation_.isUnderWay() && failures.crashes() > 0) {
         // The clean-up may never come: whoever asked must not wait for it.
-        cancellation_.answer("");
+        cancellation_.answer({});
     }
 }
 
 void JobRunner::hostDone(const cJSON &message) {
     const std::string what = base::textOf(&message, "done");
     const std::string failed = base::textOf(&message, "failed");
+    base::Result<void> done;
     if (!failed.empty()) {
+        done = base::Error{failed};
         logError("the host could not do all of \"" + what + "\": " + failed);
     }
     switch (context_.state) {
@@ -81,11 +83,11 @@ void JobRunner::hostDone(const cJSON &message) {
     case JobState::restoring:
         return startUp_.goOn();
     case JobState::abandoning:
-        cancellation_.finish(failed);
+        cancellation_.finish(done);
         return startUp_.abandoned();
     case JobState::commanding:
         context_.state = JobState::idle;
-        commands_.finish(failed);
+        commands_.finish(done);
         return becomeIdle();
     case JobState::busy:
         return callDone(message);
@@ -136,9 +138,9 @@ void JobRunner::saveAgain() {
     if (context_.state == JobState::keeping) {
         return callStart_.keepAndSend();
     }
-    context_.deps.book.save([this](const std::string &whatIsWrong) {
-        if (!whatIsWrong.empty()) {
-            saves_.failed(whatIsWrong);
+    context_.deps.book.save([this](const base::Result<void> &saved) {
+        if (!saved) {
+            saves_.failed(saved.error().text);
         } else {
             saves_.succeeded();
             pump();

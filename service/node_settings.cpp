@@ -25,14 +25,13 @@ std::optional<std::string> &fieldOf(node::Overlay &overlay, guard::Setting setti
 NodeSettings::NodeSettings(const node::Config &config, DiskWriter &disk)
     : config_(config), disk_(disk), path_(config.overlayPath()) {}
 
-bool NodeSettings::load(std::string &whatIsWrong) {
+base::Result<void> NodeSettings::load() {
     const auto overlay = node::readOverlay(path_);
     if (!overlay) {
-        whatIsWrong = overlay.error().text;
-        return false;
+        return overlay.error();
     }
     kept_ = *overlay;
-    return true;
+    return {};
 }
 
 void NodeSettings::change(guard::Setting setting, const std::string &value, DiskWriter::Done done) {
@@ -48,8 +47,8 @@ void NodeSettings::keepFirst() {
     fieldOf(changed, changes_.front().setting) = changes_.front().value;
     const std::string text = node::printOverlay(changed);
     disk_.replace(path_, text,
-                  [this, changed = std::move(changed)](const std::string &whatIsWrong) {
-                      if (whatIsWrong.empty()) {
+                  [this, changed = std::move(changed)](const base::Result<void> &stored) {
+                      if (stored) {
                           kept_ = changed;
                       }
                       const Change change = std::move(changes_.front());
@@ -57,7 +56,7 @@ void NodeSettings::keepFirst() {
                       if (!changes_.empty()) {
                           keepFirst();
                       }
-                      change.done(whatIsWrong);
+                      change.done(stored);
                   });
 }
 

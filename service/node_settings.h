@@ -20,9 +20,8 @@ class NodeSettings {
     /* All of them outlive the settings. */
     NodeSettings(const node::Config &config, DiskWriter &disk);
 
-    /* Reads what was kept. False: it cannot be used, the configuration's stand; whatIsWrong is one
-       line. */
-    bool load(std::string &whatIsWrong);
+    /* Reads what was kept. An error: it cannot be used, the configuration's stand. */
+    base::Result<void> load();
     /* Keeps the value, which the guard let through; `done` as DiskWriter's. The agent reads it at
        its next question. */
     void change(guard::Setting setting, const std::string &value, DiskWriter::Done done);

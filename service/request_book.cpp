@@ -36,20 +36,18 @@ base::Result<void> RequestBook::load() {
                                "; the node starts without the requests that it held",
                            base::Reason::stateDamaged};
     }
-    Ledger ledger;
-    std::string why;
-    bool newer = false;
-    if (!parseLedger(*text, ledger, why, &newer)) {
-        const std::string aside = newer ? freePath(path_ + ".newer") : path_ + ".damaged";
+    auto ledger = parseLedger(*text);
+    if (!ledger) {
+        const bool isNewer = ledger.error().reason == base::Reason::stateNewer;
+        const std::string aside = isNewer ? freePath(path_ + ".newer") : path_ + ".damaged";
         const bool moved = std::rename(path_.c_str(), aside.c_str()) == 0;
-        return base::Error{
+        return ledger.error().within(
             path_ + ": the kept requests " +
-                (newer ? "are of a newer release of this service: " : "cannot be used: ") + why +
-                (moved ? "; moved to " + aside : "; remove it") +
-                "; the node starts without them, offer again",
-            newer ? base::Reason::stateNewer : base::Reason::stateDamaged};
+                (isNewer ? "are of a newer release of this service: " : "cannot be used: "),
+            (moved ? "; moved to " + aside : "; remove it") +
+                "; the node starts without them, offer again");
     }
-    ledger_ = std::move(ledger);
+    ledger_ = std::move(*ledger);
     return {};
 }
 

@@ -19,8 +19,7 @@ class RequestBook {
      * aside where that was possible, and the ledger is empty.
      */
     base::Result<void> load();
-    /* Writes the ledger as it is now; `done` follows from the loop, empty once it is on the disk.
-     */
+    /* Writes the ledger as it is now; `done` follows from the loop. */
     void save(DiskWriter::Done done = {});
 
     const std::string &path() const { return path_; }

@@ -152,11 +152,12 @@ void RequestHandler::changeSetting(std::string name, std::string value, Answer a
     }
     services_.settings.change(
         setting, value,
-        [this, setting, value, answer, caller = caller_](const std::string &whatIsWrong) {
-            if (!whatIsWrong.empty()) {
+        [this, setting, value, answer, caller = caller_](const base::Result<void> &kept) {
+            if (!kept) {
                 calledBy(caller);
-                return refuse({base::Outcome::notKept, guard::settingName(setting), whatIsWrong},
-                              answer);
+                return refuse(
+                    {base::Outcome::notKept, guard::settingName(setting), kept.error().text},
+                    answer);
             }
             services_.board.setSettings(services_.settings.inForce());
             tellSetting(setting, value);

@@ -61,7 +61,7 @@ BusService::BusService(sd_event *loop, std::string address, BusCalls &calls,
                                           &calls_);
       }) {}
 
-bool BusService::start(std::string &whatIsWrong) {
+base::Result<void> BusService::start() {
     ConnectionEvents events = events_;
     events.connected = [this] {
         remember();
@@ -69,7 +69,7 @@ bool BusService::start(std::string &whatIsWrong) {
             events_.connected();
         }
     };
-    return connection_.start(std::move(events), whatIsWrong);
+    return connection_.start(std::move(events));
 }
 
 // Clients read everything when the name appears, so that is what they have heard.

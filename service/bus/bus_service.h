@@ -28,10 +28,10 @@ class BusService {
 
     // Set before start(); see connection.h for when each is called.
     void onEvents(ConnectionEvents events) { events_ = std::move(events); }
-    // Starts to connect. False: this can never work (the address is malformed), with one line in
-    // `whatIsWrong`. A name that another holds or that the bus forbids is only known later:
-    // ConnectionEvents::refused tells it, with one line too.
-    bool start(std::string &whatIsWrong);
+    // Starts to connect. An error: this can never work (the address is malformed). A name that
+    // another holds or that the bus forbids is only known later: ConnectionEvents::refused tells
+    // it, with one line too.
+    base::Result<void> start();
     // The name is ours and the object answers.
     [[nodiscard]] bool connected() const { return connection_.connected(); }
 

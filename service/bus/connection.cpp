@@ -54,22 +54,21 @@ BusConnection::BusConnection(sd_event *loop, std::string address,
     : loop_(loop), address_(std::move(address)), retryAfter_(retryAfter),
       addObject_(std::move(addObject)) {}
 
-bool BusConnection::start(ConnectionEvents events, std::string &whatIsWrong) {
+base::Result<void> BusConnection::start(ConnectionEvents events) {
     events_ = std::move(events);
     const int result = namesATransport(address_) ? open() : -EINVAL;
     if (result == -E2BIG) {
-        whatIsWrong = where() + ": the path of the socket is too long; it may have 107 characters";
-        return false;
+        return base::Error{where() +
+                           ": the path of the socket is too long; it may have 107 characters"};
     }
     if (result == -EINVAL) {
-        whatIsWrong = where() + ": not the address of a message bus; write it like "
-                                "unix:path=/run/dbus/system_bus_socket";
-        return false;
+        return base::Error{where() + ": not the address of a message bus; write it like "
+                                     "unix:path=/run/dbus/system_bus_socket"};
     }
     if (result < 0) {
         lose("cannot be reached: " + errorText(result));
     }
-    return true;
+    return {};
 }
 
 // Neither connecting nor the greeting is waited for: what is sent meanwhile queues up in sd-bus.
@@ -176,11 +175,11 @@ void BusConnection::lose(const std::string &why) {
     }
 }
 
-void BusConnection::refuse(const std::string &whatIsWrong) {
+void BusConnection::refuse(const std::string &why) {
     refused_ = true;
     retry_.reset();
     if (events_.refused) {
-        events_.refused(where() + ": " + whatIsWrong);
+        events_.refused(where() + ": " + why);
     }
 }
 

@@ -3,6 +3,7 @@
 #ifndef SERVICE_BUS_CONNECTION_H
 #define SERVICE_BUS_CONNECTION_H
 
+#include "base/result.h"
 #include "service/bus/handles.h"
 
 #include <chrono>
@@ -21,7 +22,7 @@ struct ConnectionEvents {
     std::function<void(const std::string &why)> lost;
     // Wrong for good, one line: another owns the name or the bus forbids it. Nothing is tried
     // again.
-    std::function<void(const std::string &whatIsWrong)> refused;
+    std::function<void(const std::string &why)> refused;
 };
 
 class BusConnection {
@@ -35,7 +36,7 @@ class BusConnection {
     BusConnection &operator=(const BusConnection &) = delete;
 
     // The first attempt. False, with one line: no attempt can ever work.
-    bool start(ConnectionEvents events, std::string &whatIsWrong);
+    base::Result<void> start(ConnectionEvents events);
     [[nodiscard]] bool connected() const { return nameIsOurs_; }
     // Null while there is none.
     [[nodiscard]] sd_bus *bus() const { return nameIsOurs_ ? bus_.get() : nullptr; }
@@ -48,7 +49,7 @@ class BusConnection {
     int open();
     int prepare();
     void lose(const std::string &why);
-    void refuse(const std::string &whatIsWrong);
+    void refuse(const std::string &why);
     void takeNameReply(sd_bus_message *message);
     [[nodiscard]] std::string where() const;
 

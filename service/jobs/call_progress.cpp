@@ -44,9 +44,9 @@ void CallProgress::observe(const std::string &stage) {
 
 // One that cannot be kept must not hold up the reboot: the banks tell what happened, too.
 void CallProgress::hostActivated(std::function<void()> kept) {
-    context_.deps.book.save([kept = std::move(kept)](const std::string &whatIsWrong) {
-        if (!whatIsWrong.empty()) {
-            logError(whatIsWrong + "; the activation is not noted down");
+    context_.deps.book.save([kept = std::move(kept)](const base::Result<void> &saved) {
+        if (!saved) {
+            logError(saved.error().text + "; the activation is not noted down");
         }
         kept();
     });

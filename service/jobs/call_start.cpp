@@ -45,24 +45,24 @@ void CallStart::refuse(const Request &request, const guard::Refusal &refusal) {
 
 void CallStart::keepAndSend() {
     context_.deps.board.refresh();
-    context_.deps.book.save([this, of = host_.generation()](const std::string &whatIsWrong) {
+    context_.deps.book.save([this, of = host_.generation()](const base::Result<void> &saved) {
         // Else the host ended meanwhile, or the request was cancelled.
         if (of == host_.generation() && context_.ledger().running) {
-            kept(whatIsWrong);
+            kept(saved);
         }
     });
 }
 
-void CallStart::kept(const std::string &whatIsWrong) {
+void CallStart::kept(const base::Result<void> &saved) {
     const bool expiry = context_.ledger().running->request.kind == kTimer;
-    if (whatIsWrong.empty()) {
+    if (saved) {
         saves_.succeeded();
     } else {
-        saves_.failed(whatIsWrong + (expiry ? "; the timer is carried out all the same"
-                                            : "; the request waits until it can be kept"));
+        saves_.failed(saved.error().text + (expiry ? "; the timer is carried out all the same"
+                                                   : "; the request waits until it can be kept"));
     }
     if (context_.state == JobState::keeping) {
-        expiry || whatIsWrong.empty() ? send() : putBack();
+        expiry || saved ? send() : putBack();
     }
 }
 

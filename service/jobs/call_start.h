@@ -28,7 +28,7 @@ class CallStart {
 
   private:
     void refuse(const Request &request, const guard::Refusal &refusal);
-    void kept(const std::string &whatIsWrong);
+    void kept(const base::Result<void> &saved);
     void send();
     void putBack();
 

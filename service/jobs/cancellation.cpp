@@ -77,7 +77,7 @@ bool Cancellation::cancelInQueue(std::uint64_t ticket, const Answer &answer) {
     const Request request = *found;
     queue.erase(found);
     finishRequest(request, "it had not begun");
-    saveAndAnswer({answer}, request.ticket, "");
+    saveAndAnswer({answer}, request.ticket, {});
     context_.deps.board.refresh();
     return true;
 }
@@ -127,24 +127,25 @@ void Cancellation::forgetEverything() {
     context_.deps.book.save();
 }
 
-void Cancellation::finish(const std::string &whatIsLeft) {
+void Cancellation::finish(const base::Result<void> &cleaned) {
     underWay_ = false;
-    answer(whatIsLeft);
+    answer(cleaned);
 }
 
-void Cancellation::answer(const std::string &whatIsLeft) {
-    saveAndAnswer(std::exchange(answers_, {}), ticket_, whatIsLeft);
+void Cancellation::answer(const base::Result<void> &cleaned) {
+    saveAndAnswer(std::exchange(answers_, {}), ticket_, cleaned);
 }
 
 // Not before it is kept that the request is over: no start may take it up again.
 void Cancellation::saveAndAnswer(std::vector<Answer> answers, std::uint64_t ticket,
-                                 const std::string &whatIsLeft) {
+                                 const base::Result<void> &cleaned) {
     context_.deps.book.save(
-        [answers = std::move(answers), ticket, whatIsLeft](const std::string &whatIsWrong) {
-            const auto left = guard::Refusal{base::Outcome::failed, "cancel",
-                                             whatIsLeft.empty() ? whatIsWrong : whatIsLeft};
+        [answers = std::move(answers), ticket, cleaned](const base::Result<void> &saved) {
+            const auto done = cleaned.andThen([&] { return saved; });
+            const auto left =
+                guard::Refusal{base::Outcome::failed, "cancel", done ? "" : done.error().text};
             for (const Answer &answer : answers) {
-                answer(left.reason.empty() ? nullptr : &left, ticket);
+                answer(done ? nullptr : &left, ticket);
             }
         });
 }

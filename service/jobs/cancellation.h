@@ -28,9 +28,9 @@ class Cancellation {
     void forgetRequest();
     /* The request has ended in any case; what could not be cleaned away is told to whoever asked.
      */
-    void answer(const std::string &whatIsLeft);
+    void answer(const base::Result<void> &cleaned);
     /* What the request left is cleaned away. */
-    void finish(const std::string &whatIsLeft);
+    void finish(const base::Result<void> &cleaned);
 
     /* From the first call until everything is cleaned away. */
     bool isUnderWay() const { return underWay_; }
@@ -46,7 +46,7 @@ class Cancellation {
     void finishRequest(const Request &request, const std::string &when);
     void forgetEverything();
     void saveAndAnswer(std::vector<Answer> answers, std::uint64_t ticket,
-                       const std::string &whatIsLeft);
+                       const base::Result<void> &cleaned);
 
     JobContext &context_;
     RebootWatch &reboot_;

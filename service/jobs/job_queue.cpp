@@ -33,18 +33,18 @@ void JobQueue::accept(Request request, Answer answer) {
     const std::uint64_t ticket = request.ticket = ledger.nextTicket++;
     ledger.queue.push_back(std::move(request));
     context_.deps.book.save(
-        [this, ticket, answer = std::move(answer)](const std::string &whatIsWrong) {
-            accepted(ticket, whatIsWrong, answer);
+        [this, ticket, answer = std::move(answer)](const base::Result<void> &saved) {
+            accepted(ticket, saved, answer);
         });
 }
 
 // It is kept, or cannot be.
-void JobQueue::accepted(std::uint64_t ticket, const std::string &whatIsWrong,
+void JobQueue::accepted(std::uint64_t ticket, const base::Result<void> &saved,
                         const Answer &answer) {
     auto &queue = context_.ledger().queue;
     const auto mine = std::find_if(queue.begin(), queue.end(),
                                    [&](const Request &one) { return one.ticket == ticket; });
-    if (whatIsWrong.empty()) {
+    if (saved) {
         if (mine != queue.end()) {
             context_.events.record("accepted", *mine);
         }
@@ -55,7 +55,7 @@ void JobQueue::accepted(std::uint64_t ticket, const std::string &whatIsWrong,
             queue.erase(mine);
             context_.deps.book.save(); // a later write may have taken it along
         }
-        const auto notKept = guard::Refusal{base::Outcome::notKept, "request", whatIsWrong};
+        const auto notKept = guard::Refusal{base::Outcome::notKept, "request", saved.error().text};
         answer(&notKept, 0);
     }
     context_.deps.board.refresh();

@@ -41,7 +41,7 @@ class JobQueue {
     std::optional<Request> takeNext();
 
   private:
-    void accepted(std::uint64_t ticket, const std::string &whatIsWrong, const Answer &answer);
+    void accepted(std::uint64_t ticket, const base::Result<void> &saved, const Answer &answer);
     bool mayBegin(const Request &request);
 
     JobContext &context_;

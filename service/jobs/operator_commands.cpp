@@ -54,10 +54,10 @@ void OperatorCommands::begin(Command command) {
     running_ = std::move(command);
 }
 
-void OperatorCommands::finish(const std::string &failed) {
+void OperatorCommands::finish(const base::Result<void> &done) {
     const Command command = std::exchange(running_, std::nullopt).value();
-    if (!failed.empty()) {
-        const auto refusal = guard::Refusal{base::Outcome::failed, "node", failed};
+    if (!done) {
+        const auto refusal = guard::Refusal{base::Outcome::failed, "node", done.error().text};
         return command.answer(&refusal, 0);
     }
     if (command.done.event == "forgotten") {

@@ -29,7 +29,7 @@ class OperatorCommands {
     /* A version that failed its trial may be offered again; likewise. */
     void forget(const std::string &version, Answer answer);
     /* The host has carried the command out, or failed in it for this reason. */
-    void finish(const std::string &failed);
+    void finish(const base::Result<void> &done);
 
     bool isRunning() const { return running_.has_value(); }
 

@@ -77,7 +77,7 @@ void DiskWriter::dispatch() {
     }
     for (const Completion &completion : taken) {
         if (completion.done) {
-            completion.done(completion.whatIsWrong);
+            completion.done(completion.stored);
         }
     }
 }
@@ -100,11 +100,10 @@ void DiskWriter::writeText(std::unique_lock<std::mutex> &lock) {
     const Text next = std::move(texts_.front());
     texts_.pop_front();
     lock.unlock();
-    const auto replaced = base::replaceFile(next.path, next.text);
-    const std::string whatIsWrong = replaced ? "" : replaced.error().text;
+    const auto stored = base::replaceFile(next.path, next.text);
     std::vector<Completion> completions;
     for (const Done &done : next.dones) {
-        completions.push_back({done, whatIsWrong});
+        completions.push_back({done, stored});
     }
     complete(completions);
     lock.lock();
@@ -123,11 +122,11 @@ void DiskWriter::writeLines(std::unique_lock<std::mutex> &lock) {
     for (const Line &line : taken) {
         texts.emplace_back(line.text);
     }
-    const std::string whatIsWrong = appendLines(*taken.front().file, texts);
+    const auto stored = appendLines(*taken.front().file, texts);
     std::vector<Completion> completions;
     completions.reserve(taken.size());
     for (Line &line : taken) {
-        completions.push_back({std::move(line.done), whatIsWrong});
+        completions.push_back({std::move(line.done), stored});
     }
     complete(completions);
     lock.lock();

@@ -24,8 +24,8 @@ namespace service {
  */
 class DiskWriter {
   public:
-    /* Empty: stored, and there after a power cut. Else one line that names the file. */
-    using Done = std::function<void(const std::string &whatIsWrong)>;
+    /* Success: stored, and there after a power cut. An error names the file. */
+    using Done = std::function<void(const base::Result<void> &stored)>;
 
     /* Throws std::system_error where the system has no thread or no event descriptor left. */
     DiskWriter();
@@ -74,7 +74,7 @@ class DiskWriter {
     };
     struct Completion {
         Done done;
-        std::string whatIsWrong;
+        base::Result<void> stored;
     };
 
     void work();

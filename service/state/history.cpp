@@ -113,13 +113,13 @@ void History::add(std::string line) {
     disk_.append(file_, std::move(line),
                  source.empty() ? DiskWriter::Overtaking::forbidden
                                 : DiskWriter::Overtaking::allowed,
-                 [this](const std::string &whatIsWrong) { written(whatIsWrong); });
+                 [this](const base::Result<void> &stored) { written(stored); });
 }
 
-void History::written(const std::string &whatIsWrong) {
-    const bool wasFailing = std::exchange(failing_, !whatIsWrong.empty());
+void History::written(const base::Result<void> &stored) {
+    const bool wasFailing = std::exchange(failing_, !stored);
     if (failing_ && !wasFailing && failed_) {
-        failed_(whatIsWrong);
+        failed_(stored.error().text);
     }
 }
 

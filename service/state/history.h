@@ -82,7 +82,7 @@ class History {
 
     void remember(Kept kept);
     void forgetOne();
-    void written(const std::string &whatIsWrong);
+    void written(const base::Result<void> &stored);
 
     DiskWriter &disk_;
     std::shared_ptr<const LineFile> file_;

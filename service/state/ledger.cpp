@@ -115,7 +115,7 @@ std::string printLedger(const Ledger &ledger) {
     return base::printedInLines(base::asJson(ledger).get()) + "\n";
 }
 
-bool parseLedger(std::string_view text, Ledger &ledger, std::string &whatIsWrong, bool *newer) {
+base::Result<Ledger> parseLedger(std::string_view text) {
     base::RecordReader reader("the ledger");
     Ledger found;
     const base::Json object = base::parseObject(text);
@@ -123,15 +123,12 @@ bool parseLedger(std::string_view text, Ledger &ledger, std::string &whatIsWrong
                                    (ticketsAreGivenOut(found) ||
                                     reader.complain("nextTicket", "a number above every ticket"))
                              : reader.complain("", "one JSON object and nothing behind it");
-    if (newer != nullptr) {
-        *newer = reader.metUnknownKey();
+    if (!good) {
+        return base::Error{reader.whatIsWrong(), reader.metUnknownKey()
+                                                     ? base::Reason::stateNewer
+                                                     : base::Reason::stateDamaged};
     }
-    if (good) {
-        ledger = std::move(found);
-    } else {
-        whatIsWrong = reader.whatIsWrong();
-    }
-    return good;
+    return found;
 }
 
 } // namespace service

@@ -3,6 +3,8 @@
 #ifndef SERVICE_STATE_LEDGER_H
 #define SERVICE_STATE_LEDGER_H
 
+#include "base/result.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -91,12 +93,10 @@ std::string printLedger(const Ledger &ledger);
 
 /*
  * Strict: every key once and no other (those that are left out where they say nothing: at most
- * once), every value of its type and within its bounds, whole numbers up to 2^53. False: the ledger
- * is untouched and whatIsWrong is one line that names the key; newer, which may be null, tells
- * whether it is one of a later release.
+ * once), every value of its type and within its bounds, whole numbers up to 2^53. An error names
+ * the key; its reason tells a damaged ledger from one of a later release.
  */
-bool parseLedger(std::string_view text, Ledger &ledger, std::string &whatIsWrong,
-                 bool *newer = nullptr);
+base::Result<Ledger> parseLedger(std::string_view text);
 
 } // namespace service
 

@@ -62,8 +62,8 @@ bool endsWithinALine(int file, std::int64_t size) {
 }
 
 // In one write. More than one line may not take the file over its size.
-std::string writeLines(const LineFile &target, int file, std::int64_t size,
-                       std::span<const std::string_view> &lines) {
+base::Result<void> writeLines(const LineFile &target, int file, std::int64_t size,
+                              std::span<const std::string_view> &lines) {
     std::string bytes = endsWithinALine(file, size) ? "\n" : "";
     const auto before = static_cast<std::uint64_t>(size);
     do {
@@ -71,11 +71,11 @@ std::string writeLines(const LineFile &target, int file, std::int64_t size,
         lines = lines.subspan(1);
     } while (!lines.empty() && before + bytes.size() + lines.front().size() + 1 <= target.maxBytes);
     if (!base::writeFully(file, bytes.data(), bytes.size()) || fdatasync(file) != 0) {
-        return base::systemReason(target.path + ": a line cannot be added");
+        return base::Error{base::systemReason(target.path + ": a line cannot be added")};
     }
     // A new name lasts only once its directory is on the disk.
     if (size == 0 && !base::syncDirectoryOf(target.path)) {
-        return base::systemReason(target.path + ": its directory cannot be synced");
+        return base::Error{base::systemReason(target.path + ": its directory cannot be synced")};
     }
     return {};
 }
@@ -109,23 +109,23 @@ std::string rotationOf(const std::string &path, int number) {
     return number == 0 ? path : path + "." + std::to_string(number);
 }
 
-std::string appendLines(const LineFile &target, const std::vector<std::string_view> &lines) {
+base::Result<void> appendLines(const LineFile &target, const std::vector<std::string_view> &lines) {
     std::span<const std::string_view> left(lines);
-    std::string whatIsWrong;
-    while (!left.empty() && whatIsWrong.empty()) {
+    base::Result<void> added;
+    while (added && !left.empty()) {
         base::UniqueFd file = openAtEnd(target.path);
         std::int64_t size = file ? sizeOf(file.get()) : -1;
         if (size > 0 && !fits(target, static_cast<std::uint64_t>(size), left.front())) {
             if (!isThinnedOut(target, left.front()) && !rotate(target.path, target.keep)) {
-                return base::systemReason(target.path + ": cannot be rotated");
+                return base::Error{base::systemReason(target.path + ": cannot be rotated")};
             }
             file = openAtEnd(target.path);
             size = file ? sizeOf(file.get()) : -1;
         }
-        whatIsWrong = size < 0 ? base::systemReason(target.path + ": cannot be opened")
-                               : writeLines(target, file.get(), size, left);
+        added = size < 0 ? base::Error{base::systemReason(target.path + ": cannot be opened")}
+                         : writeLines(target, file.get(), size, left);
     }
-    return whatIsWrong;
+    return added;
 }
 
 void readLines(const std::string &path, std::size_t longest,

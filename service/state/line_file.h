@@ -3,6 +3,8 @@
 #ifndef SERVICE_STATE_LINE_FILE_H
 #define SERVICE_STATE_LINE_FILE_H
 
+#include "base/result.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -29,10 +31,9 @@ std::string rotationOf(const std::string &path, int number);
 /*
  * Adds the lines, each with a line end, and syncs them together; blocks. A file that would grow
  * over maxBytes is thinned out or rotated before: path to path.1, and so on up to path.<keep>; with
- * 0 it is removed. A last line that was cut by a power loss is ended first. Empty, or one line that
- * says what is wrong.
+ * 0 it is removed. A last line that was cut by a power loss is ended first.
  */
-std::string appendLines(const LineFile &target, const std::vector<std::string_view> &lines);
+base::Result<void> appendLines(const LineFile &target, const std::vector<std::string_view> &lines);
 
 /*
  * Hands over each line of the file; blocks. Nothing but a regular file is read, and of a line

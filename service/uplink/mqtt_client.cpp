@@ -44,7 +44,7 @@ void setCallbacks(mosquitto *client) {
 
 // For the connection that follows. The library has no call for that alone; this one keeps them,
 // then sees that no host was named.
-bool setProperties(mosquitto *client, bool lasting, std::string &whatIsWrong) {
+base::Result<void> setProperties(mosquitto *client, bool lasting) {
     mosquitto_property *list = nullptr;
     int code = mosquitto_property_add_int32(&list, MQTT_PROP_MAXIMUM_PACKET_SIZE,
                                             static_cast<std::uint32_t>(kLargestRootPacket));
@@ -53,46 +53,45 @@ bool setProperties(mosquitto *client, bool lasting, std::string &whatIsWrong) {
     }
     if (code == MOSQ_ERR_SUCCESS) {
         mosquitto_connect_bind_v5(client, nullptr, 0, 0, nullptr, list);
-    } else {
-        whatIsWrong = std::string("no client: ") + mosquitto_strerror(code);
     }
     mosquitto_property_free_all(&list);
-    return code == MOSQ_ERR_SUCCESS;
+    return code == MOSQ_ERR_SUCCESS
+               ? base::Result<void>()
+               : base::Error{std::string("no client: ") + mosquitto_strerror(code)};
 }
 
 // The library checks the broker's host name by itself, unless it is told not to.
-bool setTls(mosquitto *client, const RootConfig &config, std::string &whatIsWrong) {
+base::Result<void> setTls(mosquitto *client, const RootConfig &config) {
     constexpr int kVerifyPeer = 1;
     if (mosquitto_tls_set(client, config.caCertificate.c_str(), nullptr, orNull(config.certificate),
                           orNull(config.key), refuseToAsk) != MOSQ_ERR_SUCCESS) {
-        whatIsWrong = "[root] ca_certificate, certificate or key cannot be read; check the files";
-        return false;
+        return base::Error{
+            "[root] ca_certificate, certificate or key cannot be read; check the files"};
     }
     if (mosquitto_tls_opts_set(client, kVerifyPeer, "tlsv1.2", nullptr) != MOSQ_ERR_SUCCESS) {
-        whatIsWrong = "TLS 1.2 is not to be had; install a newer TLS library";
-        return false;
+        return base::Error{"TLS 1.2 is not to be had; install a newer TLS library"};
     }
-    return true;
+    return {};
 }
 
 } // namespace
 
-MqttClient newMqttClient(const MqttSetup &setup, MqttEvents &events, std::string &whatIsWrong) {
+base::Result<MqttClient> newMqttClient(const MqttSetup &setup, MqttEvents &events) {
     // A listener's session lasts at the broker, which keeps messages for it. A sender's ends with
     // the connection. Version 5 tells a sender whether anybody listens, and lets no broker send
     // more than is taken.
     MqttClient client(mosquitto_new(setup.clientId.c_str(), !setup.listen, &events));
     if (!client) {
-        whatIsWrong = std::string("no client: ") + std::strerror(errno) +
-                      "; check that [node] serial is plain text and memory is left";
-        return nullptr;
+        return base::Error{std::string("no client: ") + std::strerror(errno) +
+                           "; check that [node] serial is plain text and memory is left"};
     }
     mosquitto_int_option(client.get(), MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
     mosquitto_int_option(client.get(), MOSQ_OPT_TCP_NODELAY, 1);
     setCallbacks(client.get());
-    const bool isSet = setProperties(client.get(), setup.listen, whatIsWrong) &&
-                       setTls(client.get(), setup.config, whatIsWrong);
-    return isSet ? std::move(client) : nullptr;
+    const auto isSet = setProperties(client.get(), setup.listen).andThen([&] {
+        return setTls(client.get(), setup.config);
+    });
+    return isSet ? base::Result(std::move(client)) : isSet.error();
 }
 
 } // namespace service

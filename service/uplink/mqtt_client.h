@@ -36,10 +36,9 @@ struct MqttDestroy {
 using MqttClient = std::unique_ptr<mosquitto, MqttDestroy>;
 
 /*
- * Reads the certificates, does not connect yet; `events` must outlive the client. Null: whatIsWrong
- * is the reason and what to do.
+ * Reads the certificates, does not connect yet; `events` must outlive the client.
  */
-MqttClient newMqttClient(const MqttSetup &setup, MqttEvents &events, std::string &whatIsWrong);
+base::Result<MqttClient> newMqttClient(const MqttSetup &setup, MqttEvents &events);
 
 } // namespace service
 

@@ -93,11 +93,11 @@ bool MqttSession::run() {
 }
 
 bool MqttSession::connect() {
-    std::string whatIsWrong;
-    client_ = newMqttClient(setup_, *this, whatIsWrong);
-    if (!client_) {
-        return fail(whatIsWrong);
+    auto client = newMqttClient(setup_, *this);
+    if (!client) {
+        return fail(client.error().text);
     }
+    client_ = std::move(*client);
     connectDeadline_ = RootClock::now() + setup_.times.connect;
     const RootConfig &config = setup_.config;
     // Only the look-up of the name blocks in here.

@@ -20,9 +20,7 @@ const char *nameOf(Kind kind) {
     return kind == Kind::report ? "the status report" : "the file server's address";
 }
 
-base::Error notReached(const std::string &whatIsWrong) {
-    return {whatIsWrong, base::Reason::rootNotReached};
-}
+base::Error notReached(const std::string &text) { return {text, base::Reason::rootNotReached}; }
 
 template <class... Handlers>
 struct Overloaded : Handlers... {
@@ -98,8 +96,8 @@ void RootLink::tick() {
                                                  "this node reaches it";
         }
     }
-    for (const auto &[id, whatIsWrong] : overdue) {
-        answer(id, notReached(whatIsWrong));
+    for (const auto &[id, text] : overdue) {
+        answer(id, notReached(text));
     }
 }
 

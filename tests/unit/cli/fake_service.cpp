@@ -40,8 +40,7 @@ void FakeService::serve() {
             return 0;
         },
         this);
-    std::string whatIsWrong;
-    if (!service.start(whatIsWrong)) {
+    if (!service.start()) {
         started_.set_value(false);
         return;
     }

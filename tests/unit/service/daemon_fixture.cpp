@@ -237,12 +237,12 @@ std::string DaemonTest::explained(const std::string &topic) {
 Ledger DaemonTest::ledgerIn(const std::string &file) const {
     std::ifstream stream(in(file), std::ios::binary);
     const std::string text((std::istreambuf_iterator<char>(stream)), {});
-    Ledger ledger;
-    std::string whatIsWrong;
-    if (!text.empty()) {
-        EXPECT_TRUE(parseLedger(text, ledger, whatIsWrong)) << whatIsWrong;
+    if (text.empty()) {
+        return {};
     }
-    return ledger;
+    const auto ledger = parseLedger(text);
+    EXPECT_TRUE(ledger) << ledger.error().text;
+    return ledger ? *ledger : Ledger{};
 }
 
 void DaemonTest::keep(const Ledger &ledger) const {

@@ -28,7 +28,8 @@ class Book : public testing::Test {
 
     std::string save(RequestBook &book) {
         std::string result = "never answered";
-        book.save([&](const std::string &whatIsWrong) { result = whatIsWrong; });
+        book.save(
+            [&](const base::Result<void> &saved) { result = saved ? "" : saved.error().text; });
         pollfd entry{disk_.fd(), POLLIN, 0};
         poll(&entry, 1, 10'000);
         disk_.dispatch();

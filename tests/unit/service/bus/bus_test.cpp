@@ -97,8 +97,7 @@ std::unique_ptr<service::BusService> BusTest::newService(const std::string &addr
 void BusTest::startService() {
     ASSERT_TRUE(bus_.start());
     service_ = newService(bus_.address());
-    std::string wrong;
-    ASSERT_TRUE(service_->start(wrong)) << wrong;
+    ASSERT_TRUE(service_->start());
     ASSERT_TRUE(comesTrue([this] { return service_->connected(); }));
     client_ = std::make_unique<Client>(loop_.get(), bus_.address());
     ASSERT_TRUE(arrives(client_->listen()));

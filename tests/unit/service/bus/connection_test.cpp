@@ -58,8 +58,7 @@ TEST_F(BusConnections, AfterTheBusDiedEverythingWorksAgain) {
 
 TEST_F(BusConnections, ABusThatComesLateIsWaitedForAndToldOnce) {
     service_ = newService(bus_.address());
-    std::string wrong;
-    ASSERT_TRUE(service_->start(wrong)) << wrong;
+    ASSERT_TRUE(service_->start());
     EXPECT_FALSE(service_->connected());
     // Far more turns than it takes to try again several times.
     for (int turn = 0; turn < 20; ++turn) {
@@ -75,8 +74,7 @@ TEST_F(BusConnections, ABusThatComesLateIsWaitedForAndToldOnce) {
 TEST_F(BusConnections, ANameThatAnotherOwnsIsWrongForGood) {
     startService();
     const auto second = newService(bus_.address());
-    std::string wrong;
-    ASSERT_TRUE(second->start(wrong)) << wrong;
+    ASSERT_TRUE(second->start());
     ASSERT_TRUE(comesTrue([this] { return events_.size() == 2; }));
     EXPECT_FALSE(second->connected());
     EXPECT_FALSE(second->raiseStatus("{}"));
@@ -95,13 +93,11 @@ TEST_F(BusConnections, ANameThatAnotherOwnsIsWrongForGood) {
 }
 
 TEST_F(BusConnections, AnAddressThatCanNeverWorkIsRefusedAtOnce) {
-    std::string wrong;
-    EXPECT_FALSE(newService("nonsense")->start(wrong));
-    EXPECT_EQ(wrong, "bus nonsense: not the address of a message bus; write it like "
-                     "unix:path=/run/dbus/system_bus_socket");
+    EXPECT_EQ(newService("nonsense")->start().error().text,
+              "bus nonsense: not the address of a message bus; write it like "
+              "unix:path=/run/dbus/system_bus_socket");
     const std::string deep = "unix:path=/" + std::string(107, 'd');
-    EXPECT_FALSE(newService(deep)->start(wrong));
-    EXPECT_EQ(wrong,
+    EXPECT_EQ(newService(deep)->start().error().text,
               "bus " + deep + ": the path of the socket is too long; it may have 107 characters");
     EXPECT_EQ(events_.size(), 0U);
 }
@@ -110,8 +106,7 @@ TEST_F(BusConnections, WithoutAnAddressItIsTheSystemBus) {
     ASSERT_TRUE(bus_.start());
     ASSERT_EQ(setenv("DBUS_SYSTEM_BUS_ADDRESS", bus_.address().c_str(), 1), 0);
     service_ = newService("");
-    std::string wrong;
-    ASSERT_TRUE(service_->start(wrong)) << wrong;
+    ASSERT_TRUE(service_->start());
     ASSERT_TRUE(comesTrue([this] { return service_->connected(); }));
     unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
     client_ = std::make_unique<Client>(loop_.get(), bus_.address());
@@ -122,8 +117,7 @@ TEST_F(BusConnections, AServiceThatEndsGivesTheNameBack) {
     startService();
     service_.reset();
     service_ = newService(bus_.address());
-    std::string wrong;
-    ASSERT_TRUE(service_->start(wrong)) << wrong;
+    ASSERT_TRUE(service_->start());
     ASSERT_TRUE(comesTrue([this] { return service_->connected(); }));
     EXPECT_EQ(resultOf(client_->property("Stage")), "\"idle\"");
 }

@@ -30,8 +30,8 @@ class ADiskWriter : public InAFolder {
   protected:
     /* A completion that notes its name and what is wrong. */
     DiskWriter::Done note(const std::string &name) {
-        return [this, name](const std::string &whatIsWrong) {
-            notes_.push_back(whatIsWrong.empty() ? name : name + ": " + whatIsWrong);
+        return [this, name](const base::Result<void> &stored) {
+            notes_.push_back(stored ? name : name + ": " + stored.error().text);
         };
     }
     void dispatchUntil(std::size_t count) {
@@ -211,7 +211,7 @@ TEST_F(ADiskWriter, SaysWhichFileCouldNotBeStoredAndGoesOn) {
 TEST_F(ADiskWriter, CallsBackOnTheThreadThatDispatches) {
     std::thread::id calledOn;
     disk_.replace(in("file"), "text",
-                  [&](const std::string &) { calledOn = std::this_thread::get_id(); });
+                  [&](const base::Result<void> &) { calledOn = std::this_thread::get_id(); });
     ASSERT_TRUE(isReadable(disk_, kPatience));
     EXPECT_EQ(calledOn, std::thread::id()) << "it was called before the dispatch";
     disk_.dispatch();
@@ -227,7 +227,7 @@ TEST_F(ADiskWriter, IsQuietOnceEverythingWasDispatched) {
 }
 
 TEST_F(ADiskWriter, TakesNewTasksFromACompletion) {
-    disk_.replace(in("first"), "text", [this](const std::string &) {
+    disk_.replace(in("first"), "text", [this](const base::Result<void> &) {
         disk_.replace(in("second"), "text", note("second"));
     });
     dispatchUntil(1);
@@ -249,7 +249,7 @@ TEST_F(ADiskWriter, FinishesWhatIsQueuedBeforeItGoes) {
         DiskWriter disk;
         for (int number = 0; number < 20; ++number) {
             disk.append(lines, "line", Overtaking::allowed,
-                        [&](const std::string &) { called = true; });
+                        [&](const base::Result<void> &) { called = true; });
         }
     }
     EXPECT_EQ(textOf(in("lines")).size(), 20 * sizeof "line");

@@ -90,7 +90,7 @@ class AHistory : public InAFolder {
         bool settled = false;
         disk_.append(std::make_shared<const service::LineFile>(service::LineFile{in("settled")}),
                      "", service::DiskWriter::Overtaking::forbidden,
-                     [&](const std::string &) { settled = true; });
+                     [&](const base::Result<void> &) { settled = true; });
         pollfd waiting{disk_.fd(), POLLIN, 0};
         while (!settled && poll(&waiting, 1, kPatience) == 1) {
             disk_.dispatch();

@@ -35,21 +35,16 @@ std::string withReplaced(const std::string &what, const std::string &by) {
 }
 
 std::string complaintOf(const std::string &text) {
-    Ledger ledger;
-    ledger.lastWord = "untouched";
-    std::string whatIsWrong;
-    EXPECT_FALSE(service::parseLedger(text, ledger, whatIsWrong)) << text;
-    EXPECT_EQ(ledger.lastWord, "untouched");
-    EXPECT_EQ(whatIsWrong.find('\n'), std::string::npos);
-    return whatIsWrong;
+    const auto read = service::parseLedger(text);
+    EXPECT_FALSE(read) << text;
+    EXPECT_EQ(read.error().text.find('\n'), std::string::npos);
+    return read.error().text;
 }
 
 void expectComesBack(const Ledger &ledger) {
-    Ledger back;
-    std::string whatIsWrong;
-    ASSERT_TRUE(service::parseLedger(service::printLedger(ledger), back, whatIsWrong))
-        << whatIsWrong;
-    EXPECT_EQ(back, ledger);
+    const auto back = service::parseLedger(service::printLedger(ledger));
+    ASSERT_TRUE(back) << back.error().text;
+    EXPECT_EQ(*back, ledger);
 }
 
 TEST(TheLedger, IsPrintedAsEarlierReleasesReadIt) {

@@ -11,9 +11,15 @@
 
 namespace {
 
+// Empty, or what is wrong.
+std::string appendLines(const service::LineFile &file, const std::vector<std::string_view> &lines) {
+    const auto added = service::appendLines(file, lines);
+    return added ? "" : added.error().text;
+}
+
 std::string appendLine(const std::string &path, std::string_view line, std::uint64_t maxBytes,
                        int keep) {
-    return service::appendLines({path, maxBytes, keep}, {line});
+    return appendLines({path, maxBytes, keep}, {line});
 }
 
 class LineFile : public InAFolder {
@@ -93,7 +99,7 @@ TEST_F(LineFile, SaysWhenItCannotBeRotated) {
 }
 
 TEST_F(LineFile, TakesManyLinesAndIsRotatedBetweenThem) {
-    EXPECT_EQ(service::appendLines({path_, 8, 3}, {"1", "2", "345", "6789012345", "a", "b"}), "");
+    EXPECT_EQ(appendLines({path_, 8, 3}, {"1", "2", "345", "6789012345", "a", "b"}), "");
     EXPECT_EQ(textOf(path_ + ".2"), "1\n2\n345\n");
     EXPECT_EQ(textOf(path_ + ".1"), "6789012345\n");
     EXPECT_EQ(textOf(path_), "a\nb\n");
@@ -103,12 +109,12 @@ class LineFileThatIsThinnedOut : public LineFile {
   protected:
     std::string append(std::string_view line, const std::string &thin) {
         writeText(path_, "own\nother\nother\n");
-        return service::appendLines({path_, 20, 1,
-                                     [&, thin](std::string_view text) {
-                                         asked_ += text;
-                                         return thin;
-                                     }},
-                                    {line});
+        return appendLines({path_, 20, 1,
+                            [&, thin](std::string_view text) {
+                                asked_ += text;
+                                return thin;
+                            }},
+                           {line});
     }
 
     std::string asked_;
@@ -165,11 +171,11 @@ TEST_F(LinesThatAreRead, AreNoneOfWhatIsNoFile) {
 
 TEST_F(LineFile, IsARegularFileOrNotWritten) {
     ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
-    EXPECT_NE(service::appendLines({path_, 1000, 1}, {"a line"}), "");
+    EXPECT_NE(appendLines({path_, 1000, 1}, {"a line"}), "");
     ASSERT_EQ(unlink(path_.c_str()), 0);
     writeText(in("elsewhere"), "a line\n");
     std::filesystem::create_symlink(in("elsewhere"), path_);
-    EXPECT_NE(service::appendLines({path_, 1000, 1}, {"another"}), "");
+    EXPECT_NE(appendLines({path_, 1000, 1}, {"another"}), "");
     EXPECT_EQ(textOf(in("elsewhere")), "a line\n");
 }
 

@@ -34,12 +34,13 @@ constexpr int kPatience = 60'000; // milliseconds; only a failure waits that lon
     for (int number = 0; number < kTasks; ++number) {
         ledger.nextTicket = static_cast<std::uint64_t>(number) + 2;
         disk.append(lines, std::to_string(number), DiskWriter::Overtaking::forbidden, {});
-        disk.replace(ledgerPath, service::printLedger(ledger), [&](const std::string &whatIsWrong) {
-            if (!whatIsWrong.empty() || write(pipe, "k", 1) != 1) {
-                _exit(2);
-            }
-            ++kept;
-        });
+        disk.replace(ledgerPath, service::printLedger(ledger),
+                     [&](const base::Result<void> &stored) {
+                         if (!stored || write(pipe, "k", 1) != 1) {
+                             _exit(2);
+                         }
+                         ++kept;
+                     });
     }
     while (kept < kTasks) {
         pollfd waiting{disk.fd(), POLLIN, 0};
@@ -93,11 +94,9 @@ TEST_P(KilledWhileItKeeps, WhatWasReportedAsStoredIsThere) {
     const int reports = reportsUntilKilled(in("requests.json"), in("lines"), GetParam());
     ASSERT_GE(reports, GetParam());
 
-    Ledger ledger;
-    std::string whatIsWrong;
-    ASSERT_TRUE(service::parseLedger(textOf(in("requests.json")), ledger, whatIsWrong))
-        << whatIsWrong;
-    EXPECT_GE(ledger.nextTicket, static_cast<std::uint64_t>(reports) + 1);
+    const auto ledger = service::parseLedger(textOf(in("requests.json")));
+    ASSERT_TRUE(ledger) << ledger.error().text;
+    EXPECT_GE(ledger->nextTicket, static_cast<std::uint64_t>(reports) + 1);
     EXPECT_GE(linesIn(in("lines")), reports);
 }
 

@@ -225,11 +225,9 @@ TEST(EveryStart, PlansTheSameOnceMoreFromWhatItWrote) {
 TEST(EveryStart, WritesALedgerThatCanBeRead) {
     const auto check = [](const Ledger &ledger, const BootFacts &facts) {
         const Ledger written = resumed(ledger, planResume(ledger, facts), facts);
-        Ledger back;
-        std::string whatIsWrong;
-        EXPECT_TRUE(service::parseLedger(service::printLedger(written), back, whatIsWrong))
-            << whatIsWrong;
-        EXPECT_EQ(back, written);
+        const auto back = service::parseLedger(service::printLedger(written));
+        ASSERT_TRUE(back) << back.error().text;
+        EXPECT_EQ(*back, written);
     };
     int count = 0;
     forEveryStart([&](const Ledger &ledger, const BootFacts &facts) {

@@ -218,11 +218,9 @@ TEST(AFullLedger, IsReadAgainBehindAStartThatAddsToIt) {
     EXPECT_EQ(plan.queue.back().ticket, Ledger::kMaxQueue - 1) << "the newest have to go";
     ASSERT_EQ(plan.finished.size(), Ledger::kSpare + 1);
     EXPECT_EQ(plan.finished.back().outcome, base::Outcome::queueFull);
-    Ledger again;
-    std::string whatIsWrong;
-    EXPECT_TRUE(service::parseLedger(service::printLedger(resumed(ledger, plan, sameBoot())), again,
-                                     whatIsWrong))
-        << whatIsWrong;
+    const auto again =
+        service::parseLedger(service::printLedger(resumed(ledger, plan, sameBoot())));
+    EXPECT_TRUE(again) << again.error().text;
 }
 
 } // namespace
