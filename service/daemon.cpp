@@ -34,9 +34,7 @@ bool Daemon::start() {
         logError(started.error().text);
         return false;
     }
-    HistoryLine line;
-    line.event = "service-started";
-    eventLog_.record(line);
+    eventLog_.record({.event = "service-started"});
     busIsLate_.setInMs(options_.busPatience.count());
     return true;
 }
@@ -65,13 +63,11 @@ void Daemon::loadWhatWasKept() {
 void Daemon::loadBook(const TicketsTold &tickets) {
     auto loaded = kept_.book.load();
     if (!loaded) {
-        HistoryLine line;
-        line.event = "state-damaged";
-        line.outcome = base::Outcome::failed;
-        line.reasonCode = loaded.error().reason;
-        line.reason = loaded.error().text;
-        line.next = base::rowOf(loaded.error().reason).remedy;
-        eventLog_.record(line);
+        eventLog_.record({.event = "state-damaged",
+                          .outcome = base::Outcome::failed,
+                          .reasonCode = loaded.error().reason,
+                          .reason = loaded.error().text,
+                          .next = base::rowOf(loaded.error().reason).remedy});
     } else if (kept_.book.ledger().nextTicket == 1) {
         loaded = base::Error{kept_.book.path() + " is missing", base::Reason::stateDamaged};
     }
@@ -115,15 +111,13 @@ void Daemon::nameTaken() {
 
 // A node that nobody hears must still prove and commit what it booted.
 void Daemon::goOnWithoutBus() {
-    HistoryLine line;
-    line.event = "bus-missing";
-    line.outcome = base::Outcome::failed;
-    line.reasonCode = base::Reason::busMissing;
-    line.reason = "the message bus did not answer in " +
-                  std::to_string(options_.busPatience.count() / kMsPerSecond) +
-                  " s; the agent starts without it, and nobody hears its reports";
-    line.next = "look for the bus; it is tried again every second";
-    eventLog_.record(line);
+    eventLog_.record({.event = "bus-missing",
+                      .outcome = base::Outcome::failed,
+                      .reasonCode = base::Reason::busMissing,
+                      .reason = "the message bus did not answer in " +
+                                std::to_string(options_.busPatience.count() / kMsPerSecond) +
+                                " s; the agent starts without it, and nobody hears its reports",
+                      .next = "look for the bus; it is tried again every second"});
     tellReady("STATUS=works without the message bus, which is tried again");
     startWork();
 }

@@ -32,13 +32,12 @@ void EventLog::record(HistoryLine line) {
         line.next.clear(); // the tables' word where there is nothing to do
     }
     if (const std::uint64_t lines = history_.takeUnwritten(); lines > 0) {
-        HistoryLine gap;
-        gap.event = "history-gap";
-        gap.outcome = base::Outcome::failed;
-        gap.reasonCode = base::Reason::historyGap;
-        gap.reason = std::to_string(lines) + " lines are not on the disk, which did not keep up";
-        gap.next = "look at the disk of the state directory";
-        tellNow(std::move(gap));
+        tellNow(
+            {.event = "history-gap",
+             .outcome = base::Outcome::failed,
+             .reasonCode = base::Reason::historyGap,
+             .reason = std::to_string(lines) + " lines are not on the disk, which did not keep up",
+             .next = "look at the disk of the state directory"});
     }
     tellNow(std::move(line));
 }
@@ -57,13 +56,11 @@ bool EventLog::admitsNow(const std::string &sender, std::string_view what) {
 
 void EventLog::tellLeftOut() {
     for (const auto &[sender, count] : limit_.takeLeftOut(SenderLimit::Clock::now())) {
-        HistoryLine line;
-        line.event = sender.starts_with(kFromTheBus) ? "refused" : "extender-report";
-        line.outcome = base::Outcome::failed;
-        line.reasonCode = base::Reason::senderLimited;
-        line.reason = sender + ": and " + std::to_string(count) + " more, which are left out";
-        line.next = "find out why it sends so much";
-        record(std::move(line));
+        record({.event = sender.starts_with(kFromTheBus) ? "refused" : "extender-report",
+                .outcome = base::Outcome::failed,
+                .reasonCode = base::Reason::senderLimited,
+                .reason = sender + ": and " + std::to_string(count) + " more, which are left out",
+                .next = "find out why it sends so much"});
     }
     if (limit_.hasLeftOut()) {
         leftOut_.setInMs(kLeftOutMs);

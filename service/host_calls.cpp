@@ -155,10 +155,7 @@ void HostCalls::acknowledge(int result) {
 
 void HostCalls::tellTimer(const char *event, const std::string &reason) {
     board_.refresh();
-    HistoryLine line;
-    line.event = event;
-    line.reason = reason;
-    eventLog_.record(line);
+    eventLog_.record({.event = event, .reason = reason});
 }
 
 } // namespace service

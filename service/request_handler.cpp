@@ -174,10 +174,9 @@ void RequestHandler::tellSetting(guard::Setting setting, const std::string &valu
         return;
     }
     toldSettings_[setting] = value;
-    HistoryLine line;
-    line.event = "setting-changed";
-    line.reason = std::string(guard::settingName(setting)) + " is " + value;
-    services_.eventLog.record(line);
+    services_.eventLog.record(
+        {.event = "setting-changed",
+         .reason = std::string(guard::settingName(setting)) + " is " + value});
 }
 
 std::vector<std::string> RequestHandler::history(std::uint32_t count) {

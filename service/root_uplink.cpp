@@ -159,12 +159,8 @@ base::Result<void> RootUplink::raiseFileServer(const std::string &mac, const std
 }
 
 void RootUplink::tell(const char *event, base::Outcome outcome, const base::Error &cause) {
-    HistoryLine line;
-    line.event = event;
-    line.outcome = outcome;
-    line.reasonCode = cause.reason;
-    line.reason = cause.text;
-    eventLog_.record(line);
+    eventLog_.record(
+        {.event = event, .outcome = outcome, .reasonCode = cause.reason, .reason = cause.text});
 }
 
 } // namespace service

@@ -101,12 +101,10 @@ void Cancellation::forgetRequest() {
         finishRequest(ledger.standing->offer, "while it waited");
     }
     if (!ledger.running && !ledger.standing) {
-        HistoryLine line;
-        line.event = "cancelled";
-        line.outcome = base::Outcome::cancelled;
-        line.reasonCode = base::Reason::byOperator;
-        line.reason = "what was left of an earlier offer";
-        context_.events.record(line);
+        context_.events.record({.event = "cancelled",
+                                .outcome = base::Outcome::cancelled,
+                                .reasonCode = base::Reason::byOperator,
+                                .reason = "what was left of an earlier offer"});
     }
     forgetEverything();
 }

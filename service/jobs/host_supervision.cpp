@@ -24,9 +24,7 @@ void HostSupervision::start(std::vector<std::string> options) {
     if (const auto started = process_.start(std::move(options)); !started) {
         return ended_(started.error().text);
     }
-    HistoryLine line;
-    line.event = "host-started";
-    context_.events.record(line);
+    context_.events.record({.event = "host-started"});
 }
 
 void HostSupervision::startAgain() {

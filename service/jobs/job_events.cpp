@@ -36,19 +36,12 @@ void JobEvents::refuse(const Request &request, const guard::Refusal &refusal) {
 }
 
 HistoryLine JobEvents::lineOf(const std::string &event, const Request &request) {
-    HistoryLine line;
-    line.event = event;
-    line.ticket = request.ticket;
-    line.version = request.version;
-    return line;
+    return {.event = event, .ticket = request.ticket, .version = request.version};
 }
 
 HistoryLine JobEvents::lineOfNow(const std::string &event) const {
     const NodeStatus &status = board_.lastStatus();
-    Request now;
-    now.ticket = status.ticket;
-    now.version = status.version;
-    return lineOf(event, now);
+    return {.event = event, .ticket = status.ticket, .version = status.version};
 }
 
 } // namespace service

@@ -8,19 +8,16 @@
 namespace service {
 
 void OperatorCommands::commit(Answer answer) {
-    HistoryLine line;
-    line.event = "committed";
-    line.version = context_.deps.board.runningVersion();
-    line.reason = "bank " + context_.deps.board.activeBank() + ", by an operator";
-    begin({base::message({{"event", "commit"}}), std::move(line), std::move(answer)});
+    begin({base::message({{"event", "commit"}}),
+           {.event = "committed",
+            .version = context_.deps.board.runningVersion(),
+            .reason = "bank " + context_.deps.board.activeBank() + ", by an operator"},
+           std::move(answer)});
 }
 
 void OperatorCommands::forget(const std::string &version, Answer answer) {
-    HistoryLine line;
-    line.event = "forgotten";
-    line.version = version;
-    line.reason = "it may be offered again";
-    begin({base::message({{"event", "forget"}, {"version", version}}), std::move(line),
+    begin({base::message({{"event", "forget"}, {"version", version}}),
+           {.event = "forgotten", .version = version, .reason = "it may be offered again"},
            std::move(answer)});
 }
 

@@ -37,11 +37,9 @@ void StartUp::recordBoot() {
     if (context_.ledger().bootId == context_.deps.bootId || std::exchange(bootRecorded_, true)) {
         return;
     }
-    HistoryLine line;
-    line.event = "boot";
-    line.version = context_.deps.board.runningVersion();
-    line.reason = "bank " + context_.deps.board.activeBank();
-    context_.events.record(line);
+    context_.events.record({.event = "boot",
+                            .version = context_.deps.board.runningVersion(),
+                            .reason = "bank " + context_.deps.board.activeBank()});
 }
 
 void StartUp::takeUp(const cJSON &message, bool cancelled) {

@@ -20,14 +20,14 @@ namespace service {
 
 struct HistoryLine {
     std::uint64_t number = 0; // in the order of the events, also over restarts
-    std::string event;        // service-started, accepted, finished, ...
+    std::string event{};      // service-started, accepted, finished, ...
     std::uint64_t ticket = 0; // 0: of no request
-    std::string version;
-    std::string stage;
+    std::string version{};
+    std::string stage{};
     base::Outcome outcome = base::Outcome::done;
     base::Reason reasonCode = base::Reason::none; // none: the one that the outcome has as a rule
-    std::string reason;                           // the sentence
-    std::string next;                             // what follows
+    std::string reason{};                         // the sentence
+    std::string next{};                           // what follows
 };
 
 /*
