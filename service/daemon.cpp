@@ -79,14 +79,14 @@ void Daemon::loadBook(const TicketsTold &tickets) {
 
 // How the last request ended, and why the waiting one waits, is in the history alone.
 void Daemon::recallReasons() {
-    const std::optional<WaitingOffer> &standing = kept_.book.ledger().standing;
+    const std::optional<WaitingOffer> &waiting = kept_.book.ledger().waiting;
     for (const std::string &line : kept_.history.newest(History::kNewest)) {
         if (const auto end = base::endOfLine(line.c_str())) {
             board_.setLastEnd(*end);
         }
         const base::Told told = base::toldIn(line.c_str());
-        if (standing && told.event == base::kAttemptFailed &&
-            told.end.ticket == standing->offer.ticket) {
+        if (waiting && told.event == base::kAttemptFailed &&
+            told.end.ticket == waiting->offer.ticket) {
             board_.setWaitReason(told.end.reasonCode, told.end.reason);
         }
     }

@@ -37,7 +37,7 @@ void JobRunner::launchHost() {
     context_.state = JobState::startingUp;
     context_.observed = {};
     trial_.clear();
-    if (ledger.bootId != context_.deps.bootId && (ledger.running || ledger.standing)) {
+    if (ledger.bootId != context_.deps.bootId && (ledger.running || ledger.waiting)) {
         // What was activated before the boot is judged now.
         context_.deps.board.setStage("committing");
     }

@@ -177,14 +177,14 @@ void StatusBoard::refresh() {
     const Ledger &ledger = book_.ledger();
     status_.timers = leftOf(timers_.armed());
     status_.queued = static_cast<std::uint32_t>(ledger.queue.size());
-    status_.ticket = ledger.running    ? ledger.running->request.ticket
-                     : ledger.standing ? ledger.standing->offer.ticket
-                                       : 0;
+    status_.ticket = ledger.running   ? ledger.running->request.ticket
+                     : ledger.waiting ? ledger.waiting->offer.ticket
+                                      : 0;
     status_.version = ledger.running && !ledger.running->request.version.empty()
                           ? ledger.running->request.version
-                      : ledger.standing ? ledger.standing->offer.version
-                                        : "";
-    status_.deferred = ledger.standing && ledger.standing->deferred;
+                      : ledger.waiting ? ledger.waiting->offer.version
+                                       : "";
+    status_.deferred = ledger.waiting && ledger.waiting->deferred;
     status_.activationTime = AgentMemoryText(ledger.memory).namedTime();
     status_.stage = callStage_.empty() || callStage_ == "idle" ? restingStage() : callStage_;
     changed_();
@@ -196,13 +196,13 @@ std::string StatusBoard::restingStage() const {
         return kRebootOverdue;
     }
     // While the activating call is done again it may not be.
-    if ((ledger.standing && ledger.standing->activated) ||
+    if ((ledger.waiting && ledger.waiting->activated) ||
         (reboot_ == Reboot::due && !ledger.running)) {
         return "rebooting";
     }
     // A request between two stages, or between a crash and its redoing, is not over.
     const bool waits =
-        ledger.running || ledger.standing || !timers_.armed().empty() || !hostFailure_.text.empty();
+        ledger.running || ledger.waiting || !timers_.armed().empty() || !hostFailure_.text.empty();
     return waits ? "waiting" : "idle";
 }
 

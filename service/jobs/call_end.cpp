@@ -92,13 +92,13 @@ void CallEnd::finishTrigger(const Request &trigger, const AgentMemoryText &befor
     }
     // Of the last offer, whose ticket has ended: the agent takes it up once more.
     const bool wentOn =
-        go && !ledger.standing &&
+        go && !ledger.waiting &&
         (endsTheRequest(observed) || observed.wrote || observed.cause.reason != base::Reason::none);
     if (wentOn && !context_.awaitsTimer() && !ledger.rebootDue) {
         return finishByCall(trigger);
     }
     context_.events.finish(trigger, base::Outcome::done,
-                           {ledger.standing || wentOn || ledger.rebootDue
+                           {ledger.waiting || wentOn || ledger.rebootDue
                                 ? "the agent has the trigger"
                                 : "the agent has the trigger, and nothing waited for it"});
 }
@@ -116,7 +116,7 @@ void CallEnd::offerEnded(const Request &offer, const Running &ended) {
     supersedeWaiting(offer);
     const bool awaited = ended.activated || context_.awaitsTimer();
     if (awaited && !endsTheRequest(observed)) {
-        context_.ledger().standing =
+        context_.ledger().waiting =
             WaitingOffer{offer, ended.bank, ended.activated, false, ended.failedTrials};
         return recordFailedAttempt(offer);
     }
@@ -131,7 +131,7 @@ void CallEnd::passedOver(const Request &offer) {
         {"the half hour of an earlier offer ended with its trigger, and the agent still takes "
          "it for open",
          base::Reason::windowUsedUp});
-    const std::optional<WaitingOffer> &waiting = context_.ledger().standing;
+    const std::optional<WaitingOffer> &waiting = context_.ledger().waiting;
     if (waiting && !waiting->activated && !waiting->deferred && !context_.awaitsTimer()) {
         supersedeWaiting(offer);
     }
@@ -139,11 +139,11 @@ void CallEnd::passedOver(const Request &offer) {
 
 // A timer or the mobile app moved the waiting offer.
 void CallEnd::waitingGoesOn(const Running &ended, bool putOff) {
-    if (!context_.ledger().standing) {
+    if (!context_.ledger().waiting) {
         return;
     }
     const CallObserver &observed = context_.observed;
-    WaitingOffer &waiting = *context_.ledger().standing;
+    WaitingOffer &waiting = *context_.ledger().waiting;
     if (ended.activated) {
         waiting.activated = true;
         waiting.bank = ended.bank;
@@ -154,12 +154,12 @@ void CallEnd::waitingGoesOn(const Running &ended, bool putOff) {
         deferred_.putOff();
     } else {
         finishByCall(waiting.offer);
-        context_.ledger().standing.reset();
+        context_.ledger().waiting.reset();
     }
 }
 
 void CallEnd::supersedeWaiting(const Request &by) {
-    std::optional<WaitingOffer> &waiting = context_.ledger().standing;
+    std::optional<WaitingOffer> &waiting = context_.ledger().waiting;
     if (waiting) {
         context_.events.finish(waiting->offer, base::Outcome::superseded,
                                {"ticket " + std::to_string(by.ticket) + " took its place",

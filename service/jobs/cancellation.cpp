@@ -13,11 +13,11 @@ namespace service {
 bool Cancellation::runsOrWaits(std::uint64_t ticket) const {
     const Ledger &ledger = context_.ledger();
     if (ticket == 0) {
-        return ledger.running || ledger.standing || ledger.rebootDue || windowIsSpent(ledger) ||
+        return ledger.running || ledger.waiting || ledger.rebootDue || windowIsSpent(ledger) ||
                !context_.deps.timers.armed().empty();
     }
     return (ledger.running && ledger.running->request.ticket == ticket) ||
-           (ledger.standing && ledger.standing->offer.ticket == ticket);
+           (ledger.waiting && ledger.waiting->offer.ticket == ticket);
 }
 
 // What it is for has nothing to do with the waiting offer, which goes on.
@@ -35,7 +35,7 @@ bool Cancellation::hasBooted() const {
     const Ledger &ledger = context_.ledger();
     return context_.state == JobState::startingUp && ledger.bootId != context_.deps.bootId &&
            ((ledger.running && ledger.running->activated) ||
-            (ledger.standing && ledger.standing->activated));
+            (ledger.waiting && ledger.waiting->activated));
 }
 
 void Cancellation::cancel(std::uint64_t ticket, Answer answer) {
@@ -97,10 +97,10 @@ void Cancellation::forgetRequest() {
     if (ledger.running && ledger.running->request.kind != kTimer) {
         finishRequest(ledger.running->request, "while it ran");
     }
-    if (ledger.standing) {
-        finishRequest(ledger.standing->offer, "while it waited");
+    if (ledger.waiting) {
+        finishRequest(ledger.waiting->offer, "while it waited");
     }
-    if (!ledger.running && !ledger.standing) {
+    if (!ledger.running && !ledger.waiting) {
         context_.events.record({.event = "cancelled",
                                 .outcome = base::Outcome::cancelled,
                                 .reasonCode = base::Reason::byOperator,
@@ -112,7 +112,7 @@ void Cancellation::forgetRequest() {
 void Cancellation::forgetEverything() {
     Ledger &ledger = context_.ledger();
     ledger.running.reset();
-    ledger.standing.reset();
+    ledger.waiting.reset();
     ledger.timers.clear();
     // An activation time belongs to another request, which came to its end.
     AgentMemoryText memory(ledger.memory);

@@ -10,7 +10,7 @@
 namespace service {
 
 void DeferredOffer::putOff() {
-    WaitingOffer &waiting = *context_.ledger().standing;
+    WaitingOffer &waiting = *context_.ledger().waiting;
     waiting.deferred = true;
     record(waiting.offer);
     if (settingsChanged_) {
@@ -30,7 +30,7 @@ void DeferredOffer::record(const Request &offer) {
 
 // Of another offer the mark would be told, too.
 void DeferredOffer::callEnded(bool putOff) {
-    const std::optional<WaitingOffer> &waiting = context_.ledger().standing;
+    const std::optional<WaitingOffer> &waiting = context_.ledger().waiting;
     takeMarkBack_ = takeMarkBack_ || (putOff && !(waiting && waiting->deferred));
 }
 
@@ -38,10 +38,10 @@ void DeferredOffer::settingsChanged() {
     settingsChanged_ = true;
     Ledger &ledger = context_.ledger();
     const NodeStatus &status = context_.status();
-    if (!ledger.standing || !ledger.standing->deferred || !wouldGoOn(status)) {
+    if (!ledger.waiting || !ledger.waiting->deferred || !wouldGoOn(status)) {
         return;
     }
-    WaitingOffer &waiting = *ledger.standing;
+    WaitingOffer &waiting = *ledger.waiting;
     context_.events.record("taken-up", waiting.offer, "what it was put off for is over");
     waiting.deferred = false;
     // The expiry that the agent put off comes again: it downloads, or activates what was

@@ -11,7 +11,7 @@ namespace service {
 Judge JobContext::judge() const { return judgeNow(deps.config, status()); }
 
 bool JobContext::awaitsReboot() const {
-    return ledger().rebootDue || (ledger().standing && ledger().standing->activated);
+    return ledger().rebootDue || (ledger().waiting && ledger().waiting->activated);
 }
 
 bool JobContext::awaitsTimer() const {
@@ -22,8 +22,8 @@ bool JobContext::awaitsTimer() const {
 }
 
 const Request *JobContext::currentOffer() const {
-    if (ledger().standing) {
-        return &ledger().standing->offer;
+    if (ledger().waiting) {
+        return &ledger().waiting->offer;
     }
     return ledger().running && ledger().running->request.kind == kNewImage
                ? &ledger().running->request
@@ -41,7 +41,7 @@ Request JobContext::expiryOf(const std::string &timer) const {
 }
 
 bool JobContext::waitsUntouchedBy(const Request &request) const {
-    const std::optional<WaitingOffer> &waiting = ledger().standing;
+    const std::optional<WaitingOffer> &waiting = ledger().waiting;
     return waiting && !waiting->activated && !waiting->deferred &&
            waiting->offer.version != request.version &&
            passiveVersion(status()) == waiting->offer.version && awaitsTimer();

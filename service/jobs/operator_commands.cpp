@@ -69,7 +69,7 @@ void OperatorCommands::finish(const base::Result<void> &done) {
 
 // The node counts the failed trials of the version from nothing again.
 void OperatorCommands::forgetFailedTrials(const std::string &version) {
-    std::optional<WaitingOffer> &waiting = context_.ledger().standing;
+    std::optional<WaitingOffer> &waiting = context_.ledger().waiting;
     if (waiting && waiting->offer.version == version && waiting->failedTrials != 0) {
         waiting->failedTrials = 0;
         context_.deps.book.save();

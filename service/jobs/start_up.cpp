@@ -141,8 +141,8 @@ void StartUp::goOn() {
         recordTakenUp(ledger.running->request);
         return callbacks_.begin(*ledger.running);
     }
-    if (std::exchange(waitingIsNew_, false) && ledger.standing) {
-        context_.events.record("taken-up", ledger.standing->offer, "it waits on");
+    if (std::exchange(waitingIsNew_, false) && ledger.waiting) {
+        context_.events.record("taken-up", ledger.waiting->offer, "it waits on");
     }
     if (context_.awaitsReboot()) {
         parts_.reboot.await();

@@ -104,13 +104,13 @@ std::string nowWords(const NodeStatus &status, const Ledger &ledger, const Expla
     if (ledger.running) {
         return workOfNow(status, *ledger.running);
     }
-    if (ledger.standing && ledger.standing->activated) {
+    if (ledger.waiting && ledger.waiting->activated) {
         return subject(status) + " is activated; it runs after the next reboot.";
     }
     if (status.deferred) {
         return subject(status) + " is put off: " + whyPutOff(status) + ".";
     }
-    if (!status.timers.empty() || ledger.standing) {
+    if (!status.timers.empty() || ledger.waiting) {
         return subject(status) + " waits.";
     }
     return idleWords(status, ledger);

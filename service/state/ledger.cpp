@@ -85,7 +85,7 @@ static constexpr auto fieldsOf(const Ledger * /*of*/) {
         Field{"nextTicket", &Ledger::nextTicket, {.least = 1, .most = base::kMostWhole}},
         Field{"queue", &Ledger::queue, {.most = Ledger::kMaxQueue + Ledger::kSpare}},
         Field{"running", &Ledger::running},
-        Field{"standing", &Ledger::standing},
+        Field{"standing", &Ledger::waiting},
         Field{"timers", &Ledger::timers, {.most = Ledger::kMaxTimers}},
         Field{"memory", &Ledger::memory, kMemory},
         Field{"failedDownloads", &Ledger::failedDownloads, kFailedDownloads},
@@ -101,7 +101,7 @@ bool ticketsAreGivenOut(const Ledger &ledger) {
     const auto is = [&](const Request &request) { return request.ticket < ledger.nextTicket; };
     return std::all_of(ledger.queue.begin(), ledger.queue.end(), is) &&
            (!ledger.running || is(ledger.running->request)) &&
-           (!ledger.standing || is(ledger.standing->offer));
+           (!ledger.waiting || is(ledger.waiting->offer));
 }
 
 } // namespace

@@ -78,7 +78,7 @@ struct Ledger {
     std::uint64_t nextTicket = 1;
     std::deque<Request> queue;
     std::optional<Running> running;
-    std::optional<WaitingOffer> standing;
+    std::optional<WaitingOffer> waiting;
     std::vector<ArmedTimer> timers;
     std::string memory;      // of the agent, JSON text of an object, or empty
     int failedDownloads = 0; // in a row; the agent's own count ends with its process

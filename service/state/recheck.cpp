@@ -27,7 +27,7 @@ class Recheck {
           times_(checkRememberedTimes(plan.memory, ofAnyMac_)) {}
 
     void run() {
-        judgeStanding();
+        judgeWaiting();
         judgeRedo();
         judgeTimers();
         if (image_ || times_ || plan_.takeBack) {
@@ -48,21 +48,21 @@ class Recheck {
     }
 
     // Its timers work with what the agent remembers.
-    void judgeStanding() {
-        if (!plan_.standing) {
+    void judgeWaiting() {
+        if (!plan_.waiting) {
             return;
         }
         Request anew;
-        ended_ = checkAgain(plan_.standing->offer, ofAnyMac_, anew);
+        ended_ = checkAgain(plan_.waiting->offer, ofAnyMac_, anew);
         if (!ended_) {
             ended_ = memory();
         }
         if (ended_) {
-            finish(plan_.standing->offer, *ended_);
-            plan_.standing.reset();
+            finish(plan_.waiting->offer, *ended_);
+            plan_.waiting.reset();
             plan_.takeBack = true;
         } else {
-            plan_.standing->offer = anew;
+            plan_.waiting->offer = anew;
         }
     }
 
@@ -71,10 +71,10 @@ class Recheck {
             return;
         }
         const Request &request = plan_.redo->request;
-        const bool ofTheStanding = request.kind == kTimer || request.kind == kMobileTrigger;
+        const bool ofTheWaitingOffer = request.kind == kTimer || request.kind == kMobileTrigger;
         Request anew;
         std::optional<Refusal> refusal = checkAgain(request, judge_, anew);
-        if (!refusal && ofTheStanding) {
+        if (!refusal && ofTheWaitingOffer) {
             refusal = ended_ ? ended_ : memory();
         }
         if (!refusal) {

@@ -24,13 +24,13 @@ class Planner {
         : facts_(facts), otherBoot_(ledger.bootId != facts.bootId), running_(ledger.running),
           timers_(ledger.timers), memory_(ledger.memory) {
         plan_.commitCheck = otherBoot_;
-        plan_.standing = ledger.standing;
+        plan_.waiting = ledger.waiting;
         plan_.queue = ledger.queue;
         plan_.failedDownloads = ledger.failedDownloads;
     }
 
     ResumePlan plan() {
-        const Subject subject = findSubject(running_, plan_.standing, facts_, otherBoot_);
+        const Subject subject = findSubject(running_, plan_.waiting, facts_, otherBoot_);
         if (subject.fate != Fate::untouched) {
             decide(subject);
         }
@@ -51,11 +51,11 @@ class Planner {
         plan_.finished.push_back({request, outcome, sentence, cause});
     }
 
-    void supersedeStanding() {
-        if (plan_.standing) {
-            finish(plan_.standing->offer, Outcome::superseded, "a later offer was activated",
+    void supersedeWaiting() {
+        if (plan_.waiting) {
+            finish(plan_.waiting->offer, Outcome::superseded, "a later offer was activated",
                    base::Reason::laterRequest);
-            plan_.standing.reset();
+            plan_.waiting.reset();
         }
     }
 
@@ -82,16 +82,16 @@ class Planner {
         }
         const bool ofRunning = subject.holder == Holder::running;
         if (ofRunning && running_->request.kind == kNewImage) {
-            supersedeStanding();
+            supersedeWaiting();
         }
-        if (running_ && running_->request.kind == kMobileTrigger && plan_.standing) {
+        if (running_ && running_->request.kind == kMobileTrigger && plan_.waiting) {
             finish(running_->request, Outcome::done, "the image that it asked for was activated");
             running_.reset();
         }
         if (ofRunning) {
             running_.reset();
         }
-        plan_.standing.reset();
+        plan_.waiting.reset();
         dropTimers();
         if (subject.fate != Fate::passedOver && subject.fate != Fate::failedTrial) {
             dropArrivalOffers();
@@ -144,12 +144,12 @@ class Planner {
     // Its work is done: the next boot takes the bank, whenever it comes.
     void restOnActivation(const Running &broken) {
         if (broken.request.kind == kNewImage) {
-            supersedeStanding();
-            plan_.standing =
+            supersedeWaiting();
+            plan_.waiting =
                 WaitingOffer{broken.request, broken.bank, true, false, broken.failedTrials};
-        } else if (plan_.standing) {
-            plan_.standing->bank = broken.bank;
-            plan_.standing->activated = true;
+        } else if (plan_.waiting) {
+            plan_.waiting->bank = broken.bank;
+            plan_.waiting->activated = true;
         }
         if (broken.request.kind == kMobileTrigger) {
             finish(broken.request, Outcome::done, "the image that it asked for is activated");
@@ -161,10 +161,10 @@ class Planner {
             broken.crashes >= kMaxCrashes
                 ? "the host process ended " + std::to_string(broken.crashes) + " times in it"
                 : "it broke off " + std::to_string(broken.starts) + " times";
-        if (isTimer(broken.request) && plan_.standing) {
+        if (isTimer(broken.request) && plan_.waiting) {
             // The timer was the offer's only way on.
-            finish(plan_.standing->offer, Outcome::hostCrashed, reason, base::Reason::hostCrashed);
-            plan_.standing.reset();
+            finish(plan_.waiting->offer, Outcome::hostCrashed, reason, base::Reason::hostCrashed);
+            plan_.waiting.reset();
             dropTimers();
         } else {
             finish(broken.request, Outcome::hostCrashed, reason, base::Reason::hostCrashed);
@@ -183,7 +183,7 @@ class Planner {
     bool isStuck() const {
         const bool redoMoves = plan_.redo && (isTimer(plan_.redo->request) ||
                                               plan_.redo->request.kind == kMobileTrigger);
-        return !plan_.standing->activated && !plan_.standing->deferred && timers_.empty() &&
+        return !plan_.waiting->activated && !plan_.waiting->deferred && timers_.empty() &&
                !redoMoves && std::none_of(plan_.queue.begin(), plan_.queue.end(), isTimer);
     }
 
@@ -192,26 +192,26 @@ class Planner {
         const bool window =
             std::any_of(timers_.begin(), timers_.end(),
                         [](const ArmedTimer &armed) { return armed.name == TIMER_DOWNLOAD_START; });
-        return otherBoot_ && !plan_.standing->activated && (plan_.standing->deferred || window);
+        return otherBoot_ && !plan_.waiting->activated && (plan_.waiting->deferred || window);
     }
 
     // The waiting offer goes to the agent anew, ahead of what came after it.
     void offerAgain() {
-        if (!plan_.standing || !(isStuck() || bootUndidIt())) {
+        if (!plan_.waiting || !(isStuck() || bootUndidIt())) {
             return;
         }
         if (plan_.redo && !isTimer(plan_.redo->request)) {
             plan_.queue.push_front(plan_.redo->request);
         }
-        plan_.redo = Running{.request = plan_.standing->offer,
+        plan_.redo = Running{.request = plan_.waiting->offer,
                              .starts = 1,
                              .crashes = 0,
                              .bank = facts_.activeBank,
                              .activated = false,
-                             .failedTrials = plan_.standing->failedTrials,
-                             .held = facts_.passiveVersion == plan_.standing->offer.version};
+                             .failedTrials = plan_.waiting->failedTrials,
+                             .held = facts_.passiveVersion == plan_.waiting->offer.version};
         plan_.beginAnew = false;
-        plan_.standing.reset();
+        plan_.waiting.reset();
         std::erase_if(timers_,
                       [](const ArmedTimer &armed) { return armed.name == TIMER_DOWNLOAD_START; });
         mended_ = true;
@@ -261,7 +261,7 @@ class Planner {
     }
 
     void setMemory() {
-        const bool waits = plan_.redo || plan_.standing || !timers_.empty() ||
+        const bool waits = plan_.redo || plan_.waiting || !timers_.empty() ||
                            std::any_of(plan_.queue.begin(), plan_.queue.end(), isTimer);
         if ((otherBoot_ || fresh_) && !waits) {
             plan_.failedDownloads = 0;
@@ -296,7 +296,7 @@ std::vector<std::string> hostOptions(const Ledger &ledger, const std::string &bo
         return {"--no-commit-check"};
     }
     std::vector<std::string> options;
-    for (const Awaited &one : awaitedCommits(ledger.running, ledger.standing)) {
+    for (const Awaited &one : awaitedCommits(ledger.running, ledger.waiting)) {
         options.insert(options.end(), {"--activated", one.bank + ":" + one.version});
     }
     return options;
@@ -307,7 +307,7 @@ Ledger resumed(const Ledger &ledger, const ResumePlan &takeUp, const BootFacts &
     now.bootId = facts.bootId;
     now.queue = takeUp.queue;
     now.running = takeUp.redo;
-    now.standing = takeUp.standing;
+    now.waiting = takeUp.waiting;
     now.timers = takeUp.timers;
     now.memory = takeUp.memory;
     now.failedDownloads = takeUp.failedDownloads;

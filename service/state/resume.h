@@ -70,7 +70,7 @@ struct ResumePlan {
     std::vector<ArmedTimer> timers; // with their ends on this boot's clock
     std::optional<Running> redo;    // its starts count this one
     bool beginAnew = false;         // behind the restore: what the redo has written is given up
-    std::optional<WaitingOffer> standing;
+    std::optional<WaitingOffer> waiting;
     std::deque<Request> queue; // in place of the ledger's
 };
 

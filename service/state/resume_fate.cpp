@@ -55,23 +55,23 @@ Fate fateOf(const Candidate &candidate, const BootFacts &facts, bool otherBoot) 
 }
 
 // What the call works for: itself, or the offer whose timer ran out or that the app triggered.
-const Request &offerOf(const Running &running, const std::optional<WaitingOffer> &standing) {
-    return running.request.kind == kNewImage || !standing ? running.request : standing->offer;
+const Request &offerOf(const Running &running, const std::optional<WaitingOffer> &waiting) {
+    return running.request.kind == kNewImage || !waiting ? running.request : waiting->offer;
 }
 
 std::vector<Candidate> candidatesOf(const std::optional<Running> &running,
-                                    const std::optional<WaitingOffer> &standing) {
+                                    const std::optional<WaitingOffer> &waiting) {
     std::vector<Candidate> candidates;
     // A new activation time activates nothing.
     if (running && running->request.kind != kActivationTime) {
-        const bool ofStanding = running->request.kind != kNewImage && standing;
-        candidates.push_back({Holder::running, offerOf(*running, standing), running->bank,
+        const bool ofTheWaitingOffer = running->request.kind != kNewImage && waiting;
+        candidates.push_back({Holder::running, offerOf(*running, waiting), running->bank,
                               running->activated,
-                              ofStanding ? standing->failedTrials : running->failedTrials});
+                              ofTheWaitingOffer ? waiting->failedTrials : running->failedTrials});
     }
-    if (standing) {
-        candidates.push_back({Holder::standing, standing->offer, standing->bank,
-                              standing->activated, standing->failedTrials});
+    if (waiting) {
+        candidates.push_back({Holder::waiting, waiting->offer, waiting->bank, waiting->activated,
+                              waiting->failedTrials});
     }
     return candidates;
 }
@@ -88,9 +88,9 @@ bool activatesOnArrival(const Request &request) {
 }
 
 std::vector<Awaited> awaitedCommits(const std::optional<Running> &running,
-                                    const std::optional<WaitingOffer> &standing) {
+                                    const std::optional<WaitingOffer> &waiting) {
     std::vector<Awaited> awaited;
-    for (const Candidate &candidate : candidatesOf(running, standing)) {
+    for (const Candidate &candidate : candidatesOf(running, waiting)) {
         if (!candidate.bank.empty() && !candidate.offer.version.empty() &&
             !activatesOnArrival(candidate.offer)) {
             awaited.push_back({candidate.bank, candidate.offer.version});
@@ -100,9 +100,9 @@ std::vector<Awaited> awaitedCommits(const std::optional<Running> &running,
 }
 
 Subject findSubject(const std::optional<Running> &running,
-                    const std::optional<WaitingOffer> &standing, const BootFacts &facts,
+                    const std::optional<WaitingOffer> &waiting, const BootFacts &facts,
                     bool otherBoot) {
-    const std::vector<Candidate> candidates = candidatesOf(running, standing);
+    const std::vector<Candidate> candidates = candidatesOf(running, waiting);
     Subject subject;
     // What was noted as activated goes before what only may have been.
     for (const bool noted : {true, false}) {

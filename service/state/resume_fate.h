@@ -18,7 +18,7 @@ enum class Fate {
     unknown      // activated and booted since, but no one knows from which bank
 };
 
-enum class Holder { nobody, running, standing };
+enum class Holder { nobody, running, waiting };
 
 /* What an activation belongs to. */
 struct Subject {
@@ -37,7 +37,7 @@ struct Awaited {
 
 /* Those that the call, or the waiting offer, may have made; policy 3 reports no commit. */
 std::vector<Awaited> awaitedCommits(const std::optional<Running> &running,
-                                    const std::optional<WaitingOffer> &standing);
+                                    const std::optional<WaitingOffer> &waiting);
 
 /* How often a version failed its trial, of those that the node remembers. */
 int failedTrialsOf(const std::string &version, const std::vector<FailedTrial> &failedVersions);
@@ -46,7 +46,7 @@ int failedTrialsOf(const std::string &version, const std::vector<FailedTrial> &f
 bool activatesOnArrival(const Request &request);
 
 Subject findSubject(const std::optional<Running> &running,
-                    const std::optional<WaitingOffer> &standing, const BootFacts &facts,
+                    const std::optional<WaitingOffer> &waiting, const BootFacts &facts,
                     bool otherBoot);
 
 /* Of a subject whose fate is not untouched, where the commit check says nothing. */

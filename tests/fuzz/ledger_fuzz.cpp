@@ -50,8 +50,8 @@ void checkTakeUp(const Ledger &ledger, const service::BootFacts &facts, std::str
     if (plan.redo) {
         checkRequest(plan.redo->request, input);
     }
-    if (plan.standing) {
-        checkRequest(plan.standing->offer, input);
+    if (plan.waiting) {
+        checkRequest(plan.waiting->offer, input);
     }
     for (const service::ArmedTimer &timer : plan.timers) {
         promise(service::isTimerOfTheAgent(timer.name), "a timer that is armed is the agent's",
@@ -106,7 +106,7 @@ void tryInside(std::string_view text) {
     base::add(event.get(), "config", base::printLibConfig({}));
     ledger.running->request = {5, service::kNewImage, base::printed(event.get()), "4QZ2", 0};
     tryLedger(service::printLedger(ledger));
-    ledger.standing = service::WaitingOffer{ledger.running->request, "a", false, false, 0};
+    ledger.waiting = service::WaitingOffer{ledger.running->request, "a", false, false, 0};
     ledger.running.reset();
     ledger.memory = std::string(text);
     ledger.timers = {{std::string(text.substr(0, 31)), 60, 560'000, 1'699'999'000, 1'700'000'060}};

@@ -92,9 +92,9 @@ TEST_F(Book, of_an_earlier_release_is_taken_over) {
     ASSERT_TRUE(succeeds(book.load(), whatIsWrong_)) << whatIsWrong_;
     const Ledger &ledger = book.ledger();
     EXPECT_EQ(ledger.nextTicket, 9U);
-    ASSERT_TRUE(ledger.standing);
-    EXPECT_EQ(ledger.standing->offer.version, "4QZ-2.0.0");
-    EXPECT_EQ(ledger.standing->failedTrials, 0);
+    ASSERT_TRUE(ledger.waiting);
+    EXPECT_EQ(ledger.waiting->offer.version, "4QZ-2.0.0");
+    EXPECT_EQ(ledger.waiting->failedTrials, 0);
     ASSERT_TRUE(ledger.running);
     EXPECT_EQ(ledger.running->request.kind, kActivationTime);
     ASSERT_EQ(ledger.timers.size(), 1U);

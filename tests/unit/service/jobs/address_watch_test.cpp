@@ -58,7 +58,7 @@ TEST_F(RequestsByAddress, that_were_kept_wait_for_the_address_that_they_name) {
     Ledger ledger;
     ledger.bootId = "boot-1";
     ledger.nextTicket = 9;
-    ledger.standing = WaitingOffer{offerRequest(6), "a", false, false};
+    ledger.waiting = WaitingOffer{offerRequest(6), "a", false, false};
     ledger.timers = {{"downloadRetryTimer", 1, 0, 0, 1}};
     ledger.queue = {offerRequest(7), mobileTriggerRequest(1)};
     ledger.queue[1].ticket = 8;

@@ -83,9 +83,9 @@ TEST_F(Outcomes, of_an_offer_with_a_timer_is_open_and_the_offer_waits) {
     EXPECT_EQ(calls().status().ticket, ticket);
     EXPECT_EQ(calls().status().version, kNew);
     const Ledger now = kept();
-    ASSERT_TRUE(now.standing);
-    EXPECT_EQ(now.standing->offer.ticket, ticket);
-    EXPECT_FALSE(now.standing->activated);
+    ASSERT_TRUE(now.waiting);
+    EXPECT_EQ(now.waiting->offer.ticket, ticket);
+    EXPECT_FALSE(now.waiting->activated);
     ASSERT_EQ(now.timers.size(), 1U);
     EXPECT_EQ(now.timers[0].name, "rebootTimer");
     EXPECT_EQ(now.memory, R"({"after":"new-image","turn":0})");
@@ -95,7 +95,7 @@ TEST_F(Outcomes, by_a_word_that_ends_the_offer_do_not_wait_for_its_timers) {
     const std::uint64_t ticket =
         offerThat({startTimer("rebootTimer", kLong), report("OTA_RECONNECT_BUE")});
     EXPECT_THAT(codesOf(ticket), ElementsAre(codeOf(Outcome::downloadGaveUp)));
-    EXPECT_FALSE(kept().standing);
+    EXPECT_FALSE(kept().waiting);
 }
 
 TEST_F(Outcomes, of_an_activated_offer_are_open_until_the_reboot) {
@@ -105,9 +105,9 @@ TEST_F(Outcomes, of_an_activated_offer_are_open_until_the_reboot) {
     EXPECT_THAT(codesOf(ticket), IsEmpty());
     EXPECT_EQ(calls().status().stage, "rebooting");
     const Ledger now = kept();
-    ASSERT_TRUE(now.standing);
-    EXPECT_TRUE(now.standing->activated);
-    EXPECT_EQ(now.standing->bank, "a");
+    ASSERT_TRUE(now.waiting);
+    EXPECT_TRUE(now.waiting->activated);
+    EXPECT_EQ(now.waiting->bank, "a");
 }
 
 TEST_F(Outcomes, of_an_offer_are_decided_by_the_call_of_its_timer) {
@@ -126,7 +126,7 @@ TEST_F(Outcomes, of_an_offer_stay_open_while_each_timer_starts_another) {
     host_.on("timer", {stage("activating"), stage("rebooting")});
     const std::uint64_t ticket = offerThat({startTimer("downloadStartTimer", 0)});
     ASSERT_TRUE(turnUntil([&] { return host_.count("timer") == 3 && !kept().running; }));
-    ASSERT_TRUE(turnUntil([&] { return kept().standing && kept().standing->activated; }));
+    ASSERT_TRUE(turnUntil([&] { return kept().waiting && kept().waiting->activated; }));
     EXPECT_THAT(codesOf(ticket), IsEmpty());
     EXPECT_EQ(calls().status().stage, "rebooting");
 }

@@ -24,7 +24,7 @@ class TheOfferThatWaits : public DaemonTest {
         ledger.bootId = "boot-1";
         ledger.nextTicket = kWaiting + 1;
         ledger.memory = memory;
-        ledger.standing = WaitingOffer{offerRequest(kWaiting), "a", false, false};
+        ledger.waiting = WaitingOffer{offerRequest(kWaiting), "a", false, false};
         ledger.timers = {{"rebootTimer", kLong, bootNowMs() + 1000 * kLong, 0, 1}};
         keep(ledger);
         startUp();
@@ -36,8 +36,8 @@ class TheOfferThatWaits : public DaemonTest {
         EXPECT_THAT(codesOf(kWaiting), IsEmpty());
         ASSERT_TRUE(turnUntil([&] { return !kept().running; }));
         const Ledger now = kept();
-        ASSERT_TRUE(now.standing);
-        EXPECT_EQ(now.standing->offer.ticket, kWaiting);
+        ASSERT_TRUE(now.waiting);
+        EXPECT_EQ(now.waiting->offer.ticket, kWaiting);
         ASSERT_EQ(now.timers.size(), 1U);
         EXPECT_EQ(now.timers[0].name, "rebootTimer");
         EXPECT_EQ(calls().status().ticket, kWaiting);
@@ -75,8 +75,8 @@ TEST_F(TheOfferThatWaits, gives_way_to_one_that_waits_itself) {
     const std::uint64_t next = ticketOf(offer(1, kOther));
     ASSERT_TRUE(turnUntil([&] { return finished(kWaiting); }));
     EXPECT_THAT(codesOf(kWaiting), ElementsAre(codeOf(Outcome::superseded)));
-    ASSERT_TRUE(turnUntil([&] { return kept().standing.has_value() && !kept().running; }));
-    EXPECT_EQ(kept().standing->offer.ticket, next);
+    ASSERT_TRUE(turnUntil([&] { return kept().waiting.has_value() && !kept().running; }));
+    EXPECT_EQ(kept().waiting->offer.ticket, next);
 }
 
 TEST_F(TheOfferThatWaits, gives_way_to_the_same_image) {
@@ -85,8 +85,7 @@ TEST_F(TheOfferThatWaits, gives_way_to_the_same_image) {
     const std::uint64_t next = ticketOf(offer(0, kNew));
     ASSERT_TRUE(turnUntil([&] { return finished(kWaiting); }));
     EXPECT_THAT(codesOf(kWaiting), ElementsAre(codeOf(Outcome::superseded)));
-    EXPECT_TRUE(
-        turnUntil([&] { return kept().standing && kept().standing->offer.ticket == next; }));
+    EXPECT_TRUE(turnUntil([&] { return kept().waiting && kept().waiting->offer.ticket == next; }));
 }
 
 TEST_F(TheOfferThatWaits, is_over_where_its_image_is) {

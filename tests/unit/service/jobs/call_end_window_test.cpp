@@ -27,12 +27,12 @@ class AWindowThatIsUsedUp : public DaemonTest {
     }
 
     // An offer of ticket 7 waits for this timer.
-    void keepStanding(const ArmedTimer &timer) const {
+    void keepWaiting(const ArmedTimer &timer) const {
         Ledger ledger;
         ledger.bootId = "boot-1";
         ledger.nextTicket = 8;
         ledger.memory = R"({"g_dwldStartTimer":1})";
-        ledger.standing = WaitingOffer{offerRequest(7), "a", false, false};
+        ledger.waiting = WaitingOffer{offerRequest(7), "a", false, false};
         ledger.timers = {timer};
         keep(ledger);
     }
@@ -58,7 +58,7 @@ TEST_F(AWindowThatIsUsedUp, by_its_trigger_is_told_of_each_offer_that_is_passed_
 
 // The agent took the trigger, and what came of it waits for its time of day.
 TEST_F(AWindowThatIsUsedUp, by_its_trigger_leaves_an_image_waiting_whatever_is_passed_over) {
-    keepStanding({"rebootTimer", kLong, bootNowMs() + 1000 * kLong, 0, 1});
+    keepWaiting({"rebootTimer", kLong, bootNowMs() + 1000 * kLong, 0, 1});
     host_.on("new-image", {passOver(kTriggered)});
     startUp();
     const std::uint64_t second = ticketOf(offer(0, kOther));
@@ -66,8 +66,8 @@ TEST_F(AWindowThatIsUsedUp, by_its_trigger_leaves_an_image_waiting_whatever_is_p
     EXPECT_THAT(codesOf(second), ElementsAre(kSpent));
     EXPECT_THAT(codesOf(7), IsEmpty());
     ASSERT_TRUE(turnUntil([&] { return !kept().running; }));
-    ASSERT_TRUE(kept().standing);
-    EXPECT_EQ(kept().standing->offer.ticket, 7U);
+    ASSERT_TRUE(kept().waiting);
+    EXPECT_EQ(kept().waiting->offer.ticket, 7U);
     EXPECT_EQ(calls().status().ticket, 7U);
     // What is told as the way out is one.
     const ReplyRef cancelled = cancel(7);
@@ -77,7 +77,7 @@ TEST_F(AWindowThatIsUsedUp, by_its_trigger_leaves_an_image_waiting_whatever_is_p
 }
 
 TEST_F(AWindowThatIsUsedUp, by_its_trigger_is_no_end_of_an_offer_that_is_not_passed_over) {
-    keepStanding({"rebootTimer", kLong, bootNowMs() + 1000 * kLong, 0, 1});
+    keepWaiting({"rebootTimer", kLong, bootNowMs() + 1000 * kLong, 0, 1});
     host_.on("new-image", {report("NO_OTA_SW_UPGRADE"), passOver(kTriggered)});
     startUp();
     const std::uint64_t second = ticketOf(offer(0, kOther));
@@ -87,14 +87,14 @@ TEST_F(AWindowThatIsUsedUp, by_its_trigger_is_no_end_of_an_offer_that_is_not_pas
 
 // The agent stops a pending download before it passes an offer over.
 TEST_F(AWindowThatIsUsedUp, by_its_trigger_ends_a_pending_download_with_the_offer_after_it) {
-    keepStanding({"downloadRetryTimer", kLong, bootNowMs() + 1000 * kLong, 0, 1});
+    keepWaiting({"downloadRetryTimer", kLong, bootNowMs() + 1000 * kLong, 0, 1});
     host_.on("new-image", {stopTimer("downloadRetryTimer"), passOver(kTriggered)});
     startUp();
     const std::uint64_t second = ticketOf(offer(0, kOther));
     ASSERT_TRUE(turnUntil([&] { return finished(second); }));
     EXPECT_THAT(codesOf(second), ElementsAre(kSpent));
     EXPECT_THAT(codesOf(7), ElementsAre(base::rowOf(Outcome::superseded).code));
-    EXPECT_TRUE(turnUntil([&] { return !kept().standing && !kept().running; }));
+    EXPECT_TRUE(turnUntil([&] { return !kept().waiting && !kept().running; }));
 }
 
 TEST_F(AWindowThatIsUsedUp, by_its_trigger_is_over_with_a_cancel) {

@@ -26,7 +26,7 @@ class Cancel : public DaemonTest {
 
     std::uint64_t offerThatStands() {
         const std::uint64_t ticket = offerAndBeBusy({startTimer("rebootTimer", kLong)});
-        EXPECT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
+        EXPECT_TRUE(turnUntil([&] { return kept().waiting.has_value(); }));
         return ticket;
     }
 
@@ -35,7 +35,7 @@ class Cancel : public DaemonTest {
         ledger.bootId = "boot-1";
         ledger.nextTicket = 8;
         ledger.memory = R"({"after":"new-image"})";
-        ledger.standing = WaitingOffer{offerRequest(7), "a", false, false};
+        ledger.waiting = WaitingOffer{offerRequest(7), "a", false, false};
         const ArmedTimer timer{"rebootTimer", kLong, bootNowMs() + kLong * 1000, 0, 0};
         ledger.timers = {timer};
         return ledger;
@@ -49,7 +49,7 @@ class Cancel : public DaemonTest {
         EXPECT_THAT(calls().status().timers, IsEmpty());
         const Ledger now = kept();
         EXPECT_FALSE(now.running);
-        EXPECT_FALSE(now.standing);
+        EXPECT_FALSE(now.waiting);
         EXPECT_THAT(now.timers, IsEmpty());
         EXPECT_THAT(now.memory, Not(HasSubstr("new-image"))) << "the agent's as it starts";
         const std::size_t before = host_.count("new-image");
@@ -129,7 +129,7 @@ TEST_F(Cancel, while_the_host_starts_up_does_not_wait_for_the_start) {
 
 TEST_F(Cancel, of_what_was_activated_comes_too_late_behind_the_boot) {
     Ledger ledger = withAnOfferThatWaits();
-    ledger.standing->activated = true;
+    ledger.waiting->activated = true;
     ledger.timers.clear();
     keep(ledger);
     runFrom(node::Bank::b, kNew);
@@ -199,7 +199,7 @@ TEST_F(Cancel, of_a_request_in_the_queue_takes_only_that_out) {
 TEST_F(Cancel, of_whatever_waits_takes_the_first_of_the_queue_where_nothing_runs) {
     keep(withAnOfferThatWaits());
     Ledger ledger = kept();
-    ledger.standing.reset();
+    ledger.waiting.reset();
     ledger.timers.clear();
     ledger.queue = {offerRequest(7)};
     keep(ledger);
@@ -288,7 +288,7 @@ TEST_F(Cancel, is_answered_where_the_host_cannot_be_started) {
     turnWhileBusy();
     expectCancelled(cancel(7), 7);
     EXPECT_THAT(codesOf(7), ElementsAre(kCancelled));
-    ASSERT_TRUE(turnUntil([&] { return !kept().standing; }));
+    ASSERT_TRUE(turnUntil([&] { return !kept().waiting; }));
 }
 
 } // namespace

@@ -26,7 +26,7 @@ class AnOfferThatIsPutOff : public DaemonTest {
         host_.on("timer", {doneWith(kPutOff)});
         startUp();
         const std::uint64_t ticket = ticketOf(offer());
-        EXPECT_TRUE(turnUntil([&] { return kept().standing && kept().standing->deferred; }));
+        EXPECT_TRUE(turnUntil([&] { return kept().waiting && kept().waiting->deferred; }));
         return ticket;
     }
 };
@@ -125,7 +125,7 @@ TEST_F(AnOfferThatIsPutOff, leaves_no_mark_on_the_one_behind_it) {
     host_.on("timer", {doneWith(kPutOff)});
     startUp();
     const std::uint64_t first = ticketOf(offer());
-    ASSERT_TRUE(turnUntil([&] { return kept().standing && kept().standing->deferred; }));
+    ASSERT_TRUE(turnUntil([&] { return kept().waiting && kept().waiting->deferred; }));
     const std::uint64_t second = ticketOf(offer(2, kOther));
     ASSERT_TRUE(turnUntil([&] { return finished(second); }));
     EXPECT_THAT(codesOf(first), ElementsAre(base::rowOf(Outcome::superseded).code));

@@ -25,7 +25,7 @@ class ASeriesOfDownloads : public DaemonTest {
         ledger.bootId = "boot-1";
         ledger.nextTicket = 8;
         ledger.memory = R"({"g_dwldRetryTimer":1})";
-        ledger.standing = WaitingOffer{offerRequest(7), "a", false, false};
+        ledger.waiting = WaitingOffer{offerRequest(7), "a", false, false};
         ledger.timers = {{kRetry, kLaterDelay, 0, 0, 1}};
         ledger.failedDownloads = attempts;
         keep(ledger);
@@ -54,7 +54,7 @@ class ASeriesOfDownloads : public DaemonTest {
         EXPECT_THAT(told("host-crashed"), IsEmpty());
         ASSERT_TRUE(turnUntil([&] { return kept().failedDownloads == 0; }));
         EXPECT_THAT(kept().timers, IsEmpty());
-        EXPECT_FALSE(kept().standing);
+        EXPECT_FALSE(kept().waiting);
     }
 };
 
@@ -92,7 +92,7 @@ TEST_F(ASeriesOfDownloads, is_continued_by_another_offer) {
     keepFailed(6);
     Ledger ledger = kept();
     ledger.timers.clear();
-    ledger.standing.reset();
+    ledger.waiting.reset();
     keep(ledger);
     host_.on("new-image", {stage("downloading"), startTimer(kRetry, kFirstDelay)});
     host_.on("give-up-download", {report("OTA_RECONNECT_BUE")});

@@ -18,7 +18,7 @@ TEST_F(TheHost, that_ends_without_work_is_started_again_with_what_waited) {
              {startTimer("rebootTimer", kLong), doneWith("{}"), waitFor("go"), exitWith(3)});
     startUp();
     const std::uint64_t ticket = ticketOf(offer());
-    ASSERT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
+    ASSERT_TRUE(turnUntil([&] { return kept().waiting.has_value(); }));
     host_.release("go");
     ASSERT_TRUE(turnUntil([&] { return host_.count("restore") == 1; }));
     ASSERT_TRUE(turnUntil([&] { return !told("taken-up").empty(); }));

@@ -84,7 +84,7 @@ TEST_F(ReasonsOfEnds, of_an_attempt_are_told_while_the_next_one_waits) {
     EXPECT_THAT(base::textOf(history().back().get(), "next"),
                 HasSubstr("the next attempt starts at "));
     // A service that starts anew knows it too.
-    ASSERT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
+    ASSERT_TRUE(turnUntil([&] { return kept().waiting.has_value(); }));
     turnFor(std::chrono::milliseconds(100));
     stop();
     startUp();
@@ -175,7 +175,7 @@ TEST_F(ReasonsOfEnds, of_what_is_ended_for_another_name_that) {
     host_.on("new-image", {startTimer("rebootTimer", kLong)});
     offerThat({startTimer("rebootTimer", kLong)});
     const std::uint64_t second = ticketOf(offer(0, kOther));
-    ASSERT_TRUE(turnUntil([&] { return kept().standing && kept().standing->offer.ticket == 2; }));
+    ASSERT_TRUE(turnUntil([&] { return kept().waiting && kept().waiting->offer.ticket == 2; }));
     EXPECT_EQ(lastEnd(), "1 superseded later-request: ticket 2 took its place");
     const ReplyRef cancelled = cancel(second);
     ASSERT_TRUE(turnUntil([&] { return cancelled->times == 1; }));

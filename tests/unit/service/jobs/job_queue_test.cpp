@@ -84,12 +84,12 @@ TEST_F(Requests, an_offer_that_waits_is_superseded_by_the_next_one) {
     host_.on("new-image", {stopTimer("rebootTimer"), report("NO_OTA_SW_UPGRADE")});
     startUp();
     const std::uint64_t first = ticketOf(offer());
-    ASSERT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
+    ASSERT_TRUE(turnUntil([&] { return kept().waiting.has_value(); }));
     const std::uint64_t second = ticketOf(offer(0, kOther));
     ASSERT_TRUE(turnUntil([&] { return finished(second); }));
     EXPECT_THAT(codesOf(first), ElementsAre(base::rowOf(Outcome::superseded).code));
     EXPECT_THAT(codesOf(second), ElementsAre(base::rowOf(Outcome::notNeeded).code));
-    ASSERT_TRUE(turnUntil([&] { return !kept().standing && !kept().running; }));
+    ASSERT_TRUE(turnUntil([&] { return !kept().waiting && !kept().running; }));
     EXPECT_TRUE(idle());
 }
 

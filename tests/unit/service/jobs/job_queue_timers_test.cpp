@@ -51,7 +51,7 @@ TEST_F(TimersOfTheAgent, that_ran_out_and_were_stopped_before_their_turn_do_not_
 TEST_F(TimersOfTheAgent, that_ran_out_and_were_started_anew_count_anew) {
     const std::uint64_t ticket = offerWithExpiry({startTimer("rebootTimer", kLong)});
     host_.release("go");
-    ASSERT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
+    ASSERT_TRUE(turnUntil([&] { return kept().waiting.has_value(); }));
     turnWhileBusy();
     EXPECT_EQ(host_.count("timer"), 0U);
     ASSERT_EQ(calls().status().timers.size(), 1U);
@@ -63,7 +63,7 @@ TEST_F(TimersOfTheAgent, that_ran_out_are_on_the_disk_as_expired_and_not_as_arme
     Ledger ledger;
     ledger.bootId = "boot-1";
     ledger.nextTicket = 9;
-    ledger.standing = WaitingOffer{offerRequest(7), "a", false, false};
+    ledger.waiting = WaitingOffer{offerRequest(7), "a", false, false};
     ledger.timers = {{"rebootTimer", 1, bootNowMs() + kSoonMs, 0, 1}};
     ledger.queue = {mobileTriggerRequest(1)};
     ledger.queue[0].ticket = 8;

@@ -23,7 +23,7 @@ class BeforeTheReboot : public DaemonTest {
         ASSERT_TRUE(turnUntil([&] { return host_.count("new-image") == 1; }));
         second_ = ticketOf(offer(policy, kOther));
         host_.release("go");
-        ASSERT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
+        ASSERT_TRUE(turnUntil([&] { return kept().waiting.has_value(); }));
         turnWhileBusy();
     }
 
@@ -97,7 +97,7 @@ TEST_F(BeforeTheReboot, what_the_agent_still_does_is_not_the_stage_of_the_node) 
     ASSERT_TRUE(turnUntil([&] { return told("stage").size() == 3; }));
     EXPECT_EQ(calls().status().stage, "rebooting");
     host_.release("go");
-    ASSERT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
+    ASSERT_TRUE(turnUntil([&] { return kept().waiting.has_value(); }));
     EXPECT_EQ(calls().status().stage, "rebooting");
     EXPECT_THAT(codesOf(ticket), IsEmpty());
 }

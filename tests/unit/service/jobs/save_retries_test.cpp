@@ -59,7 +59,7 @@ TEST_F(AFullDisk, a_timer_that_ran_out_is_carried_out_all_the_same) {
     Ledger ledger;
     ledger.bootId = "boot-1";
     ledger.nextTicket = 8;
-    ledger.standing = WaitingOffer{offerRequest(7), "a", false, false};
+    ledger.waiting = WaitingOffer{offerRequest(7), "a", false, false};
     ledger.timers = {{"rebootTimer", 1, 0, 0, 1}};
     keep(ledger);
     host_.on("start-up", {waitFor("go")});
@@ -77,7 +77,7 @@ TEST_F(AFullDisk, a_timer_that_ran_out_is_carried_out_all_the_same) {
     EXPECT_EQ(reasonCodeOf("not-kept"), "not-written");
     EXPECT_THAT(explained("disk"), HasSubstr("make room in the state directory"));
     mendStateDirectory();
-    ASSERT_TRUE(turnUntil([&] { return !kept().standing; })) << "it is tried again";
+    ASSERT_TRUE(turnUntil([&] { return !kept().waiting; })) << "it is tried again";
     EXPECT_TRUE(turnUntil([&] { return explained("disk").empty(); }));
     EXPECT_EQ(host_.count("timer"), 1U);
 }
@@ -86,7 +86,7 @@ TEST_F(AFullDisk, a_timer_does_not_wait_for_an_offer_that_cannot_be_kept) {
     Ledger ledger;
     ledger.bootId = "boot-1";
     ledger.nextTicket = 8;
-    ledger.standing = WaitingOffer{offerRequest(7), "a", false, false};
+    ledger.waiting = WaitingOffer{offerRequest(7), "a", false, false};
     ledger.timers = {{"rebootTimer", 2, bootNowMs() + 2000, 0, 1}};
     keep(ledger);
     host_.on("timer", {report("OTA_SW_ACTIVATION_FAILED")});

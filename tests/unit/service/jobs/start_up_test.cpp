@@ -34,7 +34,7 @@ class Restart : public DaemonTest {
         host_.on("new-image", {stage("activating"), stage("rebooting")});
         startUp();
         const std::uint64_t ticket = ticketOf(offer(policy));
-        EXPECT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
+        EXPECT_TRUE(turnUntil([&] { return kept().waiting.has_value(); }));
         stop();
         return ticket;
     }
@@ -109,7 +109,7 @@ TEST_F(Restart, takes_up_an_offer_that_waits_for_its_timer) {
     host_.on("timer", {stage("activating"), report("OTA_SW_ACTIVATION_FAILED")});
     startUp();
     const std::uint64_t ticket = ticketOf(offer());
-    ASSERT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
+    ASSERT_TRUE(turnUntil([&] { return kept().waiting.has_value(); }));
     stop();
     startUp();
     ASSERT_TRUE(turnUntil([&] { return !told("taken-up").empty(); }));
@@ -140,7 +140,7 @@ TEST_F(Restart, into_the_activated_bank_ends_the_offer_as_the_commit_check_says)
     EXPECT_EQ(host_.count("new-image"), 1U);
     EXPECT_TRUE(idle());
     EXPECT_EQ(calls().status().statusWord, "OTA_SW_COMMIT_COMPLETE");
-    ASSERT_TRUE(turnUntil([&] { return !kept().standing; }));
+    ASSERT_TRUE(turnUntil([&] { return !kept().waiting; }));
     startUp("boot-2");
     turnWhileBusy();
     EXPECT_THAT(codesOf(ticket), ElementsAre(codeOf(Outcome::done))) << "only once";
@@ -290,11 +290,11 @@ TEST_F(Restart, ends_an_offer_in_the_queue_that_is_not_let_in_any_more) {
     }
 }
 
-TEST_F(Restart, ends_a_standing_offer_whose_memory_was_changed) {
+TEST_F(Restart, ends_a_waiting_offer_whose_memory_was_changed) {
     host_.on("new-image", {startTimer("rebootTimer", kLong)});
     startUp();
     const std::uint64_t ticket = ticketOf(offer());
-    ASSERT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
+    ASSERT_TRUE(turnUntil([&] { return kept().waiting.has_value(); }));
     stop();
     Ledger ledger = kept();
     ledger.timers = {endingIn("rebootTimer", 0)};
@@ -327,7 +327,7 @@ TEST_F(Restart, arms_no_timer_that_is_not_the_agents) {
     host_.on("new-image", {startTimer("rebootTimer", kLong)});
     startUp();
     ticketOf(offer());
-    ASSERT_TRUE(turnUntil([&] { return kept().standing.has_value(); }));
+    ASSERT_TRUE(turnUntil([&] { return kept().waiting.has_value(); }));
     stop();
     Ledger ledger = kept();
     ledger.timers.push_back(endingIn("x;reboot", 0));

@@ -41,7 +41,7 @@ class AnExplanation : public testing::Test {
         return text;
     }
     void stand(const std::string &timer, std::uint32_t seconds) {
-        ledger_.standing = service::WaitingOffer{offer(3, 0), "a", false, false};
+        ledger_.waiting = service::WaitingOffer{offer(3, 0), "a", false, false};
         status_.ticket = 3;
         status_.version = kNew;
         status_.timers = {{timer, seconds}};
@@ -177,7 +177,7 @@ TEST_F(AnExplanation, SaysWhyAnOfferIsPutOffAndWhenItIsTakenUp) {
 TEST_F(AnExplanation, SaysThatAnActivatedImageWaitsForAReboot) {
     stand("", 0);
     status_.timers.clear();
-    ledger_.standing->activated = true;
+    ledger_.waiting->activated = true;
     EXPECT_EQ(of("now"),
               "Version 4QZ-2.0.0 (ticket 3) is activated; it runs after the next reboot.");
 }

@@ -17,7 +17,7 @@ Ledger fullLedger() {
     ledger.nextTicket = kLargest;
     ledger.queue = {offer(7, 3), trigger(8), activationTime(9), expiryOf("rebootTimer")};
     ledger.running = service::Running{offer(5, 1), 2, 1, "a", true, 99, true};
-    ledger.standing = service::WaitingOffer{offer(kLargest - 1, 0), "b", true, true, 1};
+    ledger.waiting = service::WaitingOffer{offer(kLargest - 1, 0), "b", true, true, 1};
     ledger.timers = {armed("rebootTimer", 1800), {"downloadRetryTimer", -5, -1, -2, -3}};
     ledger.memory = memoryWith({{"reboot_flag", 1}}, "01:00", "02:00");
     ledger.failedDownloads = 7;
@@ -132,7 +132,7 @@ TEST(TheLedger, ComesBackWithLargeEventsAndEveryByte) {
 TEST(TheLedger, NamesFailedTrialsOnlyWhereThereWereAny) {
     Ledger ledger = fullLedger();
     ledger.running->failedTrials = 0;
-    ledger.standing->failedTrials = 0;
+    ledger.waiting->failedTrials = 0;
     EXPECT_EQ(service::printLedger(ledger).find("failedTrials"), std::string::npos);
     expectComesBack(ledger);
 }

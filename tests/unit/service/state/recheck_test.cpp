@@ -60,9 +60,9 @@ std::string memoryOf(const std::string &image, const std::string &rebootTime = "
     return text.replace(text.find(empty), empty.size(), image);
 }
 
-ResumePlan standingPlan(const Request &offered, const std::string &memory) {
+ResumePlan waitingPlan(const Request &offered, const std::string &memory) {
     ResumePlan plan;
-    plan.standing = service::WaitingOffer{offered, "a", false};
+    plan.waiting = service::WaitingOffer{offered, "a", false};
     plan.timers = {armed("rebootTimer", 1800)};
     plan.queue = {expiryOf("downloadRetryTimer"), trigger(7)};
     plan.memory = memory;
@@ -92,12 +92,12 @@ void expectEnd(const ResumePlan &plan, std::uint64_t ticket, Outcome outcome, co
 }
 
 TEST(AStartRechecks, AndLeavesWhatIsLegalAsItIs) {
-    ResumePlan plan = standingPlan(keptOffer(descriptor()), memoryOf(descriptor()));
+    ResumePlan plan = waitingPlan(keptOffer(descriptor()), memoryOf(descriptor()));
     plan.redo = broken(expiryOf("rebootTimer"));
     const ResumePlan before = plan;
     service::recheck(plan, today());
     EXPECT_EQ(told(plan), told(before));
-    EXPECT_EQ(plan.standing, before.standing);
+    EXPECT_EQ(plan.waiting, before.waiting);
     EXPECT_EQ(plan.redo, before.redo);
     EXPECT_EQ(plan.memory, before.memory);
     EXPECT_FALSE(plan.takeBack);
@@ -167,30 +167,30 @@ TEST(AStartRechecks, TheEventAgainstItsKind) {
 }
 
 TEST(AStartRechecks, ATriggerAndAnActivationTimeWithoutTouchingTheOffer) {
-    ResumePlan plan = standingPlan(keptOffer(descriptor()), memoryOf(descriptor()));
+    ResumePlan plan = waitingPlan(keptOffer(descriptor()), memoryOf(descriptor()));
     plan.redo = broken(keptTime(R"({"actTime":"3;reboot"})"));
     service::recheck(plan, today());
     expectEnd(plan, 2, Outcome::timeMalformed, "3;reboot");
     EXPECT_FALSE(plan.takeBack);
-    EXPECT_TRUE(plan.standing);
+    EXPECT_TRUE(plan.waiting);
     EXPECT_EQ(plan.timers.size(), 1U);
 
     Request odd = trigger(3);
     odd.event = R"({"event":"mobile-trigger","newswavailflag":"1"})";
-    plan = standingPlan(keptOffer(descriptor()), memoryOf(descriptor()));
+    plan = waitingPlan(keptOffer(descriptor()), memoryOf(descriptor()));
     plan.redo = broken(odd);
     service::recheck(plan, today());
     expectEnd(plan, 3, Outcome::keyMistyped, "newswavailflag");
-    EXPECT_TRUE(plan.standing);
+    EXPECT_TRUE(plan.waiting);
 }
 
-TEST(AStartRechecks, TheStandingOfferAndTakesItsOwnAlong) {
-    ResumePlan plan = standingPlan(keptOffer(descriptor()), memoryOf(descriptor()));
+TEST(AStartRechecks, TheWaitingOfferAndTakesItsOwnAlong) {
+    ResumePlan plan = waitingPlan(keptOffer(descriptor()), memoryOf(descriptor()));
     plan.redo = broken(expiryOf("rebootTimer"));
     service::recheck(plan, withFloor());
     expectEnd(plan, 1, Outcome::versionBelowFloor, kNew);
     EXPECT_TRUE(plan.takeBack);
-    EXPECT_FALSE(plan.standing);
+    EXPECT_FALSE(plan.waiting);
     EXPECT_FALSE(plan.redo) << "it was the offer's timer";
     EXPECT_TRUE(plan.timers.empty());
     ASSERT_EQ(plan.queue.size(), 1U);
@@ -198,7 +198,7 @@ TEST(AStartRechecks, TheStandingOfferAndTakesItsOwnAlong) {
 }
 
 TEST(AStartRechecks, TheMemoryAndKeepsTheTimeThatWasAccepted) {
-    ResumePlan plan = standingPlan(keptOffer(descriptor()), memoryOf(descriptor("4QZ`reboot`")));
+    ResumePlan plan = waitingPlan(keptOffer(descriptor()), memoryOf(descriptor("4QZ`reboot`")));
     plan.redo = broken(trigger(3));
     service::recheck(plan, today());
     ASSERT_EQ(plan.finished.size(), 2U);
@@ -214,7 +214,7 @@ TEST(AStartRechecks, TheMemoryAndKeepsTheTimeThatWasAccepted) {
 TEST(AStartRechecks, TheTimesInTheMemory) {
     for (const std::string &memory :
          {memoryOf(descriptor(), "$(reboot)"), memoryWith({}, "99:99")}) {
-        ResumePlan plan = standingPlan(keptOffer(descriptor()), memory);
+        ResumePlan plan = waitingPlan(keptOffer(descriptor()), memory);
         service::recheck(plan, today());
         expectEnd(plan, 1, Outcome::timeMalformed, "what the agent remembered");
         EXPECT_EQ(plan.memory, "");
@@ -234,7 +234,7 @@ TEST(AStartRechecks, AMemoryThatNobodyWaitsFor) {
 }
 
 TEST(AStartRechecks, TheNamesOfTimers) {
-    ResumePlan plan = standingPlan(keptOffer(descriptor()), memoryOf(descriptor()));
+    ResumePlan plan = waitingPlan(keptOffer(descriptor()), memoryOf(descriptor()));
     plan.timers.push_back(armed("x;reboot", 1));
     plan.redo = broken(expiryOf("y;reboot"));
     service::recheck(plan, today());
@@ -243,19 +243,19 @@ TEST(AStartRechecks, TheNamesOfTimers) {
     EXPECT_FALSE(plan.redo);
     ASSERT_EQ(plan.timers.size(), 1U);
     EXPECT_EQ(plan.timers[0].name, "rebootTimer");
-    EXPECT_TRUE(plan.standing);
+    EXPECT_TRUE(plan.waiting);
 }
 
 // The bridge may have another one since the agent took the offer, and asked for it then.
 TEST(AStartRechecks, NoAddressOfWhatTheAgentHasTaken) {
     Judge judge = today();
     judge.node.mac = "02:00:5E:10:00:02";
-    ResumePlan plan = standingPlan(keptOffer(descriptor()), memoryOf(descriptor()));
+    ResumePlan plan = waitingPlan(keptOffer(descriptor()), memoryOf(descriptor()));
     plan.redo = broken(expiryOf("rebootTimer"));
     service::recheck(plan, judge);
     EXPECT_TRUE(plan.finished.empty());
     EXPECT_TRUE(plan.dropped.empty());
-    EXPECT_TRUE(plan.standing);
+    EXPECT_TRUE(plan.waiting);
     EXPECT_TRUE(plan.redo);
     EXPECT_FALSE(plan.takeBack);
     plan = redoPlan(keptOffer(descriptor()));

@@ -43,7 +43,7 @@ std::vector<std::optional<service::Running>> everyCall() {
     return all;
 }
 
-std::vector<std::optional<service::WaitingOffer>> everyStanding() {
+std::vector<std::optional<service::WaitingOffer>> everyWaiting() {
     std::vector<std::optional<service::WaitingOffer>> all{std::nullopt};
     for (const int policy : {0, 1, 3}) {
         all.push_back(service::WaitingOffer{offer(4, policy), "a", false, false});
@@ -69,8 +69,8 @@ void forEveryStart(const std::function<void(const Ledger &, const BootFacts &)> 
     ledger.memory = memoryWith({{"reboot_flag", 1}, {"g_dwldStartTimer", 1}});
     for (const auto &call : everyCall()) {
         ledger.running = call;
-        for (const auto &standing : everyStanding()) {
-            ledger.standing = standing;
+        for (const auto &waiting : everyWaiting()) {
+            ledger.waiting = waiting;
             for (const auto &timers : everySetOfTimers()) {
                 ledger.timers = timers;
                 for (const auto &queue : everyQueue()) {
@@ -105,8 +105,8 @@ std::multiset<std::uint64_t> ticketsOf(const Ledger &ledger) {
     if (ledger.running) {
         add(tickets, ledger.running->request);
     }
-    if (ledger.standing) {
-        add(tickets, ledger.standing->offer);
+    if (ledger.waiting) {
+        add(tickets, ledger.waiting->offer);
     }
     return tickets;
 }
@@ -115,7 +115,7 @@ std::multiset<std::uint64_t> ticketsOf(const ResumePlan &plan) {
     Ledger goesOn;
     goesOn.queue = plan.queue;
     goesOn.running = plan.redo;
-    goesOn.standing = plan.standing;
+    goesOn.waiting = plan.waiting;
     std::multiset<std::uint64_t> tickets = ticketsOf(goesOn);
     if (plan.decided) {
         add(tickets, *plan.decided);
@@ -140,22 +140,22 @@ TEST(EveryStart, NeverActivatesAgainAfterAnActivationThatBooted) {
     forEveryStart([](const Ledger &ledger, const BootFacts &facts) {
         const bool noted = (ledger.running && ledger.running->activated &&
                             ledger.running->request.kind != service::kActivationTime) ||
-                           (ledger.standing && ledger.standing->activated);
+                           (ledger.waiting && ledger.waiting->activated);
         const bool changed = facts.activeBank == "b";
         if (facts.bootId == ledger.bootId || !(noted || changed)) {
             return;
         }
         const ResumePlan plan = planResume(ledger, facts);
-        if (!noted && !plan.decided && !ledger.running && !ledger.standing) {
+        if (!noted && !plan.decided && !ledger.running && !ledger.waiting) {
             return; // nothing was kept that could have activated
         }
-        const bool byTimer = ledger.running && !ledger.standing && isTimer(ledger.running->request);
+        const bool byTimer = ledger.running && !ledger.waiting && isTimer(ledger.running->request);
         if (!plan.decided && !byTimer && !changed) {
             ADD_FAILURE() << "nobody hears what became of the activation";
         }
         if (plan.decided || changed) {
             if (ledger.running && ledger.running->request.kind == service::kActivationTime &&
-                !ledger.standing) {
+                !ledger.waiting) {
                 return; // an activation time alone changes no bank
             }
             EXPECT_TRUE(plan.timers.empty());
@@ -164,14 +164,14 @@ TEST(EveryStart, NeverActivatesAgainAfterAnActivationThatBooted) {
             EXPECT_FALSE(changed && plan.redo && plan.redo->request.kind == service::kNewImage &&
                          plan.redo->request.policy == 3);
         }
-        EXPECT_TRUE(!plan.decided || !plan.standing);
+        EXPECT_TRUE(!plan.decided || !plan.waiting);
     });
 }
 
 TEST(EveryStart, LeavesNoOfferThatNothingMoves) {
     forEveryStart([](const Ledger &ledger, const BootFacts &facts) {
         const ResumePlan plan = planResume(ledger, facts);
-        if (!plan.standing || plan.standing->activated || plan.standing->deferred) {
+        if (!plan.waiting || plan.waiting->activated || plan.waiting->deferred) {
             return;
         }
         EXPECT_TRUE(!plan.timers.empty() || anyExpiry(plan) ||
@@ -190,7 +190,7 @@ TEST(EveryStart, GivesUpWhatCrashesAlways) {
 TEST(EveryStart, RestoresTheMemoryThatTimersAndCallsNeed) {
     forEveryStart([](const Ledger &ledger, const BootFacts &facts) {
         const ResumePlan plan = planResume(ledger, facts);
-        EXPECT_EQ(plan.memory.empty() && (plan.redo || plan.standing || !plan.timers.empty()),
+        EXPECT_EQ(plan.memory.empty() && (plan.redo || plan.waiting || !plan.timers.empty()),
                   false);
         if (!plan.memory.empty() && facts.bootId != ledger.bootId && plan.timers.empty() &&
             !anyExpiry(plan) && !(plan.redo && isTimer(plan.redo->request))) {
@@ -210,7 +210,7 @@ TEST(EveryStart, PlansTheSameOnceMoreFromWhatItWrote) {
         EXPECT_FALSE(again.commitCheck);
         EXPECT_FALSE(again.decided) << "decided twice";
         EXPECT_TRUE(again.finished.empty()) << "finished twice";
-        EXPECT_EQ(again.standing, plan.standing);
+        EXPECT_EQ(again.waiting, plan.waiting);
         EXPECT_EQ(again.queue, plan.queue);
         EXPECT_EQ(again.timers, plan.timers);
         EXPECT_EQ(again.memory, plan.memory);

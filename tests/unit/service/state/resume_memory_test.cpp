@@ -16,10 +16,10 @@ const std::map<std::string, int> kEverythingRaised{
     {"g_mAppRebootTrig", 1}, {"g_ISDeferedUpgrade", 1}, {"reboot_flag", 1}};
 constexpr const char *kWindowBeforeSwap = "g_firstTimeObardingWindowGivenPSNWBuildSame";
 
-Ledger standing(std::vector<service::ArmedTimer> timers, bool deferred = false) {
+Ledger waiting(std::vector<service::ArmedTimer> timers, bool deferred = false) {
     Ledger ledger = emptyLedger();
     ledger.memory = memoryWith(kEverythingRaised);
-    ledger.standing = service::WaitingOffer{offer(1, 0), "a", false, deferred};
+    ledger.waiting = service::WaitingOffer{offer(1, 0), "a", false, deferred};
     ledger.timers = std::move(timers);
     return ledger;
 }
@@ -32,7 +32,7 @@ Ledger running(const service::Request &request, const std::string &memory, int c
 }
 
 TEST(RestoredMemory, IsUntouchedInTheSameBoot) {
-    const Ledger ledger = standing({armed("rebootTimer", 1800)});
+    const Ledger ledger = waiting({armed("rebootTimer", 1800)});
     EXPECT_EQ(planResume(ledger, sameBoot()).memory, ledger.memory);
 }
 
@@ -45,12 +45,12 @@ TEST(RestoredMemory, OfAnIdleNodeEndsWithTheBoot) {
 
 // The count belongs to what is restored: an agent that starts as it is has failed in nothing.
 TEST(RestoredMemory, HasFailedAsOftenAsTheAgentHad) {
-    Ledger ledger = standing({armed("downloadRetryTimer", 120)});
+    Ledger ledger = waiting({armed("downloadRetryTimer", 120)});
     ledger.failedDownloads = 4;
     EXPECT_EQ(planResume(ledger, sameBoot()).failedDownloads, 4);
     EXPECT_EQ(planResume(ledger, otherBoot()).failedDownloads, 4);
     EXPECT_EQ(resumed(ledger, planResume(ledger, otherBoot()), otherBoot()).failedDownloads, 4);
-    ledger.standing.reset();
+    ledger.waiting.reset();
     ledger.timers.clear();
     EXPECT_EQ(planResume(ledger, sameBoot()).failedDownloads, 4);
     EXPECT_EQ(planResume(ledger, otherBoot()).failedDownloads, 0);
@@ -58,7 +58,7 @@ TEST(RestoredMemory, HasFailedAsOftenAsTheAgentHad) {
 
 TEST(RestoredMemory, KeepsAfterABootOnlyTheFlagsOfTimersThatRun) {
     const std::string scheduled =
-        planResume(standing({armed("rebootTimer", 1800)}), otherBoot()).memory;
+        planResume(waiting({armed("rebootTimer", 1800)}), otherBoot()).memory;
     EXPECT_EQ(numberIn(scheduled, "reboot_flag"), 1);
     EXPECT_EQ(numberIn(scheduled, "g_dwldStartTimer"), 0) << "further offers would be refused";
     EXPECT_EQ(numberIn(scheduled, "g_dwldRetryTimer"), 0);
@@ -66,19 +66,19 @@ TEST(RestoredMemory, KeepsAfterABootOnlyTheFlagsOfTimersThatRun) {
     EXPECT_EQ(numberIn(scheduled, "g_mAppRebootTrig"), 1) << "the user's time stands";
 
     const std::string retry =
-        planResume(standing({armed("downloadRetryTimer", 120)}), otherBoot()).memory;
+        planResume(waiting({armed("downloadRetryTimer", 120)}), otherBoot()).memory;
     EXPECT_EQ(numberIn(retry, "reboot_flag"), 0) << "no reboot would ever be scheduled again";
     EXPECT_EQ(numberIn(retry, "g_dwldRetryTimer"), 1);
 }
 
 TEST(RestoredMemory, KeepsTheFlagsOfAnExpiryThatWaitsInTheQueue) {
-    Ledger ledger = standing({});
+    Ledger ledger = waiting({});
     ledger.queue = {expiryOf("rebootTimer")};
     EXPECT_EQ(numberIn(planResume(ledger, otherBoot()).memory, "reboot_flag"), 1);
 }
 
 TEST(RestoredMemory, KeepsTheWindowBeforeASwapWithItsTimer) {
-    Ledger ledger = standing({armed("rebootTimer", 1800)});
+    Ledger ledger = waiting({armed("rebootTimer", 1800)});
     ledger.memory = memoryWith({{kWindowBeforeSwap, 0}, {"g_dwldStartTimer", 1}});
     const service::ResumePlan plan = planResume(ledger, otherBoot());
     EXPECT_EQ(numberIn(plan.memory, kWindowBeforeSwap), 0);
@@ -86,7 +86,7 @@ TEST(RestoredMemory, KeepsTheWindowBeforeASwapWithItsTimer) {
 }
 
 TEST(RestoredMemory, TellsAWindowFromATimeOfDay) {
-    Ledger ledger = standing({armed("rebootTimer", 1800)});
+    Ledger ledger = waiting({armed("rebootTimer", 1800)});
     service::BootFacts facts = otherBoot();
     facts.wallNow = kArmedAt + 1800 + 60;
     EXPECT_EQ(planResume(ledger, facts).timers.at(0).endBootMs, 7'000 + (86'400 - 60) * 1000);
@@ -97,8 +97,7 @@ TEST(RestoredMemory, TellsAWindowFromATimeOfDay) {
 }
 
 TEST(RestoredMemory, LetsAnOfferInThatIsOfferedAgain) {
-    for (const Ledger &ledger :
-         {standing({armed("downloadStartTimer", 1800)}), standing({}, true)}) {
+    for (const Ledger &ledger : {waiting({armed("downloadStartTimer", 1800)}), waiting({}, true)}) {
         const service::ResumePlan plan = planResume(ledger, otherBoot());
         ASSERT_TRUE(plan.redo);
         for (const char *const flag : {"g_dwldStartTimer", "g_dwldRetryTimer", "g_ISDeferedUpgrade",
@@ -110,7 +109,7 @@ TEST(RestoredMemory, LetsAnOfferInThatIsOfferedAgain) {
 
 TEST(RestoredMemory, LosesTheFlagsOfACallThatIsGivenUp) {
     Ledger ledger = running(expiryOf("rebootTimer"), memoryWith({{"reboot_flag", 1}}), 3);
-    ledger.standing = service::WaitingOffer{offer(1, 0), "a", false, false};
+    ledger.waiting = service::WaitingOffer{offer(1, 0), "a", false, false};
     const service::ResumePlan plan = planResume(ledger, sameBoot());
     EXPECT_EQ(numberIn(plan.memory, "reboot_flag"), 0) << "no reboot would ever be scheduled again";
 }
@@ -151,7 +150,7 @@ TEST(ARedoneCall, BeginsWithTheImageThatItActivated) {
 }
 
 TEST(ARedoneCall, OfAnOfferThatStoodKnowsWhatTheBankHeldThen) {
-    Ledger ledger = standing({});
+    Ledger ledger = waiting({});
     service::BootFacts facts = sameBoot();
     EXPECT_FALSE(planResume(ledger, facts).redo->held);
     facts.passiveVersion = kNew;
@@ -159,8 +158,8 @@ TEST(ARedoneCall, OfAnOfferThatStoodKnowsWhatTheBankHeldThen) {
     EXPECT_FALSE(planResume(ledger, facts).beginAnew);
 }
 
-TEST(RestoredMemory, OfAStandingOfferHasTheTimeThatTheAgentHad) {
-    Ledger ledger = standing({armed("rebootTimer", 1800)});
+TEST(RestoredMemory, OfAWaitingOfferHasTheTimeThatTheAgentHad) {
+    Ledger ledger = waiting({armed("rebootTimer", 1800)});
     ledger.memory = memoryWith({}, "", "02:00");
     EXPECT_EQ(activationTimeIn(planResume(ledger, sameBoot()).memory), "");
 }

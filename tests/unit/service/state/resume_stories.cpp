@@ -42,10 +42,10 @@ std::string told(const ResumePlan &plan) {
         text << "redo " << nameOf(plan.redo->request) << " start " << plan.redo->starts << " bank "
              << plan.redo->bank << (plan.redo->activated ? " activated " : " ");
     }
-    if (plan.standing) {
-        text << "standing " << nameOf(plan.standing->offer)
-             << (plan.standing->activated ? " activated " : " ")
-             << (plan.standing->deferred ? "deferred " : "");
+    if (plan.waiting) {
+        text << "waiting " << nameOf(plan.waiting->offer)
+             << (plan.waiting->activated ? " activated " : " ")
+             << (plan.waiting->deferred ? "deferred " : "");
     }
     for (const Request &request : plan.queue) {
         text << "queue " << nameOf(request) << " ";
@@ -61,11 +61,11 @@ Ledger running(const Request &request, bool activated, int starts, int crashes) 
     return ledger;
 }
 
-Ledger standing(const Request &offered, std::vector<service::ArmedTimer> timers, bool activated,
-                bool deferred) {
+Ledger waiting(const Request &offered, std::vector<service::ArmedTimer> timers, bool activated,
+               bool deferred) {
     Ledger ledger = emptyLedger();
     ledger.memory = memoryWith();
-    ledger.standing = WaitingOffer{offered, "a", activated, deferred};
+    ledger.waiting = WaitingOffer{offered, "a", activated, deferred};
     ledger.timers = std::move(timers);
     return ledger;
 }
@@ -90,8 +90,8 @@ Ledger failedBefore(Ledger ledger, int trials) {
     if (ledger.running) {
         ledger.running->failedTrials = trials;
     }
-    if (ledger.standing) {
-        ledger.standing->failedTrials = trials;
+    if (ledger.waiting) {
+        ledger.waiting->failedTrials = trials;
     }
     return ledger;
 }

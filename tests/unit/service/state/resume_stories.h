@@ -17,8 +17,8 @@ std::string told(const service::ResumePlan &plan);
 service::Ledger running(const service::Request &request, bool activated = false, int starts = 1,
                         int crashes = 0);
 /* An offer that waits since bank a ran, with its timers. */
-service::Ledger standing(const service::Request &offered, std::vector<service::ArmedTimer> timers,
-                         bool activated = false, bool deferred = false);
+service::Ledger waiting(const service::Request &offered, std::vector<service::ArmedTimer> timers,
+                        bool activated = false, bool deferred = false);
 /* The same with a call that broke off, or with a queue. */
 service::Ledger runningOver(const service::Request &request, service::Ledger ledger,
                             bool activated = false, int crashes = 0);

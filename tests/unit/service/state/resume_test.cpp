@@ -44,15 +44,15 @@ INSTANTIATE_TEST_SUITE_P(
         Story{"Trigger", running(trigger(1)), otherBoot(), "check memory redo #1 start 2 bank a"},
         Story{"ActivationTime", running(activationTime(1)), otherBoot(),
               "check memory redo #1 start 2 bank a"},
-        Story{"ExpiryOfAStandingOffer",
-              runningOver(expiryOf("rebootTimer"), standing(offer(1, 0), {})), otherBoot(),
-              "check memory redo rebootTimer start 2 bank a standing #1"},
+        Story{"ExpiryOfAWaitingOffer",
+              runningOver(expiryOf("rebootTimer"), waiting(offer(1, 0), {})), otherBoot(),
+              "check memory redo rebootTimer start 2 bank a waiting #1"},
         Story{"ExpiryOfTheWindowAfterABoot",
-              runningOver(expiryOf("downloadStartTimer"), standing(offer(1, 0), {})), otherBoot(),
-              "check memory redo downloadStartTimer start 2 bank a standing #1"},
+              runningOver(expiryOf("downloadStartTimer"), waiting(offer(1, 0), {})), otherBoot(),
+              "check memory redo downloadStartTimer start 2 bank a waiting #1"},
         Story{"WithTheTimersFromBefore",
-              runningOver(activationTime(2), standing(offer(1, 0), {armed("rebootTimer", 1800)})),
-              sameBoot(), "memory rebootTimer=2200000 redo #2 start 2 bank a standing #1"},
+              runningOver(activationTime(2), waiting(offer(1, 0), {armed("rebootTimer", 1800)})),
+              sameBoot(), "memory rebootTimer=2200000 redo #2 start 2 bank a waiting #1"},
         Story{"BeforeTheQueue", queued({offer(2, 1)}, running(offer(1, 0))), sameBoot(),
               "memory redo #1 start 2 bank a queue #2"},
         Story{"ActivatedButNotYetRebooted", running(offer(1, 1), true), sameBoot(),
@@ -76,83 +76,81 @@ INSTANTIATE_TEST_SUITE_P(
               "check finished #1 hostCrashed"},
         Story{"ExpiryTakesItsOfferWithIt",
               runningOver(expiryOf("rebootTimer"),
-                          standing(offer(1, 0), {armed("downloadRetryTimer", 1800)}), false, 3),
+                          waiting(offer(1, 0), {armed("downloadRetryTimer", 1800)}), false, 3),
               sameBoot(), "finished #1 hostCrashed memory"},
         Story{"ExpiryWithoutAnOffer", running(expiryOf("rebootTimer"), false, 3, 3), sameBoot(),
               "finished rebootTimer hostCrashed memory"},
         Story{"TriggerLeavesTheWindow",
-              runningOver(trigger(2), standing(offer(1, 0), {armed("downloadStartTimer", 1800)}),
+              runningOver(trigger(2), waiting(offer(1, 0), {armed("downloadStartTimer", 1800)}),
                           false, 3),
-              sameBoot(), "finished #2 hostCrashed memory downloadStartTimer=2200000 standing #1"},
+              sameBoot(), "finished #2 hostCrashed memory downloadStartTimer=2200000 waiting #1"},
         Story{"TriggerOfAnOfferThatNothingElseMoves",
-              runningOver(trigger(2), standing(offer(1, 0), {}), false, 3), sameBoot(),
+              runningOver(trigger(2), waiting(offer(1, 0), {}), false, 3), sameBoot(),
               "finished #2 hostCrashed memory redo #1 start 1 bank a"},
         Story{"ActivationTimeLeavesTheSchedule",
-              runningOver(activationTime(2), standing(offer(1, 0), {armed("rebootTimer", 1800)}),
+              runningOver(activationTime(2), waiting(offer(1, 0), {armed("rebootTimer", 1800)}),
                           false, 3),
-              sameBoot(), "finished #2 hostCrashed memory rebootTimer=2200000 standing #1"},
+              sameBoot(), "finished #2 hostCrashed memory rebootTimer=2200000 waiting #1"},
         Story{"AfterItsActivationItWaitsForTheBoot", running(offer(1, 1), true, 3, 3), sameBoot(),
-              "memory standing #1 activated"},
+              "memory waiting #1 activated"},
         Story{"AfterItsActivationItTakesThePlaceOfAnOlderOffer",
-              runningOver(offer(2, 1), standing(offer(1, 0), {}), true, 3), sameBoot(),
-              "finished #1 superseded memory standing #2 activated"},
+              runningOver(offer(2, 1), waiting(offer(1, 0), {}), true, 3), sameBoot(),
+              "finished #1 superseded memory waiting #2 activated"},
         Story{"ExpiryThatActivatedWaitsForTheBoot",
-              runningOver(expiryOf("rebootTimer"), standing(offer(1, 0), {}), true, 3), sameBoot(),
-              "memory standing #1 activated"},
+              runningOver(expiryOf("rebootTimer"), waiting(offer(1, 0), {}), true, 3), sameBoot(),
+              "memory waiting #1 activated"},
         Story{"TriggerThatActivatedWaitsForTheBoot",
-              runningOver(trigger(2), standing(offer(1, 1), {}), true, 3), sameBoot(),
-              "finished #2 done memory standing #1 activated"},
+              runningOver(trigger(2), waiting(offer(1, 1), {}), true, 3), sameBoot(),
+              "finished #2 done memory waiting #1 activated"},
         Story{"WithAQueueThatGoesOn", queued({offer(2, 1)}, running(offer(1, 1), false, 3, 3)),
               sameBoot(), "finished #1 hostCrashed memory queue #2"}),
     storyName);
 
 INSTANTIATE_TEST_SUITE_P(
-    OfAStandingOffer, AStart,
+    OfAWaitingOffer, AStart,
     testing::Values(
-        Story{"ScheduledInTheSameBoot", standing(offer(1, 0), {armed("rebootTimer", 1800)}),
-              sameBoot(), "memory rebootTimer=2200000 standing #1"},
-        Story{"ScheduledAfterABoot", standing(offer(1, 0), {armed("rebootTimer", 1800)}),
-              otherBoot(), "check memory rebootTimer=1707000 standing #1"},
-        Story{"ScheduledTimeMissedByTwoDays", standing(offer(1, 0), {armed("rebootTimer", 1800)}),
-              later(otherBoot(), 1700 + 2 * 86400),
-              "check memory rebootTimer=86407000 standing #1"},
-        Story{"ScheduledWithTheClockAt1970", standing(offer(1, 0), {armed("rebootTimer", 1800)}),
-              at1970(otherBoot()), "check memory rebootTimer=1807000 standing #1"},
-        Story{"RetryInTheSameBoot", standing(offer(1, 1), {armed("downloadRetryTimer", 120)}),
-              sameBoot(), "memory downloadRetryTimer=520000 standing #1"},
-        Story{"RetryAfterABoot", standing(offer(1, 1), {armed("downloadRetryTimer", 120)}),
-              otherBoot(), "check memory downloadRetryTimer=27000 standing #1"},
-        Story{"RetryMissedByDays", standing(offer(1, 1), {armed("downloadRetryTimer", 120)}),
-              later(otherBoot(), 300'000), "check memory downloadRetryTimer=7000 standing #1"},
-        Story{"WindowInTheSameBoot", standing(offer(1, 0), {armed("downloadStartTimer", 1800)}),
-              sameBoot(), "memory downloadStartTimer=2200000 standing #1"},
+        Story{"ScheduledInTheSameBoot", waiting(offer(1, 0), {armed("rebootTimer", 1800)}),
+              sameBoot(), "memory rebootTimer=2200000 waiting #1"},
+        Story{"ScheduledAfterABoot", waiting(offer(1, 0), {armed("rebootTimer", 1800)}),
+              otherBoot(), "check memory rebootTimer=1707000 waiting #1"},
+        Story{"ScheduledTimeMissedByTwoDays", waiting(offer(1, 0), {armed("rebootTimer", 1800)}),
+              later(otherBoot(), 1700 + 2 * 86400), "check memory rebootTimer=86407000 waiting #1"},
+        Story{"ScheduledWithTheClockAt1970", waiting(offer(1, 0), {armed("rebootTimer", 1800)}),
+              at1970(otherBoot()), "check memory rebootTimer=1807000 waiting #1"},
+        Story{"RetryInTheSameBoot", waiting(offer(1, 1), {armed("downloadRetryTimer", 120)}),
+              sameBoot(), "memory downloadRetryTimer=520000 waiting #1"},
+        Story{"RetryAfterABoot", waiting(offer(1, 1), {armed("downloadRetryTimer", 120)}),
+              otherBoot(), "check memory downloadRetryTimer=27000 waiting #1"},
+        Story{"RetryMissedByDays", waiting(offer(1, 1), {armed("downloadRetryTimer", 120)}),
+              later(otherBoot(), 300'000), "check memory downloadRetryTimer=7000 waiting #1"},
+        Story{"WindowInTheSameBoot", waiting(offer(1, 0), {armed("downloadStartTimer", 1800)}),
+              sameBoot(), "memory downloadStartTimer=2200000 waiting #1"},
         Story{"WindowAfterABootIsOpenedAgain",
-              standing(offer(1, 0), {armed("downloadStartTimer", 1800)}), otherBoot(),
+              waiting(offer(1, 0), {armed("downloadStartTimer", 1800)}), otherBoot(),
               "check memory redo #1 start 1 bank a"},
         Story{"WindowOfAnOfferOnArrivalThatDidNotActivate",
-              standing(offer(1, 3), {armed("downloadStartTimer", 1800)}), otherBoot(),
+              waiting(offer(1, 3), {armed("downloadStartTimer", 1800)}), otherBoot(),
               "check memory redo #1 start 1 bank a"},
-        Story{
-            "WindowAndAnOlderScheduleAfterABoot",
-            standing(offer(1, 0), {armed("downloadStartTimer", 1800), armed("rebootTimer", 1800)}),
-            otherBoot(), "check memory rebootTimer=1707000 redo #1 start 1 bank a"},
+        Story{"WindowAndAnOlderScheduleAfterABoot",
+              waiting(offer(1, 0), {armed("downloadStartTimer", 1800), armed("rebootTimer", 1800)}),
+              otherBoot(), "check memory rebootTimer=1707000 redo #1 start 1 bank a"},
         Story{"WindowWithATriggerThatBrokeOffAfterABoot",
-              runningOver(trigger(2), standing(offer(1, 0), {armed("downloadStartTimer", 1800)})),
+              runningOver(trigger(2), waiting(offer(1, 0), {armed("downloadStartTimer", 1800)})),
               otherBoot(), "check memory redo #1 start 1 bank a queue #2"},
-        Story{"DeferredInTheSameBoot", standing(offer(1, 0), {}, false, true), sameBoot(),
-              "memory standing #1 deferred"},
-        Story{"DeferredAfterABoot", standing(offer(1, 0), {}, false, true), otherBoot(),
+        Story{"DeferredInTheSameBoot", waiting(offer(1, 0), {}, false, true), sameBoot(),
+              "memory waiting #1 deferred"},
+        Story{"DeferredAfterABoot", waiting(offer(1, 0), {}, false, true), otherBoot(),
               "check memory redo #1 start 1 bank a"},
         Story{"DeferredBeforeTheQueueAfterABoot",
-              queued({offer(2, 1)}, standing(offer(1, 0), {}, false, true)), otherBoot(),
+              queued({offer(2, 1)}, waiting(offer(1, 0), {}, false, true)), otherBoot(),
               "check memory redo #1 start 1 bank a queue #2"},
-        Story{"ThatNothingMovesAnyMore", standing(offer(1, 0), {}), sameBoot(),
+        Story{"ThatNothingMovesAnyMore", waiting(offer(1, 0), {}), sameBoot(),
               "memory redo #1 start 1 bank a"},
         Story{"WhoseExpiryWaitsInTheQueue",
-              queued({expiryOf("downloadRetryTimer")}, standing(offer(1, 1), {})), otherBoot(),
-              "check memory standing #1 queue downloadRetryTimer"},
-        Story{"ActivatedAndNotRebooted", standing(offer(1, 1), {}, true), sameBoot(),
-              "memory standing #1 activated"}),
+              queued({expiryOf("downloadRetryTimer")}, waiting(offer(1, 1), {})), otherBoot(),
+              "check memory waiting #1 queue downloadRetryTimer"},
+        Story{"ActivatedAndNotRebooted", waiting(offer(1, 1), {}, true), sameBoot(),
+              "memory waiting #1 activated"}),
     storyName);
 
 TEST(AGivenUpCall, SaysHowOftenTheHostCrashed) {
@@ -161,7 +159,7 @@ TEST(AGivenUpCall, SaysHowOftenTheHostCrashed) {
 }
 
 TEST(WhatWasTakenUp, IsTheLedgerOfThisBoot) {
-    Ledger ledger = queued({offer(3, 1)}, standing(offer(1, 0), {armed("rebootTimer", 1800)}));
+    Ledger ledger = queued({offer(3, 1)}, waiting(offer(1, 0), {armed("rebootTimer", 1800)}));
     ledger.lastWord = "OTA_SW_SWAP_PASSIVE";
     const BootFacts facts = otherBoot();
     const Ledger now = service::resumed(ledger, planResume(ledger, facts), facts);
@@ -169,11 +167,11 @@ TEST(WhatWasTakenUp, IsTheLedgerOfThisBoot) {
     EXPECT_EQ(now.nextTicket, ledger.nextTicket);
     EXPECT_EQ(now.lastWord, ledger.lastWord);
     EXPECT_EQ(now.queue, ledger.queue);
-    EXPECT_EQ(now.standing, ledger.standing);
+    EXPECT_EQ(now.waiting, ledger.waiting);
     EXPECT_EQ(now.timers.at(0).endBootMs, 1'707'000);
     EXPECT_EQ(now.timers.at(0).armedAt, kArmedAt) << "a later boot counts from the arming";
     EXPECT_EQ(now.timers.at(0).endsAt, kArmedAt + 1800);
-    EXPECT_EQ(told(planResume(now, facts)), "memory rebootTimer=1707000 standing #1 queue #3");
+    EXPECT_EQ(told(planResume(now, facts)), "memory rebootTimer=1707000 waiting #1 queue #3");
 }
 
 using Words = std::vector<std::string>;
@@ -187,7 +185,7 @@ TEST(TheFirstHostOfABoot, IsToldWhichActivationsTheNodeAwaitsTheCommitOf) {
               (Words{"--activated", std::string("a:") + kNew}));
     EXPECT_EQ(optionsOf(running(offer(1, 1))), (Words{"--activated", std::string("a:") + kNew}))
         << "the power went before it was noted down";
-    EXPECT_EQ(optionsOf(standing(offer(1, 0), {}, true)),
+    EXPECT_EQ(optionsOf(waiting(offer(1, 0), {}, true)),
               (Words{"--activated", std::string("a:") + kNew}));
     EXPECT_EQ(optionsOf(running(offer(1, 3), true)), Words{}) << "it leaves no mark";
     EXPECT_EQ(optionsOf(running(activationTime(1))), Words{}) << "it activates nothing";
@@ -209,7 +207,7 @@ TEST(AFullLedger, IsReadAgainBehindAStartThatAddsToIt) {
         ledger.queue.push_back(offer(number + 1, 1));
     }
     ledger.running.emplace().request = activationTime(101);
-    ledger.standing.emplace().offer = offer(100, 0);
+    ledger.waiting.emplace().offer = offer(100, 0);
     const service::ResumePlan plan = planResume(ledger, sameBoot());
     ASSERT_TRUE(plan.redo);
     EXPECT_EQ(plan.redo->request.ticket, 100U) << "nothing else would bring it on";
