@@ -32,7 +32,6 @@ class EventLog {
     bool admitsNow(const std::string &sender, std::string_view what);
     /* What was over the budget is kept by whoever asks this, unless the answer is false. */
     bool keepsForLater(const std::string &sender) { return limit_.keepsForLater(sender); }
-    /* The disk does not keep up with the lines. */
     bool isBehind() const { return history_.isBehind(); }
 
   private:

@@ -26,7 +26,6 @@ class HostCalls {
         : jobs_(jobs), eventLog_(eventLog), board_(board), bus_(bus), root_(root), timers_(timers) {
     }
 
-    /* Any message of the host. */
     void take(const cJSON &message);
 
   private:

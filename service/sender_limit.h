@@ -50,7 +50,6 @@ class SenderLimit {
     };
     /* What is to be told now of what was left out; it is not counted again. */
     std::vector<LeftOut> takeLeftOut(Clock::time_point now);
-    /* Something was left out and not taken yet. */
     bool hasLeftOut() const;
     /* It has a budget of its own. */
     bool knows(const std::string &sender) const { return senders_.contains(sender); }

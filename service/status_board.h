@@ -25,7 +25,6 @@ class StatusBoard {
 
     /* What the host said of the call that runs; "" once none runs. */
     void setStage(const std::string &stage);
-    /* A report of the agent. */
     void setReport(const std::string &word, const std::string &record);
     /* Whether the other bank was activated, and the reboot into it is late. */
     enum class Reboot { none, due, overdue };

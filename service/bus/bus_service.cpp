@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The object behind the name, and what it tells.
 #include "service/bus/bus_service.h"
 
 #include "service/bus/methods.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Connecting, taking the name and coming back, each step answered by the loop.
 #include "service/bus/connection.h"
 
 #include "service/bus/names.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// One handler per method: reads the arguments, passes them on.
 #include "service/bus/methods.h"
 
 #include "guard/strict_json.h"

@@ -48,7 +48,6 @@ struct JobContext {
     Ledger &ledger() { return deps.book.ledger(); }
     const Ledger &ledger() const { return deps.book.ledger(); }
     const NodeStatus &status() const { return deps.board.lastStatus(); }
-    /* By what requests are checked now. */
     Judge judge() const;
 
     /* A bank was activated, and the node has not rebooted since. */

@@ -33,9 +33,8 @@ class JobQueue {
 
     /* Keeps the request, then answers with its ticket, then runs it in its turn. */
     void accept(Request request, Answer answer);
-    /* A timer of the agent ran out. */
     void timerRanOut(const std::string &name);
-    /* The agent stopped or restarted one. */
+    /* The agent stopped the timer, or restarted it. */
     void timerStopped(const std::string &name);
     /* Takes out what has its turn. */
     std::optional<Request> takeNext();

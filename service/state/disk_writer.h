@@ -55,7 +55,6 @@ class DiskWriter {
     void append(std::shared_ptr<const LineFile> file, std::string line, Overtaking overtaking,
                 Done done);
 
-    /* Lines that wait to be written. */
     std::size_t waitingLines() const;
 
     /* Runs the completions that wait. They may queue new tasks. */

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// What a start takes up of what was kept: judged by what booted since, step by step.
 #include "service/state/resume.h"
 
 #include "platform/timers.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// One connection to the broker, driven step by step through the client library.
 #include "service/uplink/mqtt_session.h"
 
 #include "service/uplink/root_topic.h"

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The thread that keeps the connection to the broker up: connect, lose, wait, connect again.
 #include "service/uplink/mqtt_thread.h"
 
 #include <algorithm>

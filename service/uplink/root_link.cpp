@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The loop's end of the link to the root: deadlines, answers, and what the extenders sent.
 #include "service/uplink/root_link.h"
 
 #include "service/uplink/mqtt_thread.h"
