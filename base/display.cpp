@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "base/display.h"
 
-#include "base/printable.h"
+#include "base/text.h"
 
 #include "base/terminal.h"
 

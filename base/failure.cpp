@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "base/failure.h"
 
-#include "base/printable.h"
+#include "base/text.h"
 
 #include <cstdio>
 

@@ -4,13 +4,22 @@
 #define BASE_NEW_FILE_H
 
 #include "base/file_io.h"
-#include "base/output_place.h"
 #include "base/result.h"
 
 #include <string>
 #include <sys/types.h>
 
 namespace base {
+
+/* A name in a directory that is held open: whoever renames or links what leads there changes it no
+ * more. */
+struct OutputPlace {
+    UniqueFd directory;
+    std::string name;
+
+    /* For as long as this lives. */
+    std::string path() const;
+};
 
 /*
  * Until it is finished it has a name of its own beside the file, which is gone with this object.
@@ -23,7 +32,10 @@ class NewFile {
     NewFile(const NewFile &) = delete;
     NewFile &operator=(const NewFile &) = delete;
 
-    /* Where `path` is a link of this user or root, the file that it leads to; see output_place.h.
+    /*
+     * Follows the path as the kernel does, but through no link of another user than root and this
+     * process's: it would be that user who says which file is replaced. Error: there is such a
+     * link, no such directory, or something in the file's place that is no regular file.
      */
     Result<void> begin(const std::string &path, mode_t mode);
     Result<void> write(const void *bytes, std::size_t size);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "base/odd_value.h"
 
-#include "base/nearest.h"
+#include "base/text.h"
 
 #include <array>
 

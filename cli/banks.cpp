@@ -3,7 +3,7 @@
 #include "base/display.h"
 #include "base/failure.h"
 #include "base/json_record.h"
-#include "base/printable.h"
+#include "base/text.h"
 #include "cli/bus_client.h"
 #include "cli/verbs.h"
 

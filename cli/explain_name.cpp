@@ -4,8 +4,8 @@
 #include "base/display.h"
 #include "base/failure.h"
 #include "base/json.h"
-#include "base/nearest.h"
 #include "base/reason.h"
+#include "base/text.h"
 #include "base/word.h"
 
 #include <charconv>

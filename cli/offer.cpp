@@ -2,7 +2,7 @@
 // otactl offer: hands a descriptor to the service as it is, and follows it if asked to.
 #include "base/failure.h"
 #include "base/json.h"
-#include "base/printable.h"
+#include "base/text.h"
 #include "cli/answer.h"
 #include "cli/bus_client.h"
 #include "cli/node_watch.h"

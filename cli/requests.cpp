@@ -2,8 +2,8 @@
 // Verbs that ask the service for one thing and print its answer.
 #include "base/failure.h"
 #include "base/odd_value.h"
-#include "base/printable.h"
 #include "base/terminal.h"
+#include "base/text.h"
 #include "cli/answer.h"
 #include "cli/bus_client.h"
 #include "cli/verbs.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "guard/json_text.h"
 
-#include "base/utf8.h"
+#include "base/text.h"
 
 #include <algorithm>
 

@@ -4,7 +4,7 @@
 #define GUARD_REFUSAL_H
 
 #include "base/outcome.h"
-#include "base/quoted.h"
+#include "base/text.h"
 
 #include <string>
 

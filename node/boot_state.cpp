@@ -3,7 +3,6 @@
 
 #include "base/file_io.h"
 #include "base/split.h"
-#include "node/boot_state_older.h"
 #include "node/boot_state_text.h"
 
 #include <algorithm>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The boot state as variables of the boot loader's environment.
+// The boot state as text: variables of the boot loader's environment, and what releases before that
+// kept instead, which is read and never written.
 #ifndef NODE_BOOT_STATE_TEXT_H
 #define NODE_BOOT_STATE_TEXT_H
 
@@ -14,6 +15,12 @@ BootVariables formatBootState(const BootState &state);
 
 /* An error names `place`, the variable and what was expected. */
 base::Result<BootState> parseBootState(const std::string &place, const BootVariables &variables);
+
+/*
+ * An INI file whose last line is the SHA-256 sum of the lines above it. True: the file is one,
+ * whole and of sense. A chosen bank keeps its turn; trials were not known then, so there is none.
+ */
+bool readOlderBootState(const BootPlace &place, BootState &state);
 
 } // namespace node
 

@@ -2,14 +2,14 @@
 #include "node/config.h"
 
 #include "base/file_io.h"
-#include "base/ini_file.h"
-#include "base/nearest.h"
 #include "base/odd_value.h"
+#include "base/text.h"
 #include "base/trusted_path.h"
 #include "node/bank_device.h"
 #include "node/boot_copies.h"
 #include "node/config_obstacles.h"
 #include "node/config_rows.h"
+#include "node/ini_file.h"
 
 #include <set>
 #include <sys/stat.h>
@@ -31,7 +31,7 @@ std::string programOf(const std::string &command) {
 class Reading {
   public:
     Reading(const std::string &path, const std::string &text) : path_(path) {
-        entries_ = base::parseIni(path, text, mistakes_);
+        entries_ = parseIni(path, text, mistakes_);
     }
 
     void takeEntries() {
@@ -50,7 +50,7 @@ class Reading {
         const bool hasConfigs = lookAtDirectory("configs", config_.configsDirectory);
         lookAtDirectory("logs", config_.logsDirectory);
         if (isTrusted("service", "state", config_.stateDirectory) &&
-            (hasConfigs || base::findEntry(entries_, "service", "state") != nullptr)) {
+            (hasConfigs || findEntry(entries_, "service", "state") != nullptr)) {
             complainUnlessEmpty("service", "state", whyNoStateDirectory(config_.stateDirectory));
         }
         lookAtBanks();
@@ -94,9 +94,9 @@ class Reading {
   private:
     void warnOfUnknownKeys() {
         std::size_t count = 0;
-        for (const base::IniEntry &entry : entries_) {
+        for (const IniEntry &entry : entries_) {
             if (findConfigRow(entry.section, entry.key) == nullptr && ++count <= kMostUnknown) {
-                warnings_.push_back(base::atLine(path_, entry.line) + unknown(entry));
+                warnings_.push_back(atLine(path_, entry.line) + unknown(entry));
             }
         }
         if (count > kMostUnknown) {
@@ -106,7 +106,7 @@ class Reading {
     }
 
     // It may be of a later release, or mistyped; what it was meant to say is not in force.
-    static std::string unknown(const base::IniEntry &entry) {
+    static std::string unknown(const IniEntry &entry) {
         std::vector<std::string> known;
         for (const ConfigRow &row : configRows()) {
             known.push_back(nameOf(row.section, row.key));
@@ -116,15 +116,15 @@ class Reading {
     }
 
     void takeRow(const ConfigRow &row) {
-        const base::IniEntry *const entry = base::findEntry(entries_, row.section, row.key);
+        const IniEntry *const entry = findEntry(entries_, row.section, row.key);
         if (entry != nullptr) {
             if (const auto taken = takeValue(row, entry->value, config_); !taken) {
-                mistakes_.push_back(base::atLine(path_, entry->line) + taken.error().text);
+                mistakes_.push_back(atLine(path_, entry->line) + taken.error().text);
                 bankRefused_ = bankRefused_ || std::string_view(row.section) == "banks";
             } else if (const std::string odd = base::oddValue(row.key, entry->value);
                        !odd.empty()) {
-                warnings_.push_back(base::atLine(path_, entry->line) +
-                                    nameOf(row.section, row.key) + " " + odd);
+                warnings_.push_back(atLine(path_, entry->line) + nameOf(row.section, row.key) +
+                                    " " + odd);
             }
         } else if (row.required) {
             complain(row.section, row.key, std::string("is missing: expected ") + row.expected);
@@ -162,7 +162,7 @@ class Reading {
 
     void checkRoot() {
         const auto given = [&](const char *key) {
-            return base::findEntry(entries_, "root", key) != nullptr;
+            return findEntry(entries_, "root", key) != nullptr;
         };
         if (given("broker") && !given("ca_certificate")) {
             complain("root", "broker",
@@ -250,14 +250,13 @@ class Reading {
     }
 
     void complain(const char *section, const char *key, const std::string &what) {
-        const base::IniEntry *const entry = base::findEntry(entries_, section, key);
-        const std::string place =
-            entry == nullptr ? path_ + ": " : base::atLine(path_, entry->line);
+        const IniEntry *const entry = findEntry(entries_, section, key);
+        const std::string place = entry == nullptr ? path_ + ": " : atLine(path_, entry->line);
         mistakes_.push_back(place + nameOf(section, key) + " " + what);
     }
 
     const std::string &path_;
-    std::vector<base::IniEntry> entries_;
+    std::vector<IniEntry> entries_;
     Config config_;
     std::vector<std::string> mistakes_;
     std::set<std::string> flaws_; // of paths that cannot be trusted, as they were told

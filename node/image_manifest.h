@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The manifest at the end of an image file: what the image says about itself, and who signed it.
+// Whole image files are signed anew, and checked to the last byte.
 #ifndef NODE_IMAGE_MANIFEST_H
 #define NODE_IMAGE_MANIFEST_H
 
@@ -43,6 +44,22 @@ base::Result<ImageManifest> readImageManifest(int image, const std::string &path
 base::Result<std::string> formatImageTrailer(const ImageManifest &manifest);
 base::Result<std::string> formatSignedTrailer(const ImageManifest &manifest,
                                               const SigningFiles &files);
+
+/*
+ * Each of these reads the whole file, in pieces of constant size, and blocks for as long. Its
+ * errors name the file.
+ */
+
+/*
+ * Writes the image with a signature by these files, in place of one that it may have, to `output`,
+ * which may be the image itself: what has that name is whole at any time. A damaged image is not
+ * signed. The manifest of the signed image.
+ */
+base::Result<ImageManifest> signImage(const std::string &path, const std::string &output,
+                                      const SigningFiles &files);
+
+/* Checks signature, sizes and payload. */
+base::Result<ImageManifest> verifyImage(const std::string &path, const ImageTrust &trust);
 
 } // namespace node
 

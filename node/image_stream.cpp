@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "node/image_stream.h"
 
-#include "node/direct_file.h"
+#include "node/read_back.h"
 
 #include <algorithm>
 #include <fcntl.h>

@@ -2,8 +2,8 @@
 #include "node/settings_overlay.h"
 
 #include "base/file_io.h"
-#include "base/ini_file.h"
 #include "node/config_rows.h"
+#include "node/ini_file.h"
 
 #include <array>
 #include <cerrno>
@@ -26,18 +26,17 @@ constexpr std::array kRows{
     Row{"preferred_activation_time", &Overlay::preferredActivationTime},
 };
 
-base::Result<void> takeEntry(const std::string &path, const base::IniEntry &entry,
-                             Overlay &overlay) {
+base::Result<void> takeEntry(const std::string &path, const IniEntry &entry, Overlay &overlay) {
     for (const Row &row : kRows) {
         if (entry.section == kSection && entry.key == row.key) {
             Config unused;
             overlay.*row.value = entry.value;
             auto taken = takeValue(*findConfigRow(kSection, row.key), entry.value, unused);
-            return taken ? taken : taken.error().within(base::atLine(path, entry.line));
+            return taken ? taken : taken.error().within(atLine(path, entry.line));
         }
     }
     return base::Error{
-        base::atLine(path, entry.line) + nameOf(entry.section, entry.key) +
+        atLine(path, entry.line) + nameOf(entry.section, entry.key) +
         " cannot change at run time: expected [node] work_mode, work_role, onboarding or "
         "preferred_activation_time"};
 }
@@ -52,12 +51,12 @@ base::Result<Overlay> readOverlay(const std::string &path) {
     if (!text) {
         return text.error();
     }
-    const auto entries = base::parseIni(path, *text);
+    const auto entries = parseIni(path, *text);
     if (!entries) {
         return entries.error();
     }
     Overlay overlay;
-    for (const base::IniEntry &entry : *entries) {
+    for (const IniEntry &entry : *entries) {
         if (const auto taken = takeEntry(path, entry, overlay); !taken) {
             return taken.error();
         }

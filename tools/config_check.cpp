@@ -2,7 +2,7 @@
 // ota-config check: what is wrong with a configuration file, without the service.
 #include "base/failure.h"
 #include "base/json.h"
-#include "base/printable.h"
+#include "base/text.h"
 #include "node/config.h"
 #include "tools/verbs.h"
 

@@ -3,7 +3,7 @@
 #ifndef TOOLS_FAILURE_H
 #define TOOLS_FAILURE_H
 
-#include "base/printable.h"
+#include "base/text.h"
 
 #include <cstdio>
 #include <string>

@@ -5,7 +5,6 @@
 #include "base/program.h"
 #include "node/digest.h"
 #include "node/image_manifest.h"
-#include "node/image_signing.h"
 #include "node/image_stream.h"
 #include "tools/failure.h"
 #include "tools/image_report.h"

@@ -5,7 +5,7 @@
 #include "base/failure.h"
 #include "base/file_io.h"
 #include "base/json.h"
-#include "base/printable.h"
+#include "base/text.h"
 
 #include <cstdio>
 #include <unistd.h>

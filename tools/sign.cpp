@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // ota-image sign: puts a signature on an image file, without the service.
 #include "base/trusted_path.h"
-#include "node/image_signing.h"
+#include "node/image_manifest.h"
 #include "tools/image_report.h"
 #include "tools/verbs.h"
 

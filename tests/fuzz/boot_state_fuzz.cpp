@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What must hold for every boot state, of this release or an earlier one, whatever its bytes are.
 #include "node/boot_copies.h"
-#include "node/boot_state_older.h"
 #include "node/boot_state_text.h"
 #include "node/digest.h"
 #include "tests/fuzz/memory_file.h"

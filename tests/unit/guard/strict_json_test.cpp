@@ -2,7 +2,7 @@
 // Reading one object to the letter: the grammar, UTF-8, and single members.
 #include "hostile_offers.h"
 
-#include "base/utf8.h"
+#include "base/text.h"
 #include "guard/json_text.h"
 #include "guard/strict_json.h"
 

@@ -183,122 +183,6 @@ TEST_F(Configuration, TellsOfABootStateThatCannotBeRead) {
         0U);
 }
 
-TEST_F(Configuration, TakesPathsOfTheGreatestLengths) {
-    const std::pair<const char *, std::size_t> limits[] = {
-        {"tmp", 6}, {"configs", 13}, {"logs", 14}, {"ca_certificate", 30}};
-    for (const auto &[key, limit] : limits) {
-        const std::string line = std::string(key) + " = " + std::string(limit, 'd');
-        node::Config config;
-        std::string whatIsWrong;
-        EXPECT_TRUE(took(node::parseConfig("c", configWith(key, line)), config, whatIsWrong))
-            << whatIsWrong;
-    }
-}
-
-TEST_F(Configuration, TakesAHealthCommandAsLongAsALineMayBe) {
-    constexpr std::size_t kLongestLine = 199;
-    const auto withLine = [&](std::size_t length) {
-        std::string line = "health_command = ";
-        line.resize(length, 'h');
-        return "[trial]\n" + line + "\n" + configWith("", "");
-    };
-    node::Config config;
-    std::string whatIsWrong;
-    EXPECT_TRUE(took(node::parseConfig("c", withLine(kLongestLine)), config, whatIsWrong))
-        << whatIsWrong;
-    EXPECT_EQ(config.healthCommand.size(), 182U);
-    EXPECT_NE(complaintAbout(withLine(kLongestLine + 1)).find(":2: the line is too long"),
-              std::string::npos);
-}
-
-TEST_F(Configuration, ReadsSizesWithTheirSuffixes) {
-    const std::pair<const char *, std::uint64_t> sizes[] = {
-        {"1048576", 1048576}, {"1024K", 1048576}, {"7M", 7340032}, {"5G", 5368709120}};
-    for (const auto &[text, bytes] : sizes) {
-        node::Config config;
-        std::string whatIsWrong;
-        ASSERT_TRUE(took(node::parseConfig("c", configWith("size", std::string("size = ") + text)),
-                         config, whatIsWrong))
-            << whatIsWrong;
-        EXPECT_EQ(config.bankSize, bytes) << text;
-    }
-}
-
-TEST_F(Configuration, WithoutTheOptionalSectionsHasTheirDefaults) {
-    node::Config config;
-    std::string whatIsWrong;
-    ASSERT_TRUE(took(node::parseConfig("c", configWith("", "")), config, whatIsWrong))
-        << whatIsWrong;
-    EXPECT_EQ(config.stateDirectory, "configs/otad");
-    EXPECT_EQ(config.overlayPath(), "configs/otad/settings.ini");
-    EXPECT_FALSE(config.allowPlainHttp);
-    EXPECT_EQ(config.lowestVersion, "");
-    EXPECT_EQ(config.historySize, 262144U);
-    EXPECT_EQ(config.historyFiles, 4);
-    EXPECT_EQ(config.rootHost, "");
-    EXPECT_EQ(config.bootState.fwEnvConfig, "");
-    EXPECT_EQ(config.bootState.kernelCommandLine, "");
-    EXPECT_EQ(config.lockPath(), in("boot_state.lock"));
-    EXPECT_EQ(config.trialAttempts, 3);
-    EXPECT_EQ(config.healthCommand, "");
-    EXPECT_EQ(config.healthLimitSeconds, 60);
-    EXPECT_EQ(config.refuseAfterTrials, 1);
-    ASSERT_TRUE(took(node::parseConfig("c", configWith("signature", "signer_ca = ca")), config,
-                     whatIsWrong))
-        << whatIsWrong;
-    EXPECT_TRUE(config.signatureRequired);
-    EXPECT_EQ(config.signerAuthority, "ca");
-}
-
-TEST_F(Configuration, TakesEveryKeyOfTheBootStateTheTrialAndTheImages) {
-    node::Config config;
-    std::string whatIsWrong;
-    const std::string text =
-        configWith("boot_state", "fw_env_config = fw\nkernel_command_line = k") +
-        "signer_ca = ca\n[trial]\nattempts = 9\nhealth_command = test -S \"$d\" && true\n"
-        "health_limit = 3600\nrefuse_after = 0\n";
-    ASSERT_TRUE(took(node::parseConfig("c", text), config, whatIsWrong)) << whatIsWrong;
-    EXPECT_EQ(config.bootState.file, "");
-    EXPECT_EQ(config.bootState.fwEnvConfig, "fw");
-    EXPECT_EQ(config.bootState.kernelCommandLine, "k");
-    EXPECT_EQ(config.lockPath(), "configs/boot_state.lock");
-    EXPECT_EQ(config.trialAttempts, 9);
-    EXPECT_EQ(config.healthCommand, "test -S \"$d\" && true");
-    EXPECT_EQ(config.healthLimitSeconds, 3600);
-    EXPECT_EQ(config.refuseAfterTrials, 0);
-    EXPECT_FALSE(config.signatureRequired);
-    EXPECT_EQ(config.signerAuthority, "ca");
-}
-
-TEST_F(Configuration, TakesEveryKeyOfTheServiceAndTheRoot) {
-    node::Config config;
-    std::string whatIsWrong;
-    const std::string text =
-        configWith("", "") +
-        "[service]\nstate = /s\nallow_plain_http = yes\nlowest_version = 4QZ-1\nhistory_size = 1M\n"
-        "history_files = 20\n[root]\nbroker = 10.0.0.1:1883\nca_certificate = ca\n"
-        "certificate = c\nkey = k\ntopic = a/b.c\n";
-    ASSERT_TRUE(took(node::parseConfig("c", text), config, whatIsWrong)) << whatIsWrong;
-    EXPECT_EQ(config.stateDirectory, "/s");
-    EXPECT_TRUE(config.allowPlainHttp);
-    EXPECT_EQ(config.lowestVersion, "4QZ-1");
-    EXPECT_EQ(config.historySize, 1048576U);
-    EXPECT_EQ(config.historyFiles, 20);
-    EXPECT_EQ(config.rootHost, "10.0.0.1");
-    EXPECT_EQ(config.rootPort, 1883);
-    EXPECT_EQ(config.rootCaCertificate, "ca");
-    EXPECT_EQ(config.rootCertificate, "c");
-    EXPECT_EQ(config.rootKey, "k");
-    EXPECT_EQ(config.rootTopic, "a/b.c");
-    ASSERT_TRUE(
-        took(node::parseConfig("c", configWith("", "") +
-                                        "[root]\nbroker = gateway.mesh\nca_certificate = ca\n"),
-             config, whatIsWrong));
-    EXPECT_EQ(config.rootHost, "gateway.mesh");
-    EXPECT_EQ(config.rootPort, 8883);
-    EXPECT_EQ(config.rootTopic, "otaSwAgent");
-}
-
 TEST_F(Configuration, ShowsEveryMistakeAtOnce) {
     std::string text = configWith("onboarding", "onboarding = 2");
     text += "words\nmore words\n[banks]\nsize = 1M\ncolour = red\n[service]\nhistory_files = x\n";
@@ -374,70 +258,6 @@ TEST_F(Configuration, NamesTwentyKeysThatItDoesNotKnowAndCountsTheOthers) {
               configPath_ + ": and 2980 more, which are not known and have no effect");
 }
 
-TEST_F(Configuration, EndsItsListOfWrongLinesAfterTwenty) {
-    std::string text;
-    for (int i = 0; i < 5000; ++i) {
-        text += "words\n";
-    }
-    writeText(configPath_, text);
-    const std::vector<std::string> mistakes = node::configMistakes(configPath_);
-    ASSERT_GT(mistakes.size(), 20U);
-    EXPECT_EQ(mistakes[19].find(configPath_ + ":20: expected"), 0U) << mistakes[19];
-    EXPECT_EQ(mistakes[20].find(configPath_ + ": [node] model is missing"), 0U) << mistakes[20];
-}
-
-// The service starts with these, so that the agent's process can tell; a check names them before.
-TEST_F(Configuration, IsCheckedForWhatWouldMakeEveryUpgradeFail) {
-    writeText(in("garbage"), "no certificate");
-    writeText(in("no_program"), "exit 0");
-    const auto obstacles = [&](const std::string &text) {
-        writeText(configPath_, text);
-        node::Config config;
-        std::string whatIsWrong;
-        EXPECT_TRUE(took(node::checkConfigFile(configPath_), config, whatIsWrong)) << whatIsWrong;
-        const std::vector<std::string> mistakes = node::configMistakes(configPath_);
-        return mistakes.size() == 1 ? mistakes[0] : std::to_string(mistakes.size()) + " mistakes";
-    };
-    EXPECT_EQ(obstacles(configWith("", "")), "0 mistakes");
-    EXPECT_NE(
-        obstacles(configWith("", "") + "[trial]\nhealth_command = " + in("none") + " && true\n")
-            .find("[trial] health_command begins with a program that is not there, " + in("none") +
-                  ": No such file or directory; put it there"),
-        std::string::npos);
-    EXPECT_NE(obstacles(configWith("", "") + "[trial]\nhealth_command = " + in("no_program") + "\n")
-                  .find("begins with " + in("no_program") + ", which is no program"),
-              std::string::npos);
-    EXPECT_EQ(obstacles(configWith("", "") + "[trial]\nhealth_command = /bin/sh -c true\n"),
-              "0 mistakes");
-    for (const std::string &line : std::vector<std::string>{
-             "ca_certificate = garbage", "signature = required\nsigner_ca = garbage"}) {
-        const std::string key = line.starts_with("ca") ? "ca_certificate" : "signature";
-        EXPECT_NE(obstacles(configWith(key, line))
-                      .find("names a file without a usable certificate: garbage: holds no "
-                            "certificate in PEM"),
-                  std::string::npos)
-            << line;
-    }
-    std::filesystem::remove(statePath_);
-    EXPECT_NE(obstacles(configWith("", ""))
-                  .find("[banks] boot_state names what the node cannot use: " + statePath_),
-              std::string::npos);
-    std::filesystem::create_directory(statePath_);
-    const std::string isDirectory = obstacles(configWith("", ""));
-    EXPECT_NE(isDirectory.find(statePath_), std::string::npos);
-    EXPECT_NE(isDirectory.find("ota-boot-state init"), std::string::npos);
-}
-
-TEST_F(Configuration, NamesAStateDirectoryThatCannotBeMade) {
-    writeText(in("file"), "");
-    EXPECT_NE(complaintAbout(configWith("", "") + "[service]\nstate = " + in("file") + "\n")
-                  .find("[service] state names no directory: " + in("file") + " is a file"),
-              std::string::npos);
-    EXPECT_NE(complaintAbout(configWith("", "") + "[service]\nstate = " + in("no/such") + "\n")
-                  .find("[service] state cannot be made: there is no directory " + in("no")),
-              std::string::npos);
-}
-
 TEST_F(Configuration, WarnsOfValuesThatAreProbablyNotMeant) {
     const auto warningOf = [&](const std::string &key, const std::string &line) {
         writeText(configPath_, configWith(key, line));
@@ -465,33 +285,6 @@ TEST_F(Configuration, WarnsOfValuesThatAreProbablyNotMeant) {
     }
 }
 
-TEST_F(Configuration, NamesTheLineThatIsWrongAndWhatIsWrongWithIt) {
-    using namespace std::string_literals;
-    const std::string good = configWith("", "");
-    const int after = static_cast<int>(std::count(good.begin(), good.end(), '\n')) + 1;
-    const std::pair<std::string, std::string> lines[] = {
-        {"[service]\nhistory_files = 3\n lowest_version = 4QZ1\n",
-         ": the line begins with a blank, so it continues the one above; begin it with its key"},
-        {"[service]\nhistory_files = 3\n# " + std::string(300, 'x') + "\n",
-         ": the line is too long: it has 302 characters, at most 199 are read; shorten it"},
-        {"[service]\nhistory_files = 3\nlowest_version = 4QZ\0001\n"s,
-         ": holds bytes that are no text in UTF-8; write the line anew"},
-        {"[service]\nhistory_files = 3\nlowest_version = 4QZ\xfc\n",
-         ": holds bytes that are no text in UTF-8; write the line anew"},
-    };
-    for (const auto &[text, complaint] : lines) {
-        // What stands behind the line is read all the same.
-        writeText(configPath_, good + text + "history_size = much\n");
-        const std::vector<std::string> mistakes = node::configMistakes(configPath_);
-        ASSERT_EQ(mistakes.size(), 2U) << text;
-        EXPECT_EQ(mistakes[0], configPath_ + ":" + std::to_string(after + 2) + complaint);
-        EXPECT_NE(mistakes[1].find("history_size is \"much\""), std::string::npos) << mistakes[1];
-    }
-    EXPECT_EQ(complaintAbout("model = M\n" + good),
-              configPath_ +
-                  ":1: model stands before any section; put its section above it, like [node]");
-}
-
 TEST_F(Configuration, IsCheckedWithoutALock) {
     open();
     node::Config config;
@@ -503,23 +296,6 @@ TEST_F(Configuration, IsCheckedWithoutALock) {
     ASSERT_EQ(missing.size(), 1U);
     EXPECT_EQ(missing[0], in("none.conf") + ": cannot be opened: No such file or directory; give a "
                                             "configuration made after node.conf.example");
-}
-
-TEST_F(Configuration, ExampleIsWithoutMistakesAndNamesEveryKey) {
-    node::Config config;
-    std::string whatIsWrong;
-    const std::string text = readText(NODE_CONF_EXAMPLE);
-    ASSERT_TRUE(took(node::parseConfig("example", text), config, whatIsWrong)) << whatIsWrong;
-    EXPECT_EQ(config.model, "GW-1000");
-    EXPECT_EQ(config.bankSize, 268435456U);
-    EXPECT_EQ(config.rootPort, 8883);
-    for (const node::ConfigRow &row : node::configRows()) {
-        // One that excludes another, or needs a boot loader that tells, stands in a comment.
-        const std::string line = std::string(row.key) + " = ";
-        EXPECT_TRUE(text.find("\n" + line) != std::string::npos ||
-                    text.find("\n# " + line) != std::string::npos)
-            << row.key;
-    }
 }
 
 } // namespace

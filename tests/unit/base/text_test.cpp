@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Texts that cannot harm a terminal.
-#include "base/printable.h"
+// Texts that cannot harm a terminal, and words that are near.
+#include "base/text.h"
 
 #include <gtest/gtest.h>
 
+namespace base {
 namespace {
-
-using base::isBusText;
-using base::printable;
 
 TEST(Printable, OrdinaryTextsStayAsTheyAre) {
     for (const char *text : {"", "a b\\c\"", "caf\u00e9 \u4e2d \U0001f600"}) {
@@ -37,4 +35,21 @@ TEST(Printable, BytesThatAreNoUtf8AreSpelledOneByOne) {
     EXPECT_FALSE(isBusText(std::string_view("a\0", 2)));
 }
 
+TEST(Nearest, IsNearAndNotJustTheLeastFar) {
+    const std::vector<std::string> known{"status", "set", "sign"};
+    EXPECT_EQ(nearest("sttus", known), "status");
+    EXPECT_EQ(nearest("sgin", known), "sign");
+    EXPECT_EQ(nearest("x", known), "");
+    EXPECT_EQ(nearest("", known), "");
+    EXPECT_EQ(nearest("completely", known), "");
+    EXPECT_EQ(nearest(std::string(100'000, 's'), known), "");
+}
+
+TEST(Quoted, IsOneShortLine) {
+    EXPECT_EQ(plain("a\"b\\\033\n\xff"), "a\"b\\\\x1B\\x0A\\xFF");
+    EXPECT_EQ(base::quoted("a\"b\\\n"), "\"a\\x22b\\x5C\\x0A\"");
+    EXPECT_EQ(base::quoted(std::string(61, 'x')), "\"" + std::string(60, 'x') + "\"...");
+}
+
 } // namespace
+} // namespace base

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "base/ini_file.h"
+#include "node/ini_file.h"
 
-#include "base/utf8.h"
+#include "base/text.h"
 
 #include <algorithm>
 #include <ini.h>
@@ -9,7 +9,7 @@
 #include <set>
 #include <utility>
 
-namespace base {
+namespace node {
 namespace {
 
 constexpr std::size_t kMostMistakes = 20;
@@ -117,11 +117,11 @@ std::vector<IniEntry> parseIni(const std::string &name, std::string_view text,
     return std::move(parse.entries);
 }
 
-Result<std::vector<IniEntry>> parseIni(const std::string &name, std::string_view text) {
+base::Result<std::vector<IniEntry>> parseIni(const std::string &name, std::string_view text) {
     std::vector<std::string> mistakes;
     std::vector<IniEntry> entries = parseIni(name, text, mistakes);
     if (!mistakes.empty()) {
-        return Error{mistakes.front()};
+        return base::Error{mistakes.front()};
     }
     return entries;
 }
@@ -138,4 +138,4 @@ std::string atLine(const std::string &name, int line) {
     return name + ":" + std::to_string(line) + ": ";
 }
 
-} // namespace base
+} // namespace node

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The sections and keys of an INI text, each with its line.
-#ifndef BASE_INI_FILE_H
-#define BASE_INI_FILE_H
+#ifndef NODE_INI_FILE_H
+#define NODE_INI_FILE_H
 
 #include "base/result.h"
 
@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace base {
+namespace node {
 
 struct IniEntry {
     std::string section;
@@ -28,7 +28,7 @@ std::vector<IniEntry> parseIni(const std::string &name, std::string_view text,
                                std::vector<std::string> &mistakes);
 
 /* The same for who needs a text without mistakes; the error is the first. */
-Result<std::vector<IniEntry>> parseIni(const std::string &name, std::string_view text);
+base::Result<std::vector<IniEntry>> parseIni(const std::string &name, std::string_view text);
 
 /* The entry, or null. */
 const IniEntry *findEntry(const std::vector<IniEntry> &entries, std::string_view section,
@@ -37,6 +37,6 @@ const IniEntry *findEntry(const std::vector<IniEntry> &entries, std::string_view
 /* "<name>:<line>: ". */
 std::string atLine(const std::string &name, int line);
 
-} // namespace base
+} // namespace node
 
 #endif

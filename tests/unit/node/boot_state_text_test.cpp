@@ -1,12 +1,46 @@
 // SPDX-License-Identifier: MIT
-// A node that was made by an earlier release goes on with the boot state that it has.
-#include "fixture.h"
-#include "node/boot_state_older.h"
+// The boot state as variables, and a node that was made by an earlier release goes on with its own.
+#include "boot_state_fixture.h"
+#include "node/boot_state_text.h"
 #include "node/digest.h"
 #include "platform/nal.h"
-#include "tests/support/results.h"
+
+#include <filesystem>
 
 namespace {
+
+class BootStateText : public BootStateFile {};
+
+TEST_F(BootStateText, UsesTheNamesThatBootScriptsUse) {
+    ASSERT_TRUE(write(filled())) << wrong_;
+    node::BootVariables variables;
+    ASSERT_TRUE(took(node::readBootEnvironment(path_, nullptr), variables, wrong_)) << wrong_;
+    EXPECT_EQ(variables["BOOT_ORDER"], "A B");
+    EXPECT_EQ(variables["BOOT_A_LEFT"], "2");
+    EXPECT_EQ(variables["BOOT_B_LEFT"], "7");
+    EXPECT_EQ(variables["ota_trial"], "a");
+    EXPECT_EQ(variables["ota_active"], "b");
+    EXPECT_EQ(variables.count("ota_b_version"), 0U);
+}
+
+TEST_F(BootStateText, NamesTheVariableOfAWrongValue) {
+    const std::pair<const char *, const char *> wrongs[] = {
+        {"BOOT_ORDER", "A"},        {"BOOT_A_LEFT", "10"},      {"BOOT_B_LEFT", "x"},
+        {"ota_active", "c"},        {"ota_trial", "1"},         {"ota_a_size", "-1"},
+        {"ota_a_sha256", "beef"},   {"ota_a_version", ""},      {"ota_failed", "4QZ-1"},
+        {"ota_failed", "x:0:boot"}, {"ota_failed", "x:1:other"}};
+    for (const auto &[name, value] : wrongs) {
+        ASSERT_TRUE(write(filled()));
+        ASSERT_TRUE(succeeds(node::changeBootEnvironment(path_, {{name, value}}), wrong_))
+            << wrong_;
+        node::BootState state;
+        EXPECT_FALSE(read(state)) << name;
+        EXPECT_EQ(wrong_.find(path_ + ": " + name + " is "), 0U) << wrong_;
+        EXPECT_NE(wrong_.find(": expected "), std::string::npos) << wrong_;
+        EXPECT_EQ(wrong_.find('\n'), std::string::npos);
+        std::filesystem::remove(path_);
+    }
+}
 
 class OlderBootState : public OnANode {
   protected:
