@@ -3,7 +3,7 @@
 #ifndef HOST_OPTIONS_H
 #define HOST_OPTIONS_H
 
-#include "host/mark.h"
+#include "host/agent_files.h"
 
 #include <string>
 #include <vector>

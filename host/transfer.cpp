@@ -1,15 +1,194 @@
 // SPDX-License-Identifier: MIT
 // What the host adds to the agent's downloads from outside, since the options that the agent sets
-// are fixed. The agent's library finds these names in this executable before those of libcurl.
-#include "host/transfer_headers.h"
-#include "host/transfer_limit.h"
+// are fixed. The agent's library finds these names in this executable before those of libcurl. No
+// file server fills the node's memory or its disk, and no user of the node keeps it from its
+// downloads by holding the few local ports that they leave from.
 #include "host/transfer_log.h"
-#include "host/transfer_ports.h"
+#include "host/update_notes.h"
+#include "platform/bank_capacity.h"
+#include "platform/nal.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <curl/curl.h>
 #include <dlfcn.h>
+#include <limits>
+#include <string>
+#include <sys/resource.h>
+#include <sys/statvfs.h>
 
+namespace host {
 namespace {
+
+// libcurl keeps every line; of trailers, and of answers before the last one, without a limit.
+constexpr std::size_t kMostHeaders = 256 * 1024;
+
+std::size_t headerBytes = 0; // bytes, of one transfer at a time
+
+std::size_t onHeader(char * /*line*/, std::size_t /*one*/, std::size_t size, void * /*client*/) {
+    headerBytes += size;
+    return headerBytes <= kMostHeaders ? size : 0;
+}
+
+// From now on the headers and trailers of this handle's transfers are counted.
+void countHeaders(CURL *handle) { curl_easy_setopt(handle, CURLOPT_HEADERFUNCTION, onHeader); }
+
+// Performs the transfer of a handle whose headers are counted. It ends where they are far more
+// than anybody needs: then one error line says so, and the result is CURLE_WEIRD_SERVER_REPLY.
+CURLcode performWithinHeaders(CURLcode (*perform)(CURL *), CURL *handle) {
+    headerBytes = 0;
+    const CURLcode result = perform(handle);
+    if (headerBytes <= kMostHeaders) {
+        return result;
+    }
+    const std::string words = "the file server sent more than " + std::to_string(kMostHeaders) +
+                              " bytes of headers and trailers beside the file";
+    logTransferError(words + ": the download was ended; check what answers at the URL");
+    expectCause({words, base::Reason::tooManyHeaders});
+    return CURLE_WEIRD_SERVER_REPLY;
+}
+
+// An image that is too large by less is had whole: the platform then knows version, model and size,
+// and refuses it once, where a download that failed is tried again and again.
+constexpr std::uint64_t kMargin = 16 * 1024 * 1024;
+// Of the disk that the tmp directory is on, which others need too: it may be the whole of /run.
+constexpr std::uint64_t kReserve = 4 * 1024 * 1024;
+constexpr std::uint64_t kReservedShare = 8; // one in so many bytes, on a small disk
+// Whatever else this process writes meanwhile, such as its log, is smaller.
+constexpr std::uint64_t kLeastRoom = 64 * 1024;
+constexpr auto kNoLimit = static_cast<std::uint64_t>(std::numeric_limits<curl_off_t>::max());
+
+volatile std::sig_atomic_t refused = 0;
+
+// Instead of the signal's default, which ends the process. The write itself fails.
+void onRefusedWrite(int /*signal*/) { refused = 1; }
+
+// Around a transfer only: neither the writing of the bank nor the health command is meant.
+class FileLimit {
+  public:
+    explicit FileLimit(std::uint64_t bytes) {
+        refused = 0;
+        if (bytes == kNoLimit ||
+            (getrlimit(RLIMIT_FSIZE, &before_) == 0 && before_.rlim_cur <= bytes)) {
+            return;
+        }
+        struct sigaction action {};
+        action.sa_handler = onRefusedWrite;
+        action.sa_flags = SA_RESTART;
+        rlimit limit = before_;
+        limit.rlim_cur = bytes;
+        sigaction(SIGXFSZ, &action, &actionBefore_);
+        inForce_ = setrlimit(RLIMIT_FSIZE, &limit) == 0;
+        if (!inForce_) {
+            logTransferError(std::string("the size of the download cannot be limited: ") +
+                             std::strerror(errno) +
+                             "; the file server may fill the tmp directory, let the service call "
+                             "prlimit64");
+            sigaction(SIGXFSZ, &actionBefore_, nullptr);
+        }
+    }
+    ~FileLimit() {
+        if (inForce_) {
+            setrlimit(RLIMIT_FSIZE, &before_);
+            sigaction(SIGXFSZ, &actionBefore_, nullptr);
+        }
+    }
+    FileLimit(const FileLimit &) = delete;
+    FileLimit &operator=(const FileLimit &) = delete;
+
+  private:
+    bool inForce_ = false;
+    rlimit before_{};
+    struct sigaction actionBefore_ {};
+};
+
+CURLcode performLimited(CURLcode (*perform)(CURL *), CURL *handle, std::uint64_t bytes) {
+    curl_easy_setopt(handle, CURLOPT_MAXFILESIZE_LARGE,
+                     static_cast<curl_off_t>(bytes == kNoLimit ? 0 : bytes));
+    const FileLimit limit(bytes);
+    const CURLcode result = perform(handle);
+    // What libcurl can tell of a write that failed is only that it did.
+    return result == CURLE_WRITE_ERROR && refused != 0 ? CURLE_FILESIZE_EXCEEDED : result;
+}
+
+std::uint64_t limitOfBank(std::uint64_t capacity) {
+    return capacity == 0 || capacity > kNoLimit - kMargin ? kNoLimit : capacity + kMargin;
+}
+
+std::uint64_t roomOnDisk() {
+    struct statvfs disk {};
+    if (statvfs(nal_getTmpDirectory(), &disk) != 0 || disk.f_blocks == 0) {
+        return kNoLimit;
+    }
+    const std::uint64_t block = disk.f_frsize;
+    const std::uint64_t reserve = std::min(disk.f_blocks * block / kReservedShare, kReserve);
+    const std::uint64_t free = disk.f_bavail * block;
+    return free > reserve ? std::min(free - reserve, kNoLimit) : 0;
+}
+
+std::string bytesThatCame(CURL *handle) {
+    curl_off_t bytes = 0;
+    curl_easy_getinfo(handle, CURLINFO_SIZE_DOWNLOAD_T, &bytes);
+    return "the download was ended after " + std::to_string(bytes) + " bytes";
+}
+
+void tellFarTooLarge(CURL *handle, std::uint64_t capacity) {
+    logTransferError("the file server sends far more than the " + std::to_string(capacity) +
+                     " bytes that a bank holds: " + bytesThatCame(handle) +
+                     "; check what the URL stands for, and offer an image that fits the bank");
+}
+
+void tellNoRoom(CURL *handle, std::uint64_t room) {
+    const std::string words = std::string("no room for the image in ") + nal_getTmpDirectory() +
+                              ": " + std::to_string(room) +
+                              " bytes may be taken of its disk, the rest is for others";
+    logTransferError(words + "; " + bytesThatCame(handle) + "; make room on that disk");
+    expectCause({words, base::Reason::diskFull});
+}
+
+// Performs the transfer, in which no file of this process grows far beyond a bank, nor takes the
+// last of the tmp directory's disk. A server that announces more is refused before the first byte.
+// Where it would be more, the result is CURLE_FILESIZE_EXCEEDED and one error line says so. A size
+// that no bank or no disk tells limits nothing.
+CURLcode performWithinLimit(CURLcode (*perform)(CURL *), CURL *handle) {
+    const std::uint64_t capacity = nalBankCapacity();
+    const std::uint64_t room = roomOnDisk();
+    const std::uint64_t limit = std::min(limitOfBank(capacity), room);
+    const CURLcode result =
+        limit < kLeastRoom ? CURLE_FILESIZE_EXCEEDED : performLimited(perform, handle, limit);
+    if (result == CURLE_FILESIZE_EXCEEDED) {
+        limit == room ? tellNoRoom(handle, room) : tellFarTooLarge(handle, capacity);
+    }
+    return result;
+}
+
+constexpr long kAnyPort = 0;
+
+// The system chooses the port while it connects, and so it is the connection that fails.
+bool foundNoPort(CURL *handle, CURLcode result) {
+    long error = 0;
+    curl_easy_getinfo(handle, CURLINFO_OS_ERRNO, &error);
+    return result == CURLE_COULDNT_CONNECT && error == EADDRNOTAVAIL;
+}
+
+// Performs the transfer from one of the local ports that the agent asks for. Where none of them
+// can be had, one error line says so and the transfer is performed once more, from any port. The
+// result is CURLE_INTERFACE_FAILED only where no port at all is left.
+CURLcode performFromSomePort(CURLcode (*perform)(CURL *), CURL *handle) {
+    const CURLcode first = perform(handle);
+    if (first != CURLE_INTERFACE_FAILED) {
+        return first;
+    }
+    logTransferError("none of the local ports that downloads leave from could be had: this one "
+                     "leaves from another; find out who holds them (ss -tanp)");
+    curl_easy_setopt(handle, CURLOPT_LOCALPORT, kAnyPort);
+    const CURLcode second = perform(handle);
+    return foundNoPort(handle, second) ? CURLE_INTERFACE_FAILED : second;
+}
 
 template <typename Function>
 Function *libcurls(const char *name) {
@@ -26,17 +205,18 @@ CURLcode performItself(CURL *handle) {
 }
 
 CURLcode performBounded(CURL *handle) {
-    return host::performWithinHeaders(
-        [](CURL *inner) { return host::performWithinLimit(performItself, inner); }, handle);
+    return performWithinHeaders(
+        [](CURL *inner) { return performWithinLimit(performItself, inner); }, handle);
 }
 
 } // namespace
+} // namespace host
 
 extern "C" CURL *curl_easy_init() {
-    static auto *const init = libcurls<CURL *()>("curl_easy_init");
+    static auto *const init = host::libcurls<CURL *()>("curl_easy_init");
     CURL *const handle = init == nullptr ? nullptr : init();
     if (handle != nullptr) {
-        trustNobodyElse(handle);
+        host::trustNobodyElse(handle);
         host::countHeaders(handle);
         host::followTransfer(handle);
     }
@@ -44,7 +224,13 @@ extern "C" CURL *curl_easy_init() {
 }
 
 extern "C" CURLcode curl_easy_perform(CURL *curl) {
-    const CURLcode result = host::performFromSomePort(performBounded, curl);
+    const CURLcode result = host::performFromSomePort(host::performBounded, curl);
     host::tellTransfer(curl, result);
     return result;
 }
+
+// GnuTLS, which libcurl brings along for protocols that no download uses, does not start by itself:
+// this is the hook that it documents for programs which do not call it. Whoever does call it
+// through libcurl initialises it first.
+extern "C" int _gnutls_global_init_skip();              // NOLINT: the library's name for it
+extern "C" int _gnutls_global_init_skip() { return 1; } // NOLINT

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/transfer_log.h"
 
+#include "base/text.h"
 #include "platform/nal.h"
 
 #include <algorithm>
@@ -25,6 +26,11 @@ struct Story {
     std::size_t leftOut = 0;
 };
 Story story;
+
+// A line of a server's, safe in any log, its end cut.
+std::string asLine(std::string_view text) {
+    return base::plain(text.substr(0, kLongestLine)) + (text.size() > kLongestLine ? "..." : "");
+}
 
 void keep(std::string_view text) {
     if (story.first.size() < kFirstLines) {
@@ -114,21 +120,6 @@ void tellTransfer(CURL *handle, CURLcode result) {
 void logTransferError(const std::string &text) {
     nalLogError(kFunction, __LINE__, "ota: [%s %s:%d] %s", kUnit, kFunction, __LINE__,
                 text.c_str());
-}
-
-std::string asLine(std::string_view text) {
-    std::string line;
-    for (const char character : text.substr(0, kLongestLine)) {
-        if (character >= ' ' && character <= '~') {
-            line += character;
-        } else {
-            std::array<char, sizeof "\\x00"> quoted{};
-            std::snprintf(quoted.data(), quoted.size(), "\\x%02X",
-                          static_cast<unsigned>(static_cast<unsigned char>(character)));
-            line += quoted.data();
-        }
-    }
-    return text.size() > kLongestLine ? line + "..." : line;
 }
 
 } // namespace host

@@ -5,7 +5,6 @@
 
 #include <curl/curl.h>
 #include <string>
-#include <string_view>
 
 namespace host {
 
@@ -23,10 +22,6 @@ void tellTransfer(CURL *handle, CURLcode result);
 
 /* An error about a transfer, under the same unit. */
 void logTransferError(const std::string &text);
-
-/* A line of a server's, safe in any log: every byte but printable ASCII is spelled \xNN, the end
- * cut. */
-std::string asLine(std::string_view text);
 
 } // namespace host
 

@@ -2,8 +2,8 @@
 #include "host/trial.h"
 
 #include "base/trusted_path.h"
-#include "host/stage.h"
 #include "host/supervisor_link.h"
+#include "host/update_notes.h"
 #include "node/bank_note.h"
 #include "platform/node.h"
 #include "platform/trial.h"

@@ -32,7 +32,7 @@ ROOMS = {
 DOORS = {
     ("cli", "service/bus"): ["handles.h", "names.h", "node_status.h", "record_message.h"],
     ("service/state", "service/bus"): ["node_status.h"],
-    ("desk", "host"): ["run.h", "timers.h"],
+    ("desk", "host"): ["agent_calls.h", "run.h"],
 }
 
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]+"([^"]+)"', re.M)

@@ -2,6 +2,8 @@
 // Whatever ends a program is its exit code and one line, and an object for programs.
 #include "base/program.h"
 
+#include "base/failure.h"
+
 #include <gtest/gtest.h>
 
 #include <stdexcept>

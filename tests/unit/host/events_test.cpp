@@ -1,99 +1,15 @@
 // SPDX-License-Identifier: MIT
-// The host starts the agent in order and hands it one event at a time.
+// The host hands the agent one event at a time, and ends with one that it cannot use.
 #include "host_process.h"
 
-#include <csignal>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <poll.h>
-#include <sys/file.h>
-#include <unistd.h>
 
 namespace {
 
-class Host : public HostProcess {};
+class Events : public HostProcess {};
 
-TEST_F(Host, StartsTheAgentInOrderAndEndsWithTheChannel) {
-    start();
-    expectStartUp();
-    closeChannel();
-    EXPECT_EQ(exitCode(), 0);
-    EXPECT_EQ(errors(), "");
-}
-
-TEST_F(Host, KeepsTheNodeToItselfUntilItEnds) {
-    start();
-    expectStartUp();
-    const int lock = open(in("boot_state.lock").c_str(), O_RDWR);
-    ASSERT_GE(lock, 0);
-    EXPECT_NE(flock(lock, LOCK_EX | LOCK_NB), 0);
-    closeChannel();
-    EXPECT_EQ(exitCode(), 0);
-    EXPECT_EQ(flock(lock, LOCK_EX | LOCK_NB), 0);
-    close(lock);
-}
-
-TEST_F(Host, WaitsForTheManagersSocketBeforeItCallsTheAgentAndSaysSo) {
-    const std::string waits =
-        "notice: ota-host: the agent waits until cfgmgr_socket is there; start "
-        "the configuration manager that makes it\n";
-    std::filesystem::remove(in("cfgmgr_socket"));
-    start();
-    expect({signalOf("initOTAlib", R"(".")"), nodeNote(),
-            R"({"note":"waits-for","path":"cfgmgr_socket"})"});
-    EXPECT_EQ(errors(), waits);
-    expectSilence();
-    makeManagerSocket();
-    EXPECT_NE(next().find("startTimer"), std::string::npos) << "the agent's main is called";
-    EXPECT_EQ(errors(), waits);
-}
-
-TEST_F(Host, TakesNothingButASocketForTheManagers) {
-    std::filesystem::remove(in("cfgmgr_socket"));
-    std::ofstream(in("cfgmgr_socket")).close();
-    start();
-    expect(
-        {signalOf("initOTAlib", R"(".")"), nodeNote(),
-         R"({"note":"waits-for","path":"cfgmgr_socket","found":"cfgmgr_socket: is no socket"})"});
-    EXPECT_NE(errors().find("error: ota-host: what is there is not the configuration manager's "
-                            "socket: cfgmgr_socket: is no socket\n"),
-              std::string::npos)
-        << errors();
-    expectSilence();
-    std::filesystem::remove(in("cfgmgr_socket"));
-    EXPECT_EQ(next(), R"({"note":"waits-for","path":"cfgmgr_socket"})");
-    makeManagerSocket();
-    EXPECT_NE(next().find("startTimer"), std::string::npos) << "the agent's main is called";
-}
-
-TEST_F(Host, TakesNoSocketOfAnotherUserForTheManagers) {
-    if (geteuid() != 0) {
-        GTEST_SKIP() << "needs root, to give the socket away";
-    }
-    constexpr uid_t kNobody = 65534;
-    ASSERT_EQ(chown(in("cfgmgr_socket").c_str(), kNobody, kNobody), 0);
-    start();
-    expect({signalOf("initOTAlib", R"(".")"), nodeNote()});
-    const std::string waits = next();
-    EXPECT_NE(waits.find("cfgmgr_socket (owner 65534, mode 0600) belongs to neither root nor "),
-              std::string::npos)
-        << waits;
-    expectSilence();
-    ASSERT_EQ(chown(in("cfgmgr_socket").c_str(), 0, 0), 0);
-    EXPECT_NE(next().find("startTimer"), std::string::npos) << "the agent's main is called";
-}
-
-TEST_F(Host, ThatWaitsForTheManagersSocketEndsWithItsSupervisor) {
-    std::filesystem::remove(in("cfgmgr_socket"));
-    start();
-    expect({signalOf("initOTAlib", R"(".")"), nodeNote(),
-            R"({"note":"waits-for","path":"cfgmgr_socket"})"});
-    closeChannel();
-    EXPECT_EQ(exitCode(), 0);
-}
-
-TEST_F(Host, RemovesTheFileForTheMobileAppWhereverItIs) {
+TEST_F(Events, LeaveNoFileForTheMobileAppWhereverItIs) {
     start();
     expectStartUp();
     std::ofstream(in("ota_agent_data")) << "1\n4QZ1\n4QZ2";
@@ -103,7 +19,7 @@ TEST_F(Host, RemovesTheFileForTheMobileAppWhereverItIs) {
     EXPECT_EQ(errors(), "");
 }
 
-TEST_F(Host, RemovesWhatAServerSentBehindEachCallThatMayFetch) {
+TEST_F(Events, LeaveNothingOfWhatAServerSentWhereTheirCallMayFetch) {
     const auto isLeftBy = [this](const char *event, const std::vector<std::string> &told) {
         std::ofstream(in("4QZ2.0.0")) << "image";
         send(event);
@@ -128,43 +44,7 @@ TEST_F(Host, RemovesWhatAServerSentBehindEachCallThatMayFetch) {
     EXPECT_TRUE(isLeftBy(R"({"event":"begin-anew"})", {R"({"done":"begin-anew","deferred":1})"}));
 }
 
-TEST_F(Host, LeavesTheCommitCheckOutWhereItIsToldTo) {
-    start(FAKE_AGENT, "--no-commit-check");
-    expect({signalOf("initOTAlib", R"(".")"), nodeNote(),
-            R"({"call":"startTimer","seconds":-7,"name":"rebootTimer"})", signalOf("main", "\"0\""),
-            R"({"done":"start-up","deferred":0})"});
-}
-
-TEST_F(Host, HandsTheFileServerInformationOverAndTellsTheAgentWhatCameOfIt) {
-    const std::string offer = R"({"event":"new-image","descriptor":"hand over","config":)"
-                              R"({"OffloadDownloadActivate":1,"initial_obardingStatus":0,)"
-                              R"("firsttime_polling":0}})";
-    const std::string call = R"({"call":"fileServerInfo","info":"{\"swVersion\":\"1\"}"})";
-    start();
-    expectStartUp();
-    send(offer);
-    expect({call, signalOf("handOver", "\"0\""), R"({"done":"new-image","deferred":0})"});
-    EXPECT_EQ(errors(), "");
-    send(offer);
-    ASSERT_EQ(next(), call);
-    send(R"({"ack":7})");
-    expect({signalOf("handOver", "\"-1\""), R"({"done":"new-image","deferred":0})"});
-    EXPECT_EQ(
-        errors(),
-        "error: ota-host: the file-server information was not taken over (answer 7); the "
-        "gateway does not know of the image, offer it again once the gateway can be reached\n");
-    EXPECT_FALSE(std::filesystem::exists(in("file_server_info.json")));
-}
-
-TEST_F(Host, EndsWithTheProcessThatStartedIt) {
-    hasParentOfItsOwn_ = true;
-    start();
-    expectStartUp();
-    ASSERT_EQ(kill(child_, SIGKILL), 0);
-    EXPECT_EQ(next(), "end") << "nobody closed the channel, and the host is gone all the same";
-}
-
-TEST_F(Host, HandsEveryEventToItsCall) {
+TEST_F(Events, GoToTheirCalls) {
     start();
     expectStartUp();
     send(R"({"event":"mobile-trigger","newswavailflag":-3})");
@@ -188,27 +68,7 @@ TEST_F(Host, HandsEveryEventToItsCall) {
             R"({"done":"timer","deferred":1})"});
 }
 
-TEST_F(Host, GivesTheAgentTheResultOfEachCall) {
-    start();
-    EXPECT_NE(next().find("initOTAlib"), std::string::npos);
-    send(R"({"ack":5})");
-    EXPECT_EQ(next(), nodeNote());
-    EXPECT_NE(next().find("startTimer"), std::string::npos);
-    send(R"({"ack":-42})");
-    EXPECT_EQ(next(), signalOf("main", "\"-42\""));
-}
-
-TEST_F(Host, WaitsForItsAnswerBeforeItGoesOn) {
-    start();
-    EXPECT_NE(next().find("initOTAlib"), std::string::npos);
-    pollfd more{channel_->fd(), POLLIN, 0};
-    EXPECT_EQ(poll(&more, 1, 200), 0) << "the host went on without an answer";
-    send(R"({"ack":0})");
-    EXPECT_EQ(next(), nodeNote());
-    EXPECT_NE(next().find("startTimer"), std::string::npos);
-}
-
-TEST_F(Host, TakesASecondEventOnlyAfterTheFirstIsDone) {
+TEST_F(Events, AreTakenOnceTheOneBeforeIsDone) {
     start();
     expectStartUp();
     send(R"({"event":"mobile-trigger","newswavailflag":1})");
@@ -218,5 +78,45 @@ TEST_F(Host, TakesASecondEventOnlyAfterTheFirstIsDone) {
     expect({R"({"done":"mobile-trigger","deferred":0})", signalOf("mobileTrigger", "\"2\""),
             R"({"done":"mobile-trigger","deferred":0})"});
 }
+
+struct BadEvent {
+    const char *json;
+    const char *complaint;
+};
+
+class BadEvents : public HostProcess, public testing::WithParamInterface<BadEvent> {};
+
+TEST_P(BadEvents, EndTheHostWithoutACallOfTheAgent) {
+    start();
+    expectStartUp();
+    send(GetParam().json);
+    expectLastWords("none", "event");
+    expectEnd(GetParam().complaint);
+}
+
+const BadEvent kBadEvents[] = {
+    {R"({})", "\"event\" is missing or no text: expected a text"},
+    {R"({"event":7})", "\"event\" is missing or no text: expected a text"},
+    {R"({"ack":0})", "\"event\" is missing or no text: expected a text"},
+    {R"({"event":"reboot"})", "the event \"reboot\" is not known: expected new-image, mobile-"},
+    {R"({"event":"mobile-trigger"})", "\"mobile-trigger\": \"newswavailflag\" is missing or no"},
+    {R"({"event":"mobile-trigger","newswavailflag":"1"})", "\"newswavailflag\" is missing or no"},
+    {R"({"event":"mobile-trigger","newswavailflag":1.5})", "\"newswavailflag\" is missing or no"},
+    {R"({"event":"mobile-trigger","newswavailflag":3e9})", "\"newswavailflag\" is missing or no"},
+    {R"({"event":"activation-time","record":{}})", "\"record\" is missing or no text"},
+    {R"({"event":"forget"})", "the event \"forget\": \"version\" is missing or no text"},
+    {R"({"event":"timer"})", "the event \"timer\": \"name\" is missing or no text"},
+    {R"({"event":"timer","name":"eggTimer"})", "the timer \"eggTimer\" is not known: expected"},
+    {R"({"event":"new-image","config":{}})", "\"descriptor\" is missing or no text"},
+    {R"({"event":"new-image","descriptor":"{}"})", "\"config\" is missing or no object"},
+    {R"({"event":"new-image","descriptor":"{}","config":{"OffloadDownloadActivate":0,)"
+     R"("initial_obardingStatus":0}})",
+     "\"firsttime_polling\" is missing or no whole number"},
+    {R"({"event":"new-image","descriptor":"{}","config":{"OffloadDownloadActivate":256,)"
+     R"("initial_obardingStatus":0,"firsttime_polling":0}})",
+     "\"OffloadDownloadActivate\" is out of range: expected 0 to 255"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Host, BadEvents, testing::ValuesIn(kBadEvents));
 
 } // namespace

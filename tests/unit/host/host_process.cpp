@@ -194,3 +194,19 @@ std::string HostProcess::errors() const {
 std::string HostProcess::signalOf(const std::string &name, const std::string &data) {
     return R"({"call":"signal","sender":"fake","name":")" + name + R"(","data":)" + data + "}";
 }
+
+void HostProcess::expectEnd(const std::string &text, int code) {
+    EXPECT_EQ(exitCode(), code);
+    const std::string line = errors();
+    EXPECT_EQ(line.find("error: ota-host: "), 0U) << line;
+    EXPECT_NE(line.find(text), std::string::npos) << line;
+    EXPECT_EQ(line.find('\n'), line.size() - 1) << line;
+}
+
+void HostProcess::expectLastWords(const std::string &reason, const std::string &text) {
+    const std::string note = next();
+    EXPECT_EQ(note.find(R"({"note":"last-words","reason":")" + reason + R"(","text":")"), 0U)
+        << note;
+    EXPECT_NE(note.find(text), std::string::npos) << note;
+    EXPECT_EQ(next(), "end");
+}

@@ -44,6 +44,11 @@ class HostProcess : public testing::Test {
     /* Waits for the end of the host. */
     int exitCode();
     std::string errors() const;
+    /* Waits for the end of the host: one line that begins with the program and holds the text, and
+     * this code. */
+    void expectEnd(const std::string &text, int code = 1);
+    /* What the supervisor hears before the end. */
+    void expectLastWords(const std::string &reason, const std::string &text);
     static std::string signalOf(const std::string &name, const std::string &data);
     /* Of the address that the bridge of this machine has, or of none. */
     static std::string nodeNote();

@@ -1,86 +1,12 @@
 // SPDX-License-Identifier: MIT
 // The trial of the running bank comes before the agent's start, and the commit behind its check.
-#include "host_process.h"
-
-#include "node/boot_state.h"
-#include "node/digest.h"
-#include "tests/support/results.h"
+#include "trial_fixture.h"
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <optional>
 #include <unistd.h>
 
 namespace {
-
-using node::Bank;
-using Messages = std::vector<std::string>;
-
-constexpr const char *kOld = "4QZ-1.0";
-constexpr const char *kNew = "4QZ-2.0";
-const std::string kNode = R"({"note":"node","mac":"02:00:00:AB:CD:EF"})";
-const std::string kTimer = R"({"call":"startTimer","seconds":-7,"name":"rebootTimer"})";
-const std::string kDone = R"({"done":"start-up","deferred":0})";
-
-std::string stage(const std::string &name) { return R"({"note":"stage","stage":")" + name + "\"}"; }
-
-std::string ofBankB(const std::string &note, const std::string &more = "") {
-    return R"({"note":")" + note + R"(","bank":"b","version":"4QZ-2.0")" + more + "}";
-}
-
-// Its reboots are asked for with a file; bank b runs on trial.
-class Trial : public HostProcess {
-  protected:
-    Trial() {
-        program_ = OTA_DESK_HOST;
-        environment_ = {{"OTA_DESK_REBOOT_FILE", in("reboot")},
-                        {"OTA_DESK_MAC", "02:00:00:AB:CD:EF"}};
-        node::BootState state;
-        const std::string sum = node::sha256Of(std::string(kBank, '\0'));
-        state.of(Bank::a) = {true, kOld, kBank, sum};
-        state.of(Bank::b) = {true, kNew, kBank, sum};
-        state.active = state.next = Bank::b;
-        state.trial = Bank::b;
-        state.attemptsOf(Bank::b) = 2;
-        keep(state);
-    }
-
-    void keep(const node::BootState &state) const {
-        std::string whatIsWrong;
-        ASSERT_TRUE(succeeds(node::writeBootState(in("boot_state"), state), whatIsWrong))
-            << whatIsWrong;
-    }
-
-    node::BootState bootState() const {
-        node::BootState state;
-        std::string whatIsWrong;
-        EXPECT_TRUE(took(node::readBootState(in("boot_state")), state, whatIsWrong)) << whatIsWrong;
-        return state;
-    }
-
-    void checkHealthWith(const std::string &command) const {
-        std::ofstream(configPath_, std::ios::app) << "[trial]\nhealth_command=" << command << "\n";
-    }
-
-    std::string textOf(const std::string &name) const {
-        std::ifstream file(in(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
-    void expectBegin() {
-        expect({signalOf("initOTAlib", R"(".")"), kNode, stage("committing"),
-                ofBankB("trial", R"(,"attempts":2)")});
-    }
-
-    void expectAgentsStart() {
-        expect({kTimer, signalOf("main", "\"0\""), signalOf("commit", "null")});
-    }
-
-    void expectAgentsStartWithoutCommit() { expect({kTimer, signalOf("main", "\"0\"")}); }
-
-    static constexpr std::size_t kBank = 1024;
-};
 
 TEST_F(Trial, ChecksTheHealthBeforeTheAgentAndCommitsBehindItsCommitCheck) {
     checkHealthWith("echo checked >> health");
@@ -280,62 +206,6 @@ TEST_F(Trial, ThatCannotBeKeptAsPassedIsNotReportedAsCommitted) {
     send(R"({"ack":0})");
     expect({R"({"done":"commit","deferred":0})"});
     EXPECT_FALSE(bootState().trial);
-}
-
-// What a power cut may leave of the mark that the agent's shell wrote and nobody synced.
-TEST_F(Trial, FindsTheMarkOfItsActivationWhateverAPowerCutLeftOfIt) {
-    for (const auto &left :
-         {std::optional<std::string>(), std::optional<std::string>(""),
-          std::optional(std::string(8, '\0')), std::optional<std::string>("4QZ-1.0\n")}) {
-        std::filesystem::remove(in("ota_act_success"));
-        if (left) {
-            std::ofstream(in("ota_act_success")) << *left;
-        }
-        start(FAKE_AGENT, "--activated b:4QZ-2.0 --activated a:4QZ-2.0");
-        ASSERT_EQ(next(), signalOf("initOTAlib", R"(".")"));
-        send(R"({"ack":0})");
-        expect({kNode, stage("committing")});
-        EXPECT_EQ(textOf("ota_act_success"), "4QZ-2.0\n") << "before the trial";
-        EXPECT_NE(errors().find("notice: ota-host: a power cut took the mark of 4QZ-2.0"),
-                  std::string::npos);
-        startOver();
-    }
-}
-
-TEST_F(Trial, MakesNoMarkOfWhatDidNotActivateIt) {
-    const auto startsWith = [this](const std::string &options) {
-        start(FAKE_AGENT, options);
-        expect({signalOf("initOTAlib", R"(".")"), kNode});
-        static_cast<void>(next());
-        EXPECT_FALSE(std::filesystem::exists(in("ota_act_success"))) << options;
-        startOver();
-    };
-    startsWith("");
-    startsWith("--activated a:4QZ-1.0");                   // another version
-    startsWith("--activated b:4QZ-2.0");                   // begun on the bank that runs
-    startsWith("--no-commit-check --activated a:4QZ-2.0"); // not the first start of this boot
-    node::BootState state = bootState();
-    state.endTrial();
-    keep(state);
-    startsWith("--activated a:4QZ-2.0"); // committed: the word was said
-}
-
-TEST_F(Trial, TellsThatTheMarkCannotBeMadeAnewAndGoesOn) {
-    std::filesystem::create_directory(in("ota_act_success"));
-    start(FAKE_AGENT, "--activated a:4QZ-2.0");
-    expectBegin();
-    EXPECT_NE(errors().find("the mark of the activation was not made anew, so no commit is "
-                            "reported: "),
-              std::string::npos)
-        << errors();
-}
-
-TEST_F(Trial, RefusesAnActivationThatItCannotRead) {
-    start(FAKE_AGENT, "--activated c:4QZ-2.0");
-    EXPECT_EQ(exitCode(), 2);
-    EXPECT_NE(errors().find("--activated is \"c:4QZ-2.0\": expected a or b, a colon and a version"),
-              std::string::npos)
-        << errors();
 }
 
 TEST_F(Trial, OfAVersionIsForgottenWhereItIsAskedFor) {

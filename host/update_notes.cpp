@@ -1,14 +1,21 @@
 // SPDX-License-Identifier: MIT
-#include "host/stage.h"
+#include "host/update_notes.h"
 
-#include "host/causes.h"
+#include "host/log_causes.h"
 #include "host/supervisor_link.h"
 #include "host/trial.h"
 #include "platform/log_entry.h"
 #include "platform/log_hook.h"
+#include "platform/reason_hook.h"
 #include "platform/stage_hook.h"
 
 #include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
 
 namespace host {
 namespace {
@@ -53,21 +60,7 @@ void onBanks(NalStage stage) {
     }
 }
 
-void onLog(const char *function, int /*line*/, std::string_view text) {
-    platform::LogOrigin origin;
-    if (!platform::takeLogPrefix(text, origin)) {
-        return;
-    }
-    if (const auto stage = stageThatBegins(function, text)) {
-        enterStage(*stage);
-    }
-    takeCauseOfEntry(function, text);
-}
-
-} // namespace
-
-const char *stageName(Stage stage) { return kNames.at(static_cast<std::size_t>(stage)); }
-
+// The stage that begins with this entry of the agent's log; `text` is what follows its prefix.
 std::optional<Stage> stageThatBegins(std::string_view function, std::string_view text) {
     for (const LogRow &row : kLogRows) {
         if (function == row.function && text.starts_with(row.text)) {
@@ -76,6 +69,43 @@ std::optional<Stage> stageThatBegins(std::string_view function, std::string_view
     }
     return std::nullopt;
 }
+
+// What bounds a file from outside, as the unit or a quota may, is no different to the image.
+bool hasNoRoom(const std::string &path) {
+    struct stat file {};
+    struct statvfs disk {};
+    rlimit limit{};
+    const bool isAtItsLimit = stat(path.c_str(), &file) == 0 &&
+                              getrlimit(RLIMIT_FSIZE, &limit) == 0 &&
+                              static_cast<rlim_t>(file.st_size) >= limit.rlim_cur;
+    return isAtItsLimit ||
+           (statvfs(path.c_str(), &disk) == 0 && (disk.f_bavail == 0 || disk.f_favail == 0));
+}
+
+LogCauses inTheLog(hasNoRoom);
+
+void tell(const base::Error &cause) {
+    const base::Json note = newNote("cause");
+    base::add(note.get(), "reason", base::rowOf(cause.reason).name);
+    base::add(note.get(), "text", cause.text);
+    base::add(note.get(), "attempt", cause.attempt);
+    tellSupervisor(note);
+}
+
+void onLog(const char *function, int /*line*/, std::string_view text) {
+    platform::LogOrigin origin;
+    if (!platform::takeLogPrefix(text, origin)) {
+        return;
+    }
+    if (const auto stage = stageThatBegins(function, text)) {
+        enterStage(*stage);
+    }
+    if (const auto cause = inTheLog.take(function, text)) {
+        tell(*cause);
+    }
+}
+
+} // namespace
 
 void followStages() {
     nalOnStage(onBanks);
@@ -88,12 +118,22 @@ void enterStage(Stage stage) {
     }
     current = stage;
     const base::Json note = newNote("stage");
-    base::add(note.get(), "stage", stageName(stage));
+    base::add(note.get(), "stage", kNames.at(static_cast<std::size_t>(stage)));
     tellSupervisor(note);
 }
 
 Stage currentStage() { return current; }
 
 void endStage() { enterStage(Stage::idle); }
+
+void followCauses() { nalOnReason(tell); }
+
+void expectCause(const base::Error &cause) { inTheLog.expect(cause); }
+
+void endCauses() {
+    if (const auto cause = inTheLog.endOfCall()) {
+        tell(*cause);
+    }
+}
 
 } // namespace host

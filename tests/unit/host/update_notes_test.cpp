@@ -37,9 +37,9 @@ std::string md5Of(const std::string &bytes) {
 }
 
 // The stand-ins of the desk give the node its bridge, and let neither time pass nor it reboot.
-class Update : public HostProcess {
+class UpdateNotes : public HostProcess {
   protected:
-    Update() {
+    UpdateNotes() {
         program_ = OTA_DESK_HOST;
         environment_ = {
             {"OTA_DESK_MAC", kMac}, {"OTA_DESK_FAST", "1"}, {"OTA_DESK_REBOOT_FILE", in("reboot")}};
@@ -147,7 +147,7 @@ class Update : public HostProcess {
 
 using Words = std::vector<std::string>;
 
-TEST_F(Update, TellsEveryStageOfAnUpdateUntilItsCommit) {
+TEST_F(UpdateNotes, TellsEveryStageOfAnUpdateUntilItsCommit) {
     startAgent();
     bool askedTooEarly = true;
     beforeAnswer_ = [&](const std::string &) {
@@ -173,7 +173,7 @@ TEST_F(Update, TellsEveryStageOfAnUpdateUntilItsCommit) {
     EXPECT_FALSE(bootState().trial);
 }
 
-TEST_F(Update, EndsIdleWhereItFailsOnItsWay) {
+TEST_F(UpdateNotes, EndsIdleWhereItFailsOnItsWay) {
     startAgent();
     send(offer(1, std::string(32, '0')));
     EXPECT_EQ(story(), (Words{"downloading", "verifying", "cause", "OTA_CRC_CHECK_FAILED", "idle"}))
@@ -188,7 +188,7 @@ TEST_F(Update, EndsIdleWhereItFailsOnItsWay) {
     EXPECT_NE(cause_.find(R"("attempt":1})"), std::string::npos) << cause_;
 }
 
-TEST_F(Update, TellsWhyTheBankDidNotTakeIt) {
+TEST_F(UpdateNotes, TellsWhyTheBankDidNotTakeIt) {
     writeImage("other model");
     startAgent();
     send(offer(1, md5Of(image_)));
@@ -199,7 +199,7 @@ TEST_F(Update, TellsWhyTheBankDidNotTakeIt) {
 }
 
 // Nothing else tells of it: the agent says no word.
-TEST_F(Update, TellsWhyAnActivationFailedInSilence) {
+TEST_F(UpdateNotes, TellsWhyAnActivationFailedInSilence) {
     startAgent();
     beforeAnswer_ = [](const std::string &) {};
     send(offer(2, md5Of(image_)));
@@ -212,7 +212,7 @@ TEST_F(Update, TellsWhyAnActivationFailedInSilence) {
         << cause_;
 }
 
-TEST_F(Update, AsksForTheNextAttemptAtOnceWhereTheDeskHurries) {
+TEST_F(UpdateNotes, AsksForTheNextAttemptAtOnceWhereTheDeskHurries) {
     startAgent();
     std::filesystem::remove(in("served"));
     send(offer(1, md5Of(image_)));
@@ -222,7 +222,7 @@ TEST_F(Update, AsksForTheNextAttemptAtOnceWhereTheDeskHurries) {
     EXPECT_EQ(next(), R"({"call":"startTimer","seconds":0,"name":"downloadRetryTimer"})");
 }
 
-TEST_F(Update, GoesOnInANewProcessWithTheMemoryOfTheOldOne) {
+TEST_F(UpdateNotes, GoesOnInANewProcessWithTheMemoryOfTheOldOne) {
     startAgent();
     send(offer(0, md5Of(image_)));
     EXPECT_EQ(story(), (Words{"downloading", "verifying", "writing", "rebootTimer", "idle"}))
@@ -246,7 +246,7 @@ TEST_F(Update, GoesOnInANewProcessWithTheMemoryOfTheOldOne) {
     EXPECT_EQ(fileText("ota_act_success"), std::string(kOffered) + "\n");
 }
 
-TEST_F(Update, OfTheVersionInThePassiveBankIsASwapInTheActivatingStage) {
+TEST_F(UpdateNotes, OfTheVersionInThePassiveBankIsASwapInTheActivatingStage) {
     startAgent();
     send(offer(2, md5Of(image_)));
     EXPECT_EQ(story().back(), "idle");
@@ -256,7 +256,7 @@ TEST_F(Update, OfTheVersionInThePassiveBankIsASwapInTheActivatingStage) {
         << errors();
 }
 
-TEST_F(Update, ThatIsAbandonedIsTakenBackAndNeverBoots) {
+TEST_F(UpdateNotes, ThatIsAbandonedIsTakenBackAndNeverBoots) {
     startAgent();
     send(offer(1, md5Of(image_)));
     EXPECT_EQ(story().back(), "idle");
@@ -274,7 +274,7 @@ TEST_F(Update, ThatIsAbandonedIsTakenBackAndNeverBoots) {
     EXPECT_EQ(bootState().active, node::Bank::a);
 }
 
-TEST_F(Update, ThatCannotBeTakenBackIsToldAndTheHostGoesOn) {
+TEST_F(UpdateNotes, ThatCannotBeTakenBackIsToldAndTheHostGoesOn) {
     startAgent();
     std::filesystem::remove(in("boot_state"));
     send(R"({"event":"abandon"})");

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The agent's mark of an activation, from which its commit check reads the version.
-#ifndef HOST_MARK_H
-#define HOST_MARK_H
+// What the agent writes into the logs directory: its log, which holds URLs and is not for
+// everybody, and its mark of an activation, from which its commit check reads the version.
+#ifndef HOST_AGENT_FILES_H
+#define HOST_AGENT_FILES_H
 
 #include "node/boot_state.h"
 
@@ -9,6 +10,13 @@
 #include <vector>
 
 namespace host {
+
+/*
+ * The agent's debug log is there, and neither it nor the activation mark is open to others than
+ * this user and its group. The agent itself would leave that to the umask, which its files for the
+ * mobile app need as it is. Call it before the agent; what cannot be closed is told in one line.
+ */
+void closeLogFiles();
 
 /* What the supervisor knows of an activation: the bank that ran before it, and the version. */
 struct Activation {

@@ -31,9 +31,9 @@ std::string replaced(std::string text, const std::string &from, const std::strin
     return text.replace(at, from.size(), to);
 }
 
-class Memory : public HostProcess {
+class AgentMemory : public HostProcess {
   protected:
-    Memory() {
+    AgentMemory() {
         start();
         expectStartUp();
     }
@@ -44,9 +44,9 @@ class Memory : public HostProcess {
     }
 };
 
-TEST_F(Memory, IsThatOfAFreshAgentAfterTheStart) { EXPECT_EQ(memory_, kFresh); }
+TEST_F(AgentMemory, IsThatOfAFreshAgentAfterTheStart) { EXPECT_EQ(memory_, kFresh); }
 
-TEST_F(Memory, IsTakenUpWholeAndComesBackTheSame) {
+TEST_F(AgentMemory, IsTakenUpWholeAndComesBackTheSame) {
     restore(kFull);
     EXPECT_EQ(memory_, kFull);
     send(R"({"event":"mobile-trigger","newswavailflag":1})");
@@ -56,7 +56,7 @@ TEST_F(Memory, IsTakenUpWholeAndComesBackTheSame) {
     EXPECT_EQ(memory_, kFresh) << "nothing of the earlier one is left behind a shorter text";
 }
 
-TEST_F(Memory, TakesTextsOfTheFullWidthsAndNothingLonger) {
+TEST_F(AgentMemory, TakesTextsOfTheFullWidthsAndNothingLonger) {
     const std::string url(8191, 'u');
     restore(replaced(kFull, "http://h/i", url));
     EXPECT_EQ(memory_, replaced(kFull, "http://h/i", url));
@@ -68,7 +68,7 @@ struct BadMemory {
     const char *complaint;
 };
 
-TEST_F(Memory, ThatIsMalformedIsRefusedWithOneLineAndChangesNothing) {
+TEST_F(AgentMemory, ThatIsMalformedIsRefusedWithOneLineAndChangesNothing) {
     restore(kFull);
     const BadMemory cases[] = {
         {"http://h/i", std::string(8192, 'u'),

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Timers as questions to the supervisor, which keeps them and sends their expiry as events.
-#ifndef HOST_TIMERS_H
-#define HOST_TIMERS_H
+// What the agent asks of the platform and the host cannot do: questions to the supervisor. It keeps
+// the timers, and sends their expiry as events.
+#ifndef HOST_AGENT_CALLS_H
+#define HOST_AGENT_CALLS_H
 
 namespace host {
 
