@@ -1,11 +1,22 @@
 // SPDX-License-Identifier: MIT
 #include "service/daemon.h"
 
+#include "service/event_log.h"
+
 #include <csignal>
+#include <sys/epoll.h>
 #include <systemd/sd-daemon.h>
 #include <utility>
 
 namespace service {
+
+KeptState::KeptState(sd_event *loop, const node::Config &config)
+    : book(disk, config.stateDirectory + "/requests.json"),
+      history(disk, config.stateDirectory + "/history.jsonl", config.historySize,
+              config.historyFiles, logError),
+      settings(config, disk),
+      diskDone(loop, disk.fd(), EPOLLIN, [this](std::uint32_t) { disk.dispatch(); }) {}
+
 namespace {
 
 constexpr std::int64_t kMsPerSecond = 1000;

@@ -3,16 +3,33 @@
 #ifndef SERVICE_DAEMON_H
 #define SERVICE_DAEMON_H
 
+#include "node/config.h"
 #include "service/host_calls.h"
-#include "service/kept_state.h"
+#include "service/loop.h"
+#include "service/node_settings.h"
 #include "service/options.h"
+#include "service/request_book.h"
 #include "service/request_handler.h"
+#include "service/state/disk_writer.h"
+#include "service/state/history.h"
 
 #include <memory>
 #include <optional>
 #include <string>
 
 namespace service {
+
+/* What the service keeps on the disk, written by one thread. */
+struct KeptState {
+    /* The configuration outlives it. */
+    KeptState(sd_event *loop, const node::Config &config);
+
+    DiskWriter disk;
+    RequestBook book;
+    History history;
+    NodeSettings settings;
+    Watched diskDone;
+};
 
 class Daemon {
   public:

@@ -2,8 +2,8 @@
 #include "service/request_handler.h"
 
 #include "guard/setting.h"
-#include "service/judge.h"
 #include "service/state/line_source.h"
+#include "service/state/request_check.h"
 #include "service/state/trial_words.h"
 
 #include <ctime>

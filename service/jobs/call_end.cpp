@@ -4,12 +4,21 @@
 #include "base/json.h"
 #include "otaSwAgent/status_words.h"
 #include "platform/timers.h"
-#include "service/state/clock_words.h"
 
 #include <algorithm>
+#include <ctime>
 
 namespace service {
 namespace {
+
+// "hh:mm:ss" on the node's local clock; empty where it has none.
+std::string timeOfDay(std::time_t moment) {
+    std::tm local{};
+    char clock[sizeof "hh:mm:ss"]{};
+    const bool known = localtime_r(&moment, &local) != nullptr &&
+                       std::strftime(clock, sizeof clock, "%H:%M:%S", &local) != 0;
+    return known ? clock : "";
+}
 
 // What a new activation time is for.
 std::string governedWords(const JobContext &context) {

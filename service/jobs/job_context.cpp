@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "service/jobs/job_context.h"
 
-#include "service/judge.h"
 #include "service/state/deferral.h"
+#include "service/state/request_check.h"
 
 #include <algorithm>
 

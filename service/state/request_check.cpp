@@ -6,8 +6,10 @@
 #include "guard/activation_record.h"
 #include "guard/strict_json.h"
 #include "guard/time_of_day.h"
+#include "guard/version.h"
 #include "platform/timers.h"
 #include "service/state/agent_memory_text.h"
+#include "service/state/trial_words.h"
 
 #include <algorithm>
 #include <array>
@@ -97,6 +99,21 @@ bool holdsNoImage(const cJSON *item) {
     constexpr std::array kTexts{"model", "nxtMSVersion", "fileServerURL", "checksum", "mac"};
     return std::all_of(kTexts.begin(), kTexts.end(),
                        [&](const char *key) { return base::textOf(item, key).empty(); });
+}
+
+constexpr const char *kMarker = "/ota_act_success";
+
+guard::Rules rulesOf(const node::Config &config, const NodeStatus &status) {
+    guard::Rules rules{config.allowPlainHttp, config.lowestVersion, {}};
+    for (const FailedTrial &failed : status.failedVersions) {
+        if (failed.refused) {
+            rules.refusedVersions.push_back(
+                {failed.version, "failed its trial on this node " +
+                                     times(static_cast<int>(failed.trials)) + ": " +
+                                     failureWords(failed.reason)});
+        }
+    }
+    return rules;
 }
 
 } // namespace
@@ -203,6 +220,14 @@ std::optional<Refusal> checkRememberedTimes(const std::string &memory, const Jud
                        guard::quoted(rebootTime) + " is not a time of day"};
     }
     return std::nullopt;
+}
+
+Judge judgeNow(const node::Config &config, const NodeStatus &status) {
+    return {{.model = config.model,
+             .serial = config.serial,
+             .mac = status.mac,
+             .longestVersion = guard::longestVersion(config.logsDirectory + kMarker)},
+            rulesOf(config, status)};
 }
 
 } // namespace service

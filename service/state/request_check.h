@@ -6,6 +6,8 @@
 #include "guard/node_identity.h"
 #include "guard/offer.h"
 #include "guard/refusal.h"
+#include "node/config.h"
+#include "service/bus/node_status.h"
 #include "service/state/ledger.h"
 
 #include <optional>
@@ -19,6 +21,8 @@ struct Judge {
     guard::NodeIdentity node;
     guard::Rules rules;
 };
+/* By what requests are judged on this node, now. */
+Judge judgeNow(const node::Config &config, const NodeStatus &status);
 
 /* From outside. A refusal leaves the request untouched; tickets are given later. */
 std::optional<guard::Refusal> newImageRequest(std::string_view descriptor,
