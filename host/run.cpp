@@ -14,7 +14,7 @@
 #include "host/update_notes.h"
 #include "node/bridge_address.h"
 #include "node/config.h"
-#include "platform/offer_hook.h"
+#include "platform/hooks.h"
 #include "platform/open.h"
 
 #include <csignal>

@@ -4,10 +4,8 @@
 #include "host/log_causes.h"
 #include "host/supervisor_link.h"
 #include "host/trial.h"
+#include "platform/hooks.h"
 #include "platform/log_entry.h"
-#include "platform/log_hook.h"
-#include "platform/reason_hook.h"
-#include "platform/stage_hook.h"
 
 #include <array>
 #include <optional>

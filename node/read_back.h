@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A bank read or written in order, past the kernel's cache where the bank lets that happen, and what
-// it holds, read and summed behind its writer.
+// A bank read or written in order, past the kernel's cache where the bank lets that happen, and
+// what it holds, read and summed behind its writer.
 #ifndef NODE_READ_BACK_H
 #define NODE_READ_BACK_H
 

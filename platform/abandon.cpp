@@ -3,8 +3,8 @@
 
 #include "base/file_io.h"
 #include "platform/activation.h"
+#include "platform/hooks.h"
 #include "platform/node.h"
-#include "platform/stage.h"
 
 #include <cerrno>
 #include <dirent.h>

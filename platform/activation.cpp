@@ -4,10 +4,9 @@
 
 #include "node/bank_device.h"
 #include "node/image_check.h"
+#include "platform/hooks.h"
 #include "platform/nal.h"
 #include "platform/node.h"
-#include "platform/reason_hook.h"
-#include "platform/stage.h"
 
 #include <string>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Who the node is, what it runs and which part it plays in the network.
+// Who the node is, what it runs, which part it plays in the network, and where its directories are.
 #include "platform/nal.h"
 #include "platform/node.h"
 
@@ -77,4 +77,16 @@ int nal_getSwAutoUpgradeInfo(void *record) {
     copyText(static_cast<char *>(record) + NAL_UPGRADE_INFO_TIME_OFFSET,
              platform::node().freshConfig().preferredActivationTime);
     return 0;
+}
+
+const char *nal_getTmpDirectory(void) { return platform::node().config().tmpDirectory.c_str(); }
+
+const char *nal_getConfigsDirectory(void) {
+    return platform::node().config().configsDirectory.c_str();
+}
+
+const char *nal_getLogsDirectory(void) { return platform::node().config().logsDirectory.c_str(); }
+
+const char *nal_getHIECertifcatePath(void) {
+    return platform::node().config().caCertificate.c_str();
 }

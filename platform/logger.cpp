@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The platform logger: an entry of the journal, or one line on standard error, level first.
 #include "base/file_io.h"
+#include "platform/hooks.h"
 #include "platform/journal.h"
 #include "platform/log_entry.h"
-#include "platform/log_hook.h"
 #include "platform/nal.h"
 
 #include <cstdarg>

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "platform/node.h"
 
+#include "node/bank_device.h"
 #include "node/settings_overlay.h"
 #include "platform/nal.h"
 #include "platform/open.h"
 
+#include <algorithm>
 #include <chrono>
+#include <fcntl.h>
 
 namespace platform {
 namespace {
@@ -150,3 +153,13 @@ Node &node() {
 } // namespace platform
 
 base::Result<void> nalOpen(const char *configPath) { return platform::node().open(configPath); }
+
+std::uint64_t nalBankCapacity() {
+    std::uint64_t largest = 0;
+    for (const std::string &path : platform::node().config().bankPaths) {
+        if (const auto bank = node::openBank(path, O_RDONLY)) {
+            largest = std::max(largest, bank->size);
+        }
+    }
+    return largest;
+}

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
-// The way in for the host: gives the node library its configuration.
+// The way in for the host: gives the node library its configuration, and asks for the size of the
+// banks.
 #ifndef PLATFORM_OPEN_H
 #define PLATFORM_OPEN_H
 
 #include "base/result.h"
+
+#include <cstdint>
 
 /*
  * Reads the configuration file (see node.conf.example) and checks the directories, the banks and
@@ -13,5 +16,8 @@
  * the node cannot run.
  */
 base::Result<void> nalOpen(const char *configPath);
+
+/* Bytes of the larger bank, of which an image is none larger; 0: neither of them tells. */
+std::uint64_t nalBankCapacity();
 
 #endif

@@ -5,11 +5,9 @@
 #include "node/image_check.h"
 #include "node/image_manifest.h"
 #include "platform/activation.h"
+#include "platform/hooks.h"
 #include "platform/nal.h"
 #include "platform/node.h"
-#include "platform/offered.h"
-#include "platform/reason_hook.h"
-#include "platform/stage.h"
 
 #include <chrono>
 #include <cinttypes>

@@ -7,7 +7,7 @@
 #include "node/boot.h"
 #include "node/boot_copies.h"
 #include "node/image_stream.h"
-#include "tools/failure.h"
+#include "tools/verbs.h"
 
 #include <algorithm>
 #include <cinttypes>

@@ -6,8 +6,6 @@
 #include "node/digest.h"
 #include "node/image_manifest.h"
 #include "node/image_stream.h"
-#include "tools/failure.h"
-#include "tools/image_report.h"
 #include "tools/verbs.h"
 
 #include <cinttypes>

@@ -14,6 +14,14 @@
 
 namespace power {
 
+// What differs from one kind of processor to the next: its name in a seccomp filter, and registers.
+extern const std::uint32_t kMachine;
+
+// At the entry of a call: it does not happen. False: errno says why.
+bool skipCall(pid_t thread);
+// At its exit: what it comes back with; a negative error number, or 0 and above.
+bool setResult(pid_t thread, std::int64_t result);
+
 struct OpenFile {
     std::filesystem::path path; // as it is now; of a file without a name, the one it had
     std::uint64_t position = 0;

@@ -96,9 +96,8 @@ class Attacks(node_case.Case):
         self.assertEqual(len(set(said)), 1, said)
         return said[0]
 
-    def test_a_place_that_is_not_the_nodes_alone(self):
-        node = self.node()
-        good = node.config.read_text()
+    def every_place(self, node):
+        """A configuration that names a place of each kind, all of them made."""
         for name in ("drop", "state", "folder/inner"):
             (node.folder / name).mkdir(parents=True)
         for name in (
@@ -118,12 +117,17 @@ class Attacks(node_case.Case):
         (node.folder / "fw_env.config").write_text(
             "environment 0 0x4000\nenvironment 0x4000 0x4000\n"
         )
-        whole = (
-            good.replace("tmp = .", "tmp = drop") + "signer_ca = signers.pem\n"
+        return (
+            node.config.read_text().replace("tmp = .", "tmp = drop") + "signer_ca = signers.pem\n"
             f"[trial]\nhealth_command = {node.folder}/healthy now;true\n"
             "[service]\nstate = state\n[root]\nbroker = localhost\n"
             "ca_certificate = root.pem\ncertificate = root.pem\nkey = folder/inner/words\n"
         )
+
+    def test_a_place_that_is_not_the_nodes_alone(self):
+        node = self.node()
+        good = node.config.read_text()
+        whole = self.every_place(node)
         node.config.write_text(whole)
         devices = whole.replace(
             "boot_state = boot_state.ini",

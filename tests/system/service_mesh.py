@@ -89,6 +89,12 @@ class Mesh(node_case.Case):
 
     def forged(self, mac):
         """Topics and texts of somebody who reached the broker, each wrong in one way."""
+        reports, file_servers = self.forged_reports(mac), self.forged_file_servers()
+        return [(f"otaSwAgent/{mac}/report", text) for text in reports] + [
+            (f"otaSwAgent/{mac}/file-server", text) for text in file_servers
+        ]
+
+    def forged_reports(self, mac):
         record = {
             "model": "GW-1000",
             "curswversion": "4QZ1.0.0",
@@ -97,73 +103,52 @@ class Mesh(node_case.Case):
             "sn": "SN0000000002",
             "status": WORDS[1],
         }
-        envelope = {
-            "type": "swmgnt_info",
-            "version": "1.0.0",
-            "sequence": 1,
-            "mac": mac,
-            "data": {"signalname": "updateUpgradeStatus", "signaldata": json.dumps(record)},
-        }
 
-        handed_over = {
+        def record_with(**fields):
+            return {
+                "signalname": "updateUpgradeStatus",
+                "signaldata": json.dumps({**record, **fields}),
+            }
+
+        def changed(**fields):
+            envelope = {"type": "swmgnt_info", "version": "1.0.0", "sequence": 1, "mac": mac}
+            return json.dumps({**envelope, "data": record_with(), **fields})
+
+        return [
+            "hello",
+            "",
+            b"\xff\xfe",
+            "[]",
+            changed(type="other"),
+            changed(version="2.0.0"),
+            changed(sequence=2),
+            changed(mac="02:00:5E:10:00:77"),
+            changed(data="text"),
+            "[" * 60_000,
+            changed(data=record_with(mac="02:00:5E:10:00:77")),
+            changed(data=record_with(status="OWNED")),
+            changed(data=record_with(model="x" * 5000)),
+            changed(data=record_with(sn=["list"])),
+            changed() + changed(),
+        ]
+
+    def forged_file_servers(self):
+        good = {
             "fileServerURL": "https://127.0.0.1/i",
             "activationTime": "",
             "checksum": "0" * 32,
             "swVersion": "4QZ2.0.0",
         }
-
-        def changed(**fields):
-            return json.dumps({**envelope, **fields})
-
-        def record_with(**fields):
-            return changed(
-                data={
-                    "signalname": "updateUpgradeStatus",
-                    "signaldata": json.dumps({**record, **fields}),
-                }
-            )
-
-        report, file_server = f"otaSwAgent/{mac}/report", f"otaSwAgent/{mac}/file-server"
-        return [
-            (report, "hello"),
-            (report, ""),
-            (report, b"\xff\xfe"),
-            (report, "[]"),
-            (report, changed(type="other")),
-            (report, changed(version="2.0.0")),
-            (report, changed(sequence=2)),
-            (report, changed(mac="02:00:5E:10:00:77")),
-            (report, changed(data="text")),
-            (report, "[" * 60_000),
-            (report, record_with(mac="02:00:5E:10:00:77")),
-            (report, record_with(status="OWNED")),
-            (report, record_with(model="x" * 5000)),
-            (report, record_with(sn=["list"])),
-            (report, changed() + changed()),
-            (file_server, "{}"),
-            (
-                file_server,
-                json.dumps(
-                    {
-                        "fileServerURL": "x" * 20_000,
-                        "activationTime": "",
-                        "checksum": "",
-                        "swVersion": "",
-                    }
-                ),
-            ),
-            *(
-                (file_server, json.dumps({**handed_over, **wrong}))
-                for wrong in (
-                    {"fileServerURL": "http://127.0.0.1/i"},
-                    {"fileServerURL": "file:///etc/shadow"},
-                    {"swVersion": "4QZ$(reboot)"},
-                    {"swVersion": "1.0"},
-                    {"checksum": "0"},
-                    {"activationTime": "25:00"},
-                )
-            ),
+        wrong = [
+            {"fileServerURL": "x" * 20_000, "checksum": "", "swVersion": ""},
+            {"fileServerURL": "http://127.0.0.1/i"},
+            {"fileServerURL": "file:///etc/shadow"},
+            {"swVersion": "4QZ$(reboot)"},
+            {"swVersion": "1.0"},
+            {"checksum": "0"},
+            {"activationTime": "25:00"},
         ]
+        return ["{}", *(json.dumps({**good, **fields}) for fields in wrong)]
 
     def test_forged_reports(self):
         mac = "02:00:5E:10:00:02"

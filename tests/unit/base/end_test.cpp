@@ -8,7 +8,7 @@ namespace base {
 namespace {
 
 TEST(End, HasTheNamesOfTheTables) {
-    EXPECT_EQ(endOf(7, Outcome::imageRefused, {Reason::wrongModel, "it is of GW-9"}),
+    EXPECT_EQ(endOf(7, Outcome::imageRefused, {"it is of GW-9", Reason::wrongModel}),
               (End{7, static_cast<std::uint32_t>(Outcome::imageRefused), "imageRefused",
                    "wrong-model", "it is of GW-9"}));
 }

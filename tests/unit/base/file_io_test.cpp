@@ -42,17 +42,17 @@ TEST_F(FileIo, WaitsForNothing) {
 }
 
 TEST_F(FileIo, ReplacesAFileOrLeavesItAsItWas) {
-    std::string whatIsWrong;
     writeText(path_, "old");
     for (const faults::Call call :
          {faults::Call::write, faults::Call::fileSync, faults::Call::rename}) {
         faults::failFrom(call, 1, EIO);
-        EXPECT_EQ(replaceFile(path_, "new", whatIsWrong), Replaced::no);
-        EXPECT_EQ(whatIsWrong.find(path_), 0U) << whatIsWrong;
+        const auto replaced = replaceFile(path_, "new");
+        ASSERT_FALSE(replaced);
+        EXPECT_EQ(replaced.error().text.find(path_), 0U) << replaced.error().text;
         faults::clear();
         EXPECT_EQ(readText(path_), "old");
     }
-    EXPECT_EQ(replaceFile(path_, "new", whatIsWrong), Replaced::yes);
+    EXPECT_TRUE(replaceFile(path_, "new"));
     EXPECT_EQ(readText(path_), "new");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(in("")), {}), 1);
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A good descriptor, and every way to spoil it.
-#pragma once
+#ifndef TESTS_GUARD_DESCRIPTOR_H
+#define TESTS_GUARD_DESCRIPTOR_H
 
 #include "guard/offer.h"
 
@@ -45,3 +46,5 @@ class Descriptor {
 };
 
 } // namespace guard::test
+
+#endif

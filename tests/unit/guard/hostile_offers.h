@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Descriptors that must not reach the agent, each with what the guard has to say.
-#pragma once
+#ifndef TESTS_GUARD_HOSTILE_OFFERS_H
+#define TESTS_GUARD_HOSTILE_OFFERS_H
 
 #include "base/outcome.h"
 
@@ -25,3 +26,5 @@ const std::vector<std::string> &hostileTexts();
 const std::vector<std::string> &badUtf8();
 
 } // namespace guard::test
+
+#endif

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Which offers are let through, what becomes of them, and which mistake is told first.
-#include "descriptor.h"
+#include "checked_offers.h"
 
 #include <gtest/gtest.h>
 
@@ -9,27 +9,6 @@ using namespace guard;
 using namespace guard::test;
 
 namespace {
-
-const Rules kHttpAllowed{true, ""};
-
-std::string refusalOf(const std::string &text, const NodeIdentity &node = thisNode(),
-                      const Rules &rules = {}) {
-    Offer offer;
-    const auto refusal = checkOffer(text, node, rules, offer);
-    return refusal ? std::string(rowOf(refusal->outcome).name) + " " + refusal->field : "";
-}
-
-std::string refusalOf(const Descriptor &descriptor, const NodeIdentity &node = thisNode(),
-                      const Rules &rules = {}) {
-    return refusalOf(descriptor.text(), node, rules);
-}
-
-Offer accepted(const std::string &text, const Rules &rules = {}) {
-    Offer offer;
-    const auto refusal = checkOffer(text, thisNode(), rules, offer);
-    EXPECT_FALSE(refusal) << refusal->text();
-    return offer;
-}
 
 std::string padded(const std::string &text, std::size_t size) {
     return text + std::string(size - text.size(), ' ');
@@ -48,46 +27,6 @@ TEST(Offers, GiveTheFieldsAndTheSixKeysInTheRecordsOrder) {
               R"("fileServerURL":"https://files.example/4QZ2.1.0.img",)"
               R"("checksum":"0123456789abcdef0123456789abcdef","mac":"02:00:5E:10:00:01",)"
               R"("policy":1})");
-}
-
-TEST(Offers, LoseUnknownKeysTheirOrderAndTheirSpelling) {
-    const std::string expected = accepted(Descriptor().text()).descriptor;
-    EXPECT_EQ(accepted(" \t\r\n" + Descriptor().text() + "\n").descriptor, expected);
-    EXPECT_EQ(accepted(Descriptor()
-                           .adding("\"Model\"", "\"$(touch x)\"")
-                           .adding("\"extra\"", "{\"model\":[1,2,{\"a\":null}]}")
-                           .adding("\"extra\"", "true")
-                           .text())
-                  .descriptor,
-              expected);
-    EXPECT_EQ(accepted(Descriptor()
-                           .without("model")
-                           .adding("\"\\u006dod\\u0065l\"", "\"\\u0047W-1000\"")
-                           .text())
-                  .descriptor,
-              expected);
-    EXPECT_EQ(
-        accepted(
-            Descriptor().with("fileServerURL", R"("https:\/\/files.example\/4QZ2.1.0.img")").text())
-            .descriptor,
-        expected);
-}
-
-TEST(Offers, AreAcceptedAgainInTheirCanonicalText) {
-    const Offer first = accepted(Descriptor().adding("\"x\"", "1").text());
-    EXPECT_EQ(accepted(first.descriptor).descriptor, first.descriptor);
-}
-
-TEST(Offers, MayNameThisNodesAddressInAnyCase) {
-    const Offer offer = accepted(Descriptor().withText("mac", "02:00:5e:10:00:01").text());
-    EXPECT_EQ(offer.mac, "02:00:5e:10:00:01");
-}
-
-TEST(Offers, AreForNobodyWhileTheNodesAddressIsNotKnown) {
-    NodeIdentity node = thisNode();
-    node.mac.clear();
-    EXPECT_EQ(refusalOf(Descriptor(), node), "wrongMac mac");
-    EXPECT_EQ(refusalOf(Descriptor().withText("mac", ""), node), "wrongMac mac");
 }
 
 TEST(Offers, MayHave64KiBAndNotAByteMore) {
@@ -136,13 +75,6 @@ TEST(Offers, MayUseEveryAllowedCharacterInAVersion) {
     }
 }
 
-TEST(Offers, TakeAUrlUpToItsWidth) {
-    const std::string url = "https://h/" + std::string(8191 - 10, 'a');
-    EXPECT_EQ(accepted(Descriptor().withText("fileServerURL", url).text()).url, url);
-    EXPECT_EQ(refusalOf(Descriptor().withText("fileServerURL", url + "a")),
-              "keyTooLong fileServerURL");
-}
-
 TEST(Offers, TakeAModelUpToItsWidth) {
     NodeIdentity node = thisNode();
     node.model = std::string(31, 'm');
@@ -186,58 +118,6 @@ TEST(Offers, MaySpellTheirPolicyAsAnyWholeNumber) {
         EXPECT_NE(offer.descriptor.find("\"policy\":" + std::to_string(policy) + "}"),
                   std::string::npos)
             << offer.descriptor;
-    }
-}
-
-TEST(Offers, HaveQuotesAndDollarsOfTheirUrlEncoded) {
-    EXPECT_EQ(
-        accepted(Descriptor().withText("fileServerURL", "https://h/a'b$c?d='$'#$").text()).url,
-        "https://h/a%27b%24c?d=%27%24%27#%24");
-    for (const char *url : {"https://h'/i", "https://$h/i", "https://$(x)/i"}) {
-        EXPECT_EQ(refusalOf(Descriptor().withText("fileServerURL", url)),
-                  "urlNotHttp fileServerURL")
-            << url;
-    }
-    const std::string url = "https://h/" + std::string(8191 - 10 - 3, 'a');
-    EXPECT_EQ(refusalOf(Descriptor().withText("fileServerURL", url + "$")), "");
-    EXPECT_EQ(refusalOf(Descriptor().withText("fileServerURL", url + "a$")),
-              "keyTooLong fileServerURL");
-}
-
-TEST(Offers, MayUsePlainHttpOnlyWhereTheConfigurationAllowsIt) {
-    const Descriptor plain = Descriptor().withText("fileServerURL", "http://h:8080/i?a=b&c#d");
-    EXPECT_EQ(refusalOf(plain), "plainHttpForbidden fileServerURL");
-    EXPECT_EQ(refusalOf(plain, thisNode(), kHttpAllowed), "");
-}
-
-TEST(Offers, MayNotHideHttpsInAPlainUrlEvenWherePlainOnesAreAllowed) {
-    for (const char *url : {"http://h/https", "http://https/", "HTTPS://h/", "HTTP://h/"}) {
-        EXPECT_EQ(refusalOf(Descriptor().withText("fileServerURL", url), thisNode(), kHttpAllowed),
-                  "urlAmbiguous fileServerURL")
-            << url;
-    }
-}
-
-TEST(Offers, TakeTheUrlsThatFileServersUse) {
-    for (const char *url :
-         {"https://h", "https://h/", "https://h:8443/a/b%20c.img", "https://192.0.2.1/i",
-          "https://[2001:db8::1]:443/i", "https://h/i?a=1&b=(2)*~!,;=@#f", "https://h/a@b",
-          "https://h?u@i", "https://h/http://x", "https://h/../i", "https://h/HTTP"}) {
-        EXPECT_EQ(refusalOf(Descriptor().withText("fileServerURL", url)), "") << url;
-    }
-}
-
-// What is refused for its password must not carry that into the history.
-TEST(Offers, DoNotShowThePasswordOfTheirUrl) {
-    for (const char *url : {"https://user:word@h/i", "HTTP://user:word@h/i", "x://user:word@h/i",
-                            "user:word@h/i", "https://user:wo\trd@h/i"}) {
-        Offer offer;
-        const auto refusal =
-            checkOffer(Descriptor().withText("fileServerURL", url).text(), thisNode(), {}, offer);
-        ASSERT_TRUE(refusal) << url;
-        EXPECT_EQ(refusal->outcome, Outcome::urlHoldsSecret) << url;
-        EXPECT_EQ(refusal->text().find("word@"), std::string::npos) << refusal->text();
-        EXPECT_EQ(refusal->text().find("user:"), std::string::npos) << refusal->text();
     }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A process that can neither touch a file nor start another one.
-#pragma once
+#ifndef TESTS_GUARD_SEAL_H
+#define TESTS_GUARD_SEAL_H
 
 namespace guard::test {
 
@@ -11,3 +12,5 @@ namespace guard::test {
 void sealProcess();
 
 } // namespace guard::test
+
+#endif

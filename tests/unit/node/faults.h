@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Storage faults on demand: calls of libc that fail or lie from the n-th on.
-#ifndef TESTS_PLATFORM_FAULTS_H
-#define TESTS_PLATFORM_FAULTS_H
+#ifndef TESTS_NODE_FAULTS_H
+#define TESTS_NODE_FAULTS_H
 
 #include <functional>
 #include <string>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A node in a temporary directory: configuration, two banks, boot state, images.
-#ifndef TESTS_PLATFORM_FIXTURE_H
-#define TESTS_PLATFORM_FIXTURE_H
+#ifndef TESTS_NODE_FIXTURE_H
+#define TESTS_NODE_FIXTURE_H
 
 #include "node/boot_state.h"
 

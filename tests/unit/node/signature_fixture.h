@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Manifests signed by an authority's signer, by this code and by OpenSSL alone.
-#ifndef TESTS_PLATFORM_SIGNATURE_FIXTURE_H
-#define TESTS_PLATFORM_SIGNATURE_FIXTURE_H
+#ifndef TESTS_NODE_SIGNATURE_FIXTURE_H
+#define TESTS_NODE_SIGNATURE_FIXTURE_H
 
 #include "fixture.h"
 #include "node/signature.h"

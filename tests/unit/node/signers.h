@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Authorities and signers made for a test, of every kind that there may be.
-#ifndef TESTS_PLATFORM_SIGNERS_H
-#define TESTS_PLATFORM_SIGNERS_H
+#ifndef TESTS_NODE_SIGNERS_H
+#define TESTS_NODE_SIGNERS_H
 
 #include "node/openssl_objects.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // One line per log entry, whatever the text ends in.
 #include "fixture.h"
-#include "platform/log_hook.h"
+#include "platform/hooks.h"
 #include "platform/nal.h"
 
 #include <vector>

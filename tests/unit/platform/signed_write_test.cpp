@@ -3,8 +3,8 @@
 #include "fixture.h"
 #include "node/digest.h"
 #include "node/image_manifest.h"
+#include "platform/hooks.h"
 #include "platform/nal.h"
-#include "platform/reason_hook.h"
 #include "signers.h"
 #include "tests/support/results.h"
 

@@ -21,7 +21,7 @@ namespace {
 using base::Outcome;
 using base::rowOf;
 
-class Failures : public OtactlTest {
+class BusClient : public OtactlTest {
   protected:
     using OtactlTest::OtactlTest;
 
@@ -32,7 +32,7 @@ class Failures : public OtactlTest {
     }
 };
 
-TEST_F(Failures, EveryErrorOfTheServiceIsItsExitCodeAndItsAdvice) {
+TEST_F(BusClient, EveryErrorOfTheServiceIsItsExitCodeAndItsAdvice) {
     ASSERT_TRUE(service_.start());
     int refusals = 0;
     for (const base::OutcomeRow &row : base::outcomes()) {
@@ -49,7 +49,7 @@ TEST_F(Failures, EveryErrorOfTheServiceIsItsExitCodeAndItsAdvice) {
     EXPECT_GT(refusals, 20);
 }
 
-TEST_F(Failures, ForProgramsARefusalIsAnObjectToo) {
+TEST_F(BusClient, ForProgramsARefusalIsAnObjectToo) {
     ASSERT_TRUE(service_.start());
     service_.raise([this](service::BusService &) {
         service_.refusal = guard::Refusal{Outcome::wrongModel, "model", "is \"X\""};
@@ -61,7 +61,7 @@ TEST_F(Failures, ForProgramsARefusalIsAnObjectToo) {
     EXPECT_EQ(std::count(ended.errors.begin(), ended.errors.end(), '\n'), 1);
 }
 
-TEST_F(Failures, WithoutTheServiceEveryVerbSaysSo) {
+TEST_F(BusClient, WithoutTheServiceEveryVerbSaysSo) {
     const std::vector<std::vector<std::string>> verbs = {{"offer", "-"},  {"offer", "-", "--wait"},
                                                          {"trigger"},     {"activate-at", "1"},
                                                          {"cancel"},      {"status"},
@@ -73,7 +73,7 @@ TEST_F(Failures, WithoutTheServiceEveryVerbSaysSo) {
     }
 }
 
-TEST_F(Failures, WithoutABusItNamesTheBus) {
+TEST_F(BusClient, WithoutABusItNamesTheBus) {
     const std::string address = "unix:path=" + bus_.in("nothing-here");
     for (const char *verb : {"status", "watch"}) {
         expectFailure(run({"--bus", address, verb}), Outcome::noService,
@@ -84,14 +84,14 @@ TEST_F(Failures, WithoutABusItNamesTheBus) {
     }
 }
 
-TEST_F(Failures, TheSystemBusIsTheOneThatTheEnvironmentNames) {
+TEST_F(BusClient, TheSystemBusIsTheOneThatTheEnvironmentNames) {
     ASSERT_TRUE(service_.start());
     const Ended ended =
         run({"banks"}, {.environment = {{"DBUS_SYSTEM_BUS_ADDRESS", bus_.address()}}});
     EXPECT_EQ(ended.code, 0) << ended.errors;
 }
 
-TEST_F(Failures, AServiceThatDiesDuringTheCallIsNoService) {
+TEST_F(BusClient, AServiceThatDiesDuringTheCallIsNoService) {
     service_.holdsAnswers = true;
     ASSERT_TRUE(service_.start());
     Program program(onBus({"trigger"}));
@@ -103,7 +103,7 @@ TEST_F(Failures, AServiceThatDiesDuringTheCallIsNoService) {
     EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
 }
 
-TEST_F(Failures, WrongUseIsOneLineAndCodeTwo) {
+TEST_F(BusClient, WrongUseIsOneLineAndCodeTwo) {
     const std::vector<std::vector<std::string>> wrong = {
         {},
         {"nonsense"},
@@ -139,7 +139,7 @@ TEST_F(Failures, WrongUseIsOneLineAndCodeTwo) {
     }
 }
 
-TEST_F(Failures, WhatTheBusCannotCarryIsRefusedHere) {
+TEST_F(BusClient, WhatTheBusCannotCarryIsRefusedHere) {
     ASSERT_TRUE(service_.start());
     expectFailure(otactl({"offer", "-"}, {.input = std::string("{}\0", 3)}),
                   Outcome::descriptorNotOneObject,
@@ -153,7 +153,7 @@ TEST_F(Failures, WhatTheBusCannotCarryIsRefusedHere) {
     EXPECT_EQ(otactl({"offer", "-"}, {.input = std::string(1024 * 1024, ' ')}).code, 0);
 }
 
-TEST_F(Failures, AFullDiskBehindStandardOutputIsNoSuccess) {
+TEST_F(BusClient, AFullDiskBehindStandardOutputIsNoSuccess) {
     ASSERT_TRUE(service_.start());
     const std::string command =
         std::string(OTACTL) + " --bus " + bus_.address() + " banks >/dev/full 2>/dev/null";
@@ -163,7 +163,7 @@ TEST_F(Failures, AFullDiskBehindStandardOutputIsNoSuccess) {
 }
 
 // The bus would be opened in its place.
-TEST_F(Failures, AClosedStandardOutputIsTold) {
+TEST_F(BusClient, AClosedStandardOutputIsTold) {
     ASSERT_TRUE(service_.start());
     for (const char *verb : {"status", "watch", "--json watch"}) {
         const std::string errors = fileHolding("");
@@ -180,7 +180,7 @@ TEST_F(Failures, AClosedStandardOutputIsTold) {
     }
 }
 
-TEST_F(Failures, AReaderThatWentAwayEndsItWithoutAWord) {
+TEST_F(BusClient, AReaderThatWentAwayEndsItWithoutAWord) {
     constexpr int kOutput = 9;
     ASSERT_TRUE(service_.start());
     std::array<int, 2> pipe{-1, -1};
@@ -203,10 +203,10 @@ TEST_F(Failures, AReaderThatWentAwayEndsItWithoutAWord) {
     close(kOutput);
 }
 
-class Denied : public Failures {
+class Denied : public BusClient {
   protected:
     Denied()
-        : Failures(PrivateBus::kOpenPolicy +
+        : BusClient(PrivateBus::kOpenPolicy +
                    "<policy context=\"mandatory\">"
                    "<deny send_destination=\"velmo.otaSwAgent\"/></policy>") {
         EXPECT_TRUE(service_.start());

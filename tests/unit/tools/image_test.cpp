@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The storage tools as a person calls them.
+// ota-image as a person calls it, and ota-boot-state, which takes its images.
 #include "fixture.h"
 #include "node/digest.h"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // otactl watch goes on while the service, or the bus itself, goes away and comes back.
-#include "otactl_test.h"
+#include "watch_fixture.h"
 
 #include "base/outcome.h"
 
@@ -11,14 +11,14 @@ namespace {
 constexpr const char *kRunning = R"({"event":"service","running":true})";
 constexpr const char *kAway = R"({"event":"service","running":false})";
 
-class WatchRestart : public OtactlTest {
+class NodeWatch : public OtactlTest {
   protected:
     static void expectSnapshot(Program &program) {
         EXPECT_EQ(program.line().find(R"({"event":"snapshot",)"), 0U);
     }
 };
 
-TEST_F(WatchRestart, WithoutTheServiceItWaitsForIt) {
+TEST_F(NodeWatch, WithoutTheServiceItWaitsForIt) {
     Program program(onBus({"watch", "--json"}));
     EXPECT_EQ(program.line(), kAway);
     ASSERT_TRUE(service_.start());
@@ -26,7 +26,7 @@ TEST_F(WatchRestart, WithoutTheServiceItWaitsForIt) {
     expectSnapshot(program);
 }
 
-TEST_F(WatchRestart, ARestartOfTheServiceIsToldAndSurvived) {
+TEST_F(NodeWatch, ARestartOfTheServiceIsToldAndSurvived) {
     ASSERT_TRUE(service_.start());
     Program program(onBus({"watch", "--json"}));
     EXPECT_EQ(program.line(), kRunning);
@@ -43,7 +43,7 @@ TEST_F(WatchRestart, ARestartOfTheServiceIsToldAndSurvived) {
     EXPECT_EQ(program.line(), R"({"event":"history","line":{}})");
 }
 
-TEST_F(WatchRestart, AnEndThatWasToldToNobodyIsFoundInTheHistory) {
+TEST_F(NodeWatch, AnEndThatWasToldToNobodyIsFoundInTheHistory) {
     ASSERT_TRUE(service_.start());
     Program program(onBus({"watch", "--until-finished", "6", "--json"}));
     EXPECT_EQ(program.line(), kRunning);
@@ -56,7 +56,7 @@ TEST_F(WatchRestart, AnEndThatWasToldToNobodyIsFoundInTheHistory) {
     EXPECT_EQ(program.code(), 61);
 }
 
-TEST_F(WatchRestart, ARestartOfTheBusIsSurvivedToo) {
+TEST_F(NodeWatch, ARestartOfTheBusIsSurvivedToo) {
     ASSERT_TRUE(service_.start());
     Program program(onBus({"watch", "--json"}));
     EXPECT_EQ(program.line(), kRunning);
@@ -68,7 +68,7 @@ TEST_F(WatchRestart, ARestartOfTheBusIsSurvivedToo) {
     expectSnapshot(program);
 }
 
-TEST_F(WatchRestart, SignalsOfAnybodyElseAreNotTheServices) {
+TEST_F(NodeWatch, SignalsOfAnybodyElseAreNotTheServices) {
     ASSERT_TRUE(service_.start());
     Program program(onBus({"watch", "--json"}));
     EXPECT_EQ(program.line(), kRunning);

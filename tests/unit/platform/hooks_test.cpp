@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Who follows the reasons is told why a write or an activation failed, and nothing else.
+// Who follows the stages is told before a bank or the choice changes, and after the choice stands;
+// who follows the reasons is told why a write or an activation failed, and nothing else.
 #include "faults.h"
 #include "fixture.h"
+#include "platform/hooks.h"
 #include "platform/nal.h"
-#include "platform/reason_hook.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -11,17 +12,65 @@
 
 namespace {
 
+struct Told {
+    NalStage stage;
+    bool passiveIsWhole;
+    bool passiveIsChosen;
+
+    bool operator==(const Told &) const = default;
+};
+
+std::vector<Told> stagesTold;
+std::function<node::BootState()> stateNow;
+
+class Stages : public OnANode {
+  protected:
+    Stages() {
+        stagesTold.clear();
+        stateNow = [this] { return bootState(); };
+        nalOnStage([](NalStage stage) {
+            const node::BootState state = stateNow();
+            stagesTold.push_back(
+                {stage, state.of(node::Bank::b).whole, state.next == node::Bank::b});
+        });
+    }
+    ~Stages() override { nalOnStage(nullptr); }
+};
+
+TEST_F(Stages, AreToldBeforeTheirWorkBegins) {
+    open();
+    installPassive("2.0.0");
+    ASSERT_NE(nal_activatePassiveImage(), 0);
+    EXPECT_EQ(stagesTold, (std::vector<Told>{{NalStage::writing, false, false},
+                                             {NalStage::emptied, false, false},
+                                             {NalStage::activating, true, false},
+                                             {NalStage::activated, true, true}}));
+}
+
+TEST_F(Stages, EndBeforeActivatedWhereTheActivationFails) {
+    open();
+    EXPECT_EQ(errorsOf([] { EXPECT_EQ(nal_activatePassiveImage(), 0); }).find("error: nal: "), 0U);
+    installPassive("2.0.0");
+    faults::failFrom(faults::Call::write, 1, EIO);
+    EXPECT_NE(errorsOf([] { EXPECT_EQ(nal_activatePassiveImage(), 0); }), "");
+    ASSERT_EQ(stagesTold.size(), 4U);
+    EXPECT_EQ(stagesTold[0].stage, NalStage::activating);
+    EXPECT_EQ(stagesTold[1].stage, NalStage::writing);
+    EXPECT_EQ(stagesTold[2].stage, NalStage::emptied);
+    EXPECT_EQ(stagesTold[3].stage, NalStage::activating);
+}
+
 using base::Reason;
 
-std::vector<Reason> told;
+std::vector<Reason> reasonsTold;
 std::string sentence;
 
 class Reasons : public OnANode {
   protected:
     Reasons() {
-        told.clear();
+        reasonsTold.clear();
         nalOnReason([](const base::Error &error) {
-            told.push_back(error.reason);
+            reasonsTold.push_back(error.reason);
             sentence = error.text;
         });
     }
@@ -35,10 +84,10 @@ class Reasons : public OnANode {
         expectFailure(reason, [] { return nal_activatePassiveImage() != 0; });
     }
     void expectFailure(Reason reason, const std::function<bool()> &call) {
-        told.clear();
+        reasonsTold.clear();
         const std::string errors = errorsOf([&] { EXPECT_FALSE(call()); });
-        ASSERT_EQ(told.size(), 1U) << errors;
-        EXPECT_STREQ(base::rowOf(told[0]).name, base::rowOf(reason).name) << sentence;
+        ASSERT_EQ(reasonsTold.size(), 1U) << errors;
+        EXPECT_STREQ(base::rowOf(reasonsTold[0]).name, base::rowOf(reason).name) << sentence;
         EXPECT_NE(errors.find(sentence), std::string::npos) << errors;
     }
 };
@@ -82,10 +131,10 @@ TEST_F(Reasons, OfAnActivationAreThoseOfTheBankAndOfTheBootState) {
 TEST_F(Reasons, AreNotToldOfWhatSucceeds) {
     open();
     expectActivation(Reason::bankNotWhole);
-    told.clear();
+    reasonsTold.clear();
     installPassive("2.0.0");
     EXPECT_NE(nal_activatePassiveImage(), 0);
-    EXPECT_TRUE(told.empty());
+    EXPECT_TRUE(reasonsTold.empty());
     // The bank is needed as it is now; what failed before is forgotten.
     expectWrite(Reason::bankInUse, imageOf(payloadOf(3000), "2.1.0"));
 }
