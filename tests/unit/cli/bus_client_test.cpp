@@ -207,8 +207,8 @@ class Denied : public BusClient {
   protected:
     Denied()
         : BusClient(PrivateBus::kOpenPolicy +
-                   "<policy context=\"mandatory\">"
-                   "<deny send_destination=\"velmo.otaSwAgent\"/></policy>") {
+                    "<policy context=\"mandatory\">"
+                    "<deny send_destination=\"velmo.otaSwAgent\"/></policy>") {
         EXPECT_TRUE(service_.start());
     }
 };
