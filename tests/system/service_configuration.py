@@ -218,8 +218,14 @@ class Configuration(node_case.Case):
     def kept(self, name):
         return self.node.folder / "configs/otad" / name
 
+    def run_until_requests_are_kept(self):
+        """A node is ready before its first ledger is on the disk."""
+        self.node.start().wait_until_ready()
+        wait_for("the requests are kept", self.node.kept_requests)
+        self.node.stop()
+
     def test_damaged_requests(self):
-        self.node.start().wait_until_ready().stop()
+        self.run_until_requests_are_kept()
         whole = self.kept("requests.json").read_text()
         ledger = json.loads(whole)
         for number, text in enumerate(
@@ -299,7 +305,7 @@ class Configuration(node_case.Case):
                 self.assertEqual(len(server.fetched(self.node.name)), fetched)
 
     def test_requests_of_a_newer_release(self):
-        self.node.start().wait_until_ready().stop()
+        self.run_until_requests_are_kept()
         text = json.dumps({**json.loads(self.kept("requests.json").read_text()), "more": 1})
         self.kept("requests.json").write_text(text)
         self.node.start().wait_until_ready()
