@@ -25,12 +25,7 @@ UniqueFd beginningOf(const std::string &path) {
 }
 
 void putAhead(const std::string &path, std::deque<std::string> &ahead) {
-    std::deque<std::string> names;
-    for (std::string &name : piecesOf(path, '/')) {
-        if (!name.empty() && name != ".") {
-            names.push_back(std::move(name));
-        }
-    }
+    const std::vector<std::string> names = namesOf(path);
     ahead.insert(ahead.begin(), names.begin(), names.end());
 }
 

@@ -26,4 +26,10 @@ std::vector<std::string> piecesOf(std::string_view text, char separator) {
     return pieces;
 }
 
+std::vector<std::string> namesOf(std::string_view path) {
+    std::vector<std::string> names = piecesOf(path, '/');
+    std::erase_if(names, [](const std::string &name) { return name.empty() || name == "."; });
+    return names;
+}
+
 } // namespace base

@@ -15,6 +15,9 @@ std::vector<std::string> wordsOf(std::string_view text);
 /* What stands between separators, the empty ones too; nothing behind the last one is no piece. */
 std::vector<std::string> piecesOf(std::string_view text, char separator);
 
+/* Of a path, from its beginning on: without ".", but with "..". */
+std::vector<std::string> namesOf(std::string_view path);
+
 } // namespace base
 
 #endif

@@ -2,6 +2,7 @@
 #include "base/trusted_path.h"
 
 #include "base/file_io.h"
+#include "base/split.h"
 
 #include <array>
 #include <cerrno>
@@ -104,14 +105,7 @@ class Walk {
 
     // From the root directory on, or from where the walk is.
     void enter(const std::string &path) {
-        std::deque<std::string> names;
-        for (std::size_t begin = 0, end = 0; begin <= path.size(); begin = end + 1) {
-            end = std::min(path.find('/', begin), path.size());
-            const std::string name = path.substr(begin, end - begin);
-            if (!name.empty() && name != ".") {
-                names.push_back(name);
-            }
-        }
+        const std::vector<std::string> names = namesOf(path);
         ahead_.insert(ahead_.begin(), names.begin(), names.end());
         if (path.starts_with('/')) {
             at_.assign(1, kSlash);

@@ -96,8 +96,11 @@ void RootUplink::publish(FromExtender::Kind kind, const std::string &text,
 }
 
 void RootUplink::tellPublished(const base::Result<void> &published) {
-    published ? tell("root-notified", base::Outcome::done, {})
-              : tell("root-failed", base::Outcome::rootUnreachable, published.error());
+    if (published) {
+        tell("root-notified", base::Outcome::done, {});
+    } else {
+        tell("root-failed", base::Outcome::rootUnreachable, published.error());
+    }
 }
 
 void RootUplink::tick() {

@@ -20,4 +20,10 @@ TEST(Split, KeepsEmptyPiecesButForTheOneBehindTheLastSeparator) {
     EXPECT_EQ(base::piecesOf("", ','), Pieces{});
 }
 
+TEST(Split, FindsTheNamesOfAPath) {
+    EXPECT_EQ(base::namesOf("/a//b/./../c/"), (Pieces{"a", "b", "..", "c"}));
+    EXPECT_EQ(base::namesOf("a"), Pieces{"a"});
+    EXPECT_EQ(base::namesOf("/"), Pieces{});
+}
+
 } // namespace
