@@ -29,7 +29,7 @@ using testing::Contains;
 // In which what the agent asked reaches the daemon.
 constexpr auto kAMoment = std::chrono::milliseconds(100);
 
-class Road : public DaemonTest {
+class Uplink : public DaemonTest {
   protected:
     // An extender, connected to a broker that nobody else is at.
     void connect() {
@@ -54,7 +54,7 @@ class Road : public DaemonTest {
     std::optional<Broker> broker_;
 };
 
-TEST_F(Road, answers_the_agent_when_the_root_did) {
+TEST_F(Uplink, answers_the_agent_when_the_root_did) {
     host_.on("new-image", {notifyRoot()});
     connect();
     ticketOf(offer());
@@ -64,7 +64,7 @@ TEST_F(Road, answers_the_agent_when_the_root_did) {
     EXPECT_EQ(told("root-failed").size(), reached ? 0U : 1U);
 }
 
-TEST_F(Road, gives_no_host_the_answer_to_another_one) {
+TEST_F(Uplink, gives_no_host_the_answer_to_another_one) {
     host_.on("new-image",
              {say(R"({"call":"notifyRoot","config":"{}"})"), waitFor("go"), dieOf(SIGKILL)});
     host_.on("new-image", {waitFor("behind"), notifyRoot()});
@@ -84,7 +84,7 @@ TEST_F(Road, gives_no_host_the_answer_to_another_one) {
     EXPECT_EQ(told("root-failed").size() + told("root-notified").size(), 2U);
 }
 
-TEST_F(Road, waits_for_an_answer_before_it_follows_a_change_of_role) {
+TEST_F(Uplink, waits_for_an_answer_before_it_follows_a_change_of_role) {
     host_.on("new-image", {notifyRoot()});
     connect();
     broker_->freeze();
@@ -100,7 +100,7 @@ TEST_F(Road, waits_for_an_answer_before_it_follows_a_change_of_role) {
     EXPECT_TRUE(turnUntil([&] { return calls().status().rootConnected; }));
 }
 
-TEST_F(Road, is_taken_anew_under_the_address_that_the_bridge_has_now) {
+TEST_F(Uplink, is_taken_anew_under_the_address_that_the_bridge_has_now) {
     connect();
     setBridge("02:00:5E:10:00:02");
     ASSERT_TRUE(turnUntil([&] { return calls().status().mac == "02:00:5E:10:00:02"; }))
@@ -109,7 +109,7 @@ TEST_F(Road, is_taken_anew_under_the_address_that_the_bridge_has_now) {
     EXPECT_TRUE(turnUntil([&] { return calls().status().rootConnected; }));
 }
 
-TEST_F(Road, takes_nothing_while_the_disk_is_behind) {
+TEST_F(Uplink, takes_nothing_while_the_disk_is_behind) {
     std::vector<Action> manyLines(3 * History::kManyWaiting, report("NO_OTA_SW_UPGRADE"));
     manyLines.insert(manyLines.begin(), waitFor("the disk to hang"));
     host_.on("new-image", manyLines);
@@ -143,7 +143,7 @@ TEST_F(Road, takes_nothing_while_the_disk_is_behind) {
     EXPECT_THAT(told("extender-report").front(), testing::HasSubstr(mac + ": "));
 }
 
-TEST_F(Road, to_a_root_that_went_away_during_a_change_of_role_is_shown_as_down) {
+TEST_F(Uplink, to_a_root_that_went_away_during_a_change_of_role_is_shown_as_down) {
     connect();
     broker_->freeze();
     const ReplyRef changed = change("work_role", "Controller");
