@@ -4,6 +4,7 @@
 option(OTA_SANITIZE "Build everything with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
 option(OTA_COVERAGE "Build everything with coverage counters" OFF)
 option(OTA_FUZZ "Build the libFuzzer programs of tests/fuzz, everything with ASan and UBSan" OFF)
+option(OTA_DEBUG_FILES "Make debug symbols, and install them apart from the stripped programs" OFF)
 
 add_library(ota_compile_options INTERFACE)
 target_compile_options(ota_compile_options INTERFACE
@@ -12,6 +13,10 @@ target_compile_options(ota_compile_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wformat=2 -Werror
   # g++ 12 sees overlaps in std::string concatenation that are not there.
   $<$<AND:$<CXX_COMPILER_ID:GNU>,$<COMPILE_LANGUAGE:CXX>>:-Wno-restrict>)
+if(OTA_DEBUG_FILES)
+  target_compile_options(ota_compile_options INTERFACE -g)
+  target_link_options(ota_compile_options INTERFACE LINKER:--build-id=sha1)
+endif()
 
 if(OTA_SANITIZE)
   target_compile_options(ota_compile_options INTERFACE
@@ -31,6 +36,11 @@ endif()
 
 # What ships is small: flash is dear, and nothing here is busy but OpenSSL and libcurl.
 set(OTA_SIZE_OPTIONS $<$<CONFIG:Release>:-Os> -ffunction-sections -fdata-sections)
+
+# The library uses none of what follows.
+if(NOT OTA_BUILD_PLATFORM)
+  return()
+endif()
 
 # Reading the C++ library takes longer than most files: it is read once, for all rooms.
 add_library(ota_std_headers OBJECT ${CMAKE_CURRENT_LIST_DIR}/std_headers.cpp)

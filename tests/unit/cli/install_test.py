@@ -51,13 +51,18 @@ class Installed(unittest.TestCase):
         library = next(self.root.rglob("libotaSwAgent.so")).relative_to(self.root)
         self.assertEqual(str(library).split("/")[:2], ["usr", "lib"])
         headers = {
-            "usr/" + str(header.relative_to(SOURCE)) for header in (SOURCE / "include").rglob("*.h")
+            str("usr/include/otaSwAgent" / header.relative_to(SOURCE / "include"))
+            for header in (SOURCE / "include").rglob("*.h")
         }
+        folder = library.parent
         self.assertEqual(
             {str(path.relative_to(self.root)) for path in self.root.rglob("*") if path.is_file()},
             headers
             | {
                 str(library),
+                str(folder / "pkgconfig/otaSwAgent.pc"),
+                str(folder / "cmake/otaSwAgent/otaSwAgentConfig.cmake"),
+                str(folder / "cmake/otaSwAgent/otaSwAgentConfigVersion.cmake"),
                 "usr/bin/otactl",
                 "usr/bin/ota-config",
                 "usr/bin/ota-image",
@@ -78,6 +83,25 @@ class Installed(unittest.TestCase):
                 "usr/share/bash-completion/completions/otactl",
             },
         )
+
+    def test_a_desk_is_laid_out_as_its_build_folder(self):
+        with tempfile.TemporaryDirectory() as folder:
+            root = installed_to(folder, PREFIX)
+            desk = run(
+                *(CMAKE, "--install", BUILD, "--prefix", PREFIX, "--component", "desk"),
+                env=os.environ | {"DESTDIR": folder},
+            )
+            self.assertEqual(desk.returncode, 0, desk.stderr)
+            shown = run(root / "usr/bin/ota-desk", "demo", "--help").stdout
+            self.assertIn("Upgrades a node on this desk", shown)
+            places = root / "usr/libexec/otaSwAgent/desk"
+            for program in [
+                *("service/otad", "cli/otactl", "host/ota-host", "desk/ota-desk-host"),
+                *("tools/ota-image", "tools/ota-boot-state", "desk/ota-desk"),
+                "desk/power/ota-power",
+                "src/libotaSwAgent.so",
+            ]:
+                self.assertTrue((places / program).is_file(), program)
 
     def test_nothing_is_left_to_be_filled_in(self):
         for path in (*self.root.rglob("*.service"), *self.root.rglob("*.conf")):
