@@ -3,8 +3,11 @@
 
 #include "base/timed.h"
 #include "node/bank_device.h"
+#include "node/page_pipe.h"
 #include "node/read_back.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -13,7 +16,7 @@ namespace {
 
 // What is synced at once, and then read back: large enough for a device to work on, small enough
 // that little is left to read when the last byte is written.
-constexpr std::uint64_t kRegionSize = 8 * 1024 * 1024;
+constexpr std::uint64_t kRegionSize = 16 * 1024 * 1024;
 
 class BankWriter {
   public:
@@ -25,14 +28,16 @@ class BankWriter {
 
     base::Result<void> writeAll() {
         if (lseek(image_.file.get(), 0, SEEK_SET) < 0) {
-            return base::Error{base::systemReason(image_.path + ": cannot be read")};
+            return cannotRead();
         }
-        const auto write = [&](const void *piece, std::size_t size) {
-            return writePiece(static_cast<const char *>(piece), size);
-        };
-        const auto &[path, file, manifest] = image_;
-        if (auto all = readInPieces(file.get(), path, manifest.imageSize, write); !all) {
-            return all;
+        if (auto moved = movePages(); !moved) {
+            return moved;
+        }
+        if (auto rest = writePieces(); !rest) {
+            return rest;
+        }
+        if (auto trailer = readTrailer(); !trailer) {
+            return trailer;
         }
         if (!base::timed(times_.sync, [&] { return bank_.sync() && bank_.close(); })) {
             return notSynced();
@@ -44,18 +49,90 @@ class BankWriter {
     const std::string &trailer() const { return trailer_; }
 
   private:
+    // As much as the kernel moves from file to file by itself.
+    base::Result<void> movePages() {
+        PagePipe pipe;
+        if (!pipe.open()) {
+            return {};
+        }
+        while (written_ < image_.manifest.imageSize) {
+            const auto moved = movePiece(pipe);
+            if (!moved) {
+                return moved.error();
+            }
+            if (*moved == 0) {
+                return {};
+            }
+            if (auto done = wrote(*moved); !done) {
+                return done;
+            }
+        }
+        return {};
+    }
+
+    // 0: the kernel does not do that with these files, or not for this process.
+    base::Result<std::size_t> movePiece(const PagePipe &pipe) {
+        const std::uint64_t left = image_.manifest.imageSize - written_;
+        const auto most = static_cast<std::size_t>(
+            std::min<std::uint64_t>({left, PagePipe::kSize, kRegionSize - written_ % kRegionSize}));
+        const std::int64_t taken =
+            base::timed(times_.write, [&] { return pipe.fill(image_.file.get(), most); });
+        if (taken < 0 && !isRefused()) {
+            return cannotRead();
+        }
+        if (taken == 0) {
+            return endsBefore(image_.path, image_.manifest.imageSize);
+        }
+        const auto size = static_cast<std::size_t>(std::max<std::int64_t>(taken, 0));
+        if (!base::timed(times_.write, [&] { return bank_.writeFrom(pipe.end(), size); })) {
+            return isRefused() ? base::Result<std::size_t>(0) : cannotWrite();
+        }
+        return size;
+    }
+
+    static bool isRefused() { return errno == EINVAL || errno == ENOSYS || errno == EPERM; }
+
+    // Whatever was not moved.
+    base::Result<void> writePieces() {
+        const auto position = static_cast<off_t>(bank_.position());
+        written_ = bank_.position();
+        if (lseek(image_.file.get(), position, SEEK_SET) < 0) {
+            return cannotRead();
+        }
+        const auto write = [&](const void *piece, std::size_t size) {
+            return writePiece(static_cast<const char *>(piece), size);
+        };
+        return readInPieces(image_.file.get(), image_.path, image_.manifest.imageSize - written_,
+                            write);
+    }
+
     base::Result<void> writePiece(const char *piece, std::size_t size) {
-        if (!base::timed(times_.write, [&] { return bank_.write(piece, size); })) {
-            return base::Error{base::systemReason(cannotWrite_) +
-                               "; check the space and the device"};
-        }
-        const std::uint64_t payload = image_.manifest.payloadSize;
-        const std::uint64_t skipped = written_ < payload ? payload - written_ : 0;
-        if (skipped < size) {
-            trailer_.append(piece + skipped, size - static_cast<std::size_t>(skipped));
-        }
+        return base::timed(times_.write, [&] { return bank_.write(piece, size); }) ? wrote(size)
+                                                                                   : cannotWrite();
+    }
+
+    base::Result<void> wrote(std::size_t size) {
         written_ += size;
         return written_ % kRegionSize != 0 ? base::Result<void>() : syncRegion();
+    }
+
+    // What follows the payload, small as it is: the digest in the manifest does not cover it.
+    base::Result<void> readTrailer() {
+        const std::uint64_t payload = image_.manifest.payloadSize;
+        trailer_.resize(static_cast<std::size_t>(image_.manifest.imageSize - payload));
+        if (lseek(image_.file.get(), static_cast<off_t>(payload), SEEK_SET) < 0 ||
+            base::readFully(image_.file.get(), trailer_.data(), trailer_.size()) < 0) {
+            return cannotRead();
+        }
+        return {};
+    }
+
+    base::Error cannotRead() const {
+        return {base::systemReason(image_.path + ": cannot be read")};
+    }
+
+    base::Error cannotWrite() const {
+        return {base::systemReason(cannotWrite_) + "; check the space and the device"};
     }
 
     base::Result<void> syncRegion() {

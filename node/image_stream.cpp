@@ -33,6 +33,10 @@ std::string ImageSums::whole() {
     return sum_.text();
 }
 
+base::Error endsBefore(const std::string &path, std::uint64_t size) {
+    return {path + ": ends before its " + std::to_string(size) + " bytes were read"};
+}
+
 base::Result<void> readInPieces(int file, const std::string &path, std::uint64_t size,
                                 const PieceTaker &take) {
     const AlignedBytes piece = alignedBytes(kPieceSize);
@@ -43,8 +47,7 @@ base::Result<void> readInPieces(int file, const std::string &path, std::uint64_t
             return base::Error{base::systemReason(path + ": cannot be read")};
         }
         if (static_cast<std::size_t>(got) != wanted) {
-            return base::Error{path + ": ends before its " + std::to_string(size) +
-                               " bytes were read"};
+            return endsBefore(path, size);
         }
         if (auto taken = take(piece.get(), wanted); !taken) {
             return taken;

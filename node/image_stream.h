@@ -42,6 +42,9 @@ class ImageSums {
     std::string trailer_;
 };
 
+/* What is wrong with a file that has fewer bytes than it had. */
+base::Error endsBefore(const std::string &path, std::uint64_t size);
+
 /* Reads the file's next `size` bytes in pieces; its errors name `path`. */
 base::Result<void> readInPieces(int file, const std::string &path, std::uint64_t size,
                                 const PieceTaker &take);

@@ -31,7 +31,9 @@ void DirectFile::useCache() {
     passesCache_ = false;
 }
 
-bool DirectFile::write(const char *bytes, std::size_t size) {
+// `put` stores some of the next bytes that it is asked for, as write() does.
+template <typename Put>
+bool DirectFile::putAll(std::size_t size, const Put &put) {
     const auto from = static_cast<off_t>(position_);
     for (std::size_t done = 0; done < size;) {
         const std::size_t left = size - done;
@@ -40,11 +42,11 @@ bool DirectFile::write(const char *bytes, std::size_t size) {
             useCache();
             continue;
         }
-        const ssize_t put = ::write(file_.get(), bytes + done, next);
-        if (put > 0) {
-            done += static_cast<std::size_t>(put);
-            position_ += static_cast<std::size_t>(put);
-        } else if (put == 0) {
+        const ssize_t stored = put(done, next);
+        if (stored > 0) {
+            done += static_cast<std::size_t>(stored);
+            position_ += static_cast<std::size_t>(stored);
+        } else if (stored == 0) {
             errno = ENOSPC; // a device that takes nothing is full
             return false;
         } else if (errno == EINVAL && passesCache_) {
@@ -60,26 +62,38 @@ bool DirectFile::write(const char *bytes, std::size_t size) {
     return true;
 }
 
-bool DirectFile::read(char *buffer, std::size_t wanted) {
+bool DirectFile::write(const char *bytes, std::size_t size) {
+    return putAll(size, [&](std::size_t done, std::size_t next) {
+        return ::write(file_.get(), bytes + done, next);
+    });
+}
+
+bool DirectFile::writeFrom(int pipe, std::size_t size) {
+    return putAll(size, [&](std::size_t /*done*/, std::size_t next) {
+        return splice(pipe, nullptr, file_.get(), nullptr, next, 0);
+    });
+}
+
+bool DirectFile::read(char *buffer, std::size_t wanted, std::uint64_t offset) {
     // Only a wish as well: where the cache keeps them, this is what the kernel holds for the bank.
-    posix_fadvise(file_.get(), static_cast<off_t>(position_), static_cast<off_t>(wanted),
+    posix_fadvise(file_.get(), static_cast<off_t>(offset), static_cast<off_t>(wanted),
                   POSIX_FADV_DONTNEED);
     for (std::size_t done = 0; done < wanted;) {
-        const std::size_t next = (passesCache_ ? roundedUp(wanted) : wanted) - done;
+        const bool isDirect = passesCache_; // another reader may change it meanwhile
+        const std::size_t next = (isDirect ? roundedUp(wanted) : wanted) - done;
         const ssize_t got =
-            pread(file_.get(), buffer + done, next, static_cast<off_t>(position_ + done));
+            pread(file_.get(), buffer + done, next, static_cast<off_t>(offset + done));
         if (got > 0) {
             done += static_cast<std::size_t>(got);
         } else if (got == 0) {
             errno = 0;
             return false;
-        } else if (errno == EINVAL && passesCache_) {
+        } else if (errno == EINVAL && isDirect) {
             useCache();
         } else if (errno != EINTR) {
             return false;
         }
     }
-    position_ += wanted;
     return true;
 }
 
@@ -92,12 +106,14 @@ ReadBack::ReadBack(base::UniqueFd bank, std::string path, std::uint64_t payloadS
     : path_(std::move(path)), size_(imageSize), bank_(std::move(bank)), sums_(payloadSize) {}
 
 base::Result<void> ReadBack::start() {
-    for (AlignedBytes &buffer : buffers_) {
-        buffer = alignedBytes(kPieceSize);
+    for (Buffer &buffer : buffers_) {
+        buffer.bytes = alignedBytes(kPiece);
     }
     try {
         summer_ = std::jthread([this](const std::stop_token &stop) { sumAll(stop); });
-        reader_ = std::jthread([this](const std::stop_token &stop) { readAll(stop); });
+        for (std::jthread &reader : readers_) {
+            reader = std::jthread([this](const std::stop_token &stop) { readAll(stop); });
+        }
     } catch (const std::system_error &error) {
         return base::Error{path_ + " cannot be read back, no thread can be started: " +
                            error.code().message() + "; look for what uses up the threads"};
@@ -105,10 +121,18 @@ base::Result<void> ReadBack::start() {
     return {};
 }
 
-void ReadBack::synced(std::uint64_t end) { reach(synced_, end); }
+void ReadBack::synced(std::uint64_t end) {
+    {
+        const std::lock_guard lock(mutex_);
+        synced_ = end;
+    }
+    changed_.notify_all();
+}
 
 base::Result<void> ReadBack::finish() {
-    reader_.join();
+    for (std::jthread &reader : readers_) {
+        reader.join();
+    }
     if (!readIt_) {
         summer_.request_stop();
     }
@@ -117,58 +141,76 @@ base::Result<void> ReadBack::finish() {
 }
 
 void ReadBack::readAll(const std::stop_token &stop) {
-    for (std::uint64_t offset = 0; offset < size_; offset += kPieceSize) {
+    for (std::uint64_t offset = 0; (offset = takeNext(stop)) < size_;) {
+        Buffer &buffer = bufferOf(offset);
         const std::size_t wanted = sizeAt(offset);
-        if (!wait(stop, [&] {
-                return synced_ >= offset + wanted && offset - summed_ < kBuffers * kPieceSize;
-            })) {
+        std::chrono::nanoseconds time{};
+        if (!base::timed(time, [&] { return bank_.read(buffer.bytes.get(), wanted, offset); })) {
+            fail(errno == 0 ? path_ + ": ends before its " + std::to_string(size_) +
+                                  " bytes were read back"
+                            : base::systemReason(path_ + ": cannot be read back"));
             return;
         }
-        if (!base::timed(timeToRead_, [&] { return bank_.read(bufferOf(offset), wanted); })) {
-            const std::string why =
-                errno == 0
-                    ? path_ + ": ends before its " + std::to_string(size_) + " bytes were read back"
-                    : base::systemReason(path_ + ": cannot be read back");
-            readIt_ = base::Error{why + "; check the device"};
-            return;
+        {
+            const std::lock_guard lock(mutex_);
+            timeToRead_ += time;
+            buffer.filledTo = offset + wanted;
         }
-        reach(read_, offset + wanted);
+        changed_.notify_all();
     }
 }
 
-void ReadBack::sumAll(const std::stop_token &stop) {
-    for (std::uint64_t offset = 0; offset < size_; offset += kPieceSize) {
-        const std::size_t wanted = sizeAt(offset);
-        if (!wait(stop, [&] { return read_ >= offset + wanted; })) {
-            return;
-        }
-        base::timed(timeToSum_, [&] {
-            sums_.add(bufferOf(offset), wanted);
-            return true;
-        });
-        reach(summed_, offset + wanted);
-    }
-}
-
-bool ReadBack::wait(const std::stop_token &stop, const std::function<bool()> &isSo) {
+std::uint64_t ReadBack::takeNext(const std::stop_token &stop) {
     std::unique_lock lock(mutex_);
-    return changed_.wait(lock, stop, isSo);
+    const std::uint64_t offset = taken_;
+    if (offset >= size_ || !readIt_) {
+        return size_;
+    }
+    const std::size_t wanted = sizeAt(offset);
+    taken_ += wanted;
+    const bool mayRead = changed_.wait(lock, stop, [&] {
+        return !readIt_ ||
+               (synced_ >= offset + wanted && offset < summed_ + kBuffers * std::uint64_t{kPiece});
+    });
+    return mayRead && readIt_ ? offset : size_;
 }
 
-void ReadBack::reach(std::uint64_t &mark, std::uint64_t end) {
+// The first reader that fails tells why; the other one ends.
+void ReadBack::fail(const std::string &why) {
     {
         const std::lock_guard lock(mutex_);
-        mark = end;
+        if (readIt_) {
+            readIt_ = base::Error{why + "; check the device"};
+        }
     }
     changed_.notify_all();
 }
 
-std::size_t ReadBack::sizeAt(std::uint64_t offset) const {
-    return static_cast<std::size_t>(std::min<std::uint64_t>(size_ - offset, kPieceSize));
+void ReadBack::sumAll(const std::stop_token &stop) {
+    for (std::uint64_t offset = 0; offset < size_;) {
+        Buffer &buffer = bufferOf(offset);
+        const std::size_t wanted = sizeAt(offset);
+        {
+            std::unique_lock lock(mutex_);
+            if (!changed_.wait(lock, stop, [&] { return buffer.filledTo == offset + wanted; })) {
+                return;
+            }
+        }
+        base::timed(timeToSum_, [&] {
+            sums_.add(buffer.bytes.get(), wanted);
+            return true;
+        });
+        offset += wanted;
+        {
+            const std::lock_guard lock(mutex_);
+            summed_ = offset;
+        }
+        changed_.notify_all();
+    }
 }
 
-char *ReadBack::bufferOf(std::uint64_t offset) const {
-    return buffers_.at(offset / kPieceSize % kBuffers).get();
+std::size_t ReadBack::sizeAt(std::uint64_t offset) const {
+    return static_cast<std::size_t>(std::min<std::uint64_t>(size_ - offset, kPiece));
 }
 
 } // namespace node

@@ -8,11 +8,11 @@
 #include "node/image_stream.h"
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <stop_token>
@@ -34,7 +34,8 @@ AlignedBytes alignedBytes(std::size_t size);
 
 /*
  * What the device refuses to do past the cache, such as the part of a block at an image's end, goes
- * through the cache from there on. Not for several threads at once. Every call may block.
+ * through the cache from there on. Several threads may read at once, one may write. Every call may
+ * block.
  */
 class DirectFile {
   public:
@@ -44,12 +45,17 @@ class DirectFile {
     /* Writes every byte, or returns false with errno set. What went through the cache is on its
      * way to the device then, but needs a sync to be there for sure. */
     bool write(const char *bytes, std::size_t size);
+    /* The same with what waits in this pipe, without a copy of it. EINVAL: the kernel cannot do
+     * that with this file, and none of what is left in the pipe was written. */
+    bool writeFrom(int pipe, std::size_t size);
+    /* How much was written. */
+    std::uint64_t position() const { return position_; }
     /*
-     * Reads the next `wanted` bytes into memory from alignedBytes() with room for
-     * roundedUp(wanted). What the cache holds of them clean is dropped before. False: errno is set,
-     * and is 0 where the file ends before.
+     * Reads `wanted` bytes at this offset, a multiple of kAlignment, into memory from
+     * alignedBytes() with room for roundedUp(wanted). What the cache holds of them clean is dropped
+     * before. False: errno is set, and is 0 where the file ends before.
      */
-    bool read(char *buffer, std::size_t wanted);
+    bool read(char *buffer, std::size_t wanted, std::uint64_t offset);
 
     /* What was written survives a power cut; data alone leaves times out. False: errno is set. */
     bool sync();
@@ -57,11 +63,13 @@ class DirectFile {
     bool close() { return file_.reset(); }
 
   private:
+    template <typename Put>
+    bool putAll(std::size_t size, const Put &put);
     void useCache();
 
     base::UniqueFd file_;
-    std::uint64_t position_ = 0;
-    bool passesCache_ = false;
+    std::uint64_t position_ = 0; // of what is written
+    std::atomic<bool> passesCache_ = false;
 };
 
 /* The next multiple of kAlignment. */
@@ -70,8 +78,8 @@ constexpr std::size_t roundedUp(std::size_t size) {
 }
 
 /*
- * One thread reads what the writer has synced, a second one sums it: while the device works on the
- * next bytes, the last ones are compared. Neither changes anything on the disk.
+ * Two threads read what the writer has synced, so that the device has its next request when it is
+ * done with one; a third one sums it, in order. None changes anything on the disk.
  */
 class ReadBack {
   public:
@@ -91,35 +99,43 @@ class ReadBack {
     std::chrono::nanoseconds timeToSum() const { return timeToSum_; }
 
   private:
-    // One that is read into, one that waits, one that is summed.
-    static constexpr std::size_t kBuffers = 3;
+    // What is read at once; devices take large pieces faster than small ones.
+    static constexpr std::size_t kPiece = 256 * 1024;
+    // Two that are read into, one that waits, one that is summed.
+    static constexpr std::size_t kBuffers = 4;
+
+    struct Buffer {
+        AlignedBytes bytes;
+        std::uint64_t filledTo = 0; // where in the bank its piece ends
+    };
 
     void readAll(const std::stop_token &stop);
     void sumAll(const std::stop_token &stop);
-    /* Sleeps until it is so; false where the object goes. */
-    bool wait(const std::stop_token &stop, const std::function<bool()> &isSo);
-    void reach(std::uint64_t &mark, std::uint64_t end);
+    /* The next piece that nobody reads yet, once it is synced and has its buffer to itself; size_
+     * where nothing is left to do. */
+    std::uint64_t takeNext(const std::stop_token &stop);
+    void fail(const std::string &why);
     std::size_t sizeAt(std::uint64_t offset) const;
-    char *bufferOf(std::uint64_t offset) const;
+    Buffer &bufferOf(std::uint64_t offset) { return buffers_.at(offset / kPiece % kBuffers); }
 
     const std::string path_;
     const std::uint64_t size_;
     DirectFile bank_;
     ImageSums sums_;
-    std::array<AlignedBytes, kBuffers> buffers_;
-    base::Result<void> readIt_;
-    std::chrono::nanoseconds timeToRead_{};
     std::chrono::nanoseconds timeToSum_{};
 
     std::mutex mutex_;
     std::condition_variable_any changed_;
+    std::array<Buffer, kBuffers> buffers_;
     std::uint64_t synced_ = 0; // each of the three runs behind the one before
-    std::uint64_t read_ = 0;
+    std::uint64_t taken_ = 0;
     std::uint64_t summed_ = 0;
+    base::Result<void> readIt_;
+    std::chrono::nanoseconds timeToRead_{};
 
     // The last members: they end before what they use is gone.
     std::jthread summer_;
-    std::jthread reader_;
+    std::array<std::jthread, 2> readers_;
 };
 
 } // namespace node

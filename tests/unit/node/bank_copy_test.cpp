@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr std::size_t kRegion = 8 * 1024 * 1024;      // what is synced at once
+constexpr std::size_t kRegion = 16 * 1024 * 1024;     // what is synced at once
 constexpr auto kTick = std::chrono::milliseconds(25); // longer than one of any kernel's clock
 
 // What the stand-ins below do; the read-back calls them from threads of its own.
@@ -196,6 +196,21 @@ TEST_F(CopyingToABank, GoesThroughTheCacheWhereTheBankDoesNotLetItBePassedBy) {
     faults::shortenWrites(1000); // no whole block either
     EXPECT_TRUE(copy()) << whatIsWrong_;
     EXPECT_TRUE(readText(in("bank")).starts_with(bytes_));
+}
+
+TEST_F(CopyingToABank, CopiesByItselfWhereTheKernelDoesNotMoveThePages) {
+    makeWholeImage(kRegion + 1000);
+    for (const int why : {EINVAL, EPERM, ENOSYS}) {
+        for (const int n : {1, 2, 7}) { // out of the image, into the bank, amidst it
+            std::ofstream(in("bank")).close();
+            std::filesystem::resize_file(in("bank"), bytes_.size() + 5000);
+            faults::failFrom(faults::Call::move, n, why);
+            ASSERT_TRUE(copy()) << whatIsWrong_;
+            EXPECT_TRUE(readText(in("bank")).starts_with(bytes_)) << why << ", " << n;
+        }
+    }
+    faults::failOnce(faults::Call::move, 3, EIO);
+    expectRefusal(in("image") + ": cannot be read: Input/output error");
 }
 
 class AReadBack : public OnANode {

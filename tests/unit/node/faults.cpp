@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,7 +21,7 @@ struct Fault {
     bool once = false;
 };
 
-std::array<Fault, 5> planned;
+std::array<Fault, 6> planned;
 std::size_t longestWrite = 0;
 int callsUntilCut = 0; // 0: none
 int syncsUntilAction = 0;
@@ -51,6 +52,15 @@ void endWherePowerIsCut() {
 bool isDirectory(int fd) {
     struct stat status {};
     return fstat(fd, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool isPipe(int fd) {
+    struct stat status {};
+    return fstat(fd, &status) == 0 && S_ISFIFO(status.st_mode);
+}
+
+std::size_t mostOf(std::size_t size) {
+    return longestWrite != 0 && size > longestWrite ? longestWrite : size;
 }
 
 void runSyncAction() {
@@ -119,9 +129,23 @@ ssize_t write(int fd, const void *bytes, size_t size) {
     if (toStorage && faults::fails(faults::Call::write)) {
         return -1;
     }
-    const size_t most =
-        faults::longestWrite != 0 && size > faults::longestWrite ? faults::longestWrite : size;
-    return store(fd, bytes, most);
+    return store(fd, bytes, faults::mostOf(size));
+}
+
+// Into a file it is a write; into a pipe nothing is stored.
+ssize_t splice(int from, off64_t *at, int fd, off64_t *to, size_t size, unsigned int flags) {
+    const auto move =
+        ota::test::nextFunction<ssize_t(int, off64_t *, int, off64_t *, size_t, unsigned int)>(
+            "splice");
+    const bool toStorage = !faults::isPipe(fd);
+    if (toStorage && faults::powerIsCut()) {
+        move(from, at, fd, to, size / 2, flags);
+        _exit(faults::kPowerCut);
+    }
+    if (faults::fails(faults::Call::move) || (toStorage && faults::fails(faults::Call::write))) {
+        return -1;
+    }
+    return move(from, at, fd, to, toStorage ? faults::mostOf(size) : size, flags);
 }
 
 ssize_t pwrite(int fd, const void *bytes, size_t size, off_t at) {

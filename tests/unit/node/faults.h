@@ -8,7 +8,8 @@
 
 namespace faults {
 
-enum class Call { rename, fileSync, directorySync, write, lock };
+/* move: a splice, from a file or into one. */
+enum class Call { rename, fileSync, directorySync, write, lock, move };
 
 /* The n-th call from now on, counted from 1, and every later one fails with this errno. */
 void failFrom(Call call, int n, int errnoValue);
@@ -18,12 +19,13 @@ void failOnce(Call call, int n, int errnoValue);
 
 /*
  * The process ends, as in a power cut, at the n-th call from now on that changes the storage:
- * write, pwrite, fsync, rename or ftruncate, counted from 1. A write stores half of its bytes.
+ * write, splice, pwrite, fsync, rename or ftruncate, counted from 1. A write stores half of its
+ * bytes.
  */
 void cutPowerAt(int n);
 constexpr int kPowerCut = 77; // the exit code of that end
 
-/* write takes at most this many bytes at once. */
+/* write, and splice into a file, take at most this many bytes at once. */
 void shortenWrites(std::size_t most);
 
 /* Run once, right after the n-th successful fsync of a file, counted from 1. */
