@@ -2,9 +2,8 @@
 #include "host/agent_files.h"
 
 #include "base/file_io.h"
+#include "host/platform_library.h"
 #include "host/supervisor_link.h"
-#include "platform/nal.h"
-#include "platform/node.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -53,15 +52,15 @@ base::Result<void> sync() {
 }
 
 // Only the activation itself puts the other bank on trial, and a commit ends it.
-bool wasActivatedBy(const node::BootState &state, const Activation &activation) {
-    return state.isOnTrial(state.active) && state.active != activation.from &&
-           state.of(state.active).version == activation.version;
+bool wasActivatedBy(const OtaBankFacts &facts, const Activation &activation) {
+    return facts.trial == facts.active && facts.active != activation.from &&
+           runningVersion(facts) == activation.version;
 }
 
 } // namespace
 
 void closeLogFiles() {
-    const std::string folder = nal_getLogsDirectory();
+    const std::string folder = platformCalls().logsDirectory();
     close(folder + "/otaSwAgent.log", O_CREAT);
     close(folder + "/ota_act_success", 0);
 }
@@ -70,7 +69,7 @@ bool readActivation(const std::string &text, Activation &activation) {
     if (!text.starts_with("a:") && !text.starts_with("b:")) {
         return false;
     }
-    activation = {text.front() == 'b' ? node::Bank::b : node::Bank::a, text.substr(2)};
+    activation = {text.front() == 'b' ? 1 : 0, text.substr(2)};
     return !activation.version.empty();
 }
 
@@ -86,14 +85,15 @@ void keepMark() {
 }
 
 void restoreMark(const std::vector<Activation> &activations) {
-    const auto state = platform::node().readBootState();
-    if (!state ||
+    const auto news = bankNews();
+    if (!news || !news->hasTrial ||
         std::none_of(activations.begin(), activations.end(), [&](const Activation &activation) {
-            return wasActivatedBy(*state, activation);
+            return wasActivatedBy(news->facts, activation);
         })) {
         return; // what cannot be read was reported by the platform, which read it just before
     }
-    const std::string line = state->of(state->active).version + "\n";
+    const std::string version = runningVersion(news->facts);
+    const std::string line = version + "\n";
     if (const auto held = base::readWholeFile(markPath, kLongestMark); held && *held == line) {
         return;
     }
@@ -102,7 +102,7 @@ void restoreMark(const std::vector<Activation> &activations) {
                         made.error().text);
     }
     std::fprintf(stderr, "notice: ota-host: a power cut took the mark of %s; it was made anew\n",
-                 state->of(state->active).version.c_str());
+                 version.c_str());
 }
 
 } // namespace host

@@ -4,8 +4,6 @@
 #ifndef HOST_AGENT_FILES_H
 #define HOST_AGENT_FILES_H
 
-#include "node/boot_state.h"
-
 #include <string>
 #include <vector>
 
@@ -20,7 +18,7 @@ void closeLogFiles();
 
 /* What the supervisor knows of an activation: the bank that ran before it, and the version. */
 struct Activation {
-    node::Bank from = node::Bank::a;
+    int from = 0; // the number of a bank
     std::string version;
 };
 

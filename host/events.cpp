@@ -4,11 +4,11 @@
 #include "base/json.h"
 #include "base/lib_config.h"
 #include "host/agent_memory.h"
+#include "host/leftovers.h"
+#include "host/platform_library.h"
 #include "host/supervisor_link.h"
 #include "host/trial.h"
-#include "platform/abandon.h"
 #include "platform/timers.h"
-#include "platform/trial.h"
 
 namespace host {
 namespace {
@@ -40,8 +40,8 @@ const TimerRow kTimers[] = {
 
 // What a file server sent lies in memory on most nodes, and the agent leaves it there until its
 // next download. A call that broke off leaves it too, for the supervisor to tell how far it came.
-void dropImages() {
-    if (const auto dropped = nalDropImages(); !dropped) {
+void dropWhatWasFetched() {
+    if (const auto dropped = dropImages(platformCalls().tmpDirectory()); !dropped) {
         complain(dropped.error().text + "; it takes room until the next download");
     }
 }
@@ -65,7 +65,7 @@ base::Result<Failure> handleMobileTrigger(const AgentLibrary &agent, const cJSON
     if (!flag) {
         return flag.error();
     }
-    if (const auto dropped = nalDropAgentData(); !dropped) {
+    if (const auto dropped = dropAgentData(platformCalls().tmpDirectory()); !dropped) {
         complain(dropped.error().text + "; the mobile app still finds the offer in it");
     }
     MobileAppNotify notify{};
@@ -110,12 +110,19 @@ base::Result<Failure> handleRestore(const AgentLibrary &agent, const cJSON *even
 }
 
 base::Result<Failure> handleAbandon(const AgentLibrary & /*agent*/, const cJSON * /*event*/) {
-    return failureOf(nalAbandon(), "the upgrade was not taken back as a whole");
+    // The choice first: it is what would still act on its own.
+    const auto takeBack = platformService().takeBack;
+    const auto chosen = takeBack == nullptr ? base::Result<void>() : ask(takeBack, "");
+    const auto dropped =
+        dropUpgrade(platformCalls().tmpDirectory(), platformCalls().logsDirectory());
+    return failureOf(chosen ? dropped : chosen, "the upgrade was not taken back as a whole");
 }
 
 // Without it the agent meets the written image as an old one, and goes on with that.
 base::Result<Failure> handleBeginAnew(const AgentLibrary & /*agent*/, const cJSON * /*event*/) {
-    return failureOf(nalGiveUpPassive(), "the written image was not given up");
+    return failureOf(
+        ask(platformService().giveUpPassive, "this platform gives none up, offer another version"),
+        "the written image was not given up");
 }
 
 // As the agent does it where its own count has come that far.
@@ -134,7 +141,9 @@ base::Result<Failure> handleForget(const AgentLibrary & /*agent*/, const cJSON *
     if (!version) {
         return version.error();
     }
-    return failureOf(nalForget(*version), "the version was not forgotten");
+    return failureOf(
+        ask(platformService().forget, "this platform remembers none", version->c_str()),
+        "the version was not forgotten");
 }
 
 const EventRow kEvents[] = {
@@ -164,7 +173,7 @@ base::Result<Handled> handleEvent(const AgentLibrary &agent, const base::Json &e
                 return failure.error().within("the event \"" + *name + "\": ");
             }
             if (row.image == Fetches::maybe) {
-                dropImages();
+                dropWhatWasFetched();
             }
             return Handled{*name, *failure};
         }

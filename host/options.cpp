@@ -43,6 +43,8 @@ Options readOptions(int argc, char **argv) {
         .summary = "Holds the agent's library and hands it events; otad starts it.",
         .options = {
             {"--library", base::text("PATH", options.library), "the agent's library", Times::once},
+            {"--platform", base::text("FILE", options.platform),
+             "the node's platform (default: the reference, beside this program)"},
             {"--config", base::text("FILE", options.config), "the node's configuration",
              Times::once},
             {"--channel", openSocket(options.channel), "the socket to the supervisor", Times::once},

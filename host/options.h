@@ -11,6 +11,7 @@
 namespace host {
 
 struct Options {
+    std::string platform; // empty: the reference, beside this program
     std::string library;
     std::string config;
     int channel = -1;                  // an open socket

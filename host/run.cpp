@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/run.h"
 
+#include "base/bridge_address.h"
 #include "base/channel.h"
 #include "base/outcome.h"
 #include "host/agent_files.h"
@@ -9,13 +10,10 @@
 #include "host/events.h"
 #include "host/manager_socket.h"
 #include "host/options.h"
+#include "host/platform_library.h"
 #include "host/supervisor_link.h"
 #include "host/trial.h"
 #include "host/update_notes.h"
-#include "node/bridge_address.h"
-#include "node/config.h"
-#include "platform/hooks.h"
-#include "platform/open.h"
 
 #include <csignal>
 #include <cstdio>
@@ -29,7 +27,6 @@ namespace {
 
 constexpr int kConfigWrong = static_cast<int>(base::Outcome::configWrong);
 constexpr const char *kStartUp = "start-up";
-const OtaMatrixItem *offeredImage = nullptr; // the agent's own
 
 // A host without its supervisor would keep the node locked and do what nobody sees any more.
 void endWithSupervisor() { prctl(PR_SET_PDEATHSIG, SIGKILL); }
@@ -61,7 +58,7 @@ void sendDone(base::Channel &channel, const base::Json &done, const std::string 
 // What the agent will be told, also where the supervisor's own view of the interfaces is another.
 void tellAddress() {
     const base::Json note = newNote("node");
-    base::add(note.get(), "mac", node::bridgeAddress());
+    base::add(note.get(), "mac", base::bridgeAddress());
     tellSupervisor(note);
 }
 
@@ -125,13 +122,13 @@ int runHost(int argc, char **argv) {
         endHost("the supervisor ended before the host began; start it again");
     }
     setSupervisor(&channel);
-    // Told apart from what another start may mend.
-    if (const auto config = node::checkConfigFile(options.config); !config) {
-        complain(config.error().text);
-        tellLastWords(config.error().orBecause(base::Reason::configWrong));
-        return kConfigWrong;
-    }
-    if (const auto opened = nalOpen(options.config.c_str()); !opened) {
+    if (const auto opened = openPlatform(options.platform, options.config); !opened) {
+        // Told apart from what another start may mend.
+        if (opened.error().reason == base::Reason::configWrong) {
+            complain(opened.error().text);
+            tellLastWords(opened.error());
+            return kConfigWrong;
+        }
         endHost(opened.error().text, opened.error().reason);
     }
     const auto library = openAgentLibrary(options.library);
@@ -140,11 +137,8 @@ int runHost(int argc, char **argv) {
     }
     const AgentLibrary &agent = *library;
     closeLogFiles();
-    followStages();
-    followCauses();
+    followPlatform(agent.state.swInfo->nxtMSVersion);
     tellBanks();
-    offeredImage = agent.state.swInfo;
-    nalAskOffered([]() -> const char * { return offeredImage->nxtMSVersion; });
     startAgent(channel, agent, options);
     sendDone(channel, doneMessage(agent, kStartUp), kStartUp);
     return serveEvents(channel, agent);

@@ -4,9 +4,9 @@
 // file server fills the node's memory or its disk, and no user of the node keeps it from its
 // downloads by holding the few local ports that they leave from.
 #include "base/text.h"
+#include "host/platform_library.h"
 #include "host/update_notes.h"
 #include "platform/nal.h"
-#include "platform/open.h"
 
 #include <algorithm>
 #include <array>
@@ -232,13 +232,18 @@ CURLcode performLimited(CURLcode (*perform)(CURL *), CURL *handle, std::uint64_t
     return result == CURLE_WRITE_ERROR && refused != 0 ? CURLE_FILESIZE_EXCEEDED : result;
 }
 
+std::uint64_t bankCapacity() {
+    const auto ask = platformService().bankCapacity;
+    return ask == nullptr ? 0 : ask();
+}
+
 std::uint64_t limitOfBank(std::uint64_t capacity) {
     return capacity == 0 || capacity > kNoLimit - kMargin ? kNoLimit : capacity + kMargin;
 }
 
 std::uint64_t roomOnDisk() {
     struct statvfs disk {};
-    if (statvfs(nal_getTmpDirectory(), &disk) != 0 || disk.f_blocks == 0) {
+    if (statvfs(platformCalls().tmpDirectory(), &disk) != 0 || disk.f_blocks == 0) {
         return kNoLimit;
     }
     const std::uint64_t block = disk.f_frsize;
@@ -260,8 +265,8 @@ void tellFarTooLarge(CURL *handle, std::uint64_t capacity) {
 }
 
 void tellNoRoom(CURL *handle, std::uint64_t room) {
-    const std::string words = std::string("no room for the image in ") + nal_getTmpDirectory() +
-                              ": " + std::to_string(room) +
+    const std::string words = std::string("no room for the image in ") +
+                              platformCalls().tmpDirectory() + ": " + std::to_string(room) +
                               " bytes may be taken of its disk, the rest is for others";
     logTransferError(words + "; " + bytesThatCame(handle) + "; make room on that disk");
     expectCause({words, base::Reason::diskFull});
@@ -272,7 +277,7 @@ void tellNoRoom(CURL *handle, std::uint64_t room) {
 // Where it would be more, the result is CURLE_FILESIZE_EXCEEDED and one error line says so. A size
 // that no bank or no disk tells limits nothing.
 CURLcode performWithinLimit(CURLcode (*perform)(CURL *), CURL *handle) {
-    const std::uint64_t capacity = nalBankCapacity();
+    const std::uint64_t capacity = bankCapacity();
     const std::uint64_t room = roomOnDisk();
     const std::uint64_t limit = std::min(limitOfBank(capacity), room);
     const CURLcode result =

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "host/trial.h"
 
+#include "base/bank_note.h"
 #include "base/trusted_path.h"
+#include "host/platform_library.h"
 #include "host/supervisor_link.h"
 #include "host/update_notes.h"
-#include "node/bank_note.h"
-#include "platform/node.h"
-#include "platform/trial.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -18,33 +17,37 @@ namespace host {
 namespace {
 
 constexpr int kMinuteMs = 60 * 1000;
+constexpr int kHealthLimit = 60; // seconds, where the platform has no other
 constexpr const char *kReboot = "/sbin/reboot";
 
-base::Json noteOf(const char *name, const node::BootState &state, node::Bank bank) {
+constexpr const char *kNoTrials = "this platform has no trials";
+
+base::Json noteOf(const char *name, const OtaBankFacts &facts, int bank) {
     base::Json note = newNote(name);
-    base::add(note.get(), "bank", node::bankName(bank));
-    base::add(note.get(), "version", state.of(bank).version);
+    base::add(note.get(), "bank", base::bankName(bank));
+    base::add(note.get(), "version", facts.banks[bank].version);
     return note;
 }
 
-void tellTrial(const node::BootState &state) {
-    const base::Json note = noteOf("trial", state, state.active);
-    base::add(note.get(), "attempts", state.attemptsOf(state.active));
+void tellTrial(const OtaBankFacts &facts) {
+    const base::Json note = noteOf("trial", facts, facts.active);
+    base::add(note.get(), "attempts", facts.banks[facts.active].attempts);
     tellBanks();
     tellSupervisor(note);
 }
 
-void tellFailure(const node::BootState &state, node::Bank bank, const std::string &reason) {
-    const base::Json note = noteOf("trial-failed", state, bank);
+void tellFailure(const OtaBankFacts &facts, int bank, const std::string &reason) {
+    const base::Json note = noteOf("trial-failed", facts, bank);
     base::add(note.get(), "reason", reason);
     tellBanks();
     tellSupervisor(note);
 }
 
 // An error was reported already by the platform, which read it just before.
-node::BootState stateOrNone() {
-    const auto state = platform::node().readBootState();
-    return state ? *state : node::BootState();
+OtaBankFacts orNone(const base::Result<base::BankNews> &news) {
+    OtaBankFacts none{};
+    none.trial = OTA_NO_BANK;
+    return news ? news->facts : none;
 }
 
 // Not with sleep(): where the node's clock is a play's, that one passes at once.
@@ -68,16 +71,26 @@ node::BootState stateOrNone() {
 }
 
 // True where this process was started between the end of a failed trial and the reboot.
-bool lostItsTrial(const node::BootState &state) {
-    return !state.trial && state.next != state.active &&
-           node::failedVersion(state, state.of(state.active).version) != nullptr;
+bool lostItsTrial(const OtaBankFacts &facts) {
+    return facts.trial == OTA_NO_BANK && facts.chosen != facts.active &&
+           base::failedVersion(facts, runningVersion(facts)) != nullptr;
+}
+
+int healthLimit() {
+    const auto ask = platformService().healthLimit;
+    return ask == nullptr ? kHealthLimit : ask();
+}
+
+base::Result<void> checkHealth() {
+    const auto check = platformService().checkHealth;
+    return check == nullptr ? base::Result<void>() : ask(check, "");
 }
 
 // A new version whose configuration manager never starts would stay on trial for ever.
 base::Result<void> comesUp(const std::string &path) {
     constexpr int kGlanceMs = 100;
     constexpr int kMsPerSecond = 1000;
-    const int seconds = platform::node().config().healthLimitSeconds;
+    const int seconds = healthLimit();
     for (int waited = 0;; waited += kGlanceMs) {
         const std::string flaw = base::whyNoTrustedSocket(path);
         if (flaw.empty()) {
@@ -94,23 +107,23 @@ base::Result<void> comesUp(const std::string &path) {
     }
 }
 
-TrialVerdict judge(const node::BootState &state, const base::Channel &supervisor,
+TrialVerdict judge(const OtaBankFacts &facts, const base::Channel &supervisor,
                    const std::string &agentWaitsFor) {
     enterStage(Stage::committing);
-    tellTrial(state);
+    tellTrial(facts);
     base::Result<void> proven;
-    if (!nalIsHealthy()) {
-        proven = nalCheckHealth().andThen([&] { return comesUp(agentWaitsFor); });
+    if (facts.healthy == 0) {
+        proven = checkHealth().andThen([&] { return comesUp(agentWaitsFor); });
     }
     if (proven) {
         endStage();
         return TrialVerdict::passed;
     }
     const std::string &unhealthy = proven.error().text;
-    tellFailure(state, state.active, unhealthy);
+    tellFailure(facts, facts.active, unhealthy);
     const std::string failed =
-        node::namedBank(state, state.active) + " failed its trial: " + unhealthy;
-    const auto left = nalFailTrial();
+        base::namedBank(facts, facts.active) + " failed its trial: " + unhealthy;
+    const auto left = ask(platformService().failTrial, kNoTrials);
     if (left) {
         awaitReboot(supervisor, failed);
     }
@@ -121,22 +134,22 @@ TrialVerdict judge(const node::BootState &state, const base::Channel &supervisor
 }
 
 // A node whose boot loader does not follow the choice must not reboot for ever.
-TrialVerdict leaveOnceMore(const node::BootState &state, const base::Channel &supervisor) {
-    const std::string lost = node::namedBank(state, state.active) + " failed its trial";
-    const auto reboots = nalMayReboot();
+TrialVerdict leaveOnceMore(const OtaBankFacts &facts, const base::Channel &supervisor) {
+    const std::string lost = base::namedBank(facts, facts.active) + " failed its trial";
+    const auto reboots = ask(platformService().mayReboot, kNoTrials);
     if (reboots) {
         awaitReboot(supervisor, lost);
     }
     const std::string &staysHere = reboots.error().text;
     complain(lost + " and goes on: " + staysHere);
-    tellFailure(state, state.active, staysHere);
+    tellFailure(facts, facts.active, staysHere);
     return TrialVerdict::unproven;
 }
 
 void tellNotCommitted(const std::string &whatIsWrong) {
-    const node::BootState state = stateOrNone();
-    const base::Json note = noteOf("not-committed", state, state.active);
-    complain(node::namedBank(state, state.active) + " was not marked good: " + whatIsWrong +
+    const OtaBankFacts facts = orNone(bankNews());
+    const base::Json note = noteOf("not-committed", facts, facts.active);
+    complain(base::namedBank(facts, facts.active) + " was not marked good: " + whatIsWrong +
              "; otactl commit tries again");
     base::add(note.get(), "reason", whatIsWrong);
     tellBanks();
@@ -145,26 +158,32 @@ void tellNotCommitted(const std::string &whatIsWrong) {
 
 } // namespace
 
-void tellBanks() { tellSupervisor(node::bankNote(platform::node().config().bootState)); }
+void tellBanks() { tellSupervisor(base::bankNote(bankNews())); }
 
 TrialVerdict proveTrial(const base::Channel &supervisor, const std::string &agentWaitsFor) {
-    const auto known = platform::node().readBootState();
-    const node::BootState state = known ? *known : node::BootState();
-    std::string what;
-    switch (nalBeginTrial(what)) {
-    case NalTrial::running:
-        std::fprintf(stderr, "notice: ota-host: %s\n", what.c_str());
-        return judge(state, supervisor, agentWaitsFor);
-    case NalTrial::failed:
-        complain(what);
-        tellFailure(state, state.trial.value_or(node::otherBank(state.active)), what);
+    if (!hasTrials()) {
         return TrialVerdict::none;
-    case NalTrial::none:
+    }
+    const auto news = bankNews();
+    const OtaBankFacts facts = orNone(news);
+    OtaFault fault{};
+    const int trial = platformService().beginTrial(&fault);
+    const std::string what = fault.text[0] == '\0' ? "" : errorOf(fault).text;
+    switch (trial) {
+    case OTA_TRIAL_RUNNING:
+        std::fprintf(stderr, "notice: ota-host: %s\n", what.c_str());
+        return judge(facts, supervisor, agentWaitsFor);
+    case OTA_TRIAL_FAILED:
+        complain(what);
+        tellFailure(facts, facts.trial == OTA_NO_BANK ? base::otherBank(facts.active) : facts.trial,
+                    what);
+        return TrialVerdict::none;
+    default:
         if (!what.empty()) {
             complain(what);
         }
-        if (known && lostItsTrial(state)) {
-            return leaveOnceMore(state, supervisor);
+        if (news && lostItsTrial(facts)) {
+            return leaveOnceMore(facts, supervisor);
         }
         break;
     }
@@ -172,7 +191,7 @@ TrialVerdict proveTrial(const base::Channel &supervisor, const std::string &agen
 }
 
 bool prepareCommit() {
-    const auto prepared = nalPrepareCommit();
+    const auto prepared = ask(platformService().passTrial, kNoTrials);
     if (!prepared) {
         tellNotCommitted(prepared.error().text);
     }
@@ -180,26 +199,29 @@ bool prepareCommit() {
 }
 
 void commitTrial() {
-    if (const auto committed = nalCommit(); !committed) {
+    if (const auto committed = ask(platformService().commit, kNoTrials); !committed) {
         return tellNotCommitted(committed.error().text);
     }
-    const node::BootState state = stateOrNone();
+    const OtaBankFacts facts = orNone(bankNews());
     tellBanks();
-    tellSupervisor(noteOf("committed", state, state.active));
+    tellSupervisor(noteOf("committed", facts, facts.active));
 }
 
 base::Result<void> commitByHand(void (*commitCheck)()) {
-    const auto state = platform::node().readBootState();
-    if (!state) {
-        return state.error();
+    if (!hasTrials()) {
+        return base::Error{std::string(kNoTrials) + ", and marks no bank good"};
     }
-    if (state->isOnTrial(state->active)) {
-        if (auto prepared = nalPrepareCommit(); !prepared) {
+    const auto news = bankNews();
+    if (!news) {
+        return news.error();
+    }
+    if (news->facts.trial == news->facts.active) {
+        if (auto prepared = ask(platformService().passTrial, kNoTrials); !prepared) {
             return prepared;
         }
         commitCheck(); // says nothing where it was done: it took the mark away
     }
-    return nalCommit();
+    return ask(platformService().commit, kNoTrials);
 }
 
 } // namespace host

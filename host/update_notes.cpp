@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "host/update_notes.h"
 
+#include "base/log_entry.h"
 #include "host/log_causes.h"
+#include "host/platform_library.h"
 #include "host/supervisor_link.h"
 #include "host/trial.h"
-#include "platform/hooks.h"
-#include "platform/log_entry.h"
 
 #include <array>
 #include <optional>
@@ -38,25 +38,8 @@ constexpr std::array kNames{"idle",       "downloading", "verifying", "writing",
                             "activating", "rebooting",   "committing"};
 
 Stage current = Stage::idle;
-
-void onBanks(NalStage stage) {
-    switch (stage) {
-    case NalStage::writing:
-        enterStage(Stage::writing);
-        break;
-    case NalStage::emptied:
-        tellBanks();
-        break;
-    case NalStage::activating:
-        enterStage(Stage::activating);
-        break;
-    case NalStage::activated: // every road of the agent goes on to the reboot from here
-        enterStage(Stage::rebooting);
-        tellBanks();
-        askSupervisor(newCall("activated")); // which keeps it before the reboot can come
-        break;
-    }
-}
+bool reasonTold = false;
+const char *offered = nullptr; // the agent's own
 
 // The stage that begins with this entry of the agent's log; `text` is what follows its prefix.
 std::optional<Stage> stageThatBegins(std::string_view function, std::string_view text) {
@@ -90,9 +73,28 @@ void tell(const base::Error &cause) {
     tellSupervisor(note);
 }
 
-void onLog(const char *function, int /*line*/, std::string_view text) {
-    platform::LogOrigin origin;
-    if (!platform::takeLogPrefix(text, origin)) {
+void onFailed(const OtaFault *why) {
+    reasonTold = true;
+    tell(errorOf(*why));
+}
+
+constexpr OtaPlatformHooks kHooks{.size = sizeof(OtaPlatformHooks),
+                                  .banksChanged = tellBanks,
+                                  .failed = onFailed,
+                                  .offeredVersion = [] { return offered; }};
+
+} // namespace
+
+void followPlatform(const char *offeredVersion) {
+    offered = offeredVersion;
+    if (platformService().follow != nullptr) {
+        platformService().follow(&kHooks);
+    }
+}
+
+void followLog(const char *function, std::string_view text) {
+    base::LogOrigin origin;
+    if (!base::takeLogPrefix(text, origin)) {
         return;
     }
     if (const auto stage = stageThatBegins(function, text)) {
@@ -103,11 +105,12 @@ void onLog(const char *function, int /*line*/, std::string_view text) {
     }
 }
 
-} // namespace
+void awaitReason() { reasonTold = false; }
 
-void followStages() {
-    nalOnStage(onBanks);
-    nalOnLog(onLog);
+void tellUnlessTold(const base::Error &cause) {
+    if (!reasonTold) {
+        tell(cause);
+    }
 }
 
 void enterStage(Stage stage) {
@@ -123,8 +126,6 @@ void enterStage(Stage stage) {
 Stage currentStage() { return current; }
 
 void endStage() { enterStage(Stage::idle); }
-
-void followCauses() { nalOnReason(tell); }
 
 void expectCause(const base::Error &cause) { inTheLog.expect(cause); }
 

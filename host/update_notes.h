@@ -6,15 +6,25 @@
 
 #include "base/result.h"
 
+#include <string_view>
+
 namespace host {
 
 enum class Stage { idle, downloading, verifying, writing, activating, rebooting, committing };
 
 /*
- * From now on each change of the stage goes to the supervisor as a note, before the work of the
- * stage begins. Call it once, after setSupervisor and before the agent.
+ * From now on the platform's own words go to the supervisor as notes: that its banks are others,
+ * and why a write or an activation failed. Call it once, after openPlatform and before the agent;
+ * the version is the agent's, of the offer that it works on.
  */
-void followStages();
+void followPlatform(const char *offeredVersion);
+
+/* An entry of the log, as it was written: the stage and the cause of a failure that it tells. */
+void followLog(const char *function, std::string_view text);
+
+/* Around a call of the platform: whether it told why it failed, and a cause where it did not. */
+void awaitReason();
+void tellUnlessTold(const base::Error &cause);
 
 Stage currentStage();
 
@@ -23,12 +33,6 @@ void enterStage(Stage stage);
 
 /* The agent's call is over: tells that the stage is idle where it was not. */
 void endStage();
-
-/*
- * From now on each cause of a failure goes to the supervisor as a note, before the agent goes on.
- * Call it once, after setSupervisor and before the agent.
- */
-void followCauses();
 
 /*
  * The transfer that runs now failed, by this: the agent's log can only name a result of libcurl's.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The lock that libubootenv takes by itself is one that it is given. The library finds this open()
-// in the executable before that of the C library.
+// The lock that libubootenv takes by itself is one that it is given. The library, which is linked
+// in, finds this open() before that of the C library.
 #include "node/library_lock.h"
 
 #include <cerrno>
@@ -21,7 +21,10 @@ bool isLibraryLock(std::string_view path) { return path.ends_with("/fw_printenv.
 using Open = int (*)(const char *path, int flags, ...);
 
 // Whoever else stands before the C library's function, as a sanitizer does, is not passed by.
-Open nextNamed(const char *name) { return reinterpret_cast<Open>(dlsym(RTLD_NEXT, name)); }
+Open nextNamed(const char *name, Open own) {
+    const auto first = reinterpret_cast<Open>(dlsym(RTLD_DEFAULT, name));
+    return first != own ? first : reinterpret_cast<Open>(dlsym(RTLD_NEXT, name));
+}
 
 int openFor(Open next, const char *path, int flags, mode_t mode) {
     if (!given || !isLibraryLock(path)) {
@@ -51,7 +54,7 @@ extern "C" __attribute__((visibility("default"))) int otaOpen64(const char *path
                                                                 ...) __asm__("open64");
 
 extern "C" int otaOpen(const char *path, int flags, ...) {
-    static const node::Open next = node::nextNamed("open");
+    static const node::Open next = node::nextNamed("open", otaOpen);
     mode_t mode = 0;
     if (node::hasMode(flags)) {
         va_list more;
@@ -63,7 +66,7 @@ extern "C" int otaOpen(const char *path, int flags, ...) {
 }
 
 extern "C" int otaOpen64(const char *path, int flags, ...) {
-    static const node::Open next = node::nextNamed("open64");
+    static const node::Open next = node::nextNamed("open64", otaOpen64);
     mode_t mode = 0;
     if (node::hasMode(flags)) {
         va_list more;

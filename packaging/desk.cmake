@@ -5,7 +5,7 @@ set(desk_folder ${CMAKE_INSTALL_LIBEXECDIR}/otaSwAgent/desk)
 install(PROGRAMS ${PROJECT_BINARY_DIR}/desk/ota-desk
         DESTINATION ${desk_folder}/desk COMPONENT desk EXCLUDE_FROM_ALL)
 install(TARGETS ota-desk-host RUNTIME
-        DESTINATION ${desk_folder}/desk COMPONENT desk EXCLUDE_FROM_ALL)
+        DESTINATION ${desk_folder}/host COMPONENT desk EXCLUDE_FROM_ALL)
 
 # ota_link(LINK TARGET), both below the prefix
 function(ota_link link target)
@@ -21,6 +21,8 @@ ota_link(${desk_folder}/src/libotaSwAgent.so ${CMAKE_INSTALL_LIBDIR}/libotaSwAge
 ota_link(${desk_folder}/service/otad ${CMAKE_INSTALL_SBINDIR}/otad)
 ota_link(${desk_folder}/cli/otactl ${CMAKE_INSTALL_BINDIR}/otactl)
 ota_link(${desk_folder}/host/ota-host ${CMAKE_INSTALL_LIBEXECDIR}/otaSwAgent/ota-host)
+ota_link(${desk_folder}/host/libotaSwPlatform.so
+  ${CMAKE_INSTALL_LIBEXECDIR}/otaSwAgent/libotaSwPlatform.so)
 ota_link(${desk_folder}/tools/ota-image ${CMAKE_INSTALL_BINDIR}/ota-image)
 ota_link(${desk_folder}/tools/ota-boot-state ${CMAKE_INSTALL_SBINDIR}/ota-boot-state)
 if(TARGET ota-power)

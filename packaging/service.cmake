@@ -15,9 +15,10 @@ endfunction()
 
 install(TARGETS otactl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT service)
 install(TARGETS otad RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT service)
-install(TARGETS ota-host RUNTIME
-        DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/otaSwAgent COMPONENT service)
-list(APPEND shipped otactl otad ota-host)
+install(TARGETS ota-host otaSwPlatform
+        RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/otaSwAgent COMPONENT service
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/otaSwAgent COMPONENT service)
+list(APPEND shipped otactl otad ota-host otaSwPlatform)
 
 ota_install_files(${CMAKE_INSTALL_DOCDIR}
   ${PROJECT_SOURCE_DIR}/node/node.conf.example

@@ -140,10 +140,8 @@ base::Result<void> takeChoiceBack(node::BootState &state) {
 } // namespace platform
 
 int nal_activatePassiveImage(void) {
-    platform::tellStage(NalStage::activating);
     const auto activated = platform::activatePassive();
     if (activated) {
-        platform::tellStage(NalStage::activated);
         return 1;
     }
     const base::Error error = activated.error().orBecause(base::Reason::bootStateNotWritten);

@@ -3,13 +3,13 @@
 
 namespace {
 
-void (*stageFollower)(NalStage) = nullptr;
+void (*emptiedFollower)() = nullptr;
 void (*reasonFollower)(const base::Error &error) = nullptr;
 const char *(*askOffered)() = nullptr;
 
 } // namespace
 
-void nalOnStage(void (*told)(NalStage)) { stageFollower = told; }
+void nalOnEmptied(void (*told)()) { emptiedFollower = told; }
 
 void nalOnReason(void (*told)(const base::Error &error)) { reasonFollower = told; }
 
@@ -17,9 +17,9 @@ void nalAskOffered(const char *(*ask)()) { askOffered = ask; }
 
 namespace platform {
 
-void tellStage(NalStage stage) {
-    if (stageFollower != nullptr) {
-        stageFollower(stage);
+void tellEmptied() {
+    if (emptiedFollower != nullptr) {
+        emptiedFollower();
     }
 }
 

@@ -7,17 +7,9 @@
 #include "base/result.h"
 
 #include <string>
-#include <string_view>
 
-enum class NalStage {
-    writing,    // an image is about to be written to the passive bank
-    emptied,    // the passive bank is marked as not whole: its first byte is about to change
-    activating, // the passive bank is about to be chosen
-    activated   // the choice is stored: the agent reboots now
-};
-
-/* Called before the node does it, with the agent's call waiting. */
-void nalOnStage(void (*told)(NalStage));
+/* Called when the passive bank is marked as not whole: its first byte is about to change. */
+void nalOnEmptied(void (*told)());
 
 /* Called behind each write or activation that failed, with why. */
 void nalOnReason(void (*told)(const base::Error &error));
@@ -29,16 +21,10 @@ void nalOnReason(void (*told)(const base::Error &error));
  */
 void nalAskOffered(const char *(*ask)());
 
-/*
- * Called after each notice and error with the function that wrote it and its formatted text, prefix
- * and line end included; `text` is valid during the call only. Must log nothing itself.
- */
-void nalOnLog(void (*told)(const char *function, int line, std::string_view text));
-
 namespace platform {
 
 /* The node library's side of them. */
-void tellStage(NalStage stage);
+void tellEmptied();
 void tellReason(const base::Error &error);
 /* Empty where nobody knows. */
 std::string offeredVersion();

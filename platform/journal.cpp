@@ -45,7 +45,7 @@ bool standardErrorIsTheJournal() {
            isNumber(stream.substr(colon + 1), status.st_ino);
 }
 
-bool sendToJournal(int priority, const LogOrigin &origin, const std::string &message) {
+bool sendToJournal(int priority, const base::LogOrigin &origin, const std::string &message) {
     static const auto send = findSend();
     if (send == nullptr) {
         return false;

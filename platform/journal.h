@@ -3,7 +3,7 @@
 #ifndef PLATFORM_JOURNAL_H
 #define PLATFORM_JOURNAL_H
 
-#include "platform/log_entry.h"
+#include "base/log_entry.h"
 
 #include <string>
 
@@ -16,7 +16,7 @@ bool standardErrorIsTheJournal();
  * Sends one entry with its fields; `priority` is one of syslog.h. False: the journal did not take
  * it.
  */
-bool sendToJournal(int priority, const LogOrigin &origin, const std::string &message);
+bool sendToJournal(int priority, const base::LogOrigin &origin, const std::string &message);
 
 } // namespace platform
 

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The platform logger: an entry of the journal, or one line on standard error, level first.
 #include "base/file_io.h"
-#include "platform/hooks.h"
+#include "base/log_entry.h"
 #include "platform/journal.h"
-#include "platform/log_entry.h"
 #include "platform/nal.h"
 
 #include <cstdarg>
@@ -28,22 +27,20 @@ struct MemoryFree {
     void operator()(char *memory) const { std::free(memory); }
 };
 
-void (*follower)(const char *function, int line, std::string_view text) = nullptr;
-
 bool writeToJournal(const Level &level, const char *function, int line, std::string_view text) {
     if (!platform::standardErrorIsTheJournal()) {
         return false;
     }
     // Without a prefix the entry is the platform's own.
-    platform::LogOrigin origin{"nal", function, std::to_string(line)};
-    platform::takeLogPrefix(text, origin);
-    platform::takeLineEnd(text);
-    return platform::sendToJournal(level.priority, origin, platform::spellControls(text));
+    base::LogOrigin origin{"nal", function, std::to_string(line)};
+    base::takeLogPrefix(text, origin);
+    base::takeLineEnd(text);
+    return platform::sendToJournal(level.priority, origin, base::spellControls(text));
 }
 
 void writeToStandardError(const Level &level, std::string_view text) {
-    const std::string_view own = platform::takeLineEnd(text);
-    const std::string entry = std::string(level.name) + ": " + platform::spellControls(text) +
+    const std::string_view own = base::takeLineEnd(text);
+    const std::string entry = std::string(level.name) + ": " + base::spellControls(text) +
                               std::string(own.empty() ? "\n" : own);
     // One write for the entry: lines of several processes on one standard error stay whole.
     base::writeFully(STDERR_FILENO, entry.data(), entry.size());
@@ -62,16 +59,9 @@ __attribute__((format(printf, 4, 0))) void writeEntry(const Level &level, const 
     if (!writeToJournal(level, function, line, text)) {
         writeToStandardError(level, text);
     }
-    if (follower != nullptr) {
-        follower(function, line, text);
-    }
 }
 
 } // namespace
-
-void nalOnLog(void (*told)(const char *function, int line, std::string_view text)) {
-    follower = told;
-}
 
 void nalLogNotice(const char *function, int line, const char *format, ...) {
     va_list arguments;

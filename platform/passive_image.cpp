@@ -99,7 +99,7 @@ base::Result<void> installImage(const node::ImageFile &image, node::BootState &s
     if (auto marked = node().writeBootState(state); !marked) {
         return marked;
     }
-    tellStage(NalStage::emptied);
+    tellEmptied();
     node::CopyTimes times;
     node::forgetReadBack();
     const auto sha256 = node::copyToBank(image, std::move(bank->device), bankPath, times);
@@ -139,7 +139,6 @@ base::Result<void> writePassive(const char *imagePath) {
 } // namespace platform
 
 int nal_writePassiveImage(const char *imagePath) {
-    platform::tellStage(NalStage::writing);
     const auto written = platform::writePassive(imagePath);
     if (written) {
         return 0;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "service/status_board.h"
 
+#include "base/bridge_address.h"
 #include "base/file_io.h"
-#include "node/bridge_address.h"
 #include "service/state/agent_memory_text.h"
 
 #include <algorithm>
@@ -30,25 +30,27 @@ std::vector<TimerLeft> leftOf(const std::vector<ArmedTimer> &timers) {
     return left;
 }
 
-BankView viewOf(const node::BootState &state, node::Bank bank) {
-    const node::BankRecord &record = state.of(bank);
+BankView viewOf(const base::BankNews &news, int bank) {
+    const OtaBank &held = news.facts.banks[bank];
     BankView view;
-    view.name = node::bankName(bank);
-    view.version = record.version;
-    view.whole = record.whole;
-    view.running = bank == state.active;
-    view.next = bank == node::bankToBoot(state);
+    view.version = held.version;
+    view.whole = held.whole != 0;
+    view.running = bank == news.facts.active;
+    // Where the platform does not tell which bank is which, they are named by what they are now.
+    view.name = news.hasTrial ? base::bankName(bank) : view.running ? "running" : "other";
+    view.next = news.hasTrial && bank == news.facts.next;
     return view;
 }
 
-BankTrial trialOf(const node::BootState &state, node::Bank bank) {
+BankTrial trialOf(const base::BankNews &news, int bank) {
+    const OtaBankFacts &facts = news.facts;
     BankTrial trial;
-    trial.bank = node::bankName(bank);
-    trial.trial = state.isOnTrial(bank);
-    trial.attempts = trial.trial ? static_cast<std::uint32_t>(state.attemptsOf(bank)) : 0;
-    if (const auto *const failed = node::failedVersion(state, state.of(bank).version)) {
+    trial.bank = viewOf(news, bank).name;
+    trial.trial = facts.trial == bank;
+    trial.attempts = trial.trial ? static_cast<std::uint32_t>(facts.banks[bank].attempts) : 0;
+    if (const auto *const failed = base::failedVersion(facts, facts.banks[bank].version)) {
         trial.failedTrials = static_cast<std::uint32_t>(failed->trials);
-        trial.lastFailure = node::trialFailureName(failed->last);
+        trial.lastFailure = base::failureName(failed->last);
     }
     return trial;
 }
@@ -111,7 +113,7 @@ void StatusBoard::setHostMac(const std::string &mac) {
 
 // Where the bridge was ever seen from here, the host sees the same one, and it may be gone by now.
 void StatusBoard::lookAtAddress() {
-    const std::string own = node::bridgeAddress();
+    const std::string own = base::bridgeAddress();
     sawBridge_ = sawBridge_ || !own.empty();
     const std::string &mac = sawBridge_ ? own : hostMac_;
     if (mac != status_.mac) {
@@ -158,18 +160,22 @@ void StatusBoard::setRootConnected(bool connected) {
 }
 
 // What was known stays where the boot state cannot be read.
-void StatusBoard::setBanks(const node::BootState &state) {
-    status_.banks = {viewOf(state, node::Bank::a), viewOf(state, node::Bank::b)};
-    status_.bankTrials = {trialOf(state, node::Bank::a), trialOf(state, node::Bank::b)};
+void StatusBoard::setBanks(const base::BankNews &news) {
+    const OtaBankFacts &facts = news.facts;
+    status_.banks = {viewOf(news, 0), viewOf(news, 1)};
+    status_.bankTrials = {trialOf(news, 0), trialOf(news, 1)};
     status_.failedVersions.clear();
-    for (const node::FailedVersion &one : state.failed) {
-        status_.failedVersions.push_back(
-            {one.version, static_cast<std::uint32_t>(one.trials), node::trialFailureName(one.last),
-             node::isRefused(state, one.version, config_.refuseAfterTrials)});
+    for (int i = 0; i < facts.failedCount; ++i) {
+        const OtaFailedVersion &one = facts.failed[i];
+        const bool refused =
+            config_.refuseAfterTrials != 0 && one.trials >= config_.refuseAfterTrials;
+        status_.failedVersions.push_back({one.version, static_cast<std::uint32_t>(one.trials),
+                                          base::failureName(one.last), refused});
     }
-    status_.runningVersion = state.of(state.active).version;
-    status_.nextVersion = state.of(node::bankToBoot(state)).version;
-    activeBank_ = node::bankName(state.active);
+    status_.runningVersion = facts.banks[facts.active].version;
+    status_.nextVersion = news.hasTrial ? facts.banks[facts.next].version : "";
+    status_.trialSupported = news.hasTrial;
+    activeBank_ = news.hasTrial ? base::bankName(facts.active) : "";
     changed_();
 }
 

@@ -8,7 +8,7 @@
 #include "service/node_timers.h"
 #include "service/request_book.h"
 
-#include "node/boot_state.h"
+#include "base/bank_note.h"
 #include "node/config.h"
 
 #include <ctime>
@@ -41,7 +41,7 @@ class StatusBoard {
     void setLastEnd(const base::End &end);
     void setRootConnected(bool connected);
     /* As the host read it. */
-    void setBanks(const node::BootState &state);
+    void setBanks(const base::BankNews &news);
     /* Timers, queue or ticket are others now. */
     void refresh();
 

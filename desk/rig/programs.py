@@ -11,7 +11,7 @@ _PLACES = {
     "otad": "service/otad",
     "otactl": "cli/otactl",
     "ota-host": "host/ota-host",
-    "ota-desk-host": "desk/ota-desk-host",
+    "ota-desk-host": "host/ota-desk-host",
     "ota-power": "desk/power/ota-power",
     "ota-image": "tools/ota-image",
     "ota-boot-state": "tools/ota-boot-state",

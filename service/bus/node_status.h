@@ -101,6 +101,7 @@ struct NodeStatus {
     std::string activationTime; // that was named and is in force; empty: none was
     bool rootConnected = false; // to the broker of the root node
     std::string daemonVersion;  // of the service itself
+    bool trialSupported = true; // false: the platform told that it puts no bank on trial
 };
 
 /* When a change of it is told: never of what is always another. */
@@ -147,7 +148,8 @@ constexpr auto fieldsOf(const NodeStatus * /*of*/) {
                       Property{"NextVersion", &NodeStatus::nextVersion},
                       Property{"ActivationTime", &NodeStatus::activationTime},
                       Property{"RootConnected", &NodeStatus::rootConnected},
-                      Property{"DaemonVersion", &NodeStatus::daemonVersion, Told::constant}};
+                      Property{"DaemonVersion", &NodeStatus::daemonVersion, Told::constant},
+                      Property{"TrialSupported", &NodeStatus::trialSupported}};
 }
 
 } // namespace service

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "service/jobs/start_up.h"
 
+#include "base/bank_note.h"
 #include "base/json.h"
-#include "node/bank_note.h"
+#include "service/event_log.h"
 #include "service/state/deferral.h"
 #include "service/state/recheck.h"
 
@@ -22,11 +23,15 @@ BootFacts StartUp::facts() const {
 }
 
 void StartUp::hostTellsBanks(const cJSON &message) {
-    const auto banks = node::takeBankNote(&message);
+    const auto banks = base::takeBankNote(&message);
     if (!banks) {
         return logError(banks.error().text);
     }
     context_.deps.board.setBanks(*banks);
+    if (!banks->hasTrial && !std::exchange(toldNoTrials_, true)) {
+        logWarning(
+            "the platform has no trials: what is activated is not watched, see otactl explain");
+    }
     if (context_.state == JobState::startingUp) {
         recordBoot();
     }

@@ -58,6 +58,7 @@ class StartUp {
     Callbacks callbacks_;
     bool bootRecorded_ = false;
     bool agentIsFresh_ = false; // it remembers what a start-up gives it
+    bool toldNoTrials_ = false;
     bool waitingIsNew_ = false; // this host process was told of no taking up of the waiting offer
     bool beginAnew_ = false;    // what the broken call has written is still to be given up
     bool gaveUp_ = false;       // what the request left is still to be taken back

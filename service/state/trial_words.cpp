@@ -8,6 +8,10 @@ namespace {
 
 using Step = TrialNow::Step;
 
+constexpr const char *kNoTrials =
+    "The platform of this node has no trials: what was activated is not watched, and no health "
+    "command is run; only the agent's commit check tells of it.";
+
 const BankView *otherBank(const NodeStatus &status) {
     const auto found = std::find_if(status.banks.begin(), status.banks.end(),
                                     [](const BankView &bank) { return !bank.running; });
@@ -147,6 +151,10 @@ const FailedTrial *failedTrial(const NodeStatus &status, const std::string &vers
 
 void addTrial(const NodeStatus &status, const ExplainFacts &facts,
               std::vector<std::pair<std::string, std::string>> &sentences) {
+    if (!status.trialSupported) {
+        sentences.emplace_back("trial", kNoTrials);
+        return;
+    }
     addBanks(status, facts, sentences);
     for (const FailedTrial &failed : status.failedVersions) {
         sentences.emplace_back("trial", wordsOfFailed(failed, facts));
@@ -154,6 +162,9 @@ void addTrial(const NodeStatus &status, const ExplainFacts &facts,
 }
 
 std::string whyNothingToCommit(const NodeStatus &status) {
+    if (!status.trialSupported) {
+        return "the platform of this node has no trials, and marks no bank good";
+    }
     const BankView *const running = runningBank(status);
     const BankView *const other = otherBank(status);
     if (running == nullptr || other == nullptr || isOnTrial(status, running)) {

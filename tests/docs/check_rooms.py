@@ -16,7 +16,7 @@ ROOMS = {
     "base": ["api"],
     "node": ["api", "base"],
     "platform": ["api", "base", "node"],
-    "host": ["api", "base", "node", "platform"],
+    "host": ["api", "base"],
     "guard": ["api", "base"],
     "service/state": ["api", "base", "guard", "node", "service/bus"],
     "service/bus": ["api", "base", "guard", "node"],

@@ -68,6 +68,7 @@ class Installed(unittest.TestCase):
                 "usr/bin/ota-image",
                 "usr/sbin/otad",
                 "usr/sbin/ota-boot-state",
+                "usr/libexec/otaSwAgent/libotaSwPlatform.so",
                 "usr/libexec/otaSwAgent/ota-host",
                 "usr/lib/systemd/system/otad.service",
                 "usr/lib/sysusers.d/otaSwAgent.conf",
@@ -96,7 +97,7 @@ class Installed(unittest.TestCase):
             self.assertIn("Upgrades a node on this desk", shown)
             places = root / "usr/libexec/otaSwAgent/desk"
             for program in [
-                *("service/otad", "cli/otactl", "host/ota-host", "desk/ota-desk-host"),
+                *("service/otad", "cli/otactl", "host/ota-host", "host/ota-desk-host"),
                 *("tools/ota-image", "tools/ota-boot-state", "desk/ota-desk"),
                 "desk/power/ota-power",
                 "src/libotaSwAgent.so",
@@ -196,11 +197,12 @@ class Installed(unittest.TestCase):
             for path in self.root.rglob("*")
             if path.is_file() and path.read_bytes()[:4] == b"\x7fELF"
         ]
-        self.assertEqual(len(programs), 7, programs)
+        self.assertEqual(len(programs), 8, programs)
         for program in programs:
             self.assertNotIn(".symtab", run("readelf", "-S", "-W", program).stdout, program)
         for name, export in (
             ("libotaSwAgent.so", "initOTAlib"),
+            ("libotaSwPlatform.so", "otaPlatformService"),
             ("ota-host", "startTimer"),
             # Found by the library before libcurl's.
             ("ota-host", "curl_easy_init"),

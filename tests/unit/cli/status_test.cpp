@@ -79,7 +79,8 @@ TEST_F(Verbs, StatusForProgramsHasEveryProperty) {
         R"("preferred_activation_time":"02:30:00","wait_reason_code":"","wait_reason":"",)"
         R"("last_end":{"ticket":0,"code":0,"result":"","reason_code":"","reason":""},)"
         R"("running_version":"","next_version":"","activation_time":"","root_connected":false,"daemon_version":")" OTA_VERSION
-        "\"}\n");
+        R"(","trial_supported":true})"
+        "\n");
 }
 
 TEST_F(Verbs, ForeignTextsCannotSteerTheTerminal) {

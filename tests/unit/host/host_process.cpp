@@ -2,10 +2,10 @@
 // The real ota-host as a child process, and the supervisor's end of its channel.
 #include "host_process.h"
 
+#include "base/bank_note.h"
+#include "base/bridge_address.h"
 #include "base/json.h"
-#include "node/bank_note.h"
 #include "node/boot_state.h"
-#include "node/bridge_address.h"
 #include "tests/support/results.h"
 
 #include <csignal>
@@ -147,8 +147,8 @@ std::string HostProcess::next() {
         memory_ = base::printed(memory.get());
     }
     if (base::textOf(object, "note") == "banks") {
-        if (const auto banks = node::takeBankNote(object)) {
-            banks_ = *banks; // a test may take the file away
+        if (const auto banks = base::takeBankNote(object)) {
+            banks_ = banks->facts; // a test may take the file away
         }
         return next();
     }
@@ -170,7 +170,7 @@ void HostProcess::expectSilence() const {
 }
 
 std::string HostProcess::nodeNote() {
-    return R"({"note":"node","mac":")" + node::bridgeAddress() + "\"}";
+    return R"({"note":"node","mac":")" + base::bridgeAddress() + "\"}";
 }
 
 void HostProcess::expectStartUp() {

@@ -5,6 +5,7 @@
 
 #include "base/channel.h"
 #include "node/boot_state.h"
+#include "platform/service.h"
 
 #include <gtest/gtest.h>
 #include <memory>
@@ -55,8 +56,8 @@ class HostProcess : public testing::Test {
 
     std::string configPath_;
     std::unique_ptr<base::Channel> channel_;
-    std::string memory_;    // of the last event that ended
-    node::BootState banks_; // as last told
+    std::string memory_;   // of the last event that ended
+    OtaBankFacts banks_{}; // as last told
     std::string program_ = OTA_HOST;
     std::vector<std::pair<std::string, std::string>> environment_;
     /* Another process between the test and the host: the host's parent, and this process's child.

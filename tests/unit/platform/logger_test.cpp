@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // One line per log entry, whatever the text ends in.
 #include "fixture.h"
-#include "platform/hooks.h"
 #include "platform/nal.h"
 
 #include <vector>
@@ -29,23 +28,6 @@ TEST_F(Logger, SpellsOutControlCharactersSoThatTextCannotForgeALine) {
 TEST_F(Logger, DoesNotCutALongEntry) {
     const std::string text(20000, 'x');
     EXPECT_EQ(errorsOf([&] { nalLogError("f", 1, "%s", text.c_str()); }), "error: " + text + "\n");
-}
-
-std::vector<std::string> followed;
-
-TEST_F(Logger, TellsWhoFollowsItEveryEntryAsItWasGiven) {
-    nalOnLog([](const char *function, int line, std::string_view text) {
-        followed.push_back(std::string(function) + "|" + std::to_string(line) + "|" +
-                           std::string(text));
-    });
-    const std::string written = errorsOf([] {
-        nalLogNotice("f", 7, "ota: [main f:7] %s", "one\n");
-        nalLogError("g", 8, "two");
-        nalOnLog(nullptr);
-        nalLogNotice("f", 9, "three");
-    });
-    EXPECT_EQ(followed, (std::vector<std::string>{"f|7|ota: [main f:7] one\n", "g|8|two"}));
-    EXPECT_NE(written.find("notice: three\n"), std::string::npos);
 }
 
 } // namespace

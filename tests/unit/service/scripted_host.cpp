@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Stands for the host process: does what a script says at its start and on each event, and logs.
+#include "base/bank_note.h"
 #include "base/channel.h"
 #include "base/json.h"
-#include "node/bank_note.h"
+#include "node/bank_facts.h"
 
 #include <chrono>
 #include <csignal>
@@ -77,7 +78,12 @@ class Host {
     }
 
     // As the node's file has them at this moment.
-    void tellBanks() { send(node::bankNote(in("boot-state")).get()); }
+    void tellBanks() {
+        const auto state = node::readBootState(in("boot-state"));
+        send(base::bankNote(state ? base::Result<base::BankNews>({true, node::factsOf(*state)})
+                                  : state.error())
+                 .get());
+    }
 
     // Unless the test wants a host that does not come as far.
     void tellNode() {

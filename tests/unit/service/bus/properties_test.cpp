@@ -92,7 +92,8 @@ TEST_F(BusProperties, EachIsReadAsTheDaemonHoldsIt) {
         {"NextVersion", "\"4QZ-1.1\""},
         {"ActivationTime", "\"03:30\""},
         {"RootConnected", "true"},
-        {"DaemonVersion", "\"" OTA_VERSION "\""}};
+        {"DaemonVersion", "\"" OTA_VERSION "\""},
+        {"TrialSupported", "true"}};
     std::string all;
     for (const auto &[name, value] : expected) {
         EXPECT_EQ(resultOf(client_->property(name)), value) << name;

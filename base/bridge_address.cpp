@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "node/bridge_address.h"
+#include "base/bridge_address.h"
 
 #include "otaSwAgent/records.h"
 
@@ -11,7 +11,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace node {
+namespace base {
 namespace {
 
 constexpr const char *kBridge = "br0";
@@ -38,4 +38,4 @@ std::string bridgeAddress() {
     return text.data();
 }
 
-} // namespace node
+} // namespace base

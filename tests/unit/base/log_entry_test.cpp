@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // What an entry says about itself is taken off it, and its text cannot look like further entries.
-#include "platform/log_entry.h"
+#include "base/log_entry.h"
 
 #include <gtest/gtest.h>
 
-namespace platform {
+namespace base {
 namespace {
 
 TEST(LogEntry, SaysWhereItComesFrom) {
@@ -34,4 +34,4 @@ TEST(LogEntry, LosesOneLineEndAndItsControlCharacters) {
 }
 
 } // namespace
-} // namespace platform
+} // namespace base

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // The address that names the node, as it is now.
-#ifndef NODE_BRIDGE_ADDRESS_H
-#define NODE_BRIDGE_ADDRESS_H
+#ifndef BASE_BRIDGE_ADDRESS_H
+#define BASE_BRIDGE_ADDRESS_H
 
 #include <string>
 
-namespace node {
+namespace base {
 
 /*
  * Of the bridge "br0", "02:00:5E:10:00:01", as the agent asks for it and spells it; empty where
@@ -13,6 +13,6 @@ namespace node {
  */
 std::string bridgeAddress();
 
-} // namespace node
+} // namespace base
 
 #endif

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 // What an entry of the log says about itself: where it comes from, and the text behind that.
-#ifndef PLATFORM_LOG_ENTRY_H
-#define PLATFORM_LOG_ENTRY_H
+#ifndef BASE_LOG_ENTRY_H
+#define BASE_LOG_ENTRY_H
 
 #include <string>
 #include <string_view>
 
-namespace platform {
+namespace base {
 
 struct LogOrigin {
     std::string unit;
@@ -26,6 +26,6 @@ std::string_view takeLineEnd(std::string_view &text);
 /* Text from outside must not look like further entries: its control characters are spelled \xNN. */
 std::string spellControls(std::string_view text);
 
-} // namespace platform
+} // namespace base
 
 #endif

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "platform/log_entry.h"
+#include "base/log_entry.h"
 
 #include <cstdio>
 
-namespace platform {
+namespace base {
 namespace {
 
 constexpr std::string_view kBegin = "ota: [";
@@ -73,4 +73,4 @@ std::string spellControls(std::string_view text) {
     return quoted;
 }
 
-} // namespace platform
+} // namespace base
