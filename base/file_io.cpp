@@ -91,8 +91,10 @@ Result<std::string> readWholeFile(const std::string &path, std::size_t limit) {
     }
     // As large as the file is, and a byte more to see that it did not grow; kernel files say 0.
     const bool sized = S_ISREG(status.st_mode) && status.st_size > 0;
-    const std::size_t expected = sized ? static_cast<std::size_t>(status.st_size) : limit;
-    std::string bytes(std::min(expected, limit) + 1, '\0');
+    const std::size_t expected = sized ? static_cast<std::size_t>(std::min<std::uint64_t>(
+                                             static_cast<std::uint64_t>(status.st_size), limit))
+                                       : limit;
+    std::string bytes(expected + 1, '\0');
     const std::int64_t got = readFully(file.get(), bytes.data(), bytes.size());
     if (got < 0) {
         return Error{systemReason(path + ": cannot be read")};

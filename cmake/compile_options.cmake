@@ -13,6 +13,12 @@ target_compile_options(ota_compile_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wformat=2 -Werror
   # g++ 12 sees overlaps in std::string concatenation that are not there.
   $<$<AND:$<CXX_COMPILER_ID:GNU>,$<COMPILE_LANGUAGE:CXX>>:-Wno-restrict>)
+# A file may have 2 GiB and more, and time goes on after 2038; an inode that does not fit would fail
+# readdir, which looks like the end of the folder.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  target_compile_definitions(ota_compile_options INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
+
 if(OTA_DEBUG_FILES)
   target_compile_options(ota_compile_options INTERFACE -g)
   target_link_options(ota_compile_options INTERFACE LINKER:--build-id=sha1)

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -33,8 +34,9 @@ std::optional<BootCopy> copyOfLine(const std::string &line) {
     if (words.size() < 3 || words[0].starts_with('#')) {
         return std::nullopt;
     }
+    const std::uint64_t size = std::strtoull(words[2].c_str(), nullptr, 16);
     return BootCopy{words[0], std::strtoull(words[1].c_str(), nullptr, 0),
-                    std::strtoull(words[2].c_str(), nullptr, 16)};
+                    static_cast<std::size_t>(std::min<std::uint64_t>(size, SIZE_MAX))};
 }
 
 // The state itself may be as good as ever: nothing here is a reason to write it anew.

@@ -116,7 +116,9 @@ class ReadBack {
     std::uint64_t takeNext(const std::stop_token &stop);
     void fail(const std::string &why);
     std::size_t sizeAt(std::uint64_t offset) const;
-    Buffer &bufferOf(std::uint64_t offset) { return buffers_.at(offset / kPiece % kBuffers); }
+    Buffer &bufferOf(std::uint64_t offset) {
+        return buffers_.at(static_cast<std::size_t>(offset / kPiece) % kBuffers);
+    }
 
     const std::string path_;
     const std::uint64_t size_;

@@ -80,7 +80,8 @@ History::History(DiskWriter &disk, std::string path, std::uint64_t maxBytes, int
     : disk_(disk),
       file_(std::make_shared<const LineFile>(LineFile{
           std::move(path), maxBytes, keep,
-          [room = maxBytes / 4](std::string_view text) { return thinnedOut(text, room); }})),
+          [room = static_cast<std::size_t>(std::min<std::uint64_t>(maxBytes / 4, SIZE_MAX))](
+              std::string_view text) { return thinnedOut(text, room); }})),
       failed_(std::move(failed)) {}
 
 std::size_t History::load(const std::function<void(const std::string &line)> &each) {

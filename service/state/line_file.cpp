@@ -3,6 +3,7 @@
 
 #include "base/file_io.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -89,7 +90,8 @@ bool isThinnedOut(const LineFile &file, std::string_view line) {
     if (!file.thinOut) {
         return false;
     }
-    const auto text = base::readWholeFile(file.path, file.maxBytes);
+    const auto text = base::readWholeFile(
+        file.path, static_cast<std::size_t>(std::min<std::uint64_t>(file.maxBytes, SIZE_MAX)));
     if (!text) {
         return false;
     }

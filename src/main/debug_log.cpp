@@ -25,10 +25,15 @@ int64_t getLogFileSize(const char *path) {
 template <size_t Width>
 void stampNow(char (&stamp)[Width]) {
     struct timeb now {};
+#if defined(__GLIBC__) && defined(__USE_TIME_BITS64)
+    // On a 32-bit target glibc's ftime fills in 32 bits of the 64.
+    now.time = time(nullptr);
+#else
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
     ftime(&now);
 #pragma GCC diagnostic pop
+#endif
     struct tm local {};
     localtime_r(&now.time, &local);
     strftime(stamp, Width, "%d %b %Y %H:%M:%S", &local);

@@ -10,7 +10,6 @@ import tempfile
 
 EXPORTS = 121
 NEEDED = {"libc", "libcurl", "libcjson"}
-LARGEST = 64 * 1024
 WEAK_KINDS = "wv"
 
 
@@ -61,24 +60,36 @@ def check_exports(arguments):
 
 
 def import_groups(path):
+    """Name to the name in whose place it stands, its own as a rule, by group."""
     groups, names = {}, None
     for line in path.read_text().splitlines():
         line = line.split("#")[0].strip()
         if line.startswith("["):
-            names = groups.setdefault(line.strip("[]"), set())
+            names = groups.setdefault(line.strip("[]"), {})
         elif line:
-            names.add(line)
+            names[line.split()[-1]] = line.split()[0]
     return groups
 
 
 def check_imports(arguments):
     groups = import_groups(arguments.list)
     undefined = dynamic_symbols(arguments, "--undefined-only")
-    allowed = set().union(*groups.values())
+    # A comma in a group's name stands before the targets that it is for.
+    allowed = {
+        name: instead
+        for group, names in groups.items()
+        if "," not in group or group in arguments.also
+        for name, instead in names.items()
+    }
+    for name, instead in list(allowed.items()):
+        if instead != name:
+            del allowed[instead]
     differences = [
-        f"{name}: not called by the library" for name in groups["platform"] - set(undefined)
+        f"{name}: not called by the library" for name in set(groups["platform"]) - set(undefined)
     ]
-    differences += [f"{name}: not among the allowed imports" for name in set(undefined) - allowed]
+    differences += [
+        f"{name}: not among the allowed imports" for name in set(undefined) - set(allowed)
+    ]
     differences += [
         f"{name}: weak, so a host that lacks it goes unnoticed"
         for name, kind in undefined.items()
@@ -97,7 +108,7 @@ def check_needed(arguments):
 
 def check_system_calls(arguments):
     code = run(arguments.objdump, "-d", "--no-show-raw-insn", arguments.library)
-    pattern = re.compile(r"^\s*[0-9a-f]+:\s+(?:syscall|sysenter|svc|int\s+\$0x80)\b.*$", re.M)
+    pattern = re.compile(r"^\s*[0-9a-f]+:\s+(?:syscall|sysenter|svc|swi|int\s+\$0x80)\b.*$", re.M)
     return report([f"a raw system call:{line}" for line in pattern.findall(code)])
 
 
@@ -107,7 +118,8 @@ def check_size(arguments):
         run(arguments.strip, "-o", str(stripped), arguments.library)
         size = stripped.stat().st_size
     print(f"{size} bytes without symbols")
-    return report([f"larger than {LARGEST} bytes"] if size > LARGEST else [])
+    largest = arguments.largest * 1024
+    return report([f"larger than {largest} bytes"] if size > largest else [])
 
 
 CHECKS = {
@@ -124,6 +136,8 @@ def main():
     parser.add_argument("check", choices=CHECKS)
     parser.add_argument("library")
     parser.add_argument("--list", type=pathlib.Path, help="the names to compare with")
+    parser.add_argument("--also", action="append", default=[], help="a group for this target")
+    parser.add_argument("--largest", type=int, default=64, help="KiB")
     for tool in ("nm", "readelf", "objdump", "strip"):
         parser.add_argument(f"--{tool}", default=tool)
     arguments = parser.parse_args()

@@ -125,7 +125,8 @@ class LibraryAlone(unittest.TestCase):
         exported = run("nm", "-D", "--defined-only", library)
         address = re.search(r"^(\w+) T initOTAlib$", exported, re.M)[1]
         self.assertRegex(
-            run("addr2line", "-f", "-e", symbols, address), r"\AinitOTAlib\n.*otaswmgnt_path_parse\.cpp:\d+"
+            run("addr2line", "-f", "-e", symbols, address),
+            r"\AinitOTAlib\n.*otaswmgnt_path_parse\.cpp:\d+",
         )
 
     def test_each_component_is_installed_by_itself(self):

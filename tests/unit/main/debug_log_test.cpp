@@ -41,6 +41,12 @@ TEST_F(DebugLog, StampsEntriesInTwoDigitsAndLocalTime) {
     EXPECT_EQ(contentOf(kPath), " [ 09 Dec 2031 03:04:05 ] x");
 }
 
+TEST_F(DebugLog, StampsEntriesAfter2038) {
+    agentClock().set("2041-12-09 03:04:05");
+    AGENT(otaDebugLog)("x");
+    EXPECT_EQ(contentOf(kPath), " [ 09 Dec 2041 03:04:05 ] x");
+}
+
 TEST_F(DebugLog, IsStillAppendedToAtTheCap) {
     const std::string full(kCap, '.');
     writeFile(kPath, full);

@@ -59,6 +59,8 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"AFieldBehindTheCutIsMissing", kTen, std::string(61, '0') + "12" + ":30", 7200},
         Row{"TheYearsLastDay", "2024-12-31 23:00:00", "01:00", 7200},
         Row{"ALeapDay", "2024-02-28 23:59:59", "23:59:58", 86399},
+        Row{"TheClockPassesThirtyOneBits", "2038-01-19 03:00:00", "03:30", 1800},
+        Row{"ALaterCentury", "2104-03-05 10:00:00", "09:30", 84600},
         Row{"ATimeBeyondAnIntGivesTheNearest", kTen, "999999999", INT_MAX},
         Row{"ATimeBelowAnIntGivesTheNearest", kTen, "-999999999", INT_MIN}),
     rowName);

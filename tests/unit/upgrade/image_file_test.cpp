@@ -76,6 +76,13 @@ TEST_F(ImageFile, HasAnEmptyNameWhereTheDirectoryCannotBeRead) {
                    entries(signal("OTA_CRC_CHECK_FAILED"), "nal_fallBackToActiveImage"));
 }
 
+TEST_F(ImageFile, MayHaveMoreThan2GiB) {
+    std::filesystem::resize_file("4QZ-2.0", 3ULL << 30U); // a hole, no disk is used
+    install();
+    EXPECT_EQ(lines("stat(): write SUCCESS").size(), 1U);
+    EXPECT_EQ(writtenPath(), "./4QZ-2.0");
+}
+
 TEST_F(ImageFile, IsInstalledEvenWhereItsStatusCannotBeHad) {
     files().listing = {"4QZ-gone"};
     install();
