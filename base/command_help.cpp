@@ -39,7 +39,7 @@ std::string joined(const std::string &label, const std::vector<std::string> &nam
     return text;
 }
 
-std::string row(const std::string &names, const std::string &text) {
+std::string paddedRow(const std::string &names, const std::string &text) {
     std::string lines = wrapped("  ", kFurther, names, '|');
     std::string margin(kTextColumn, ' ');
     if (lines.size() <= kTextColumn) {
@@ -50,7 +50,7 @@ std::string row(const std::string &names, const std::string &text) {
     return lines + wrapped(margin, kTextColumn, text);
 }
 
-std::string rowOf(const Parameter &parameter) {
+std::string helpRowOf(const Parameter &parameter) {
     const Value &value = parameter.value;
     std::string names = parameter.name;
     if (!value.shown.empty()) {
@@ -69,9 +69,9 @@ std::string rowOf(const Parameter &parameter) {
         names += " ... REQUIRED";
         break;
     }
-    return row(names + joined(" Needs: ", parameter.needs) +
-                   joined(" Excludes: ", parameter.excludes),
-               parameter.text);
+    return paddedRow(names + joined(" Needs: ", parameter.needs) +
+                         joined(" Excludes: ", parameter.excludes),
+                     parameter.text);
 }
 
 std::string usage(const Command &command, const std::string &path) {
@@ -101,17 +101,17 @@ std::string helpText(const Command &command, const std::string &path) {
         text += "\nPositionals:\n";
     }
     for (const Parameter &argument : command.arguments) {
-        text += rowOf(argument);
+        text += helpRowOf(argument);
     }
     text += "\nOptions:\n";
     for (const Parameter &option : optionsOf(command)) {
-        text += rowOf(option);
+        text += helpRowOf(option);
     }
     if (!command.verbs.empty()) {
         text += "\nVerbs:\n";
     }
     for (const Command &verb : command.verbs) {
-        text += row(verb.name, verb.summary);
+        text += paddedRow(verb.name, verb.summary);
     }
     return text + (command.footer.empty() ? "" : "\n" + command.footer);
 }

@@ -18,7 +18,7 @@ namespace {
 constexpr int kFirstLong = 256; // behind every letter
 constexpr std::size_t kLongestName = 60;
 
-std::vector<std::string> namesOf(const Parameter &option) {
+std::vector<std::string> spellingsOf(const Parameter &option) {
     const std::size_t comma = option.name.find(',');
     return comma == std::string::npos ? std::vector<std::string>{option.name}
                                       : std::vector<std::string>{option.name.substr(0, comma),
@@ -89,7 +89,7 @@ class Parser {
         names_.clear();
         for (std::size_t i = 0; i < options_.size(); ++i) {
             const bool takesValue = !options_[i].value.shown.empty();
-            for (const std::string &name : namesOf(options_[i])) {
+            for (const std::string &name : spellingsOf(options_[i])) {
                 names_.emplace_back(name, i);
                 if (!name.starts_with("--")) {
                     letters_ += name.substr(1) + (takesValue ? ":" : "");

@@ -2,6 +2,7 @@
 #include "base/new_file.h"
 
 #include "base/split.h"
+#include "base/trusted_path.h"
 
 #include <array>
 #include <cerrno>
@@ -15,8 +16,6 @@
 namespace base {
 namespace {
 
-constexpr int kMaxLinks = 40; // as the kernel follows
-constexpr uid_t kRoot = 0;
 constexpr int kLook = O_PATH | O_NOFOLLOW | O_CLOEXEC;
 
 // From the root directory, or from where this process is.

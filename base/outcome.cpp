@@ -10,7 +10,7 @@ namespace {
 // An empty leaf is an empty name.
 #define BUS_ERROR(leaf) (sizeof(leaf) == 1 ? "" : "velmo.otaSwAgent.Error." leaf)
 
-constexpr OutcomeRow kRows[] = {
+constexpr OutcomeRow kOutcomes[] = {
 #define OUTCOME(enumerator, code, name, busLeaf, meaning, remedy)                                  \
     {Outcome::enumerator, code, name, BUS_ERROR(busLeaf), meaning, remedy},
 #include "base/outcome.def"
@@ -18,8 +18,8 @@ constexpr OutcomeRow kRows[] = {
 };
 
 const OutcomeRow *find(auto matches) {
-    const auto *const found = std::find_if(std::begin(kRows), std::end(kRows), matches);
-    return found == std::end(kRows) ? nullptr : found;
+    const auto *const found = std::find_if(std::begin(kOutcomes), std::end(kOutcomes), matches);
+    return found == std::end(kOutcomes) ? nullptr : found;
 }
 
 std::string asCode(const char *text) {
@@ -28,7 +28,7 @@ std::string asCode(const char *text) {
 
 } // namespace
 
-std::span<const OutcomeRow> outcomes() { return kRows; }
+std::span<const OutcomeRow> outcomes() { return kOutcomes; }
 
 const OutcomeRow &rowOf(Outcome outcome) {
     const OutcomeRow *const row = rowOfCode(static_cast<int>(outcome));
@@ -51,7 +51,7 @@ const OutcomeRow *rowOfBusError(std::string_view busError) {
 std::string outcomesAsMarkdown() {
     std::string table =
         "| Code | Name | Bus error | It means | What to do |\n|---|---|---|---|---|\n";
-    for (const OutcomeRow &row : kRows) {
+    for (const OutcomeRow &row : kOutcomes) {
         table += "| " + std::to_string(row.code) + " | " + asCode(row.name) + " | " +
                  asCode(row.busError) + " | " + row.meaning + " | " + row.remedy + " |\n";
     }

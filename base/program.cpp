@@ -15,7 +15,7 @@
 namespace base {
 namespace {
 
-int run(const Command &program, const std::vector<std::string> &words) {
+int perform(const Command &program, const std::vector<std::string> &words) {
     const Parsed parsed = parse(program, words);
     const bool asksForText = parsed.help || parsed.version;
     if (!asksForText && !parsed.wrong.empty()) {
@@ -62,7 +62,7 @@ int runProgram(const Command &program, int argc, char **argv, const bool &json) 
     endWithTheReader();
     try {
         requireOutput();
-        const int code = run(program, {argv, argv + argc});
+        const int code = perform(program, {argv, argv + argc});
         finishOutput();
         return code;
     } catch (const Failure &failure) {

@@ -7,7 +7,7 @@
 namespace base {
 namespace {
 
-constexpr ReasonRow kRows[] = {
+constexpr ReasonRow kReasons[] = {
 #define REASON(enumerator, name, outcome, meaning, remedy)                                         \
     {Reason::enumerator, Outcome::outcome, name, meaning, remedy},
 #include "base/reason.def"
@@ -16,7 +16,7 @@ constexpr ReasonRow kRows[] = {
 
 } // namespace
 
-std::span<const ReasonRow> reasons() { return kRows; }
+std::span<const ReasonRow> reasons() { return kReasons; }
 
 const ReasonRow &rowOf(Reason reason) { return reasons()[static_cast<std::size_t>(reason)]; }
 
@@ -25,20 +25,20 @@ Reason usualReason(Outcome outcome) {
     if (outcome == Outcome::interruptedNothingKnown) {
         return Reason::noWord;
     }
-    const auto *const found = std::find_if(std::begin(kRows), std::end(kRows), explains);
-    return std::count_if(std::begin(kRows), std::end(kRows), explains) == 1 ? found->reason
-                                                                            : Reason::none;
+    const auto *const found = std::find_if(std::begin(kReasons), std::end(kReasons), explains);
+    return std::count_if(std::begin(kReasons), std::end(kReasons), explains) == 1 ? found->reason
+                                                                                  : Reason::none;
 }
 
 const ReasonRow *rowOfReason(std::string_view name) {
-    const auto *const found = std::find_if(std::begin(kRows), std::end(kRows),
+    const auto *const found = std::find_if(std::begin(kReasons), std::end(kReasons),
                                            [&](const ReasonRow &row) { return name == row.name; });
-    return found == std::end(kRows) ? nullptr : found;
+    return found == std::end(kReasons) ? nullptr : found;
 }
 
 std::string reasonsAsMarkdown() {
     std::string table = "| Reason | Outcome | It means | What to do |\n|---|---|---|---|\n";
-    for (const ReasonRow &row : kRows) {
+    for (const ReasonRow &row : kReasons) {
         const OutcomeRow &outcome = rowOf(row.outcome);
         table += std::string("| `") + row.name + "` | " + std::to_string(outcome.code) + " `" +
                  outcome.name + "` | " + row.meaning + " | " + row.remedy + " |\n";

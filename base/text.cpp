@@ -13,7 +13,7 @@ namespace base {
 namespace {
 
 constexpr const char *kSmallDigits = "0123456789abcdef"; // printable() has these
-constexpr const char *kDigits = "0123456789ABCDEF";
+constexpr const char *kHexDigits = "0123456789ABCDEF";
 constexpr std::size_t kMaxQuoted = 60;
 constexpr std::size_t kLongestWord = 64; // nothing that is known is longer
 
@@ -131,7 +131,7 @@ std::string printable(std::string_view text) {
 std::string plain(std::string_view hostile) {
     std::string line;
     for (const char byte : hostile) {
-        line += isPlain(byte) ? std::string(1, byte) : asHex(byte, kDigits);
+        line += isPlain(byte) ? std::string(1, byte) : asHex(byte, kHexDigits);
     }
     return line;
 }
@@ -141,7 +141,7 @@ std::string quoted(std::string_view hostile) {
     for (const char byte : hostile) {
         const std::string next = isPlain(byte) && byte != '"' && byte != '\\'
                                      ? std::string(1, byte)
-                                     : asHex(byte, kDigits);
+                                     : asHex(byte, kHexDigits);
         if (text.size() - 1 + next.size() > kMaxQuoted) {
             return text + "\"...";
         }

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
-// How long a piece of work took, added to what the pieces before it took.
+// Time as it is counted, and how long pieces of work took together.
 #ifndef BASE_TIMED_H
 #define BASE_TIMED_H
 
 #include <chrono>
+#include <cstdint>
 
 namespace base {
 
-/* Does the work and returns what it returns. */
+inline constexpr std::int64_t kMsPerSecond = 1000;
+
+/* Does the work and returns what it returns; adds to the sum how long it took. */
 template <typename Work>
 auto timed(std::chrono::nanoseconds &sum, const Work &work) {
     const auto began = std::chrono::steady_clock::now();

@@ -17,8 +17,6 @@
 namespace base {
 namespace {
 
-constexpr int kMaxLinks = 40; // as the kernel follows
-constexpr uid_t kRoot = 0;
 constexpr char kSlash = '/';
 constexpr mode_t kReadByOthers = S_IRGRP | S_IROTH;
 constexpr const char *kEverybodys =

@@ -9,6 +9,9 @@
 
 namespace base {
 
+inline constexpr uid_t kRoot = 0;
+inline constexpr int kMaxLinks = 40; // that are followed on one path, as the kernel does
+
 /* What is told of a file, directory or link by itself; of a link, not of what it leads to. */
 struct PathFacts {
     uid_t owner = 0;

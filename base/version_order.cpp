@@ -7,13 +7,13 @@
 namespace base {
 namespace {
 
-constexpr std::string_view kDigits = "0123456789";
+constexpr std::string_view kDecimalDigits = "0123456789";
 
 int sign(int difference) { return (difference > 0) - (difference < 0); }
 
 // Splits the run of digits off the beginning, without its leading zeros.
 std::string_view takeNumber(std::string_view &text) {
-    const std::size_t end = std::min(text.find_first_not_of(kDigits), text.size());
+    const std::size_t end = std::min(text.find_first_not_of(kDecimalDigits), text.size());
     std::string_view number = text.substr(0, end);
     text.remove_prefix(end);
     number.remove_prefix(std::min(number.find_first_not_of('0'), number.size()));
@@ -25,7 +25,7 @@ int compareNumbers(std::string_view a, std::string_view b) {
 }
 
 bool beginsWithDigit(std::string_view text) {
-    return kDigits.find(text.front()) != std::string_view::npos;
+    return kDecimalDigits.find(text.front()) != std::string_view::npos;
 }
 
 } // namespace

@@ -91,7 +91,7 @@ void print(const Meaning &meaning) {
     base::printJson(object.get());
 }
 
-void show(const Meaning &meaning) {
+void showName(const Meaning &meaning) {
     base::Display display;
     display.line(meaning.kind, meaning.name);
     if (meaning.outcome != nullptr) {
@@ -115,7 +115,7 @@ int explainName(const std::string &name, const Globals &globals) {
     if (globals.json) {
         print(meaning);
     } else {
-        show(meaning);
+        showName(meaning);
     }
     return 0;
 }

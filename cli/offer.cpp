@@ -23,7 +23,7 @@ using base::Outcome;
 // The service takes 64 KiB and says so; this only keeps an endless input from being read.
 constexpr std::size_t kMostBytes = 1024 * 1024;
 
-struct Options {
+struct OfferOptions {
     std::string file;
     bool offload = false;
     bool firstPoll = false;
@@ -73,20 +73,22 @@ std::string readDescriptor(const std::string &name) {
     return text;
 }
 
-std::uint64_t send(BusClient &client, const std::string &descriptor, const Options &options) {
+std::uint64_t sendOffer(BusClient &client, const std::string &descriptor,
+                        const OfferOptions &options) {
     const auto offload = static_cast<std::uint8_t>(options.offload ? 1 : 0);
     const std::int32_t firstPoll = options.firstPoll ? 1 : 0;
     return client.callForTicket("OfferImage", "syii", descriptor.c_str(), offload,
                                 options.onboardingStatus, firstPoll);
 }
 
-int sendAndFollow(const std::string &descriptor, const Options &options, const Globals &globals) {
+int sendAndFollow(const std::string &descriptor, const OfferOptions &options,
+                  const Globals &globals) {
     const std::unique_ptr<WatchView> view =
         globals.json ? std::make_unique<WatchView>()
                      : std::unique_ptr<WatchView>(std::make_unique<TextWatch>());
     // Subscribed before it is offered: even the quickest end is heard.
     NodeWatch watch(globals.bus, *view);
-    const std::uint64_t ticket = send(watch.client(), descriptor, options);
+    const std::uint64_t ticket = sendOffer(watch.client(), descriptor, options);
     if (!globals.json) {
         answerTicket("accepted", ticket, globals);
     }
@@ -94,20 +96,20 @@ int sendAndFollow(const std::string &descriptor, const Options &options, const G
     return globals.json ? answerEnd(*end) : static_cast<int>(end->code);
 }
 
-int offer(const Options &options, const Globals &globals) {
+int offer(const OfferOptions &options, const Globals &globals) {
     const std::string descriptor = readDescriptor(options.file);
     if (options.wait) {
         return sendAndFollow(descriptor, options, globals);
     }
     BusClient client(globals.bus);
-    answerTicket("accepted", send(client, descriptor, options), globals);
+    answerTicket("accepted", sendOffer(client, descriptor, options), globals);
     return 0;
 }
 
 } // namespace
 
 base::Command offerVerb(const Globals &globals) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<OfferOptions>();
     return {.name = "offer",
             .summary = "Offer a new image to the node",
             .options = {{"--offload", base::flag(options->offload),

@@ -27,7 +27,7 @@ std::string offerText(const Node &node) {
     return node.version.empty() ? ticket : node.version + ", " + ticket;
 }
 
-std::string timersText(const Node &node) {
+std::string timersLine(const Node &node) {
     std::string text;
     for (const Timer &timer : node.timers) {
         text += (text.empty() ? "" : ", ") + timer.name + " in " + readableSpan(timer.seconds);
@@ -51,7 +51,7 @@ std::string endText(const Finished &end) {
     return end.reason.empty() ? text : text + ", " + end.reason;
 }
 
-void show(const Node &node) {
+void showStatus(const Node &node) {
     base::Display display;
     display.line("node", node.model + ", " + node.serial + ", " +
                              (node.mac.empty() ? "MAC not known yet" : node.mac));
@@ -64,7 +64,7 @@ void show(const Node &node) {
     display.line("last end", endText(node.lastEnd));
     display.line("queued", std::to_string(node.queued));
     display.line("status", node.statusWord.empty() ? "none yet" : statusText(node.statusRecord));
-    display.line("timers", timersText(node));
+    display.line("timers", timersLine(node));
     display.line("mode", node.workMode + ", " + node.workRole +
                              (node.onboarding == 1 ? ", being onboarded" : ""));
     display.line("activates", activationText(node));
@@ -83,7 +83,7 @@ base::Command statusVerb(const Globals &globals) {
                     addProperties(object.get(), node);
                     base::printJson(object.get());
                 } else {
-                    show(node);
+                    showStatus(node);
                 }
                 return 0;
             }};

@@ -10,12 +10,12 @@
 namespace cli {
 namespace {
 
-struct Options {
+struct WatchOptions {
     bool untilIdle = false;
     std::optional<std::uint64_t> untilFinished;
 };
 
-int watch(const Options &options, const Globals &globals) {
+int watchNode(const WatchOptions &options, const Globals &globals) {
     const std::unique_ptr<WatchView> view =
         globals.json ? std::unique_ptr<WatchView>(std::make_unique<JsonWatch>())
                      : std::make_unique<TextWatch>();
@@ -28,7 +28,7 @@ int watch(const Options &options, const Globals &globals) {
 } // namespace
 
 base::Command watchVerb(const Globals &globals) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<WatchOptions>();
     return {.name = "watch",
             .summary = "Follow the node: progress, status words, timers",
             .options = {{"--until-idle", base::flag(options->untilIdle),
@@ -37,7 +37,7 @@ base::Command watchVerb(const Globals &globals) {
                          .value = base::number("TICKET", options->untilFinished, 0, kMostExact),
                          .text = "Stop at the end of this request, with its code",
                          .excludes = {"--until-idle"}}},
-            .run = [options, &globals] { return watch(*options, globals); }};
+            .run = [options, &globals] { return watchNode(*options, globals); }};
 }
 
 } // namespace cli

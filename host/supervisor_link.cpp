@@ -10,7 +10,7 @@
 namespace host {
 namespace {
 
-base::Channel *supervisor = nullptr;
+base::Channel *theSupervisor = nullptr;
 
 std::string nameOf(const base::Json &call) {
     return "the call " + base::textOf(call.get(), "call");
@@ -18,20 +18,20 @@ std::string nameOf(const base::Json &call) {
 
 } // namespace
 
-void setSupervisor(base::Channel *channel) { supervisor = channel; }
+void setSupervisor(base::Channel *channel) { theSupervisor = channel; }
 
 base::Json newCall(const char *name) { return base::message({{"call", name}}); }
 
 base::Json newNote(const char *name) { return base::message({{"note", name}}); }
 
 int askSupervisor(const base::Json &call) {
-    if (supervisor == nullptr) {
+    if (theSupervisor == nullptr) {
         endHost(nameOf(call) + " was made before the channel was open");
     }
-    if (const auto sent = supervisor->send(call.get()); !sent) {
+    if (const auto sent = theSupervisor->send(call.get()); !sent) {
         endHost(nameOf(call) + " could not be sent to the supervisor: " + sent.error().text);
     }
-    const auto answer = supervisor->receive();
+    const auto answer = theSupervisor->receive();
     if (!answer) {
         endHost("the answer to " + nameOf(call) + " could not be read: " + answer.error().text);
     }
@@ -47,10 +47,10 @@ int askSupervisor(const base::Json &call) {
 }
 
 void tellSupervisor(const base::Json &note) {
-    if (supervisor == nullptr) {
+    if (theSupervisor == nullptr) {
         endHost("a note was made before the channel was open");
     }
-    if (const auto sent = supervisor->send(note.get()); !sent) {
+    if (const auto sent = theSupervisor->send(note.get()); !sent) {
         endHost("a note could not be sent to the supervisor: " + sent.error().text);
     }
 }
@@ -62,13 +62,13 @@ void complain(const std::string &whatIsWrong) {
 void tellLastWords(const base::Error &cause) {
     // Not twice: what is to be told may be that nothing can be told.
     static bool told = false;
-    if (supervisor == nullptr || std::exchange(told, true)) {
+    if (theSupervisor == nullptr || std::exchange(told, true)) {
         return;
     }
     const base::Json note = newNote("last-words");
     base::add(note.get(), "reason", base::rowOf(cause.reason).name);
     base::add(note.get(), "text", cause.text);
-    static_cast<void>(supervisor->send(note.get()));
+    static_cast<void>(theSupervisor->send(note.get()));
 }
 
 void endHost(const std::string &whatIsWrong, base::Reason reason) {

@@ -2,6 +2,7 @@
 #include "host/trial.h"
 
 #include "base/bank_note.h"
+#include "base/timed.h"
 #include "base/trusted_path.h"
 #include "host/platform_library.h"
 #include "host/supervisor_link.h"
@@ -88,22 +89,21 @@ base::Result<void> checkHealth() {
 
 // A new version whose configuration manager never starts would stay on trial for ever.
 base::Result<void> comesUp(const std::string &path) {
-    constexpr int kGlanceMs = 100;
-    constexpr int kMsPerSecond = 1000;
+    constexpr int kPollMs = 100;
     const int seconds = healthLimit();
-    for (int waited = 0;; waited += kGlanceMs) {
+    for (int waited = 0;; waited += kPollMs) {
         const std::string flaw = base::whyNoTrustedSocket(path);
         if (flaw.empty()) {
             return {};
         }
-        if (waited >= seconds * kMsPerSecond) {
+        if (waited >= seconds * base::kMsPerSecond) {
             const bool isThere = access(path.c_str(), F_OK) == 0;
             return base::Error{path +
                                ", which the configuration manager makes, was not there within " +
                                std::to_string(seconds) + " s" +
                                (isThere ? "; what is there is not its socket: " + flaw : "")};
         }
-        poll(nullptr, 0, kGlanceMs);
+        poll(nullptr, 0, kPollMs);
     }
 }
 

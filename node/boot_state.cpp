@@ -12,7 +12,6 @@ namespace {
 
 constexpr std::size_t kMaxCommandLine = 16 * 1024;
 constexpr std::string_view kBankWord = "ota.bank=";
-constexpr int kMostTrials = 99;
 
 // The kernel knows better than the boot state which bank the boot loader took.
 base::Result<Bank> runningBank(const std::string &path) {

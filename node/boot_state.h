@@ -39,11 +39,12 @@ const char *trialFailureName(TrialFailure failure);
 
 struct FailedVersion {
     std::string version;
-    int trials = 0;                         // that it failed, 1 to 99
+    int trials = 0;                         // that it failed, 1 to kMostTrials
     TrialFailure last = TrialFailure::boot; // how the newest of them failed
 };
 
 inline constexpr int kTrialAttempts = 3;      // where nobody said how many
+inline constexpr int kMostTrials = 99;        // counted of a failed version
 inline constexpr std::size_t kMaxFailed = 16; // versions; the one remembered longest goes first
 
 struct BootState {

@@ -14,7 +14,6 @@ namespace node {
 namespace {
 
 constexpr int kMostAttempts = 9;
-constexpr int kMostTrials = 99;
 
 // The names that boot scripts of the field use for the order and the attempts.
 constexpr const char *kOrder = "BOOT_ORDER";
@@ -41,7 +40,7 @@ std::string formatFailed(const std::vector<FailedVersion> &failed) {
 }
 
 template <typename Number>
-bool takeNumber(std::string_view text, Number least, Number most, Number &number) {
+bool takeCount(std::string_view text, Number least, Number most, Number &number) {
     Number read{};
     const auto parsed = std::from_chars(text.data(), text.data() + text.size(), read);
     if (parsed.ec != std::errc() || parsed.ptr != text.data() + text.size() || read < least ||
@@ -63,7 +62,7 @@ bool takeFailed(const std::string &text, FailedVersion &failed) {
     const std::string trials = text.substr(behindVersion + 1, behindTrials - behindVersion - 1);
     const std::string reason = text.substr(behindTrials + 1);
     failed.last = reason == "health" ? TrialFailure::health : TrialFailure::boot;
-    return !failed.version.empty() && takeNumber(trials, 1, kMostTrials, failed.trials) &&
+    return !failed.version.empty() && takeCount(trials, 1, kMostTrials, failed.trials) &&
            (reason == "boot" || reason == "health");
 }
 
@@ -122,7 +121,7 @@ class Reader {
 
     void attempts(Bank bank, int &left) {
         // A boot loader may count in hexadecimal, which is the same up to 9.
-        if (!takeNumber(text(attemptsName(bank)), 0, kMostAttempts, left)) {
+        if (!takeCount(text(attemptsName(bank)), 0, kMostAttempts, left)) {
             mistake(attemptsName(bank), "a number of boot attempts from 0 to 9");
         }
     }
@@ -139,7 +138,7 @@ class Reader {
         if (record.version.empty()) {
             mistake(recordName(bank, "version"), "the version of the whole image");
         }
-        if (!takeNumber<std::uint64_t>(size, 1, UINT64_MAX, record.size)) {
+        if (!takeCount<std::uint64_t>(size, 1, UINT64_MAX, record.size)) {
             mistake(recordName(bank, "size"), "a number of bytes");
         }
         if (!isSha256Text(record.sha256)) {

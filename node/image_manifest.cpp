@@ -43,7 +43,7 @@ bool isModel(std::string_view text) {
            text.back() != ' ';
 }
 
-const std::string kGetAgain = "; get the image again";
+const std::string kGetWhole = "; get the image again";
 
 bool readAt(int image, std::uint64_t offset, std::string &bytes) {
     return lseek(image, static_cast<off_t>(offset), SEEK_SET) >= 0 &&
@@ -122,16 +122,16 @@ struct Trailer {
 base::Result<Trailer> readTrailer(int image, std::uint64_t fileSize) {
     std::string footer(kFooterSize, '\0');
     if (fileSize < kFooterSize || !readAt(image, fileSize - kFooterSize, footer)) {
-        return base::Error{"it is cut: there is no room for a manifest" + kGetAgain};
+        return base::Error{"it is cut: there is no room for a manifest" + kGetWhole};
     }
     const std::size_t length = trailerLength(footer);
     if (length == 0 || length > kMaxTrailer || length > fileSize - kFooterSize) {
-        return base::Error{"it is cut or no image: it does not end in a manifest" + kGetAgain};
+        return base::Error{"it is cut or no image: it does not end in a manifest" + kGetWhole};
     }
     Trailer trailer{footer.starts_with(kSignedMagic), std::string(length, '\0'),
                     fileSize - kFooterSize - length};
     if (!readAt(image, trailer.payloadSize, trailer.bytes)) {
-        return base::Error{base::systemReason("its manifest cannot be read") + kGetAgain};
+        return base::Error{base::systemReason("its manifest cannot be read") + kGetWhole};
     }
     return trailer;
 }
@@ -164,12 +164,12 @@ base::Result<ImageManifest> readManifest(int image, std::uint64_t fileSize,
     }
     auto manifest = parseManifest(opened->text);
     if (!manifest) {
-        return manifest.error().within("", kGetAgain);
+        return manifest.error().within("", kGetWhole);
     }
     if (manifest->payloadSize != trailer->payloadSize) {
         return base::Error{"its manifest announces " + std::to_string(manifest->payloadSize) +
                            " bytes of payload, there are " + std::to_string(trailer->payloadSize) +
-                           kGetAgain};
+                           kGetWhole};
     }
     manifest->signer = opened->signer;
     manifest->signerChecked = isChecked;

@@ -13,7 +13,7 @@
 namespace node {
 namespace {
 
-thread_local std::optional<int> given;
+thread_local std::optional<int> lockOfThisThread;
 
 // Wherever a distribution has the directory.
 bool isLibraryLock(std::string_view path) { return path.ends_with("/fw_printenv.lock"); }
@@ -27,12 +27,12 @@ Open nextNamed(const char *name, Open own) {
 }
 
 int openFor(Open next, const char *path, int flags, mode_t mode) {
-    if (!given || !isLibraryLock(path)) {
+    if (!lockOfThisThread || !isLibraryLock(path)) {
         return next != nullptr ? next(path, flags, mode) : openat(AT_FDCWD, path, flags, mode);
     }
     // Who asks for the reason of a failure shall not be told of this one.
     const int before = errno;
-    const int copy = *given < 0 ? -1 : fcntl(*given, F_DUPFD_CLOEXEC, 0);
+    const int copy = *lockOfThisThread < 0 ? -1 : fcntl(*lockOfThisThread, F_DUPFD_CLOEXEC, 0);
     errno = before;
     return copy;
 }
@@ -41,9 +41,9 @@ bool hasMode(int flags) { return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) =
 
 } // namespace
 
-LibraryLock::LibraryLock(int held) { given = held; }
+LibraryLock::LibraryLock(int held) { lockOfThisThread = held; }
 
-LibraryLock::~LibraryLock() { given.reset(); }
+LibraryLock::~LibraryLock() { lockOfThisThread.reset(); }
 
 } // namespace node
 

@@ -19,15 +19,15 @@ struct Row {
     const char *key;
     std::optional<std::string> Overlay::*value;
 };
-constexpr std::array kRows{
+constexpr std::array kSettings{
     Row{"work_mode", &Overlay::workMode},
     Row{"work_role", &Overlay::workRole},
     Row{"onboarding", &Overlay::onboarding},
     Row{"preferred_activation_time", &Overlay::preferredActivationTime},
 };
 
-base::Result<void> takeEntry(const std::string &path, const IniEntry &entry, Overlay &overlay) {
-    for (const Row &row : kRows) {
+base::Result<void> takeSetting(const std::string &path, const IniEntry &entry, Overlay &overlay) {
+    for (const Row &row : kSettings) {
         if (entry.section == kSection && entry.key == row.key) {
             Config unused;
             overlay.*row.value = entry.value;
@@ -57,7 +57,7 @@ base::Result<Overlay> readOverlay(const std::string &path) {
     }
     Overlay overlay;
     for (const IniEntry &entry : *entries) {
-        if (const auto taken = takeEntry(path, entry, overlay); !taken) {
+        if (const auto taken = takeSetting(path, entry, overlay); !taken) {
             return taken.error();
         }
     }
@@ -66,7 +66,7 @@ base::Result<Overlay> readOverlay(const std::string &path) {
 
 std::string printOverlay(const Overlay &overlay) {
     std::string text = "# Settings changed while the node ran; node.conf has the others.\n[node]\n";
-    for (const Row &row : kRows) {
+    for (const Row &row : kSettings) {
         if (const auto &value = overlay.*row.value) {
             text.append(row.key).append(" = ").append(*value).append("\n");
         }
@@ -75,7 +75,7 @@ std::string printOverlay(const Overlay &overlay) {
 }
 
 void applyOverlay(const Overlay &overlay, Config &config) {
-    for (const Row &row : kRows) {
+    for (const Row &row : kSettings) {
         if (const auto &value = overlay.*row.value) {
             static_cast<void>( // checked before
                 takeValue(*findConfigRow(kSection, row.key), *value, config));

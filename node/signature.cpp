@@ -78,7 +78,7 @@ base::Result<void> usesStrongDigest(CMS_SignerInfo *signer) {
 }
 
 // The content of the next object of DER that was parsed before; `rest` goes on behind it.
-std::string_view take(std::string_view &rest) {
+std::string_view takeElement(std::string_view &rest) {
     const auto *const begin = reinterpret_cast<const unsigned char *>(rest.data());
     const unsigned char *at = begin;
     long size = 0;
@@ -111,18 +111,18 @@ bool namesSignerExactly(std::string_view cms, CMS_SignerInfo *info, X509 *signer
          !std::equal(given, given + givenSize, own, own + ownSize))) {
         return false;
     }
-    std::string_view contentInfo = take(cms);
-    take(contentInfo); // its type
-    std::string_view tagged = take(contentInfo);
-    std::string_view signedData = take(tagged);
-    const std::string_view version = take(signedData);
+    std::string_view contentInfo = takeElement(cms);
+    takeElement(contentInfo); // its type
+    std::string_view tagged = takeElement(contentInfo);
+    std::string_view signedData = takeElement(tagged);
+    const std::string_view version = takeElement(signedData);
     std::string_view signers;
     while (!signedData.empty()) {
-        signers = take(signedData);
+        signers = takeElement(signedData);
     }
-    std::string_view first = take(signers);
+    std::string_view first = takeElement(signers);
     const std::string_view expected = issuer != nullptr ? "\1" : "\3";
-    return version == expected && take(first) == expected;
+    return version == expected && takeElement(first) == expected;
 }
 
 base::Result<void> hasExpectedForm(CMS_ContentInfo *cms) {

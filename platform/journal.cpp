@@ -18,7 +18,7 @@
 namespace platform {
 namespace {
 
-bool isNumber(std::string_view text, std::uint64_t number) {
+bool isThisNumber(std::string_view text, std::uint64_t number) {
     std::uint64_t value = 0;
     const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value);
     return parsed.ec == std::errc() && parsed.ptr == text.data() + text.size() && value == number;
@@ -41,8 +41,9 @@ bool standardErrorIsTheJournal() {
     }
     const std::string_view stream = variable;
     const std::size_t colon = stream.find(':');
-    return colon != std::string_view::npos && isNumber(stream.substr(0, colon), status.st_dev) &&
-           isNumber(stream.substr(colon + 1), status.st_ino);
+    return colon != std::string_view::npos &&
+           isThisNumber(stream.substr(0, colon), status.st_dev) &&
+           isThisNumber(stream.substr(colon + 1), status.st_ino);
 }
 
 bool sendToJournal(int priority, const base::LogOrigin &origin, const std::string &message) {

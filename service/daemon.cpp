@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/daemon.h"
 
+#include "base/timed.h"
 #include "service/event_log.h"
 
 #include <csignal>
@@ -16,12 +17,6 @@ KeptState::KeptState(sd_event *loop, const node::Config &config)
               config.historyFiles, logError),
       settings(config, disk),
       diskDone(loop, disk.fd(), EPOLLIN, [this](std::uint32_t) { disk.dispatch(); }) {}
-
-namespace {
-
-constexpr std::int64_t kMsPerSecond = 1000;
-
-} // namespace
 
 Daemon::Daemon(sd_event *loop, Options options, const node::Config &config)
     : loop_(loop), options_(std::move(options)), config_(config), kept_(loop, config_),
@@ -126,7 +121,7 @@ void Daemon::goOnWithoutBus() {
                       .outcome = base::Outcome::failed,
                       .reasonCode = base::Reason::busMissing,
                       .reason = "the message bus did not answer in " +
-                                std::to_string(options_.busPatience.count() / kMsPerSecond) +
+                                std::to_string(options_.busPatience.count() / base::kMsPerSecond) +
                                 " s; the agent starts without it, and nobody hears its reports",
                       .next = "look for the bus; it is tried again every second"});
     tellReady("STATUS=works without the message bus, which is tried again");

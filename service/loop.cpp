@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "service/loop.h"
 
+#include "base/timed.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -12,7 +14,6 @@ namespace service {
 namespace {
 
 constexpr std::uint64_t kUsPerMs = 1000;
-constexpr std::int64_t kMsPerSecond = 1000;
 constexpr std::int64_t kNsPerMs = 1'000'000;
 
 // A daemon that cannot wait is of no use: its supervisor starts a new one.
@@ -60,7 +61,7 @@ EventLoop newLoop() {
 std::int64_t bootNowMs() {
     timespec now{};
     clock_gettime(CLOCK_BOOTTIME, &now);
-    return static_cast<std::int64_t>(now.tv_sec) * kMsPerSecond + now.tv_nsec / kNsPerMs;
+    return static_cast<std::int64_t>(now.tv_sec) * base::kMsPerSecond + now.tv_nsec / kNsPerMs;
 }
 
 Watched::Watched(sd_event *loop, int fd, std::uint32_t events, Callback callback)

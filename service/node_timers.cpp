@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "service/node_timers.h"
 
+#include "base/timed.h"
+
 #include <algorithm>
 #include <ctime>
 
 namespace service {
 namespace {
-
-constexpr std::int64_t kMsPerSecond = 1000;
 
 bool endsEarlier(const ArmedTimer &one, const ArmedTimer &other) {
     return one.endBootMs < other.endBootMs;
@@ -22,7 +22,8 @@ void NodeTimers::start(const std::string &name, int seconds) {
     stop(name);
     const std::int64_t length = std::max(seconds, 0);
     const std::int64_t now = std::time(nullptr);
-    timers_.push_back({name, seconds, bootNowMs() + length * kMsPerSecond, now, now + length});
+    timers_.push_back(
+        {name, seconds, bootNowMs() + length * base::kMsPerSecond, now, now + length});
     setAlarm();
 }
 
@@ -61,7 +62,9 @@ void NodeTimers::takeDue() {
 
 std::uint32_t secondsLeft(const ArmedTimer &timer) {
     const std::int64_t left = timer.endBootMs - bootNowMs();
-    return left <= 0 ? 0 : static_cast<std::uint32_t>((left + kMsPerSecond - 1) / kMsPerSecond);
+    return left <= 0
+               ? 0
+               : static_cast<std::uint32_t>((left + base::kMsPerSecond - 1) / base::kMsPerSecond);
 }
 
 } // namespace service

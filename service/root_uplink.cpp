@@ -15,7 +15,7 @@ constexpr std::int64_t kLookMs = 5000; // the bridge may come up, or change, at 
 constexpr const char *kNoBus =
     "the message bus is not connected, so nobody hears of the image; look for the bus";
 
-std::string senderOf(const Unchecked &message) {
+std::string rootSenderOf(const Unchecked &message) {
     const std::string mac = message.mac();
     return mac.empty() ? kNoAddress : mac;
 }
@@ -127,7 +127,7 @@ void RootUplink::tick() {
 
 // Judged before it is checked: a flood costs no reading.
 void RootUplink::take(const Unchecked &message) {
-    const std::string sender = senderOf(message);
+    const std::string sender = rootSenderOf(message);
     const auto verdict = eventLog_.judge(sender, message.text);
     if (verdict == SenderLimit::Verdict::tell) {
         late_.erase(sender);
@@ -142,7 +142,7 @@ void RootUplink::tellChecked(const Unchecked &unchecked) {
     const FromExtender message = unchecked.check(config_.allowPlainHttp);
     if (!message.refusal.empty()) {
         tell("extender-report", base::Outcome::failed,
-             {senderOf(unchecked) + ": " + message.refusal});
+             {rootSenderOf(unchecked) + ": " + message.refusal});
     } else if (message.kind == FromExtender::Kind::report) {
         bus_.raiseExtenderStatus(message.mac, message.text);
         tell("extender-report", base::Outcome::done, {message.mac});

@@ -3,6 +3,7 @@
 
 #include "base/bridge_address.h"
 #include "base/file_io.h"
+#include "base/timed.h"
 #include "service/state/agent_memory_text.h"
 
 #include <algorithm>
@@ -14,7 +15,6 @@ namespace {
 
 constexpr const char *kDownloading = "downloading";
 constexpr std::int64_t kGlanceMs = 250;
-constexpr std::int64_t kMsPerSecond = 1000;
 constexpr std::uint32_t kWhole = 100;
 // The agent names the image file by so many characters of the version.
 constexpr std::size_t kImageName = 14;
@@ -214,7 +214,7 @@ std::string StatusBoard::restingStage() const {
 
 const NodeStatus &StatusBoard::status() {
     status_.timers = leftOf(timers_.armed());
-    status_.uptime = static_cast<std::uint64_t>(bootNowMs() / kMsPerSecond);
+    status_.uptime = static_cast<std::uint64_t>(bootNowMs() / base::kMsPerSecond);
     return status_;
 }
 

@@ -31,7 +31,7 @@ struct Booting {
     std::string a, b, state, commandLine;
 };
 
-bool reportFailure(const std::string &what) { return tools::reportFailure("ota-boot-state", what); }
+bool failBootState(const std::string &what) { return tools::reportFailure("ota-boot-state", what); }
 
 // A boot state in a file, or where a file in fw_env.config's format says.
 node::BootPlace placeOf(const std::string &argument) {
@@ -47,12 +47,12 @@ node::BootPlace placeOf(const std::string &argument) {
 
 bool isTrusted(const std::string &path) {
     const std::string flaw = path.empty() ? "" : base::whyNotTrusted(path);
-    return flaw.empty() || reportFailure(flaw);
+    return flaw.empty() || failBootState(flaw);
 }
 
 bool isTrustedFile(const std::string &path) {
     const std::string flaw = path.empty() ? "" : base::whyNoTrustedFile(path);
-    return flaw.empty() || reportFailure(flaw);
+    return flaw.empty() || failBootState(flaw);
 }
 
 // A boot state or a bank that others may change would decide what boots: it is not used.
@@ -76,12 +76,12 @@ int makeBootState(const Making &making) {
     }
     const auto record = node::recordOfImage(making.image);
     if (!record) {
-        reportFailure(record.error().text);
+        failBootState(record.error().text);
         return 1;
     }
     state.of(state.active) = *record;
     if (const auto made = node::makeBootState(placeOf(making.output), state); !made) {
-        reportFailure(made.error().text);
+        failBootState(made.error().text);
         return 1;
     }
     return 0;
@@ -95,12 +95,12 @@ int bootByState(const Booting &booting) {
     }
     const auto booted = node::bootNode(way);
     if (!booted) {
-        reportFailure(booted.error().text);
+        failBootState(booted.error().text);
         return 1;
     }
     std::printf("active=%s\n", node::bankName(booted->state.active));
     for (const std::string &line : booted->passedOver) {
-        reportFailure(line);
+        failBootState(line);
     }
     return booted->passedOver.empty() ? 0 : kPassedOver;
 }
@@ -112,7 +112,7 @@ int showBootState(const std::string &path) {
     node::BootFindings findings;
     const auto read = node::readBootState(placeOf(path), &findings);
     if (!read) {
-        reportFailure(read.error().text);
+        failBootState(read.error().text);
         return 1;
     }
     const node::BootState &state = *read;
@@ -129,7 +129,7 @@ int showBootState(const std::string &path) {
                     node::trialFailureName(failed.last));
     }
     for (const std::string &damage : findings.damages) {
-        reportFailure(damage);
+        failBootState(damage);
     }
     return 0;
 }

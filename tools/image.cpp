@@ -24,7 +24,7 @@ struct Making {
     node::ImageManifest manifest;
 };
 
-int reportFailure(const std::string &what) {
+int failImage(const std::string &what) {
     tools::reportFailure("ota-image", what);
     return 1;
 }
@@ -54,16 +54,16 @@ int makeImage(Making &making, const tools::Caller &caller) {
         return copyPayload(making.payload, output, making.manifest);
     });
     if (!copied) {
-        return reportFailure(copied.error().text);
+        return failImage(copied.error().text);
     }
     const auto trailer = node::formatImageTrailer(making.manifest);
     if (!trailer) {
-        return reportFailure(trailer.error().text);
+        return failImage(trailer.error().text);
     }
     const auto made =
         output.write(trailer->data(), trailer->size()).andThen([&] { return output.finish(); });
     if (!made) {
-        return reportFailure(made.error().text);
+        return failImage(made.error().text);
     }
     return caller.json ? tools::reportImage(making.output, making.manifest, caller) : 0;
 }
@@ -72,7 +72,7 @@ int makeImage(Making &making, const tools::Caller &caller) {
 int showImage(const std::string &path, const tools::Caller &caller) {
     const auto manifest = node::verifyImage(path, node::ImageTrust{false});
     if (!manifest) {
-        return reportFailure(manifest.error().text);
+        return failImage(manifest.error().text);
     }
     if (caller.json) {
         return tools::reportImage(path, *manifest, caller);

@@ -17,7 +17,7 @@
 namespace power {
 namespace {
 
-[[noreturn]] void failAt(const std::string &file) {
+[[noreturn]] void failToWrite(const std::string &file) {
     throw desk::Failure(base::systemReason(file + ": the file cannot be written") +
                         "; name one that can be made");
 }
@@ -62,7 +62,7 @@ Report::Report(std::string countFile, const std::string &journalFile)
     if (!journalFile.empty()) {
         journal_.open(journalFile);
         if (!journal_) {
-            failAt(journalFile);
+            failToWrite(journalFile);
         }
     }
 }
@@ -91,7 +91,7 @@ void Report::close() {
     file << count_ << "\n";
     file.close();
     if (!file) {
-        failAt(countFile_);
+        failToWrite(countFile_);
     }
 }
 

@@ -23,7 +23,7 @@ std::uint64_t endOf(const Range &range) {
     return range.length > UINT64_MAX - range.offset ? UINT64_MAX : range.offset + range.length;
 }
 
-[[noreturn]] void failAt(const char *what) {
+[[noreturn]] void failOnDisk(const char *what) {
     throw desk::Failure(base::systemReason(what) + "; check the disk that holds --disk");
 }
 
@@ -34,7 +34,7 @@ UnsyncedData::UnsyncedData(base::UniqueFd file) : file_(std::move(file)), durabl
 std::uint64_t UnsyncedData::sizeNow() const {
     struct stat status {};
     if (fstat(file_.get(), &status) != 0) {
-        failAt("a file's size cannot be read");
+        failOnDisk("a file's size cannot be read");
     }
     return static_cast<std::uint64_t>(status.st_size);
 }
@@ -44,7 +44,7 @@ void UnsyncedData::keep(std::uint64_t firstSector, std::uint64_t endSector) {
         const auto [place, isNew] = before_.try_emplace(at);
         if (isNew &&
             pread(file_.get(), place->second.data(), place->second.size(), offsetOf(at)) < 0) {
-            failAt("a file cannot be read before it changes");
+            failOnDisk("a file cannot be read before it changes");
         }
     }
 }
@@ -80,7 +80,7 @@ void UnsyncedData::cutNewSectors(int file, std::uint64_t size, Survival &surviva
     for (std::uint64_t at = roundedUp(durableSize_); at < roundedUp(size); ++at) {
         if (!survival.sector(at == lastInFlight) &&
             pwrite(file, kNothing.data(), kNothing.size(), offsetOf(at)) < 0) {
-            failAt("a file cannot be taken back");
+            failOnDisk("a file cannot be taken back");
         }
     }
 }
@@ -89,7 +89,7 @@ void UnsyncedData::cut(Survival &survival, const std::optional<Range> &inFlight)
     const std::string path = "/proc/self/fd/" + std::to_string(file_.get());
     const base::UniqueFd file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
     if (!file) {
-        failAt("a file cannot be taken back");
+        failOnDisk("a file cannot be taken back");
     }
     const std::uint64_t changedSize = sizeNow();
     std::optional<std::uint64_t> lastInFlight;
@@ -101,14 +101,14 @@ void UnsyncedData::cut(Survival &survival, const std::optional<Range> &inFlight)
         const bool isThere = sector * kSectorSize < changedSize;
         if (!(isThere && survival.sector(sector == lastInFlight)) &&
             pwrite(file.get(), bytes.data(), bytes.size(), offsetOf(sector)) < 0) {
-            failAt("a file cannot be taken back");
+            failOnDisk("a file cannot be taken back");
         }
     }
     if (newSize) {
         cutNewSectors(file.get(), changedSize, survival, lastInFlight);
     }
     if (ftruncate(file.get(), static_cast<off_t>(newSize ? changedSize : durableSize_)) != 0) {
-        failAt("a file cannot be taken back");
+        failOnDisk("a file cannot be taken back");
     }
 }
 

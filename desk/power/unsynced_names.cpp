@@ -13,7 +13,7 @@
 namespace power {
 namespace {
 
-[[noreturn]] void failAt(const std::string &name, const char *what) {
+[[noreturn]] void failOnName(const std::string &name, const char *what) {
     throw desk::Failure(base::systemReason(name + ": " + what) +
                         "; --disk and the folder it lies in must be on one file system");
 }
@@ -29,7 +29,7 @@ class KeptFile : public Kept {
     KeptFile(const Place &place, std::filesystem::path path) : path_(std::move(path)) {
         if (linkat(place.folder->descriptor.get(), place.name.c_str(), AT_FDCWD, path_.c_str(),
                    0) != 0) {
-            failAt(place.name, "cannot be kept before it is removed");
+            failOnName(place.name, "cannot be kept before it is removed");
         }
     }
     ~KeptFile() override { unlink(path_.c_str()); }
@@ -38,7 +38,7 @@ class KeptFile : public Kept {
         if (linkat(AT_FDCWD, path_.c_str(), place.folder->descriptor.get(), place.name.c_str(),
                    0) != 0 &&
             errno != EEXIST && errno != ENOENT) {
-            failAt(place.name, "cannot be put back");
+            failOnName(place.name, "cannot be put back");
         }
     }
 
@@ -55,7 +55,7 @@ class KeptFolder : public Kept {
     void putBack(const Place &place) override {
         const int parent = place.folder->descriptor.get();
         if (mkdirat(parent, place.name.c_str(), mode_) != 0 && errno != EEXIST && errno != ENOENT) {
-            failAt(place.name, "cannot be put back");
+            failOnName(place.name, "cannot be put back");
         }
         folder_->descriptor = openFolder(parent, place.name);
     }
@@ -72,7 +72,7 @@ void removeAll(const Place &place) {
     std::filesystem::remove_all(folder / place.name, error);
     if (error && error != std::errc::no_such_file_or_directory) {
         errno = error.value();
-        failAt(place.name, "cannot be taken away");
+        failOnName(place.name, "cannot be taken away");
     }
 }
 
@@ -80,7 +80,7 @@ void moveBack(const NameChange &change, unsigned int flags) {
     if (renameat2(change.place.folder->descriptor.get(), change.place.name.c_str(),
                   change.from.folder->descriptor.get(), change.from.name.c_str(), flags) != 0 &&
         errno != ENOENT) {
-        failAt(change.place.name, "cannot be renamed back");
+        failOnName(change.place.name, "cannot be renamed back");
     }
 }
 
@@ -120,7 +120,7 @@ std::shared_ptr<Folder> UnsyncedNames::folderOf(int descriptor) {
     base::UniqueFd own = openFolder(descriptor, ".");
     const auto id = fileIdOf(own.get());
     if (!id) {
-        failAt("a folder", "cannot be opened");
+        failOnName("a folder", "cannot be opened");
     }
     std::weak_ptr<Folder> &known = folders_[*id];
     if (auto folder = known.lock()) {

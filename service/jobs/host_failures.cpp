@@ -1,21 +1,22 @@
 // SPDX-License-Identifier: MIT
 #include "service/jobs/host_failures.h"
 
+#include "base/timed.h"
+
 #include <algorithm>
 
 namespace service {
 namespace {
 
-constexpr std::int64_t kMsPerSecond = 1000;
 constexpr std::int64_t kLongestPauseMs = 30'000;
 constexpr int kDoublings = 5; // of one second, until the longest pause is reached
 
 } // namespace
 
 std::int64_t HostFailures::msBeforeStart() const {
-    return crashes_ == 0
-               ? 0
-               : std::min(kMsPerSecond << std::min(crashes_ - 1, kDoublings), kLongestPauseMs);
+    return crashes_ == 0 ? 0
+                         : std::min(base::kMsPerSecond << std::min(crashes_ - 1, kDoublings),
+                                    kLongestPauseMs);
 }
 
 void HostFailures::hostHasStarted() {
@@ -30,7 +31,8 @@ void HostFailures::hostCrashed(const std::string &how, bool inTheCall) {
     HistoryLine line = context_.events.lineOfNow("host-crashed");
     line.outcome = base::Outcome::hostCrashed;
     line.reasonCode = base::Reason::hostCrashed;
-    line.next = "it is started again in " + std::to_string(msBeforeStart() / kMsPerSecond) + " s";
+    line.next =
+        "it is started again in " + std::to_string(msBeforeStart() / base::kMsPerSecond) + " s";
     line.reason = how;
     if (!lastWords_.text.empty()) {
         line.reasonCode = lastWords_.orBecause(line.reasonCode).reason;

@@ -1,15 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "service/jobs/host_supervision.h"
 
+#include "base/timed.h"
+
 #include <algorithm>
 
 namespace service {
-namespace {
-
-constexpr std::int64_t kMsPerSecond = 1000;
-
-} // namespace
-
 HostSupervision::HostSupervision(JobContext &context, HostProgram program, Callbacks callbacks)
     : context_(context), failures_(context), ended_(callbacks.ended),
       process_(context.deps.loop, std::move(program),
@@ -72,7 +68,7 @@ void HostSupervision::hasStarted() {
 int HostSupervision::restartInSeconds() const {
     return restart_.isSet()
                ? static_cast<int>(std::max<std::int64_t>(restartAtMs_ - bootNowMs(), 0) /
-                                  kMsPerSecond)
+                                  base::kMsPerSecond)
                : -1;
 }
 

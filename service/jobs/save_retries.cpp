@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "service/jobs/save_retries.h"
 
+#include "base/timed.h"
+
 namespace service {
 namespace {
 
-constexpr std::int64_t kMsPerSecond = 1000;
 constexpr std::int64_t kSaveAgainMs = 5000;
 
 } // namespace
@@ -21,7 +22,7 @@ void SaveRetries::failed(const std::string &what) {
     line.reasonCode = base::Reason::notWritten;
     line.reason = what;
     line.next = "make room in the state directory; it is tried again every " +
-                std::to_string(kSaveAgainMs / kMsPerSecond) + " s";
+                std::to_string(kSaveAgainMs / base::kMsPerSecond) + " s";
     context_.events.record(line);
 }
 

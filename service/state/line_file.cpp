@@ -63,8 +63,8 @@ bool endsWithinALine(int file, std::int64_t size) {
 }
 
 // In one write. More than one line may not take the file over its size.
-base::Result<void> writeLines(const LineFile &target, int file, std::int64_t size,
-                              std::span<const std::string_view> &lines) {
+base::Result<void> writeInto(const LineFile &target, int file, std::int64_t size,
+                             std::span<const std::string_view> &lines) {
     std::string bytes = endsWithinALine(file, size) ? "\n" : "";
     const auto before = static_cast<std::uint64_t>(size);
     do {
@@ -125,7 +125,7 @@ base::Result<void> appendLines(const LineFile &target, const std::vector<std::st
             size = file ? sizeOf(file.get()) : -1;
         }
         added = size < 0 ? base::Error{base::systemReason(target.path + ": cannot be opened")}
-                         : writeLines(target, file.get(), size, left);
+                         : writeInto(target, file.get(), size, left);
     }
     return added;
 }

@@ -2,12 +2,13 @@
 // When an armed timer runs out, in the boot that it was armed in and in a later one.
 #include "service/state/resume.h"
 
+#include "base/timed.h"
+
 #include <algorithm>
 
 namespace service {
 namespace {
 
-constexpr std::int64_t kMsPerSecond = 1000;
 constexpr std::int64_t kSecondsPerDay = 86400;
 
 // The same time of day, the next time it comes round; a target of exactly now is a day away.
@@ -31,7 +32,7 @@ std::int64_t remainingMs(const ArmedTimer &timer, bool sameBoot, const BootFacts
     if (sameBoot) {
         return std::max<std::int64_t>(timer.endBootMs - facts.bootNowMs, 0);
     }
-    return secondsOverABoot(timer, facts.wallNow, timeOfDay) * kMsPerSecond;
+    return secondsOverABoot(timer, facts.wallNow, timeOfDay) * base::kMsPerSecond;
 }
 
 } // namespace service

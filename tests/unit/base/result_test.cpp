@@ -9,7 +9,7 @@ namespace {
 
 using base::Error, base::Reason, base::Result;
 
-Result<std::string> textOf(bool works) {
+Result<std::string> textIf(bool works) {
     if (!works) {
         return Error{"no text; give one", Reason::notSigned};
     }
@@ -17,7 +17,7 @@ Result<std::string> textOf(bool works) {
 }
 
 Result<int> sizeOf(bool works) {
-    const auto text = textOf(works);
+    const auto text = textIf(works);
     if (!text) {
         return text.error();
     }
@@ -42,16 +42,16 @@ TEST(Result, MovesWhatCannotBeCopied) {
 }
 
 TEST(Result, KeepsTheDeeperReason) {
-    EXPECT_EQ(textOf(false).orBecause(Reason::bankInUse).error().reason, Reason::notSigned);
+    EXPECT_EQ(textIf(false).orBecause(Reason::bankInUse).error().reason, Reason::notSigned);
     const Result<void> plain = Error{"it failed"};
     EXPECT_EQ(plain.error().reason, Reason::none);
     EXPECT_EQ(Result<void>(plain).orBecause(Reason::bankInUse).error().reason, Reason::bankInUse);
     EXPECT_TRUE(Result<void>().orBecause(Reason::bankInUse));
-    EXPECT_TRUE(textOf(true).orBecause(Reason::bankInUse));
+    EXPECT_TRUE(textIf(true).orBecause(Reason::bankInUse));
 }
 
 TEST(Result, PutsMoreTextAroundTheLineAndKeepsTheReason) {
-    const Error error = textOf(false).error().within("image: ", " (in vain)");
+    const Error error = textIf(false).error().within("image: ", " (in vain)");
     EXPECT_EQ(error.text, "image: no text; give one (in vain)");
     EXPECT_EQ(error.reason, Reason::notSigned);
 }

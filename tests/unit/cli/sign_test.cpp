@@ -5,6 +5,7 @@
 #include "node/digest.h"
 #include "node/image_manifest.h"
 #include "signers.h"
+#include "tests/support/content_of.h"
 #include "tests/support/results.h"
 
 #include <cstdlib>
@@ -21,13 +22,8 @@ namespace fs = std::filesystem;
 constexpr int kImageRefused = 11;
 constexpr int kWrongUse = 2;
 
-void write(const std::string &path, const std::string &text) {
+void writeTo(const std::string &path, const std::string &text) {
     std::ofstream(path, std::ios::binary) << text;
-}
-
-std::string contentOf(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 class SignedImages : public testing::Test {
@@ -41,7 +37,7 @@ class SignedImages : public testing::Test {
         std::string whatIsWrong;
         EXPECT_TRUE(took(node::formatImageTrailer(manifest), trailer, whatIsWrong)) << whatIsWrong;
         unsigned_ = payload_ + trailer;
-        write("image", unsigned_);
+        writeTo("image", unsigned_);
         writeIdentity(root_, "root");
         writeIdentity(release_, "release");
     }
@@ -53,8 +49,8 @@ class SignedImages : public testing::Test {
     }
 
     static void writeIdentity(const Identity &identity, const std::string &name) {
-        write(name + ".pem", pemOf(identity.certificate.get()));
-        write(name + ".key", pemOf(identity.key.get()));
+        writeTo(name + ".pem", pemOf(identity.certificate.get()));
+        writeTo(name + ".key", pemOf(identity.key.get()));
         fs::permissions(name + ".key", fs::perms::owner_read | fs::perms::owner_write);
     }
     static Ended sign(const std::vector<std::string> &more = {}) {
@@ -167,7 +163,7 @@ TEST_F(SignedImages, BringWhatStandsBetweenSignerAndAuthority) {
     ASSERT_EQ(sign({"--output", "without"}).code, 0);
     files_ += 1;
     expectRefused(verify("without"), kImageRefused, "is not of an authority in root.pem");
-    write("chain.pem", pemOf(team.certificate.get()));
+    writeTo("chain.pem", pemOf(team.certificate.get()));
     ASSERT_EQ(sign({"--chain", "chain.pem"}).code, 0);
     EXPECT_EQ(verify().code, 0);
 }
@@ -178,7 +174,7 @@ TEST_F(SignedImages, AreRefusedByOneLineAndTheirCode) {
     ASSERT_EQ(sign().code, 0);
     std::string bytes = contentOf("image");
     bytes[1000] = 'q';
-    write("image", bytes);
+    writeTo("image", bytes);
     expectRefused(verify(), kImageRefused, "image: the image is damaged");
     const Ended json = run({"--json", "verify", "image", "--ca", "root.pem"});
     EXPECT_EQ(json.output.find(R"({"code":11,"result":"imageRefused","reason":"image: )"), 0U);
@@ -190,10 +186,10 @@ TEST_F(SignedImages, AreNotMadeOfDamagedOnesOrWithAWrongKey) {
     EXPECT_EQ(contentOf("image"), unsigned_);
     std::string damaged = unsigned_;
     damaged[1000] = 'q';
-    write("image", damaged);
+    writeTo("image", damaged);
     expectRefused(sign(), 1, "image: the image is damaged");
     EXPECT_EQ(contentOf("image"), damaged);
-    write("image", "nothing");
+    writeTo("image", "nothing");
     expectRefused(sign(), 1, "image: the image cannot be used");
 }
 

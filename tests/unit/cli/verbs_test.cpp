@@ -4,6 +4,8 @@
 #include "cli/verbs.h"
 #include "tools/verbs.h"
 
+#include "tests/support/content_of.h"
+
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
@@ -15,11 +17,6 @@
 namespace {
 
 using Names = std::set<std::string>;
-
-std::string contentOf(const std::string &path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 Names optionNamesOf(const base::Command &command) {
     Names names;

@@ -16,7 +16,7 @@ using Offers = std::vector<HostileOffer>;
 constexpr std::size_t kMiB = 1024UL * 1024;
 
 // What a text of allowed length is refused for, by key.
-const std::map<std::string, base::Outcome> &refusalOf() {
+const std::map<std::string, base::Outcome> &refusalsByKey() {
     static const std::map<std::string, base::Outcome> refusals = {
         {"model", base::Outcome::wrongModel},
         {"nxtMSVersion", base::Outcome::versionMalformed},
@@ -42,7 +42,7 @@ void addText(Offers &offers, const std::string &key, const std::string &text) {
     offers.push_back({key + " = " + text, Descriptor().withText(key, text).text(),
                       !fits    ? base::Outcome::keyTooLong
                       : isUser ? base::Outcome::urlHoldsSecret
-                               : refusalOf().at(key),
+                               : refusalsByKey().at(key),
                       key});
 }
 

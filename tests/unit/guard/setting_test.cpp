@@ -17,7 +17,7 @@ namespace {
 constexpr Setting kSettings[] = {Setting::workMode, Setting::workRole, Setting::onboarding,
                                  Setting::preferredActivationTime};
 
-std::string refusalOf(std::string_view name, std::string_view value) {
+std::string refusalOfSetting(std::string_view name, std::string_view value) {
     Setting setting{};
     const auto refusal = checkSetting(name, value, setting);
     return refusal ? std::string(rowOf(refusal->outcome).name) + " " + refusal->field : "";
@@ -40,24 +40,24 @@ TEST(Settings, AreFoundByTheNameInTheConfiguration) {
 TEST(Settings, OfAnotherNameAreUnknown) {
     for (const char *name :
          {"", "model", "Work_Mode", "work_mode ", "tmp", "[node]", "$(reboot)"}) {
-        EXPECT_EQ(refusalOf(name, "1"), "settingUnknown setting") << name;
+        EXPECT_EQ(refusalOfSetting(name, "1"), "settingUnknown setting") << name;
     }
-    EXPECT_EQ(refusalOf(std::string("work_mode\0", 10), "RGW"), "settingUnknown setting");
-    EXPECT_EQ(refusalOf(std::string(1024 * 1024, 'a'), "RGW"), "settingUnknown setting");
+    EXPECT_EQ(refusalOfSetting(std::string("work_mode\0", 10), "RGW"), "settingUnknown setting");
+    EXPECT_EQ(refusalOfSetting(std::string(1024 * 1024, 'a'), "RGW"), "settingUnknown setting");
 }
 
 TEST(Settings, TakeTheValuesThatTheAgentReads) {
-    EXPECT_EQ(refusalOf("work_mode", "RGW"), "");
-    EXPECT_EQ(refusalOf("work_mode", std::string(31, 'm')), "");
-    EXPECT_EQ(refusalOf("work_mode", std::string(32, 'm')), "settingMalformed work_mode");
-    EXPECT_EQ(refusalOf("work_role", "Controller"), "");
-    EXPECT_EQ(refusalOf("work_role", std::string(32, 'm')), "settingMalformed work_role");
-    EXPECT_EQ(refusalOf("onboarding", "0"), "");
+    EXPECT_EQ(refusalOfSetting("work_mode", "RGW"), "");
+    EXPECT_EQ(refusalOfSetting("work_mode", std::string(31, 'm')), "");
+    EXPECT_EQ(refusalOfSetting("work_mode", std::string(32, 'm')), "settingMalformed work_mode");
+    EXPECT_EQ(refusalOfSetting("work_role", "Controller"), "");
+    EXPECT_EQ(refusalOfSetting("work_role", std::string(32, 'm')), "settingMalformed work_role");
+    EXPECT_EQ(refusalOfSetting("onboarding", "0"), "");
     for (const char *value : {"2", "-1", "01", "yes", "true", " 1"}) {
-        EXPECT_EQ(refusalOf("onboarding", value), "settingMalformed onboarding") << value;
+        EXPECT_EQ(refusalOfSetting("onboarding", value), "settingMalformed onboarding") << value;
     }
-    EXPECT_EQ(refusalOf("preferred_activation_time", "23:59:59"), "");
-    EXPECT_EQ(refusalOf("preferred_activation_time", "24:00"),
+    EXPECT_EQ(refusalOfSetting("preferred_activation_time", "23:59:59"), "");
+    EXPECT_EQ(refusalOfSetting("preferred_activation_time", "24:00"),
               "settingMalformed preferred_activation_time");
 }
 
@@ -65,13 +65,13 @@ TEST(Settings, TakeTheValuesThatTheAgentReads) {
 TEST(Settings, TakeNoHostileValue) {
     for (const Setting setting : kSettings) {
         for (const std::string &text : hostileTexts()) {
-            EXPECT_NE(refusalOf(settingName(setting), text), "") << text;
+            EXPECT_NE(refusalOfSetting(settingName(setting), text), "") << text;
         }
         for (const std::string &bytes : badUtf8()) {
-            EXPECT_NE(refusalOf(settingName(setting), "1" + bytes), "");
+            EXPECT_NE(refusalOfSetting(settingName(setting), "1" + bytes), "");
         }
-        EXPECT_NE(refusalOf(settingName(setting), std::string("1\0", 2)), "");
-        EXPECT_NE(refusalOf(settingName(setting), std::string(1024 * 1024, '1')), "");
+        EXPECT_NE(refusalOfSetting(settingName(setting), std::string("1\0", 2)), "");
+        EXPECT_NE(refusalOfSetting(settingName(setting), std::string(1024 * 1024, '1')), "");
     }
 }
 

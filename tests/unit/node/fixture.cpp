@@ -8,6 +8,7 @@
 #include "node/image_manifest.h"
 #include "platform/nal.h"
 #include "platform/open.h"
+#include "tests/support/content_of.h"
 #include "tests/support/results.h"
 
 #include <cstdlib>
@@ -23,10 +24,7 @@ void writeText(const std::string &path, const std::string &text) {
     ASSERT_TRUE(file) << path;
 }
 
-std::string readText(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
+std::string readText(const std::string &path) { return contentOf(path); }
 
 std::string payloadOf(std::size_t size, unsigned seed) {
     std::string payload;

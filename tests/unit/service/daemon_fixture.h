@@ -19,6 +19,8 @@
 
 namespace service::test {
 
+inline int codeOf(base::Outcome outcome) { return base::rowOf(outcome).code; }
+
 inline constexpr const char *kOld = "4QZ-1.0.0";
 inline constexpr const char *kNew = "4QZ-2.0.0";
 inline constexpr const char *kOther = "4QZ-3.0.0";

@@ -5,6 +5,8 @@
 #include "base/json.h"
 #include "node/bank_facts.h"
 
+#include "tests/support/content_of.h"
+
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -18,11 +20,6 @@ namespace {
 
 constexpr int kBrokenTest = 99;
 constexpr auto kGlance = std::chrono::milliseconds(5);
-
-std::string contentOf(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 class Host {
   public:

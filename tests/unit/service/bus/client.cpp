@@ -62,7 +62,7 @@ std::string describeRest(sd_bus_message *message, const char *separator) {
     return text;
 }
 
-std::string text(const char *value) { return value == nullptr ? "" : value; }
+std::string textIn(const char *value) { return value == nullptr ? "" : value; }
 
 } // namespace
 
@@ -124,8 +124,8 @@ int Client::onReply(sd_bus_message *message, void *reply, sd_bus_error *) {
     Reply &taken = **static_cast<ReplyRef *>(reply);
     taken.arrived = true;
     if (const sd_bus_error *error = sd_bus_message_get_error(message); error != nullptr) {
-        taken.error = text(error->name);
-        taken.content = text(error->message);
+        taken.error = textIn(error->name);
+        taken.content = textIn(error->message);
     } else {
         taken.content = describe(message);
     }
@@ -134,8 +134,8 @@ int Client::onReply(sd_bus_message *message, void *reply, sd_bus_error *) {
 
 int Client::onSignal(sd_bus_message *message, void *self, sd_bus_error *) {
     static_cast<Client *>(self)->heard.push_back(
-        {text(sd_bus_message_get_sender(message)), text(sd_bus_message_get_interface(message)),
-         text(sd_bus_message_get_member(message)), describe(message)});
+        {textIn(sd_bus_message_get_sender(message)), textIn(sd_bus_message_get_interface(message)),
+         textIn(sd_bus_message_get_member(message)), describe(message)});
     return 0;
 }
 

@@ -10,8 +10,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-int codeOf(Outcome outcome) { return base::rowOf(outcome).code; }
-
 class Outcomes : public DaemonTest {
   protected:
     // An offer whose call does this; returns once the call is over.
@@ -29,14 +27,14 @@ class Outcomes : public DaemonTest {
     }
 };
 
-struct Road {
+struct OfferCase {
     const char *name;
     std::vector<Action> actions;
     Outcome outcome;
 };
 
 TEST_F(Outcomes, of_every_road_that_ends_with_its_call) {
-    const Road roads[] = {
+    const OfferCase roads[] = {
         {"the version runs already", {report("NO_OTA_SW_UPGRADE")}, Outcome::notNeeded},
         {"the checksum is wrong",
          {stage("downloading"), stage("verifying"), report("OTA_CRC_CHECK_FAILED")},
@@ -61,7 +59,7 @@ TEST_F(Outcomes, of_every_road_that_ends_with_its_call) {
         {"not handed over", {handOver()}, Outcome::rootUnreachable},
         {"without a word", {}, Outcome::interruptedNothingKnown},
     };
-    for (const Road &road : roads) {
+    for (const OfferCase &road : roads) {
         const std::uint64_t ticket = offerThat(road.actions);
         ASSERT_TRUE(turnUntil([&] { return finished(ticket); })) << road.name;
         EXPECT_THAT(codesOf(ticket), ElementsAre(codeOf(road.outcome))) << road.name;

@@ -14,8 +14,6 @@ using testing::IsEmpty;
 
 constexpr std::uint64_t kWaiting = 7;
 
-int codeOf(Outcome outcome) { return base::rowOf(outcome).code; }
-
 class TheOfferThatWaits : public DaemonTest {
   protected:
     void start(const std::string &memory = R"({"reboot_flag":1})") {

@@ -15,8 +15,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-int codeOf(Outcome outcome) { return base::rowOf(outcome).code; }
-
 class Restart : public DaemonTest {
   protected:
     // The daemon ends in the middle of an offer's call.

@@ -19,8 +19,6 @@ namespace {
 using service::DiskWriter;
 using Overtaking = service::DiskWriter::Overtaking;
 
-constexpr int kPatience = 60'000; // milliseconds; only a failure waits that long
-
 bool isReadable(const DiskWriter &disk, int timeoutMs) {
     pollfd waiting{disk.fd(), POLLIN, 0};
     return poll(&waiting, 1, timeoutMs) == 1;

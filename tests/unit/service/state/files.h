@@ -12,6 +12,8 @@
 #include <string>
 #include <system_error>
 
+inline constexpr int kPatience = 60'000; // milliseconds; only a failure waits that long
+
 /* Made at the start, removed with what it holds at the end. */
 class InAFolder : public testing::Test {
   protected:

@@ -17,8 +17,6 @@ namespace {
 using service::History;
 using service::HistoryLine;
 
-constexpr int kPatience = 60'000; // milliseconds; only a failure waits that long
-
 HistoryLine lineOf(const std::string &event) {
     HistoryLine line;
     line.event = event;

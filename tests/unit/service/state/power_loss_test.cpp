@@ -17,7 +17,6 @@ using service::DiskWriter;
 using service::Ledger;
 
 constexpr int kTasks = 60;
-constexpr int kPatience = 60'000; // milliseconds; only a failure waits that long
 
 /*
  * Accepts one request after the other, each kept before the next, a history line beside it, and

@@ -16,7 +16,7 @@ const std::map<std::string, int> kEverythingRaised{
     {"g_mAppRebootTrig", 1}, {"g_ISDeferedUpgrade", 1}, {"reboot_flag", 1}};
 constexpr const char *kWindowBeforeSwap = "g_firstTimeObardingWindowGivenPSNWBuildSame";
 
-Ledger waiting(std::vector<service::ArmedTimer> timers, bool deferred = false) {
+Ledger waitingFor(std::vector<service::ArmedTimer> timers, bool deferred = false) {
     Ledger ledger = emptyLedger();
     ledger.memory = memoryWith(kEverythingRaised);
     ledger.waiting = service::WaitingOffer{offer(1, 0), "a", false, deferred};
@@ -24,7 +24,7 @@ Ledger waiting(std::vector<service::ArmedTimer> timers, bool deferred = false) {
     return ledger;
 }
 
-Ledger running(const service::Request &request, const std::string &memory, int crashes = 0) {
+Ledger interrupted(const service::Request &request, const std::string &memory, int crashes = 0) {
     Ledger ledger = emptyLedger();
     ledger.memory = memory;
     ledger.running = service::Running{request, 1, crashes, "a", false};
@@ -32,7 +32,7 @@ Ledger running(const service::Request &request, const std::string &memory, int c
 }
 
 TEST(RestoredMemory, IsUntouchedInTheSameBoot) {
-    const Ledger ledger = waiting({armed("rebootTimer", 1800)});
+    const Ledger ledger = waitingFor({armed("rebootTimer", 1800)});
     EXPECT_EQ(planResume(ledger, sameBoot()).memory, ledger.memory);
 }
 
@@ -45,7 +45,7 @@ TEST(RestoredMemory, OfAnIdleNodeEndsWithTheBoot) {
 
 // The count belongs to what is restored: an agent that starts as it is has failed in nothing.
 TEST(RestoredMemory, HasFailedAsOftenAsTheAgentHad) {
-    Ledger ledger = waiting({armed("downloadRetryTimer", 120)});
+    Ledger ledger = waitingFor({armed("downloadRetryTimer", 120)});
     ledger.failedDownloads = 4;
     EXPECT_EQ(planResume(ledger, sameBoot()).failedDownloads, 4);
     EXPECT_EQ(planResume(ledger, otherBoot()).failedDownloads, 4);
@@ -58,7 +58,7 @@ TEST(RestoredMemory, HasFailedAsOftenAsTheAgentHad) {
 
 TEST(RestoredMemory, KeepsAfterABootOnlyTheFlagsOfTimersThatRun) {
     const std::string scheduled =
-        planResume(waiting({armed("rebootTimer", 1800)}), otherBoot()).memory;
+        planResume(waitingFor({armed("rebootTimer", 1800)}), otherBoot()).memory;
     EXPECT_EQ(numberIn(scheduled, "reboot_flag"), 1);
     EXPECT_EQ(numberIn(scheduled, "g_dwldStartTimer"), 0) << "further offers would be refused";
     EXPECT_EQ(numberIn(scheduled, "g_dwldRetryTimer"), 0);
@@ -66,19 +66,19 @@ TEST(RestoredMemory, KeepsAfterABootOnlyTheFlagsOfTimersThatRun) {
     EXPECT_EQ(numberIn(scheduled, "g_mAppRebootTrig"), 1) << "the user's time stands";
 
     const std::string retry =
-        planResume(waiting({armed("downloadRetryTimer", 120)}), otherBoot()).memory;
+        planResume(waitingFor({armed("downloadRetryTimer", 120)}), otherBoot()).memory;
     EXPECT_EQ(numberIn(retry, "reboot_flag"), 0) << "no reboot would ever be scheduled again";
     EXPECT_EQ(numberIn(retry, "g_dwldRetryTimer"), 1);
 }
 
 TEST(RestoredMemory, KeepsTheFlagsOfAnExpiryThatWaitsInTheQueue) {
-    Ledger ledger = waiting({});
+    Ledger ledger = waitingFor({});
     ledger.queue = {expiryOf("rebootTimer")};
     EXPECT_EQ(numberIn(planResume(ledger, otherBoot()).memory, "reboot_flag"), 1);
 }
 
 TEST(RestoredMemory, KeepsTheWindowBeforeASwapWithItsTimer) {
-    Ledger ledger = waiting({armed("rebootTimer", 1800)});
+    Ledger ledger = waitingFor({armed("rebootTimer", 1800)});
     ledger.memory = memoryWith({{kWindowBeforeSwap, 0}, {"g_dwldStartTimer", 1}});
     const service::ResumePlan plan = planResume(ledger, otherBoot());
     EXPECT_EQ(numberIn(plan.memory, kWindowBeforeSwap), 0);
@@ -86,7 +86,7 @@ TEST(RestoredMemory, KeepsTheWindowBeforeASwapWithItsTimer) {
 }
 
 TEST(RestoredMemory, TellsAWindowFromATimeOfDay) {
-    Ledger ledger = waiting({armed("rebootTimer", 1800)});
+    Ledger ledger = waitingFor({armed("rebootTimer", 1800)});
     service::BootFacts facts = otherBoot();
     facts.wallNow = kArmedAt + 1800 + 60;
     EXPECT_EQ(planResume(ledger, facts).timers.at(0).endBootMs, 7'000 + (86'400 - 60) * 1000);
@@ -97,7 +97,8 @@ TEST(RestoredMemory, TellsAWindowFromATimeOfDay) {
 }
 
 TEST(RestoredMemory, LetsAnOfferInThatIsOfferedAgain) {
-    for (const Ledger &ledger : {waiting({armed("downloadStartTimer", 1800)}), waiting({}, true)}) {
+    for (const Ledger &ledger :
+         {waitingFor({armed("downloadStartTimer", 1800)}), waitingFor({}, true)}) {
         const service::ResumePlan plan = planResume(ledger, otherBoot());
         ASSERT_TRUE(plan.redo);
         for (const char *const flag : {"g_dwldStartTimer", "g_dwldRetryTimer", "g_ISDeferedUpgrade",
@@ -108,7 +109,7 @@ TEST(RestoredMemory, LetsAnOfferInThatIsOfferedAgain) {
 }
 
 TEST(RestoredMemory, LosesTheFlagsOfACallThatIsGivenUp) {
-    Ledger ledger = running(expiryOf("rebootTimer"), memoryWith({{"reboot_flag", 1}}), 3);
+    Ledger ledger = interrupted(expiryOf("rebootTimer"), memoryWith({{"reboot_flag", 1}}), 3);
     ledger.waiting = service::WaitingOffer{offer(1, 0), "a", false, false};
     const service::ResumePlan plan = planResume(ledger, sameBoot());
     EXPECT_EQ(numberIn(plan.memory, "reboot_flag"), 0) << "no reboot would ever be scheduled again";
@@ -117,15 +118,15 @@ TEST(RestoredMemory, LosesTheFlagsOfACallThatIsGivenUp) {
 TEST(RestoredMemory, OfARedoneCallIsTheOneThatItStartedFrom) {
     for (const std::string &memory :
          {memoryWith(), memoryWith({}, "", "02:00"), memoryWith({}, "01:00", "02:00")}) {
-        EXPECT_EQ(planResume(running(offer(1, 0), memory), sameBoot()).memory, memory);
-        EXPECT_EQ(planResume(running(offer(1, 0), memory), otherBoot()).memory, memory);
+        EXPECT_EQ(planResume(interrupted(offer(1, 0), memory), sameBoot()).memory, memory);
+        EXPECT_EQ(planResume(interrupted(offer(1, 0), memory), otherBoot()).memory, memory);
     }
 }
 
 // The agent would take it for an old one, and do with it what the whole call would not have done.
 TEST(ARedoneCall, BeginsWithoutTheImageThatItWrote) {
     const auto beginsAnew = [](const service::Request &request, bool held, const std::string &now) {
-        Ledger ledger = running(request, memoryWith());
+        Ledger ledger = interrupted(request, memoryWith());
         ledger.running->held = held;
         service::BootFacts facts = sameBoot();
         facts.passiveVersion = now;
@@ -142,7 +143,7 @@ TEST(ARedoneCall, BeginsWithoutTheImageThatItWrote) {
 }
 
 TEST(ARedoneCall, BeginsWithTheImageThatItActivated) {
-    Ledger ledger = running(offer(1, 0), memoryWith());
+    Ledger ledger = interrupted(offer(1, 0), memoryWith());
     ledger.running->activated = true;
     service::BootFacts facts = sameBoot();
     facts.passiveVersion = kNew;
@@ -150,7 +151,7 @@ TEST(ARedoneCall, BeginsWithTheImageThatItActivated) {
 }
 
 TEST(ARedoneCall, OfAnOfferThatStoodKnowsWhatTheBankHeldThen) {
-    Ledger ledger = waiting({});
+    Ledger ledger = waitingFor({});
     service::BootFacts facts = sameBoot();
     EXPECT_FALSE(planResume(ledger, facts).redo->held);
     facts.passiveVersion = kNew;
@@ -159,19 +160,19 @@ TEST(ARedoneCall, OfAnOfferThatStoodKnowsWhatTheBankHeldThen) {
 }
 
 TEST(RestoredMemory, OfAWaitingOfferHasTheTimeThatTheAgentHad) {
-    Ledger ledger = waiting({armed("rebootTimer", 1800)});
+    Ledger ledger = waitingFor({armed("rebootTimer", 1800)});
     ledger.memory = memoryWith({}, "", "02:00");
     EXPECT_EQ(activationTimeIn(planResume(ledger, sameBoot()).memory), "");
 }
 
 TEST(RestoredMemory, IsNoneAfterABootIntoTheActivatedBank) {
-    Ledger ledger = running(offer(1, 1), memoryWith(kEverythingRaised));
+    Ledger ledger = interrupted(offer(1, 1), memoryWith(kEverythingRaised));
     ledger.running->activated = true;
     EXPECT_EQ(planResume(ledger, bootedTheOther()).memory, "");
 }
 
 TEST(RestoredMemory, StaysEmptyWhereNoneWasKept) {
-    EXPECT_EQ(planResume(running(offer(1, 1), ""), sameBoot()).memory, "");
+    EXPECT_EQ(planResume(interrupted(offer(1, 1), ""), sameBoot()).memory, "");
 }
 
 } // namespace

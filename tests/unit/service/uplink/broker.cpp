@@ -2,6 +2,8 @@
 // A real broker with TLS on a free port of loopback, and what else can stand at such a port.
 #include "broker.h"
 
+#include "tests/support/content_of.h"
+
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -30,11 +32,6 @@ keyUsage = critical, keyCertSign, cRLSign
 [leaf]
 basicConstraints = CA:FALSE
 )";
-
-std::string contentOf(const std::filesystem::path &path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 void openssl(const std::filesystem::path &folder, const std::string &arguments) {
     const std::string command = "cd '" + folder.string() + "' && " OTA_OPENSSL " " + arguments +
