@@ -119,7 +119,7 @@ struct Trailer {
     std::uint64_t payloadSize = 0; // of what lies before it
 };
 
-base::Result<Trailer> readTrailer(int image, std::uint64_t fileSize) {
+base::Result<Trailer> readTrailerAt(int image, std::uint64_t fileSize) {
     std::string footer(kFooterSize, '\0');
     if (fileSize < kFooterSize || !readAt(image, fileSize - kFooterSize, footer)) {
         return base::Error{"it is cut: there is no room for a manifest" + kGetWhole};
@@ -152,7 +152,7 @@ base::Result<SignedText> openTrailer(const Trailer &trailer, const ImageTrust &t
 
 base::Result<ImageManifest> readManifest(int image, std::uint64_t fileSize,
                                          const ImageTrust &trust) {
-    const auto trailer = readTrailer(image, fileSize);
+    const auto trailer = readTrailerAt(image, fileSize);
     if (!trailer) {
         return trailer.error();
     }
