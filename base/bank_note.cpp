@@ -37,7 +37,7 @@ Result<void> takeVersion(const cJSON *object, char *version) {
     return {};
 }
 
-Result<void> takeNumber(const cJSON *object, const char *key, int least, int most,
+Result<void> takeFact(const cJSON *object, const char *key, int least, int most,
                         std::int32_t &number) {
     const auto taken = takeIntegerWithin(object, key, least, most);
     if (!taken) {
@@ -49,21 +49,21 @@ Result<void> takeNumber(const cJSON *object, const char *key, int least, int mos
 
 Result<void> takeBank(const cJSON *object, OtaBank &bank) {
     return takeVersion(object, bank.version)
-        .andThen([&] { return takeNumber(object, "whole", 0, 1, bank.whole); })
-        .andThen([&] { return takeNumber(object, "attempts", 0, kMostCounted, bank.attempts); });
+        .andThen([&] { return takeFact(object, "whole", 0, 1, bank.whole); })
+        .andThen([&] { return takeFact(object, "attempts", 0, kMostCounted, bank.attempts); });
 }
 
 Result<void> takeFailed(const cJSON *object, OtaFailedVersion &failed) {
     return takeVersion(object, failed.version)
-        .andThen([&] { return takeNumber(object, "trials", 1, kMostCounted, failed.trials); })
+        .andThen([&] { return takeFact(object, "trials", 1, kMostCounted, failed.trials); })
         .andThen([&] {
-            return takeNumber(object, "last", OTA_FAILED_BOOT, OTA_FAILED_HEALTH, failed.last);
+            return takeFact(object, "last", OTA_FAILED_BOOT, OTA_FAILED_HEALTH, failed.last);
         });
 }
 
 Result<void> takeFacts(const cJSON *object, OtaBankFacts &facts) {
     for (const NumberRow &row : kNumbers) {
-        if (auto taken = takeNumber(object, row.key, row.least, 1, facts.*row.number); !taken) {
+        if (auto taken = takeFact(object, row.key, row.least, 1, facts.*row.number); !taken) {
             return taken;
         }
     }

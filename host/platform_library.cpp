@@ -61,7 +61,7 @@ base::Result<std::string> placeOf(const std::string &path) {
 }
 
 template <typename Function>
-void find(void *library, const char *name, Function &function) {
+void findCall(void *library, const char *name, Function &function) {
     function = reinterpret_cast<Function>(dlsym(library, name));
 }
 
@@ -76,21 +76,21 @@ base::Result<void> findCalls(void *library, const std::string &place) {
         return unusable(place + ": has no " + missing +
                         "; a platform has every function of platform/nal.h");
     }
-    find(library, "nal_getTmpDirectory", calls.tmpDirectory);
-    find(library, "nal_getLogsDirectory", calls.logsDirectory);
-    find(library, "nal_getCurSwVersion", calls.runningVersion);
-    find(library, "nal_getPrevSwVersion", calls.otherVersion);
-    find(library, "nal_writePassiveImage", calls.writePassiveImage);
-    find(library, "nal_activatePassiveImage", calls.activatePassiveImage);
-    find(library, "nalLogNotice", calls.logNotice);
-    find(library, "nalLogError", calls.logError);
+    findCall(library, "nal_getTmpDirectory", calls.tmpDirectory);
+    findCall(library, "nal_getLogsDirectory", calls.logsDirectory);
+    findCall(library, "nal_getCurSwVersion", calls.runningVersion);
+    findCall(library, "nal_getPrevSwVersion", calls.otherVersion);
+    findCall(library, "nal_writePassiveImage", calls.writePassiveImage);
+    findCall(library, "nal_activatePassiveImage", calls.activatePassiveImage);
+    findCall(library, "nalLogNotice", calls.logNotice);
+    findCall(library, "nalLogError", calls.logError);
     return {};
 }
 
 // A platform of an earlier header has fewer members, one of a later header more.
 base::Result<void> takeTable(void *library, const std::string &place) {
     decltype(&::otaPlatformService) tableOf = nullptr;
-    find(library, "otaPlatformService", tableOf);
+    findCall(library, "otaPlatformService", tableOf);
     const OtaPlatformService *const given = tableOf == nullptr ? nullptr : tableOf();
     if (given == nullptr) {
         return {};

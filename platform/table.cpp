@@ -12,11 +12,11 @@
 
 namespace {
 
-constexpr int kFailed = -1;
+constexpr int kNotDone = -1;
 
 const OtaPlatformHooks *hooks = nullptr;
 
-int answer(const base::Result<void> &done, OtaFault *why, int failed = kFailed) {
+int answer(const base::Result<void> &done, OtaFault *why, int failed = kNotDone) {
     if (done) {
         return 0;
     }
@@ -29,7 +29,7 @@ int answer(const base::Result<void> &done, OtaFault *why, int failed = kFailed) 
 }
 
 // A start that found a mistake in the configuration finds it again.
-int open(const char *configPath, OtaFault *why) {
+int openNode(const char *configPath, OtaFault *why) {
     if (const auto config = node::checkConfigFile(configPath); !config) {
         return answer(config.error(), why, OTA_CONFIG_WRONG);
     }
@@ -67,7 +67,7 @@ int beginTrial(OtaFault *what) {
 
 constexpr OtaPlatformService kTable{
     .size = sizeof(OtaPlatformService),
-    .open = open,
+    .open = openNode,
     .follow = follow,
     .bankFacts = bankFacts,
     .bankCapacity = nalBankCapacity,
