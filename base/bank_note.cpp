@@ -38,7 +38,7 @@ Result<void> takeVersion(const cJSON *object, char *version) {
 }
 
 Result<void> takeFact(const cJSON *object, const char *key, int least, int most,
-                        std::int32_t &number) {
+                      std::int32_t &number) {
     const auto taken = takeIntegerWithin(object, key, least, most);
     if (!taken) {
         return taken.error();
