@@ -4,6 +4,7 @@
 // file server fills the node's memory or its disk, and no user of the node keeps it from its
 // downloads by holding the few local ports that they leave from.
 #include "base/text.h"
+#include "host/download_file.h"
 #include "host/platform_library.h"
 #include "host/update_notes.h"
 #include "platform/nal.h"
@@ -12,6 +13,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -227,7 +229,10 @@ CURLcode performLimited(CURLcode (*perform)(CURL *), CURL *handle, std::uint64_t
     curl_easy_setopt(handle, CURLOPT_MAXFILESIZE_LARGE,
                      static_cast<curl_off_t>(bytes == kNoLimit ? 0 : bytes));
     const FileLimit limit(bytes);
-    const CURLcode result = perform(handle);
+    CURLcode result = perform(handle);
+    if (!writeWhatWaits() && result == CURLE_OK) {
+        result = CURLE_WRITE_ERROR;
+    }
     // What libcurl can tell of a write that failed is only that it did.
     return result == CURLE_WRITE_ERROR && refused != 0 ? CURLE_FILESIZE_EXCEEDED : result;
 }
@@ -321,6 +326,29 @@ Function *libcurls(const char *name) {
 // every authority of the distribution could stand in for the file server.
 void trustNobodyElse(CURL *handle) { curl_easy_setopt(handle, CURLOPT_CAPATH, nullptr); }
 
+// The value of an option is of one of these types, as its number says.
+CURLcode setItself(CURL *handle, CURLoption option, va_list values) {
+    static auto *const set = libcurls<CURLcode(CURL *, CURLoption, ...)>("curl_easy_setopt");
+    if (set == nullptr) {
+        return CURLE_FAILED_INIT;
+    }
+    switch (option / CURLOPTTYPE_OBJECTPOINT * CURLOPTTYPE_OBJECTPOINT) {
+    case CURLOPTTYPE_LONG:
+        return set(handle, option, va_arg(values, long));
+    case CURLOPTTYPE_OFF_T:
+        return set(handle, option, va_arg(values, curl_off_t));
+    case CURLOPTTYPE_FUNCTIONPOINT:
+        return set(handle, option, va_arg(values, void (*)()));
+    default:
+        break;
+    }
+    void *const object = va_arg(values, void *);
+    if (option == CURLOPT_WRITEDATA) {
+        writeInLargePieces(static_cast<std::FILE *>(object));
+    }
+    return set(handle, option, object);
+}
+
 CURLcode performItself(CURL *handle) {
     static auto *const perform = libcurls<CURLcode(CURL *)>("curl_easy_perform");
     return perform == nullptr ? CURLE_FAILED_INIT : perform(handle);
@@ -343,6 +371,15 @@ extern "C" CURL *curl_easy_init() {
         host::followTransfer(handle);
     }
     return handle;
+}
+
+#undef curl_easy_setopt // a macro that counts the arguments
+extern "C" CURLcode curl_easy_setopt(CURL *curl, CURLoption option, ...) {
+    va_list values;
+    va_start(values, option);
+    const CURLcode result = host::setItself(curl, option, values);
+    va_end(values);
+    return result;
 }
 
 extern "C" CURLcode curl_easy_perform(CURL *curl) {

@@ -21,7 +21,7 @@ from unit_sandbox import SandboxedNode
 
 STORE = "/etc/ssl/certs"
 MARGIN = 16 * 1024 * 1024  # beyond a bank
-ONE_BLOCK = 64 * 1024  # of what is received: it is refused as a whole
+ONE_BLOCK = (64 + 128) * 1024  # received and refused as a whole, and waiting to be written
 AGENT_PORTS = 47791, 47806
 ACCEPTED, REFUSED = 0, 60  # as curl ends
 WRITTEN_ONLY, URL_REFUSED = 57, 42
