@@ -6,7 +6,9 @@ import re
 import statistics
 import sys
 
-from contest import BY_HAND, MIB
+from contest import BY_HAND, MIB, SIGNED, SUMMED, UNSIGNED
+from disturbance import MOST_FOREIGN
+from figures import figures
 
 # What the platform tells of a bank that it wrote; the last two ran beside the others.
 WRITTEN = re.compile(
@@ -34,29 +36,51 @@ def load():
     print(f"{os.cpu_count()} processors, load {one_minute:.1f} at the beginning{note}", flush=True)
 
 
-def table(size, contest):
-    """Medians, and the ratios to the work by hand of the same round."""
-    hand = contest.seconds[BY_HAND]
-    print(f"\n{size} MiB over https, {len(hand)} rounds")
-    print(f"  {'':12}{'median':>9}{'ratio':>8}   of the rounds    most memory")
-    for name, seconds in contest.seconds.items():
-        ratios = [own / other for own, other in zip(seconds, hand)]
-        print(
-            f"  {name:12}{statistics.median(seconds):8.3f}s{statistics.median(ratios):8.3f}"
-            f"   {min(ratios):.3f} to {max(ratios):.3f}{memory(contest.stages(name))}"
+def title(size, rounds, bank_speed):
+    slowed = f", bank of {bank_speed / 1e6:g} MB/s" if bank_speed else ""
+    return f"{size} MiB over https{slowed}, {rounds} rounds, time by hand = 1"
+
+
+def told(judge):
+    """What others spoilt."""
+    share = f"{MOST_FOREIGN:.0%} of the processors"
+    lines = [f"  {judge.repeated} rounds were run again: others took more than {share}"]
+    if judge.spoilt:
+        lines.append(
+            f"  {judge.spoilt} disturbed rounds are among these figures, since no more were to be "
+            "repeated: measure again when the machine is idle"
         )
+    return "\n".join(lines)
+
+
+def table(size, contest, judge):
+    """Medians, and the ratios to the work by hand of the same round."""
+    rows = figures(contest.rows, BY_HAND, SUMMED)
+    rounds = len(contest.rows[BY_HAND].seconds)
+    print(f"\n{title(size, rounds, contest.bank_speed)}")
+    print(
+        f"  {'':15}{'median':>9}{'ratio':>7}   of the rounds   to summed   processor   most memory"
+    )
+    for row in rows:
+        print(
+            f"  {row.name:15}{row.seconds:8.3f}s{row.ratio:7.2f}   "
+            f"{row.lowest:.2f} to {row.highest:.2f}{row.to_summed:12.2f}{row.processor:12.2f}"
+            f"{memory(contest.stages(row.name))}"
+        )
+    print(told(judge))
     print("  where the time goes, medians in seconds:")
-    for name in contest.seconds:
+    for name in (BY_HAND, UNSIGNED, SIGNED):
         print(f"    {name}: {medians(contest.stages(name))}")
         if name != BY_HAND:
-            print(f"    {name}, writing: {medians(written(contest.logs[name]))}")
+            print(f"    {name}, writing: {medians(written(contest.log(name)))}")
     sys.stdout.flush()
+    return rows
 
 
 def memory(runs):
     """Of the host process, over all runs; nothing by hand."""
     peaks = [run["peak_kb"] for run in runs if "peak_kb" in run]
-    return f"   {max(peaks) * 1024 / MIB:6.2f} MiB" if peaks else ""
+    return f"    {max(peaks) * 1024 / MIB:6.2f} MiB" if peaks else ""
 
 
 def medians(runs):

@@ -73,6 +73,16 @@ class FrontDoor(unittest.TestCase):
         self.assertIn("needs root", answer.stderr)
         self.assertIn("libcjson-dev", answer.stderr)
 
+    def test_the_updaters_of_debian_are_installed_for_a_bench_with_peers_alone(self):
+        self.tools_of_a_machine_without_packages()
+        self.tool("id", "echo 1000")
+        for options, wanted in (((), False), (("--peers",), True)):
+            answer = self.dev("bench", *options, only_tools=True)
+            self.assertEqual(answer.returncode, 1)
+            self.assertIn("hyperfine", answer.stderr)
+            for package in ("swupdate", "rauc"):
+                self.assertEqual(package in answer.stderr, wanted, answer.stderr)
+
     def test_setup_with_sudo_names_what_it_installs(self):
         self.tools_of_a_machine_without_packages()
         self.tool("id", "echo 1000")
