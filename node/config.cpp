@@ -30,7 +30,8 @@ std::string programOf(const std::string &command) {
 // One reading of the file: its entries, the configuration they make, and what is wrong with them.
 class Reading {
   public:
-    Reading(const std::string &path, const std::string &text) : path_(path) {
+    Reading(const std::string &path, const std::string &text, Reader reader)
+        : path_(path), reader_(reader) {
         entries_ = parseIni(path, text, mistakes_);
     }
 
@@ -53,15 +54,18 @@ class Reading {
             (hasConfigs || findEntry(entries_, "service", "state") != nullptr)) {
             complainUnlessEmpty("service", "state", whyNoStateDirectory(config_.stateDirectory));
         }
-        lookAtBanks();
-        lookAtBootState();
+        if (hasReferencePlatform()) {
+            lookAtBanks();
+            lookAtBootState();
+            isTrusted("trial", "health_command", programOf(config_.healthCommand));
+            lookAtFile("images", "signer_ca", config_.signerAuthority);
+        }
+        lookAtFile("service", "platform", config_.platform);
         // The one for downloads may still be to come.
         if (isTrusted("paths", "ca_certificate", config_.caCertificate) &&
             access(config_.caCertificate.c_str(), F_OK) == 0) {
             lookAtFile("paths", "ca_certificate", config_.caCertificate);
         }
-        isTrusted("trial", "health_command", programOf(config_.healthCommand));
-        lookAtFile("images", "signer_ca", config_.signerAuthority);
         lookAtFile("root", "ca_certificate", config_.rootCaCertificate);
         lookAtFile("root", "certificate", config_.rootCertificate);
         lookAtFile("root", "key", config_.rootKey, base::whyNoPrivateKey);
@@ -72,15 +76,18 @@ class Reading {
         if (!mistakes_.empty()) {
             return;
         }
+        if (access(config_.caCertificate.c_str(), F_OK) == 0) {
+            complainUnlessEmpty("paths", "ca_certificate",
+                                whyNoCertificates(config_.caCertificate));
+        }
+        if (!hasReferencePlatform()) {
+            return;
+        }
         const BootPlace &place = config_.bootState;
         complainUnlessEmpty("banks", place.file.empty() ? "fw_env_config" : "boot_state",
                             whyNoBootState(place));
         if (const std::string program = programOf(config_.healthCommand); !program.empty()) {
             complainUnlessEmpty("trial", "health_command", whyNoProgram(program));
-        }
-        if (access(config_.caCertificate.c_str(), F_OK) == 0) {
-            complainUnlessEmpty("paths", "ca_certificate",
-                                whyNoCertificates(config_.caCertificate));
         }
         if (!config_.signerAuthority.empty()) {
             complainUnlessEmpty("images", "signer_ca", whyNoCertificates(config_.signerAuthority));
@@ -126,14 +133,22 @@ class Reading {
                 warnings_.push_back(atLine(path_, entry->line) + nameOf(row.section, row.key) +
                                     " " + odd);
             }
-        } else if (row.required) {
+        } else if (row.required &&
+                   (hasReferencePlatform() || std::string_view(row.section) != "banks")) {
             complain(row.section, row.key, std::string("is missing: expected ") + row.expected);
         }
     }
 
+    // A platform of another maker keeps its banks as it likes.
+    bool hasReferencePlatform() const {
+        return reader_ == Reader::platform || findEntry(entries_, "service", "platform") == nullptr;
+    }
+
     void checkTogether() {
-        checkBootState();
-        checkSignature();
+        if (hasReferencePlatform()) {
+            checkBootState();
+            checkSignature();
+        }
         checkRoot();
     }
 
@@ -256,6 +271,7 @@ class Reading {
     }
 
     const std::string &path_;
+    Reader reader_;
     std::vector<IniEntry> entries_;
     Config config_;
     std::vector<std::string> mistakes_;
@@ -266,7 +282,7 @@ class Reading {
 
 enum class Depth { toStart, toUpgrade };
 
-std::vector<std::string> check(const std::string &path, Depth depth, Config &config,
+std::vector<std::string> check(const std::string &path, Reader reader, Depth depth, Config &config,
                                std::vector<std::string> *warnings) {
     // Before it is opened: one of another user may be a pipe that nobody writes to.
     if (const std::string flaw = base::whyNotTrusted(path); !flaw.empty()) {
@@ -276,7 +292,7 @@ std::vector<std::string> check(const std::string &path, Depth depth, Config &con
     if (!text) {
         return {text.error().text + "; give a configuration made after node.conf.example"};
     }
-    Reading reading(path, *text);
+    Reading reading(path, *text, reader);
     reading.takeEntries();
     reading.lookAtPlaces();
     if (depth == Depth::toUpgrade) {
@@ -302,7 +318,7 @@ base::Result<std::string> readConfigText(const std::string &path) {
 }
 
 base::Result<Config> parseConfig(const std::string &path, const std::string &text) {
-    Reading reading(path, text);
+    Reading reading(path, text, Reader::service);
     reading.takeEntries();
     if (!reading.mistakes().empty()) {
         return base::Error{reading.mistakes().front()};
@@ -310,9 +326,9 @@ base::Result<Config> parseConfig(const std::string &path, const std::string &tex
     return reading.config();
 }
 
-base::Result<Config> checkConfigFile(const std::string &path) {
+base::Result<Config> checkConfigFile(const std::string &path, Reader reader) {
     Config config;
-    const std::vector<std::string> mistakes = check(path, Depth::toStart, config, nullptr);
+    const std::vector<std::string> mistakes = check(path, reader, Depth::toStart, config, nullptr);
     if (!mistakes.empty()) {
         return base::Error{mistakes.front()};
     }
@@ -322,7 +338,7 @@ base::Result<Config> checkConfigFile(const std::string &path) {
 std::vector<std::string> configMistakes(const std::string &path,
                                         std::vector<std::string> *warnings) {
     Config unused;
-    return check(path, Depth::toUpgrade, unused, warnings);
+    return check(path, Reader::service, Depth::toUpgrade, unused, warnings);
 }
 
 } // namespace node

@@ -45,6 +45,7 @@ struct Config {
 
     // [service]
     std::string stateDirectory; // never empty; need not exist
+    std::string platform;       // library; empty: the reference platform
     bool allowPlainHttp = false;
     std::string lowestVersion; // empty: none
     std::uint64_t historySize = 256 * 1024;
@@ -78,10 +79,16 @@ base::Result<std::string> readConfigText(const std::string &path);
 base::Result<Config> parseConfig(const std::string &path, const std::string &text);
 
 /*
+ * For whom the configuration is read. Where it names a platform, [banks], [trial] and [images] are
+ * that one's own business: the service neither demands them nor looks at what they name.
+ */
+enum class Reader { service, platform };
+
+/*
  * Reads and parses the file, and looks at what it names: directories, banks, certificates. Takes no
  * lock and changes nothing. The error is the first mistake, as of parseConfig.
  */
-base::Result<Config> checkConfigFile(const std::string &path);
+base::Result<Config> checkConfigFile(const std::string &path, Reader reader = Reader::service);
 
 /*
  * The same, every mistake on a line of its own; empty where there is none. Where a start finds

@@ -213,6 +213,8 @@ const ConfigRow kRows[] = {
      [](const std::string &value, Config &config) {
          return takePath(value, config.stateDirectory);
      }},
+    {"service", "platform", "the file of a platform's library", false, 0, "",
+     [](const std::string &value, Config &config) { return takePath(value, config.platform); }},
     {"service", "allow_plain_http", "yes or no", false, 0, "",
      [](const std::string &value, Config &config) {
          return takeYesOrNo(value, config.allowPlainHttp);
@@ -236,9 +238,8 @@ const ConfigRow kRows[] = {
          return takePath(value, config.rootCaCertificate);
      }},
     {"root", "certificate", kPlainFile, false, 0, "",
-     [](const std::string &value, Config &config) {
-         return takePath(value, config.rootCertificate);
-     }},
+     [](const std::string &value,
+        Config &config) { return takePath(value, config.rootCertificate); }},
     {"root", "key", kPlainFile, false, 0, "",
      [](const std::string &value, Config &config) { return takePath(value, config.rootKey); }},
     {"root", "topic",

@@ -30,7 +30,7 @@ int answer(const base::Result<void> &done, OtaFault *why, int failed = kNotDone)
 
 // A start that found a mistake in the configuration finds it again.
 int openNode(const char *configPath, OtaFault *why) {
-    if (const auto config = node::checkConfigFile(configPath); !config) {
+    if (const auto config = node::checkConfigFile(configPath, node::Reader::platform); !config) {
         return answer(config.error(), why, OTA_CONFIG_WRONG);
     }
     return answer(nalOpen(configPath), why);

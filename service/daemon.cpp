@@ -28,7 +28,7 @@ Daemon::Daemon(sd_event *loop, Options options, const node::Config &config)
       root_(loop, config_, bus_, board_, eventLog_),
       jobs_({loop, config_, options_.bootId, kept_.book, eventLog_, board_, bus_, timers_,
              options_.rebootPatience},
-            {options_.host, options_.library, options_.config},
+            {options_.host, options_.library, options_.config, config_.platform},
             [this](const cJSON &message) { hostCalls_.take(message); }),
       hostCalls_(jobs_, eventLog_, board_, bus_, root_, timers_),
       busIsLate_(loop, [this] { goOnWithoutBus(); }) {}

@@ -84,6 +84,10 @@ base::Result<void> HostProcess::start(std::vector<std::string> options) {
                                   program_.library.data(), const_cast<char *>("--config"),
                                   program_.config.data(),  const_cast<char *>("--channel"),
                                   channel.data()};
+    if (!program_.platform.empty()) {
+        arguments.insert(arguments.end(),
+                         {const_cast<char *>("--platform"), program_.platform.data()});
+    }
     for (std::string &option : options) {
         arguments.push_back(option.data());
     }

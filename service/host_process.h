@@ -16,6 +16,7 @@ struct HostProgram {
     std::string program;
     std::string library;
     std::string config;
+    std::string platform{}; // empty: the host's own default
 };
 
 class HostProcess {
