@@ -60,6 +60,7 @@ class Installed(unittest.TestCase):
             headers
             | {
                 str(library),
+                str(library.with_name("libotaGuard.so")),
                 str(folder / "pkgconfig/otaSwAgent.pc"),
                 str(folder / "cmake/otaSwAgent/otaSwAgentConfig.cmake"),
                 str(folder / "cmake/otaSwAgent/otaSwAgentConfigVersion.cmake"),
@@ -197,12 +198,13 @@ class Installed(unittest.TestCase):
             for path in self.root.rglob("*")
             if path.is_file() and path.read_bytes()[:4] == b"\x7fELF"
         ]
-        self.assertEqual(len(programs), 8, programs)
+        self.assertEqual(len(programs), 9, programs)
         for program in programs:
             self.assertNotIn(".symtab", run("readelf", "-S", "-W", program).stdout, program)
         for name, export in (
             ("libotaSwAgent.so", "initOTAlib"),
             ("libotaSwPlatform.so", "otaPlatformService"),
+            ("libotaGuard.so", "otaGuardOffer"),
             ("ota-host", "startTimer"),
             # Found by the library before libcurl's.
             ("ota-host", "curl_easy_init"),
