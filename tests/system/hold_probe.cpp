@@ -228,6 +228,17 @@ extern "C" ssize_t write(int file, const void *bytes, std::size_t count) {
     return result;
 }
 
+// What moves from file to file is written too.
+extern "C" ssize_t splice(int from, off64_t *fromAt, int to, off64_t *toAt, std::size_t count,
+                          unsigned flags) {
+    static auto *const real =
+        realFunction<ssize_t(int, off64_t *, int, off64_t *, std::size_t, unsigned)>("splice");
+    passFile("write", to, Moment::before);
+    const ssize_t result = real(from, fromAt, to, toAt, count, flags);
+    passFile("write", to, Moment::after);
+    return result;
+}
+
 extern "C" int fsync(int file) {
     static auto *const real = realFunction<int(int)>("fsync");
     passFile("fsync", file, Moment::before);

@@ -20,7 +20,7 @@ STEPS = {
     "before the first byte": "fopen 4QZ 1 before",
     "verifying": "popen md5sum 1 before",
     "writing, nothing changed yet": "write boot_state.ini 1 before",
-    "writing, in the middle": "write banks/b 3 before",
+    "writing, in the middle": "write banks/b 2 before",
     "written, not noted": "write boot_state.ini 3 before",
     "written and noted": "fsync boot_state.ini 8 after",
     "activating": "write boot_state.ini 5 before",

@@ -37,7 +37,7 @@ POINTS = [
     Point("verifying", "popen md5sum 1 before", AGAIN),
     Point("writing, nothing changed yet", "write boot_state.ini 1 before", AGAIN),
     Point("writing, the bank is given up", "fsync boot_state.ini 4 after", AGAIN),
-    Point("writing, in the middle", "write banks/b 3 before", AGAIN),
+    Point("writing, in the middle", "write banks/b 2 before", AGAIN),
     Point("writing, not on the disk yet", "fsync banks/b 1 before", AGAIN),
     Point("written, not noted", "write boot_state.ini 3 before", AGAIN),
     Point("written, noted in one copy", "write boot_state.ini 3 after", ONCE),
