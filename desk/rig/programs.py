@@ -18,6 +18,7 @@ _PLACES = {
     "ota-bench-upgrade": "bench/ota-bench-upgrade",
     "ota-desk": "desk/ota-desk",
     "libotaSwAgent.so": "src/libotaSwAgent.so",
+    "libotaSwPlatform.so": "host/libotaSwPlatform.so",
 }
 
 

@@ -247,6 +247,7 @@ class Mishap(unittest.TestCase):
             "ota-boot-state",
             "ota-power",
             "libotaSwAgent.so",
+            "libotaSwPlatform.so",
         ]:
             there.path(part).parent.mkdir(parents=True, exist_ok=True)
             shutil.copy2(here.path(part), there.path(part))
