@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <curl/curl.h>
+#include <dlfcn.h>
 #include <memory>
 #include <string_view>
 
@@ -28,16 +29,53 @@ bool isPlain(char byte) {
     return byte > ' ' && byte <= '~' && kExpanded.find(byte) == std::string_view::npos;
 }
 
+// What is asked of libcurl. It is loaded at the first URL and stays: with the thirty libraries that
+// it brings along it takes 4 MiB of memory, which a daemon that waits for an offer has no use for.
+struct UrlLibrary {
+    decltype(&curl_url) newUrl = nullptr;
+    decltype(&curl_url_cleanup) release = nullptr;
+    decltype(&curl_url_set) set = nullptr;
+    decltype(&curl_url_get) get = nullptr;
+    decltype(&curl_free) freeText = nullptr;
+    decltype(&curl_url_strerror) reasonOf = nullptr;
+    std::string whyNot; // empty: it is there
+};
+
+template <typename Function>
+bool find(void *library, const char *name, Function &function) {
+    function = library == nullptr ? nullptr : reinterpret_cast<Function>(dlsym(library, name));
+    return function != nullptr;
+}
+
+UrlLibrary loadUrlLibrary() {
+    UrlLibrary loaded;
+    void *const library = dlopen("libcurl.so.4", RTLD_LAZY | RTLD_LOCAL);
+    const bool isWhole = find(library, "curl_url", loaded.newUrl) &&
+                         find(library, "curl_url_cleanup", loaded.release) &&
+                         find(library, "curl_url_set", loaded.set) &&
+                         find(library, "curl_url_get", loaded.get) &&
+                         find(library, "curl_free", loaded.freeText) &&
+                         find(library, "curl_url_strerror", loaded.reasonOf);
+    if (!isWhole) {
+        loaded.whyNot = std::string(dlerror()) + "; install libcurl, then start this again";
+    }
+    return loaded;
+}
+
 // As libcurl will read it for the download. Empty: it can be read, else the reason.
 std::string whyNotReadable(const std::string &url) {
-    const std::unique_ptr<CURLU, void (*)(CURLU *)> handle(curl_url(), curl_url_cleanup);
-    const CURLUcode code = curl_url_set(handle.get(), CURLUPART_URL, url.c_str(), 0);
+    static const UrlLibrary library = loadUrlLibrary();
+    if (!library.whyNot.empty()) {
+        return library.whyNot;
+    }
+    const std::unique_ptr<CURLU, void (*)(CURLU *)> handle(library.newUrl(), library.release);
+    const CURLUcode code = library.set(handle.get(), CURLUPART_URL, url.c_str(), 0);
     if (code != CURLUE_OK) {
-        return curl_url_strerror(code);
+        return library.reasonOf(code);
     }
     char *host = nullptr;
-    const CURLUcode hostCode = curl_url_get(handle.get(), CURLUPART_HOST, &host, 0);
-    const std::unique_ptr<char, void (*)(void *)> owner(host, curl_free);
+    const CURLUcode hostCode = library.get(handle.get(), CURLUPART_HOST, &host, 0);
+    const std::unique_ptr<char, void (*)(void *)> owner(host, library.freeText);
     return hostCode == CURLUE_OK && *host != '\0' ? std::string() : "no host part in the URL";
 }
 
