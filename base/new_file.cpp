@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
-#include <deque>
+#include <list>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -23,7 +23,7 @@ UniqueFd beginningOf(const std::string &path) {
     return UniqueFd(open(path.starts_with('/') ? "/" : ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
 
-void putAhead(const std::string &path, std::deque<std::string> &ahead) {
+void putAhead(const std::string &path, std::list<std::string> &ahead) {
     const std::vector<std::string> names = namesOf(path);
     ahead.insert(ahead.begin(), names.begin(), names.end());
 }
@@ -93,7 +93,7 @@ class Search {
     }
 
     const std::string &path_;
-    std::deque<std::string> ahead_;
+    std::list<std::string> ahead_;
     UniqueFd at_;
     int links_ = 0;
 };

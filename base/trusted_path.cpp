@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
-#include <deque>
+#include <list>
 #include <grp.h>
 #include <pwd.h>
 #include <sys/stat.h>
@@ -173,7 +173,7 @@ class Walk {
 
     PathOwners owners_;
     PathPlace end_;
-    std::deque<std::string> ahead_;
+    std::list<std::string> ahead_;
     std::string at_;
     PathFacts facts_; // of `at`
     int links_ = 0;

@@ -52,7 +52,7 @@ endif()
 # objects hold plain code too, for what is linked on a desk and in tests.
 if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   set(OTA_LINK_TIME ON)
-  list(APPEND OTA_SIZE_OPTIONS -flto -ffat-lto-objects)
+  list(APPEND OTA_SIZE_OPTIONS -flto -ffat-lto-objects $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>)
 endif()
 
 # With CMAKE_UNITY_BUILD, as the presets have it, the files of a room are compiled as one: three times
@@ -64,7 +64,7 @@ add_library(ota_std_headers OBJECT ${CMAKE_CURRENT_LIST_DIR}/std_headers.cpp)
 target_compile_options(ota_std_headers PRIVATE ${OTA_SIZE_OPTIONS})
 target_link_libraries(ota_std_headers PRIVATE ota_compile_options)
 target_precompile_headers(ota_std_headers PRIVATE
-  <algorithm> <array> <chrono> <deque> <functional> <map> <memory> <optional> <span> <string>
+  <algorithm> <array> <chrono> <functional> <list> <map> <memory> <optional> <span> <string>
   <string_view> <utility> <vector>)
 
 # ota_add_room(NAME [OBJECT] SOURCE...): a library of one folder; its headers are included by their
@@ -77,12 +77,27 @@ function(ota_add_room name)
   target_precompile_headers(${name} REUSE_FROM ota_std_headers)
 endfunction()
 
+# Relative relocations take an eighth where the C library knows their packed form, which an older one
+# would pass over without a word: so they are only packed where a program so linked was seen to run.
+set(OTA_SMALL_LINK_OPTIONS LINKER:--gc-sections LINKER:--as-needed)
+if(OTA_LINK_TIME AND NOT CMAKE_CROSSCOMPILING)
+  include(CheckCXXSourceRuns)
+  set(CMAKE_REQUIRED_LINK_OPTIONS LINKER:-z,pack-relative-relocs)
+  check_cxx_source_runs("
+    static const char *const texts[] = {\"a\", \"b\", \"c\"};
+    int main(int count, char **) { return *texts[count] == 'b' ? 0 : 1; }" OTA_PACKS_RELOCATIONS)
+  unset(CMAKE_REQUIRED_LINK_OPTIONS)
+  if(OTA_PACKS_RELOCATIONS)
+    list(APPEND OTA_SMALL_LINK_OPTIONS LINKER:-z,pack-relative-relocs)
+  endif()
+endif()
+
 # ota_link_small(NAME): without what nobody uses; with OTA_LINK_TIME optimised as a whole.
 function(ota_link_small name)
   if(OTA_SANITIZE OR OTA_FUZZ OR OTA_COVERAGE)
     return()
   endif()
-  target_link_options(${name} PRIVATE LINKER:--gc-sections LINKER:--as-needed)
+  target_link_options(${name} PRIVATE ${OTA_SMALL_LINK_OPTIONS})
   if(OTA_LINK_TIME)
     target_link_options(${name} PRIVATE -flto=auto LINKER:-z,noseparate-code)
   else()

@@ -19,7 +19,7 @@
 #include <cstdio>
 #include <cstring>
 #include <curl/curl.h>
-#include <deque>
+#include <list>
 #include <dlfcn.h>
 #include <limits>
 #include <string>
@@ -39,8 +39,8 @@ constexpr long kGood = 200;
 
 // A server may send headers without end: the middle of a long story is counted, not kept.
 struct Story {
-    std::deque<std::string> first;
-    std::deque<std::string> last;
+    std::list<std::string> first;
+    std::list<std::string> last;
     std::size_t leftOut = 0;
 };
 Story story;

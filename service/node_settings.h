@@ -10,7 +10,7 @@
 #include "node/config.h"
 #include "node/settings_overlay.h"
 
-#include <deque>
+#include <list>
 #include <string>
 
 namespace service {
@@ -40,7 +40,7 @@ class NodeSettings {
     DiskWriter &disk_;
     std::string path_;
     node::Overlay kept_;
-    std::deque<Change> changes_; // the first is being kept
+    std::list<Change> changes_; // the first is being kept
 };
 
 } // namespace service

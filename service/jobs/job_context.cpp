@@ -15,7 +15,7 @@ bool JobContext::awaitsReboot() const {
 }
 
 bool JobContext::awaitsTimer() const {
-    const std::deque<Request> &queue = ledger().queue;
+    const std::list<Request> &queue = ledger().queue;
     return !deps.timers.armed().empty() ||
            std::any_of(queue.begin(), queue.end(),
                        [](const Request &one) { return one.kind == kTimer; });

@@ -10,7 +10,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -84,8 +84,8 @@ class DiskWriter {
     base::UniqueFd event_;
     mutable std::mutex mutex_; // of all below but the thread
     std::condition_variable wake_;
-    std::deque<Text> texts_;
-    std::deque<Line> lines_;
+    std::list<Text> texts_;
+    std::list<Line> lines_;
     std::uint64_t linesQueued_ = 0, linesDone_ = 0;
     std::uint64_t notOvertaken_ = 0; // so many lines come before the next text
     std::vector<Completion> completions_;

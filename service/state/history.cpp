@@ -129,8 +129,10 @@ std::uint64_t History::takeUnwritten() { return isBehind() ? 0 : std::exchange(u
 std::vector<std::string> History::newest(std::size_t count) const {
     const std::size_t taken = std::min(count, lines_.size());
     std::vector<std::string> lines;
-    for (std::size_t i = lines_.size() - taken; i < lines_.size(); ++i) {
-        lines.push_back(lines_[i].line);
+    lines.reserve(taken);
+    for (auto kept = std::prev(lines_.end(), static_cast<std::ptrdiff_t>(taken));
+         kept != lines_.end(); ++kept) {
+        lines.push_back(kept->line);
     }
     return lines;
 }

@@ -9,7 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
-#include <deque>
+#include <list>
 #include <functional>
 #include <map>
 #include <memory>
@@ -89,7 +89,7 @@ class History {
     std::function<void(const std::string &)> failed_;
     bool failing_ = false;
     std::uint64_t unwritten_ = 0;
-    std::deque<Kept> lines_;
+    std::list<Kept> lines_;
     std::map<std::string, std::size_t> ofOthers_; // lines in memory of each source
     std::uint64_t lastNumber_ = 0;
 };

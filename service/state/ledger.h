@@ -7,7 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -76,7 +76,7 @@ struct Ledger {
 
     std::string bootId; // the last boot whose commit check ran
     std::uint64_t nextTicket = 1;
-    std::deque<Request> queue;
+    std::list<Request> queue;
     std::optional<Running> running;
     std::optional<WaitingOffer> waiting;
     std::vector<ArmedTimer> timers;

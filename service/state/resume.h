@@ -9,7 +9,7 @@
 #include "service/state/ledger.h"
 
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <optional>
 #include <string>
 #include <vector>
@@ -71,7 +71,7 @@ struct ResumePlan {
     std::optional<Running> redo;    // its starts count this one
     bool beginAnew = false;         // behind the restore: what the redo has written is given up
     std::optional<WaitingOffer> waiting;
-    std::deque<Request> queue; // in place of the ledger's
+    std::list<Request> queue; // in place of the ledger's
 };
 
 /*

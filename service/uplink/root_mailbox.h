@@ -11,7 +11,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -87,7 +87,7 @@ class RootMailbox {
     mutable std::mutex mutex_;
     std::condition_variable endChanged_;
     Flag wake_, events_;
-    std::deque<Outgoing> outgoing_;
+    std::list<Outgoing> outgoing_;
     std::vector<RootEvent> waitingEvents_;
     std::size_t waitingBytes_ = 0;
     std::string problem_;

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <deque>
+#include <list>
 
 namespace shop {
 
@@ -18,7 +18,7 @@ struct Item {
 struct Shop {
     std::string colour = "red";
     std::optional<Item> first;
-    std::deque<Item> shelf;
+    std::list<Item> shelf;
     std::uint64_t money = 0;
     bool operator==(const Shop &) const = default;
 };

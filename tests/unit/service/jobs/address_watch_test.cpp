@@ -61,7 +61,7 @@ TEST_F(RequestsByAddress, that_were_kept_wait_for_the_address_that_they_name) {
     ledger.waiting = WaitingOffer{offerRequest(6), "a", false, false};
     ledger.timers = {{"downloadRetryTimer", 1, 0, 0, 1}};
     ledger.queue = {offerRequest(7), mobileTriggerRequest(1)};
-    ledger.queue[1].ticket = 8;
+    ledger.queue.back().ticket = 8;
     keep(ledger);
     host_.release("nameless");
     host_.on("start-up", {say(R"({"note":"node","mac":""})")});

@@ -41,9 +41,9 @@ TEST_F(Requests, are_on_the_disk_before_they_are_answered) {
     EXPECT_EQ(answered, 0U);
     ASSERT_TRUE(turnUntil([&] { return answered != 0; }));
     ASSERT_EQ(seen.queue.size(), 1U);
-    EXPECT_EQ(seen.queue[0].ticket, answered);
-    EXPECT_EQ(seen.queue[0].version, kNew);
-    EXPECT_EQ(seen.queue[0].policy, 1);
+    EXPECT_EQ(seen.queue.front().ticket, answered);
+    EXPECT_EQ(seen.queue.front().version, kNew);
+    EXPECT_EQ(seen.queue.front().policy, 1);
     EXPECT_EQ(seen.nextTicket, answered + 1);
 }
 

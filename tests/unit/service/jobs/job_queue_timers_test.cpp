@@ -66,7 +66,7 @@ TEST_F(TimersOfTheAgent, that_ran_out_are_on_the_disk_as_expired_and_not_as_arme
     ledger.waiting = WaitingOffer{offerRequest(7), "a", false, false};
     ledger.timers = {{"rebootTimer", 1, bootNowMs() + kSoonMs, 0, 1}};
     ledger.queue = {mobileTriggerRequest(1)};
-    ledger.queue[0].ticket = 8;
+    ledger.queue.front().ticket = 8;
     keep(ledger);
     host_.on("mobile-trigger", {hang()});
     startUp();
@@ -74,7 +74,7 @@ TEST_F(TimersOfTheAgent, that_ran_out_are_on_the_disk_as_expired_and_not_as_arme
     EXPECT_EQ(told("timer-ran-out")[0], "7 0 rebootTimer") << "it is the offer's";
     ASSERT_TRUE(turnUntil([&] { return kept().running && kept().queue.size() == 1; }));
     const Ledger now = kept();
-    EXPECT_EQ(now.queue[0].kind, kTimer);
+    EXPECT_EQ(now.queue.front().kind, kTimer);
     EXPECT_THAT(now.timers, IsEmpty());
 }
 

@@ -194,7 +194,7 @@ TEST(AStartRechecks, TheWaitingOfferAndTakesItsOwnAlong) {
     EXPECT_FALSE(plan.redo) << "it was the offer's timer";
     EXPECT_TRUE(plan.timers.empty());
     ASSERT_EQ(plan.queue.size(), 1U);
-    EXPECT_EQ(plan.queue[0].ticket, 7U);
+    EXPECT_EQ(plan.queue.front().ticket, 7U);
 }
 
 TEST(AStartRechecks, TheMemoryAndKeepsTheTimeThatWasAccepted) {

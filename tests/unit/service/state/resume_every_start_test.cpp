@@ -60,7 +60,7 @@ std::vector<std::vector<service::ArmedTimer>> everySetOfTimers() {
     return {{}, {reboot}, {retry}, {window}, {reboot, window}};
 }
 
-std::vector<std::deque<Request>> everyQueue() {
+std::vector<std::list<Request>> everyQueue() {
     return {{}, {expiryOf("rebootTimer"), trigger(7)}, {offer(8, 3), activationTime(9)}};
 }
 

@@ -75,7 +75,7 @@ Ledger runningOver(const Request &request, Ledger ledger, bool activated, int cr
     return ledger;
 }
 
-Ledger queued(std::deque<Request> queue, Ledger ledger) {
+Ledger queued(std::list<Request> queue, Ledger ledger) {
     ledger.queue = std::move(queue);
     return ledger;
 }

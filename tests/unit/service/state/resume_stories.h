@@ -22,7 +22,7 @@ service::Ledger waiting(const service::Request &offered, std::vector<service::Ar
 /* The same with a call that broke off, or with a queue. */
 service::Ledger runningOver(const service::Request &request, service::Ledger ledger,
                             bool activated = false, int crashes = 0);
-service::Ledger queued(std::deque<service::Request> queue, service::Ledger ledger);
+service::Ledger queued(std::list<service::Request> queue, service::Ledger ledger);
 service::Ledger withMemory(service::Ledger ledger);
 
 /* The node remembers that this version failed so many trials, the last one by this reason. */
