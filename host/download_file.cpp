@@ -16,21 +16,21 @@ void *pieces() {
     return memory;
 }
 
-std::FILE *current = nullptr;
+std::FILE *downloaded = nullptr;
 
 } // namespace
 
 void writeInLargePieces(std::FILE *file) {
     const bool isLarge = file != nullptr && pieces() != MAP_FAILED &&
                          std::setvbuf(file, static_cast<char *>(pieces()), _IOFBF, kPiece) == 0;
-    current = isLarge ? file : nullptr;
+    downloaded = isLarge ? file : nullptr;
 }
 
 bool writeWhatWaits() {
-    if (current == nullptr) {
+    if (downloaded == nullptr) {
         return true;
     }
-    if (std::fflush(current) != 0) {
+    if (std::fflush(downloaded) != 0) {
         return false; // it still waits there
     }
     madvise(pieces(), kPiece, MADV_DONTNEED);
