@@ -67,9 +67,9 @@ bool takeFailed(const std::string &text, FailedVersion &failed) {
 }
 
 // Takes the checked values out of the variables; remembers the first mistake.
-class Reader {
+class VariableReader {
   public:
-    Reader(const std::string &place, const BootVariables &variables)
+    VariableReader(const std::string &place, const BootVariables &variables)
         : place_(place), variables_(variables) {}
 
     BootState read() {
@@ -229,7 +229,7 @@ BootVariables formatBootState(const BootState &state) {
 }
 
 base::Result<BootState> parseBootState(const std::string &place, const BootVariables &variables) {
-    Reader reader(place, variables);
+    VariableReader reader(place, variables);
     const BootState read = reader.read();
     if (!reader.firstMistake().empty()) {
         return base::Error{reader.firstMistake()};

@@ -66,6 +66,10 @@ TEST(HostileOffers, HaveABusErrorEach) {
 
 [[noreturn]] void judgeAllSealed() {
     const std::vector<HostileOffer> &offers = hostileOffers();
+    Offer first; // at its URL libcurl is loaded
+    if (checkOffer(Descriptor().text(), thisNode(), {true, "4QZ1"}, first)) {
+        std::_Exit(1);
+    }
     sealProcess();
     for (const HostileOffer &hostile : offers) {
         Offer offer;
