@@ -145,12 +145,11 @@ def one_target(name, arguments):
     suites = not arguments.ci or name in CI_SUITES
     target.lay_out()
     target.configure(product)
+    target.make("otaSwAgent", "ota_abi_layout", "ota_c_host")
+    if product:
+        target.make("shipped")
     if suites:
-        target.make("all")
-    else:
-        target.make("otaSwAgent", "ota_abi_layout", "ota_c_host")
-        if product:
-            target.make("shipped")
+        target.make("library_suites")
     target.check_library()
     if suites:
         target.run_suites()
@@ -161,9 +160,7 @@ def main():
     parser = argparse.ArgumentParser(prog="./dev matrix", description=__doc__.split("\n\n")[0])
     parser.add_argument("targets", nargs="*", metavar="TARGET", help=" ".join(TARGETS))
     extent = parser.add_mutually_exclusive_group()
-    extent.add_argument(
-        "--product", action="store_true", help="the programs and their suites, too: an hour each"
-    )
+    extent.add_argument("--product", action="store_true", help="compile the programs, too")
     extent.add_argument(
         "--ci",
         action="store_true",
