@@ -15,7 +15,6 @@ constexpr const char *kHasTrial = "has_trial";
 constexpr const char *kBanks = "banks";
 constexpr const char *kVersions = "failed_versions";
 constexpr const char *kVersion = "version";
-constexpr int kMostCounted = 99;
 
 struct NumberRow {
     const char *key;

@@ -6,10 +6,13 @@
 #include "base/json.h"
 #include "platform/service.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace base {
+
+inline constexpr std::int32_t kMostCounted = 99; // attempts of a bank, failures of a version
 
 /* Why the supervisor knows of no banks, or what it knows of them. */
 struct BankNews {

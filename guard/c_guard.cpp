@@ -71,6 +71,9 @@ int judge(std::string_view text, const OtaGuardNode &given, const OtaGuardRules 
 
 int otaGuardOffer(const char *text, size_t length, const OtaGuardNode *node,
                   const OtaGuardRules *rules, char **canonical, OtaGuardRefusal *refusal) {
+    if (canonical == nullptr || node == nullptr || rules == nullptr) {
+        return failed("node, rules and canonical are needed", refusal);
+    }
     *canonical = nullptr;
     if (node->size < sizeof *node || rules->size < sizeof *rules ||
         (rules->refusedCount > 0 && rules->refusedVersions == nullptr)) {

@@ -30,8 +30,9 @@ bool writeWhatWaits() {
     if (downloaded == nullptr) {
         return true;
     }
-    if (std::fflush(downloaded) != 0) {
-        return false; // it still waits there
+    // What could not be written is dropped by the first flush that fails: the next one succeeds.
+    if (std::fflush(downloaded) != 0 || std::ferror(downloaded) != 0) {
+        return false;
     }
     madvise(pieces(), kPiece, MADV_DONTNEED);
     return true;

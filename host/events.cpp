@@ -109,10 +109,19 @@ base::Result<Failure> handleRestore(const AgentLibrary &agent, const cJSON *even
     return failureOf(restoreMemory(agent.state, memory), "the agent's memory was not restored");
 }
 
+// Where the platform takes none back, an activation that was noted stands.
+base::Result<void> takeChoiceBack() {
+    if (const auto takeBack = platformService().takeBack; takeBack != nullptr) {
+        return ask(takeBack, "");
+    }
+    return isActivated(platformCalls().logsDirectory())
+               ? base::Error{"this platform takes no activation back; the other bank boots next"}
+               : base::Result<void>();
+}
+
 base::Result<Failure> handleAbandon(const AgentLibrary & /*agent*/, const cJSON * /*event*/) {
     // The choice first: it is what would still act on its own.
-    const auto takeBack = platformService().takeBack;
-    const auto chosen = takeBack == nullptr ? base::Result<void>() : ask(takeBack, "");
+    const auto chosen = takeChoiceBack();
     const auto dropped =
         dropUpgrade(platformCalls().tmpDirectory(), platformCalls().logsDirectory());
     return failureOf(chosen ? dropped : chosen, "the upgrade was not taken back as a whole");

@@ -14,6 +14,7 @@ namespace host {
 namespace {
 
 constexpr std::string_view kImagePrefix = "4QZ";
+constexpr const char *kMark = "/ota_act_success";     // below the directory of logs
 constexpr const char *kAgentData = "/ota_agent_data"; // below the temporary directory
 
 struct DirectoryClose {
@@ -58,9 +59,10 @@ base::Result<void> removeEach(const std::vector<std::string> &paths) {
 
 } // namespace
 
+bool isActivated(const std::string &logs) { return access((logs + kMark).c_str(), F_OK) == 0; }
+
 base::Result<void> dropUpgrade(const std::string &tmp, const std::string &logs) {
-    std::vector<std::string> paths{logs + "/ota_act_success", tmp + "/ota_dwld_prog",
-                                   tmp + kAgentData};
+    std::vector<std::string> paths{logs + kMark, tmp + "/ota_dwld_prog", tmp + kAgentData};
     base::Result<void> done = listImages(tmp, paths);
     done = firstOf(done, removeEach(paths));
     // A mark that a power cut brought back would have the old bank report a failed commit.

@@ -14,6 +14,9 @@ namespace host {
  * error the rest was done as far as it could be.
  */
 
+/* Whether the agent activated the other bank, by its mark. */
+bool isActivated(const std::string &logs);
+
 /* Of an upgrade that was cancelled: activation mark, downloaded images, progress, the mobile app's
  * file. Everything else stays. */
 base::Result<void> dropUpgrade(const std::string &tmp, const std::string &logs);

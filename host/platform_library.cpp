@@ -11,6 +11,8 @@
 #include <dlfcn.h>
 #include <span>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace host {
 namespace {
@@ -41,10 +43,14 @@ OtaPlatformService table{};
 
 base::Error unusable(const std::string &what) { return {what, base::Reason::platformUnusable}; }
 
-std::string besideThisProgram() {
+base::Result<std::string> besideThisProgram() {
     std::array<char, PATH_MAX> self{};
     const ssize_t length = readlink("/proc/self/exe", self.data(), self.size());
-    const std::string_view path(self.data(), length < 0 ? 0 : static_cast<std::size_t>(length));
+    if (length <= 0 || static_cast<std::size_t>(length) == self.size()) {
+        return unusable("where this program lies cannot be told, /proc/self/exe does not say it; "
+                        "name the platform with --platform");
+    }
+    const std::string_view path(self.data(), static_cast<std::size_t>(length));
     return std::string(path.substr(0, path.rfind('/') + 1)) + kReference;
 }
 
@@ -87,6 +93,39 @@ base::Result<void> findCalls(void *library, const std::string &place) {
     return {};
 }
 
+// What a node needs for its trials, by name.
+std::vector<std::string> missingOfTrials() {
+    const std::array<std::pair<const char *, bool>, 6> needed{
+        {{"bankFacts", table.bankFacts != nullptr},
+         {"beginTrial", table.beginTrial != nullptr},
+         {"failTrial", table.failTrial != nullptr},
+         {"mayReboot", table.mayReboot != nullptr},
+         {"passTrial", table.passTrial != nullptr},
+         {"commit", table.commit != nullptr}}};
+    std::vector<std::string> missing;
+    for (const auto &[name, isThere] : needed) {
+        if (!isThere) {
+            missing.emplace_back(name);
+        }
+    }
+    return missing;
+}
+
+// A bank that was put on trial and is never marked good would be left again without a word.
+base::Result<void> trialsAreWhole(const std::string &place) {
+    constexpr std::size_t kAll = 6;
+    const std::vector<std::string> missing = missingOfTrials();
+    if (missing.empty() || missing.size() == kAll) {
+        return {};
+    }
+    std::string names;
+    for (const std::string &name : missing) {
+        names.append(names.empty() ? "" : ", ").append(name);
+    }
+    return unusable(place + ": its table has no " + names +
+                    "; a platform with trials has all six of them (platform/service.h)");
+}
+
 // A platform of an earlier header has fewer members, one of a later header more.
 base::Result<void> takeTable(void *library, const std::string &place) {
     decltype(&::otaPlatformService) tableOf = nullptr;
@@ -100,7 +139,7 @@ base::Result<void> takeTable(void *library, const std::string &place) {
                         " bytes; set size to sizeof(OtaPlatformService)");
     }
     std::memcpy(&table, given, std::min<std::size_t>(given->size, sizeof table));
-    return {};
+    return trialsAreWhole(place);
 }
 
 base::Result<void> openItself(const std::string &config) {
@@ -140,17 +179,21 @@ void mend(std::span<char> text) {
 base::Result<base::BankNews> checked(base::BankNews news) {
     OtaBankFacts &facts = news.facts;
     if (!isBank(facts.active) || !isBank(facts.chosen) || !isBank(facts.next) ||
-        (facts.trial != OTA_NO_BANK && !isBank(facts.trial)) || facts.failedCount < 0 ||
-        facts.failedCount > OTA_FAILED_VERSIONS) {
-        return base::Error{"the platform's facts of the banks are none: a bank is 0 or 1, and at "
-                           "most " +
+        (facts.trial != OTA_NO_BANK && !isBank(facts.trial)) || !isBank(facts.healthy) ||
+        facts.failedCount < 0 || facts.failedCount > OTA_FAILED_VERSIONS) {
+        return base::Error{"the platform's facts of the banks are none: a bank is 0 or 1, "
+                           "healthy too, and at most " +
                            std::to_string(OTA_FAILED_VERSIONS) + " versions are remembered"};
     }
     for (OtaBank &bank : facts.banks) {
         mend(bank.version);
+        bank.whole = bank.whole == 0 ? 0 : 1;
+        bank.attempts = std::clamp(bank.attempts, 0, base::kMostCounted);
     }
     for (OtaFailedVersion &failed : facts.failed) {
         mend(failed.version);
+        failed.trials = std::clamp(failed.trials, 1, base::kMostCounted);
+        failed.last = failed.last == OTA_FAILED_HEALTH ? OTA_FAILED_HEALTH : OTA_FAILED_BOOT;
     }
     return news;
 }
@@ -189,11 +232,7 @@ const PlatformCalls &platformCalls() { return calls; }
 
 const OtaPlatformService &platformService() { return table; }
 
-bool hasTrials() {
-    return table.bankFacts != nullptr && table.beginTrial != nullptr &&
-           table.failTrial != nullptr && table.mayReboot != nullptr && table.passTrial != nullptr &&
-           table.commit != nullptr;
-}
+bool hasTrials() { return missingOfTrials().empty(); }
 
 base::Error errorOf(const OtaFault &fault) {
     const std::string name(fault.reason, strnlen(fault.reason, sizeof fault.reason));

@@ -112,7 +112,7 @@ TrialVerdict judge(const OtaBankFacts &facts, const base::Channel &supervisor,
     enterStage(Stage::committing);
     tellTrial(facts);
     base::Result<void> proven;
-    if (facts.healthy == 0) {
+    if (facts.healthy == 0 || facts.trial != facts.active) {
         proven = checkHealth().andThen([&] { return comesUp(agentWaitsFor); });
     }
     if (proven) {
@@ -178,16 +178,21 @@ TrialVerdict proveTrial(const base::Channel &supervisor, const std::string &agen
         tellFailure(facts, facts.trial == OTA_NO_BANK ? base::otherBank(facts.active) : facts.trial,
                     what);
         return TrialVerdict::none;
-    default:
+    case OTA_TRIAL_NONE:
         if (!what.empty()) {
             complain(what);
         }
         if (news && lostItsTrial(facts)) {
             return leaveOnceMore(facts, supervisor);
         }
-        break;
+        return TrialVerdict::none;
+    default:
+        // Nobody judged the bank, so nothing may report it.
+        complain("the platform answers " + std::to_string(trial) +
+                 " to beginTrial, which is none of its answers (platform/service.h); nothing is "
+                 "committed");
+        return TrialVerdict::unproven;
     }
-    return TrialVerdict::none;
 }
 
 bool prepareCommit() {

@@ -75,7 +75,7 @@ void tell(const base::Error &cause) {
 
 void onFailed(const OtaFault *why) {
     reasonTold = true;
-    tell(errorOf(*why));
+    tell(errorOf(why == nullptr ? OtaFault{} : *why));
 }
 
 constexpr OtaPlatformHooks kHooks{.size = sizeof(OtaPlatformHooks),

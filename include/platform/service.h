@@ -78,7 +78,10 @@ enum {
     OTA_TRIAL_FAILED   /* the activated bank did not come up, or not for long; the old one runs */
 };
 
-/* What a platform calls while it writes or activates. They outlive it, and are never null. */
+/*
+ * What a platform calls while it writes or activates, on the thread that it was called on. They
+ * outlive it, and are never null.
+ */
 typedef struct OtaPlatformHooks {
     uint32_t size; /* bytes of this record, as the host knows it */
     /* The bank facts are others than before: the passive bank's first byte is about to change. */

@@ -180,7 +180,13 @@ class Foreign(node_case.Case):
         self.assertIn("has no trials", commit.error)
 
     def test_without_one_of_its_functions(self):
-        node = ForeignNode(self.place, "n1", self.server, self.modules["without_function"])
+        self.expect_unusable("without_function", "has no nal_activatePassiveImage")
+
+    def test_with_half_a_trial(self):
+        self.expect_unusable("half_table", "has no mayReboot")
+
+    def expect_unusable(self, platform, why):
+        node = ForeignNode(self.place, "n1", self.server, self.modules[platform])
         node.start()
 
         def told():
@@ -189,7 +195,7 @@ class Foreign(node_case.Case):
 
         status = wait_for("the node says why", told)
         self.assertEqual(status["wait_reason_code"], "platform-unusable")
-        self.assertIn("has no nal_activatePassiveImage", status["wait_reason"])
+        self.assertIn(why, status["wait_reason"])
 
     def test_that_others_may_write_to(self):
         node = ForeignNode(self.place, "n1", self.server, self.modules["platform"])
