@@ -5,6 +5,7 @@
 #include <curl/curl.h>
 #include <dlfcn.h>
 #include <memory>
+#include <mutex>
 #include <string_view>
 
 namespace guard {
@@ -64,7 +65,15 @@ UrlLibrary loadUrlLibrary() {
 
 // As libcurl will read it for the download. Empty: it can be read, else the reason.
 std::string whyNotReadable(const std::string &url) {
-    static const UrlLibrary library = loadUrlLibrary();
+    static std::mutex loading;
+    static UrlLibrary library;
+    {
+        // What keeps it from being loaded may pass.
+        const std::lock_guard alone(loading);
+        if (library.reasonOf == nullptr || !library.whyNot.empty()) {
+            library = loadUrlLibrary();
+        }
+    }
     if (!library.whyNot.empty()) {
         return library.whyNot;
     }
