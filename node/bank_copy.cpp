@@ -77,13 +77,13 @@ class BankWriter {
             std::min<std::uint64_t>({left, PagePipe::kSize, kRegionSize - written_ % kRegionSize}));
         const std::int64_t taken =
             base::timed(times_.write, [&] { return pipe.fill(image_.file.get(), most); });
-        if (taken < 0 && !isRefused()) {
-            return cannotRead();
+        if (taken < 0) {
+            return isRefused() ? base::Result<std::size_t>(0) : cannotRead();
         }
         if (taken == 0) {
             return endsBefore(image_.path, image_.manifest.imageSize);
         }
-        const auto size = static_cast<std::size_t>(std::max<std::int64_t>(taken, 0));
+        const auto size = static_cast<std::size_t>(taken);
         if (!base::timed(times_.write, [&] { return bank_.writeFrom(pipe.end(), size); })) {
             return isRefused() ? base::Result<std::size_t>(0) : cannotWrite();
         }
@@ -112,8 +112,9 @@ class BankWriter {
     }
 
     base::Result<void> wrote(std::size_t size) {
+        const std::uint64_t region = written_ / kRegionSize;
         written_ += size;
-        return written_ % kRegionSize != 0 ? base::Result<void>() : syncRegion();
+        return written_ / kRegionSize == region ? base::Result<void>() : syncRegion();
     }
 
     // What follows the payload, small as it is: the digest in the manifest does not cover it.

@@ -15,8 +15,8 @@ bool PagePipe::open() {
     }
     out_ = base::UniqueFd(ends[0]);
     in_ = base::UniqueFd(ends[1]);
-    fcntl(in_.get(), F_SETPIPE_SZ, static_cast<int>(kSize)); // a smaller one is only slower
-    return true;
+    // A small one, where the system allows no more, is slower than copying.
+    return fcntl(in_.get(), F_SETPIPE_SZ, static_cast<int>(kSize)) >= static_cast<int>(kSize);
 }
 
 std::int64_t PagePipe::fill(int file, std::size_t most) const {

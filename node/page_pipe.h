@@ -13,10 +13,10 @@ namespace node {
 
 class PagePipe {
   public:
-    /* What it holds at most; less where the kernel grants less. */
+    /* What it holds. */
     static constexpr std::size_t kSize = 1024 * 1024;
 
-    /* False: there is none to be had, errno is set. */
+    /* False: there is none of that size to be had, errno is set. */
     bool open();
     /* Takes up to `most` bytes from the file's position on, while the pipe is empty. The bytes
      * taken, 0 at the file's end, or -1 with errno set: EINVAL where the kernel cannot do that. */

@@ -172,7 +172,7 @@ std::uint64_t ReadBack::takeNext(const std::stop_token &stop) {
         return !readIt_ ||
                (synced_ >= offset + wanted && offset < summed_ + kBuffers * std::uint64_t{kPiece});
     });
-    return mayRead && readIt_ ? offset : size_;
+    return mayRead && readIt_ && !stop.stop_requested() ? offset : size_;
 }
 
 // The first reader that fails tells why; the other one ends.
