@@ -19,9 +19,9 @@
 #include <cstdio>
 #include <cstring>
 #include <curl/curl.h>
-#include <list>
 #include <dlfcn.h>
 #include <limits>
+#include <list>
 #include <string>
 #include <string_view>
 #include <sys/resource.h>
@@ -332,15 +332,15 @@ CURLcode setItself(CURL *handle, CURLoption option, va_list values) {
     if (set == nullptr) {
         return CURLE_FAILED_INIT;
     }
-    switch (option / CURLOPTTYPE_OBJECTPOINT * CURLOPTTYPE_OBJECTPOINT) {
-    case CURLOPTTYPE_LONG:
+    const int type = option / CURLOPTTYPE_OBJECTPOINT * CURLOPTTYPE_OBJECTPOINT;
+    if (type == CURLOPTTYPE_LONG) {
         return set(handle, option, va_arg(values, long));
-    case CURLOPTTYPE_OFF_T:
+    }
+    if (type == CURLOPTTYPE_OFF_T) {
         return set(handle, option, va_arg(values, curl_off_t));
-    case CURLOPTTYPE_FUNCTIONPOINT:
+    }
+    if (type == CURLOPTTYPE_FUNCTIONPOINT) {
         return set(handle, option, va_arg(values, void (*)()));
-    default:
-        break;
     }
     void *const object = va_arg(values, void *);
     if (option == CURLOPT_WRITEDATA) {
