@@ -8,8 +8,8 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
-#include <list>
 #include <fcntl.h>
+#include <list>
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -8,8 +8,8 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
-#include <list>
 #include <grp.h>
+#include <list>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>

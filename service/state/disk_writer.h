@@ -10,8 +10,8 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <list>
 #include <functional>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <string>

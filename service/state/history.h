@@ -9,8 +9,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
-#include <list>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <string>
