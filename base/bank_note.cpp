@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "base/bank_note.h"
 
+#include "base/text.h"
+
 #include <algorithm>
 #include <array>
 #include <iterator>
@@ -114,10 +116,6 @@ Json printedFailed(const OtaBankFacts &facts) {
 }
 
 } // namespace
-
-void copyText(std::string_view text, char *to, std::size_t width) {
-    to[text.copy(to, width - 1)] = '\0';
-}
 
 const char *bankName(int bank) { return bank == 0 ? "a" : "b"; }
 

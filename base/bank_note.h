@@ -36,9 +36,6 @@ Json bankNote(const Result<BankNews> &news);
 /* Error: the host's own line, or that its note is none. */
 Result<BankNews> takeBankNote(const cJSON *note);
 
-/* The text, cut to the width with its NUL. */
-void copyText(std::string_view text, char *to, std::size_t width);
-
 } // namespace base
 
 #endif

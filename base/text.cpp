@@ -150,6 +150,10 @@ std::string quoted(std::string_view hostile) {
     return text + "\"";
 }
 
+void copyText(std::string_view text, char *to, std::size_t width) {
+    to[text.copy(to, width - 1)] = '\0';
+}
+
 std::string nearest(std::string_view given, std::span<const std::string> known) {
     if (given.empty() || given.size() > kLongestWord) {
         return "";

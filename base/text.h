@@ -29,6 +29,9 @@ std::string plain(std::string_view hostile);
  */
 std::string quoted(std::string_view hostile);
 
+/* The text, cut to the width with its NUL. */
+void copyText(std::string_view text, char *to, std::size_t width);
+
 /* The known word that differs in the fewest letters, whatever their case; empty where none is near.
  */
 std::string nearest(std::string_view given, std::span<const std::string> known);

@@ -2,6 +2,8 @@
 // The guard behind C, where no exception may pass.
 #include "guard/guard.h"
 
+#include "base/agent_mark.h"
+#include "base/text.h"
 #include "guard/offer.h"
 #include "guard/version.h"
 
@@ -12,22 +14,16 @@
 
 namespace {
 
-constexpr const char *kMark = "/ota_act_success"; // of an activation, below the logs directory
-
 std::string textOf(const char *text) { return text == nullptr ? "" : text; }
-
-void copyCut(const std::string &text, char *to, std::size_t width) {
-    to[text.copy(to, width - 1)] = '\0';
-}
 
 int refuse(const guard::Refusal &why, OtaGuardRefusal *refusal) {
     const base::OutcomeRow &row = base::rowOf(why.outcome);
     if (refusal != nullptr) {
         *refusal = OtaGuardRefusal{};
         refusal->code = row.code;
-        copyCut(row.name, refusal->name, sizeof refusal->name);
-        copyCut(base::plain(why.field), refusal->key, sizeof refusal->key);
-        copyCut(why.text(), refusal->sentence, sizeof refusal->sentence);
+        base::copyText(row.name, refusal->name, sizeof refusal->name);
+        base::copyText(base::plain(why.field), refusal->key, sizeof refusal->key);
+        base::copyText(why.text(), refusal->sentence, sizeof refusal->sentence);
     }
     return row.code;
 }
@@ -57,8 +53,8 @@ int judge(std::string_view text, const OtaGuardNode &given, const OtaGuardRules 
     const guard::NodeIdentity node{.model = textOf(given.model),
                                    .serial = {},
                                    .mac = textOf(given.mac),
-                                   .longestVersion =
-                                       guard::longestVersion(textOf(given.logsDirectory) + kMark)};
+                                   .longestVersion = guard::longestVersion(
+                                       textOf(given.logsDirectory) + base::kActivationMark)};
     guard::Offer offer;
     if (const auto why = guard::checkOffer(text, node, rulesOf(rules), offer)) {
         return refuse(*why, refusal);

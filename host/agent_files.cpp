@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/agent_files.h"
 
+#include "base/agent_mark.h"
 #include "base/file_io.h"
 #include "host/platform_library.h"
 #include "host/supervisor_link.h"
@@ -62,7 +63,7 @@ bool wasActivatedBy(const OtaBankFacts &facts, const Activation &activation) {
 void closeLogFiles() {
     const std::string folder = platformCalls().logsDirectory();
     close(folder + "/otaSwAgent.log", O_CREAT);
-    close(folder + "/ota_act_success", 0);
+    close(folder + base::kActivationMark, 0);
 }
 
 bool readActivation(const std::string &text, Activation &activation) {

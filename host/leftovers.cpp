@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/leftovers.h"
 
+#include "base/agent_mark.h"
 #include "base/file_io.h"
 
 #include <cerrno>
@@ -14,7 +15,6 @@ namespace host {
 namespace {
 
 constexpr std::string_view kImagePrefix = "4QZ";
-constexpr const char *kMark = "/ota_act_success";     // below the directory of logs
 constexpr const char *kAgentData = "/ota_agent_data"; // below the temporary directory
 
 struct DirectoryClose {
@@ -59,10 +59,13 @@ base::Result<void> removeEach(const std::vector<std::string> &paths) {
 
 } // namespace
 
-bool isActivated(const std::string &logs) { return access((logs + kMark).c_str(), F_OK) == 0; }
+bool isActivated(const std::string &logs) {
+    return access((logs + base::kActivationMark).c_str(), F_OK) == 0;
+}
 
 base::Result<void> dropUpgrade(const std::string &tmp, const std::string &logs) {
-    std::vector<std::string> paths{logs + kMark, tmp + "/ota_dwld_prog", tmp + kAgentData};
+    std::vector<std::string> paths{logs + base::kActivationMark, tmp + "/ota_dwld_prog",
+                                   tmp + kAgentData};
     base::Result<void> done = listImages(tmp, paths);
     done = firstOf(done, removeEach(paths));
     // A mark that a power cut brought back would have the old bank report a failed commit.

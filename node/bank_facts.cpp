@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "node/bank_facts.h"
 
-#include "base/bank_note.h"
+#include "base/text.h"
 
 #include <span>
 

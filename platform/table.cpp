@@ -3,6 +3,7 @@
 #include "platform/service.h"
 
 #include "base/bank_note.h"
+#include "base/text.h"
 #include "node/bank_facts.h"
 #include "platform/hooks.h"
 #include "platform/node.h"
@@ -30,7 +31,8 @@ int answer(const base::Result<void> &done, OtaFault *why, int failed = kNotDone)
 
 // A start that found a mistake in the configuration finds it again.
 int openNode(const char *configPath, OtaFault *why) {
-    if (const auto config = node::checkConfigFile(configPath, node::Reader::platform); !config) {
+    if (const auto config = node::checkConfigFile(configPath, node::ConfigReader::platform);
+        !config) {
         return answer(config.error(), why, OTA_CONFIG_WRONG);
     }
     return answer(nalOpen(configPath), why);

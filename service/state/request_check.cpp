@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/state/request_check.h"
 
+#include "base/agent_mark.h"
 #include "base/json.h"
 #include "base/lib_config.h"
 #include "guard/activation_record.h"
@@ -100,8 +101,6 @@ bool holdsNoImage(const cJSON *item) {
     return std::all_of(kTexts.begin(), kTexts.end(),
                        [&](const char *key) { return base::textOf(item, key).empty(); });
 }
-
-constexpr const char *kMarker = "/ota_act_success";
 
 guard::Rules rulesOf(const node::Config &config, const NodeStatus &status) {
     guard::Rules rules{config.allowPlainHttp, config.lowestVersion, {}};
@@ -226,7 +225,7 @@ Judge judgeNow(const node::Config &config, const NodeStatus &status) {
     return {{.model = config.model,
              .serial = config.serial,
              .mac = status.mac,
-             .longestVersion = guard::longestVersion(config.logsDirectory + kMarker)},
+             .longestVersion = guard::longestVersion(config.logsDirectory + base::kActivationMark)},
             rulesOf(config, status)};
 }
 

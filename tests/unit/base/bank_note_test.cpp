@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What the host tells of the banks is what its supervisor reads.
 #include "base/bank_note.h"
+#include "base/text.h"
 
 #include <gtest/gtest.h>
 
