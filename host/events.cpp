@@ -109,22 +109,18 @@ base::Result<Failure> handleRestore(const AgentLibrary &agent, const cJSON *even
     return failureOf(restoreMemory(agent.state, memory), "the agent's memory was not restored");
 }
 
-// Where the platform takes none back, an activation that was noted stands.
-base::Result<void> takeChoiceBack() {
-    if (const auto takeBack = platformService().takeBack; takeBack != nullptr) {
-        return ask(takeBack, "");
-    }
-    return isActivated(platformCalls().logsDirectory())
-               ? base::Error{"this platform takes no activation back; the other bank boots next"}
-               : base::Result<void>();
-}
-
 base::Result<Failure> handleAbandon(const AgentLibrary & /*agent*/, const cJSON * /*event*/) {
+    const std::string what = "the upgrade was not taken back as a whole";
+    const std::string logs = platformCalls().logsDirectory();
+    const auto takeBack = platformService().takeBack;
+    if (takeBack == nullptr && isActivated(logs)) {
+        // Its mark stays: it is how the agent reports the bank that boots next.
+        return what + ": this platform takes no activation back; the other bank boots next";
+    }
     // The choice first: it is what would still act on its own.
-    const auto chosen = takeChoiceBack();
-    const auto dropped =
-        dropUpgrade(platformCalls().tmpDirectory(), platformCalls().logsDirectory());
-    return failureOf(chosen ? dropped : chosen, "the upgrade was not taken back as a whole");
+    const auto chosen = takeBack == nullptr ? base::Result<void>() : ask(takeBack, "");
+    const auto dropped = dropUpgrade(platformCalls().tmpDirectory(), logs);
+    return failureOf(chosen ? dropped : chosen, what);
 }
 
 // Without it the agent meets the written image as an old one, and goes on with that.

@@ -40,6 +40,7 @@ constexpr std::array kAgentsCalls{"nal_getTmpDirectory",
 
 PlatformCalls calls;
 OtaPlatformService table{};
+bool withTrials = false; // all functions of a trial are in the table
 
 base::Error unusable(const std::string &what) { return {what, base::Reason::platformUnusable}; }
 
@@ -71,15 +72,23 @@ void findCall(void *library, const char *name, Function &function) {
     function = reinterpret_cast<Function>(dlsym(library, name));
 }
 
+std::string inOneLine(const std::vector<std::string> &names) {
+    std::string line;
+    for (const std::string &name : names) {
+        line.append(line.empty() ? "" : ", ").append(name);
+    }
+    return line;
+}
+
 base::Result<void> findCalls(void *library, const std::string &place) {
-    std::string missing;
+    std::vector<std::string> missing;
     for (const char *const name : kAgentsCalls) {
         if (dlsym(library, name) == nullptr) {
-            missing.append(missing.empty() ? "" : ", ").append(name);
+            missing.emplace_back(name);
         }
     }
     if (!missing.empty()) {
-        return unusable(place + ": has no " + missing +
+        return unusable(place + ": has no " + inOneLine(missing) +
                         "; a platform has every function of platform/nal.h");
     }
     findCall(library, "nal_getTmpDirectory", calls.tmpDirectory);
@@ -93,8 +102,8 @@ base::Result<void> findCalls(void *library, const std::string &place) {
     return {};
 }
 
-// What a node needs for its trials, by name.
-std::vector<std::string> missingOfTrials() {
+// A bank that was put on trial and is never marked good would be left again without a word.
+base::Result<void> takeTrials(const std::string &place) {
     const std::array<std::pair<const char *, bool>, 6> needed{
         {{"bankFacts", table.bankFacts != nullptr},
          {"beginTrial", table.beginTrial != nullptr},
@@ -108,22 +117,11 @@ std::vector<std::string> missingOfTrials() {
             missing.emplace_back(name);
         }
     }
-    return missing;
-}
-
-// A bank that was put on trial and is never marked good would be left again without a word.
-base::Result<void> trialsAreWhole(const std::string &place) {
-    constexpr std::size_t kAll = 6;
-    const std::vector<std::string> missing = missingOfTrials();
-    if (missing.empty() || missing.size() == kAll) {
-        return {};
-    }
-    std::string names;
-    for (const std::string &name : missing) {
-        names.append(names.empty() ? "" : ", ").append(name);
-    }
-    return unusable(place + ": its table has no " + names +
-                    "; a platform with trials has all six of them (platform/service.h)");
+    withTrials = missing.empty();
+    return withTrials || missing.size() == needed.size()
+               ? base::Result<void>()
+               : unusable(place + ": its table has no " + inOneLine(missing) +
+                          "; a platform with trials has all six of them (platform/service.h)");
 }
 
 // A platform of an earlier header has fewer members, one of a later header more.
@@ -139,7 +137,7 @@ base::Result<void> takeTable(void *library, const std::string &place) {
                         " bytes; set size to sizeof(OtaPlatformService)");
     }
     std::memcpy(&table, given, std::min<std::size_t>(given->size, sizeof table));
-    return trialsAreWhole(place);
+    return takeTrials(place);
 }
 
 base::Result<void> openItself(const std::string &config) {
@@ -232,7 +230,7 @@ const PlatformCalls &platformCalls() { return calls; }
 
 const OtaPlatformService &platformService() { return table; }
 
-bool hasTrials() { return missingOfTrials().empty(); }
+bool hasTrials() { return withTrials; }
 
 base::Error errorOf(const OtaFault &fault) {
     const std::string name(fault.reason, strnlen(fault.reason, sizeof fault.reason));

@@ -94,6 +94,13 @@ void HostProcess::start(const std::string &library, const std::string &options) 
     startWith(arguments);
 }
 
+std::string HostProcess::withAltered(const std::string &function) {
+    const std::string own = in("platform.so"); // the build's folder may be one that others write to
+    std::filesystem::copy_file(ALTERED_PLATFORM, own);
+    environment_.emplace_back("OTA_ALTERED", function);
+    return "--platform " + own;
+}
+
 void HostProcess::startWith(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), program_);
     std::vector<char *> pointers;

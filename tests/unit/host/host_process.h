@@ -24,6 +24,8 @@ class HostProcess : public testing::Test {
      * one option: with a blank between them. */
     void start(const std::string &library = FAKE_AGENT, const std::string &options = "");
     void startWith(std::vector<std::string> arguments);
+    /* The option for the reference platform with this function of its table altered. */
+    std::string withAltered(const std::string &function);
     /* Sends one message; the text is JSON. */
     void send(const std::string &json);
     /*

@@ -208,6 +208,15 @@ TEST_F(Trial, ThatCannotBeKeptAsPassedIsNotReportedAsCommitted) {
     EXPECT_FALSE(bootState().trial);
 }
 
+TEST_F(Trial, ThatNobodyJudgedIsNotCommitted) {
+    start(FAKE_AGENT, withAltered("beginTrial"));
+    expect({signalOf("initOTAlib", R"(".")"), kNode});
+    expectAgentsStartWithoutCommit();
+    expect({kDone});
+    EXPECT_TRUE(bootState().isOnTrial(Bank::b));
+    EXPECT_NE(errors().find("the platform answers 7 to beginTrial"), std::string::npos) << errors();
+}
+
 TEST_F(Trial, OfAVersionIsForgottenWhereItIsAskedFor) {
     node::BootState state = bootState();
     node::rememberFailure(state, "4QZ-3.0", node::TrialFailure::boot);

@@ -273,6 +273,23 @@ TEST_F(UpdateNotes, ThatIsAbandonedIsTakenBackAndNeverBoots) {
     EXPECT_EQ(bootState().active, node::Bank::a);
 }
 
+TEST_F(UpdateNotes, ThatNobodyTakesBackStandsHoweverOftenItIsAbandoned) {
+    startAgent();
+    send(offer(1, md5Of(image_)));
+    EXPECT_EQ(story().back(), "idle");
+    startOver();
+    startAgent("--no-commit-check " + withAltered("takeBack"));
+    for (int i = 0; i < 2; ++i) {
+        send(R"({"event":"abandon"})");
+        const std::string done = next();
+        EXPECT_NE(done.find("this platform takes no activation back; the other bank boots next"),
+                  std::string::npos)
+            << done;
+        EXPECT_EQ(bootState().next, node::Bank::b);
+        EXPECT_TRUE(std::filesystem::exists(in("ota_act_success"))) << "it reports that bank";
+    }
+}
+
 TEST_F(UpdateNotes, ThatCannotBeTakenBackIsToldAndTheHostGoesOn) {
     startAgent();
     std::filesystem::remove(in("boot_state"));
