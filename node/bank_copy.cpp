@@ -36,17 +36,12 @@ class BankWriter {
         if (auto rest = writePieces(); !rest) {
             return rest;
         }
-        if (auto trailer = readTrailer(); !trailer) {
-            return trailer;
-        }
         if (!base::timed(times_.sync, [&] { return bank_.sync() && bank_.close(); })) {
             return notSynced();
         }
         readBack_.synced(written_);
         return {};
     }
-
-    const std::string &trailer() const { return trailer_; }
 
   private:
     // As much as the kernel moves from file to file by itself.
@@ -117,17 +112,6 @@ class BankWriter {
         return written_ / kRegionSize == region ? base::Result<void>() : syncRegion();
     }
 
-    // What follows the payload, small as it is: the digest in the manifest does not cover it.
-    base::Result<void> readTrailer() {
-        const std::uint64_t payload = image_.manifest.payloadSize;
-        trailer_.resize(static_cast<std::size_t>(image_.manifest.imageSize - payload));
-        if (lseek(image_.file.get(), static_cast<off_t>(payload), SEEK_SET) < 0 ||
-            base::readFully(image_.file.get(), trailer_.data(), trailer_.size()) < 0) {
-            return cannotRead();
-        }
-        return {};
-    }
-
     base::Error cannotRead() const {
         return {base::systemReason(image_.path + ": cannot be read")};
     }
@@ -154,7 +138,6 @@ class BankWriter {
     ReadBack &readBack_;
     CopyTimes &times_;
     std::uint64_t written_ = 0;
-    std::string trailer_;
 };
 
 // The digest is taken of what came back alone, so a wrong one asks whose fault it is.
@@ -162,6 +145,14 @@ base::Error whoIsDamaged(const ImageFile &image, const std::string &bankPath) {
     const auto whole = readImage(image.file.get(), image.path, image.manifest);
     if (!whole) {
         return whole.error().orBecause(base::Reason::imageUnreadable);
+    }
+    std::string trailer(image.manifest.trailer.size(), '\0');
+    const auto at = static_cast<off_t>(image.manifest.payloadSize);
+    if (pread(image.file.get(), trailer.data(), trailer.size(), at) < 0 ||
+        trailer != image.manifest.trailer) {
+        return {image.path +
+                    ": its manifest is another than the one that was checked; get the image again",
+                base::Reason::imageUnreadable};
     }
     return {"the bank " + bankPath + " does not hold what was written; check the device",
             base::Reason::bankReadsOther};
@@ -181,8 +172,9 @@ base::Result<std::string> copyAndCompare(const ImageFile &image, base::UniqueFd 
     }
     times.readBack = readBack.timeToRead();
     times.sum = readBack.timeToSum();
+    // The digest covers the payload, the trailer is what was checked before the first byte.
     if (readBack.sums().payload() != image.manifest.payloadSha256 ||
-        readBack.sums().trailer() != writer.trailer()) {
+        readBack.sums().trailer() != image.manifest.trailer) {
         return whoIsDamaged(image, bankPath);
     }
     return readBack.sums().whole();

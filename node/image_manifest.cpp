@@ -117,6 +117,7 @@ struct Trailer {
     bool isSigned = false;
     std::string bytes;
     std::uint64_t payloadSize = 0; // of what lies before it
+    std::string footer;
 };
 
 base::Result<Trailer> readTrailerAt(int image, std::uint64_t fileSize) {
@@ -129,7 +130,7 @@ base::Result<Trailer> readTrailerAt(int image, std::uint64_t fileSize) {
         return base::Error{"it is cut or no image: it does not end in a manifest" + kGetWhole};
     }
     Trailer trailer{footer.starts_with(kSignedMagic), std::string(length, '\0'),
-                    fileSize - kFooterSize - length};
+                    fileSize - kFooterSize - length, footer};
     if (!readAt(image, trailer.payloadSize, trailer.bytes)) {
         return base::Error{base::systemReason("its manifest cannot be read") + kGetWhole};
     }
@@ -174,6 +175,7 @@ base::Result<ImageManifest> readManifest(int image, std::uint64_t fileSize,
     manifest->signer = opened->signer;
     manifest->signerChecked = isChecked;
     manifest->imageSize = fileSize;
+    manifest->trailer = trailer->bytes + trailer->footer;
     return manifest;
 }
 

@@ -26,6 +26,7 @@ struct ImageManifest {
     std::string signer{};          // subject of the signer's certificate; empty: unsigned
     bool signerChecked = false;    // the signer chains to the authority of the trust
     std::uint64_t imageSize = 0;   // bytes of payload, trailer and footer, where it was read
+    std::string trailer{};         // with its footer, as it was read and checked
 };
 
 /*

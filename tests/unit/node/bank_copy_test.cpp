@@ -157,6 +157,18 @@ TEST_F(CopyingToABank, SaysWhereTheImageItselfIsDamaged) {
                                 "of its manifest; get the image again");
 }
 
+TEST_F(CopyingToABank, TakesNoTrailerButTheOneThatWasChecked) {
+    makeWholeImage(kRegion + 1000);
+    onDataSync = [&] {
+        std::fstream image(in("image"), std::ios::in | std::ios::out | std::ios::binary);
+        image.seekp(-20, std::ios::end); // the manifest's last line, before the footer
+        image.put('x');
+        return 0;
+    };
+    expectRefusal(in("image") + ": its manifest is another than the one that was checked; get the "
+                                "image again");
+}
+
 TEST_F(CopyingToABank, EndsWhereARegionCannotBeSynced) {
     makeWholeImage(2 * kRegion + 1000);
     int syncs = 0;
