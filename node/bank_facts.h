@@ -8,6 +8,7 @@
 
 namespace node {
 
+/* All of it; the versions fit, they have at most 63 characters. */
 OtaBankFacts factsOf(const BootState &state);
 
 } // namespace node

@@ -30,7 +30,7 @@ std::string programOf(const std::string &command) {
 // One reading of the file: its entries, the configuration they make, and what is wrong with them.
 class Reading {
   public:
-    Reading(const std::string &path, const std::string &text, Reader reader)
+    Reading(const std::string &path, const std::string &text, ConfigReader reader)
         : path_(path), reader_(reader) {
         entries_ = parseIni(path, text, mistakes_);
     }
@@ -141,7 +141,8 @@ class Reading {
 
     // A platform of another maker keeps its banks as it likes.
     bool hasReferencePlatform() const {
-        return reader_ == Reader::platform || findEntry(entries_, "service", "platform") == nullptr;
+        return reader_ == ConfigReader::platform ||
+               findEntry(entries_, "service", "platform") == nullptr;
     }
 
     void checkTogether() {
@@ -271,7 +272,7 @@ class Reading {
     }
 
     const std::string &path_;
-    Reader reader_;
+    ConfigReader reader_;
     std::vector<IniEntry> entries_;
     Config config_;
     std::vector<std::string> mistakes_;
@@ -282,8 +283,8 @@ class Reading {
 
 enum class Depth { toStart, toUpgrade };
 
-std::vector<std::string> check(const std::string &path, Reader reader, Depth depth, Config &config,
-                               std::vector<std::string> *warnings) {
+std::vector<std::string> check(const std::string &path, ConfigReader reader, Depth depth,
+                               Config &config, std::vector<std::string> *warnings) {
     // Before it is opened: one of another user may be a pipe that nobody writes to.
     if (const std::string flaw = base::whyNotTrusted(path); !flaw.empty()) {
         return {path + ": the configuration cannot be trusted: " + flaw};
@@ -318,7 +319,7 @@ base::Result<std::string> readConfigText(const std::string &path) {
 }
 
 base::Result<Config> parseConfig(const std::string &path, const std::string &text) {
-    Reading reading(path, text, Reader::service);
+    Reading reading(path, text, ConfigReader::service);
     reading.takeEntries();
     if (!reading.mistakes().empty()) {
         return base::Error{reading.mistakes().front()};
@@ -326,7 +327,7 @@ base::Result<Config> parseConfig(const std::string &path, const std::string &tex
     return reading.config();
 }
 
-base::Result<Config> checkConfigFile(const std::string &path, Reader reader) {
+base::Result<Config> checkConfigFile(const std::string &path, ConfigReader reader) {
     Config config;
     const std::vector<std::string> mistakes = check(path, reader, Depth::toStart, config, nullptr);
     if (!mistakes.empty()) {
@@ -338,7 +339,7 @@ base::Result<Config> checkConfigFile(const std::string &path, Reader reader) {
 std::vector<std::string> configMistakes(const std::string &path,
                                         std::vector<std::string> *warnings) {
     Config unused;
-    return check(path, Reader::service, Depth::toUpgrade, unused, warnings);
+    return check(path, ConfigReader::service, Depth::toUpgrade, unused, warnings);
 }
 
 } // namespace node

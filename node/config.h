@@ -82,13 +82,14 @@ base::Result<Config> parseConfig(const std::string &path, const std::string &tex
  * For whom the configuration is read. Where it names a platform, [banks], [trial] and [images] are
  * that one's own business: the service neither demands them nor looks at what they name.
  */
-enum class Reader { service, platform };
+enum class ConfigReader { service, platform };
 
 /*
  * Reads and parses the file, and looks at what it names: directories, banks, certificates. Takes no
  * lock and changes nothing. The error is the first mistake, as of parseConfig.
  */
-base::Result<Config> checkConfigFile(const std::string &path, Reader reader = Reader::service);
+base::Result<Config> checkConfigFile(const std::string &path,
+                                     ConfigReader reader = ConfigReader::service);
 
 /*
  * The same, every mistake on a line of its own; empty where there is none. Where a start finds

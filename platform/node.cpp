@@ -48,7 +48,7 @@ void takeRunTimeSettings(const node::Config &from, node::Config &to) {
 } // namespace
 
 base::Result<void> Node::open(const std::string &configPath) {
-    const auto config = node::checkConfigFile(configPath, node::Reader::platform);
+    const auto config = node::checkConfigFile(configPath, node::ConfigReader::platform);
     if (!config) {
         return config.error();
     }

@@ -7,9 +7,10 @@
 #include <stdint.h>
 
 /*
- * libotaGuard.so. Pure checks: a call reads what it is given, keeps nothing, touches nothing
- * outside and takes at most milliseconds. Any thread may make one at any time, several at once too.
- * Texts end with a NUL and stay the caller's, unless said otherwise; null counts as an empty one.
+ * libotaGuard.so. Pure checks: a call reads what it is given, keeps nothing and takes at most
+ * milliseconds; the first one that meets a URL also loads libcurl, which reads URLs for it. Any
+ * thread may make one at any time, several at once too. Texts end with a NUL and stay the caller's,
+ * unless said otherwise; null counts as an empty one.
  */
 
 #ifdef __cplusplus
