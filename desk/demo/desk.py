@@ -144,7 +144,7 @@ class Desk:
         self._display.title(text + (", waits pass at once" if self._fast else ""))
 
     def _make_run_folder(self, programs: Programs) -> pathlib.Path:
-        usual = programs.build / "demo" / run_name(self._options, self._scenario)
+        usual = programs.runs / run_name(self._options, self._scenario)
         run_folder = RunFolder(self._options.run_folder or usual)
         self._started.callback(run_folder.close)
         self._display.step("run folder", str(run_folder.path))
@@ -158,7 +158,7 @@ class Desk:
 
     def _store(self, programs: Programs, folder: pathlib.Path) -> ImageStore:
         """The one of the build folder, unless that lacks images and is of another user."""
-        kept = ImageStore(programs, programs.build / "demo" / "images")
+        kept = ImageStore(programs, programs.runs / "images")
         if kept.has(self._version_inside) or kept.may_build():
             return kept
         return ImageStore(programs, folder / "images")

@@ -46,7 +46,8 @@ _ROWS = (
            "where the project was built (default: where this program is)",
            shown="DIR", read=pathlib.Path),
     Option("--run-dir", "run_folder",
-           "everything of this run goes here (default: BUILD/demo/SCENARIO): a folder that is new "
+           "everything of this run goes here (default: BUILD/demo/SCENARIO, or "
+           "~/.cache/ota-desk/SCENARIO where it is installed): a folder that is new "
            "or empty; the next run in it empties it again", shown="DIR", read=pathlib.Path),
     Option("--limit", "limit", "give up after so long (1 to 9999, default 120)",
            **number("SECONDS", 1, 9999)),

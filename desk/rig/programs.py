@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """What was built, and where it lies in the build folder."""
 
+import os
 import pathlib
 
 from rig.failure import Failure
@@ -28,6 +29,17 @@ class Programs:
     def __init__(self, build: pathlib.Path, library: pathlib.Path | None = None) -> None:
         self.build = build
         self._library = library
+
+    @property
+    def runs(self) -> pathlib.Path:
+        """Where runs are, and the images that they share: in the build folder. One that is installed,
+        with links to what other packages have, is the system's own."""
+        if not (self.build / _PLACES["otad"]).is_symlink():
+            return self.build / "demo"
+        cache = pathlib.Path(os.environ.get("XDG_CACHE_HOME", ""))
+        if not cache.is_absolute():
+            cache = pathlib.Path.home() / ".cache"
+        return cache / "ota-desk"
 
     def path(self, name: str) -> pathlib.Path:
         if name == "libotaSwAgent.so" and self._library:
