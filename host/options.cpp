@@ -48,6 +48,8 @@ Options readOptions(int argc, char **argv) {
             {"--config", base::text("FILE", options.config), "the node's configuration",
              Times::once},
             {"--channel", openSocket(options.channel), "the socket to the supervisor", Times::once},
+            {"--check", base::flag(options.check),
+             "only tell the supervisor what the platform finds in the configuration"},
             {"--no-commit-check", base::flag(noCommitCheck), "not the first start after a boot"},
             {"--activated", activation(options.activated),
              "an activation whose commit is awaited: the bank before it, and the version",

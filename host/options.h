@@ -16,6 +16,7 @@ struct Options {
     std::string config;
     int channel = -1;                  // an open socket
     bool commitCheck = true;           // it belongs to the first start after a boot
+    bool check = false;                // only tell what the platform finds in the configuration
     std::vector<Activation> activated; // that the supervisor awaits the commit of
 };
 

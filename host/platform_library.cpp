@@ -38,6 +38,7 @@ constexpr std::array kAgentsCalls{"nal_getTmpDirectory",
                                   "nalLogNotice",
                                   "nalLogError"};
 
+std::string loadedFrom;
 PlatformCalls calls;
 OtaPlatformService table{};
 bool withTrials = false; // all functions of a trial are in the table
@@ -151,14 +152,14 @@ base::Result<void> openItself(const std::string &config) {
 }
 
 // The agent puts them into shell commands, and writes through links that it finds there.
-base::Result<void> lookAtDirectories(const std::string &place) {
+base::Result<void> lookAtDirectories() {
     const std::array directories{calls.tmpDirectory(), calls.logsDirectory()};
     for (const char *const directory : directories) {
         if (directory == nullptr || *directory == '\0') {
-            return unusable(place + ": names no directory for downloads or for logs");
+            return unusable(loadedFrom + ": names no directory for downloads or for logs");
         }
         if (const std::string flaw = base::whyNotTrusted(directory); !flaw.empty()) {
-            return unusable(place + ": its directory cannot be trusted: " + flaw);
+            return unusable(loadedFrom + ": its directory cannot be trusted: " + flaw);
         }
     }
     return {};
@@ -208,9 +209,7 @@ base::BankNews versionsAlone() {
     return news;
 }
 
-} // namespace
-
-base::Result<void> openPlatform(const std::string &path, const std::string &config) {
+base::Result<void> load(const std::string &path) {
     const auto place = placeOf(path);
     if (!place) {
         return place.error();
@@ -220,10 +219,36 @@ base::Result<void> openPlatform(const std::string &path, const std::string &conf
         return unusable(std::string("the platform cannot be opened: ") + dlerror() +
                         "; give a platform's library for this machine with --platform");
     }
-    return findCalls(library, *place)
-        .andThen([&] { return takeTable(library, *place); })
-        .andThen([&] { return openItself(config); })
-        .andThen([&] { return lookAtDirectories(*place); });
+    loadedFrom = *place;
+    return findCalls(library, *place).andThen([&] { return takeTable(library, *place); });
+}
+
+void takeFinding(void *context, std::int32_t kind, const char *line) {
+    auto &findings = *static_cast<base::ConfigFindings *>(context);
+    (kind == OTA_CONFIG_MISTAKE    ? findings.mistakes
+     : kind == OTA_CONFIG_OBSTACLE ? findings.obstacles
+                                   : findings.warnings)
+        .push_back(base::printable(line));
+}
+
+} // namespace
+
+base::Result<void> openPlatform(const std::string &path, const std::string &config) {
+    return load(path).andThen([&] { return openItself(config); }).andThen([] {
+        return lookAtDirectories();
+    });
+}
+
+base::Result<base::ConfigFindings> checkPlatformsConfig(const std::string &path,
+                                                        const std::string &config) {
+    if (const auto loaded = load(path); !loaded) {
+        return loaded.error();
+    }
+    base::ConfigFindings findings;
+    if (table.checkConfig != nullptr) {
+        table.checkConfig(config.c_str(), takeFinding, &findings);
+    }
+    return findings;
 }
 
 const PlatformCalls &platformCalls() { return calls; }

@@ -4,6 +4,7 @@
 #define HOST_PLATFORM_LIBRARY_H
 
 #include "base/bank_note.h"
+#include "base/config_findings.h"
 #include "base/result.h"
 #include "platform/nal.h"
 #include "platform/service.h"
@@ -31,6 +32,13 @@ struct PlatformCalls {
  * process. An error of the reason Reason::configWrong: another start mends nothing.
  */
 base::Result<void> openPlatform(const std::string &path, const std::string &config);
+
+/*
+ * Opens the library as openPlatform does, and instead of the platform asks what it finds in the
+ * configuration; nothing where it does not look.
+ */
+base::Result<base::ConfigFindings> checkPlatformsConfig(const std::string &path,
+                                                        const std::string &config);
 
 /* Nothing is null once the platform is open. */
 const PlatformCalls &platformCalls();

@@ -71,6 +71,16 @@ void reportHandled(base::Channel &channel, const AgentLibrary &agent, const Hand
     sendDone(channel, done, handled.name);
 }
 
+int tellFindings(base::Channel &channel, const Options &options) {
+    base::ConfigFindings findings;
+    if (auto found = checkPlatformsConfig(options.platform, options.config); found) {
+        findings = std::move(*found);
+    } else {
+        findings.obstacles.push_back(found.error().text);
+    }
+    return channel.send(base::findingsAsJson(findings).get()) ? 0 : 1;
+}
+
 // The agent reports a commit only where nothing is left that could take the bank back.
 void startAgent(const base::Channel &channel, const AgentLibrary &agent, const Options &options) {
     const bool commitCheck = options.commitCheck;
@@ -120,6 +130,9 @@ int runHost(int argc, char **argv) {
     base::Channel channel(options.channel);
     if (supervisorIsGone(channel)) {
         endHost("the supervisor ended before the host began; start it again");
+    }
+    if (options.check) {
+        return tellFindings(channel, options);
     }
     setSupervisor(&channel);
     if (const auto opened = openPlatform(options.platform, options.config); !opened) {

@@ -5,7 +5,8 @@
 
 #include "base/file_io.h"
 #include "base/result.h"
-#include "node/config.h"
+#include "node/boot_state.h"
+#include "node/config/config.h"
 
 #include <cstdint>
 #include <string>

@@ -4,6 +4,7 @@
 #define NODE_BOOT_ENVIRONMENT_H
 
 #include "base/result.h"
+#include "node/config/boot_place.h"
 
 #include <cstddef>
 #include <map>
@@ -12,20 +13,6 @@
 #include <vector>
 
 namespace node {
-
-/* Where the environment is: a file of both copies, or the devices that fw_env.config names. */
-struct BootPlace {
-    BootPlace() = default;
-    BootPlace(std::string path) : file(std::move(path)) {} // NOLINT: a file is the usual place
-    BootPlace(const char *path) : file(path) {}            // NOLINT
-
-    std::string file;              // empty: fwEnvConfig says where
-    std::string fwEnvConfig;       // a file in the format of fw_env.config
-    std::string kernelCommandLine; // a file whose word ota.bank=a or b names the running bank
-
-    /* How messages name it. */
-    const std::string &name() const { return file.empty() ? fwEnvConfig : file; }
-};
 
 /* Bytes of one copy in a file: checksum (4), counter (1) and "name=value" texts. */
 inline constexpr std::size_t kEnvironmentCopy = 8192;

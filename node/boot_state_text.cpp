@@ -3,8 +3,8 @@
 
 #include "base/file_io.h"
 #include "base/split.h"
+#include "node/config/ini_file.h"
 #include "node/digest.h"
-#include "node/ini_file.h"
 
 #include <charconv>
 #include <string_view>

@@ -13,16 +13,6 @@ namespace {
 
 constexpr mode_t kAnyoneRuns = S_IXUSR | S_IXGRP | S_IXOTH;
 
-bool isDirectory(const std::string &path) {
-    struct stat status {};
-    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
-std::string parentOf(const std::string &path) {
-    const std::size_t slash = path.rfind('/');
-    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
-}
-
 } // namespace
 
 std::string whyNoBootState(const BootPlace &place) {
@@ -56,19 +46,6 @@ std::string whyNoCertificates(const std::string &path) {
                ? ""
                : "names a file without a usable certificate: " + certificates.error().text +
                      "; put a certificate in PEM there";
-}
-
-std::string whyNoStateDirectory(const std::string &path) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) == 0) {
-        return S_ISDIR(status.st_mode)
-                   ? ""
-                   : "names no directory: " + path + " is a file; remove it or name another";
-    }
-    const std::string above = parentOf(path);
-    return isDirectory(above)
-               ? ""
-               : "cannot be made: there is no directory " + above + "; make that or name another";
 }
 
 } // namespace node

@@ -3,7 +3,7 @@
 #ifndef NODE_CONFIG_OBSTACLES_H
 #define NODE_CONFIG_OBSTACLES_H
 
-#include "node/boot_environment.h"
+#include "node/config/boot_place.h"
 
 #include <string>
 
@@ -15,8 +15,6 @@ std::string whyNoBootState(const BootPlace &place);
 std::string whyNoProgram(const std::string &path);
 /* Of certificates in PEM. */
 std::string whyNoCertificates(const std::string &path);
-/* The service makes the directory itself, but none above it. */
-std::string whyNoStateDirectory(const std::string &path);
 
 } // namespace node
 

@@ -4,7 +4,7 @@
 #define NODE_IMAGE_CHECK_H
 
 #include "node/boot_state.h"
-#include "node/config.h"
+#include "node/config/config.h"
 #include "node/image_manifest.h"
 
 #include <string>

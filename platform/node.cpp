@@ -2,7 +2,8 @@
 #include "platform/node.h"
 
 #include "node/bank_device.h"
-#include "node/settings_overlay.h"
+#include "node/config/settings_overlay.h"
+#include "node/config_check.h"
 #include "platform/nal.h"
 #include "platform/open.h"
 

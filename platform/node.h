@@ -5,7 +5,7 @@
 
 #include "base/lock_file.h"
 #include "node/boot_state.h"
-#include "node/config.h"
+#include "node/config/config.h"
 
 #include <string>
 

@@ -5,6 +5,7 @@
 #include "base/bank_note.h"
 #include "base/text.h"
 #include "node/bank_facts.h"
+#include "node/config_check.h"
 #include "platform/hooks.h"
 #include "platform/node.h"
 #include "platform/open.h"
@@ -67,6 +68,16 @@ int beginTrial(OtaFault *what) {
                                        : OTA_TRIAL_NONE;
 }
 
+void checkConfig(const char *configPath, OtaTellConfig tell, void *context) {
+    const base::ConfigFindings findings = node::platformFindings(configPath);
+    for (const std::string &mistake : findings.mistakes) {
+        tell(context, OTA_CONFIG_MISTAKE, mistake.c_str());
+    }
+    for (const std::string &obstacle : findings.obstacles) {
+        tell(context, OTA_CONFIG_OBSTACLE, obstacle.c_str());
+    }
+}
+
 constexpr OtaPlatformService kTable{
     .size = sizeof(OtaPlatformService),
     .open = openNode,
@@ -83,6 +94,7 @@ constexpr OtaPlatformService kTable{
     .forget = [](const char *version, OtaFault *why) { return answer(nalForget(version), why); },
     .takeBack = [](OtaFault *why) { return answer(nalTakeBack(), why); },
     .giveUpPassive = [](OtaFault *why) { return answer(nalGiveUpPassive(), why); },
+    .checkConfig = checkConfig,
 };
 
 } // namespace

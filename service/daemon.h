@@ -3,7 +3,7 @@
 #ifndef SERVICE_DAEMON_H
 #define SERVICE_DAEMON_H
 
-#include "node/config.h"
+#include "node/config/config.h"
 #include "service/host_calls.h"
 #include "service/loop.h"
 #include "service/node_settings.h"

@@ -4,6 +4,7 @@
 #define SERVICE_HOST_PROCESS_H
 
 #include "base/channel.h"
+#include "service/host_program.h"
 #include "service/loop.h"
 
 #include <functional>
@@ -11,13 +12,6 @@
 #include <string>
 
 namespace service {
-
-struct HostProgram {
-    std::string program;
-    std::string library;
-    std::string config;
-    std::string platform{}; // empty: the host's own default
-};
 
 class HostProcess {
   public:
@@ -33,8 +27,8 @@ class HostProcess {
     HostProcess(const HostProcess &) = delete;
     HostProcess &operator=(const HostProcess &) = delete;
 
-    /* Starts it with these options more, in a process group of its own. */
-    base::Result<void> start(std::vector<std::string> options);
+    /* Starts it with these options more. */
+    base::Result<void> start(const std::vector<std::string> &options);
     /* Queues the message and never waits; what fails to go out shows as the end of the process. */
     void send(const cJSON *message);
     /* Kills it with all that it started; `ended` follows from the loop. */
@@ -48,7 +42,6 @@ class HostProcess {
     void watchForWriting();
     void breakOff(const std::string &why);
     void collected(const siginfo_t &info);
-    void killGroup() const;
 
     sd_event *loop_;
     HostProgram program_;

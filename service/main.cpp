@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // otad: the upgrade service of a node.
+#include "service/config_check.h"
 #include "service/daemon.h"
 #include "service/event_log.h"
 #include "service/loop.h"
@@ -7,7 +8,6 @@
 
 #include "base/file_io.h"
 #include "base/outcome.h"
-#include "node/config.h"
 
 #include <cerrno>
 #include <csignal>
@@ -15,7 +15,6 @@
 #include <cstring>
 #include <malloc.h>
 #include <sys/stat.h>
-#include <vector>
 
 namespace {
 
@@ -58,27 +57,28 @@ int main(int argc, char **argv) {
     returnLargeMemory();
     const service::Options options = service::readOptions(argc, argv);
     const int configWrong = base::rowOf(base::Outcome::configWrong).code;
-    const auto config = node::checkConfigFile(options.config);
-    std::vector<std::string> warnings;
-    const std::vector<std::string> mistakes = node::configMistakes(options.config, &warnings);
-    for (const std::string &mistake : mistakes) {
-        service::logError(mistake);
+    const auto [config, findings] =
+        service::checkConfig({options.host, options.library, options.config});
+    for (const auto &lines : {findings.mistakes, findings.obstacles}) {
+        for (const std::string &line : lines) {
+            service::logError(line);
+        }
     }
-    for (const std::string &warning : warnings) {
+    for (const std::string &warning : findings.warnings) {
         service::logWarning(warning);
     }
-    // Some mistakes do not keep it from the start: the agent's process tells what they hinder.
-    if (!config || (options.check && !mistakes.empty())) {
+    // An obstacle does not keep it from the start: the agent's process tells what it hinders.
+    if (!findings.mistakes.empty() || (options.check && !findings.obstacles.empty())) {
         return configWrong;
     }
     if (options.check) {
         std::printf("%s: correct\n", options.config.c_str());
         return 0;
     }
-    if (!makeStateDirectory(config->stateDirectory)) {
+    if (!makeStateDirectory(config.stateDirectory)) {
         return configWrong;
     }
     blockSignals();
     const service::EventLoop loop = service::newLoop();
-    return service::Daemon(loop.get(), options, *config).run();
+    return service::Daemon(loop.get(), options, config).run();
 }

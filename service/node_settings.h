@@ -7,8 +7,8 @@
 
 #include "guard/setting.h"
 
-#include "node/config.h"
-#include "node/settings_overlay.h"
+#include "node/config/config.h"
+#include "node/config/settings_overlay.h"
 
 #include <list>
 #include <string>

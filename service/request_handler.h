@@ -14,7 +14,7 @@
 #include "service/state/explain.h"
 #include "service/state/request_check.h"
 
-#include "node/config.h"
+#include "node/config/config.h"
 
 #include <chrono>
 #include <map>

@@ -9,7 +9,7 @@
 #include "service/status_board.h"
 #include "service/uplink/root_link.h"
 
-#include "node/config.h"
+#include "node/config/config.h"
 
 #include <map>
 #include <memory>

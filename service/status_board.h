@@ -9,7 +9,7 @@
 #include "service/request_book.h"
 
 #include "base/bank_note.h"
-#include "node/config.h"
+#include "node/config/config.h"
 
 #include <ctime>
 #include <functional>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // ota-config check: what is wrong with a configuration file, without the service.
+#include "node/config_check.h"
 #include "base/failure.h"
 #include "base/json.h"
 #include "base/text.h"
-#include "node/config.h"
 #include "tools/verbs.h"
 
 #include <cstdio>

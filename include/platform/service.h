@@ -95,6 +95,16 @@ typedef struct OtaPlatformHooks {
     const char *(*offeredVersion)(void);
 } OtaPlatformHooks;
 
+/* What a line about the configuration says. */
+enum {
+    OTA_CONFIG_MISTAKE,  /* the platform does not start with it: `open` would fail */
+    OTA_CONFIG_OBSTACLE, /* it starts, and no upgrade would succeed */
+    OTA_CONFIG_WARNING   /* probably not meant */
+};
+
+/* Takes one line without a line end, in UTF-8, and reads it at once. */
+typedef void (*OtaTellConfig)(void *context, int32_t kind, const char *line);
+
 /*
  * Functions that answer an int: 0 is success, else `why` says what failed. Those that must all be
  * there for the node to have trials: bankFacts, beginTrial, failTrial, mayReboot, passTrial,
@@ -163,6 +173,13 @@ typedef struct OtaPlatformService {
      * activated or on trial.
      */
     int (*giveUpPassive)(OtaFault *why);
+
+    /*
+     * Tells what is wrong with the platform's own keys, and with what they name: "FILE:LINE: what,
+     * what to do". Changes nothing. Called before the service starts and by `otad --check`, in a
+     * process that calls nothing else, not even `open`; it has 30 seconds.
+     */
+    void (*checkConfig)(const char *configPath, OtaTellConfig tell, void *context);
 } OtaPlatformService;
 
 /* The platform's table: the same one whenever it is asked for, valid for the life of the process.

@@ -12,12 +12,12 @@ HostSupervision::HostSupervision(JobContext &context, HostProgram program, Callb
                {std::move(callbacks.message), std::move(callbacks.ended)}),
       restart_(context.deps.loop, std::move(callbacks.due)) {}
 
-void HostSupervision::start(std::vector<std::string> options) {
+void HostSupervision::start(const std::vector<std::string> &options) {
     ++generation_;
     restartAtMs_ = 0;
     waitsForPath_.clear();
     failures_.begin();
-    if (const auto started = process_.start(std::move(options)); !started) {
+    if (const auto started = process_.start(options); !started) {
         return ended_(started.error().text);
     }
     context_.events.record({.event = "host-started"});

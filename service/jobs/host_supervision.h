@@ -29,7 +29,7 @@ class HostSupervision {
 
     HostSupervision(JobContext &context, HostProgram program, Callbacks callbacks);
 
-    void start(std::vector<std::string> options);
+    void start(const std::vector<std::string> &options);
     void startAgain();
     void send(const base::Json &message) { process_.send(message.get()); }
     /* Its end comes from the loop. */

@@ -9,7 +9,7 @@
 #include "service/request_book.h"
 #include "service/state/request_check.h"
 
-#include "node/config.h"
+#include "node/config/config.h"
 
 #include <chrono>
 #include <string>

@@ -6,7 +6,7 @@
 #include "guard/node_identity.h"
 #include "guard/offer.h"
 #include "guard/refusal.h"
-#include "node/config.h"
+#include "node/config/config.h"
 #include "service/bus/node_status.h"
 #include "service/state/ledger.h"
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // What must hold for every configuration file: what is taken over cannot surprise a shell or a
 // path.
-#include "node/config.h"
+#include "node/boot_state.h"
+#include "node/config/config.h"
 #include "tests/fuzz/promise.h"
 #include "tests/support/results.h"
 

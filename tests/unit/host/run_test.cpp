@@ -40,6 +40,26 @@ TEST_F(Host, LeavesTheCommitCheckOutWhereItIsToldTo) {
             R"({"done":"start-up","deferred":0})"});
 }
 
+TEST_F(Host, ToldToCheckOnlySaysWhatThePlatformFinds) {
+    std::filesystem::remove(in("a"));
+    start(FAKE_AGENT, "--check");
+    const std::string told = next();
+    EXPECT_NE(told.find(R"({"mistakes":[")" + configPath_ + ":"), std::string::npos) << told;
+    EXPECT_NE(told.find("[banks] a "), std::string::npos) << told;
+    EXPECT_NE(told.find(R"("],"obstacles":[],"warnings":[]})"), std::string::npos) << told;
+    EXPECT_EQ(next(), "end");
+    EXPECT_EQ(exitCode(), 0);
+}
+
+TEST_F(Host, ToldToCheckSaysWhyThePlatformCannotBeAsked) {
+    start(FAKE_AGENT, "--check --platform " FAKE_AGENT);
+    const std::string told = next();
+    EXPECT_NE(told.find(R"({"mistakes":[],"obstacles":[")"), std::string::npos) << told;
+    EXPECT_NE(told.find("the platform cannot be opened: "), std::string::npos)
+        << told;
+    EXPECT_EQ(next(), "end");
+}
+
 TEST_F(Host, EndsWithTheProcessThatStartedIt) {
     hasParentOfItsOwn_ = true;
     start();

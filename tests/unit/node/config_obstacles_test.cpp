@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What no upgrade succeeds with is named before one fails.
 #include "fixture.h"
-#include "node/config.h"
+#include "node/config_check.h"
 
 #include <filesystem>
 

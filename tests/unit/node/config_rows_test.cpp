@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What each key of the configuration takes, and what holds where it is not given.
 #include "fixture.h"
-#include "node/config_rows.h"
+#include "node/config/config_rows.h"
 
 namespace {
 

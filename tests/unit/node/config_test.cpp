@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Every mistake in the configuration names the file, the line and what was expected.
 #include "fixture.h"
-#include "node/config.h"
-#include "node/config_rows.h"
+#include "node/config/config_rows.h"
+#include "node/config_check.h"
 #include "platform/open.h"
 #include "tests/support/results.h"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Wrong lines of an INI text are named one by one, and what stands behind them is read.
-#include "node/ini_file.h"
+#include "node/config/ini_file.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Values that are taken, and that are probably a slip.
 #include "fixture.h"
-#include "node/config.h"
+#include "node/config_check.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What was changed at run time survives a file and never goes beyond four keys.
 #include "fixture.h"
-#include "node/settings_overlay.h"
+#include "node/config/settings_overlay.h"
 #include "tests/support/results.h"
 
 #include <filesystem>

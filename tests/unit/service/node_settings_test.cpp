@@ -2,7 +2,7 @@
 // Settings that the bus changes: kept, in force, and refused where they cannot be kept.
 #include "daemon_fixture.h"
 
-#include "node/settings_overlay.h"
+#include "node/config/settings_overlay.h"
 #include "tests/support/results.h"
 
 #include <fstream>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "node/config_rows.h"
+#include "node/config/config_rows.h"
 
 #include "base/version_order.h"
 

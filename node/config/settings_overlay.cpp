@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "node/settings_overlay.h"
+#include "node/config/settings_overlay.h"
 
 #include "base/file_io.h"
-#include "node/config_rows.h"
-#include "node/ini_file.h"
+#include "node/config/config_rows.h"
+#include "node/config/ini_file.h"
 
 #include <array>
 #include <cerrno>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Every key of the configuration: its limits, what is expected of its value, where that goes.
-#ifndef NODE_CONFIG_ROWS_H
-#define NODE_CONFIG_ROWS_H
+#ifndef NODE_CONFIG_CONFIG_ROWS_H
+#define NODE_CONFIG_CONFIG_ROWS_H
 
-#include "node/config.h"
+#include "node/config/config.h"
 
 #include <cstddef>
 #include <span>

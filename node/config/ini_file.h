@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The sections and keys of an INI text, each with its line.
-#ifndef NODE_INI_FILE_H
-#define NODE_INI_FILE_H
+#ifndef NODE_CONFIG_INI_FILE_H
+#define NODE_CONFIG_INI_FILE_H
 
 #include "base/result.h"
 

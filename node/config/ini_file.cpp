@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "node/ini_file.h"
+#include "node/config/ini_file.h"
 
 #include "base/text.h"
 

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The node's configuration file, checked: one INI file for every process of the node.
-#ifndef NODE_CONFIG_H
-#define NODE_CONFIG_H
+#ifndef NODE_CONFIG_CONFIG_H
+#define NODE_CONFIG_CONFIG_H
 
-#include "node/boot_state.h"
+#include "base/result.h"
+#include "node/config/boot_place.h"
 
 #include <array>
 #include <cstddef>
@@ -12,6 +13,8 @@
 #include <vector>
 
 namespace node {
+
+enum class Bank;
 
 struct Config {
     // [node]
@@ -77,29 +80,6 @@ base::Result<std::string> readConfigText(const std::string &path);
  * line where there is one, and what was expected.
  */
 base::Result<Config> parseConfig(const std::string &path, const std::string &text);
-
-/*
- * For whom the configuration is read. Where it names a platform, [banks], [trial] and [images] are
- * that one's own business: the service neither demands them nor looks at what they name.
- */
-enum class ConfigReader { service, platform };
-
-/*
- * Reads and parses the file, and looks at what it names: directories, banks, certificates. Takes no
- * lock and changes nothing. The error is the first mistake, as of parseConfig.
- */
-base::Result<Config> checkConfigFile(const std::string &path,
-                                     ConfigReader reader = ConfigReader::service);
-
-/*
- * The same, every mistake on a line of its own; empty where there is none. Where a start finds
- * none, also what would make every upgrade fail: a boot state, certificate or program that cannot
- * be used. warnings may be null; it takes a line for each value that is probably not meant, for
- * each of the first twenty keys that are not known, and one for the others. That is no mistake: a
- * configuration outlives releases of the service in both directions.
- */
-std::vector<std::string> configMistakes(const std::string &path,
-                                        std::vector<std::string> *warnings = nullptr);
 
 } // namespace node
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The settings that were changed at run time: they hold instead of those of node.conf.
-#ifndef NODE_SETTINGS_OVERLAY_H
-#define NODE_SETTINGS_OVERLAY_H
+#ifndef NODE_CONFIG_SETTINGS_OVERLAY_H
+#define NODE_CONFIG_SETTINGS_OVERLAY_H
 
-#include "node/config.h"
+#include "node/config/config.h"
 
 #include <optional>
 #include <string>
