@@ -131,8 +131,9 @@ class Attacks(node_case.Case):
         node.config.write_text(whole)
         devices = whole.replace(
             "boot_state = boot_state.ini",
-            "fw_env_config = fw_env.config\n" "kernel_command_line = folder/inner/words",
+            "fw_env_config = fw_env.config\n" "kernel_command_line = cmdline",
         )
+        (node.folder / "cmdline").touch(mode=0o600)
         named = {"drop": "[paths] tmp", "configs": "[paths] configs", "node-logs": "[paths] logs",
                  "healthy": "[trial] health_command",
                  "state": "[service] state", "banks/a": "[banks] a", "banks/b": "[banks] b",
@@ -147,7 +148,7 @@ class Attacks(node_case.Case):
         for name, key in {
             "fw_env.config": "[banks] fw_env_config",
             "environment": "[banks] fw_env_config",
-            "folder/inner/words": "[banks] kernel_command_line",
+            "cmdline": "[banks] kernel_command_line",
         }.items():
             self.is_refused(node, name, key)
         for place in ("/tmp", "link"):

@@ -61,12 +61,12 @@ class ConfigCheck : public testing::Test {
             << json;
     }
 
-    static fs::path newFolder() {
+    static fs::path newCheckFolder() {
         char name[] = "/tmp/ota-config-check.XXXXXX";
         return mkdtemp(name);
     }
 
-    fs::path folder_ = newFolder();
+    fs::path folder_ = newCheckFolder();
     fs::path host_ = folder_ / "host";
     fs::path config_ = folder_ / "node.conf";
 };
