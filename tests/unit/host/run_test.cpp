@@ -55,8 +55,7 @@ TEST_F(Host, ToldToCheckSaysWhyThePlatformCannotBeAsked) {
     start(FAKE_AGENT, "--check --platform " FAKE_AGENT);
     const std::string told = next();
     EXPECT_NE(told.find(R"({"mistakes":[],"obstacles":[")"), std::string::npos) << told;
-    EXPECT_NE(told.find("the platform cannot be opened: "), std::string::npos)
-        << told;
+    EXPECT_NE(told.find("the platform cannot be opened: "), std::string::npos) << told;
     EXPECT_EQ(next(), "end");
 }
 
