@@ -4,6 +4,8 @@
 set(desk_folder ${CMAKE_INSTALL_LIBEXECDIR}/otaSwAgent/desk)
 install(PROGRAMS ${PROJECT_BINARY_DIR}/desk/ota-desk
         DESTINATION ${desk_folder}/desk COMPONENT desk EXCLUDE_FROM_ALL)
+install(FILES ota-desk.1
+        DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT desk EXCLUDE_FROM_ALL)
 install(TARGETS ota-desk-host RUNTIME
         DESTINATION ${desk_folder}/host COMPONENT desk EXCLUDE_FROM_ALL)
 

@@ -8,6 +8,7 @@
     package.py --ci       built once, lintian, installed, upgraded, removed and purged
     package.py --twice    built twice and compared
     package.py --build    built
+    package.py --try      what was built before is tried as above
 
 The chroots are kept in build/package until their list of packages changes; ./dev clean removes them.
 """
@@ -161,7 +162,27 @@ def check_library():
 
 def live():
     files = packages("libotaswagent", "ota-tools", "otactl", "otad")
-    print(chroot_for("node", files).use("life", "sh -eu /in/life.sh /in", bring=[*files, LIFE]))
+    told = chroot_for("node", files).use("life", "sh -eu /in/life.sh /in", bring=[*files, LIFE])
+    say("\n".join(line for line in told.splitlines() if line.startswith("life: ")))
+
+
+def upgrade_desk_node():
+    """The test that the packages bring, as their archive would run it."""
+    files = packages(*OWN)
+    source = next(PACKAGES.glob("*.dsc"))
+    script = """
+ip link set lo up
+dpkg -i /in/*.deb
+cd /in
+dpkg-source -x *.dsc /tmp/source
+useradd --create-home tester
+autopkgtest --no-built-binaries --user=tester /tmp/source -- null
+"""
+    wanted = re.findall("^Depends: (.*)$", (DEBIAN / "tests/control").read_text(), re.M)
+    tools = ["autopkgtest", "dpkg-dev", "iproute2", *first_names(",".join(wanted))]
+    chroot = chroot_for("desk", files, *tools)
+    told = chroot.use("desk", script, bring=[*files, source, *PACKAGES.glob("*.tar.xz")])
+    say("\n".join(line for line in told.splitlines() if re.search(r"PASS|FAIL|SKIP", line)))
 
 
 def main():
@@ -170,16 +191,23 @@ def main():
     how.add_argument("--ci", action="store_true", help="built once, lintian, installed to purged")
     how.add_argument("--twice", action="store_true", help="built twice and compared, and no more")
     how.add_argument("--build", action="store_true", help="built, and no more")
+    how.add_argument(
+        "--try", action="store_true", dest="trial", help="what was built before is tried, not built"
+    )
     options = parser.parse_args()
     WORK.mkdir(parents=True, exist_ok=True)
     begin = time.monotonic()
     try:
         if options.ci or options.build:
             build("build", HERE, PACKAGES)
-        else:
+        elif not options.trial:
             build_twice()
         if not options.twice and not options.build:
             lint()
+            check_library()
+            live()
+        if not options.twice and not options.build and not options.ci:
+            upgrade_desk_node()
     except Failure as failure:
         say(f"package: {failure}")
         return 1

@@ -42,4 +42,4 @@ ota_install_files(${CMAKE_INSTALL_DATADIR}/dbus-1/interfaces
 ota_install_files(${CMAKE_INSTALL_DATADIR}/bash-completion/completions completion/otactl)
 ota_install_files(${CMAKE_INSTALL_MANDIR}/man1 otactl.1)
 ota_install_files(${CMAKE_INSTALL_MANDIR}/man5 node.conf.5)
-ota_install_files(${CMAKE_INSTALL_MANDIR}/man8 otad.8)
+ota_install_files(${CMAKE_INSTALL_MANDIR}/man8 ota-host.8 otad.8)
