@@ -85,13 +85,13 @@ def source_archive():
     return archive
 
 
-def build(name, circumstances, folder):
+def build(name, circumstances, source, folder):
     shutil.rmtree(folder, ignore_errors=True)
     arrived = WORK / "arrived"
     shutil.rmtree(arrived, ignore_errors=True)
     arrived.mkdir()
     script = circumstances + BUILD.format(jobs=os.cpu_count() or 1)
-    build_chroot().use(name, script, bring=[source_archive()], fetch=arrived)
+    build_chroot().use(name, script, bring=[source], fetch=arrived)
     (arrived / "out").rename(folder)
     arrived.rmdir()
 
@@ -113,9 +113,9 @@ def compare(first, second):
 
 
 def build_twice():
-    build("build", HERE, PACKAGES)
-    second = WORK / "second"
-    build("build-again", ELSEWHERE, second)
+    source, second = source_archive(), WORK / "second"
+    build("build", HERE, source, PACKAGES)
+    build("build-again", ELSEWHERE, source, second)
     compare(PACKAGES, second)
     shutil.rmtree(second)
 
@@ -199,7 +199,7 @@ def main():
     begin = time.monotonic()
     try:
         if options.ci or options.build:
-            build("build", HERE, PACKAGES)
+            build("build", HERE, source_archive(), PACKAGES)
         elif not options.trial:
             build_twice()
         if not options.twice and not options.build:

@@ -1,0 +1,51 @@
+# SPDX-License-Identifier: MIT
+SUMMARY = "Over-the-air upgrade agent of a gateway or mesh extender"
+DESCRIPTION = "The agent's library, the service around it, its command line and its tools."
+SECTION = "base"
+LICENSE = "MIT"
+LIC_FILES_CHKSUM = "file://LICENSE;md5=43bb698847457d6589548c83edd75dcb"
+
+inherit cmake pkgconfig systemd useradd features_check externalsrc
+
+# The layer lies in the tree that it builds.
+EXTERNALSRC = "${@os.path.abspath(d.getVar('THISDIR') + '/../../../..')}"
+EXTERNALSRC_BUILD = "${WORKDIR}/build"
+
+DEPENDS = "curl cjson"
+PACKAGECONFIG ??= "platform service"
+PACKAGECONFIG[platform] = "-DOTA_BUILD_PLATFORM=ON,-DOTA_BUILD_PLATFORM=OFF,inih libubootenv openssl systemd zlib"
+PACKAGECONFIG[service] = "-DOTA_BUILD_SERVICE=ON,-DOTA_BUILD_SERVICE=OFF,mosquitto systemd"
+REQUIRED_DISTRO_FEATURES = "${@bb.utils.contains('PACKAGECONFIG', 'platform', 'systemd', '', d)}"
+
+EXTRA_OECMAKE = "-DCMAKE_BUILD_TYPE=Release -DCMAKE_UNITY_BUILD=ON -DBUILD_TESTING=OFF \
+    -DOTA_BUILD_DESK=OFF -DOTA_STRIP=OFF -DOTA_WERROR=OFF \
+    -DOTA_SYSTEMD_DIR=${systemd_system_unitdir}"
+
+# The libraries have no version in their names.
+SOLIBS = ".so"
+FILES_SOLIBSDEV = ""
+
+PACKAGE_BEFORE_PN = "libotaswagent ota-tools otactl otad"
+FILES:libotaswagent = "${libdir}/libotaSwAgent.so ${libdir}/libotaGuard.so"
+FILES:ota-tools = "${bindir}/ota-config ${bindir}/ota-image ${sbindir}/ota-boot-state"
+FILES:otactl = "${bindir}/otactl ${datadir}/bash-completion/completions/otactl"
+FILES:otad = "${sbindir}/otad ${libexecdir}/otaSwAgent ${systemd_system_unitdir}/otad.service \
+    ${prefix}/lib/sysusers.d/otaSwAgent.conf ${prefix}/lib/tmpfiles.d/otaSwAgent.conf \
+    ${datadir}/dbus-1/system.d/velmo.otaSwAgent.conf \
+    ${datadir}/dbus-1/interfaces/velmo.otaSwAgent.xml"
+FILES:${PN}-dev = "${includedir}/otaSwAgent ${libdir}/cmake/otaSwAgent ${libdir}/pkgconfig/otaSwAgent.pc"
+FILES:${PN}-doc = "${docdir}/otaSwAgent ${mandir}"
+ALLOW_EMPTY:${PN} = "1"
+
+RDEPENDS:${PN} = "${@bb.utils.contains('PACKAGECONFIG', 'service', 'otad otactl', 'libotaswagent', d)}"
+RDEPENDS:${PN}-dev = "libotaswagent"
+RDEPENDS:otactl = "ota-tools"
+# Loaded by name.
+RDEPENDS:otad = "dbus libotaswagent"
+
+# A read-only root can add no group on the node.
+USERADD_PACKAGES = "${@bb.utils.contains('PACKAGECONFIG', 'service', 'otad', '', d)}"
+GROUPADD_PARAM:otad = "--system otaswagent"
+
+SYSTEMD_PACKAGES = "${@bb.utils.contains('PACKAGECONFIG', 'service', 'otad', '', d)}"
+SYSTEMD_SERVICE:otad = "otad.service"
