@@ -56,7 +56,8 @@ def build_chroot():
 
 
 def source_archive():
-    """What git knows of this tree, and what it would add, as it stands."""
+    """What git knows of this tree, and what it would add, as it stands; all of one day, so that each
+    clone gives the same bytes."""
     if said("git", "-C", TOP, "rev-parse", "--show-prefix").strip():
         raise Failure("package needs git's list of files: use a clone")
     listed = said("git", "-C", TOP, "ls-files", "-z", "--cached", "--others", "--exclude-standard")
@@ -64,24 +65,10 @@ def source_archive():
     names = WORK / "source.names"
     names.write_text("".join(f"{name}\0" for name in files))
     archive = WORK / "source.tar"
-    plain = [
-        "--owner=0",
-        "--group=0",
-        "--numeric-owner",
-        "--mode=u=rwX,go=rX",
-        "--transform=s,^,source/,S",
-    ]
-    said(
-        "tar",
-        "-C",
-        TOP,
-        "-cf",
-        archive,
-        *plain,
-        "--null",
-        "--no-recursion",
-        f"--files-from={names}",
-    )
+    as_roots = "--owner=0 --group=0 --numeric-owner --mode=u=rwX,go=rX".split()
+    words = ["tar", "-C", TOP, "-cf", archive, *as_roots, "--transform=s,^,source/,S"]
+    date = re.search("^ -- .*>  (.*)$", (DEBIAN / "changelog").read_text(), re.M)[1]
+    said(*words, f"--mtime={date}", "--null", "--no-recursion", f"--files-from={names}")
     return archive
 
 

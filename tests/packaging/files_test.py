@@ -87,6 +87,10 @@ class Packages(unittest.TestCase):
         named = {(name, pattern) for name, listed in patterns.items() for pattern in listed}
         self.assertEqual(named - used, set(), "these take no file")
 
+    def test_the_page_says_of_every_package_what_it_has(self):
+        page = (SOURCE / "docs/packages.md").read_text()
+        self.assertEqual(set(re.findall(r"^\| `([\w-]+)` \|", page, re.M)), set(self.packages))
+
     def test_every_list_is_that_of_a_package(self):
         for path in DEBIAN.glob("*.*"):
             self.assertIn(path.stem, self.packages, path)

@@ -104,6 +104,9 @@ quietly dpkg -i "$packages"/*.deb
 must_be "the unit" "$(enabled)" enabled
 getent group otaswagent >/dev/null || fail "no group"
 must_be "the configuration's folder" "$(stat -c '%U %a' /etc/otaSwAgent)" "root 755"
+sed -n '/^ExecStart=/,/[^\\]$/p' /lib/systemd/system/otad.service | grep -o '/usr/[^ ]*' >"$work/named"
+must_be "what the unit starts" "$(wc -l <"$work/named")" 3
+xargs ls -d <"$work/named" >/dev/null || fail "the unit names what is not there"
 grep -q '^ConditionPathExists=/etc/otaSwAgent/node.conf$' /lib/systemd/system/otad.service ||
     fail "the unit starts without a configuration"
 for program in otactl otad ota-image ota-config ota-boot-state; do
