@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "desk/power/launch.h"
 
+#include "base/disk_calls.h"
 #include "base/file_io.h"
 #include "desk/failure.h"
-#include "desk/power/calls.h"
 #include "desk/power/tracee.h"
 
 #include <array>
@@ -38,7 +38,7 @@ void answer(std::vector<sock_filter> &filter, std::uint32_t verdict) {
 }
 
 // An open that neither creates nor truncates is by far the most frequent call.
-void addOpen(std::vector<sock_filter> &filter, const CallRow &row) {
+void addOpen(std::vector<sock_filter> &filter, const base::DiskCall &row) {
     filter.push_back(
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(row.number), 0, 4));
     load(filter, offsetof(seccomp_data, args) + kHalf +
@@ -63,8 +63,8 @@ std::vector<sock_filter> callFilter() {
     load(filter, offsetof(seccomp_data, nr));
     // Writes that are asked for in a ring of memory are no calls: programs do without it.
     addCall(filter, SYS_io_uring_setup, kNotHere);
-    for (const CallRow &row : calls()) {
-        if (row.act == Act::open && row.flags != kNone) {
+    for (const base::DiskCall &row : base::diskCalls()) {
+        if (row.act == base::DiskAct::open && row.flags != base::kNoArgument) {
             addOpen(filter, row);
         } else {
             addCall(filter, row.number, SECCOMP_RET_TRACE);

@@ -32,7 +32,7 @@ std::optional<Call> readCall(pid_t thread) {
         return std::nullopt;
     }
     Call call;
-    call.row = callOf(static_cast<long>(info.seccomp.nr));
+    call.row = base::diskCallOf(static_cast<long>(info.seccomp.nr));
     std::copy(std::begin(info.seccomp.args), std::end(info.seccomp.args), call.arguments.begin());
     return call.row == nullptr ? std::nullopt : std::optional(call);
 }
@@ -46,9 +46,10 @@ std::optional<std::int64_t> resultOf(pid_t thread) {
     return info.exit.rval;
 }
 
-bool needsSpace(Act act) {
-    return act == Act::write || act == Act::allocate || act == Act::open || act == Act::make ||
-           act == Act::rename || act == Act::sync;
+bool needsSpace(base::DiskAct act) {
+    return act == base::DiskAct::write || act == base::DiskAct::allocate ||
+           act == base::DiskAct::open || act == base::DiskAct::make ||
+           act == base::DiskAct::rename || act == base::DiskAct::sync;
 }
 
 bool isStop(int signal) {
@@ -180,7 +181,7 @@ void Tracer::callBegins(pid_t thread) {
     }
 }
 
-Tracer::Fate Tracer::fateOf(std::uint64_t number, Act act) const {
+Tracer::Fate Tracer::fateOf(std::uint64_t number, base::DiskAct act) const {
     if (number == options_.cutAt) {
         return Fate::meetsTheCut;
     }
@@ -200,11 +201,12 @@ void Tracer::begin(pid_t thread, const Call &call) {
         return;
     }
     InFlight flight{call, std::move(*effect)};
-    const Act act = call.row->act;
+    const base::DiskAct act = call.row->act;
     if (flight.effect.counts) {
         const Fate fate = fateOf(report_.count(tracee, call, flight.effect), act);
         // A sync that is cut has not kept anything for sure: as if it had not begun.
-        const bool isSync = act == Act::sync || act == Act::syncAll || act == Act::syncRange;
+        const bool isSync = act == base::DiskAct::sync || act == base::DiskAct::syncAll ||
+                            act == base::DiskAct::syncRange;
         if (fate == Fate::meetsTheCut && (options_.mode == CutMode::drop || isSync)) {
             cutPower();
             return;
@@ -234,7 +236,7 @@ void Tracer::callEnds(pid_t thread) {
         const InFlight &flight = found->second;
         if (flight.effect.result) {
             setResult(thread, *flight.effect.result);
-        } else if (!flight.cuts || flight.call.row->act != Act::write) {
+        } else if (!flight.cuts || flight.call.row->act != base::DiskAct::write) {
             flight.effect.after(*result); // a write that is cut stays in flight
         }
         if (flight.cuts) {

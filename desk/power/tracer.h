@@ -3,6 +3,7 @@
 #ifndef DESK_POWER_TRACER_H
 #define DESK_POWER_TRACER_H
 
+#include "base/disk_calls.h"
 #include "desk/power/options.h"
 #include "desk/power/watch.h"
 
@@ -62,7 +63,7 @@ class Tracer {
     void callEnds(pid_t thread);
     void begin(pid_t thread, const Call &call);
     void letGo(pid_t thread);
-    [[nodiscard]] Fate fateOf(std::uint64_t number, Act act) const;
+    [[nodiscard]] Fate fateOf(std::uint64_t number, base::DiskAct act) const;
     void cutPower();
 
     const Options &options_;

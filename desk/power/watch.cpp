@@ -18,12 +18,13 @@ namespace {
 using Medium = Disk::Medium;
 
 Range rangeOf(const Tracee &tracee, const Call &call, const OpenFile &file, std::uint64_t size) {
-    const CallRow &row = *call.row;
-    Range range{file.position, row.vectorAt == kNone
+    const base::DiskCall &row = *call.row;
+    Range range{file.position, row.vectorAt == base::kNoArgument
                                    ? call.argument(row.length)
                                    : tracee.vectorLength(call.argument(row.vectorAt),
                                                          call.argument(row.vectorAt + 1))};
-    if (row.offset != kNone && static_cast<std::int64_t>(call.argument(row.offset)) >= 0) {
+    if (row.offset != base::kNoArgument &&
+        static_cast<std::int64_t>(call.argument(row.offset)) >= 0) {
         range.offset = call.argument(row.offset);
     } else if (call.argument(row.offsetAt) != 0) {
         range.offset = tracee.number(call.argument(row.offsetAt)).value_or(0);
@@ -59,11 +60,11 @@ void corrupt(int file, const Range &written) {
 }
 
 std::uint64_t openFlags(const Tracee &tracee, const Call &call) {
-    const CallRow &row = *call.row;
-    if (row.flagsAt != kNone) {
+    const base::DiskCall &row = *call.row;
+    if (row.flagsAt != base::kNoArgument) {
         return tracee.number(call.argument(row.flagsAt)).value_or(0);
     }
-    return row.flags == kNone ? O_CREAT | O_WRONLY | O_TRUNC : call.argument(row.flags);
+    return row.flags == base::kNoArgument ? O_CREAT | O_WRONLY | O_TRUNC : call.argument(row.flags);
 }
 
 } // namespace
@@ -71,7 +72,8 @@ std::uint64_t openFlags(const Tracee &tracee, const Call &call) {
 std::optional<Name> Watch::resolved(const Tracee &tracee, const Call &call, int folder, int path,
                                     bool followLink) {
     const auto text = tracee.text(call.argument(path));
-    const int from = folder == kNone ? AT_FDCWD : static_cast<int>(call.argument(folder));
+    const int from =
+        folder == base::kNoArgument ? AT_FDCWD : static_cast<int>(call.argument(folder));
     return text ? tracee.resolve(from, *text, followLink) : std::nullopt;
 }
 
@@ -104,7 +106,7 @@ Effect Watch::effectOn(const std::filesystem::path &path, std::optional<Range> r
 }
 
 bool Watch::mayConcern(const Tracee &tracee, const Call &call) const {
-    if (call.row->descriptor == kNone) {
+    if (call.row->descriptor == base::kNoArgument) {
         return true;
     }
     const auto file = tracee.file(static_cast<int>(call.argument(call.row->descriptor)));
@@ -113,23 +115,23 @@ bool Watch::mayConcern(const Tracee &tracee, const Call &call) const {
 
 std::optional<Effect> Watch::examine(const Tracee &tracee, const Call &call) {
     switch (call.row->act) {
-    case Act::write:
+    case base::DiskAct::write:
         return write(tracee, call);
-    case Act::sync:
-    case Act::syncRange:
+    case base::DiskAct::sync:
+    case base::DiskAct::syncRange:
         return sync(tracee, call);
-    case Act::syncAll:
+    case base::DiskAct::syncAll:
         return syncAll(tracee, call);
-    case Act::resize:
-    case Act::allocate:
+    case base::DiskAct::resize:
+    case base::DiskAct::allocate:
         return resize(tracee, call);
-    case Act::open:
+    case base::DiskAct::open:
         return open(tracee, call);
-    case Act::make:
+    case base::DiskAct::make:
         return make(tracee, call);
-    case Act::remove:
+    case base::DiskAct::remove:
         return remove(tracee, call);
-    case Act::rename:
+    case base::DiskAct::rename:
         return rename(tracee, call);
     }
     return std::nullopt;
@@ -173,7 +175,7 @@ std::optional<Effect> Watch::sync(const Tracee &tracee, const Call &call) {
         return std::nullopt;
     }
     Effect effect = effectOn(target->path);
-    if (call.row->act == Act::syncRange || target->medium == Medium::ram) {
+    if (call.row->act == base::DiskAct::syncRange || target->medium == Medium::ram) {
         return effect;
     }
     if (holds(faults_.lying, target->path)) {
@@ -190,7 +192,7 @@ std::optional<Effect> Watch::sync(const Tracee &tracee, const Call &call) {
 
 std::optional<Effect> Watch::syncAll(const Tracee &tracee, const Call &call) {
     std::filesystem::path path;
-    if (call.row->descriptor != kNone) {
+    if (call.row->descriptor != base::kNoArgument) {
         const auto target = targetOf(tracee, static_cast<int>(call.argument(call.row->descriptor)));
         if (!target || target->medium == Medium::ram) {
             return std::nullopt;
@@ -207,9 +209,9 @@ std::optional<Effect> Watch::syncAll(const Tracee &tracee, const Call &call) {
 }
 
 std::optional<Effect> Watch::resize(const Tracee &tracee, const Call &call) {
-    const CallRow &row = *call.row;
+    const base::DiskCall &row = *call.row;
     std::optional<Target> target;
-    if (row.descriptor != kNone) {
+    if (row.descriptor != base::kNoArgument) {
         target = targetOf(tracee, static_cast<int>(call.argument(row.descriptor)));
     } else if (const auto name = resolved(tracee, call, row.folder, row.path, true)) {
         target = targetOf(*name);
@@ -218,7 +220,7 @@ std::optional<Effect> Watch::resize(const Tracee &tracee, const Call &call) {
         return std::nullopt;
     }
     // Allocating may move all that lies behind its offset, and resizing all behind the new end.
-    const bool allocates = row.act == Act::allocate;
+    const bool allocates = row.act == base::DiskAct::allocate;
     const std::uint64_t from = call.argument(allocates ? row.offset : row.length);
     Effect effect = effectOn(target->path, Range{from, allocates ? call.argument(row.length) : 0});
     if (target->medium == Medium::disk) {
@@ -296,7 +298,7 @@ std::optional<Effect> Watch::remove(const Tracee &tracee, const Call &call) {
 }
 
 std::optional<Effect> Watch::rename(const Tracee &tracee, const Call &call) {
-    const CallRow &row = *call.row;
+    const base::DiskCall &row = *call.row;
     const auto from = resolved(tracee, call, row.folder, row.path, false);
     const auto to = resolved(tracee, call, row.toFolder, row.toPath, false);
     if (!from || !to || !from->status) {

@@ -3,7 +3,7 @@
 #ifndef DESK_POWER_WATCH_H
 #define DESK_POWER_WATCH_H
 
-#include "desk/power/calls.h"
+#include "base/disk_calls.h"
 #include "desk/power/disk.h"
 #include "desk/power/tracee.h"
 
@@ -19,12 +19,12 @@
 namespace power {
 
 struct Call {
-    const CallRow *row = nullptr;
+    const base::DiskCall *row = nullptr;
     std::array<std::uint64_t, 6> arguments{};
 
     // 0 where the call has no such argument.
     [[nodiscard]] std::uint64_t argument(int which) const {
-        return which == kNone ? 0 : arguments.at(static_cast<std::size_t>(which));
+        return which == base::kNoArgument ? 0 : arguments.at(static_cast<std::size_t>(which));
     }
 };
 
