@@ -24,6 +24,7 @@ ROOMS = {
     "service": ["api", "base", "guard", "node", "service/state", "service/bus", "service/uplink"],
     "cli": ["api", "base", "service/bus"],
     "tools": ["api", "base", "node"],
+    "tools/platform_check": ["api", "base"],
     "desk": ["api", "base", "node", "host"],
     "bench": ["api", "base"],
 }

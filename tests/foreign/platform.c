@@ -64,7 +64,7 @@ int nal_getPrevSwVersion(char *version) {
     return whole ? say(version, state.banks[!state.active].version) : NAL_NO_PREVIOUS_IMAGE;
 }
 
-/* Copies, or compares what is there; 0: all bytes went well. */
+/* Copies, or compares what is there; 0: all bytes went well, and there were some. */
 static int pass(const char *imagePath, const char *bankPath, int compare) {
     char image[4096], bank[4096];
     int from = open(imagePath, O_RDONLY), to = open(bankPath, compare ? O_RDONLY : O_WRONLY);
@@ -75,7 +75,7 @@ static int pass(const char *imagePath, const char *bankPath, int compare) {
                               memcmp(image, bank, (size_t)count) != 0
                         : write(to, image, (size_t)count) != count;
     }
-    wrong = wrong || count != 0 || (!compare && fsync(to) != 0);
+    wrong = wrong || count != 0 || lseek(to, 0, SEEK_CUR) == 0 || (!compare && fsync(to) != 0);
     close(from);
     return close(to) != 0 || wrong;
 }

@@ -67,6 +67,7 @@ class Installed(unittest.TestCase):
                 "usr/bin/otactl",
                 "usr/bin/ota-config",
                 "usr/bin/ota-image",
+                "usr/bin/ota-platform-check",
                 "usr/sbin/otad",
                 "usr/sbin/ota-boot-state",
                 "usr/libexec/otaSwAgent/libotaSwPlatform.so",
@@ -202,7 +203,7 @@ class Installed(unittest.TestCase):
             for path in self.root.rglob("*")
             if path.is_file() and path.read_bytes()[:4] == b"\x7fELF"
         ]
-        self.assertEqual(len(programs), 9, programs)
+        self.assertEqual(len(programs), 10, programs)
         for program in programs:
             self.assertNotIn(".symtab", run("readelf", "-S", "-W", program).stdout, program)
         for name, export in (

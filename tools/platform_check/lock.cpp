@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: MIT
+// The second lock, which the kernel holds: whatever a platform or a program of its does.
+#include "tools/platform_check/guards.h"
+
+#include "base/file_io.h"
+
+#include <bit>
+#include <cerrno>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sched.h>
+#include <string_view>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <vector>
+
+namespace check {
+namespace {
+
+using Filter = std::vector<sock_filter>;
+
+constexpr std::uint32_t kEnds = SECCOMP_RET_KILL_PROCESS;
+constexpr std::uint32_t kNotPermitted = SECCOMP_RET_ERRNO | EACCES;
+constexpr std::size_t kLowHalf = std::endian::native == std::endian::little ? 0 : 4;
+constexpr pid_t kInit = 1;
+constexpr pid_t kEverybody = -1;
+
+void add(Filter &filter, const sock_filter &statement) { filter.push_back(statement); }
+
+void answer(Filter &filter, long call, std::uint32_t verdict) {
+    add(filter, BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(call), 0, 1));
+    add(filter, BPF_STMT(BPF_RET | BPF_K, verdict));
+}
+
+// The first argument names a process. Each look at the arguments loads the call's number anew.
+void protect(Filter &filter, long call, pid_t process) {
+    add(filter, BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(call), 0, 4));
+    add(filter, BPF_STMT(BPF_LD | BPF_W | BPF_ABS,
+                         static_cast<std::uint32_t>(offsetof(seccomp_data, args) + kLowHalf)));
+    add(filter, BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(process), 0, 1));
+    add(filter, BPF_STMT(BPF_RET | BPF_K, kEnds));
+    add(filter, BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)));
+}
+
+Filter locks(bool commands, pid_t checker) {
+    Filter filter;
+    add(filter, BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)));
+    answer(filter, SYS_reboot, kEnds);
+#ifdef SYS_kexec_load
+    answer(filter, SYS_kexec_load, kEnds);
+#endif
+#ifdef SYS_kexec_file_load
+    answer(filter, SYS_kexec_file_load, kEnds);
+#endif
+    if (!commands) {
+        answer(filter, SYS_execve, kNotPermitted);
+        answer(filter, SYS_execveat, kNotPermitted);
+    }
+    for (const long call : {long{SYS_kill}, long{SYS_tgkill}, long{SYS_rt_sigqueueinfo}}) {
+        for (const pid_t process : {kInit, kEverybody, checker}) {
+            protect(filter, call, process);
+        }
+    }
+    add(filter, BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
+    return filter;
+}
+
+// One program of many names: its reboot is a call to the kernel or a signal to init.
+bool isOfManyNames(std::string_view path) {
+    const std::string_view name = path.substr(path.rfind('/') + 1);
+    return name == "busybox" || name == "toybox";
+}
+
+} // namespace
+
+bool lockDown(bool commands, pid_t checker) {
+    Filter filter = locks(commands, checker);
+    const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+bool coverRebootPrograms() {
+    if (unshare(CLONE_NEWNS) != 0 ||
+        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
+        return false;
+    }
+    for (const char *const folder : {"/sbin/", "/usr/sbin/", "/bin/", "/usr/bin/"}) {
+        for (const char *const name :
+             {"reboot", "poweroff", "halt", "shutdown", "telinit", "kexec", "systemctl"}) {
+            const auto path = base::realPathOf(std::string(folder) + name);
+            struct stat status {};
+            const bool isThere =
+                path && stat(path->c_str(), &status) == 0 && S_ISREG(status.st_mode);
+            if (isThere && !isOfManyNames(*path) &&
+                mount("/dev/null", path->c_str(), nullptr, MS_BIND, nullptr) != 0) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+std::int64_t nowMs() {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+} // namespace check
