@@ -49,7 +49,7 @@ def said(*words):
         [str(word) for word in words], capture_output=True, text=True, check=False
     )
     if done.returncode != 0:
-        raise Failure(f"{words[0]} failed: {done.stderr.strip()}")
+        raise Failure(f"{words[0]} failed: {(done.stderr or done.stdout).strip()}")
     return done.stdout
 
 
@@ -70,6 +70,16 @@ def apt_options():
     return [
         f"--aptopt={line}" for line in said("apt-config", "dump").splitlines() if wanted.match(line)
     ]
+
+
+def make_root(name, words, **options):
+    """mmdebstrap, whose mounts go with it however it ends, and whose roots lie in build/package."""
+    roots = WORK / "roots"
+    roots.mkdir(exist_ok=True)
+    apart = ["unshare", "--mount"] if os.geteuid() == 0 else []
+    kept = {key: os.environ[key] for key in os.environ if key in ("PATH", "HOME") or "proxy" in key}
+    environment = kept | {"LC_ALL": "C.UTF-8", "TMPDIR": str(roots)}
+    return run(name, [*apart, *words], env=environment, **options)
 
 
 @dataclasses.dataclass
@@ -94,7 +104,7 @@ class Chroot:
         words = ["mmdebstrap", f"--variant={self.variant}", "--format=tar", *apt_options()]
         words += [f"--include={','.join(self.packages)}", SUITE, new, "-"]
         with named.open() as stdin:
-            run(f"chroot-{self.name}", words, stdin=stdin)
+            make_root(f"chroot-{self.name}", words, stdin=stdin)
         new.rename(archive)
         return archive
 
@@ -112,7 +122,4 @@ class Chroot:
         if fetch:
             hooks += [f"--customize-hook=copy-out /out {shlex.quote(str(fetch))}"]
         words = ["mmdebstrap", "--variant=custom", "--skip=update,setup,cleanup", "--format=null"]
-        environment = {
-            key: os.environ[key] for key in ("PATH", "HOME", "TMPDIR") if key in os.environ
-        }
-        return run(name, [*words, *hooks, SUITE, "-", "-"], env=environment | {"LC_ALL": "C.UTF-8"})
+        return make_root(name, [*words, *hooks, SUITE, "-", "-"])

@@ -13,6 +13,7 @@
 The chroots are kept in build/package until their list of packages changes; ./dev clean removes them.
 """
 import argparse
+import fcntl
 import filecmp
 import os
 import re
@@ -183,6 +184,13 @@ def main():
     )
     options = parser.parse_args()
     WORK.mkdir(parents=True, exist_ok=True)
+    lock = (WORK / "lock").open("w")
+    try:
+        fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except OSError:
+        say("package: another one runs in this tree; wait for its end")
+        return 1
+    shutil.rmtree(WORK / "roots", ignore_errors=True)  # of one that was killed
     begin = time.monotonic()
     try:
         if options.ci or options.build:

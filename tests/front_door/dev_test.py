@@ -48,7 +48,7 @@ class FrontDoor(unittest.TestCase):
         answer = self.dev("help")
         self.assertEqual(answer.returncode, 0)
         self.assertLess(len(answer.stdout.splitlines()), 30)
-        for command in ("demo", "test", "build", "lint", "cover", "setup", "clean"):
+        for command in ("demo", "test", "build", "lint", "cover", "package", "setup", "clean"):
             self.assertIn(f"\n  {command}", answer.stdout)
 
     def test_no_command_is_help(self):
