@@ -35,7 +35,7 @@ ELSEWHERE = "place=/srv/again/build; export TZ=Asia/Tokyo LC_ALL=POSIX; umask 00
 BUILD = """
 mkdir -p $place
 cd $place
-tar -xf /in/source.tar
+(umask 022 && tar -xf /in/source.tar)
 cd source
 mv packaging/debian debian
 DEB_BUILD_OPTIONS="nocheck parallel={jobs}" dpkg-buildpackage -us -uc
