@@ -170,7 +170,8 @@ autopkgtest --no-built-binaries --user=tester /tmp/source -- null
     tools = ["autopkgtest", "dpkg-dev", "iproute2", *first_names(",".join(wanted))]
     chroot = chroot_for("desk", files, *tools)
     told = chroot.use("desk", script, bring=[*files, source, *PACKAGES.glob("*.tar.xz")])
-    say("\n".join(line for line in told.splitlines() if re.search(r"PASS|FAIL|SKIP", line)))
+    ends = re.findall(r"^\S+ +(?:PASS|FAIL|SKIP)\b.*$", told.partition("@@ summary")[2], re.M)
+    say("\n".join(f"desk: {end}" for end in ends))
 
 
 def main():
