@@ -16,7 +16,7 @@ _CONFIGURATION = """daemon off;
 master_process off;
 pid nginx.pid;
 error_log error.log;
-events {{ worker_connections 64; }}
+events {{ worker_connections 256; }}
 http {{
     log_format short '$uri $status $body_bytes_sent';
     access_log access.log short;
@@ -35,9 +35,13 @@ http {{
         limit_rate {rate};
         location / {{
             if (-f refuse/all) {{ return 503; }}
+            if (-f answer/301) {{ return 301 $scheme://$http_host/elsewhere$uri; }}
+            if (-f answer/404) {{ return 404; }}
         }}
         location ~ ^/(?<whose>[^/]+)/ {{
             if (-f refuse/all) {{ return 503; }}
+            if (-f answer/301) {{ return 301 $scheme://$http_host/elsewhere$uri; }}
+            if (-f answer/404) {{ return 404; }}
             if (-f refuse/$whose) {{ return 503; }}
             if (-f crawl/$whose) {{ set $limit_rate {crawl}; }}
         }}
@@ -66,7 +70,7 @@ class FileServer:
         self.certificates = certificates
         self.port = free_port()
         self.scheme = "https" if certificates else "http"
-        for name in ("www", "crawl", "refuse"):
+        for name in ("www", "crawl", "refuse", "answer"):
             (folder / name).mkdir(parents=True)
         tls = ""
         if certificates:
@@ -102,6 +106,12 @@ class FileServer:
     def refuse(self, whose: str, wanted: bool = True) -> None:
         """They are answered with 503."""
         self._mark("refuse", whose, wanted)
+
+    def answer(self, code: int) -> None:
+        """Everything is answered with 301, 404 or 503 from now on; 200: as it should be."""
+        for known in (301, 404):
+            self._mark("answer", str(known), code == known)
+        self.refuse(EVERYBODY, code == 503)
 
     def _mark(self, kind: str, whose: str, wanted: bool) -> None:
         mark = self.folder / kind / whose

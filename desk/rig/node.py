@@ -46,6 +46,7 @@ class Node(NodeFolder):
             "OTA_DESK_MAC": self.plan.mac,
             "OTA_DESK_FAST": "1" if self.fast else "0",
             "OTA_DESK_REBOOT_FILE": str(self.reboot_file),
+            **({"OTA_DESK_ADDRESS": self.plan.address} if self.plan.address else {}),
         }
 
     def arguments(self) -> list[str]:

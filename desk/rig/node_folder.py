@@ -66,6 +66,7 @@ class NodePlan:
     boot_state: str = "boot_state"
     trial: str = ""  # lines of these sections
     service: str = ""
+    address: str = ""  # that its downloads come from; empty: as the machine chooses
     config: pathlib.Path | None = None  # used as it is, instead of what is written here
 
     def text(self) -> str:
@@ -115,6 +116,16 @@ class NodeFolder:
         plan = self.plan
         for name in ("banks", plan.logs, "configs"):
             (self.folder / name).mkdir(parents=True)
+        self.let_in()
+        if not plan.config:
+            self.write_config()
+        self._make_banks()
+        # The socket of the configuration manager, which the agent waits for.
+        os.mknod(self.folder / "cfgmgr_socket", 0o600 | 0o140000)
+
+    def let_in(self) -> None:
+        """Whom it trusts and who it is, as the plan says now."""
+        plan = self.plan
         for source, name in (
             (plan.authority, "ca.pem"),
             (plan.signer_authority, "signer-ca.pem"),
@@ -124,14 +135,14 @@ class NodeFolder:
             (plan.config, "node.conf"),
         ):
             if source:
+                (self.folder / name).unlink(missing_ok=True)
                 copy_file(source, self.folder / name)
         if plan.root:
             (self.folder / "root-node.key").chmod(0o600)
-        if not plan.config:
-            write_file(self.config, plan.text())
-        self._make_banks()
-        # The socket of the configuration manager, which the agent waits for.
-        os.mknod(self.folder / "cfgmgr_socket", 0o600 | 0o140000)
+
+    def write_config(self) -> None:
+        """As the plan says now."""
+        write_file(self.config, self.plan.text())
 
     def _make_banks(self) -> None:
         plan = self.plan

@@ -25,6 +25,7 @@ _PR_SET_PDEATHSIG = 1
 _NOT_STARTED = 127
 _ENDS_WITHIN = 2.0  # seconds from the request to end until a process is made to
 _libc = ctypes.CDLL(None)
+_thread = threading.local()
 
 
 def own_environment(**more: str) -> dict[str, str]:
@@ -46,10 +47,17 @@ def describe_end(code: int) -> str:
     return f"signal {-code}" if code < 0 else f"exit code {code}"
 
 
+def this_thread_lasts() -> None:
+    """Said by a thread that goes on until this process ends: what it starts ends with the process,
+    as what the main thread starts."""
+    _thread.lasts = True
+
+
 def _in_the_child(parent: int, file_limit: int) -> Callable[[], None] | None:
     """What the child does before it becomes the program."""
     # The kernel would end it with the thread that started it, not with the process.
-    ends_with_us = threading.current_thread() is threading.main_thread()
+    main = threading.current_thread() is threading.main_thread()
+    ends_with_us = main or getattr(_thread, "lasts", False)
     if not ends_with_us and not file_limit:
         return None
 
@@ -68,7 +76,7 @@ def _in_the_child(parent: int, file_limit: int) -> Callable[[], None] | None:
 
 def spawn(words: Words, *, file_limit: int = 0, **options: Any) -> "subprocess.Popen[Any]":
     """A program in a process group of its own, so that Ctrl-C at a terminal reaches this process
-    alone; where this is the main thread, it does not outlive this process."""
+    alone; where this thread lasts, it does not outlive this process."""
     try:
         return subprocess.Popen(
             [str(word) for word in words],

@@ -25,7 +25,8 @@ class RunFolder:
     since it would run what they put there; nor is anything removed there, since they could put
     another folder in its place meanwhile."""
 
-    def __init__(self, path: pathlib.Path) -> None:
+    def __init__(self, path: pathlib.Path, *, keep: bool = False) -> None:
+        """`keep`: what an earlier run left is not removed."""
         self.path = absolute_path(path)
         _require(why_not_trusted_above(self.path))
         self._make()
@@ -35,7 +36,7 @@ class RunFolder:
         self._lock: FolderLock | None = None
         try:
             self._keep_to_this_user()
-            self._take()
+            self._take(keep)
         except BaseException:
             self.close()
             raise
@@ -69,7 +70,7 @@ class RunFolder:
             os.fchmod(self._folder, stat.S_IMODE(status.st_mode) & ~_OTHERS_MAY_WRITE)
         _require(why_not_trusted(self.path))
 
-    def _take(self) -> None:
+    def _take(self, keep: bool) -> None:
         names = os.listdir(self._folder)
         if names and MARK not in names:
             raise Failure(
@@ -83,7 +84,7 @@ class RunFolder:
                 "--run-dir"
             )
         for name in os.listdir(self._folder):
-            if name != MARK:
+            if name != MARK and not keep:
                 _remove(name, self._folder)
 
 

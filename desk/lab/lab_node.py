@@ -1,0 +1,293 @@
+# SPDX-License-Identifier: MIT
+"""The life of a node in the lab: its power, its supervisor, and what is done to it."""
+
+import asyncio
+import contextlib
+import json
+import os
+import time
+from collections.abc import Awaitable, Callable
+from typing import Any
+
+from lab import processes
+from lab.node_view import NodeView
+from rig.failure import Failure
+from rig.files import read_text
+from rig.node import Node
+from rig.otactl import Answer
+from rig.power import POWER_CUT, PowerSupply
+from rig.processes import LineStream, Words, describe_end
+from rig.waiting import wait_until
+
+_OFF_WITHIN = 20.0  # seconds
+_QUIET_AT_REBOOT = 0.5  # the handler goes on behind its reboot command until the system goes down
+_SUPERVISOR_WAITS = 1.0  # before it starts a daemon again that ended by itself
+_LOOKS_APART = 0.3
+# That the root came or went is no event.
+_LOOKS_ANYHOW, _LOOKS_FOR_THE_ROOT = 5.0, 1.0
+_CUT = describe_end(POWER_CUT)
+
+# Runs what waits in a thread of its own.
+InThread = Callable[..., Awaitable[Any]]
+
+
+class LabNode:
+    """Off at first."""
+
+    def __init__(self, node: Node, view: NodeView, in_thread: InThread) -> None:
+        self.node, self.view = node, view
+        self.name = node.name
+        self.descriptor: dict[str, Any] | None = None
+        self.power = asyncio.Lock()  # held while it goes up or down
+        self._in_thread = in_thread
+        self._watch: LineStream | None = None
+        self._supply = PowerSupply(node.programs, node.folder, node.log)
+        self._reboot_seen: float | None = None
+        self._died: float | None = None
+        self._looked = 0.0
+        self._looks = False
+        self._cut_planned = False
+
+    @property
+    def is_on(self) -> bool:
+        return bool(self.view.fields["power"] == "on")
+
+    def has_fault(self, name: str) -> bool:
+        return name in self.view.fields["faults"]
+
+    def set_fault(self, name: str, wanted: bool) -> None:
+        faults = set(self.view.fields["faults"])
+        (faults.add if wanted else faults.discard)(name)
+        self.view.fields.set(faults=sorted(faults))
+
+    # The bus, and what the node says on it.
+
+    async def begin(self) -> None:
+        """The bus and the watch run as long as the lab does, whatever the node's power."""
+        await self._in_thread(self.node.bus.start)
+        self._watch = await self._in_thread(self.node.otactl.watch)
+        asyncio.get_running_loop().add_reader(self._watch.fileno(), self._take_events)
+
+    def _take_events(self) -> None:
+        assert self._watch
+        while (line := self._watch.next()) is not None:
+            with contextlib.suppress(ValueError):
+                self.view.take(json.loads(line))
+        if self._watch.closed:
+            asyncio.get_running_loop().remove_reader(self._watch.fileno())
+            self.view.mark("failure", "otactl watch ended", f"see {self.node.otactl.log}")
+
+    async def ask(self, *words: str | int) -> Answer:
+        answer: Answer = await self._in_thread(self.node.otactl.ask, *words)
+        return answer
+
+    async def end(self) -> None:
+        async with self.power:
+            await self._go_down()
+        if self._watch:
+            asyncio.get_running_loop().remove_reader(self._watch.fileno())
+            await self._in_thread(self._watch.close)
+        await self._in_thread(self.node.bus.stop)
+
+    # Power.
+
+    async def plug(self) -> None:
+        """The power is there; the node boots."""
+        async with self.power:
+            if not self.is_on:
+                await self._boot()
+
+    async def unplug(self) -> None:
+        """In the middle of whatever it does."""
+        async with self.power:
+            if self.is_on:
+                self._lose_power("the plug was pulled")
+                await self._in_thread(self._wait_until_off)
+
+    async def reboot(self) -> None:
+        """In order."""
+        async with self.power:
+            if self.is_on:
+                self.view.mark("boot", "goes down to boot")
+                await self._go_down()
+                await self._boot()
+
+    async def cut_power_at(self, change: int, mode: str) -> None:
+        """The daemon starts again under a power supply that goes at this change of the storage."""
+        async with self.power:
+            if not self.is_on:
+                raise Failure("the node is off")
+            self.signal_all("thaw")
+            await self._in_thread(self._stop_daemon)
+            options: Words = ["--cut", change, "--mode", mode]
+            self._cut_planned = True
+            await self._in_thread(self._start, self._supply.around(self.node.arguments(), options))
+
+    async def _boot(self) -> None:
+        self.view.power_is("booting")
+        if self.has_fault("never-boots") and await self._in_thread(self._spoil_new_image):
+            self.view.mark("fault", "the new image does not boot", "a byte of its bank was changed")
+        booted = await self._in_thread(self.node.run_boot_loader)
+        for line in booted.passed_over:
+            self.view.mark("failure", "boot loader", line)
+        self.node.boots += 1
+        self.view.fields.set(boots=self.node.boots)
+        self._cut_planned = False
+        await self._in_thread(self._start, None)
+        self.view.mark("boot", f"boots {booted.version} from bank {booted.bank.upper()}")
+        self.view.power_is("on")
+        self.view.stage_is("starting")
+
+    def _spoil_new_image(self) -> bool:
+        state = self.node.boot_state()
+        if state["next"] == state["active"]:
+            return False
+        self.node.damage_passive_bank()
+        return True
+
+    def _start(self, words: Words | None) -> None:
+        self._reboot_seen = self._died = None
+        # So that a limit that comes later is an error to them, not their end.
+        self.node.start(words, file_limit=processes.ENDLESS)
+        if self.has_fault("disk-full"):
+            self._limit_files(0)
+
+    async def _go_down(self) -> None:
+        self.signal_all("thaw")
+        await self._in_thread(self._stop_daemon)
+        self.view.power_is("off")
+
+    def _stop_daemon(self) -> None:
+        if self.node.daemon:
+            self.node.daemon.stop()
+        self._wait_until_off()
+
+    def _wait_until_off(self) -> None:
+        late = f"the node's host process outlives its daemon; see {self.node.log}"
+        wait_until(self.node.is_off, _OFF_WITHIN, late)
+
+    def _lose_power(self, why: str) -> None:
+        found = self.processes()
+        if self.node.daemon:
+            self.node.daemon.kill_all()
+        # One that stands still does not notice that the others are gone.
+        for pid in found.values():
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(pid, processes.SIGNALS["kill"])
+        self.view.fields.set(frozen=[])
+        self.view.mark("fault", "power lost", why)
+        self.view.power_is("off")
+
+    # Processes.
+
+    def processes(self) -> dict[str, int]:
+        daemon = self.node.daemon
+        return processes.processes_of(daemon.pid) if daemon and daemon.is_running() else {}
+
+    def signal(self, deed: str, what: str) -> bool:
+        """Whether there is such a process."""
+        pid = self.processes().get(what)
+        if pid is None:
+            return False
+        with contextlib.suppress(ProcessLookupError):
+            os.kill(pid, processes.SIGNALS[deed])
+        frozen = set(self.view.fields["frozen"])
+        (frozen.add if deed == "freeze" else frozen.discard)(what)
+        self.view.fields.set(frozen=sorted(frozen))
+        return True
+
+    def signal_all(self, deed: str) -> None:
+        for what in processes.PROGRAMS:
+            self.signal(deed, what)
+
+    def fill_disk(self, full: bool) -> None:
+        self.set_fault("disk-full", full)
+        self._limit_files(0 if full else processes.ENDLESS)
+
+    def _limit_files(self, size: int) -> None:
+        for pid in self.processes().values():
+            processes.limit_files(pid, size)
+
+    def spoil_health(self, fails: bool) -> None:
+        self.set_fault("health-fails", fails)
+        mark = self.node.folder / "health-fails"
+        if fails:
+            mark.touch()
+        else:
+            mark.unlink(missing_ok=True)
+
+    # What somebody does who stands beside it all the time.
+
+    def supervise(self) -> Awaitable[None] | None:
+        """What is to be done now; called again and again, and never waits."""
+        if self.power.locked() or not self.is_on or not self.node.daemon:
+            return None
+        now = time.monotonic()
+        if self._died is None and (end := self.node.daemon.ending()) is not None:
+            self._died = now
+            if end == _CUT and self._cut_planned:
+                return self._after_the_cut()
+            self.view.mark(
+                "fault", f"the daemon ended with {end}", "its supervisor starts it again"
+            )
+            self.view.fields.set(frozen=[])
+        if self._died is not None:
+            return self._start_again() if now > self._died + _SUPERVISOR_WAITS else None
+        if self._reboot_seen is None and self.node.reboot_file.exists():
+            self._reboot_seen = now
+        if self._reboot_seen is not None and now > self._reboot_seen + _QUIET_AT_REBOOT:
+            self._reboot_seen = None
+            return self.reboot()
+        return self._look() if not self._looks and now > self._looked + self._patience() else None
+
+    def _patience(self) -> float:
+        if self.view.wants_a_look:
+            return _LOOKS_APART
+        return _LOOKS_ANYHOW if self.view.fields["root_connected"] else _LOOKS_FOR_THE_ROOT
+
+    async def _after_the_cut(self) -> None:
+        async with self.power:
+            journal = self._supply.journal()
+            where = journal[-1] if journal else "a change that is not known"
+            self._lose_power(f"at: {where}; what was not synced by then is gone")
+            await self._in_thread(self._wait_until_off)
+
+    async def _start_again(self) -> None:
+        """In the same boot."""
+        async with self.power:
+            if self.is_on:
+                await self._in_thread(self._wait_until_off)
+                await self._in_thread(self._start, None)
+
+    async def _look(self) -> None:
+        self._looks, self.view.wants_a_look = True, False
+        self._looked = time.monotonic()
+        try:
+            answer = await self.ask("status")
+            if answer.code == 0 and answer.lines:
+                self.view.look(answer.first)
+        finally:
+            self._looks = False
+
+    def measure(self) -> None:
+        """Its memory, and which of its processes stand still."""
+        found = self.processes()
+        frozen = sorted(what for what, pid in found.items() if processes.is_frozen(pid))
+        memory = sum(map(processes.memory_of, found.values()))
+        self.view.fields.set(memory=memory, frozen=frozen)
+
+    # What it holds, for who wants to read it.
+
+    def log_text(self, offset: int, most: int) -> tuple[str, int]:
+        """Of its log from this byte on, or the last bytes where that is less or negative; and where
+        it ends."""
+        with contextlib.suppress(OSError), open(self.node.log, "rb") as file:
+            end = file.seek(0, os.SEEK_END)
+            begin = max(offset if 0 <= offset <= end else 0, end - most)
+            file.seek(begin)
+            text = file.read(end - begin)
+            return text.decode(errors="replace"), begin + len(text)
+        return "", 0
+
+    def kept_requests(self) -> str:
+        return read_text(self.node.folder / "configs/otad/requests.json")
