@@ -10,10 +10,10 @@ from collections.abc import Awaitable, Callable
 from typing import Any
 
 from lab import processes
+from lab.clock import Clock, ClockedNode
 from lab.node_view import NodeView
 from rig.failure import Failure
 from rig.files import read_text
-from rig.node import Node
 from rig.otactl import Answer
 from rig.power import POWER_CUT, PowerSupply
 from rig.processes import LineStream, Words, describe_end
@@ -34,7 +34,7 @@ InThread = Callable[..., Awaitable[Any]]
 class LabNode:
     """Off at first."""
 
-    def __init__(self, node: Node, view: NodeView, in_thread: InThread) -> None:
+    def __init__(self, node: ClockedNode, view: NodeView, in_thread: InThread) -> None:
         self.node, self.view = node, view
         self.name = node.name
         self.descriptor: dict[str, Any] | None = None
@@ -215,6 +215,18 @@ class LabNode:
             mark.touch()
         else:
             mark.unlink(missing_ok=True)
+
+    # Time.
+
+    def move_clock(self, move: Callable[[Clock], None]) -> None:
+        move(self.node.clock)
+        self.view.fields.set(clock=self.node.clock.shown())
+        self.view.wants_a_look = True
+
+    def seconds_to_next_timer(self) -> float | None:
+        """Of the node's time; none where none is armed."""
+        rings = [timer["rings"] for timer in self.view.fields["timers"]]
+        return (min(rings) - time.time()) * self.node.clock.speed if rings else None
 
     # What somebody does who stands beside it all the time.
 

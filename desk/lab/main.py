@@ -111,9 +111,11 @@ def _serve(options: argparse.Namespace) -> int:
     programs = Programs(build)
     programs.require(*PARTS)
     environment_is_fit()
-    run_folder = RunFolder(
-        pathlib.Path(options.keep) if options.keep else usual_folder(build), keep=bool(options.keep)
-    )
+    folder = pathlib.Path(options.keep) if options.keep else usual_folder(build)
+    try:
+        run_folder = RunFolder(folder, keep=bool(options.keep))
+    except Failure as failure:
+        raise Failure(str(failure).replace("--run-dir", "--keep")) from failure
     try:
         asyncio.run(_lab(programs, run_folder.path, options))
     finally:

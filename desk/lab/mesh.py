@@ -11,6 +11,7 @@ import shutil
 from collections.abc import Awaitable, Callable
 from typing import Any
 
+from lab.clock import Clock, ClockedNode
 from lab.board import Board, Fields
 from lab.image_shelf import BANK, ImageShelf
 from lab.lab_node import LabNode
@@ -24,13 +25,20 @@ from rig.certificates import Certificates
 from rig.failure import Failure
 from rig.file_server import FileServer
 from rig.network import LOOPBACK
-from rig.node import Node
 from rig.node_folder import NodePlan, RootAccess
 from rig.otactl import words_for_a_shell
 from rig.processes import own_environment, run, this_thread_lasts
 from rig.programs import Programs
 
-PARTS = ("otad", "otactl", "ota-desk-host", "ota-power", "ota-image", "ota-boot-state")
+PARTS = (
+    "otad",
+    "otactl",
+    "ota-desk-host",
+    "ota-desk-clock.so",
+    "ota-power",
+    "ota-image",
+    "ota-boot-state",
+)
 _THREADS = 8
 _TURN = 0.1  # seconds from one look at every node to the next
 _MEASURE_EVERY = 20  # turns
@@ -136,7 +144,7 @@ class Mesh:
         await lab_node.begin()
         await lab_node.plug()
 
-    def _make_node(self, setup: Setup, broker_port: int) -> Node:
+    def _make_node(self, setup: Setup, broker_port: int) -> ClockedNode:
         folder = self.folder / "nodes" / setup.name
         client = self.certificates.client("gateway" if setup.gateway else setup.mac, setup.name)
         authority = self.certificates.authority
@@ -153,7 +161,8 @@ class Mesh:
         if not whole.exists():
             shutil.rmtree(folder, ignore_errors=True)
             folder.mkdir(parents=True)
-        node = Node(self.programs, folder, plan, Bus(folder), own_environment())
+        clock = Clock(folder.with_name(f"{setup.name}.clock"))
+        node = ClockedNode(self.programs, folder, plan, Bus(folder), own_environment(), clock)
         if whole.exists():
             node.let_in()
             node.write_config()

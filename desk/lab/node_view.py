@@ -58,6 +58,7 @@ class NodeView:
             faults=[],
             frozen=[],
             memory=0,
+            clock={"ahead": 0.0, "since": 0.0, "speed": 1},
             boots=0,
             descriptor=None,
             **fixed,
@@ -137,7 +138,7 @@ class NodeView:
         known = {timer["name"]: timer["rings"] for timer in self.fields["timers"]}
         timers = []
         for timer in event.get("timers", []):
-            rings = now + timer["seconds"]
+            rings = now + timer["seconds"] / self.fields["clock"]["speed"]
             # Asked twice, the same timer rings at the same time.
             if abs(known.get(timer["name"], 0) - rings) < 2:
                 rings = known[timer["name"]]

@@ -217,6 +217,46 @@ async def _cable(mesh: Mesh, nodes: list[str], state: str) -> Answer:
     return await _each(mesh, nodes, deed)
 
 
+# Time.
+
+_UNITS = {"s": 1, "m": 60, "h": 3600, "d": 86400}
+_NEXT_TIMER = "next-timer"
+
+
+async def _advance(mesh: Mesh, nodes: list[str], by: str) -> Answer:
+    async def deed(node: LabNode) -> Answer:
+        if by == _NEXT_TIMER:
+            left = node.seconds_to_next_timer()
+            if left is None:
+                return {"code": 1, "reason": "no timer is armed"}
+            seconds = max(0.0, left) + 1
+        else:
+            seconds = int(by.rstrip("smhd")) * _UNITS[by[-1] if by[-1] in _UNITS else "s"]
+        node.move_clock(lambda clock: clock.advance(seconds))
+        node.view.mark("event", "clock", f"{seconds:.0f} s pass at once")
+        return _done()
+
+    return await _each(mesh, nodes, deed)
+
+
+async def _clock(mesh: Mesh, nodes: list[str], to: str) -> Answer:
+    async def deed(node: LabNode) -> Answer:
+        node.move_clock(lambda clock: clock.set_to(to))
+        node.view.mark("event", "clock", f"the time of day is set to: {to}")
+        return _done()
+
+    return await _each(mesh, nodes, deed)
+
+
+async def _speed(mesh: Mesh, nodes: list[str], times: int) -> Answer:
+    async def deed(node: LabNode) -> Answer:
+        node.move_clock(lambda clock: clock.run(times))
+        node.view.mark("event", "clock", f"runs {times} times as fast")
+        return _done()
+
+    return await _each(mesh, nodes, deed)
+
+
 # The servers.
 
 _ANSWERS = {"moved": 301, "missing": 404, "unavailable": 503}
@@ -369,6 +409,18 @@ OPERATIONS = (
               takes_nodes=True),
     Operation("cable", "Faults of nodes", "Cut nodes off from the servers", _cable,
               takes_nodes=True, parameters=(_state("cut", "plugged", text="of the cable"),)),
+    Operation("advance", "Time", "Let time pass at once: timers ring as they would have", _advance,
+              takes_nodes=True,
+              parameters=(Parameter("by", "string", "a number with s, m, h or d, or next-timer",
+                                    default=_NEXT_TIMER,
+                                    pattern=r"[0-9]{1,6}[smhd]?|next-timer"),)),
+    Operation("clock", "Time", "Set the time of day, as somebody would who sets a clock", _clock,
+              takes_nodes=True,
+              parameters=(Parameter("to", "string", "hh:mm of UTC, 1970, or real", default="real",
+                                    pattern=r"([01][0-9]|2[0-3]):[0-5][0-9]|1970|real"),)),
+    Operation("speed", "Time", "Let time run faster", _speed, takes_nodes=True,
+              parameters=(Parameter("times", "integer", "as fast", default=60,
+                                    choices=(1, 10, 60, 600)),)),
     Operation(FILE_SERVER, "Servers", "Disturb the file server", _file_server,
               parameters=(
                   Parameter("state", "string", "how it behaves", default="good",

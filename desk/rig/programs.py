@@ -18,6 +18,7 @@ _PLACES = {
     "ota-boot-state": "tools/ota-boot-state",
     "ota-bench-upgrade": "bench/ota-bench-upgrade",
     "ota-desk": "desk/ota-desk",
+    "ota-desk-clock.so": "desk/ota-desk-clock.so",
     "libotaSwAgent.so": "src/libotaSwAgent.so",
     "libotaSwPlatform.so": "host/libotaSwPlatform.so",
 }

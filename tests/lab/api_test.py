@@ -5,6 +5,7 @@ import json
 import socket
 import subprocess
 import sys
+import time
 import urllib.parse
 
 import lab_case
@@ -104,6 +105,38 @@ class Api(lab_case.Case):
         self.assertEqual(nodes["ext-2"]["faults"], ["health-fails"])
         self.lab.tell("health", nodes=["ext-2"], state="good")
 
+    def test_5_the_power_at_a_change_of_the_storage(self):
+        self.lab.tell("cut-power-at", nodes=["ext-1"], change=60, mode="tear")
+        self.lab.wait_for_nodes(
+            "it is back under its power supply", ["ext-1"],
+            lambda node: node["service"] and node["stage"] == "idle" and node["root_connected"],
+        )  # fmt: skip
+        self.offer(["ext-1"], "4QZ6.0.0")
+        self.lab.wait_for_nodes("its power is gone", ["ext-1"], lambda node: node["power"] == "off")
+        lost = self.lab.marks(node="ext-1", kind="fault", text="power lost")[-1]
+        self.assertIn("what was not synced by then is gone", lost["detail"])
+        self.lab.tell("plug", nodes=["ext-1"])
+        self.wait_for_commit(["ext-1"], "4QZ6.0.0")
+
+    def test_5_a_disk_that_is_full(self):
+        self.lab.tell("disk", nodes=["gateway"], state="full")
+        refused = self.lab.tell("offer", nodes=["gateway"], version="4QZ6.0.0")["nodes"]["gateway"]
+        self.assertEqual(refused["code"], 8, refused)
+        self.lab.tell("disk", nodes=["gateway"], state="good")
+        self.offer(["gateway"], "4QZ6.0.0")
+        self.wait_for_commit(["gateway"], "4QZ6.0.0")
+
+    def test_5_an_image_that_never_boots(self):
+        running = self.lab.ask("status")["nodes"]["ext-2"]["running_version"]
+        self.lab.tell("new-image", nodes=["ext-2"], state="never-boots")
+        self.offer(["ext-2"], "4QZ6.1.0")
+        self.lab.wait_for_nodes(
+            "it fell back", ["ext-2"],
+            lambda node: node["last_end"]["code"] == 55 and node["stage"] == "idle"
+            and node["running_version"] == running,
+        )  # fmt: skip
+        self.lab.tell("new-image", nodes=["ext-2"], state="boots")
+
     def test_6_cut_off_from_the_mesh(self):
         self.lab.tell("cable", nodes=["ext-1"], state="cut")
         self.lab.tell("broker", state="stopped")
@@ -128,6 +161,49 @@ class Api(lab_case.Case):
         wrong = run("unplug", "nobody")
         self.assertEqual((wrong.returncode, wrong.stdout), (1, ""))
         self.assertIn("there is no nobody", wrong.stderr)
+
+    def test_7_a_series_of_downloads_in_minutes_of_the_node(self):
+        """Seven failures, the first wait 120 s on an extender; the node's time passes at once."""
+        self.lab.tell("file-server", state="missing", rate=0)
+        self.offer(["ext-1"], "4QZ7.0.0")
+        began = time.monotonic()
+        for attempt in range(1, 7):
+            nodes = self.lab.wait_for_nodes(
+                f"it waits after attempt {attempt}", ["ext-1"],
+                lambda node, attempt=attempt: node["timers"]
+                and f"attempt {attempt} of 7" in node["wait_reason"],
+            )  # fmt: skip
+            self.assertEqual(nodes["ext-1"]["timers"][0]["name"], "downloadRetryTimer")
+            answer = self.lab.tell("advance", nodes=["ext-1"], by="next-timer")
+            self.assertEqual(answer["nodes"]["ext-1"]["code"], 0)
+        self.lab.wait_for_nodes(
+            "it gives up", ["ext-1"], lambda node: node["last_end"]["code"] == 54
+        )
+        self.assertLess(time.monotonic() - began, 6 * 120)
+        ahead = self.lab.ask("status")["nodes"]["ext-1"]["clock"]["ahead"]
+        self.assertGreater(ahead, 6 * 100)
+        # Its history has the node's time, and the other nodes' time did not pass.
+        times = [line["time"] for line in self.history("ext-1")]
+        real = time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(time.time() + 60))
+        self.assertGreater(times[-1], real)
+        self.assertLess(self.history("gateway")[-1]["time"], real)
+
+    def history(self, name):
+        path = self.lab.folder / "nodes" / name / "configs/otad/history.jsonl"
+        return [json.loads(line) for line in path.read_text().splitlines()]
+
+    def test_7_an_activation_time_and_a_clock_that_runs(self):
+        answer = self.offer(["ext-2"], "4QZ8.0.0", policy=0)
+        self.assertIn("ticket", answer["ext-2"])
+        self.lab.wait_for_nodes(
+            "it waits for 03:00", ["ext-2"],
+            lambda node: [timer["name"] for timer in node["timers"]] == ["rebootTimer"],
+        )  # fmt: skip
+        self.lab.tell("speed", nodes=["ext-2"], times=600)
+        self.lab.tell("advance", nodes=["ext-2"], by="next-timer")
+        self.wait_for_commit(["ext-2"], "4QZ8.0.0")
+        self.lab.tell("speed", nodes=["ext-2"], times=1)
+        self.lab.tell("clock", nodes=["ext-2"], to="real")
 
     # Who may not.
 

@@ -160,6 +160,7 @@ class Case(unittest.TestCase):
             f"{version} is committed",
             nodes,
             lambda node: node["running_version"] == version
+            and any(bank["running"] and bank["version"] == version for bank in node["banks"])
             and node["status_word"] == COMMITTED
             and node["stage"] == "idle",
         )

@@ -2,11 +2,13 @@
 // The forms of what can be done, made of the lab's own table of operations.
 
 import { byId, make, say } from "./dom.js";
+import { nodes } from "./stream.js";
 import { allNames, choose, chooseOnly, chosen, chosenNames } from "./choice.js";
 
 const MOST_ANSWERS = 40;
 let operations = [];
-let version = 2;
+let version = 2; // the first number of the next one
+let suggested = "4QZ2.0.0"; // what the page itself wrote there
 
 async function send(name, body) {
   try {
@@ -55,6 +57,9 @@ export async function perform(name, parameters = {}) {
 function suggestion(parameter) {
   const schema = parameter.schema;
   if (parameter.name === "version") {
+    const known = nodes().flatMap((node) => [node.running_version, node.offered_version,
+      ...node.banks.map((bank) => bank.version)]);
+    version = Math.max(version, ...known.map((one) => Number(/^4QZ(\d+)/.exec(one || "")?.[1] || 0) + 1));
     return `4QZ${version}.0.0`;
   }
   return schema.default !== undefined ? String(schema.default) : "";
@@ -103,8 +108,8 @@ function form(operation) {
     }
     const answer = await perform(operation.name, body);
     if (operation.name === "offer" && !answer.failed) {
-      version += 1;
-      fields[0].field.value = suggestion(fields[0].parameter);
+      suggested = fields[0].field.value;
+      suggestVersion();
     }
   };
   return make("form", { class: "form", onsubmit: submit, "aria-label": operation.summary },
@@ -184,6 +189,16 @@ export async function begin() {
     build();
   } catch (error) {
     say(byId("forms"), `the lab does not answer: ${error.message}`);
+  }
+}
+
+// Once the nodes are known: a version that none of them has.
+export function suggestVersion() {
+  const offer = operations.find((one) => one.name === "offer");
+  const field = byId("offer-version");
+  if (offer && field && document.activeElement !== field && field.value === suggested) {
+    suggested = suggestion(offer.parameters[0]);
+    field.value = suggested;
   }
 }
 

@@ -28,16 +28,16 @@ function build(node) {
     sentence: make("p", { class: "quiet sentence" }),
     notes: make("ul", { class: "notes" }),
     faults: make("p", { class: "faults" }),
+    clock: make("p", { class: "quiet clock" }),
     foot: make("span", { class: "quiet" }),
   };
-  const kind = node.gateway ? "gateway" : "extender";
   card.root = make("article", { class: "card", "aria-labelledby": `name-${node.name}` },
     make("header", {}, card.check,
       make("label", { for: `choose-${node.name}`, id: `name-${node.name}` }, node.name),
-      make("span", { class: "kind" }, kind), card.stage),
+      card.stage),
     make("div", { class: "download" }, card.bar, card.rate),
     make("div", { class: "banks" }, card.banks.a.box, card.banks.b.box),
-    card.word, card.sentence, card.notes, card.faults,
+    card.word, card.sentence, card.notes, card.faults, card.clock,
     make("footer", {}, card.foot,
       make("button", { type: "button", "aria-label": `Look inside ${node.name}`,
         onclick: () => lookInside(node.name) }, "Inside")));
@@ -71,7 +71,8 @@ function showBank(shown, bank, trial) {
 
 function notesOf(node) {
   const notes = node.timers.map(
-    (timer) => `${timer.name} rings in ${span(timer.rings - Date.now() / 1000)}`);
+    (timer) => `${timer.name} rings in ` +
+      span((timer.rings - Date.now() / 1000) * node.clock.speed));
   if (node.offered_version && node.ticket) {
     notes.push(`ticket ${node.ticket}: ${node.offered_version}`);
   }
@@ -126,6 +127,7 @@ function show(node) {
   say(card.word, node.status_word || "no status word yet");
   say(card.sentence, node.status_sentence || "");
   showNotes(card, node);
+  showClock(card, node);
   say(card.faults, faultsOf(node));
   const mode = node.work_mode ? `${node.work_mode}, ${node.work_role}` : "";
   const root = node.root_connected ? "at the root" : "not at the root";
@@ -153,12 +155,23 @@ export function showChoice() {
   nodes().forEach(show);
 }
 
-// Timers count down by themselves.
+// Where it stands elsewhere than the lab's own, or runs faster.
+function showClock(card, node) {
+  const { ahead, since, speed } = node.clock;
+  const now = Date.now() / 1000;
+  const moved = Math.abs(ahead) > 1 || speed !== 1;
+  const at = new Date((now + ahead + (now - since) * (speed - 1)) * 1000);
+  const text = at.toISOString().slice(0, 19).replace("T", " ");
+  say(card.clock, moved ? `its clock: ${text} UTC${speed === 1 ? "" : `, ${speed} times as fast`}` : "");
+}
+
+// Timers count down by themselves, and clocks go on.
 export function begin() {
   setInterval(() => {
     for (const node of nodes()) {
-      if (node.timers.length && cards.has(node.name)) {
+      if (cards.has(node.name)) {
         showNotes(cards.get(node.name), node);
+        showClock(cards.get(node.name), node);
       }
     }
   }, 1000);

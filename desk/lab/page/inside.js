@@ -77,7 +77,7 @@ function otactlLines() {
 }
 
 async function refresh() {
-  if (!state.nodes[node] || document.hidden) {
+  if (!state.nodes[node] || !state.nodes[node].otactl || document.hidden) {
     return;
   }
   try {

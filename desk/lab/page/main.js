@@ -23,6 +23,7 @@ const KEYS = {
   "1 ... 9": ["choose that extender, or not", null],
   l: ["look inside the first chosen node", () =>
     inside.lookInside(chosenNames()[0] || allNames()[0])],
+  n: ["let time pass until the next timer rings", () => actions.perform("advance")],
   "+": ["timeline: shorter", () => timeline.zoom(-1)],
   "-": ["timeline: longer", () => timeline.zoom(1)],
   "[": ["timeline: earlier", () => timeline.shift(-0.5)],
@@ -81,6 +82,7 @@ function update(change) {
   if (change.all) {
     actions.showChoice();
   }
+  actions.suggestVersion();
   say(byId("summary"), summary());
   mark(document.body, "data-live", state.live ? "yes" : null);
 }

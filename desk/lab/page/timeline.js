@@ -19,7 +19,7 @@ const SHAPES = {
 const SPANS = [30, 60, 120, 300, 900, 3600, 14400];
 const LIVE_EVERY = 250; // milliseconds
 
-let seconds = 120; // that are shown
+let seconds = 60; // that are shown
 let end = null; // of what is shown; null: now, and it moves on
 let width = 0;
 let dirty = true;
