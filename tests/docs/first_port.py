@@ -40,10 +40,12 @@ def blocks():
 
 class FirstPort(unittest.TestCase):
     def run_in(self, folder, script):
-        # The library where the script can see it, too, wherever it was built.
+        # Library and program where the script can see them, too, wherever they were built.
         built = pathlib.Path(folder) / "built"
         (built / "src").mkdir(parents=True)
-        shutil.copy(build / "src/libotaSwAgent.so", built / "src")
+        (built / "tools/platform_check").mkdir(parents=True)
+        for made in ("src/libotaSwAgent.so", "tools/platform_check/ota-platform-check"):
+            shutil.copy(build / made, built / made)
         environment = {
             **os.environ,
             "LC_ALL": "C",
@@ -69,7 +71,7 @@ class FirstPort(unittest.TestCase):
             text for language, name, text in blocks() if language == "sh" and not name
         )
         shown = [text for language, _, text in blocks() if language == "text"]
-        self.assertEqual((sorted(files), len(shown)), (["platform.c", "try.sh"], 1))
+        self.assertEqual((sorted(files), len(shown)), (["platform.c", "try.sh"], 2))
         host_name = os.uname().nodename
         # Not below /tmp, which the script covers.
         place = "/var/tmp" if build.resolve().is_relative_to("/tmp") else build
@@ -80,7 +82,7 @@ class FirstPort(unittest.TestCase):
             self.assertEqual(ended.returncode, 0, ended.stdout)
             self.assertNotIn("warning", ended.stdout)
             lines = [line.rstrip() for line in ended.stdout.splitlines()]
-            wanted = [line.rstrip() for line in shown[0].splitlines()]
+            wanted = [line.rstrip() for line in "".join(shown).splitlines()]
             self.assertEqual([line for line in lines if line in wanted], wanted, ended.stdout)
             self.check_outside(folder, host_name)
 

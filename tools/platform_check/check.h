@@ -34,7 +34,9 @@ struct Check {
     const char *asked;
     const char *contract;
     const char *device; // what a wrong answer does to a node
+    /* A check or a group each: all of it that comes before must be right. */
     const char *needs = nullptr;
+    const char *alsoNeeds = nullptr;
 };
 
 /* What came instead. Where they are not null, contract and device take the place of the check's. */

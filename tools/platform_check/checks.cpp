@@ -6,9 +6,9 @@
 namespace check {
 
 std::vector<const Check *> allChecks() {
-    const std::array groups{loadChecks(),   tableChecks(),      directoryChecks(), identityChecks(),
-                            loggerChecks(), processChecks(),    hostCallChecks(),  timerChecks(),
-                            writeChecks(),  activationChecks(), leakChecks(),      trialChecks(),
+    const std::array groups{loadChecks(),  directoryChecks(),  identityChecks(), loggerChecks(),
+                            tableChecks(), processChecks(),    hostCallChecks(), timerChecks(),
+                            writeChecks(), activationChecks(), leakChecks(),     trialChecks(),
                             killChecks()};
     std::vector<const Check *> all;
     for (const std::span<const Check> group : groups) {

@@ -9,12 +9,15 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <span>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -41,7 +44,8 @@ void copyEntry(const fs::directory_entry &entry, const fs::path &to) {
     if (entry.is_symlink()) {
         fs::copy_symlink(entry.path(), to);
     } else if (entry.is_directory()) {
-        fs::create_directory(to, entry.path());
+        fs::create_directory(to);
+        fs::permissions(to, entry.status().permissions()); // whatever the umask
     } else if (entry.is_regular_file()) {
         fs::copy_file(entry.path(), to);
     } // a socket or a pipe belongs to a process that knows nothing of the copy
@@ -180,7 +184,15 @@ std::uint64_t Ground::smallSize() const {
     return capacity() == 0 ? kSmall : std::min<std::uint64_t>(kSmall, capacity());
 }
 
-std::string Ground::pathInTmp(const std::string &name) const { return survey_.tmp + "/" + name; }
+// Never at the root: a platform may name no directory.
+std::string Ground::pathInTmp(const std::string &name) const {
+    struct stat status {};
+    if (survey_.tmp.empty() || stat(survey_.tmp.c_str(), &status) != 0 ||
+        !S_ISDIR(status.st_mode)) {
+        throw NotLookedAt{"the platform names no directory for downloads that is there"};
+    }
+    return survey_.tmp + "/" + name;
+}
 
 std::string Ground::image(const char *version, std::uint64_t size) {
     std::string path = pathInTmp(version);
@@ -254,11 +266,19 @@ void keepVersions(const Platform &platform) {
     if (const int answer = platform.runningVersion(text.data()); answer != 0) {
         throw Wrong{"nal_getCurSwVersion " + answered(answer)};
     }
+    text.back() = '\0';
     all.running = text;
     text.fill('\0');
     if (platform.otherVersion(text.data()) == 0) {
+        text.back() = '\0';
         all.other = text;
     }
+}
+
+void stopFilesAt(std::uint64_t bytes) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{bytes, bytes};
+    setrlimit(RLIMIT_FSIZE, &limit);
 }
 
 void writeImage(Ground &ground, const std::string &image) {

@@ -93,6 +93,9 @@ OtaBankFacts factsOf(const Platform &platform);
  */
 void keepVersions(const Platform &platform);
 
+/* In a step: no file of the process may grow beyond so many bytes. */
+void stopFilesAt(std::uint64_t bytes);
+
 void writeImage(Ground &ground, const std::string &image);
 void activateImage(Ground &ground);
 /* Versions and, where there are trials, facts into shared(). */

@@ -24,9 +24,9 @@ void look(const char *way, const char *program, char *const *words);
  */
 bool lockDown(bool commands, pid_t checker);
 
-/* In a mount namespace of this process's own the programs that bring a machine down are empty.
- * False: errno says why. */
-bool coverRebootPrograms();
+/* In a mount namespace of this process's own the programs that bring a machine down are empty, and
+ * the sockets over which systemd is told to are none. False: errno says why. */
+bool coverWaysDown();
 
 /* Steady. */
 std::int64_t nowMs();

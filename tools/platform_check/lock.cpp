@@ -12,6 +12,7 @@
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sched.h>
+#include <string>
 #include <string_view>
 #include <sys/mount.h>
 #include <sys/prctl.h>
@@ -77,6 +78,17 @@ bool isOfManyNames(std::string_view path) {
     return name == "busybox" || name == "toybox";
 }
 
+// True also where nothing is there.
+bool isCovered(const std::string &name) {
+    const auto path = base::realPathOf(name);
+    struct stat status {};
+    if (!path || stat(path->c_str(), &status) != 0 || S_ISCHR(status.st_mode) ||
+        isOfManyNames(*path)) {
+        return true; // a character device: it was covered before, under another name
+    }
+    return mount("/dev/null", path->c_str(), nullptr, MS_BIND, nullptr) == 0;
+}
+
 } // namespace
 
 bool lockDown(bool commands, pid_t checker) {
@@ -86,7 +98,7 @@ bool lockDown(bool commands, pid_t checker) {
            prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
 }
 
-bool coverRebootPrograms() {
+bool coverWaysDown() {
     if (unshare(CLONE_NEWNS) != 0 ||
         mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
         return false;
@@ -94,17 +106,12 @@ bool coverRebootPrograms() {
     for (const char *const folder : {"/sbin/", "/usr/sbin/", "/bin/", "/usr/bin/"}) {
         for (const char *const name :
              {"reboot", "poweroff", "halt", "shutdown", "telinit", "kexec", "systemctl"}) {
-            const auto path = base::realPathOf(std::string(folder) + name);
-            struct stat status {};
-            const bool isThere =
-                path && stat(path->c_str(), &status) == 0 && S_ISREG(status.st_mode);
-            if (isThere && !isOfManyNames(*path) &&
-                mount("/dev/null", path->c_str(), nullptr, MS_BIND, nullptr) != 0) {
+            if (!isCovered(std::string(folder) + name)) {
                 return false;
             }
         }
     }
-    return true;
+    return isCovered("/run/systemd/private") && isCovered("/run/dbus/system_bus_socket");
 }
 
 std::int64_t nowMs() {

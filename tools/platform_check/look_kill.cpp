@@ -63,8 +63,10 @@ void killEverywhere(Ground &ground, const Scene &scene) {
                         wrong.contract, wrong.device};
         }
     }
-    ground.remark("it changes a disk " + std::to_string(all) + " times, and was killed at " +
-                  std::to_string(points.size()) + " of them");
+    ground.remark(all == 0
+                      ? "it changes no disk"
+                      : "it changes a disk " + std::to_string(all) + " times, and was killed at " +
+                            std::to_string(points.size()) + " of them");
 }
 
 void requireVersion(const std::string &running) {
@@ -248,19 +250,17 @@ constexpr Check kKillChecks[] = {
     {"kill.write", kWrites, duringWrite, "nal_writePassiveImage, killed at each change of a disk",
      "the running bank boots; the passive one counts as an image only if it is whole, and can be "
      "written again",
-     kHalf, "write.again"},
+     kHalf, "write"},
     {"kill.activate", kWrites, duringActivation,
      "nal_activatePassiveImage, killed at each change of a disk",
-     "it is activated, on trial, or it is not; and it can be activated again", kHalf,
-     "activate.again"},
+     "it is activated, on trial, or it is not; and it can be activated again", kHalf, "activate"},
     {"kill.fall-back", kWrites, duringFallBack,
      "nal_fallBackToActiveImage behind an activation, killed at each change of a disk",
-     "an activation that succeeded stands", kHalf, "fall-back.leaves-a-success"},
+     "an activation that succeeded stands", kHalf, "fall-back"},
     {"kill.commit", kWrites | kTable | kTrials | kBoot, duringCommit,
-     "commit, killed at each change of a disk", kPowerAtAnyTime, kHalf, "trial.passes-and-commits"},
+     "commit, killed at each change of a disk", kPowerAtAnyTime, kHalf, "trial"},
     {"kill.fail-trial", kWrites | kTable | kTrials | kBoot, duringFailure,
-     "failTrial, killed at each change of a disk", kPowerAtAnyTime, kHalf,
-     "trial.fails-and-goes-back"},
+     "failTrial, killed at each change of a disk", kPowerAtAnyTime, kHalf, "trial"},
 };
 
 } // namespace

@@ -133,7 +133,7 @@ constexpr Check kLoggerChecks[] = {
     {"duration.queries", kNothing, queriesQuickly,
      "each call about identity and state, three times",
      "these calls block briefly, well below a second",
-     "an offer is answered late: who offers gives up and offers again", "identity.same-each-time"},
+     "an offer is answered late: who offers gives up and offers again", "identity"},
 };
 
 } // namespace

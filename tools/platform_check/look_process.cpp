@@ -243,21 +243,22 @@ constexpr const char *kNotItsOwn = "the process is the host's and the agent's: C
 
 constexpr Check kProcessChecks[] = {
     {"process.leaves-standard-output", kNothing, leavesOutputAlone, kAllCalls,
-     "nothing is written to standard output",
-     "what reads the host's output takes it for an answer"},
+     "nothing is written to standard output", "what reads the host's output takes it for an answer",
+     "logger"},
     {"process.keeps-working-directory", kNothing, keepsWorkingFolder, kAllCalls, kNotItsOwn,
-     "relative paths of the configuration lead elsewhere: the agent removes files in another place"},
+     "relative paths of the configuration lead elsewhere: the agent removes files in another place",
+     "logger"},
     {"process.keeps-umask", kNothing, keepsUmask, kAllCalls, kNotItsOwn,
-     "files of the agent become writable to others, or unreadable to the service"},
+     "files of the agent become writable to others, or unreadable to the service", "logger"},
     {"process.keeps-signals", kNothing, keepsSignals, kAllCalls, kNotItsOwn,
-     "the host does not end when the service tells it to, or ends when a pipe is closed"},
+     "the host does not end when the service tells it to, or ends when a pipe is closed", "logger"},
     {"process.keeps-standard-files", kNothing, keepsStandardFiles, kAllCalls, kNotItsOwn,
-     "the next file that is opened takes their place: log lines go into a bank"},
+     "the next file that is opened takes their place: log lines go into a bank", "logger"},
     {"process.keeps-environment", kNothing, keepsEnvironment, kAllCalls, kNotItsOwn,
-     "commands of the agent run with another search path"},
+     "commands of the agent run with another search path", "logger"},
     {"process.leaves-no-process", kNothing, leavesNoProcess, kAllCalls,
      "what a call starts has ended when it comes back",
-     "processes pile up with each start of the host, and hold what it held open"},
+     "processes pile up with each start of the host, and hold what it held open", "logger"},
 };
 
 constexpr const char *kManyTimes = "all calls about paths, identity, state and log, many times";
@@ -265,15 +266,15 @@ constexpr const char *kAgain = "every call may be made again at any time";
 
 constexpr Check kLeakChecks[] = {
     {"leaks.descriptors", kNothing, leaksNoDescriptor, kManyTimes, kAgain,
-     "after some days no file can be opened: downloads fail until the host is started again"},
+     "after some days no file can be opened: downloads fail until the host is started again",
+     "logger"},
     {"leaks.threads", kNothing, leaksNoThread, kManyTimes, kAgain,
-     "after some days no thread can be started, and memory is short"},
+     "after some days no thread can be started, and memory is short", "logger"},
     {"leaks.memory", kNothing, leaksNoMemory, kManyTimes, kAgain,
      "after some weeks the kernel ends the host, or a process that the node needs",
-     "duration.queries"},
+     "leaks.threads"},
     {"leaks.writes", kWrites, leaksNothingOnWriting, "the same image, written nine times", kAgain,
-     "each upgrade leaves an open bank behind, which cannot be mounted or replaced",
-     "write.answers-zero"},
+     "each upgrade leaves an open bank behind, which cannot be mounted or replaced", "write.again"},
 };
 
 } // namespace

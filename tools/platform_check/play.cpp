@@ -127,7 +127,8 @@ void Player::beThePlatform(const Step &step, Opening opening, bool traced) {
         _exit(kNotLocked);
     }
     watchGuardedBytes();
-    if (!lockDown(options_.commands, getppid())) {
+    const bool isCovered = coverWaysDown(); // takes root
+    if ((options_.commands && !isCovered) || !lockDown(options_.commands, getppid())) {
         _exit(kNotLocked);
     }
     Shared &all = shared();
@@ -187,10 +188,12 @@ void Player::judge(int status, int seconds, bool inTime) const {
                     kNeverReboots, kLosesReport};
     }
     if (WIFEXITED(status) && WEXITSTATUS(status) == kNotLocked) {
-        throw base::Failure(base::Outcome::failed,
-                            "this kernel does not let calls be filtered or followed",
-                            "run it on a kernel with seccomp and ptrace; without them a platform "
-                            "might reboot this machine");
+        throw base::Failure(
+            base::Outcome::failed,
+            "this machine does not let calls be filtered and followed, or programs be "
+            "covered",
+            "run it where seccomp and ptrace are, and mounts for --commands; a platform "
+            "might reboot this machine without them");
     }
     if (all.state == State::wrong) {
         throw Wrong{textIn(all.text), all.contract, all.device};

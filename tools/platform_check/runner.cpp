@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <unistd.h>
 #include <utility>
 
 namespace check {
@@ -18,6 +19,10 @@ namespace {
 bool isNamed(const Check &check, const std::string &name) {
     const std::string_view whole = check.name;
     return whole == name || whole.substr(0, whole.find('.')) == name;
+}
+
+bool isNeeded(const Check &check, const char *need) {
+    return need != nullptr && isNamed(check, need);
 }
 
 std::string whatItLacks(const Check &check, const Ground &ground) {
@@ -51,13 +56,13 @@ class Runner {
         Result result{&check, Verdict::right, "", check.contract, check.device, "", 0};
         const std::int64_t began = nowMs();
         if (const std::string why = whyNot(check); !why.empty()) {
-            result.verdict = isHidden(check) ? Verdict::hidden : Verdict::notLookedAt;
+            result.verdict = hiddenBy(check) != nullptr ? Verdict::hidden : Verdict::notLookedAt;
             result.came = why;
         } else {
             judge(check, result);
         }
         result.ms = nowMs() - began;
-        done_.emplace_back(check.name, result.verdict);
+        done_.emplace_back(&check, result.verdict);
         return result;
     }
 
@@ -67,16 +72,18 @@ class Runner {
     }
 
   private:
-    bool isHidden(const Check &check) const {
-        return std::any_of(done_.begin(), done_.end(), [&](const auto &one) {
-            return check.needs != nullptr && one.first == check.needs &&
-                   (one.second == Verdict::wrong || one.second == Verdict::hidden);
+    // Null: nothing that it needs is wrong.
+    const Check *hiddenBy(const Check &check) const {
+        const auto found = std::find_if(done_.begin(), done_.end(), [&](const auto &one) {
+            return (one.second == Verdict::wrong || one.second == Verdict::hidden) &&
+                   (isNeeded(*one.first, check.needs) || isNeeded(*one.first, check.alsoNeeds));
         });
+        return found == done_.end() ? nullptr : found->first;
     }
 
     std::string whyNot(const Check &check) const {
-        if (isHidden(check)) {
-            return std::string("mend ") + check.needs + " first";
+        if (const Check *const first = hiddenBy(check); first != nullptr) {
+            return std::string("mend ") + first->name + " first";
         }
         std::string why = whyLeftOut(check, options_);
         if (why.empty() && (check.takes & kEarly) == 0 && !ground_.survey().opens) {
@@ -108,7 +115,7 @@ class Runner {
     Player player_;
     Ground ground_;
     bool wrote_ = false;
-    std::vector<std::pair<std::string, Verdict>> done_;
+    std::vector<std::pair<const Check *, Verdict>> done_;
 };
 
 } // namespace
@@ -153,11 +160,10 @@ std::string whyLeftOut(const Check &check, const Options &options) {
 std::vector<Result> makeChecks(const Options &options,
                                const std::function<void(const Result &)> &tell) {
     const std::vector<const Check *> chosen = chosenChecks(options);
-    if (options.commands && !coverRebootPrograms()) {
+    if (options.commands && geteuid() != 0) {
         throw base::Failure(base::Outcome::wrongUse,
-                            base::systemReason("the programs that bring a machine down cannot be "
-                                               "covered, which --commands needs"),
-                            "run it as root");
+                            "--commands needs the programs that reboot covered, which takes root",
+                            "run it as root, or without --commands");
     }
     Runner runner(options);
     runner.begin();

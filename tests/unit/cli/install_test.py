@@ -82,11 +82,13 @@ class Installed(unittest.TestCase):
                 "usr/share/doc/otaSwAgent/node.conf.example",
                 "usr/share/man/man1/ota-config.1",
                 "usr/share/man/man1/ota-image.1",
+                "usr/share/man/man1/ota-platform-check.1",
                 "usr/share/man/man1/otactl.1",
                 "usr/share/man/man5/node.conf.5",
                 "usr/share/man/man8/ota-boot-state.8",
                 "usr/share/man/man8/ota-host.8",
                 "usr/share/man/man8/otad.8",
+                "usr/share/bash-completion/completions/ota-platform-check",
                 "usr/share/bash-completion/completions/otactl",
             },
         )
@@ -341,7 +343,7 @@ class Installed(unittest.TestCase):
     @unittest.skipUnless(shutil.which("groff"), "needs groff: install groff-base")
     def test_groff_has_no_complaint_about_a_page(self):
         pages = list((self.root / "usr/share/man").rglob("*.[158]"))
-        self.assertEqual(len(pages), 7)
+        self.assertEqual(len(pages), 8)
         for page in pages:
             done = run("groff", "-man", "-ww", "-z", "-Tutf8", page)
             self.assertEqual((done.returncode, done.stdout + done.stderr), (0, ""), page)

@@ -28,7 +28,7 @@ FILES_SOLIBSDEV = ""
 PACKAGE_BEFORE_PN = "libotaswagent ota-tools otactl otad"
 FILES:libotaswagent = "${libdir}/libotaSwAgent.so ${libdir}/libotaGuard.so"
 FILES:ota-tools = "${bindir}/ota-config ${bindir}/ota-image ${bindir}/ota-platform-check \
-    ${sbindir}/ota-boot-state"
+    ${sbindir}/ota-boot-state ${datadir}/bash-completion/completions/ota-platform-check"
 FILES:otactl = "${bindir}/otactl ${datadir}/bash-completion/completions/otactl"
 FILES:otad = "${sbindir}/otad ${libexecdir}/otaSwAgent ${systemd_system_unitdir}/otad.service \
     ${prefix}/lib/sysusers.d/otaSwAgent.conf ${prefix}/lib/tmpfiles.d/otaSwAgent.conf \
