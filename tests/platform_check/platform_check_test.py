@@ -17,6 +17,7 @@ import shlex
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 import xml.etree.ElementTree
 
@@ -372,6 +373,32 @@ class Hostile(Case):
             came = self.what_came(fault, "--only", "write.answers-zero", "--commands")
             self.assertIn("asked for a reboot", came)
         self.assertFalse(list(self.folder.rglob("rebooted")))
+
+    def test_a_log_without_an_end_fills_no_memory(self):
+        self.make_foreign_node()
+        only = ("--only", "write.answers-zero")
+        self.found("wrong", *self.whole(), *only, fault="floods-its-log", code=RIGHT)
+
+    def test_one_that_is_interrupted_clears_up(self):
+        self.make_foreign_node()
+        checking = subprocess.Popen(
+            [
+                *(str(built("tools/platform_check/ota-platform-check")), "--destructive"),
+                *("--copy", "node", "--only", "write.answers-zero", arguments.modules["wrong"]),
+            ],
+            cwd=self.folder,
+            env={**os.environ, "FAULT": "hangs"},
+            stderr=subprocess.PIPE,
+            text=True,
+        )
+        until = time.monotonic() + PATIENCE
+        while not list(self.folder.glob("node.check-*/4QZ*")) and time.monotonic() < until:
+            time.sleep(0.01)
+        checking.terminate()
+        told = checking.communicate(timeout=PATIENCE)[1]
+        self.assertEqual(checking.returncode, NOT_MADE, told)
+        self.assertIn("interrupted", told)
+        self.assertEqual([path.name for path in self.folder.iterdir()], ["node"])
 
     def test_nothing_is_left_behind(self):
         self.make_foreign_node()

@@ -266,6 +266,16 @@ void nalLogError(const char *function, int line, const char *format, ...) {
 
 static const char *bankFile(int bank) { return bank ? "banks/b" : "banks/a"; }
 
+/* Somebody must have set an end to it. */
+static void flood(void) {
+    static char piece[65536];
+    for (int pieces = 0; write(2, piece, sizeof piece) == (ssize_t)sizeof piece; ++pieces) {
+        if (pieces == 512) {
+            abort();
+        }
+    }
+}
+
 static const char *volatile nowhere;
 
 /* What ends a process, or tries to bring its machine down: never a real reboot. */
@@ -288,6 +298,8 @@ static void endProcess(void) {
         syscall(SYS_reboot, 0, 0, 0, NULL); /* wrong magic numbers: refused by any kernel */
     } else if (is("runs-a-program") && system("touch ../marked") != 0) {
         fprintf(stderr, "no program may run\n");
+    } else if (is("floods-its-log")) {
+        flood();
     } else if (is("signals-init")) {
         kill(1, 0);
     } else if (is("signals-its-parent")) {

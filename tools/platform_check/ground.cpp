@@ -91,7 +91,7 @@ void writeBytes(const std::string &path, const std::string &version, std::uint64
             state ^= state << 17U;
             byte = static_cast<char>(state);
         }
-        const std::size_t count = std::min<std::uint64_t>(piece.size(), left);
+        const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(piece.size(), left));
         if (!file || !base::writeFully(file.get(), piece.data(), count)) {
             failOn(path + ": the image cannot be made");
         }

@@ -3,7 +3,6 @@
 // program, of which none may bring the machine down, and the agent's handlers of timers. Behind
 // them stands the filter of lock.cpp.
 #include "tools/platform_check/guards.h"
-#include "otaSwAgent/agent.h"
 #include "tools/platform_check/shared.h"
 
 #include <algorithm>
@@ -108,11 +107,12 @@ using check::look;
 using check::real;
 using check::wordsOf;
 
+extern "C" {
+
+// Of otaSwAgent/agent.h, which takes the headers of libcurl and cJSON.
 void otaSwAgentProcessRebootTimer(void) { check::expire(check::kReboot); }
 void otaSwAgentProcessDownloadStartTimer(void) { check::expire(check::kDownloadStart); }
 void otaSwAgentProcessDownloadRetryTimer(void) { check::expire(check::kDownloadRetry); }
-
-extern "C" {
 
 int reboot(int how) { check::refuseReboot("reboot(" + std::to_string(how) + ")"); }
 

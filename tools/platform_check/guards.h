@@ -28,6 +28,12 @@ bool lockDown(bool commands, pid_t checker);
  * the sockets over which systemd is told to are none. False: errno says why. */
 bool coverWaysDown();
 
+/* From now on this process ends in order where it is told to. */
+void takeInterruptions();
+/* In a process of a platform: as if nothing were taken. */
+void leaveInterruptions();
+bool isInterrupted();
+
 /* Steady. */
 std::int64_t nowMs();
 

@@ -4,9 +4,11 @@
 
 #include "base/file_io.h"
 
+#include <array>
 #include <bit>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <linux/filter.h>
@@ -29,6 +31,9 @@ using Filter = std::vector<sock_filter>;
 constexpr std::uint32_t kEnds = SECCOMP_RET_KILL_PROCESS;
 constexpr std::uint32_t kNotPermitted = SECCOMP_RET_ERRNO | EACCES;
 constexpr std::size_t kLowHalf = std::endian::native == std::endian::little ? 0 : 4;
+constexpr std::array kInterruptions{SIGINT, SIGTERM, SIGHUP};
+volatile sig_atomic_t interrupted = 0;
+
 constexpr pid_t kInit = 1;
 constexpr pid_t kEverybody = -1;
 
@@ -113,6 +118,22 @@ bool coverWaysDown() {
     }
     return isCovered("/run/systemd/private") && isCovered("/run/dbus/system_bus_socket");
 }
+
+void takeInterruptions() {
+    struct sigaction action {};
+    action.sa_handler = [](int) { interrupted = 1; };
+    for (const int number : kInterruptions) {
+        sigaction(number, &action, nullptr);
+    }
+}
+
+void leaveInterruptions() {
+    for (const int number : kInterruptions) {
+        std::signal(number, SIG_DFL);
+    }
+}
+
+bool isInterrupted() { return interrupted != 0; }
 
 std::int64_t nowMs() {
     return std::chrono::duration_cast<std::chrono::milliseconds>(

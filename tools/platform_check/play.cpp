@@ -44,26 +44,27 @@ constexpr const char *kLosesReport =
     "the node would go down in the middle of a call: what the agent was about to keep or report is "
     "lost, and a node that asks for it at every start reboots for ever";
 
+constexpr off_t kMostOutput = 4 * 1024 * 1024;
+
+// It never grows: a platform that writes without an end fills no memory.
 base::UniqueFd memoryFile(const char *name) {
-    base::UniqueFd file(memfd_create(name, MFD_CLOEXEC));
-    if (!file) {
+    base::UniqueFd file(memfd_create(name, MFD_CLOEXEC | MFD_ALLOW_SEALING));
+    if (!file || ftruncate(file.get(), kMostOutput) != 0 ||
+        fcntl(file.get(), F_ADD_SEALS, F_SEAL_GROW | F_SEAL_SHRINK) != 0) {
         throw base::Failure(base::Outcome::failed, base::systemReason("no memory for a file"));
     }
     return file;
 }
 
-void empty(const base::UniqueFd &file) {
-    static_cast<void>(ftruncate(file.get(), 0));
-    lseek(file.get(), 0, SEEK_SET);
-}
+// Where the next byte would go is the same for all who hold the file.
+void empty(const base::UniqueFd &file) { lseek(file.get(), 0, SEEK_SET); }
 
 std::string readBack(const base::UniqueFd &file) {
-    constexpr std::size_t kMost = 64 * 1024;
-    struct stat status {};
-    fstat(file.get(), &status);
-    std::string text(std::min(kMost, static_cast<std::size_t>(status.st_size)), '\0');
-    const auto from = status.st_size - static_cast<off_t>(text.size());
-    const ssize_t got = pread(file.get(), text.data(), text.size(), from);
+    constexpr off_t kMost = 64 * 1024;
+    const off_t written = lseek(file.get(), 0, SEEK_CUR);
+    std::string text(static_cast<std::size_t>(std::min(kMost, written)), '\0');
+    const ssize_t got =
+        pread(file.get(), text.data(), text.size(), written - static_cast<off_t>(text.size()));
     text.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
     return text;
 }
@@ -88,7 +89,7 @@ void forget() {
 bool endsInTime(pid_t child, int &status, int ms) {
     const std::int64_t until = nowMs() + ms;
     while (waitpid(child, &status, WNOHANG) == 0) {
-        if (nowMs() >= until) {
+        if (nowMs() >= until || isInterrupted()) {
             return false;
         }
         poll(nullptr, 0, kGlanceMs);
@@ -101,6 +102,7 @@ bool endsInTime(pid_t child, int &status, int ms) {
 Player::Player(const Options &options)
     : options_(options), output_(memoryFile("output")), errors_(memoryFile("errors")) {
     prctl(PR_SET_CHILD_SUBREAPER, 1);
+    takeInterruptions();
     static_cast<void>(shared());
 }
 
@@ -116,6 +118,7 @@ std::string Player::lastLineOfErrors() const {
 
 void Player::beThePlatform(const Step &step, Opening opening, bool traced) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    leaveInterruptions();
     setpgid(0, 0);
     const rlimit noCore{};
     setrlimit(RLIMIT_CORE, &noCore);
@@ -174,6 +177,10 @@ pid_t Player::start(const Step &step, Opening opening, bool traced) {
 void Player::judge(int status, int seconds, bool inTime) const {
     const Shared &all = shared();
     const std::string call = runningCall();
+    if (isInterrupted()) {
+        throw base::Failure(base::Outcome::failed, "it was interrupted",
+                            "the copies are gone; run it again");
+    }
     if (!inTime) {
         throw Wrong{call + " had not come back after " + std::to_string(seconds) + " s", kComesBack,
                     kHostHangs};

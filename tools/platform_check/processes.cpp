@@ -72,7 +72,7 @@ class Follower {
             }
             if (thread > 0) {
                 take(thread, status);
-            } else if (nowMs() >= until_ && followed_.inTime) {
+            } else if ((nowMs() >= until_ || isInterrupted()) && followed_.inTime) {
                 followed_.inTime = false;
                 end();
             } else {
