@@ -124,6 +124,14 @@ class LabNode:
             await self._in_thread(self._start, self._supply.around(self.node.arguments(), options))
 
     async def _boot(self) -> None:
+        try:
+            await self._go_up()
+        except Failure as failure:
+            self.view.mark("failure", "does not come up", str(failure))
+            self.view.power_is("off")
+            raise
+
+    async def _go_up(self) -> None:
         self.view.power_is("booting")
         if self.has_fault("never-boots") and await self._in_thread(self._spoil_new_image):
             self.view.mark("fault", "the new image does not boot", "a byte of its bank was changed")

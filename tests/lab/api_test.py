@@ -334,6 +334,19 @@ class Api(lab_case.Case):
         self.lab.process.wait()
         wait_for("what it had started ends with it", lambda: not self.lab.processes())
         self.lab.process = None
+        self.a_node_that_cannot_boot_stops_nobody()
+
+    def a_node_that_cannot_boot_stops_nobody(self):
+        for bank in "ab":
+            with open(self.lab.folder / f"nodes/ext-2/banks/{bank}", "r+b") as file:
+                file.write(bytes(4096))
+        self.lab.start().line_with("Ctrl-C")
+        nodes = self.lab.wait_for_nodes(
+            "the others are up", ["gateway", "ext-1"], lambda node: node["stage"] == "idle"
+        )
+        self.assertEqual(nodes["ext-2"]["power"], "off")
+        self.assertTrue(self.lab.marks(node="ext-2", kind="failure", text="does not come up"))
+        self.assertEqual(self.lab.tell("plug", nodes=["ext-2"])["nodes"]["ext-2"]["code"], 1)
 
 
 if __name__ == "__main__":

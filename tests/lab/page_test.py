@@ -174,6 +174,16 @@ class Page(lab_case.Case):
     def chosen(self):
         return self.browser.find_element(By.ID, "chosen-text").text
 
+    def test_3_the_clock_by_key(self):
+        self.offer(["ext-2"], "4QZ2.5.0", policy=0)
+        wait_for("its timer", lambda: "rebootTimer rings in" in self.card("ext-2"))
+        self.press("2")
+        self.press("n")
+        self.wait_for_commit(["ext-2"], "4QZ2.5.0")
+        wait_for("its clock is shown", lambda: "its clock: 2" in self.card("ext-2"))
+        self.press("2")
+        self.assertIn("for all nodes", self.chosen())
+
     def test_4_by_keyboard_alone(self):
         """Every control is reached by Tab, in the order in which it is read, and shows that it is."""
         self.browser.get(self.lab.url)
