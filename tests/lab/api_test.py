@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """A gateway and two extenders in the lab, through its interface: told, broken, mended, attacked."""
 
+import contextlib
 import json
 import socket
 import subprocess
@@ -33,9 +34,9 @@ class Api(lab_case.Case):
             banks = {bank["bank"]: bank for bank in nodes[name]["banks"]}
             self.assertEqual(banks["b"]["version"], "4QZ2.0.0")
             self.assertTrue(banks["b"]["running"])
-            self.assertGreater(nodes[name]["memory"], 0)
             words = [mark["text"] for mark in self.lab.marks(node=name, kind="word")]
             self.assertEqual(words, ["OTA_SW_ACTIVATION_COMPLETE", lab_case.COMMITTED])
+        self.lab.wait_for_nodes("measured", self.names(), lambda node: node["memory"] > 0)
         at_root = wait_for(
             "four words at the root",
             lambda: len(found := self.lab.marks(node="gateway", kind="root")) >= 4 and found,
@@ -189,8 +190,13 @@ class Api(lab_case.Case):
         self.assertLess(self.history("gateway")[-1]["time"], real)
 
     def history(self, name):
+        """Without the line that a power cut has torn."""
         path = self.lab.folder / "nodes" / name / "configs/otad/history.jsonl"
-        return [json.loads(line) for line in path.read_text().splitlines()]
+        lines = []
+        for line in path.read_text(errors="replace").splitlines():
+            with contextlib.suppress(ValueError):
+                lines.append(json.loads(line))
+        return lines
 
     def test_7_an_activation_time_and_a_clock_that_runs(self):
         answer = self.offer(["ext-2"], "4QZ8.0.0", policy=0)

@@ -77,7 +77,7 @@ function otactlLines() {
 }
 
 async function refresh() {
-  if (!state.nodes[node] || !state.nodes[node].otactl || document.hidden) {
+  if (!state.live || !state.nodes[node] || !state.nodes[node].otactl || document.hidden) {
     return;
   }
   try {

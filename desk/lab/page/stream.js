@@ -69,8 +69,11 @@ function setLive(live) {
 
 export function open() {
   const source = new EventSource("api/events");
-  source.onopen = () => setLive(true);
-  source.onmessage = (event) => take(JSON.parse(event.data));
+  // What is shown may be of an earlier run until the first of it is there.
+  source.onmessage = (event) => {
+    take(JSON.parse(event.data));
+    setLive(true);
+  };
   source.onerror = () => {
     setLive(false);
     // It tries again by itself, unless the lab was not there at all.

@@ -18,6 +18,7 @@ const SHAPES = {
 };
 const SPANS = [30, 60, 120, 300, 900, 3600, 14400];
 const LIVE_EVERY = 250; // milliseconds
+const MOST_LINES = 8; // of a moment
 
 let seconds = 60; // that are shown
 let end = null; // of what is shown; null: now, and it moves on
@@ -155,13 +156,21 @@ function markNumbered(number) {
   return low < 0 ? null : state.marks[low];
 }
 
+// What the node said within a second of it; the line itself first.
+function momentOf(found) {
+  const near = lane(found.node).marks.filter((one) =>
+    one !== found && Math.abs(one.at - found.at) < 1);
+  return [found, ...near.slice(0, MOST_LINES)].map((one) =>
+    `${one.kind}: ${one.text}${one.detail ? ` (${one.detail})` : ""}`);
+}
+
 function hover(event) {
   const tip = byId("timeline-tip");
   const number = Number(event.target.dataset && event.target.dataset.number);
   const found = number ? markNumbered(number) : null;
   tip.hidden = !found;
   if (found) {
-    say(tip, `${clock(found.at)} ${found.node}\n${found.kind}: ${found.text}\n${found.detail}`);
+    say(tip, `${clock(found.at)} ${found.node}\n${momentOf(found).join("\n")}`);
     const box = byId("timeline").getBoundingClientRect();
     const left = Math.min(event.clientX - box.left + 12, box.width - 270);
     tip.style.left = `${Math.max(0, left)}px`;
