@@ -114,73 +114,67 @@ void otaSwAgentProcessRebootTimer(void) { check::expire(check::kReboot); }
 void otaSwAgentProcessDownloadStartTimer(void) { check::expire(check::kDownloadStart); }
 void otaSwAgentProcessDownloadRetryTimer(void) { check::expire(check::kDownloadRetry); }
 
-int reboot(int how) { check::refuseReboot("reboot(" + std::to_string(how) + ")"); }
+int reboot(int howto) { check::refuseReboot("reboot(" + std::to_string(howto) + ")"); }
 
 int system(const char *command) {
     look("system", command, nullptr);
     return real(&system, "system")(command);
 }
 
-FILE *popen(const char *command, const char *mode) {
+FILE *popen(const char *command, const char *modes) {
     look("popen", command, nullptr);
-    return real(&popen, "popen")(command, mode);
+    return real(&popen, "popen")(command, modes);
 }
 
-int execve(const char *program, char *const words[], char *const surroundings[]) {
-    return execute("execve", program, words, surroundings);
+int execve(const char *path, char *const argv[], char *const envp[]) {
+    return execute("execve", path, argv, envp);
 }
 
-int execv(const char *program, char *const words[]) {
-    return execute("execv", program, words, environ);
+int execv(const char *path, char *const argv[]) { return execute("execv", path, argv, environ); }
+
+int execvp(const char *file, char *const argv[]) {
+    return executeFound("execvp", file, argv, environ);
 }
 
-int execvp(const char *program, char *const words[]) {
-    return executeFound("execvp", program, words, environ);
+int execvpe(const char *file, char *const argv[], char *const envp[]) {
+    return executeFound("execvpe", file, argv, envp);
 }
 
-int execvpe(const char *program, char *const words[], char *const surroundings[]) {
-    return executeFound("execvpe", program, words, surroundings);
-}
-
-int execl(const char *program, const char *first, ...) {
+int execl(const char *path, const char *arg, ...) {
     va_list rest;
-    va_start(rest, first);
-    const std::vector<char *> words = wordsOf(first, rest);
+    va_start(rest, arg);
+    const std::vector<char *> words = wordsOf(arg, rest);
     va_end(rest);
-    return execute("execl", program, words.data(), environ);
+    return execute("execl", path, words.data(), environ);
 }
 
-int execlp(const char *program, const char *first, ...) {
+int execlp(const char *file, const char *arg, ...) {
     va_list rest;
-    va_start(rest, first);
-    const std::vector<char *> words = wordsOf(first, rest);
+    va_start(rest, arg);
+    const std::vector<char *> words = wordsOf(arg, rest);
     va_end(rest);
-    return executeFound("execlp", program, words.data(), environ);
+    return executeFound("execlp", file, words.data(), environ);
 }
 
-int execle(const char *program, const char *first, ...) {
+int execle(const char *path, const char *arg, ...) {
     va_list rest;
-    va_start(rest, first);
-    const std::vector<char *> words = wordsOf(first, rest);
+    va_start(rest, arg);
+    const std::vector<char *> words = wordsOf(arg, rest);
     char *const *const surroundings = va_arg(rest, char *const *);
     va_end(rest);
-    return execute("execle", program, words.data(), surroundings);
+    return execute("execle", path, words.data(), surroundings);
 }
 
-int posix_spawn(pid_t *child, const char *program, const posix_spawn_file_actions_t *actions,
-                const posix_spawnattr_t *attributes, char *const words[],
-                char *const surroundings[]) {
-    look("posix_spawn", program, words);
-    return real(&posix_spawn, "posix_spawn")(child, program, actions, attributes, words,
-                                             surroundings);
+int posix_spawn(pid_t *pid, const char *path, const posix_spawn_file_actions_t *file_actions,
+                const posix_spawnattr_t *attrp, char *const argv[], char *const envp[]) {
+    look("posix_spawn", path, argv);
+    return real(&posix_spawn, "posix_spawn")(pid, path, file_actions, attrp, argv, envp);
 }
 
-int posix_spawnp(pid_t *child, const char *program, const posix_spawn_file_actions_t *actions,
-                 const posix_spawnattr_t *attributes, char *const words[],
-                 char *const surroundings[]) {
-    look("posix_spawnp", program, words);
-    return real(&posix_spawnp, "posix_spawnp")(child, program, actions, attributes, words,
-                                               surroundings);
+int posix_spawnp(pid_t *pid, const char *file, const posix_spawn_file_actions_t *file_actions,
+                 const posix_spawnattr_t *attrp, char *const argv[], char *const envp[]) {
+    look("posix_spawnp", file, argv);
+    return real(&posix_spawnp, "posix_spawnp")(pid, file, file_actions, attrp, argv, envp);
 }
 
 } // extern "C"

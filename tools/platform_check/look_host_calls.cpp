@@ -6,6 +6,7 @@
 #include "tools/platform_check/guards.h"
 
 #include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
@@ -19,10 +20,12 @@ namespace {
 
 constexpr const char *kReport = "{\n\t\"status\":\t\"NO_OTA_SW_UPGRADE\"\n}";
 
+void put(const char *text, char *to, std::size_t size) { std::snprintf(to, size, "%s", text); }
+
 void takesSignal(Ground &ground) {
     ground.playLong([](Platform &platform) {
         std::array<char, 64> data{};
-        std::strcpy(data.data(), kReport);
+        put(kReport, data.data(), data.size());
         platform.sendSignal(EVBUS_AGENT_NAME, EVBUS_STATUS_SIGNAL, data.data(),
                             static_cast<int>(std::strlen(kReport)) + 1);
         if (std::strcmp(data.data(), kReport) != 0) {
@@ -47,7 +50,7 @@ void readsNoMoreOfSignal(Ground &ground) {
             throw NotLookedAt{"no memory for it"};
         }
         const std::size_t size = std::strlen(kReport) + 1;
-        std::strcpy(memory + page - size, kReport);
+        put(kReport, memory + page - size, size);
         mprotect(memory + page, page, PROT_NONE);
         platform.sendSignal(EVBUS_AGENT_NAME, EVBUS_STATUS_SIGNAL, memory + page - size,
                             static_cast<int>(size));
@@ -68,7 +71,7 @@ void releasesMessage(Ground &ground) {
         char *const memory = static_cast<char *>(std::calloc(1, kSize));
         const SwmgntSyncMsg message{static_cast<std::uint32_t>(std::strlen(kReport) + 1)};
         std::memcpy(memory, &message, sizeof message);
-        std::strcpy(memory + OTA_SYNC_MSG_CONFIG_OFFSET, kReport);
+        put(kReport, memory + OTA_SYNC_MSG_CONFIG_OFFSET, kSize - OTA_SYNC_MSG_CONFIG_OFFSET);
         const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
         const auto inside = (reinterpret_cast<std::uintptr_t>(memory) + kSize / 2) / page * page;
         platform.toRoot(reinterpret_cast<const SwmgntSyncMsg *>(memory));
@@ -211,10 +214,10 @@ void keepsNoName(Ground &ground) {
     const std::string turn = ground.options().turn;
     ground.player().play([&](Platform &platform) {
         std::array<char, 32> name{};
-        std::strcpy(name.data(), TIMER_REBOOT);
+        put(TIMER_REBOOT, name.data(), name.size());
         const std::int64_t began = nowMs();
         platform.startTimer(1, name.data());
-        std::strcpy(name.data(), "overwritten");
+        put("overwritten", name.data(), name.size());
         requireOnce(platform, turn, kReboot, began, 1);
     });
 }

@@ -16,7 +16,7 @@ struct Versions {
 Versions upgraded(Ground &ground) {
     writeImage(ground, ground.image(kOldImage));
     lookAtNode(ground);
-    const Versions versions{shared().running.data(), shared().other.data()};
+    Versions versions{shared().running.data(), shared().other.data()};
     activateImage(ground);
     ground.boot();
     return versions;
