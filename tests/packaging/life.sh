@@ -177,4 +177,12 @@ diff "$work/may-be-left" "$work/left" || fail "purge leaves more or less behind 
 getent group otaswagent >/dev/null || fail "the group is gone, its files might become another's"
 sed 's/^/life: left after purge: /' "$work/left"
 echo "life: left after purge: the group otaswagent"
+
+step "purge where the state is a link to another place"
+quietly dpkg -i "$packages"/*.deb
+mv /var/lib/ota /var/lib/elsewhere
+ln -s elsewhere /var/lib/ota
+echo gone >/var/lib/elsewhere/last_reboot_info
+own --purge
+must_be "what is left there" "$(ls -A /var/lib/elsewhere)" boot_state
 rm -rf "$work"
