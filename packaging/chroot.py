@@ -30,14 +30,19 @@ def run(name, words, **options):
     log = WORK / f"{name}.log"
     begin = time.monotonic()
     with log.open("w") as output:
-        done = subprocess.run(
+        process = subprocess.Popen(
             [str(word) for word in words],
             stdout=output,
             stderr=subprocess.STDOUT,
-            check=False,
             **{"stdin": subprocess.DEVNULL} | options,
         )
-    if done.returncode != 0:
+        try:
+            process.wait()
+        except KeyboardInterrupt:
+            process.terminate()  # at a terminal it knows already; it clears up behind itself
+            process.wait()
+            raise Failure(f"{name} was interrupted") from None
+    if process.returncode != 0:
         say("\n".join(log.read_text(errors="replace").splitlines()[-LAST_LINES:]))
         raise Failure(f"{name} failed; the whole log is {log}")
     say(f"{name}: {time.monotonic() - begin:.0f} s")

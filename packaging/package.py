@@ -74,12 +74,12 @@ def source_archive():
 
 
 def build(name, circumstances, source, folder):
-    shutil.rmtree(folder, ignore_errors=True)
     arrived = WORK / "arrived"
     shutil.rmtree(arrived, ignore_errors=True)
     arrived.mkdir()
     script = circumstances + BUILD.format(jobs=os.cpu_count() or 1)
     build_chroot().use(name, script, bring=[source], fetch=arrived)
+    shutil.rmtree(folder, ignore_errors=True)
     (arrived / "out").rename(folder)
     arrived.rmdir()
 
