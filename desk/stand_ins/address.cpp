@@ -22,14 +22,14 @@ bool isAnyAddressWithPort(const sockaddr *address, socklen_t length) {
 
 } // namespace
 
-extern "C" int bind(int fd, const sockaddr *address, socklen_t length) noexcept {
+extern "C" int bind(int fd, const sockaddr *addr, socklen_t len) noexcept {
     static auto *const real = desk::realFunction<int(int, const sockaddr *, socklen_t)>("bind");
     const char *const text = std::getenv(kAddressVariable);
-    if (text != nullptr && isAnyAddressWithPort(address, length)) {
-        sockaddr_in own = *reinterpret_cast<const sockaddr_in *>(address);
+    if (text != nullptr && isAnyAddressWithPort(addr, len)) {
+        sockaddr_in own = *reinterpret_cast<const sockaddr_in *>(addr);
         if (inet_pton(AF_INET, text, &own.sin_addr) == 1) {
             return real(fd, reinterpret_cast<const sockaddr *>(&own), sizeof(own));
         }
     }
-    return real(fd, address, length);
+    return real(fd, addr, len);
 }
