@@ -20,7 +20,7 @@ subjectKeyIdentifier = hash
 basicConstraints = CA:FALSE
 keyUsage = critical, digitalSignature
 extendedKeyUsage = serverAuth
-subjectAltName = DNS:localhost, IP:127.0.0.1
+subjectAltName = {server_names}
 [client]
 basicConstraints = CA:FALSE
 keyUsage = critical, digitalSignature
@@ -30,6 +30,7 @@ basicConstraints = CA:FALSE
 keyUsage = critical, digitalSignature
 extendedKeyUsage = critical, codeSigning
 """
+_DESK_NAMES = "DNS:localhost, IP:127.0.0.1"
 _DAYS = "30"
 _NEW_KEY = ["-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes"]
 
@@ -44,10 +45,11 @@ class Pair(NamedTuple):
 class Authority:
     """Made in the folder, with what it signs; good for some days."""
 
-    def __init__(self, folder: pathlib.Path, name: str) -> None:
+    def __init__(self, folder: pathlib.Path, name: str, server_names: str = _DESK_NAMES) -> None:
         folder.mkdir(parents=True, exist_ok=True)
         self.folder = folder
-        write_file(folder / "openssl.cnf", _CONFIGURATION)
+        text = _CONFIGURATION.replace("{server_names}", server_names)
+        write_file(folder / "openssl.cnf", text)
         self.authority = self._make("ca", name, "authority").certificate
 
     def sign(self, file: str, name: str, use: str) -> Pair:
@@ -64,11 +66,21 @@ class Authority:
 
 
 class Certificates(Authority):
-    """With a server certificate for "localhost" and 127.0.0.1, and clients of that server."""
+    """With a server certificate for these names, and clients of that server."""
 
-    def __init__(self, folder: pathlib.Path, name: str = "Desk CA") -> None:
-        super().__init__(folder, name)
+    def __init__(
+        self, folder: pathlib.Path, name: str = "Desk CA", server_names: str = _DESK_NAMES
+    ) -> None:
+        super().__init__(folder, name, server_names)
         self.certificate, self.key = self.sign("server", "localhost", "server")
+
+    @classmethod
+    def made_in(cls, folder: pathlib.Path) -> "Certificates":
+        """Those that were made in the folder earlier."""
+        found = cls.__new__(cls)
+        found.folder, found.authority = folder, folder / "ca.pem"
+        found.certificate, found.key = folder / "server.pem", folder / "server.key"
+        return found
 
     def client(self, name: str, file: str = "") -> Pair:
         """Of this common name."""
