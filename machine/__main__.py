@@ -15,6 +15,7 @@ import tty
 
 from machine.architecture import ARCHITECTURES
 from machine.factory import Factory
+from machine.project import Project
 from machine.scenarios import DEMONSTRATION, SCENARIOS, SMOKE
 from machine.stage import OLD, Clock, Stage
 from rig import interrupt
@@ -39,6 +40,11 @@ def _options() -> argparse.Namespace:
     parser.add_argument("--architecture", choices=ARCHITECTURES, default="x86_64")
     parser.add_argument("--seed", type=int, help="of what is left to chance")
     parser.add_argument("--build", type=pathlib.Path, default=_TOP / "build/release")
+    parser.add_argument(
+        "--packages",
+        type=pathlib.Path,
+        help="install these on the node, as ./dev package made them",
+    )
     parser.add_argument("--kept", type=pathlib.Path, default=_TOP / "build/machine")
     return parser.parse_args()
 
@@ -131,9 +137,9 @@ def main() -> int:
             raise Failure("run this as root: the files of a node's root must be root's")
         with contextlib.closing(RunFolder(options.kept.parent / "machine-run")) as run:
             architecture = ARCHITECTURES[options.architecture]
-            kept = options.kept
+            project = Project(options.build, options.packages)
             with contextlib.closing(
-                Factory(architecture, _TOP, options.build, kept, run.path, _Teller().making)
+                Factory(architecture, _TOP, project, options.kept, run.path, _Teller().making)
             ) as factory:
                 factory.shelf.image(OLD)
                 if options.console:

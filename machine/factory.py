@@ -36,7 +36,7 @@ class Factory:
         self,
         architecture: Architecture,
         top: pathlib.Path,
-        build: pathlib.Path,
+        project: Project,
         kept: pathlib.Path,
         run: pathlib.Path,
         say: Callable[[str], None],
@@ -49,7 +49,6 @@ class Factory:
         week = "-".join(str(part) for part in datetime.date.today().isocalendar()[:2])
         key = fingerprint(_HERE / "factory.py", week)
         keys = cache.made("keys", key, "keys and certificates", _make_keys)
-        project = Project(build)
         tree = make_tree(cache, sources, project, keys / "trust")
         self.programs = project.programs
         self.shelf = ImageShelf(self.programs, tree, signer_in(keys / "signer"), kept)

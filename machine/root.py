@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: MIT
 """The root file system of a node: Debian's packages, the project, and what this board adds."""
 
-import os
 import pathlib
 import shutil
 import subprocess
@@ -62,10 +61,14 @@ def make_tree(
 
 
 def _make(tree: pathlib.Path, sources: Sources, project: Project, trust: pathlib.Path) -> None:
-    copy_trimmed(sources.system / "root", tree)
+    whole = tree.with_name(f"{tree.name}.whole")
+    run_to_the_end(["rm", "-rf", whole], "clearing an earlier root")
+    run_to_the_end(["cp", "-a", sources.system / "root", whole], "copying the system")
+    project.install(whole)
+    copy_trimmed(whole, tree)
+    run_to_the_end(["rm", "-rf", whole], "clearing the whole root")
     for name in ("boot", "dev", "proc", "sys", "run", "tmp", "var"):
         (tree / name).mkdir(exist_ok=True)
-    project.install(tree)
     shutil.copytree(_HERE / "overlay", tree, dirs_exist_ok=True)
     for file in ("ca.pem", "signers.pem"):
         shutil.copy(trust / file, tree / "etc/otaSwAgent" / file)
@@ -82,7 +85,6 @@ def _name_the_node(tree: pathlib.Path) -> None:
 
 
 def _add_users(tree: pathlib.Path) -> None:
-    run_to_the_end(["systemd-sysusers", f"--root={tree}"], "making the users of the node")
     with open(tree / "etc/passwd", "a", encoding="utf-8") as file:
         for name, number in USERS.items():
             file.write(f"{name}:x:{number}:{number}::/tmp:/bin/sh\n")
@@ -151,8 +153,3 @@ def _in_order(folder: pathlib.Path, wanted: tuple[str, ...]) -> list[pathlib.Pat
     for name in wanted:
         take(name)
     return ordered
-
-
-def owned_by_root(tree: pathlib.Path) -> bool:
-    """Files in a root that are another user's would be that user's on the node."""
-    return os.stat(tree).st_uid == 0
