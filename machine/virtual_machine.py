@@ -163,7 +163,7 @@ class Machine:
         deadline = time.monotonic() + patience
         self._send(line.encode(), deadline)
         text = ""
-        while (match := re.search(rf"{end} (\d+)", text)) is None:
+        while (match := re.search(rf"{end} (\d+)\s", text)) is None:
             if time.monotonic() > deadline:
                 raise NoAnswer(f"the machine did not answer within {patience:.0f} s: {command}")
             text += self._receive()
