@@ -81,7 +81,7 @@ class Mesh:
             self._show_node(setup)
         await self.in_thread(self._make_servers)
         self.file_wire = Wire(self._file_port, lambda address: self._addresses.get(address, ""))
-        self.file_wire.disturb(Disturbance(rate=USUAL_RATE))
+        await self.file_wire.disturb(Disturbance(rate=USUAL_RATE))
         await self._listen(FILE_SERVER, self.file_wire)
         self._begun = True
         await asyncio.gather(*(self._bring_up(setup) for setup in self.setups))

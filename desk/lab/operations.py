@@ -266,7 +266,7 @@ _SERVER_STATES = ("good", "stopped", "stalled", "cut", "wrong-certificate", *_AN
 async def _file_server(mesh: Mesh, state: str, rate: int, after: int) -> Answer:
     mesh.file_server.answer(_ANSWERS.get(state, 200))
     mesh.strange_certificate = state == "wrong-certificate"
-    mesh.file_wire.disturb(
+    await mesh.file_wire.disturb(
         Disturbance(
             rate=rate,
             cut_after=after if state == "cut" else 0,

@@ -9,6 +9,7 @@ import contextlib
 import dataclasses
 from collections.abc import Callable
 
+from rig.failure import Failure
 from rig.network import LOOPBACK
 
 _CHUNK = 64 * 1024
@@ -104,25 +105,36 @@ class Wire:
     async def listen(self, port: int) -> None:
         """On this port, if nobody else does; else, or with 0, on a free one."""
         try:
-            self._server = await asyncio.start_server(self._take, LOOPBACK, port)
+            await self._listen(port)
         except OSError:
-            self._server = await asyncio.start_server(self._take, LOOPBACK, 0)
+            await self._listen(0)
+
+    async def _listen(self, port: int) -> None:
+        self._server = await asyncio.start_server(self._take, LOOPBACK, port)
         self.port = self._server.sockets[0].getsockname()[1]
 
     async def close(self) -> None:
         if self._server:
             self._server.close()
+            self._server = None
         self.break_all()
 
     @property
     def connections(self) -> int:
         return len(self._connections)
 
-    def disturb(self, disturbance: Disturbance) -> None:
+    async def disturb(self, disturbance: Disturbance) -> None:
         """From now on; what was held by the last one breaks, or goes on."""
         self.disturbance = disturbance
         if disturbance.refused:
-            self.break_all()
+            await self.close()
+        elif self._server is None and self.port:
+            try:
+                await self._listen(self.port)
+            except OSError as error:
+                raise Failure(
+                    f"port {self.port} is taken by another program: {error.strerror}"
+                ) from error
         self.moved.set()
 
     def unplug(self, node: str) -> None:
@@ -143,9 +155,6 @@ class Wire:
 
     async def _take(self, reader: asyncio.StreamReader, writer: asyncio.StreamWriter) -> None:
         connection = _Connection(self, self._owner(writer.get_extra_info("peername")[0]), writer)
-        if self.disturbance.refused:
-            connection.abort()
-            return
         self._connections.add(connection)
         try:
             # A server that does not run, or an end that breaks, breaks both.

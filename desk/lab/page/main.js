@@ -68,11 +68,15 @@ function summary() {
   return `${all.length} nodes, ${on} on, ${busy} busy`;
 }
 
+// As the system wishes, until somebody chooses.
+const wishesDark = matchMedia("(prefers-color-scheme: dark)");
+
+function setTheme(dark) {
+  document.documentElement.dataset.theme = dark ? "dark" : "light";
+}
+
 function toggleTheme() {
-  const dark = matchMedia("(prefers-color-scheme: dark)").matches;
-  const root = document.documentElement;
-  const now = root.dataset.theme || (dark ? "dark" : "light");
-  root.dataset.theme = now === "dark" ? "light" : "dark";
+  setTheme(document.documentElement.dataset.theme !== "dark");
 }
 
 function update(change) {
@@ -87,6 +91,8 @@ function update(change) {
   mark(document.body, "data-live", state.live ? "yes" : null);
 }
 
+setTheme(wishesDark.matches);
+wishesDark.addEventListener("change", () => setTheme(wishesDark.matches));
 mesh.begin();
 cards.begin();
 timeline.begin();

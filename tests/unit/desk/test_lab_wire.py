@@ -48,27 +48,30 @@ class Wires(unittest.IsolatedAsyncioTestCase):
         self.assertEqual(await self.fetch(), _SIZE)
 
     async def test_it_breaks_after_so_many_bytes(self):
-        self.wire.disturb(Disturbance(cut_after=100_000))
+        await self.wire.disturb(Disturbance(cut_after=100_000))
         self.assertLessEqual(await self.fetch(), 100_000)
-        self.wire.disturb(Disturbance())
+        await self.wire.disturb(Disturbance())
         self.assertEqual(await self.fetch(), _SIZE)
 
     async def test_it_is_slow(self):
-        self.wire.disturb(Disturbance(rate=_SIZE))
+        await self.wire.disturb(Disturbance(rate=_SIZE))
         began = time.monotonic()
         self.assertEqual(await self.fetch(), _SIZE)
         self.assertGreater(time.monotonic() - began, 0.7)
 
     async def test_it_refuses(self):
-        self.wire.disturb(Disturbance(refused=True))
-        self.assertEqual(await self.fetch(), 0)
+        await self.wire.disturb(Disturbance(refused=True))
+        with self.assertRaises(ConnectionRefusedError):
+            await self.fetch()
+        await self.wire.disturb(Disturbance())
+        self.assertEqual(await self.fetch(), _SIZE)
 
     async def test_it_stalls_and_goes_on(self):
-        self.wire.disturb(Disturbance(stalled=True))
+        await self.wire.disturb(Disturbance(stalled=True))
         fetching = asyncio.create_task(self.fetch())
         with self.assertRaises(asyncio.TimeoutError):
             await asyncio.wait_for(asyncio.shield(fetching), 0.3)
-        self.wire.disturb(Disturbance())
+        await self.wire.disturb(Disturbance())
         self.assertEqual(await asyncio.wait_for(fetching, _PATIENCE), _SIZE)
 
     async def test_one_cable_is_out_and_the_others_are_not(self):
