@@ -121,6 +121,7 @@ PROCESS_FAULTS = {
         "reboots-by-popen",
         "reboots-by-exec",
         "reboots-by-the-kernel",
+        "reboots-by-another-way",
         "signals-init",
         "signals-its-parent",
     )

@@ -355,6 +355,7 @@ class Hostile(Case):
             "reboots-by-popen": "asked for a reboot: popen",
             "reboots-by-exec": "asked for a reboot: execl",
             "reboots-by-the-kernel": "asked the kernel for a reboot",
+            "reboots-by-another-way": "asked the kernel for a reboot",
         }.items():
             with self.subTest(fault=fault):
                 self.assertIn(words, self.what_came(fault, *only, "--limit", 2))

@@ -11,6 +11,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
+#include <linux/audit.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sched.h>
@@ -34,6 +35,22 @@ constexpr std::size_t kLowHalf = std::endian::native == std::endian::little ? 0 
 constexpr std::array kInterruptions{SIGINT, SIGTERM, SIGHUP};
 volatile sig_atomic_t interrupted = 0;
 
+// A processor's other ways into the kernel number their calls differently.
+#if defined(__x86_64__)
+constexpr std::uint32_t kOwnWay = AUDIT_ARCH_X86_64;
+constexpr std::uint32_t kThirdWay = 0x40000000; // its numbers begin here
+#elif defined(__i386__)
+constexpr std::uint32_t kOwnWay = AUDIT_ARCH_I386;
+#elif defined(__aarch64__)
+constexpr std::uint32_t kOwnWay = AUDIT_ARCH_AARCH64;
+#elif defined(__arm__)
+constexpr std::uint32_t kOwnWay = AUDIT_ARCH_ARM;
+#elif defined(__s390x__)
+constexpr std::uint32_t kOwnWay = AUDIT_ARCH_S390X;
+#else
+constexpr std::uint32_t kOwnWay = 0; // there is one way only
+#endif
+
 constexpr pid_t kInit = 1;
 constexpr pid_t kEverybody = -1;
 
@@ -54,9 +71,22 @@ void protect(Filter &filter, long call, pid_t process) {
     add(filter, BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)));
 }
 
+void requireOwnWay(Filter &filter) {
+    if (kOwnWay != 0) {
+        add(filter, BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, arch)));
+        add(filter, BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, kOwnWay, 1, 0));
+        add(filter, BPF_STMT(BPF_RET | BPF_K, kEnds));
+    }
+}
+
 Filter locks(bool commands, pid_t checker) {
     Filter filter;
+    requireOwnWay(filter);
     add(filter, BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)));
+#if defined(__x86_64__)
+    add(filter, BPF_JUMP(BPF_JMP | BPF_JGE | BPF_K, kThirdWay, 0, 1));
+    add(filter, BPF_STMT(BPF_RET | BPF_K, kEnds));
+#endif
     answer(filter, SYS_reboot, kEnds);
 #ifdef SYS_kexec_load
     answer(filter, SYS_kexec_load, kEnds);
