@@ -67,7 +67,8 @@ def _build(folder: pathlib.Path, architecture: Architecture) -> None:
 
 def boot_loader(cache: Cache, architecture: Architecture) -> pathlib.Path:
     """The folder with boot-loader, and environment: one copy as saveenv would first store it."""
-    key = fingerprint(pathlib.Path(__file__), _BOARD, architecture)
+    of_it = (architecture.boot_loader_board, architecture.boot_loader_file)
+    key = fingerprint(pathlib.Path(__file__), _BOARD, *of_it, architecture.compiler_prefix)
     return cache.made(
         f"boot-loader-{architecture.name}",
         key,
