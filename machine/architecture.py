@@ -43,7 +43,8 @@ X86_64 = Architecture(
     load_kernel="load virtio 0:${part} 0x2000000 boot/kernel"
     " && load virtio 0:${part} 0x8000000 boot/initramfs",
     start_kernel="zboot 0x2000000 0 0x8000000 ${filesize}",
-    # The plainest processor: with all that can be emulated one boot in about thirty stalled.
+    # The plainest processor. With `-cpu max` one boot in about thirty stalled, for a reason that was
+    # not found.
     qemu=("qemu-system-x86_64", "-machine", "q35", "-vga", "none", "-bios"),
 )
 

@@ -147,12 +147,15 @@ def cut_at_random(stage: Stage) -> None:
     with stage.node() as node:
         new = stage.image(NEW)
         ticket = node.offer(new, 1)
+        cuts = 0
         for _ in range(_CUTS):
             node.arm(Changes(chance.randrange(1, _MOST_CHANGES)), seed=chance.getrandbits(32))
             if not _is_cut(node, ticket):
                 break
+            cuts += 1
             node.on()
         node.disarm()
+        expect("a cut before the upgrade was over", True, cuts > 0)
         expect_finished(stage, node, ticket, new)
 
 
