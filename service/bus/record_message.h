@@ -43,13 +43,13 @@ constexpr auto kContents = std::apply(
 template <typename Value>
 constexpr auto kSignature = std::array{kTypeLetter<Value>, '\0'};
 template <base::HasFields Record>
-constexpr auto kSignature<Record> = std::apply(
+inline constexpr auto kSignature<Record> = std::apply(
     [](const auto &...field) {
         return std::array{'(', letterOf(field)..., ')', '\0'};
     },
     fieldsOf(static_cast<const Record *>(nullptr)));
 template <base::HasFields Record>
-constexpr auto kSignature<std::vector<Record>> = std::apply(
+inline constexpr auto kSignature<std::vector<Record>> = std::apply(
     [](const auto &...field) {
         return std::array{'a', '(', letterOf(field)..., ')', '\0'};
     },
