@@ -94,7 +94,7 @@ void outlivesTheProcess(Ground &ground) {
         [](Platform &platform) { requireActivated(platform, "an activation by another process"); });
 }
 
-void keepsRunningVersion2(Ground &ground) {
+void keepsRunningVersionBehindIt(Ground &ground) {
     lookAtNode(ground);
     const std::string before = shared().running.data();
     writeFirst(ground);
@@ -283,7 +283,7 @@ constexpr Check kActivationChecks[] = {
      "the choice survives the process and a power cut, and a bank that was activated is not written "
      "over",
      kNeverUpgrades, "activate.answers-one-for-success", "activate.boots-next"},
-    {"activate.keeps-the-running-version", kWrites, keepsRunningVersion2,
+    {"activate.keeps-the-running-version", kWrites, keepsRunningVersionBehindIt,
      "nal_getCurSwVersion behind an activation",
      "the version of the bank that runs, not of the one that was activated last",
      "the agent reports OTA_SW_COMMIT_COMPLETE for an upgrade that never came up",
