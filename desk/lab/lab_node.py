@@ -10,8 +10,9 @@ from collections.abc import Awaitable, Callable
 from typing import Any
 
 from lab import processes
-from lab.clock import Clock, ClockedNode
+from lab.clock import ClockedNode
 from lab.node_view import NodeView
+from rig.clock import Clock
 from rig.failure import Failure
 from rig.files import read_text
 from rig.otactl import Answer

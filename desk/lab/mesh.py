@@ -11,7 +11,7 @@ import shutil
 from collections.abc import Awaitable, Callable
 from typing import Any
 
-from lab.clock import Clock, ClockedNode
+from lab.clock import ClockedNode
 from lab.board import Board, Fields
 from lab.image_shelf import BANK, ImageShelf
 from lab.lab_node import LabNode
@@ -22,6 +22,7 @@ from lab.wire import Disturbance, Wire
 from rig.broker import Broker
 from rig.bus import Bus
 from rig.certificates import Certificates
+from rig.clock import Clock
 from rig.failure import Failure
 from rig.file_server import FileServer
 from rig.network import LOOPBACK
