@@ -2,10 +2,13 @@
 #include "desk/power/disk.h"
 
 #include "desk/failure.h"
+#include "desk/power/tracee.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <fcntl.h>
+#include <string_view>
+#include <sys/stat.h>
 #include <system_error>
 
 namespace power {
@@ -28,6 +31,22 @@ FileId idOf(int file) {
         throw desk::Failure(base::systemReason("a file of the disk cannot be looked at"));
     }
     return *id;
+}
+
+// None where the file has no name any more.
+std::optional<std::filesystem::path> nameOf(int file) {
+    constexpr std::string_view gone = " (deleted)";
+    struct stat status {};
+    const auto found = pathOf(file);
+    if (!found || fstat(file, &status) != 0 || status.st_nlink == 0) {
+        return std::nullopt;
+    }
+    std::string path = *found;
+    // Its name was taken away and came back.
+    if (path.ends_with(gone)) {
+        path.resize(path.size() - gone.size());
+    }
+    return path;
 }
 
 bool isWithin(const std::filesystem::path &path, const std::filesystem::path &folder) {
@@ -123,12 +142,21 @@ void Disk::allSynced() {
     names_.allSynced();
 }
 
-void Disk::cut(CutMode mode, std::uint64_t seed) {
+Losses Disk::cut(CutMode mode, std::uint64_t seed) {
     Survival survival(mode, seed);
-    names_.undoAllBut(survival.names(names_.count()));
+    Losses losses;
+    for (NameLoss &name : names_.undoAllBut(survival.names(names_.count()))) {
+        name.name = shown(name.name);
+        name.from = shown(name.from);
+        losses.add(name);
+    }
     for (auto &[file, data] : data_) {
         const bool isInFlight = inFlight_ && inFlight_->file == file;
-        data.cut(survival, isInFlight ? std::optional(inFlight_->range) : std::nullopt);
+        const DataLoss loss =
+            data.cut(survival, isInFlight ? std::optional(inFlight_->range) : std::nullopt);
+        if (const auto path = nameOf(data.file())) {
+            losses.add(shown(*path), loss);
+        }
     }
     data_.clear();
     for (const std::filesystem::path &folder : ram_) {
@@ -136,6 +164,7 @@ void Disk::cut(CutMode mode, std::uint64_t seed) {
             std::filesystem::remove_all(entry.path());
         }
     }
+    return losses;
 }
 
 } // namespace power

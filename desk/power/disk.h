@@ -3,6 +3,7 @@
 #ifndef DESK_POWER_DISK_H
 #define DESK_POWER_DISK_H
 
+#include "desk/power/losses.h"
 #include "desk/power/survival.h"
 #include "desk/power/unsynced_data.h"
 #include "desk/power/unsynced_names.h"
@@ -67,8 +68,9 @@ class Disk {
     // Before names change, and once they have.
     UnsyncedNames &names() { return names_; }
 
-    // Takes the disk to what the cut leaves. Nobody may use it meanwhile.
-    void cut(CutMode mode, std::uint64_t seed);
+    // Takes the disk to what the cut leaves, and returns what that took. Nobody may use it
+    // meanwhile.
+    Losses cut(CutMode mode, std::uint64_t seed);
     // The write that began last was done: a later cut does not meet it in flight.
     void noneInFlight() { inFlight_.reset(); }
 

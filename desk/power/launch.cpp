@@ -91,6 +91,7 @@ constexpr long kFollow = PTRACE_O_EXITKILL | PTRACE_O_TRACESECCOMP | PTRACE_O_TR
 constexpr std::array kPassedOn{SIGTERM, SIGINT, SIGHUP};
 
 volatile sig_atomic_t programId = 0;
+volatile sig_atomic_t cutAsked = 0;
 
 // A terminal sends its signals to the program as well: only what a process sent goes on.
 void passOn(int number, siginfo_t *info, void *) {
@@ -101,9 +102,18 @@ void passOn(int number, siginfo_t *info, void *) {
     errno = keep;
 }
 
+// Whoever waits for the program's end hears of it then.
+void killForCut(int) {
+    const int keep = errno;
+    cutAsked = 1;
+    kill(programId, SIGKILL);
+    errno = keep;
+}
+
 sigset_t passedOn() {
     sigset_t signals;
     sigemptyset(&signals);
+    sigaddset(&signals, SIGPWR);
     for (const int number : kPassedOn) {
         sigaddset(&signals, number);
     }
@@ -139,6 +149,9 @@ void forwardSignals(pid_t child) {
     for (const int number : kPassedOn) {
         sigaction(number, &action, nullptr);
     }
+    struct sigaction cut {};
+    cut.sa_handler = killForCut;
+    sigaction(SIGPWR, &cut, nullptr);
 }
 
 // A descriptor is held for each file that has bytes which are not synced. The program, which has
@@ -152,6 +165,8 @@ void raiseDescriptorLimit() {
 }
 
 } // namespace
+
+bool powerCutIsAsked() { return cutAsked != 0; }
 
 pid_t launchTraced(const std::vector<std::string> &program) {
     std::vector<std::string> copies = program;

@@ -10,8 +10,11 @@
 namespace power {
 
 // Whatever ends this process ends the program and all that it started. Signals that ask this
-// process to end go on to the program. Throws a Failure where it may not be traced.
+// process to end go on to the program; SIGPWR kills it at once. Throws a Failure where it may not
+// be traced.
 pid_t launchTraced(const std::vector<std::string> &program);
+// The signal was there.
+bool powerCutIsAsked();
 
 } // namespace power
 

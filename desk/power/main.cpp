@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -23,7 +24,10 @@ std::vector<std::filesystem::path> realPaths(const std::vector<std::filesystem::
 
 int run(const power::Options &options) {
     power::Disk disk(options.disk, options.ram);
-    power::Watch watch(disk, {realPaths(options.lying), realPaths(options.corrupted)});
+    power::Faults faults;
+    faults.lying = realPaths(options.lying);
+    faults.corrupted = realPaths(options.corrupted);
+    power::Watch watch(disk, std::move(faults));
     power::Report report(options.countFile, options.journalFile);
     power::Tracer tracer(options, disk, watch, report);
     const int code = tracer.run();

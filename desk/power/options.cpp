@@ -14,8 +14,8 @@ using Rows = std::vector<base::Parameter>;
 constexpr std::int64_t kMostCalls = 1'000'000'000;
 constexpr const char *kAbout =
     "Runs a program and all that it starts as on a node of its own, and cuts the node's power at "
-    "the N-th system call that changes the node's disk: everything ends at once, and the disk is "
-    "taken to what was synced. Exit code: 75 after a cut, else that of the program, 128 and the "
+    "the N-th system call that changes the node's disk, or at the signal SIGPWR: everything ends at "
+    "once, and the disk is taken to what was synced. Exit code: 75 after a cut, else that of the program, 128 and the "
     "signal's number where one ended it; 125 where ota-power itself failed.";
 
 base::Value call(std::optional<std::uint64_t> &target) {
@@ -34,7 +34,9 @@ Rows diskOptions(Options &options) {
          "a file that stores one bit wrong in each write", Times::any},
         {"--count", base::text("FILE", options.countFile), "writes down how many calls there were"},
         {"--journal", base::text("FILE", options.journalFile),
-         "writes down every call, a line each"}};
+         "writes down every call, a line each"},
+        {"--losses", base::text("FILE", options.lossesFile),
+         "writes down what a power cut took, a JSON object a line"}};
 }
 
 Rows cutOptions(Options &options) {
@@ -65,7 +67,11 @@ Rows faultOptions(Options &options) {
              .text = "the N-th call and all behind it do that need what is missing: space "
                      "(ENOSPC), or a disk that can be written",
              .needs = {"--fail"},
-             .excludes = {"--at"}}};
+             .excludes = {"--at"}},
+            {"--faults", base::text("FILE", options.faultsFile),
+             "faults that come and go: read again whenever another file takes its place; lines "
+             "\"read-only\", \"lie FILE\", \"corrupt FILE\", \"cut N drop|tear NAME\", where N is "
+             "counted from then on"}};
 }
 
 } // namespace

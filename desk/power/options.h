@@ -26,6 +26,8 @@ struct Options {
     std::vector<std::filesystem::path> corrupted;
     std::string countFile;   // empty: none
     std::string journalFile; // empty: none
+    std::string faultsFile;  // empty: none
+    std::string lossesFile;  // empty: none
     std::vector<std::string> program;
 };
 

@@ -109,6 +109,9 @@ int Tracer::run() {
         if (thread < 0) {
             break;
         }
+        if (powerCutIsAsked() && !isOff_) {
+            cutPower();
+        }
         if (!WIFSTOPPED(status)) {
             ended(thread, status);
         } else if (isOff_) {
@@ -118,8 +121,9 @@ int Tracer::run() {
         }
     }
     if (isOff_) {
-        disk_.cut(options_.mode, options_.seed);
-        std::fprintf(stderr, "ota-power: power cut at call %s\n", report_.lastLine().c_str());
+        disk_.cut(mode_, options_.seed).write(options_.lossesFile);
+        std::fprintf(stderr, "ota-power: power cut %s call %s\n",
+                     powerCutIsAsked() ? "after" : "at", report_.lastLine().c_str());
         return kPowerCut;
     }
     return exitCode_;
@@ -170,7 +174,27 @@ void Tracer::stopped(pid_t thread, int status) {
     }
 }
 
+void Tracer::takeFaults() {
+    const auto text = faultsFile_.changed();
+    if (!text) {
+        return;
+    }
+    Faults faults = readFaults(*text, std::filesystem::canonical(options_.disk));
+    isReadOnly_ = faults.readOnly;
+    // One that is named as before goes on being counted.
+    if (faults.cutName != cutName_) {
+        cutName_ = faults.cutName;
+        cutAt_.reset();
+        if (faults.cutAfter) {
+            cutAt_ = report_.counted() + *faults.cutAfter;
+            mode_ = faults.mode;
+        }
+    }
+    watch_.setFaults(std::move(faults));
+}
+
 void Tracer::callBegins(pid_t thread) {
+    takeFaults();
     const auto call = readCall(thread);
     if (!call || !watch_.mayConcern(Tracee(thread), *call)) {
         resume(thread);
@@ -182,10 +206,10 @@ void Tracer::callBegins(pid_t thread) {
 }
 
 Tracer::Fate Tracer::fateOf(std::uint64_t number, base::DiskAct act) const {
-    if (number == options_.cutAt) {
+    if (number == cutAt_) {
         return Fate::meetsTheCut;
     }
-    if (number == options_.failAt) {
+    if (number == options_.failAt || isReadOnly_) {
         return Fate::fails;
     }
     const bool fails = options_.failFrom && number >= *options_.failFrom &&
@@ -207,13 +231,13 @@ void Tracer::begin(pid_t thread, const Call &call) {
         // A sync that is cut has not kept anything for sure: as if it had not begun.
         const bool isSync = act == base::DiskAct::sync || act == base::DiskAct::syncAll ||
                             act == base::DiskAct::syncRange;
-        if (fate == Fate::meetsTheCut && (options_.mode == CutMode::drop || isSync)) {
+        if (fate == Fate::meetsTheCut && (mode_ == CutMode::drop || isSync)) {
             cutPower();
             return;
         }
         flight.cuts = fate == Fate::meetsTheCut;
         if (fate == Fate::fails) {
-            flight.effect.result = -options_.failWith;
+            flight.effect.result = isReadOnly_ ? -EROFS : -options_.failWith;
         }
     }
     if (flight.effect.result) {

@@ -4,6 +4,7 @@
 #define DESK_POWER_TRACER_H
 
 #include "base/disk_calls.h"
+#include "desk/power/live_faults.h"
 #include "desk/power/options.h"
 #include "desk/power/watch.h"
 
@@ -28,6 +29,7 @@ class Report {
     std::uint64_t count(const Tracee &tracee, const Call &call, const Effect &effect);
     // The line of the last call that was counted.
     [[nodiscard]] const std::string &lastLine() const { return lastLine_; }
+    [[nodiscard]] std::uint64_t counted() const { return count_; }
     // Throws a Failure where the number cannot be written down.
     void close();
 
@@ -43,7 +45,8 @@ constexpr int kPowerCut = 75; // exit code
 class Tracer {
   public:
     Tracer(const Options &options, Disk &disk, Watch &watch, Report &report)
-        : options_(options), disk_(disk), watch_(watch), report_(report) {}
+        : options_(options), disk_(disk), watch_(watch), report_(report),
+          faultsFile_(options.faultsFile), cutAt_(options.cutAt), mode_(options.mode) {}
 
     // The exit code: the program's, or kPowerCut. Returns once all that was started has ended.
     int run();
@@ -64,12 +67,18 @@ class Tracer {
     void begin(pid_t thread, const Call &call);
     void letGo(pid_t thread);
     [[nodiscard]] Fate fateOf(std::uint64_t number, base::DiskAct act) const;
+    void takeFaults();
     void cutPower();
 
     const Options &options_;
     Disk &disk_;
     Watch &watch_;
     Report &report_;
+    FaultsFile faultsFile_;
+    std::optional<std::uint64_t> cutAt_;
+    CutMode mode_;
+    std::string cutName_;
+    bool isReadOnly_ = false;
     pid_t program_ = 0;
     int exitCode_ = 0;
     bool isOff_ = false;

@@ -75,17 +75,42 @@ void UnsyncedData::wasWrittenThrough(const Range &range) {
 }
 
 void UnsyncedData::cutNewSectors(int file, std::uint64_t size, Survival &survival,
-                                 const std::optional<std::uint64_t> &lastInFlight) const {
+                                 const std::optional<std::uint64_t> &lastInFlight,
+                                 DataLoss &loss) const {
     static constexpr Sector kNothing{};
     for (std::uint64_t at = roundedUp(durableSize_); at < roundedUp(size); ++at) {
-        if (!survival.sector(at == lastInFlight) &&
-            pwrite(file, kNothing.data(), kNothing.size(), offsetOf(at)) < 0) {
+        if (survival.sector(at == lastInFlight)) {
+            loss.survived += kSectorSize;
+            continue;
+        }
+        const std::string had = read(at * kSectorSize, kSectorSize);
+        loss.take(at * kSectorSize, had, {kNothing.data(), had.size()});
+        if (pwrite(file, kNothing.data(), kNothing.size(), offsetOf(at)) < 0) {
             failOnDisk("a file cannot be taken back");
         }
     }
 }
 
-void UnsyncedData::cut(Survival &survival, const std::optional<Range> &inFlight) {
+void UnsyncedData::takeBack(int file, std::uint64_t sector, const Sector &bytes,
+                            DataLoss &loss) const {
+    const std::uint64_t offset = sector * kSectorSize;
+    if (offset < loss.sizeHas) {
+        const std::uint64_t size = std::min(kSectorSize, loss.sizeHas - offset);
+        loss.take(offset, read(offset, size), {bytes.data(), size});
+    }
+    if (pwrite(file, bytes.data(), bytes.size(), offsetOf(sector)) < 0) {
+        failOnDisk("a file cannot be taken back");
+    }
+}
+
+std::string UnsyncedData::read(std::uint64_t offset, std::uint64_t size) const {
+    std::string bytes(size, '\0');
+    const ssize_t got = pread(file_.get(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
+    bytes.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
+    return bytes;
+}
+
+DataLoss UnsyncedData::cut(Survival &survival, const std::optional<Range> &inFlight) {
     const std::string path = "/proc/self/fd/" + std::to_string(file_.get());
     const base::UniqueFd file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
     if (!file) {
@@ -97,19 +122,25 @@ void UnsyncedData::cut(Survival &survival, const std::optional<Range> &inFlight)
         lastInFlight = (std::min(endOf(*inFlight), changedSize) - 1) / kSectorSize;
     }
     const bool newSize = survival.size();
+    DataLoss loss{changedSize, newSize ? changedSize : durableSize_, 0, {}};
+    const std::string tail = read(durableSize_, kSectorSize);
     for (const auto &[sector, bytes] : before_) {
         const bool isThere = sector * kSectorSize < changedSize;
-        if (!(isThere && survival.sector(sector == lastInFlight)) &&
-            pwrite(file.get(), bytes.data(), bytes.size(), offsetOf(sector)) < 0) {
-            failOnDisk("a file cannot be taken back");
+        if (isThere && survival.sector(sector == lastInFlight)) {
+            loss.survived += kSectorSize;
+            continue;
         }
+        takeBack(file.get(), sector, bytes, loss);
     }
     if (newSize) {
-        cutNewSectors(file.get(), changedSize, survival, lastInFlight);
+        cutNewSectors(file.get(), changedSize, survival, lastInFlight, loss);
+    } else if (changedSize > durableSize_) {
+        loss.takeTail(tail);
     }
     if (ftruncate(file.get(), static_cast<off_t>(newSize ? changedSize : durableSize_)) != 0) {
         failOnDisk("a file cannot be taken back");
     }
+    return loss;
 }
 
 } // namespace power

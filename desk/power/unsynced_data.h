@@ -4,6 +4,7 @@
 #define DESK_POWER_UNSYNCED_DATA_H
 
 #include "base/file_io.h"
+#include "desk/power/losses.h"
 #include "desk/power/survival.h"
 
 #include <array>
@@ -31,16 +32,21 @@ class UnsyncedData {
     void willResize(std::uint64_t size);
     // After the bytes changed: these, and no others, are on the disk.
     void wasWrittenThrough(const Range &range);
-    // Takes the file to what the power cut leaves of it.
-    void cut(Survival &survival, const std::optional<Range> &inFlight);
+    // Takes the file to what the power cut leaves of it; returns what that took.
+    DataLoss cut(Survival &survival, const std::optional<Range> &inFlight);
+
+    [[nodiscard]] int file() const { return file_.get(); }
 
   private:
     using Sector = std::array<char, kSectorSize>;
 
     [[nodiscard]] std::uint64_t sizeNow() const;
     void keep(std::uint64_t firstSector, std::uint64_t endSector);
+    // As many bytes as there are.
+    [[nodiscard]] std::string read(std::uint64_t offset, std::uint64_t size) const;
+    void takeBack(int file, std::uint64_t sector, const Sector &bytes, DataLoss &loss) const;
     void cutNewSectors(int file, std::uint64_t size, Survival &survival,
-                       const std::optional<std::uint64_t> &lastInFlight) const;
+                       const std::optional<std::uint64_t> &lastInFlight, DataLoss &loss) const;
 
     base::UniqueFd file_;
     std::uint64_t durableSize_;

@@ -2,6 +2,7 @@
 #include "desk/power/unsynced_names.h"
 
 #include "desk/failure.h"
+#include "desk/power/tracee.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -103,6 +104,31 @@ void undo(const NameChange &change) {
     }
 }
 
+const char *wordFor(NameChange::Kind kind) {
+    switch (kind) {
+    case NameChange::Kind::made:
+        return "made";
+    case NameChange::Kind::removed:
+        return "removed";
+    case NameChange::Kind::renamed:
+        return "renamed";
+    case NameChange::Kind::exchanged:
+        return "exchanged";
+    }
+    return "";
+}
+
+// As it is called now; empty where there is none.
+std::filesystem::path placeOf(const Place &place) {
+    const auto folder = place.folder ? pathOf(place.folder->descriptor.get()) : std::nullopt;
+    return folder ? *folder / place.name : std::filesystem::path();
+}
+
+NameLoss lossOf(const NameChange &change) {
+    return {wordFor(change.kind), placeOf(change.from), placeOf(change.place),
+            change.kept != nullptr};
+}
+
 } // namespace
 
 std::optional<FileId> fileIdOf(int descriptor) {
@@ -179,11 +205,14 @@ void UnsyncedNames::folderSynced(const FileId &folder) {
 
 void UnsyncedNames::allSynced() { changes_.clear(); }
 
-void UnsyncedNames::undoAllBut(std::size_t surviving) {
+std::vector<NameLoss> UnsyncedNames::undoAllBut(std::size_t surviving) {
+    std::vector<NameLoss> undone;
     for (; changes_.size() > surviving; changes_.pop_back()) {
+        undone.push_back(lossOf(*changes_.back()));
         undo(*changes_.back());
     }
     changes_.clear();
+    return undone;
 }
 
 } // namespace power

@@ -4,6 +4,7 @@
 #define DESK_POWER_UNSYNCED_NAMES_H
 
 #include "base/file_io.h"
+#include "desk/power/losses.h"
 
 #include <compare>
 #include <cstddef>
@@ -16,6 +17,7 @@
 #include <string>
 #include <sys/types.h>
 #include <tuple>
+#include <vector>
 
 namespace power {
 
@@ -76,8 +78,8 @@ class UnsyncedNames {
     void allSynced();
 
     [[nodiscard]] std::size_t count() const { return changes_.size(); }
-    // All but so many of the oldest are undone, the newest first.
-    void undoAllBut(std::size_t surviving);
+    // All but so many of the oldest are undone, the newest first; returns them.
+    std::vector<NameLoss> undoAllBut(std::size_t surviving);
 
   private:
     std::shared_ptr<Folder> folderOf(int descriptor);

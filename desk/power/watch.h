@@ -5,6 +5,7 @@
 
 #include "base/disk_calls.h"
 #include "desk/power/disk.h"
+#include "desk/power/live_faults.h"
 #include "desk/power/tracee.h"
 
 #include <array>
@@ -38,15 +39,12 @@ struct Effect {
     std::function<void(std::int64_t result)> after = [](std::int64_t) {};
 };
 
-// Where the real disk would do as it is told, this one does not.
-struct Faults {
-    std::vector<std::filesystem::path> lying;     // a sync of it does nothing, and succeeds
-    std::vector<std::filesystem::path> corrupted; // each write to it changes one byte more
-};
-
 class Watch {
   public:
     Watch(Disk &disk, Faults faults) : disk_(disk), faults_(std::move(faults)) {}
+
+    // From now on.
+    void setFaults(Faults faults) { faults_ = std::move(faults); }
 
     // False where the call has nothing to do with the disk for sure.
     [[nodiscard]] bool mayConcern(const Tracee &tracee, const Call &call) const;
