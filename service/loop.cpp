@@ -81,7 +81,7 @@ Alarm::Alarm(sd_event *loop, Callback callback)
           call();
       }) {
     sd_event_source *source = nullptr;
-    require(sd_event_add_time_relative(loop, &source, CLOCK_BOOTTIME, 0, 1, due, &callback_),
+    require(sd_event_add_time(loop, &source, CLOCK_BOOTTIME, 0, 1, due, &callback_),
             "setting a timer");
     source_.reset(source);
     cancel();
@@ -89,7 +89,9 @@ Alarm::Alarm(sd_event *loop, Callback callback)
 
 void Alarm::setInMs(std::int64_t milliseconds) {
     const auto us = static_cast<std::uint64_t>(milliseconds > 0 ? milliseconds : 0) * kUsPerMs;
-    require(sd_event_source_set_time_relative(source_.get(), us), "setting a timer");
+    std::uint64_t moment = 0;
+    require(momentIn(sd_event_source_get_event(source_.get()), us, moment), "setting a timer");
+    require(sd_event_source_set_time(source_.get(), moment), "setting a timer");
     require(sd_event_source_set_enabled(source_.get(), SD_EVENT_ONESHOT), "setting a timer");
     set_ = true;
 }

@@ -40,7 +40,10 @@ std::vector<sd_bus_vtable> vtableOfObject() {
     addMethods(vtable);
     addProperties(vtable);
     addSignals(vtable);
-    vtable.push_back(SD_BUS_VTABLE_END);
+    // An older library's macro for it leaves fields out.
+    sd_bus_vtable end{};
+    end.type = _SD_BUS_VTABLE_END;
+    vtable.push_back(end);
     return vtable;
 }
 

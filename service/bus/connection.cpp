@@ -4,7 +4,6 @@
 #include "service/bus/names.h"
 
 #include <cerrno>
-#include <ctime>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -163,8 +162,9 @@ void BusConnection::lose(const std::string &why) {
     }
     sd_event_source *source = nullptr;
     const auto delay = std::chrono::duration_cast<std::chrono::microseconds>(retryAfter_).count();
-    if (sd_event_add_time_relative(loop_, &source, CLOCK_BOOTTIME,
-                                   static_cast<std::uint64_t>(delay), 0, onRetry, this) < 0) {
+    std::uint64_t moment = 0;
+    if (momentIn(loop_, static_cast<std::uint64_t>(delay), moment) < 0 ||
+        sd_event_add_time(loop_, &source, CLOCK_BOOTTIME, moment, 0, onRetry, this) < 0) {
         refuse("no memory left to try again; restart the service");
         return;
     }

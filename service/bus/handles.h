@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Owners of what libsystemd hands out.
+// Owners of what the bus library hands out.
 #ifndef SERVICE_BUS_HANDLES_H
 #define SERVICE_BUS_HANDLES_H
 
+#include <cstdint>
+#include <ctime>
 #include <memory>
 #include <systemd/sd-bus.h>
 #include <systemd/sd-event.h>
@@ -31,6 +33,13 @@ using BusSlot = std::unique_ptr<sd_bus_slot, ReleaseSlot>;
 using BusMessage = std::unique_ptr<sd_bus_message, ReleaseMessage>;
 using EventSource = std::unique_ptr<sd_event_source, ReleaseSource>;
 using EventLoop = std::unique_ptr<sd_event, ReleaseLoop>;
+
+/* The moment so many microseconds from now, as the timers of the loop want it; negative: none. */
+inline int momentIn(sd_event *loop, std::uint64_t us, std::uint64_t &moment) {
+    const int result = sd_event_now(loop, CLOCK_BOOTTIME, &moment);
+    moment += us;
+    return result;
+}
 
 } // namespace service
 

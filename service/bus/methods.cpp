@@ -138,7 +138,7 @@ int replyRows(sd_bus_message *call, const char *rowSignature, const Rows &rows, 
         result = sd_bus_message_close_container(made);
     }
     if (result >= 0) {
-        result = sd_bus_message_send(made);
+        result = sd_bus_send(nullptr, made, nullptr);
     }
     return result < 0 ? replyRefusal(call, {Outcome::failed, "call", "the answer was not sent"})
                       : result;

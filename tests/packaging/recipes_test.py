@@ -24,7 +24,7 @@ LIBRARIES = {
     "libcjson": ("cjson", "+cJSON"),
     "inih": ("inih", ""),
     "libmosquitto": ("mosquitto", ""),
-    "libsystemd": ("systemd", ""),
+    "bus_library": ("${BUS_LIBRARY}", ""),
     "libubootenv": ("libubootenv", ""),
     "OpenSSL": ("openssl", ""),
     "ZLIB": ("zlib", ""),
@@ -69,7 +69,7 @@ def needs_of(*folders):
     files = [file for folder in folders for file in (SOURCE / folder).rglob("CMakeLists.txt")]
     text = "\n".join(file.read_text() for file in files)
     found = set(re.findall(r"find_package\((\w+)", text))
-    found |= set(re.findall(r"pkg_check_modules\(.* (\w+)\)", text))
+    found |= set(re.findall(r"pkg_check_modules\(.* \W*(\w+)\W*\)", text))
     return {LIBRARIES[name] for name in found} - {None}
 
 

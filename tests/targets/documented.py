@@ -50,11 +50,11 @@ class Documented(unittest.TestCase):
 
     def test_the_page_names_every_option(self):
         declared = re.compile(
-            r"^\s*(?:option|cmake_dependent_option)\((OTA_(?:BUILD|DEBUG)\w+)", re.M
+            r"^\s*(?:option|cmake_dependent_option)\((OTA_(?:BUILD|DEBUG|SYSTEMD)\w*)", re.M
         )
         files = ROOT / "CMakeLists.txt", ROOT / "cmake/compile_options.cmake"
         names = [name for file in files for name in declared.findall(file.read_text())]
-        self.assertEqual(len(names), 4)
+        self.assertEqual(len(names), 5)
         for name in names:
             self.assertIn(f"| `{name}` |", PAGE)
 

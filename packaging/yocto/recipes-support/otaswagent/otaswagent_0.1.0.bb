@@ -5,17 +5,18 @@ SECTION = "base"
 LICENSE = "MIT"
 LIC_FILES_CHKSUM = "file://LICENSE;md5=43bb698847457d6589548c83edd75dcb"
 
-inherit cmake pkgconfig systemd useradd features_check externalsrc
+inherit cmake pkgconfig systemd useradd externalsrc
 
 # The layer lies in the tree that it builds.
 EXTERNALSRC = "${@os.path.abspath(d.getVar('THISDIR') + '/../../../..')}"
 EXTERNALSRC_BUILD = "${WORKDIR}/build"
 
 DEPENDS = "curl cjson"
-PACKAGECONFIG ??= "platform service"
-PACKAGECONFIG[platform] = "-DOTA_BUILD_PLATFORM=ON,-DOTA_BUILD_PLATFORM=OFF,inih libubootenv openssl systemd zlib"
-PACKAGECONFIG[service] = "-DOTA_BUILD_SERVICE=ON,-DOTA_BUILD_SERVICE=OFF,mosquitto systemd"
-REQUIRED_DISTRO_FEATURES = "${@bb.utils.contains('PACKAGECONFIG', 'platform', 'systemd', '', d)}"
+PACKAGECONFIG ??= "platform service ${@bb.utils.filter('DISTRO_FEATURES', 'systemd', d)}"
+PACKAGECONFIG[systemd] = "-DOTA_SYSTEMD=ON,-DOTA_SYSTEMD=OFF"
+BUS_LIBRARY = "${@bb.utils.contains('PACKAGECONFIG', 'systemd', 'systemd', 'elogind', d)}"
+PACKAGECONFIG[platform] = "-DOTA_BUILD_PLATFORM=ON,-DOTA_BUILD_PLATFORM=OFF,inih libubootenv openssl ${BUS_LIBRARY} zlib"
+PACKAGECONFIG[service] = "-DOTA_BUILD_SERVICE=ON,-DOTA_BUILD_SERVICE=OFF,mosquitto ${BUS_LIBRARY}"
 
 EXTRA_OECMAKE = "-DCMAKE_BUILD_TYPE=Release -DCMAKE_UNITY_BUILD=ON -DBUILD_TESTING=OFF \
     -DOTA_BUILD_DESK=OFF -DOTA_STRIP=OFF -DOTA_WERROR=OFF \
