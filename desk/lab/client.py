@@ -10,7 +10,7 @@ from collections.abc import Callable, Sequence
 from typing import Any
 
 from lab.operation import Operation, Parameter
-from lab.operations import OPERATIONS
+from lab.table import TABLE
 from lab.place import address_in
 from rig.failure import Failure
 from rig.files import absolute_path
@@ -20,7 +20,7 @@ _PATIENCE = 120.0  # seconds
 
 def verbs_help() -> str:
     lines = ["verbs, told to the lab that runs (./dev lab VERB --help):"]
-    lines += [f"  {one.name:16} {one.summary}" for one in OPERATIONS]
+    lines += [f"  {one.name:16} {one.summary}" for one in TABLE]
     lines.append(f"  {'api':16} Print the interface as OpenAPI text")
     return "\n".join(lines)
 
@@ -39,7 +39,7 @@ def _parser() -> argparse.ArgumentParser:
     parser = argparse.ArgumentParser(prog="./dev lab", allow_abbrev=False)
     parser.add_argument("--build-dir", help=argparse.SUPPRESS)
     verbs = parser.add_subparsers(dest="verb", required=True)
-    for operation in OPERATIONS:
+    for operation in TABLE:
         verb = verbs.add_parser(
             operation.name, help=operation.summary, description=operation.summary,
             allow_abbrev=False,
@@ -117,7 +117,7 @@ def _answer_line(name: str, answer: dict[str, Any]) -> str:
 def run_verb(words: Sequence[str], usual_folder: Callable[[pathlib.Path], pathlib.Path]) -> int:
     """The exit code: the first of a node that is not 0."""
     options = vars(_parser().parse_args(words))
-    operation = next(one for one in OPERATIONS if one.name == options["verb"])
+    operation = next(one for one in TABLE if one.name == options["verb"])
     build = absolute_path(options["build_dir"] or "build/release")
     folder = absolute_path(options["folder"]) if options["folder"] else usual_folder(build)
     names = [parameter.name for parameter in operation.parameters]

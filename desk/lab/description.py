@@ -5,7 +5,7 @@ import json
 from typing import Any
 
 from lab.operation import Operation
-from lab.operations import OPERATIONS
+from lab.table import TABLE
 
 _NODES = {
     "type": "array",
@@ -65,7 +65,7 @@ def _head(operation: Operation) -> dict[str, Any]:
 
 
 def description() -> str:
-    paths = {f"/api/{one.name}": _asked(one) if one.asks else _done(one) for one in OPERATIONS}
+    paths = {f"/api/{one.name}": _asked(one) if one.asks else _done(one) for one in TABLE}
     paths["/api/operations"] = {
         "get": {
             "operationId": "operations",

@@ -53,6 +53,15 @@ class LabNode:
     def is_on(self) -> bool:
         return bool(self.view.fields["power"] == "on")
 
+    @property
+    def is_ready(self) -> bool:
+        """Nothing runs, nothing waits, and the root knows it."""
+        fields = self.view.fields
+        return bool(
+            self.is_on and fields["stage"] == "idle" and fields["root_connected"]
+            and fields["banks"]
+        )  # fmt: skip
+
     def has_fault(self, name: str) -> bool:
         return name in self.view.fields["faults"]
 
@@ -259,7 +268,7 @@ class LabNode:
         if self._reboot_seen is not None and now > self._reboot_seen + _QUIET_AT_REBOOT:
             self._reboot_seen = None
             return self.reboot()
-        return self._look() if not self._looks and now > self._looked + self._patience() else None
+        return self.look() if not self._looks and now > self._looked + self._patience() else None
 
     def _patience(self) -> float:
         if self.view.wants_a_look:
@@ -280,7 +289,8 @@ class LabNode:
                 await self._in_thread(self._wait_until_off)
                 await self._in_thread(self._start, None)
 
-    async def _look(self) -> None:
+    async def look(self) -> None:
+        """Asks it how it is."""
         self._looks, self.view.wants_a_look = True, False
         self._looked = time.monotonic()
         try:

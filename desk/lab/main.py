@@ -12,7 +12,13 @@ from collections.abc import Sequence
 from lab.client import run_verb, verbs_help
 from lab.description import description
 from lab.mesh import PARTS, Mesh, environment_is_fit
-from lab.place import MOST_EXTENDERS, Kept, setups
+from lab.play import shelf
+from lab.play.command import play
+from lab.play.director import Director
+from lab.play.player import Play
+from lab.play.remote import play_in, record
+from lab.play.script import Scenario, read_scenario
+from lab.place import MOST_EXTENDERS, Kept, lab_runs_in, setups
 from rig.failure import Failure
 from rig.files import absolute_path
 from rig.programs import Programs
@@ -59,7 +65,10 @@ def _extenders(wanted: int | None, kept: Kept) -> int:
     return count
 
 
-async def _lab(programs: Programs, folder: pathlib.Path, options: argparse.Namespace) -> None:
+async def _lab(
+    programs: Programs, folder: pathlib.Path, options: argparse.Namespace, scenario: Scenario | None
+) -> None:
+    """`scenario`: is played as soon as every node is up."""
     # Only here is what the tests of the other verbs need not have.
     from lab.server import Server  # pylint: disable=import-outside-toplevel
 
@@ -69,6 +78,7 @@ async def _lab(programs: Programs, folder: pathlib.Path, options: argparse.Names
     kept = Kept(folder)
     kept.values["extenders"] = _extenders(options.extenders, kept)
     mesh = Mesh(programs, folder, kept, setups(kept.values["extenders"]))
+    director = mesh.director = Director(mesh)
     server = Server(mesh, kept.values["token"])
     try:
         # Where it was, so that a page that is still open finds it again.
@@ -85,6 +95,8 @@ async def _lab(programs: Programs, folder: pathlib.Path, options: argparse.Names
         if begin.done() and not stop.is_set():
             begin.result()
             _show_nodes(mesh)
+            if scenario:
+                director.begin(scenario, _show_verdict)
             await asyncio.wait({looks, waits}, return_when=asyncio.FIRST_COMPLETED)
         if looks.done():
             looks.result()
@@ -94,8 +106,14 @@ async def _lab(programs: Programs, folder: pathlib.Path, options: argparse.Names
     finally:
         _say("closing: every node goes down in order ...")
         await server.close()
+        await director.stop()
         await mesh.end()
         _say(f"closed; ./dev lab --keep {folder} goes on from here")
+
+
+def _show_verdict(play: Play) -> None:
+    reason = f": {play.reason}" if play.reason else ""
+    _say(f"{play.scenario.name}: {play.verdict}{reason}")
 
 
 def _show_nodes(mesh: Mesh) -> None:
@@ -106,7 +124,7 @@ def _show_nodes(mesh: Mesh) -> None:
     _say("Ctrl-C ends it.")
 
 
-def _serve(options: argparse.Namespace) -> int:
+def _serve(options: argparse.Namespace, scenario: Scenario | None = None) -> int:
     build = absolute_path(options.build_dir or "build/release")
     programs = Programs(build)
     programs.require(*PARTS)
@@ -117,10 +135,24 @@ def _serve(options: argparse.Namespace) -> int:
     except Failure as failure:
         raise Failure(str(failure).replace("--run-dir", "--keep")) from failure
     try:
-        asyncio.run(_lab(programs, run_folder.path, options))
+        asyncio.run(_lab(programs, run_folder.path, options, scenario))
     finally:
         run_folder.close()
     return _DONE
+
+
+def _play_in_the_lab(given: argparse.Namespace) -> int:
+    """In the one that runs, or in one that is started for it and stays open."""
+    build = absolute_path(given.build_dir or "build/release")
+    folder = absolute_path(given.folder) if given.folder else usual_folder(build)
+    if lab_runs_in(folder):
+        return play_in(folder, given.scenarios)
+    if len(given.scenarios) > 1:
+        raise Failure("no lab runs: name one scenario to open a lab for it, or say --headless")
+    scenario = read_scenario(*shelf.file_or_name(given.scenarios[0]))
+    words = ["--extenders", str(scenario.extenders), "--build-dir", str(build)]
+    options = _parser().parse_args([*words, *(["--keep", str(folder)] if given.folder else [])])
+    return _serve(options, scenario)
 
 
 def main(words: Sequence[str]) -> int:
@@ -128,6 +160,10 @@ def main(words: Sequence[str]) -> int:
     signal.signal(signal.SIGCHLD, signal.SIG_DFL)
     try:
         if words and not words[0].startswith("-"):
+            if words[0] == "play":
+                return play(words[1:], _play_in_the_lab)
+            if words[0] == "record":
+                return record(words[1:], usual_folder)
             if words[0] == "api":
                 _say(description().rstrip("\n"))
                 return _DONE

@@ -8,6 +8,7 @@ import json
 import os
 import pathlib
 import shutil
+import time
 from collections.abc import Awaitable, Callable
 from typing import Any
 
@@ -30,6 +31,7 @@ from rig.node_folder import NodePlan, RootAccess
 from rig.otactl import words_for_a_shell
 from rig.processes import own_environment, run, this_thread_lasts
 from rig.programs import Programs
+from rig.waiting import PATIENCE
 
 PARTS = (
     "otad",
@@ -52,8 +54,15 @@ class Mesh:
     """Whatever it starts is ended by end()."""
 
     def __init__(
-        self, programs: Programs, folder: pathlib.Path, kept: Kept, setups: list[Setup]
+        self,
+        programs: Programs,
+        folder: pathlib.Path,
+        kept: Kept,
+        setups: list[Setup],
+        shelf: ImageShelf | None = None,
     ) -> None:
+        """`shelf`: of images that it shares with other meshes; none: one of its own."""
+        self._shared_shelf = shelf
         self.programs, self.folder, self.kept, self.setups = programs, folder, kept, setups
         self.timeline = Timeline(folder / "timeline.jsonl")
         self.board = Board(self.timeline)
@@ -69,26 +78,55 @@ class Mesh:
         self._broker_wires: dict[str, Wire] = {}
         self._views: dict[str, NodeView] = {}
         self._begun = False
+        self._rate = USUAL_RATE
+        self.director: Any = None  # of the scenarios, in a lab that somebody looks at
 
     async def in_thread(self, job: Callable[..., Any], *words: Any) -> Any:
         return await asyncio.get_running_loop().run_in_executor(self._pool, job, *words)
 
     # The beginning.
 
-    async def begin(self) -> None:
-        """Servers first, then all nodes, a few at a time."""
+    async def begin(self, rate: int = USUAL_RATE) -> None:
+        """Servers first, then all nodes, a few at a time. `rate`: of each download."""
+        self._rate = rate
         self._show_servers()
         for setup in self.setups:
             self._show_node(setup)
         await self.in_thread(self._make_servers)
         self.file_wire = Wire(self._file_port, lambda address: self._addresses.get(address, ""))
-        await self.file_wire.disturb(Disturbance(rate=USUAL_RATE))
+        await self.file_wire.disturb(Disturbance(rate=self._rate))
         await self._listen(FILE_SERVER, self.file_wire)
         self._begun = True
         await asyncio.gather(*(self._bring_up(setup) for setup in self.setups))
         # Whoever was up first, they are shown in the order of the mesh.
         self.nodes = {setup.name: self.nodes[setup.name] for setup in self.setups}
         self.kept.write()
+
+    async def renew(self) -> None:
+        """As at the very beginning: what the nodes held is gone, and nothing is broken."""
+        await asyncio.gather(*(node.end() for node in self.nodes.values()))
+        for name in self.nodes:
+            await self.in_thread(shutil.rmtree, self.folder / "nodes" / name)
+            self.unplug_cable(name, False)
+            self.kept.values["boots"].pop(name, None)
+        await self.switch_broker(False)
+        await self.switch_broker(True)
+        self.file_server.answer(200)
+        self.strange_certificate = False
+        await self.file_wire.disturb(Disturbance(rate=self._rate))
+        self._show_servers()
+        for setup in self.setups:
+            self._show_node(setup)
+        await asyncio.gather(*(self._bring_up(setup) for setup in self.setups))
+
+    async def wait_until_ready(self, names: list[str]) -> None:
+        """These are up, idle, and at their root."""
+        deadline = time.monotonic() + PATIENCE
+        while not all(self.nodes[name].is_ready for name in names):
+            if time.monotonic() > deadline:
+                late = [name for name in names if not self.nodes[name].is_ready]
+                raise Failure(f"{', '.join(late)}: not ready within {PATIENCE:.0f} s")
+            await asyncio.sleep(_TURN)
 
     async def _listen(self, name: str, wire: Wire) -> None:
         """Where it did the last time, if it can: what the nodes keep names the port."""
@@ -100,7 +138,7 @@ class Mesh:
         for name in ("certificates", "strange-certificates"):
             shutil.rmtree(self.folder / name, ignore_errors=True)
         self.certificates = Certificates(self.folder / "certificates", "Lab CA")
-        self.shelf = ImageShelf(self.programs, self.folder / "images", MODEL)
+        self.shelf = self._shared_shelf or ImageShelf(self.programs, self.folder / "images", MODEL)
         self.file_server = self._file_server("server", self.certificates)
         strange = Certificates(self.folder / "strange-certificates", "Strange CA")
         self.strange_server = self._file_server("strange-server", strange)
@@ -114,7 +152,7 @@ class Mesh:
         return (self.strange_server if self.strange_certificate else self.file_server).port
 
     def _show_servers(self) -> None:
-        self.board.servers[FILE_SERVER] = Fields(self.board, state="good", rate=USUAL_RATE, after=0,
+        self.board.servers[FILE_SERVER] = Fields(self.board, state="good", rate=self._rate, after=0,
                                                  connections=0, brought=0)  # fmt: skip
         self.board.servers[BROKER] = Fields(self.board, state="running", connections=0)
 
@@ -132,10 +170,11 @@ class Mesh:
         )
 
     async def _bring_up(self, setup: Setup) -> None:
-        wire = self._broker_wires[setup.name] = Wire(
-            lambda: self.broker.port, lambda _address: setup.name
-        )
-        await self._listen(setup.name, wire)
+        wire = self._broker_wires.get(setup.name)
+        if not wire:
+            wire = Wire(lambda: self.broker.port, lambda _address: setup.name)
+            self._broker_wires[setup.name] = wire
+            await self._listen(setup.name, wire)
         node = await self.in_thread(self._make_node, setup, wire.port)
         view = self._views[setup.name]
         lab_node = LabNode(node, view, self.in_thread)

@@ -35,6 +35,7 @@ class NodeView:
         """`explain`: the sentence of a status word; `fixed`: what the lab itself knows."""
         self._board, self._name, self._explain = board, name, explain
         self.wants_a_look = False  # something changed that no event tells
+        self.told: Callable[[Event], None] | None = None  # who hears every event besides
         self.fields = Fields(
             board,
             name=name,
@@ -70,6 +71,8 @@ class NodeView:
         take = getattr(self, "_take_" + kind.replace("-", "_"), None)
         if take:
             take(event)
+        if self.told:
+            self.told(event)
 
     def mark(self, kind: str, text: str, detail: str = "") -> None:
         self._board.mark(self._name, kind, text, detail)

@@ -5,7 +5,6 @@ description of the interface come from."""
 import asyncio
 import json
 from collections.abc import Awaitable, Callable
-from typing import Any
 
 from lab.image_shelf import GOOD, KINDS, WRONG_CHECKSUM
 from lab.lab_node import LabNode
@@ -447,25 +446,3 @@ OPERATIONS = (
     Operation("inside", "Questions", "Boot environment, descriptor, requests and configuration of a "
               "node", _inside, asks=True, parameters=(_NODE,)),
 )  # fmt: skip
-
-
-def described() -> list[dict[str, Any]]:
-    """For the page, which makes its forms of them."""
-    return [
-        {
-            "name": one.name,
-            "group": one.group,
-            "summary": one.summary,
-            "takes_nodes": one.takes_nodes,
-            "parameters": [
-                {
-                    "name": parameter.name,
-                    "required": parameter.required,
-                    "schema": parameter.schema(),
-                }
-                for parameter in one.parameters
-            ],
-        }
-        for one in OPERATIONS
-        if not one.asks
-    ]

@@ -23,6 +23,7 @@ class Setup:
 
     name: str
     number: int  # the gateway's is 1
+    mesh: int = 0  # of those beside one another
 
     @property
     def gateway(self) -> bool:
@@ -39,7 +40,7 @@ class Setup:
     @property
     def address(self) -> str:
         """That its downloads come from."""
-        return f"127.47.0.{self.number}"
+        return f"127.47.{self.mesh}.{self.number}"
 
     @property
     def mode(self) -> str:
@@ -50,10 +51,10 @@ class Setup:
         return "Controller" if self.gateway else "Agent"
 
 
-def setups(extenders: int) -> list[Setup]:
+def setups(extenders: int, mesh: int = 0) -> list[Setup]:
     return [
-        Setup(GATEWAY, 1),
-        *(Setup(f"ext-{number}", number + 1) for number in range(1, extenders + 1)),
+        Setup(GATEWAY, 1, mesh),
+        *(Setup(f"ext-{number}", number + 1, mesh) for number in range(1, extenders + 1)),
     ]
 
 
@@ -81,6 +82,10 @@ class Kept:
         os.close(os.open(new, os.O_WRONLY | os.O_CREAT | os.O_EXCL, 0o600))
         write_file(new, json.dumps(self.values, indent=1) + "\n")
         new.rename(self._path)
+
+
+def lab_runs_in(folder: pathlib.Path) -> bool:
+    return folder.is_dir() and bool(Kept(folder).values["url"])
 
 
 def address_in(folder: pathlib.Path) -> str:

@@ -18,7 +18,8 @@ from aiohttp import web
 from lab.board import Onlooker
 from lab.mesh import Mesh
 from lab.operation import Operation, WrongCall
-from lab.operations import OPERATIONS, described
+from lab.operations import OPERATIONS
+from lab.table import TABLE, described
 from rig.failure import Failure
 from rig.network import LOOPBACK
 
@@ -64,7 +65,7 @@ class Server:
         app = web.Application(middlewares=[self._guard], client_max_size=_MOST_BYTES)
         app.router.add_get("/{token}/api/events", self._events)
         app.router.add_get("/{token}/api/operations", self._operations)
-        for operation in OPERATIONS:
+        for operation in TABLE:
             add = app.router.add_get if operation.asks else app.router.add_post
             add(f"/{{token}}/api/{operation.name}", self._handler(operation))
         app.router.add_get("/{token}/{file:[a-z_-]*(?:[.][a-z]+)?}", self._file)
@@ -135,9 +136,13 @@ class Server:
             try:
                 given = _asked(operation, request) if operation.asks else await _told(request)
                 names = [setup.name for setup in self._mesh.setups]
-                return web.json_response(
-                    await operation.call(self._mesh, **operation.checked(given, names))
-                )
+                checked = operation.checked(given, names)
+                director = self._mesh.director
+                before = director.before() if operation in OPERATIONS else None
+                answer = await operation.call(self._mesh, **checked)
+                if before and not operation.asks:
+                    director.was_done(operation, given, answer, before)
+                return web.json_response(answer)
             except WrongCall as wrong:
                 return _refused(400, str(wrong))
             except Failure as failure:

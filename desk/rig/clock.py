@@ -64,6 +64,11 @@ class Clock:
         self._boot += gained
         self._since = now
 
+    def passed(self) -> float:
+        """Seconds since it began, however the time of day was set meanwhile."""
+        now = time.clock_gettime_ns(time.CLOCK_BOOTTIME)
+        return (now + self._boot + (now - self._since) * (self.speed - 1)) / _NANO
+
     def shown(self) -> dict[str, Any]:
         """For who counts along: the wall clock is `ahead` seconds at the moment `since`."""
         gone = time.clock_gettime_ns(time.CLOCK_BOOTTIME) - self._since

@@ -25,6 +25,18 @@ def command(build: pathlib.Path, *words: object) -> list[str]:
     return [sys.executable, "-B", str(LAB), *map(str, words), "--build-dir", str(build)]
 
 
+def processes_below(folder: pathlib.Path) -> list[str]:
+    """What runs in this folder or below."""
+    found = []
+    for entry in pathlib.Path("/proc").glob("[0-9]*"):
+        try:
+            if os.readlink(entry / "cwd").startswith(str(folder)):
+                found.append((entry / "comm").read_text().strip())
+        except OSError:
+            continue
+    return found
+
+
 class Lab:
     """As ./dev lab starts it, in a folder of its own that is kept from one start to the next."""
 
@@ -90,15 +102,7 @@ class Lab:
             shutil.rmtree(self.place)
 
     def processes(self) -> list[str]:
-        """What runs in its folder or below."""
-        found = []
-        for entry in pathlib.Path("/proc").glob("[0-9]*"):
-            try:
-                if os.readlink(entry / "cwd").startswith(str(self.place)):
-                    found.append((entry / "comm").read_text().strip())
-            except OSError:
-                continue
-        return found
+        return processes_below(self.place)
 
     # Its interface.
 
