@@ -211,7 +211,7 @@ class NodeRun:
                 self._damage_bank()
 
     def _damage_bank(self) -> None:
-        self._node.damage_passive_bank()
+        self._node.damage_bank()
         self.display.step("damage", "a byte of the passive bank changes, nobody is told")
 
     def _offer(self, url: str) -> None:

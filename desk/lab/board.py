@@ -57,8 +57,8 @@ class Board:
     def change(self) -> int:
         return self._change
 
-    def mark(self, node: str, kind: str, text: str, detail: str = "") -> None:
-        self.timeline.add(node, kind, text, detail)
+    def mark(self, node: str, kind: str, text: str, detail: str = "", log: int = -1) -> None:
+        self.timeline.add(node, kind, text, detail, log)
         self.wake()
 
     def wake(self) -> None:

@@ -5,11 +5,12 @@ import asyncio
 import contextlib
 import json
 import os
+import signal
 import time
 from collections.abc import Awaitable, Callable
 from typing import Any
 
-from lab import processes
+from lab import processes, storage
 from lab.clock import ClockedNode
 from lab.node_view import NodeView
 from rig.clock import Clock
@@ -17,7 +18,7 @@ from rig.failure import Failure
 from rig.files import read_text
 from rig.otactl import Answer
 from rig.power import POWER_CUT, PowerSupply
-from rig.processes import LineStream, Words, describe_end
+from rig.processes import LineStream, describe_end
 from rig.waiting import wait_until
 
 _OFF_WITHIN = 20.0  # seconds
@@ -26,6 +27,8 @@ _SUPERVISOR_WAITS = 1.0  # before it starts a daemon again that ended by itself
 _LOOKS_APART = 0.3
 # That the root came or went is no event.
 _LOOKS_ANYHOW, _LOOKS_FOR_THE_ROOT = 5.0, 1.0
+# Of its log, before and behind a moment.
+_AROUND, _LINES_AROUND = 2000, 5  # bytes, lines
 _CUT = describe_end(POWER_CUT)
 
 # Runs what waits in a thread of its own.
@@ -42,12 +45,11 @@ class LabNode:
         self.power = asyncio.Lock()  # held while it goes up or down
         self._in_thread = in_thread
         self._watch: LineStream | None = None
-        self._supply = PowerSupply(node.programs, node.folder, node.log)
+        self.storage = storage.Storage(PowerSupply(node.programs, node.folder, node.log))
         self._reboot_seen: float | None = None
         self._died: float | None = None
         self._looked = 0.0
         self._looks = False
-        self._cut_planned = False
 
     @property
     def is_on(self) -> bool:
@@ -110,7 +112,11 @@ class LabNode:
     async def unplug(self) -> None:
         """In the middle of whatever it does."""
         async with self.power:
-            if self.is_on:
+            if self.is_on and self.storage.watched:
+                await self._in_thread(self._pull_the_plug)
+                await self._without_power("the plug was pulled")
+            elif self.is_on:
+                self.storage.forget_losses()
                 self._lose_power("the plug was pulled")
                 await self._in_thread(self._wait_until_off)
 
@@ -123,15 +129,31 @@ class LabNode:
                 await self._boot()
 
     async def cut_power_at(self, change: int, mode: str) -> None:
-        """The daemon starts again under a power supply that goes at this change of the storage."""
+        """Counted from now on, or where nobody watched the storage, from the daemon's start."""
+        if not self.is_on:
+            raise Failure("the node is off")
+        self.storage.plan_cut(change, mode)
+        await self.watch_storage(True)
+
+    async def watch_storage(self, wanted: bool) -> None:
+        """By a power supply that knows what is synced; where that is news, the daemon starts again
+        in the same boot."""
         async with self.power:
-            if not self.is_on:
-                raise Failure("the node is off")
-            self.signal_all("thaw")
-            await self._in_thread(self._stop_daemon)
-            options: Words = ["--cut", change, "--mode", mode]
-            self._cut_planned = True
-            await self._in_thread(self._start, self._supply.around(self.node.arguments(), options))
+            if self.storage.watched == wanted:
+                return
+            self.storage.watched = wanted
+            self.view.fields.set(watched=wanted)
+            if self.is_on:
+                self.signal_all("thaw")
+                await self._in_thread(self._stop_daemon)
+                await self._in_thread(self._start)
+
+    async def spoil_storage(self, fault: str, wanted: bool) -> None:
+        """One of those that the power supply plays."""
+        self.storage.set_fault(fault, wanted)
+        self.set_fault(fault, wanted)
+        if wanted:
+            await self.watch_storage(True)
 
     async def _boot(self) -> None:
         try:
@@ -150,8 +172,8 @@ class LabNode:
             self.view.mark("failure", "boot loader", line)
         self.node.boots += 1
         self.view.fields.set(boots=self.node.boots)
-        self._cut_planned = False
-        await self._in_thread(self._start, None)
+        self.storage.forget_cut()
+        await self._in_thread(self._start)
         self.view.mark("boot", f"boots {booted.version} from bank {booted.bank.upper()}")
         self.view.power_is("on")
         self.view.stage_is("starting")
@@ -160,11 +182,12 @@ class LabNode:
         state = self.node.boot_state()
         if state["next"] == state["active"]:
             return False
-        self.node.damage_passive_bank()
+        self.node.damage_bank()
         return True
 
-    def _start(self, words: Words | None) -> None:
+    def _start(self) -> None:
         self._reboot_seen = self._died = None
+        words = self.storage.around(self.node.arguments())
         # So that a limit that comes later is an error to them, not their end.
         self.node.start(words, file_limit=processes.ENDLESS)
         if self.has_fault("disk-full"):
@@ -183,6 +206,14 @@ class LabNode:
     def _wait_until_off(self) -> None:
         late = f"the node's host process outlives its daemon; see {self.node.log}"
         wait_until(self.node.is_off, _OFF_WITHIN, late)
+
+    def _pull_the_plug(self) -> None:
+        """As the power supply does it: what was not synced is gone."""
+        daemon = self.node.daemon
+        if daemon and daemon.is_running():
+            os.kill(daemon.pid, signal.SIGPWR)
+            late = f"the power supply does not go; see {self.node.log}"
+            wait_until(lambda: daemon.ending() is not None, _OFF_WITHIN, late)
 
     def _lose_power(self, why: str) -> None:
         found = self.processes()
@@ -255,7 +286,7 @@ class LabNode:
         now = time.monotonic()
         if self._died is None and (end := self.node.daemon.ending()) is not None:
             self._died = now
-            if end == _CUT and self._cut_planned:
+            if end == _CUT and self.storage.watched:
                 return self._after_the_cut()
             self.view.mark(
                 "fault", f"the daemon ended with {end}", "its supervisor starts it again"
@@ -277,17 +308,21 @@ class LabNode:
 
     async def _after_the_cut(self) -> None:
         async with self.power:
-            journal = self._supply.journal()
-            where = journal[-1] if journal else "a change that is not known"
-            self._lose_power(f"at: {where}; what was not synced by then is gone")
-            await self._in_thread(self._wait_until_off)
+            await self._without_power("the power supply went")
+
+    async def _without_power(self, why: str) -> None:
+        """The supply has ended, and took what was not synced."""
+        losses = await self._in_thread(self.storage.losses)
+        where = await self._in_thread(self.storage.last_change)
+        self._lose_power(f"{why} at: {where}; {storage.summary(losses)}")
+        await self._in_thread(self._wait_until_off)
 
     async def _start_again(self) -> None:
         """In the same boot."""
         async with self.power:
             if self.is_on:
                 await self._in_thread(self._wait_until_off)
-                await self._in_thread(self._start, None)
+                await self._in_thread(self._start)
 
     async def look(self) -> None:
         """Asks it how it is."""
@@ -303,7 +338,13 @@ class LabNode:
     def measure(self) -> None:
         """Its memory, and which of its processes stand still."""
         found = self.processes()
-        frozen = sorted(what for what, pid in found.items() if processes.is_frozen(pid))
+        # Under a power supply every process stands still now and then, for a moment.
+        told = self.view.fields["frozen"]
+        frozen = sorted(
+            what
+            for what, pid in found.items()
+            if processes.is_frozen(pid, what in told and self.storage.watched)
+        )
         memory = sum(map(processes.memory_of, found.values()))
         self.view.fields.set(memory=memory, frozen=frozen)
 
@@ -320,5 +361,36 @@ class LabNode:
             return text.decode(errors="replace"), begin + len(text)
         return "", 0
 
+    def log_around(self, place: int) -> tuple[str, int]:
+        """The few lines before and behind this byte of its log, and where they end."""
+        try:
+            with open(self.node.log, "rb") as file:
+                begin = max(0, place - _AROUND)
+                file.seek(begin)
+                text = file.read(place - begin + _AROUND)
+        except OSError:
+            return "", 0
+        before, behind = text[: place - begin], text[place - begin :]
+        lines = before.splitlines(keepends=True)
+        if begin:
+            lines = lines[1:]  # the rest of one
+        chosen = b"".join(lines[-_LINES_AROUND:]) + b"".join(
+            behind.splitlines(keepends=True)[:_LINES_AROUND]
+        )
+        return chosen.decode(errors="replace"), place
+
     def kept_requests(self) -> str:
         return read_text(self.node.folder / "configs/otad/requests.json")
+
+    def printed_by_the_guard(self, told: dict[str, Any]) -> str:
+        """The descriptor as it goes on to the agent, or why it does not; empty where what came of
+        the offer was over before anybody could look."""
+        if told["code"]:
+            return f"refused ({told['code']}): {told['reason']}"
+        with contextlib.suppress(ValueError, KeyError, TypeError):
+            kept = json.loads(self.kept_requests())
+            standing = [kept["running"]["request"] if kept["running"] else {}, *kept["queue"]]
+            for request in standing:
+                if request.get("ticket") == told.get("ticket"):
+                    return str(json.loads(request["event"])["descriptor"])
+        return ""

@@ -161,6 +161,7 @@ class Mesh:
             self.board,
             setup.name,
             self._sentence,
+            self.folder / "nodes" / f"{setup.name}.log",
             mac=setup.mac,
             serial=setup.serial,
             model=MODEL,

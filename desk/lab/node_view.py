@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """What the events of a node's watch make of the picture of it."""
 
+import pathlib
 import time
 from collections.abc import Callable
 from typing import Any
@@ -30,10 +31,15 @@ class NodeView:
     """Of one node."""
 
     def __init__(
-        self, board: Board, name: str, explain: Callable[[str], str], **fixed: Any
+        self,
+        board: Board,
+        name: str,
+        explain: Callable[[str], str],
+        log: pathlib.Path,
+        **fixed: Any,
     ) -> None:
         """`explain`: the sentence of a status word; `fixed`: what the lab itself knows."""
-        self._board, self._name, self._explain = board, name, explain
+        self._board, self._name, self._explain, self._log = board, name, explain, log
         self.wants_a_look = False  # something changed that no event tells
         self.told: Callable[[Event], None] | None = None  # who hears every event besides
         self.fields = Fields(
@@ -62,6 +68,8 @@ class NodeView:
             clock={"ahead": 0.0, "since": 0.0, "speed": 1},
             boots=0,
             descriptor=None,
+            printed="",
+            watched=False,
             **fixed,
         )
         board.nodes[name] = self.fields
@@ -75,7 +83,13 @@ class NodeView:
             self.told(event)
 
     def mark(self, kind: str, text: str, detail: str = "") -> None:
-        self._board.mark(self._name, kind, text, detail)
+        self._board.mark(self._name, kind, text, detail, self._log_size())
+
+    def _log_size(self) -> int:
+        try:
+            return self._log.stat().st_size
+        except OSError:
+            return 0
 
     def stage_is(self, stage: str) -> None:
         """Also "off" and "starting", which no agent tells."""

@@ -6,6 +6,7 @@ import asyncio
 import json
 from collections.abc import Awaitable, Callable
 
+from lab import storage
 from lab.image_shelf import GOOD, KINDS, WRONG_CHECKSUM
 from lab.lab_node import LabNode
 from lab.mesh import BROKER, FILE_SERVER, USUAL_RATE, Mesh
@@ -89,7 +90,9 @@ async def _offer(
         node.view.fields.set(descriptor=descriptor)
         how = "" if image == GOOD else f", the image: {KINDS[image]}"
         node.view.mark("event", f"offer of {version}, policy {policy}", f"from {url}{how}")
-        return await _told(node, "offer", *words, file.name)
+        told = await _told(node, "offer", *words, file.name)
+        node.view.fields.set(printed=await mesh.in_thread(node.printed_by_the_guard, told))
+        return told
 
     return await _each(mesh, nodes, deed)
 
@@ -192,16 +195,38 @@ async def _new_image(mesh: Mesh, nodes: list[str], state: str) -> Answer:
 async def _disk(mesh: Mesh, nodes: list[str], state: str) -> Answer:
     async def deed(node: LabNode) -> Answer:
         node.fill_disk(state == "full")
+        await node.spoil_storage(storage.READ_ONLY, state == "read-only")
         node.view.mark("fault", f"disk: {state}")
         return _done()
 
     return await _each(mesh, nodes, deed)
 
 
-async def _bank(mesh: Mesh, nodes: list[str]) -> Answer:
+async def _bank(mesh: Mesh, nodes: list[str], state: str) -> Answer:
     async def deed(node: LabNode) -> Answer:
-        await mesh.in_thread(node.node.damage_passive_bank)
-        node.view.mark("fault", "a byte of the passive bank changed")
+        await node.spoil_storage(storage.WRONG_BYTES, state == "wrong-bytes")
+        await node.spoil_storage(storage.LYING, state == "lies-about-sync")
+        node.view.mark("fault", f"banks: {state}")
+        return _done()
+
+    return await _each(mesh, nodes, deed)
+
+
+async def _watch_storage(mesh: Mesh, nodes: list[str], state: str) -> Answer:
+    async def deed(node: LabNode) -> Answer:
+        if state == "plain" and node.storage.has_faults:
+            return {"code": 1, "reason": "its disk or its banks are not good: mend them first"}
+        await node.watch_storage(state == "watched")
+        node.view.mark("event", f"storage: {state}")
+        return _done()
+
+    return await _each(mesh, nodes, deed)
+
+
+async def _damage_bank(mesh: Mesh, nodes: list[str], bank: str) -> Answer:
+    async def deed(node: LabNode) -> Answer:
+        await mesh.in_thread(node.node.damage_bank, bank == "running")
+        node.view.mark("fault", f"a byte of the {bank} bank changed")
         return _done()
 
     return await _each(mesh, nodes, deed)
@@ -302,8 +327,12 @@ async def _timeline(mesh: Mesh, after: int) -> Answer:
     return {"marks": [mark for mark in mesh.timeline.marks if mark["number"] > after]}
 
 
-async def _log(mesh: Mesh, node: str, offset: int, contains: str) -> Answer:
-    text, end = await mesh.in_thread(_node_named(mesh, node).log_text, offset, _MOST_LOG)
+async def _log(mesh: Mesh, node: str, offset: int, contains: str, around: int) -> Answer:
+    inner = _node_named(mesh, node)
+    if around >= 0:
+        text, end = await mesh.in_thread(inner.log_around, around)
+    else:
+        text, end = await mesh.in_thread(inner.log_text, offset, _MOST_LOG)
     if contains:
         lines = text.splitlines(keepends=True)
         text = "".join(line for line in lines if contains.lower() in line.lower())
@@ -317,11 +346,15 @@ def _node_named(mesh: Mesh, name: str) -> LabNode:
 async def _inside(mesh: Mesh, node: str) -> Answer:
     inner = _node_named(mesh, node)
     variables = await mesh.in_thread(boot_environment.variables, inner.node.boot_state_file)
+    losses = await mesh.in_thread(inner.storage.losses)
     return {
         "node": node,
         "boot_environment": variables,
         "descriptor": inner.view.fields["descriptor"],
+        "printed": inner.view.fields["printed"],
         "requests": inner.kept_requests(),
+        "power_cut": losses,
+        "power_cut_in_words": storage.in_words(losses),
         "configuration": inner.node.plan.text(),
     }
 
@@ -390,6 +423,9 @@ OPERATIONS = (
                   Parameter("mode", "string", "what was not synced is dropped, or torn",
                             default="drop", choices=("drop", "tear")),
               )),
+    Operation("watch-storage", "Power", "Let a pulled plug lose what is not synced: the daemon "
+              "starts again under a power supply that knows", _watch_storage, takes_nodes=True,
+              parameters=(_state("watched", "plain", text="of the storage"),)),
     Operation("kill", "Faults of nodes", "Kill a process", _signals("kill", "was killed"),
               takes_nodes=True, parameters=(_PROCESS,)),
     Operation("freeze", "Faults of nodes", "Let a process stand still",
@@ -402,10 +438,16 @@ OPERATIONS = (
     Operation("new-image", "Faults of nodes", "Let an activated image never boot", _new_image,
               takes_nodes=True,
               parameters=(_state("never-boots", "boots", text="of the next ones"),)),
-    Operation("disk", "Faults of nodes", "Fill the disk of nodes: no file can grow", _disk,
-              takes_nodes=True, parameters=(_state("full", "good", text="of the disk"),)),
-    Operation("damage-bank", "Faults of nodes", "Change a byte of the passive bank", _bank,
-              takes_nodes=True),
+    Operation("disk", "Faults of nodes", "Fill the disk of nodes, or let it be read-only", _disk,
+              takes_nodes=True,
+              parameters=(_state("full", "read-only", "good", text="of the disk"),)),
+    Operation("bank", "Faults of nodes", "Let the banks store wrong bytes, or lie about syncs",
+              _bank, takes_nodes=True,
+              parameters=(_state("wrong-bytes", "lies-about-sync", "good", text="of both banks"),)),
+    Operation("damage-bank", "Faults of nodes", "Change a byte of a bank, as rot does", _damage_bank,
+              takes_nodes=True,
+              parameters=(Parameter("bank", "string", "which one", default="passive",
+                                    choices=("passive", "running")),)),
     Operation("cable", "Faults of nodes", "Cut nodes off from the servers", _cable,
               takes_nodes=True, parameters=(_state("cut", "plugged", text="of the cable"),)),
     Operation("advance", "Time", "Let time pass at once: timers ring as they would have", _advance,
@@ -442,7 +484,10 @@ OPERATIONS = (
                             "it", default=-1, least=-1, most=2**53),
                   Parameter("contains", "string", "only lines with this text", default="",
                             pattern=r".{0,80}"),
+                  Parameter("around", "integer", "the log of a mark: the few lines before and "
+                            "behind that byte; -1: not asked for", default=-1, least=-1,
+                            most=2**53),
               )),
-    Operation("inside", "Questions", "Boot environment, descriptor, requests and configuration of a "
-              "node", _inside, asks=True, parameters=(_NODE,)),
+    Operation("inside", "Questions", "Boot environment, descriptor, requests, configuration and "
+              "last power cut of a node", _inside, asks=True, parameters=(_NODE,)),
 )  # fmt: skip

@@ -41,12 +41,13 @@ def processes_of(pid: int) -> dict[str, int]:
     return found
 
 
-def is_frozen(pid: int) -> bool:
+def is_frozen(pid: int, traced: bool = False) -> bool:
+    """Traced: one that is followed call by call stands still in another way."""
     try:
         status = pathlib.Path(f"/proc/{pid}/stat").read_text()
     except OSError:
         return False
-    return status.rpartition(")")[2].split()[0] == "T"
+    return status.rpartition(")")[2].split()[0] in ("Tt" if traced else "T")
 
 
 def memory_of(pid: int) -> int:

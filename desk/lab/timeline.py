@@ -35,11 +35,12 @@ class Timeline:
                     continue
         self._number = self.marks[-1]["number"] if self.marks else 0
 
-    def add(self, node: str, kind: str, text: str, detail: str = "") -> Mark:
+    def add(self, node: str, kind: str, text: str, detail: str = "", log: int = -1) -> Mark:
+        """`log`: how long the node's log was then."""
         self._number += 1
         mark = {
             "number": self._number, "at": round(time.time(), 3), "node": node, "kind": kind,
-            "text": text, "detail": detail,
+            "text": text, "detail": detail, "log": log,
         }  # fmt: skip
         self.marks.append(mark)
         self._file.write(json.dumps(mark) + "\n")

@@ -197,19 +197,20 @@ class NodeFolder:
         finally:
             lock.close()
 
-    def damage_passive_bank(self) -> None:
-        """Changes a byte in the middle of what it holds; nothing else notices."""
+    def damage_bank(self, running: bool = False) -> None:
+        """Changes a byte in the middle of what the passive bank holds, or the running one; nothing
+        else notices."""
         state = self.boot_state()
-        passive = other_bank(state["active"])
-        middle = int(state[passive]["size"]) // 2
+        bank = state["active"] if running else other_bank(state["active"])
+        middle = int(state[bank].get("size") or 0) // 2
         try:
-            with open(self.bank(passive), "r+b") as file:
+            with open(self.bank(bank), "r+b") as file:
                 file.seek(middle)
                 byte = file.read(1)
                 file.seek(middle)
                 file.write(bytes([byte[0] ^ 0xFF]))
         except (OSError, IndexError) as error:
-            raise Failure(f"cannot change a byte of {self.bank(passive)}") from error
+            raise Failure(f"cannot change a byte of {self.bank(bank)}") from error
 
     def downloaded_bytes(self) -> int:
         """Of the image that is being downloaded; 0 where there is none."""

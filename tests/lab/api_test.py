@@ -115,7 +115,7 @@ class Api(lab_case.Case):
         self.offer(["ext-1"], "4QZ6.0.0")
         self.lab.wait_for_nodes("its power is gone", ["ext-1"], lambda node: node["power"] == "off")
         lost = self.lab.marks(node="ext-1", kind="fault", text="power lost")[-1]
-        self.assertIn("what was not synced by then is gone", lost["detail"])
+        self.assertIn("the power supply went at: ", lost["detail"])
         self.lab.tell("plug", nodes=["ext-1"])
         self.wait_for_commit(["ext-1"], "4QZ6.0.0")
 

@@ -184,6 +184,58 @@ class Page(lab_case.Case):
         self.press("2")
         self.assertIn("for all nodes", self.chosen())
 
+    def test_3_the_log_of_a_moment(self):
+        """Under the pointer, and by the arrow keys."""
+        tip = self.browser.find_element(By.ID, "timeline-tip")
+        bar = wait_for("a bar", lambda: self.browser.execute_script(
+            "const bars = [...document.querySelectorAll('#timeline-picture .bar')];"
+            "const box = (bars.find((one) => one.dataset.stage === 'idle') || bars[0])"
+            ".getBoundingClientRect(); return [box.left + box.width / 2, box.top + 5]"))  # fmt: skip
+        self.browser.execute_script(
+            "const [x, y] = arguments; document.elementFromPoint(x, y).dispatchEvent("
+            "new MouseEvent('mousemove', {clientX: x, clientY: y, bubbles: true}))", *bar)  # fmt: skip
+        wait_for("lines of the log", lambda: "notice: " in tip.text)
+        self.assertIn("gateway", tip.text)
+        picture = self.browser.find_element(By.ID, "timeline-picture")
+        self.browser.execute_script("arguments[0].focus()", picture)
+        seen = set()
+        moment = self.browser.find_element(By.ID, "timeline-moment")
+        for key in (Keys.ARROW_LEFT, Keys.ARROW_LEFT, Keys.ARROW_DOWN, Keys.ARROW_LEFT):
+            self.press_active(key)
+            wait_for("another moment", lambda: moment.text and moment.text not in seen)
+            seen.add(moment.text)
+        self.assertIn("ext-1", tip.text)
+        self.assertEqual(len(self.browser.find_elements(By.CSS_SELECTOR, "circle.cursor")), 1)
+        self.press_active(Keys.ESCAPE)
+        wait_for("it is put away", lambda: not tip.is_displayed())
+
+    def test_3_what_a_power_cut_took_and_what_the_guard_printed(self):
+        self.lab.tell("watch-storage", nodes=["ext-1"])
+        self.settle()
+        self.lab.tell("file-server", rate=1_000_000)
+        self.offer(["ext-1"], "4QZ2.6.0")
+        self.browser.find_element(By.XPATH, _CARD.format(name="ext-1") + "//footer//button").click()
+        self.view("descriptor")
+        pair = [self.browser.find_element(By.ID, f"inside-{one}") for one in ("pre", "printed")]
+        for one in pair:
+            wait_for("both descriptors", lambda one=one: '"nxtMSVersion": "4QZ2.6.0"' in one.text)
+        self.lab.tell("unplug", nodes=["ext-1"])
+        self.view("power cut")
+        wait_for("what was lost", lambda: "What the last power cut took:" in pair[0].text
+                 and "and is gone" in pair[0].text)  # fmt: skip
+        self.assertFalse(pair[1].is_displayed())
+        self.lab.tell("file-server", rate=0)
+        self.lab.tell("plug", nodes=["ext-1"])
+        self.wait_for_commit(["ext-1"], "4QZ2.6.0")
+        self.lab.tell("watch-storage", nodes=["ext-1"], state="plain")
+        self.view("log")
+        self.settle()
+
+    def view(self, name):
+        self.browser.find_element(
+            By.XPATH, f"//div[@id='inside-views']/button[text()='{name}']"
+        ).click()
+
     def test_4_by_keyboard_alone(self):
         """Every control is reached by Tab, in the order in which it is read, and shows that it is."""
         self.browser.get(self.lab.url)

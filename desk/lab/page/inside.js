@@ -4,7 +4,8 @@
 import { byId, make, mark, say } from "./dom.js";
 import { state } from "./stream.js";
 
-const VIEWS = ["log", "boot environment", "descriptor", "requests", "configuration", "otactl"];
+const VIEWS = ["log", "boot environment", "descriptor", "power cut", "requests", "configuration",
+  "otactl"];
 const AGAIN = 1000; // milliseconds between two looks
 const MOST_LINES = 2000;
 
@@ -25,12 +26,20 @@ function pretty(text) {
   }
 }
 
+function lossesOf(answer) {
+  const watched = state.nodes[node].watched
+    ? "" : "Nobody watches what is synced: watch-storage, or cut-power-at, lets somebody.\n";
+  return `${watched}What the last power cut took:\n${answer.power_cut_in_words}`;
+}
+
 function textOf(answer) {
   switch (view) {
   case "boot environment":
     return fields(answer.boot_environment);
   case "descriptor":
     return answer.descriptor ? JSON.stringify(answer.descriptor, null, 1) : "nothing was offered";
+  case "power cut":
+    return lossesOf(answer);
   case "requests":
     return answer.requests ? pretty(answer.requests) : "it keeps none";
   default:
@@ -44,9 +53,20 @@ function showLines() {
   const holder = byId("inside-text");
   const follows = holder.scrollTop + holder.clientHeight >= holder.scrollHeight - 30;
   say(byId("inside-pre"), shown.join("\n"));
+  showPrinted();
   if (follows) {
     holder.scrollTop = holder.scrollHeight;
   }
+}
+
+// Beside the descriptor as it was offered, what the guard made of it.
+function showPrinted() {
+  const isDescriptor = view === "descriptor";
+  for (const id of ["inside-offered-title", "inside-printed-title", "inside-printed"]) {
+    byId(id).hidden = !isDescriptor;
+  }
+  const printed = state.nodes[node] && state.nodes[node].printed;
+  say(byId("inside-printed"), printed ? pretty(printed) : "nothing that was still to be seen");
 }
 
 async function ask(path) {
@@ -132,7 +152,12 @@ export function begin() {
     make("label", { for: "inside-filter" }, "Only lines with "),
     make("input", { id: "inside-filter", type: "search", oninput: showLines,
       autocomplete: "off" }));
-  byId("inside-text").append(make("pre", { id: "inside-pre" }));
+  byId("inside-text").append(make("div", { id: "inside-both" },
+    make("div", {}, make("h3", { id: "inside-offered-title", hidden: true }, "As it was offered"),
+      make("pre", { id: "inside-pre" })),
+    make("div", {},
+      make("h3", { id: "inside-printed-title", hidden: true }, "As the guard printed it"),
+      make("pre", { id: "inside-printed", hidden: true }))));
   mark(byId("inside-text"), "tabindex", "0");
   mark(byId("inside-text"), "role", "region");
   mark(byId("inside-text"), "aria-label", "What the node holds");

@@ -31,6 +31,9 @@ export const STAGES = [
 
 export const FAULTS = {
   "disk-full": "disk full",
+  "disk-read-only": "disk read-only",
+  "bank-wrong-bytes": "banks store wrong bytes",
+  "bank-lies-about-sync": "banks lie about syncs",
   "health-fails": "health command fails",
   "never-boots": "new images never boot",
 };

@@ -19,6 +19,8 @@ const SHAPES = {
 const SPANS = [30, 60, 120, 300, 900, 3600, 14400];
 const LIVE_EVERY = 250; // milliseconds
 const MOST_LINES = 8; // of a moment
+const MOST_LOGS = 200; // moments whose log is kept
+const SETTLED = 3; // seconds after which no more is written of a moment
 
 let seconds = 60; // that are shown
 let end = null; // of what is shown; null: now, and it moves on
@@ -26,6 +28,9 @@ let width = 0;
 let dirty = true;
 let lists = new Map(); // of each lane: {stages, marks}
 let taken = 0; // the number of the last mark in the lists
+let cursor = null; // the mark that the keyboard stands on
+let told = null; // the mark that the box tells of
+const logs = new Map(); // of moments
 const shownKinds = new Set(Object.keys(SHAPES));
 
 function lane(name) {
@@ -139,6 +144,9 @@ function picture() {
     const held = lane(name);
     svg.append(draw("line", { class: "lane", x1: 0, x2: width, y1: y + LANE, y2: y + LANE }), text,
       bars(held.stages, view, y), shapes(held.marks, view, y));
+    if (cursor && cursor.node === name && cursor.at >= view.from && cursor.at <= view.to) {
+      svg.append(draw("circle", { class: "cursor", cx: view.x(cursor.at), cy: y + LANE / 2, r: 12 }));
+    }
   });
   return svg;
 }
@@ -151,9 +159,10 @@ function redraw() {
   }
 }
 
-function markNumbered(number) {
-  const low = state.marks.findIndex((one) => one.number === number);
-  return low < 0 ? null : state.marks[low];
+// Everything in a lane, in its order.
+function allOf(name) {
+  const held = lane(name);
+  return [...held.stages, ...held.marks].sort((one, other) => one.number - other.number);
 }
 
 // What the node said within a second of it; the line itself first.
@@ -164,18 +173,113 @@ function momentOf(found) {
     `${one.kind}: ${one.text}${one.detail ? ` (${one.detail})` : ""}`);
 }
 
-function hover(event) {
-  const tip = byId("timeline-tip");
-  const number = Number(event.target.dataset && event.target.dataset.number);
-  const found = number ? markNumbered(number) : null;
-  tip.hidden = !found;
-  if (found) {
-    say(tip, `${clock(found.at)} ${found.node}\n${momentOf(found).join("\n")}`);
-    const box = byId("timeline").getBoundingClientRect();
-    const left = Math.min(event.clientX - box.left + 12, box.width - 270);
-    tip.style.left = `${Math.max(0, left)}px`;
-    tip.style.top = `${event.clientY - box.top + 14}px`;
+// What the node's log says around it.
+async function logOf(found) {
+  const key = `${found.node} ${found.log}`;
+  if (!(found.log >= 0) || !state.nodes[found.node]) {
+    return "";
   }
+  if (logs.has(key)) {
+    return logs.get(key);
+  }
+  const name = encodeURIComponent(found.node);
+  const response = await fetch(`api/log?node=${name}&around=${found.log}`);
+  const text = response.ok ? (await response.json()).text.trimEnd() : "";
+  if (found.at < Date.now() / 1000 - SETTLED) {
+    logs.set(key, text);
+    if (logs.size > MOST_LOGS) {
+      logs.delete(logs.keys().next().value);
+    }
+  }
+  return text;
+}
+
+function hideMoment() {
+  told = null;
+  byId("timeline-tip").hidden = true;
+}
+
+// The place is of the pointer, or of the mark itself.
+async function tellMoment(found, left, top) {
+  const tip = byId("timeline-tip");
+  tip.style.left = `${Math.max(0, Math.min(left, byId("timeline").clientWidth - tip.offsetWidth))}px`;
+  tip.style.top = `${top}px`;
+  if (told === found) {
+    return;
+  }
+  told = found;
+  tip.hidden = false;
+  say(byId("timeline-moment"), `${clock(found.at)} ${found.node || "lab"}\n${momentOf(found).join("\n")}`);
+  say(byId("timeline-log"), "");
+  const text = await logOf(found).catch(() => "");
+  if (told === found) {
+    say(byId("timeline-log"), text);
+  }
+}
+
+// Of a mark, itself; else the last one before the pointer in its lane.
+function pointedAt(event) {
+  const box = byId("timeline-picture").getBoundingClientRect();
+  const name = laneNames()[Math.floor((event.clientY - box.top - TOP) / LANE)];
+  if (!name) {
+    return null;
+  }
+  const number = Number(event.target.dataset && event.target.dataset.number);
+  const view = scale();
+  const at = view.from + ((event.clientX - box.left - NAMES) / (width - NAMES - 10)) * seconds;
+  const isMark = event.target.matches(".mark");
+  const before = (one) => (isMark ? one.number === number : one.at <= at);
+  return at < view.from ? null : allOf(name).findLast(before) || null;
+}
+
+function hover(event) {
+  const found = pointedAt(event);
+  if (!found) {
+    hideMoment();
+    return;
+  }
+  const box = byId("timeline").getBoundingClientRect();
+  tellMoment(found, event.clientX - box.left + 12, event.clientY - box.top + 14);
+}
+
+// By keyboard: from mark to mark, and from lane to lane.
+function stepped(key) {
+  const names = laneNames();
+  const name = cursor ? cursor.node : names[0];
+  const at = cursor ? cursor.at : lastMoment();
+  if (key === "ArrowLeft" || key === "ArrowRight") {
+    const list = allOf(name);
+    const here = cursor ? list.findIndex((one) => one.number === cursor.number) : list.length;
+    return list[here + (key === "ArrowLeft" ? -1 : 1)] || cursor;
+  }
+  const next = names[names.indexOf(name) + (key === "ArrowUp" ? -1 : 1)];
+  const list = next ? allOf(next) : [];
+  return list.findLast((one) => one.at <= at) || list[0] || cursor;
+}
+
+function move(event) {
+  if (event.key === "Escape") {
+    hideMoment();
+  }
+  if (!event.key.startsWith("Arrow")) {
+    return;
+  }
+  event.preventDefault();
+  cursor = stepped(event.key);
+  if (!cursor) {
+    return;
+  }
+  const { from, to } = scale();
+  if (cursor.at < from || cursor.at > to) {
+    end = Math.min(Date.now() / 1000, cursor.at + seconds / 2);
+    mark(byId("timeline-live"), "aria-pressed", false);
+  }
+  dirty = true;
+  redraw();
+  const box = byId("timeline-picture");
+  const row = laneNames().indexOf(cursor.node);
+  tellMoment(cursor, box.offsetLeft + scale().x(cursor.at) + 12,
+    box.offsetTop + TOP + LANE * (row + 1));
 }
 
 // The same as lines, for who reads and does not look.
@@ -288,8 +392,14 @@ export function begin() {
     button("+", () => zoom(-1), { "aria-label": "Show a shorter time" }),
     button("SVG", saveSvg, { "aria-label": "Save the timeline as SVG" }),
     button("JSON", saveJson, { "aria-label": "Save the timeline as JSON" }));
-  const picture_ = make("div", { id: "timeline-picture", onmousemove: hover,
-    onmouseleave: () => { byId("timeline-tip").hidden = true; } });
+  const picture_ = make("div", { id: "timeline-picture", tabindex: "0", role: "group",
+    "aria-label": "Timeline: the arrow keys go from mark to mark and from node to node",
+    onmousemove: hover, onmouseleave: hideMoment, onkeydown: move,
+    onblur: () => {
+      cursor = null;
+      dirty = true;
+      hideMoment();
+    } });
   picture_.addEventListener("wheel", (event) => {
     if (event.ctrlKey || event.shiftKey) {
       event.preventDefault();
@@ -299,7 +409,9 @@ export function begin() {
   byId("timeline").append(
     make("div", { class: "chips", role: "group", "aria-label": "Marks that are shown" },
       ...buildLegend()),
-    picture_, make("div", { id: "timeline-tip", hidden: true }),
+    picture_,
+    make("div", { id: "timeline-tip", hidden: true, "aria-live": "polite" },
+      make("p", { id: "timeline-moment" }), make("pre", { id: "timeline-log" })),
     make("details", { id: "timeline-details", ontoggle: () => { listed = -1; showList(); } },
       make("summary", {}, "As a list"),
       make("label", { for: "timeline-filter" }, "Only lines with "),

@@ -80,7 +80,7 @@ class Folders(FolderCase):
         boot_environment.set_variables(node.boot_state_file, BOOT_ORDER="B A")
         self.assertEqual(node.run_boot_loader().version, "4QZ2.0.0")
         # What runs is b now, and a is damaged; then nothing is left to boot.
-        node.damage_passive_bank()
+        node.damage_bank()
         boot_environment.set_variables(node.boot_state_file, BOOT_ORDER="A B")
         booted = node.run_boot_loader()
         self.assertEqual((booted.bank, len(booted.passed_over)), ("b", 1))
