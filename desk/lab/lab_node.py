@@ -19,6 +19,7 @@ from rig.files import read_text
 from rig.otactl import Answer
 from rig.power import POWER_CUT, PowerSupply
 from rig.processes import LineStream, describe_end
+from rig.usage import memory_of
 from rig.waiting import wait_until
 
 _OFF_WITHIN = 20.0  # seconds
@@ -345,7 +346,7 @@ class LabNode:
             for what, pid in found.items()
             if processes.is_frozen(pid, what in told and self.storage.watched)
         )
-        memory = sum(map(processes.memory_of, found.values()))
+        memory = sum(map(memory_of, found.values()))
         self.view.fields.set(memory=memory, frozen=frozen)
 
     # What it holds, for who wants to read it.

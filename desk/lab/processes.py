@@ -1,23 +1,16 @@
 # SPDX-License-Identifier: MIT
-"""The processes of a node that runs: found, stopped, measured."""
+"""The processes of a node that runs: found, stopped, limited."""
 
 import contextlib
 import pathlib
 import resource
 import signal
 
+from rig.usage import children_of
+
 PROGRAMS = {"daemon": "otad", "host": "ota-desk-host"}
 _NAME_LENGTH = 15  # of a process, as the kernel cuts it
 ENDLESS = 1 << 50  # bytes of a file: no limit that a node could meet
-
-
-def children_of(pid: int) -> list[int]:
-    """Their ids; none of a process that is gone."""
-    found = []
-    with contextlib.suppress(OSError):
-        for task in pathlib.Path(f"/proc/{pid}/task").iterdir():
-            found += [int(child) for child in (task / "children").read_text().split()]
-    return found
 
 
 def name_of(pid: int) -> str:
@@ -48,15 +41,6 @@ def is_frozen(pid: int, traced: bool = False) -> bool:
     except OSError:
         return False
     return status.rpartition(")")[2].split()[0] in ("Tt" if traced else "T")
-
-
-def memory_of(pid: int) -> int:
-    """KiB that it takes, its share of what it shares with others included."""
-    with contextlib.suppress(OSError, ValueError, IndexError):
-        for line in pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text().splitlines():
-            if line.startswith("Pss:"):
-                return int(line.split()[1])
-    return 0
 
 
 def limit_files(pid: int, size: int) -> None:

@@ -9,7 +9,7 @@ from rig.files import write_file
 from rig.network import LOOPBACK, free_port, is_listening
 from rig.processes import Process, system_program, wait_until_listening
 
-_ACCESS_LIST = """user gateway
+ACCESS_LIST = """user gateway
 topic read otaSwAgent/#
 pattern write otaSwAgent/%u/report
 pattern write otaSwAgent/%u/file-server
@@ -26,15 +26,22 @@ use_username_as_clientid true
 acl_file acl
 message_size_limit 65536
 max_packet_size 69632
-persistence false
 log_dest stderr
 """
+FORGETFUL = "persistence false\n"
 
 
 class Broker:
     """Its clients have certificates of the same authority."""
 
-    def __init__(self, folder: pathlib.Path, certificates: Certificates) -> None:
+    def __init__(
+        self,
+        folder: pathlib.Path,
+        certificates: Certificates,
+        access_list: str = ACCESS_LIST,
+        more: str = FORGETFUL,
+    ) -> None:
+        """`more`: lines of its configuration."""
         self.folder = folder
         self.certificates = certificates
         self.port = free_port()
@@ -43,8 +50,9 @@ class Broker:
             port=self.port, certificates=os.path.relpath(certificates.folder, folder)
         )
         # Started by root it would become another user, who may not read the folder.
-        write_file(folder / "mosquitto.conf", text + ("user root\n" if os.geteuid() == 0 else ""))
-        write_file(folder / "acl", _ACCESS_LIST)
+        user = "user root\n" if os.geteuid() == 0 else ""
+        write_file(folder / "mosquitto.conf", text + more + user)
+        write_file(folder / "acl", access_list)
         self.process: Process | None = None
         self.start()
 

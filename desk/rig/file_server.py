@@ -16,7 +16,7 @@ _CONFIGURATION = """daemon off;
 master_process off;
 pid nginx.pid;
 error_log error.log;
-events {{ worker_connections 256; }}
+events {{ worker_connections {connections}; }}
 http {{
     log_format short '$uri $status $body_bytes_sent';
     access_log access.log short;
@@ -64,6 +64,7 @@ class FileServer:
         *,
         rate: int = 0,
         crawl: str = "32k",
+        connections: int = 256,
     ) -> None:
         """Without certificates over plain http; `rate` in bytes a second, 0: as fast as it can."""
         self.folder = folder
@@ -75,8 +76,14 @@ class FileServer:
         tls = ""
         if certificates:
             tls = _TLS.format(folder=os.path.relpath(certificates.folder, folder))
-        text = _CONFIGURATION.format(port=self.port, tls=tls, rate=rate, crawl=crawl)
+        text = _CONFIGURATION.format(
+            port=self.port, tls=tls, rate=rate, crawl=crawl, connections=connections
+        )
         write_file(folder / "nginx.conf", text)
+        self.start()
+
+    def start(self) -> None:
+        folder = self.folder
         words = [system_program("nginx"), "-p", ".", "-c", "nginx.conf", "-e", "error.log"]
         self.process = Process(words, folder, folder / "nginx.log")
         wait_until_listening(

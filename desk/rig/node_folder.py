@@ -44,6 +44,7 @@ class RootAccess:
     address: str  # host:port
     authority: pathlib.Path  # that its certificate is signed by
     node: Pair  # who the node is to it
+    topic: str = ""  # the same on every node of a mesh; empty: the usual one
 
 
 @dataclasses.dataclass
@@ -85,6 +86,7 @@ class NodePlan:
             "service": self.service,
             "root": f"broker = {self.root.address}\nca_certificate = root-ca.pem\n"
             "certificate = root-node.pem\nkey = root-node.key"
+            + (f"\ntopic = {self.root.topic}" if self.root.topic else "")
             if self.root
             else "",
         }

@@ -74,15 +74,16 @@ def _in_the_child(parent: int, file_limit: int) -> Callable[[], None] | None:
     return prepare
 
 
-def spawn(words: Words, *, file_limit: int = 0, **options: Any) -> "subprocess.Popen[Any]":
+def spawn(
+    words: Words, *, file_limit: int = 0, brief: bool = False, **options: Any
+) -> "subprocess.Popen[Any]":
     """A program in a process group of its own, so that Ctrl-C at a terminal reaches this process
-    alone; where this thread lasts, it does not outlive this process."""
+    alone; where this thread lasts, it does not outlive this process. `brief`: it ends by itself
+    soon, and may: that spares the copy of this process that it takes to tie it to it."""
+    tie = None if brief else _in_the_child(os.getpid(), file_limit)
     try:
         return subprocess.Popen(
-            [str(word) for word in words],
-            process_group=0,
-            preexec_fn=_in_the_child(os.getpid(), file_limit),
-            **options,
+            [str(word) for word in words], process_group=0, preexec_fn=tie, **options
         )
     except OSError as error:
         raise Failure(
