@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""A node whose clocks can be moved."""
+"""A node whose clocks can be moved, and where they stand on the earth."""
 
 import pathlib
 
@@ -8,6 +8,9 @@ from rig.clock import Clock
 from rig.node import Node
 from rig.node_folder import NodePlan
 from rig.programs import Programs
+
+# As the C library reads them.
+ZONES = {"UTC": "UTC", "central-europe": "CET-1CEST,M3.5.0,M10.5.0/3"}
 
 
 class ClockedNode(Node):
@@ -24,10 +27,12 @@ class ClockedNode(Node):
     ) -> None:
         super().__init__(programs, folder, plan, bus, environment)
         self.clock = clock
+        self.zone = "UTC"
 
     def environment(self) -> dict[str, str]:
         return {
             **super().environment(),
+            "TZ": ZONES[self.zone],
             "OTA_DESK_FAST": "sleeps",
             "OTA_DESK_CLOCK": str(self.clock.path),
             "LD_PRELOAD": str(self.programs.program("ota-desk-clock.so")),

@@ -273,6 +273,11 @@ class LabNode:
         self.view.fields.set(clock=self.node.clock.shown())
         self.view.wants_a_look = True
 
+    async def set_zone(self, zone: str) -> None:
+        """Processes know it from their start on: a node that runs boots."""
+        self.node.zone = zone
+        await self.reboot()
+
     def seconds_to_next_timer(self) -> float | None:
         """Of the node's time; none where none is armed."""
         rings = [timer["rings"] for timer in self.view.fields["timers"]]

@@ -4,20 +4,24 @@ description of the interface come from."""
 
 import asyncio
 import json
+import time
 from collections.abc import Awaitable, Callable
 
 from lab import storage
+from lab.clock import ZONES
 from lab.image_shelf import GOOD, KINDS, WRONG_CHECKSUM
 from lab.lab_node import LabNode
 from lab.mesh import BROKER, FILE_SERVER, USUAL_RATE, Mesh
-from lab.operation import Answer, Operation, Parameter
+from lab.operation import Answer, Operation, Parameter, WrongCall
 from lab.place import MODEL
 from lab.wire import Disturbance
 from rig import boot_environment
+from rig.clock import DATED
 from rig.failure import Failure
 from rig.files import digest_of, last_line, write_file
 
 _MOST_LOG = 64 * 1024
+_NOBODY = "02:00:5E:00:54:FF"  # a device that is not there
 
 # Events of the nodes, as their bus has them.
 
@@ -71,6 +75,7 @@ async def _offer(
     offload: bool,
     first_poll: bool,
     onboarding_status: int,
+    meant_for: str,
 ) -> Answer:
     made = await mesh.in_thread(mesh.shelf.image, version, image)
     url = mesh.publish(made.path)
@@ -82,8 +87,9 @@ async def _offer(
 
     async def deed(node: LabNode) -> Answer:
         descriptor = {
-            "model": MODEL, "nxtMSVersion": version, "fileServerURL": url, "checksum": checksum,
-            "mac": node.node.plan.mac, "policy": policy,
+            "model": MODEL if meant_for != "other-model" else "Other-1", "nxtMSVersion": version, "fileServerURL": url, "checksum": checksum,
+            "mac": node.node.plan.mac if meant_for != "other-device" else _NOBODY,
+            "policy": policy,
         }  # fmt: skip
         file = node.node.folder / "descriptor.json"
         write_file(file, json.dumps(descriptor, indent=1) + "\n")
@@ -264,9 +270,24 @@ async def _advance(mesh: Mesh, nodes: list[str], by: str) -> Answer:
 
 
 async def _clock(mesh: Mesh, nodes: list[str], to: str) -> Answer:
+    if "T" in to:
+        try:
+            time.strptime(to, DATED)
+        except ValueError:
+            raise WrongCall(f"to: {to} is no date that there is") from None
+
     async def deed(node: LabNode) -> Answer:
         node.move_clock(lambda clock: clock.set_to(to))
         node.view.mark("event", "clock", f"the time of day is set to: {to}")
+        return _done()
+
+    return await _each(mesh, nodes, deed)
+
+
+async def _zone(mesh: Mesh, nodes: list[str], name: str) -> Answer:
+    async def deed(node: LabNode) -> Answer:
+        await node.set_zone(name)
+        node.view.mark("event", "clock", f"time zone: {name}")
         return _done()
 
     return await _each(mesh, nodes, deed)
@@ -390,6 +411,8 @@ OPERATIONS = (
                       default=False),
             Parameter("onboarding-status", "integer", "the status that comes with the offer",
                       default=0, choices=(0, 1)),
+            Parameter("meant-for", "string", "whom it names", default="this-node",
+                      choices=("this-node", "other-device", "other-model")),
         ),
     ),
     Operation("trigger", "Events", "Send the mobile app's trigger", _trigger, takes_nodes=True,
@@ -457,8 +480,13 @@ OPERATIONS = (
                                     pattern=r"[0-9]{1,6}[smhd]?|next-timer"),)),
     Operation("clock", "Time", "Set the time of day, as somebody would who sets a clock", _clock,
               takes_nodes=True,
-              parameters=(Parameter("to", "string", "hh:mm of UTC, 1970, or real", default="real",
-                                    pattern=r"([01][0-9]|2[0-3]):[0-5][0-9]|1970|real"),)),
+              parameters=(Parameter("to", "string", "hh:mm of UTC, yyyy-mm-ddThh:mm, 1970, or real",
+                                    default="real",
+                                    pattern=r"(20[0-9]{2}-[0-9]{2}-[0-9]{2}T)?([01][0-9]|2[0-3]):[0-5][0-9]"
+                                    r"|1970|real"),)),
+    Operation("zone", "Time", "Set the time zone of nodes; they boot", _zone, takes_nodes=True,
+              parameters=(Parameter("name", "string", "of a zone; central-europe changes to summer "
+                                    "time and back", required=True, choices=tuple(ZONES)),)),
     Operation("speed", "Time", "Let time run faster", _speed, takes_nodes=True,
               parameters=(Parameter("times", "integer", "as fast", default=60,
                                     choices=(1, 10, 60, 600)),)),

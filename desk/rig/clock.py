@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """The clocks of a node: where they stand, and how fast they run. Its processes read it from a file."""
 
+import calendar
 import pathlib
 import struct
 import time
@@ -9,6 +10,7 @@ from typing import Any
 _NANO = 1_000_000_000
 _LAYOUT = struct.Struct("=6q")  # as stand_ins/clock.c reads it
 _DAY = 86400
+DATED = "%Y-%m-%dT%H:%M"
 
 
 class Clock:
@@ -31,12 +33,16 @@ class Clock:
         self._write()
 
     def set_to(self, moment: str) -> None:
-        """The next hh:mm of UTC, 1970, or "real"; no time passes by it."""
+        """The next hh:mm of UTC, that of a date (yyyy-mm-ddThh:mm), 1970, or "real"; no time passes
+        by it."""
         self._fold()
         if moment == "real":
             self._wall = 0
         elif moment == "1970":
             self._wall = _NANO - time.time_ns()
+        elif "T" in moment:
+            wanted = calendar.timegm(time.strptime(moment, DATED))
+            self._wall = wanted * _NANO - time.time_ns()
         else:
             hours, minutes = map(int, moment.split(":"))
             now = (time.time_ns() + self._wall) // _NANO

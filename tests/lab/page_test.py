@@ -137,8 +137,11 @@ class Page(lab_case.Case):
             self.assertIn("after the reboot the version runs", self.card(name))
         self.settle()
         wait_for("its answers", lambda: "offer ext-2: ticket 1" in self.answers())
-        marks = self.browser.find_elements(By.CSS_SELECTOR, "#timeline-picture .mark.word")
-        self.assertGreaterEqual(len(marks), 6)
+        marks = "#timeline-picture .mark.word"
+        wait_for(
+            "every word on the timeline",
+            lambda: len(self.browser.find_elements(By.CSS_SELECTOR, marks)) >= 6,
+        )
 
     def answers(self):
         return self.browser.find_element(By.ID, "answers").text
@@ -235,6 +238,33 @@ class Page(lab_case.Case):
         self.browser.find_element(
             By.XPATH, f"//div[@id='inside-views']/button[text()='{name}']"
         ).click()
+
+    def test_4_a_scenario_by_click(self):
+        """Recorded on the page, then played from it; a second window shows its steps too."""
+        find = self.browser.find_element
+
+        def states():
+            return self.browser.execute_script(
+                "return [...document.querySelectorAll('#scenario-steps li')]"
+                ".map((line) => line.dataset.state)"
+            )
+
+        find(By.ID, "scenario-record").click()
+        text = find(By.ID, "scenario-text")
+        wait_for("it records", lambda: "extenders  2" in text.text)
+        self.lab.tell("health", nodes=["ext-2"], state="fails")
+        wait_for("the step", lambda: "health ext-2 --state fails" in text.text)
+        wait_for("the button", lambda: find(By.ID, "scenario-record").text == "End the recording")
+        find(By.ID, "scenario-record").click()
+        wait_for("it is whole", lambda: "expect all version 4QZ1.0.0" in text.text)
+        find(By.XPATH, "//select[@id='scenario-choice']/option[.='upgrade']").click()
+        find(By.ID, "scenario-play").click()
+        wait_for("its first step", lambda: "running" in states())
+        verdict = find(By.ID, "scenario-verdict")
+        wait_for("its verdict", lambda: "upgrade: passed" in verdict.text)
+        self.assertEqual(set(states()), {"done"})
+        self.browser.refresh()
+        wait_for("it is still there", lambda: set(states()) == {"done"})
 
     def test_4_by_keyboard_alone(self):
         """Every control is reached by Tab, in the order in which it is read, and shows that it is."""

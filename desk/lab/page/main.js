@@ -7,6 +7,7 @@ import { allNames, choose, chooseOnly, chosenNames, onChoice } from "./choice.js
 import { byId, make, mark, say } from "./dom.js";
 import * as inside from "./inside.js";
 import * as mesh from "./mesh.js";
+import * as scenarios from "./scenarios.js";
 import { listen, nodes, open, state } from "./stream.js";
 import * as timeline from "./timeline.js";
 
@@ -80,7 +81,7 @@ function toggleTheme() {
 }
 
 function update(change) {
-  for (const part of [mesh, cards, timeline, inside]) {
+  for (const part of [mesh, cards, timeline, inside, scenarios]) {
     part.update(change);
   }
   if (change.all) {
@@ -106,5 +107,5 @@ listen(update);
 byId("keys").addEventListener("click", showKeys);
 byId("theme").addEventListener("click", toggleTheme);
 document.addEventListener("keydown", typed);
-await actions.begin();
+await Promise.all([actions.begin(), scenarios.begin()]);
 open();

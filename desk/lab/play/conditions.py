@@ -133,7 +133,7 @@ KINDS = {
                     lambda story, values: _is(story.fields["running_version"], values[0])),
     "bank": Kind(f"{_VERSION}|{NONE}", "the version that the other bank holds whole", _bank),
     "failed": Kind(f"{_VERSION}|{NONE}", "a version that failed its trial there", _failed),
-    "end": Kind(_NAME, "how its last offer ended, a name of docs/codes.md", _end),
+    "end": Kind(_NAME, "how the last ticket that it gave ended, a name of docs/codes.md", _end),
     "reason": Kind(_NAME, "why it ended so, a name of docs/codes.md", _reason),
     "words": Kind(f"{_WORD}|{NONE}", "all status words that it said, in their order",
                   lambda story, values: _exactly(story.all_of("word"), values), most=20),
