@@ -22,6 +22,8 @@ from rig.processes import LineStream, describe_end
 from rig.usage import memory_of
 from rig.waiting import wait_until
 
+STARTING = "starting"
+PLUG_PULLED, POWER_LOST = "plug pulled", "power lost"
 _OFF_WITHIN = 20.0  # seconds
 _QUIET_AT_REBOOT = 0.5  # the handler goes on behind its reboot command until the system goes down
 _SUPERVISOR_WAITS = 1.0  # before it starts a daemon again that ended by itself
@@ -51,6 +53,7 @@ class LabNode:
         self._died: float | None = None
         self._looked = 0.0
         self._looks = False
+        self._unplug_when = ""  # it tells this stage or status word
 
     @property
     def is_on(self) -> bool:
@@ -85,7 +88,9 @@ class LabNode:
         assert self._watch
         while (line := self._watch.next()) is not None:
             with contextlib.suppress(ValueError):
-                self.view.take(json.loads(line))
+                event = json.loads(line)
+                self.view.take(event)
+                self._unplug_if_told(event)
         if self._watch.closed:
             asyncio.get_running_loop().remove_reader(self._watch.fileno())
             self.view.mark("failure", "otactl watch ended", f"see {self.node.otactl.log}")
@@ -108,6 +113,8 @@ class LabNode:
         """The power is there; the node boots."""
         async with self.power:
             if not self.is_on:
+                # Of a plug that was pulled the moment before, something may still end.
+                await self._in_thread(self._wait_until_off)
                 await self._boot()
 
     async def unplug(self) -> None:
@@ -120,6 +127,33 @@ class LabNode:
                 self.storage.forget_losses()
                 self._lose_power("the plug was pulled")
                 await self._in_thread(self._wait_until_off)
+
+    def unplug_when(self, moment: str) -> None:
+        """As soon as it comes to this stage, or says this status word."""
+        self._unplug_when = moment
+        self.view.mark("fault", f"the plug will be pulled when it tells {moment}")
+
+    def _unplug_if_told(self, event: dict[str, Any]) -> None:
+        record = event.get("record") if event.get("event") == "status" else None
+        word = record.get("status") if isinstance(record, dict) else None
+        if (
+            self._unplug_when
+            and self._unplug_when in (self.view.fields["stage"], word)
+            and self.is_on
+        ):
+            self._drop(self._unplug_when)
+
+    def _drop(self, told: str) -> None:
+        """At once, before anything else is heard of it."""
+        self._unplug_when = ""
+        self.view.mark("fault", PLUG_PULLED, f"it told {told}")
+        daemon = self.node.daemon
+        if self.storage.watched and told != STARTING and daemon and daemon.is_running():
+            # The supply goes, and whoever looks after the node sees it.
+            os.kill(daemon.pid, signal.SIGPWR)
+        else:
+            self.storage.forget_losses()
+            self._lose_power("the plug was pulled")
 
     async def reboot(self) -> None:
         """In order."""
@@ -177,7 +211,9 @@ class LabNode:
         await self._in_thread(self._start)
         self.view.mark("boot", f"boots {booted.version} from bank {booted.bank.upper()}")
         self.view.power_is("on")
-        self.view.stage_is("starting")
+        self.view.stage_is(STARTING)
+        if self._unplug_when == STARTING:
+            self._drop(STARTING)
 
     def _spoil_new_image(self) -> bool:
         state = self.node.boot_state()
@@ -225,7 +261,7 @@ class LabNode:
             with contextlib.suppress(ProcessLookupError):
                 os.kill(pid, processes.SIGNALS["kill"])
         self.view.fields.set(frozen=[])
-        self.view.mark("fault", "power lost", why)
+        self.view.mark("fault", POWER_LOST, why)
         self.view.power_is("off")
 
     # Processes.

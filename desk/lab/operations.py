@@ -134,9 +134,12 @@ def _done() -> Answer:
     return {"code": 0}
 
 
-async def _unplug(mesh: Mesh, nodes: list[str]) -> Answer:
+async def _unplug(mesh: Mesh, nodes: list[str], when: str) -> Answer:
     async def deed(node: LabNode) -> Answer:
-        await node.unplug()
+        if when:
+            node.unplug_when(when)
+        else:
+            await node.unplug()
         return _done()
 
     return await _each(mesh, nodes, deed)
@@ -256,6 +259,7 @@ _NEXT_TIMER = "next-timer"
 async def _advance(mesh: Mesh, nodes: list[str], by: str) -> Answer:
     async def deed(node: LabNode) -> Answer:
         if by == _NEXT_TIMER:
+            await node.look()
             left = node.seconds_to_next_timer()
             if left is None:
                 return {"code": 1, "reason": "no timer is armed"}
@@ -435,7 +439,10 @@ OPERATIONS = (
                             required=True, pattern=r"[A-Za-z0-9_:]{1,20}"),
               )),
     Operation("unplug", "Power", "Pull the plug of nodes, whatever they do", _unplug,
-              takes_nodes=True),
+              takes_nodes=True,
+              parameters=(Parameter("when", "string", "a stage, such as writing, or a status word: "
+                                    "as soon as the node tells it, not now", default="",
+                                    pattern=r"[a-z]{3,20}|[A-Z_]{3,60}|"),)),
     Operation("plug", "Power", "Put the plug in again; the nodes boot", _plug, takes_nodes=True),
     Operation("reboot", "Power", "Boot nodes in order", _reboot, takes_nodes=True),
     Operation("cut-power-at", "Power", "Lose the power at the n-th next change of the storage",

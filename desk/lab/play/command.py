@@ -33,6 +33,7 @@ def parser() -> argparse.ArgumentParser:
     )
     parser_.add_argument("--headless", action="store_true", help="as a test, without a lab")
     parser_.add_argument("--all", action="store_true", help="every one that ships, as tests")
+    parser_.add_argument("--list", action="store_true", help="those that ship, and what happens")
     parser_.add_argument("--junit", metavar="FILE", help="of the tests; junit.xml in their folder")
     parser_.add_argument("--nodes", type=int, metavar="N",
                          help="at once; as many as the machine holds")  # fmt: skip
@@ -97,8 +98,18 @@ async def _run(
         raise Failure("interrupted: every node was ended") from None
 
 
+def _list() -> int:
+    names = shelf.names()
+    wide = max(map(len, names))
+    for name in names:
+        print(f"{name:{wide}}  {shelf.shipped(name).title}")
+    return _PASSED
+
+
 def play(words: Sequence[str], in_the_lab: Callable[[argparse.Namespace], int]) -> int:
     options = parser().parse_args(words)
+    if options.list:
+        return _list()
     if options.nodes is not None and options.nodes < 1:
         raise Failure("--nodes: expected a number from 1 on")
     return play_headless(options) if options.headless or options.all else in_the_lab(options)

@@ -4,6 +4,7 @@
 import asyncio
 import dataclasses
 import time
+from collections.abc import Iterable
 from typing import Any
 
 from lab.board import Onlooker
@@ -16,7 +17,8 @@ from lab.play.story import Stories
 from rig.failure import Failure
 
 _GLANCE = 0.1  # seconds; most of what changes says so
-_NOT_READY = 5  # a node answers so while its agent starts
+_NOT_READY = (3, 5)  # a node answers so while its service, or its agent, starts
+_A_LOOK = 3.0  # seconds, at most
 _SURE = 2  # looks at every node, before what is found in the end counts
 TO_COME, RUNNING, DONE, FAILED = "to come", "running", "done", "failed"
 PLAYING, PASSED, STOPPED = "playing", "passed", "stopped"
@@ -136,8 +138,9 @@ class Play:
         deadline = time.monotonic() + USUAL_WAIT
         answer = await step.operation.call(self._mesh, **words)
         answers: dict[str, Any] = answer.get("nodes", {})
-        while step.code != _NOT_READY and time.monotonic() < deadline:
-            late = [name for name, one in answers.items() if one["code"] == _NOT_READY]
+        while step.code not in _NOT_READY and time.monotonic() < deadline:
+            late = [name for name, one in answers.items()
+                    if one["code"] in _NOT_READY and self._stories[name].node.is_on]  # fmt: skip
             if not late:
                 break
             await asyncio.sleep(_GLANCE)
@@ -146,10 +149,18 @@ class Play:
         return answers
 
     async def _wait(self, step: Wait, state: StepState) -> None:
+        await self._look_at(step.nodes)
         await self._until([step], [state])
         for name in step.nodes:
             for condition in step.conditions:
                 condition.done_with(self._stories[name])
+
+    async def _look_at(self, names: Iterable[str]) -> None:
+        """What is known of them is news; of one that stands still it stays as it is."""
+        nodes = [self._stories[name].node for name in names]
+        looks = [asyncio.ensure_future(node.look()) for node in nodes if node.is_on]
+        if looks:
+            await asyncio.wait(looks, timeout=_A_LOOK)
 
     async def _until(self, waits: list[Wait], states: list[StepState]) -> None:
         """All of them hold at once."""
@@ -193,7 +204,7 @@ class Play:
             state.state = RUNNING
         await self._until(ends, states)
         for _ in range(_SURE):
-            await asyncio.gather(*(self._stories[name].node.look() for name in self._stories))
+            await self._look_at(self._stories)
             self._stories.catch_up()
             for end in ends:
                 if found := self._instead(end):

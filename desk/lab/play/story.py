@@ -6,11 +6,10 @@ import json
 from collections.abc import Iterator
 from typing import Any
 
-from lab.lab_node import LabNode
+from lab.lab_node import PLUG_PULLED, POWER_LOST, LabNode
 from lab.mesh import Mesh
 from lab.timeline import KEPT, Mark
 
-_LOST = "power lost"
 _BOOTS = "boots "
 
 
@@ -35,6 +34,7 @@ class Story:
         self._ends: dict[int, End] = {}
         self._began = node.node.clock.passed()
         self._stage = ""
+        self._pulled = False  # and its power is not gone yet
 
     @property
     def fields(self) -> Any:
@@ -78,8 +78,11 @@ class Story:
             self._add("stage", text)
         elif mark["kind"] == "boot" and text.startswith(_BOOTS):
             self._add("boot", text.removeprefix(_BOOTS).split()[0])
-        elif mark["kind"] == "fault" and text == _LOST:
-            self.lost_power_in = self._stage
+        elif mark["kind"] == "fault" and text in (PLUG_PULLED, POWER_LOST):
+            # What was told while it went down does not count.
+            if not self._pulled:
+                self.lost_power_in = self._stage
+            self._pulled = text == PLUG_PULLED
 
     def take_word_at_root(self, event: dict[str, Any]) -> None:
         self.at_root.append(_word_of(event))
