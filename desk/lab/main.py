@@ -135,6 +135,8 @@ def _serve(options: argparse.Namespace, scenario: Scenario | None = None) -> int
     except Failure as failure:
         raise Failure(str(failure).replace("--run-dir", "--keep")) from failure
     try:
+        # What lies below is made as a node makes it, for others to read.
+        run_folder.path.chmod(0o700)
         asyncio.run(_lab(programs, run_folder.path, options, scenario))
     finally:
         run_folder.close()

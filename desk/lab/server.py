@@ -9,16 +9,19 @@ import asyncio
 import contextlib
 import hmac
 import json
+import logging
 import pathlib
 import secrets
 from typing import Any
 
 from aiohttp import web
+from aiohttp.http_exceptions import HttpProcessingError
 
 from lab.board import Onlooker
 from lab.mesh import Mesh
 from lab.operation import Operation, WrongCall
 from lab.operations import OPERATIONS
+from lab.strangers import Door
 from lab.table import TABLE, described
 from rig.failure import Failure
 from rig.network import LOOPBACK
@@ -29,6 +32,7 @@ _KINDS = {
 }  # fmt: skip
 _MOST_BYTES = 64 * 1024  # of a request
 _MOST_ONLOOKERS = 32
+_ENDS_WITHIN = 5.0  # seconds that requests are given when the lab closes
 _GATHER = 0.04  # seconds in which changes are gathered to one step
 _ALIVE = 15.0  # seconds after which a silent stream says something
 _HEADERS = {
@@ -43,6 +47,20 @@ _HEADERS = {
 }
 
 
+class _OnlyOwnMistakes(logging.Filter):
+    """What a stranger sends is no news to who looks at the terminal."""
+
+    def filter(self, record: logging.LogRecord) -> bool:
+        kind = record.exc_info[0] if record.exc_info else None
+        return kind is None or not issubclass(kind, HttpProcessingError)
+
+
+def _logger() -> logging.Logger:
+    logger = logging.getLogger("lab.server")
+    logger.addFilter(_OnlyOwnMistakes())
+    return logger
+
+
 def _refused(status: int, reason: str) -> web.Response:
     return web.json_response({"reason": reason}, status=status, headers=_HEADERS)
 
@@ -55,6 +73,7 @@ class Server:
         self.token = token or secrets.token_urlsafe(24)
         self.port = 0
         self._runner: web.AppRunner | None = None
+        self._door: asyncio.Server | None = None
         self._closing = asyncio.Event()
 
     @property
@@ -69,22 +88,28 @@ class Server:
             add = app.router.add_get if operation.asks else app.router.add_post
             add(f"/{{token}}/api/{operation.name}", self._handler(operation))
         app.router.add_get("/{token}/{file:[a-z_-]*(?:[.][a-z]+)?}", self._file)
-        self._runner = web.AppRunner(app, access_log=None)
+        self._runner = web.AppRunner(app, access_log=None, logger=_logger())
         await self._runner.setup()
+        assert self._runner.server
+        door = Door(self._runner.server)
+        loop = asyncio.get_running_loop()
         try:
-            await web.TCPSite(self._runner, LOOPBACK, port).start()
+            self._door = await loop.create_server(door, LOOPBACK, port)
         except OSError as error:
             if not or_another:
                 raise Failure(
                     f"cannot listen on {LOOPBACK}:{port}: {error.strerror}; take another --port"
                 ) from error
-            await web.TCPSite(self._runner, LOOPBACK, 0).start()
-        self.port = self._runner.addresses[0][1]
+            self._door = await loop.create_server(door, LOOPBACK, 0)
+        self.port = self._door.sockets[0].getsockname()[1]
 
     async def close(self) -> None:
         self._closing.set()
         self._mesh.board.wake()
-        if self._runner:
+        if self._door:
+            self._door.close()
+        if self._runner and self._runner.server:
+            await self._runner.server.shutdown(_ENDS_WITHIN)
             await self._runner.cleanup()
 
     # Who may ask.

@@ -9,6 +9,7 @@ import contextlib
 import dataclasses
 from collections.abc import Callable
 
+from lab.strangers import is_stranger
 from rig.failure import Failure
 from rig.network import LOOPBACK
 
@@ -154,6 +155,9 @@ class Wire:
             connection.abort()
 
     async def _take(self, reader: asyncio.StreamReader, writer: asyncio.StreamWriter) -> None:
+        if is_stranger(writer.transport):
+            writer.transport.abort()
+            return
         connection = _Connection(self, self._owner(writer.get_extra_info("peername")[0]), writer)
         self._connections.add(connection)
         try:

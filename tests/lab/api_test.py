@@ -3,14 +3,30 @@
 
 import contextlib
 import json
+import os
 import socket
 import subprocess
 import sys
 import time
+import unittest
 import urllib.parse
 
 import lab_case
 from rig.waiting import wait_for
+
+
+# Those that are ended from the other end are readable, with nothing or an error to read.
+_SILENT = """import select, socket, time
+held = [socket.create_connection(("127.0.0.1", int(sys.argv[1]))) for _ in range(100)]
+before = None
+while True:
+    ended = len(select.select(held, [], [], 0)[0])
+    if ended == before:
+        break
+    before = ended
+    time.sleep(1)
+print(len(held) - ended)
+"""
 
 
 class Api(lab_case.Case):
@@ -252,6 +268,35 @@ class Api(lab_case.Case):
         for path, kind in (("/", "<!DOCTYPE html>"), ("/main.js", "SPDX"), ("/style.css", "SPDX")):
             status, text = self.lab.request("GET", path)
             self.assertEqual((status, kind in text), (200, True), path)
+
+    @unittest.skipIf(os.geteuid() != 0, "needs another user to be")
+    def test_8_another_user_of_the_machine(self):
+        """He may not look into the folder; his connections take nothing from the nodes."""
+        self.lab.place.chmod(0o755)
+        self.addCleanup(self.lab.place.chmod, 0o700)
+        for path in ("", "lab.json", "timeline.jsonl", "nodes/ext-1.log", "nodes/ext-1/bus"):
+            said = self.as_nobody("open(sys.argv[1]); print('open')", self.lab.folder / path)
+            self.assertNotIn("open", said, path)
+            self.assertIn("Permission denied", said)
+        lab_port = urllib.parse.urlsplit(self.lab.url).port
+        ports = json.loads((self.lab.folder / "lab.json").read_text())["ports"]
+        for port, most in [(lab_port, 32)] + [
+            (ports[name], 0) for name in ("ext-1", "file-server")
+        ]:
+            self.assertLessEqual(self.held_of_nobody(port), most)
+        self.assertEqual(self.lab.ask("status")["nodes"]["ext-1"]["power"], "on")
+
+    def held_of_nobody(self, port) -> int:
+        """How many of a hundred silent connections stay open."""
+        return int(self.as_nobody(_SILENT, port).split()[-1])
+
+    @staticmethod
+    def as_nobody(text, *words) -> str:
+        return subprocess.run(
+            ["/usr/bin/python3", "-I", "-c", f"import sys; {text}", *map(str, words)],
+            user=65534, group=65534, extra_groups=[], cwd="/", text=True, check=False,
+            stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+        ).stdout  # fmt: skip
 
     def test_8_it_listens_on_loopback_alone(self):
         port = urllib.parse.urlsplit(self.lab.url).port
