@@ -7,19 +7,12 @@ import statistics
 import sys
 import time
 
-from selenium import webdriver
-from selenium.webdriver.chrome.options import Options
-from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 
+import browser as browsers
 import lab_case
 from rig.waiting import wait_for
-
-_OPTIONS = (
-    "--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage",
-    "--no-proxy-server", "--window-size=1280,1000",
-)  # fmt: skip
 
 # What a person with a screen reader, a keyboard or weak eyes would stumble over; each as a line.
 _AUDIT = """
@@ -84,12 +77,7 @@ class Page(lab_case.Case):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
-        options = Options()
-        options.binary_location = "/usr/bin/chromium"
-        for option in _OPTIONS:
-            options.add_argument(option)
-        options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-        cls.browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+        cls.browser = browsers.open_browser()
         cls.addClassCleanup(cls.browser.quit)
         cls.pictures.mkdir(parents=True, exist_ok=True)
         began = time.monotonic()
@@ -105,7 +93,7 @@ class Page(lab_case.Case):
 
     @classmethod
     def cards(cls):
-        return cls.browser.find_elements(By.CSS_SELECTOR, "article.card")
+        return browsers.cards(cls.browser)
 
     def card(self, name):
         return self.browser.find_element(By.XPATH, _CARD.format(name=name)).text
@@ -334,16 +322,12 @@ class Page(lab_case.Case):
         self.assertEqual(self.browser.title, "The lab")
 
     def test_7_events_are_on_the_page_at_once(self):
-        """From the moment that the lab knew to the moment that the page was told."""
-        self.browser.execute_async_script(
-            "const done = arguments[0]; window.seen = [];"
-            "import('./stream.js').then((m) => { m.listen((change) => change.marks.forEach("
-            "(one) => window.seen.push(Date.now() / 1000 - one.at))); done(); });"
-        )
+        """From the moment that the lab knew to the moment that the page was painted."""
+        browsers.watch_delays(self.browser)
         self.lab.tell("file-server", rate=2_000_000)
         self.offer(["all"], "4QZ3.0.0")
         self.wait_for_commit(["gateway", "ext-1", "ext-2"], "4QZ3.0.0")
-        waits = wait_for("marks", lambda: self.browser.execute_script("return window.seen"))
+        waits = wait_for("marks", lambda: browsers.delays(self.browser))
         median = statistics.median(waits)
         print(f"page: {len(waits)} events, {median * 1000:.0f} ms (median)", flush=True)
         self.assertGreater(len(waits), 30)
