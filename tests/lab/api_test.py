@@ -60,39 +60,6 @@ class Api(lab_case.Case):
         macs = {mark["text"].split(": ")[0] for mark in at_root}
         self.assertEqual(macs, {"02:00:5E:00:54:02", "02:00:5E:00:54:03"})
 
-    def test_2_the_plug_in_a_download(self):
-        self.lab.tell("file-server", rate=500_000)
-        self.offer(["ext-1"], "4QZ3.0.0")
-        self.lab.wait_for_nodes(
-            "a download", ["ext-1"], lambda node: (node["downloaded_bytes"] or 0) > 0
-        )
-        self.assertEqual(self.lab.tell("unplug", nodes=["ext-1"])["nodes"]["ext-1"]["code"], 0)
-        off = self.lab.ask("status")["nodes"]["ext-1"]
-        self.assertEqual((off["power"], off["stage"]), ("off", "off"))
-        refused = self.lab.tell("cancel", nodes=["ext-1"])["nodes"]["ext-1"]
-        self.assertEqual(refused, {"code": 3, "reason": "the node is off"})
-        self.lab.tell("file-server", rate=0)
-        self.lab.tell("plug", nodes=["ext-1"])
-        # It goes on by itself with what it had accepted.
-        self.wait_for_commit(["ext-1"], "4QZ3.0.0")
-        self.assertTrue(self.lab.marks(node="ext-1", kind="fault", text="power lost"))
-
-    def test_3_bad_images_and_servers(self):
-        self.offer(["ext-1"], "4QZ4.0.0", image="bit-flipped")
-        self.offer(["ext-2"], "4QZ4.0.0", image="wrong-checksum")
-        self.offer(["gateway"], "4QZ4.0.0", image="strange-signer")
-        ends = {"ext-1": 52, "ext-2": 51, "gateway": 52}
-        for name, code in ends.items():
-            self.lab.wait_for_nodes(
-                f"{name} ends with {code}",
-                [name],
-                lambda node, code=code: node["last_end"]["code"] == code,
-            )
-        self.assertEqual(
-            self.lab.tell("offer", nodes=["ext-1"], version="4QZ0.9.0")["nodes"]["ext-1"]["code"],
-            36,
-        )
-
     def test_4_processes_that_die_or_stand_still(self):
         for process, told in (
             ("host", "host-crashed"),
@@ -110,18 +77,6 @@ class Api(lab_case.Case):
         self.lab.tell("thaw", nodes=["ext-2"], process="host")
         self.assertEqual(self.lab.ask("status")["nodes"]["ext-2"]["frozen"], [])
 
-    def test_5_a_trial_that_fails(self):
-        self.lab.tell("health", nodes=["ext-2"], state="fails")
-        running = self.lab.ask("status")["nodes"]["ext-2"]["running_version"]
-        self.offer(["ext-2"], "4QZ5.0.0")
-        nodes = self.lab.wait_for_nodes(
-            "the old version runs again", ["ext-2"],
-            lambda node: node["failed_versions"] and node["stage"] == "idle"
-            and node["running_version"] == running,
-        )  # fmt: skip
-        self.assertEqual(nodes["ext-2"]["faults"], ["health-fails"])
-        self.lab.tell("health", nodes=["ext-2"], state="good")
-
     def test_5_the_power_at_a_change_of_the_storage(self):
         self.lab.tell("cut-power-at", nodes=["ext-1"], change=60, mode="tear")
         self.lab.wait_for_nodes(
@@ -134,35 +89,6 @@ class Api(lab_case.Case):
         self.assertIn("the power supply went at: ", lost["detail"])
         self.lab.tell("plug", nodes=["ext-1"])
         self.wait_for_commit(["ext-1"], "4QZ6.0.0")
-
-    def test_5_a_disk_that_is_full(self):
-        self.lab.tell("disk", nodes=["gateway"], state="full")
-        refused = self.lab.tell("offer", nodes=["gateway"], version="4QZ6.0.0")["nodes"]["gateway"]
-        self.assertEqual(refused["code"], 8, refused)
-        self.lab.tell("disk", nodes=["gateway"], state="good")
-        self.offer(["gateway"], "4QZ6.0.0")
-        self.wait_for_commit(["gateway"], "4QZ6.0.0")
-
-    def test_5_an_image_that_never_boots(self):
-        running = self.lab.ask("status")["nodes"]["ext-2"]["running_version"]
-        self.lab.tell("new-image", nodes=["ext-2"], state="never-boots")
-        self.offer(["ext-2"], "4QZ6.1.0")
-        self.lab.wait_for_nodes(
-            "it fell back", ["ext-2"],
-            lambda node: node["last_end"]["code"] == 55 and node["stage"] == "idle"
-            and node["running_version"] == running,
-        )  # fmt: skip
-        self.lab.tell("new-image", nodes=["ext-2"], state="boots")
-
-    def test_6_cut_off_from_the_mesh(self):
-        self.lab.tell("cable", nodes=["ext-1"], state="cut")
-        self.lab.tell("broker", state="stopped")
-        self.lab.wait_for_nodes(
-            "nobody is at the root", ["gateway"], lambda node: not node["root_connected"]
-        )
-        self.lab.tell("broker", state="running")
-        self.lab.tell("cable", nodes=["ext-1"], state="plugged")
-        self.lab.wait_for_nodes("all are", self.names(), lambda node: node["root_connected"])
 
     def test_7_verbs_of_the_command_line(self):
         def run(*words):
@@ -213,19 +139,6 @@ class Api(lab_case.Case):
             with contextlib.suppress(ValueError):
                 lines.append(json.loads(line))
         return lines
-
-    def test_7_an_activation_time_and_a_clock_that_runs(self):
-        answer = self.offer(["ext-2"], "4QZ8.0.0", policy=0)
-        self.assertIn("ticket", answer["ext-2"])
-        self.lab.wait_for_nodes(
-            "it waits for 03:00", ["ext-2"],
-            lambda node: [timer["name"] for timer in node["timers"]] == ["rebootTimer"],
-        )  # fmt: skip
-        self.lab.tell("speed", nodes=["ext-2"], times=600)
-        self.lab.tell("advance", nodes=["ext-2"], by="next-timer")
-        self.wait_for_commit(["ext-2"], "4QZ8.0.0")
-        self.lab.tell("speed", nodes=["ext-2"], times=1)
-        self.lab.tell("clock", nodes=["ext-2"], to="real")
 
     # Who may not.
 

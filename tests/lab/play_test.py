@@ -17,10 +17,13 @@ import xml.etree.ElementTree as xml
 import lab_case
 from rig.waiting import PATIENCE, wait_for
 
-# Of those that ship: a few that are quick, for every kind of step.
+# Of those that ship: quick ones, for every kind of step and of end.
 QUICK = (
-    "upgrade", "refused-unsigned", "refused-older", "window-trigger", "policy-0-summer-time",
-    "swap-policy-3", "trial-unhealthy-then-forgotten", "cancel-download", "gives-up-extender-cut",
+    "upgrade", "refused-unsigned", "refused-bit-flipped", "refused-checksum", "refused-older",
+    "window-trigger", "policy-0-at-three", "policy-0-summer-time", "swap-policy-3", "disk-full-refuses",
+    "trial-unhealthy-then-forgotten", "trial-never-boots", "cancel-download",
+    "power-lost-download", "power-lost-trial", "gives-up-extender-cut", "broker-restarts",
+    "offload-gateway",
 )  # fmt: skip
 
 # What is wrong in each, and what is said of it.

@@ -4,6 +4,7 @@ do. No node runs."""
 
 import os
 import pathlib
+import re
 import sys
 import tempfile
 import unittest
@@ -11,6 +12,7 @@ import unittest
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "desk"))
 
 from lab.operation import WrongCall  # noqa: E402  pylint: disable=wrong-import-position
+from lab.play.conditions import KINDS  # noqa: E402  pylint: disable=wrong-import-position
 from lab.play import shelf  # noqa: E402  pylint: disable=wrong-import-position
 from lab.play.duration import duration, seconds_of  # noqa: E402  pylint: disable=C0413
 from lab.play.script import Do, read_scenario  # noqa: E402  pylint: disable=wrong-import-position
@@ -108,6 +110,12 @@ class Text(unittest.TestCase):
         self.refused(
             f"{HEAD}unplug all\n{END}expect others words none", "x:5: others: there are none"
         )
+
+    def test_every_condition_is_told_in_the_docs(self):
+        page = (pathlib.Path(__file__).resolve().parents[2] / "docs/scenarios.md").read_text()
+        table = page.split("| Condition |")[1].split("\n\n")[0]
+        told = set(re.findall(r"`([a-z\-]+) ", table))
+        self.assertEqual(told, set(KINDS))
 
     def test_a_hostile_text(self):
         self.refused("title t\n" * 501, "more than 500 lines: split it")

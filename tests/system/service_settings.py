@@ -12,7 +12,7 @@ from node_place import Place
 from node_servers import FileServer
 from rig.waiting import wait_for
 
-COMMITTED, WRITTEN_ONLY, HANDED_OVER, GAVE_UP, SPENT, WRONG_SUM = 0, 57, 56, 54, 66, 51
+COMMITTED, WRITTEN_ONLY, GAVE_UP, SPENT, WRONG_SUM = 0, 57, 54, 66, 51
 HOUR = 3600
 
 
@@ -197,12 +197,6 @@ class Settings(node_case.Case):
         (node.folder / "configs/otad/settings.ini").unlink()  # node.conf has a 0
         node.start()
         self.assertEqual(node.live_until_end_of(ticket)["code"], COMMITTED)
-
-    def test_a_gateway_hands_over_to_itself(self):
-        node = self.node
-        end = node.live_until_end_of(node.offer(words=["--offload"]))
-        self.assertEqual(end["code"], HANDED_OVER)
-        self.assertEqual(len(node.events("extender-file-server")), 1)
 
 
 if __name__ == "__main__":

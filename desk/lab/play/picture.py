@@ -65,8 +65,8 @@ def page(shown: dict[str, Any], lanes: list[str], marks: list[Mark], end: float)
         f'<p class="failed">{html.escape(shown["reason"])}</p>\n' if shown["reason"] else "",
         _picture(_Scale(begin, end), lanes, marks),
         "\n<h2>Steps</h2>\n<table>\n",
-        *(_row(one["line"], one["state"], one["text"], one["found"], one["state"])
-          for one in shown["steps"]),
+        *(_row(one["line"], one["state"], one["text"], one["found"],
+               kind=one["state"]) for one in shown["steps"]),
         "</table>\n<h2>What happened</h2>\n<table>\n",
         *(_row(_moment(mark["at"], begin), mark["node"] or "lab", mark["kind"], _told(mark))
           for mark in marks),
@@ -84,11 +84,9 @@ def _told(mark: Mark) -> str:
     return f"{mark['text']}: {mark['detail']}" if mark["detail"] else str(mark["text"])
 
 
-def _row(*cells: Any) -> str:
-    """The last one may be the name of a state."""
+def _row(*cells: Any, kind: str = "") -> str:
     text = "".join(f"<td>{html.escape(str(cell))}</td>" for cell in cells)
-    kind = ' class="failed"' if cells[-1] == "failed" else ""
-    return f"<tr{kind}>{text}</tr>\n"
+    return f'<tr class="{kind}">{text}</tr>\n' if kind == "failed" else f"<tr>{text}</tr>\n"
 
 
 def _picture(scale: _Scale, lanes: list[str], marks: list[Mark]) -> str:
