@@ -31,7 +31,9 @@ from scale.verdict import Words, compare_words, flaws_of_disk, flaws_of_history
 PARTS = ("otad", "otactl", "ota-desk-host", "ota-image", "ota-boot-state")
 _THREADS = 2
 _TURN = 0.1  # seconds from one look at the nodes that do something to the next
-_SAMPLES = 10  # nodes a second whose memory is measured
+_MEASURES_APART, _WORDS_APART = 1.0, 10.0
+_SAMPLES = 10  # nodes whose memory is measured at a time
+_ROOT_LOOKS_APART = 0.5
 _SETTLES_WITHIN = 15.0  # until the last words are at their roots
 _MIDDLE = 0.5  # of the nodes were offered the image when the disturbance begins
 SERVER_GONE = 20.0  # seconds
@@ -81,7 +83,7 @@ class Fleet:
         self._phases: dict[str, machine.Stretch] = {}
         self._tasks: set["asyncio.Task[None]"] = set()
         self._slots = asyncio.Semaphore(wishes.at_once)
-        self._through = 0
+        self._through = self._measured = 0
         self._pool = concurrent.futures.ThreadPoolExecutor(
             _THREADS, "scale", initializer=this_thread_lasts
         )
@@ -155,7 +157,7 @@ class Fleet:
                 self._watches[seat.mesh] = RootWatch(node.node)
             await node.boot()
             while seat.is_gateway and not node.lost and not await node.is_at_the_root():
-                await asyncio.sleep(_TURN)
+                await asyncio.sleep(_ROOT_LOOKS_APART)
 
     @contextlib.contextmanager
     def _working(self, node: ScaleNode) -> Any:
@@ -194,22 +196,25 @@ class Fleet:
 
     async def _look_after(self) -> None:
         """One for all nodes: who asks for a reboot, what those that do something have told."""
-        turn = 0
-        measured = 0
+        says = measures = time.monotonic()
         while True:
             await asyncio.sleep(_TURN)
-            turn += 1
             for name in os.listdir(self._reboots):
                 self._reboot(name.replace(".", "/"))
             for node in list(self._at_work.values()):
                 node.look()
-            if turn % int(1 / _TURN) == 0 and self._at_work:
-                busy = list(self._at_work.values())
-                for one in range(min(_SAMPLES, len(busy))):
-                    self._measure(busy[(measured + one) % len(busy)])
-                measured += _SAMPLES
-            if turn % int(10 / _TURN) == 0:
+            if time.monotonic() >= measures + _MEASURES_APART:
+                measures = time.monotonic()
+                self._measure_some()
+            if time.monotonic() >= says + _WORDS_APART:
+                says = time.monotonic()
                 self._say(f"{len(self.nodes)} nodes, {self._through} through")
+
+    def _measure_some(self) -> None:
+        busy = list(self._at_work.values())
+        for _ in range(min(_SAMPLES, len(busy))):
+            self._measured += 1
+            self._measure(busy[self._measured % len(busy)])
 
     def _reboot(self, name: str) -> None:
         node = self._at_work.get(name)

@@ -14,19 +14,19 @@ import tempfile
 from typing import Any
 
 SCALE = pathlib.Path(__file__).resolve().parents[2] / "desk/scale"
-NODES, IN_A_MESH = 20, 10
+NODES, IN_A_MESH, AT_ONCE = 20, 10, 8
 EXTENDERS, WORDS = 18, 40
 
 
 class Run:
     """Of ./dev scale, in a folder of its own."""
 
-    def __init__(self, build: pathlib.Path) -> None:
+    def __init__(self, build: pathlib.Path, *more: str) -> None:
         os.umask(0o022)
         self.place = pathlib.Path(tempfile.mkdtemp(prefix="ota-scale-"))
         self.folder = self.place / "run"
-        words = ["--nodes", NODES, "--mesh-size", IN_A_MESH, "--json", "--run-dir", self.folder,
-                 "--build-dir", build]  # fmt: skip
+        words = ["--nodes", NODES, "--mesh-size", IN_A_MESH, "--at-once", AT_ONCE, "--json",
+                 "--run-dir", self.folder, "--build-dir", build, *more]  # fmt: skip
         # pylint: disable=consider-using-with
         self._process = subprocess.Popen(
             [sys.executable, "-B", str(SCALE), *map(str, words)],
@@ -85,6 +85,15 @@ def whole(run: Run) -> None:
     same("left", [*made["leftovers"], *run.folders_left()], [])
 
 
+def disturbed(run: Run) -> None:
+    """The broker is restarted, the file server is gone for a while: nobody is lost, no word is."""
+    made = run.end(0)
+    same("good", made["good"], True)
+    assert made["retries"]["downloads"] > 0, made["retries"]
+    assert made["messages"]["connections"] > 2 * NODES, made["messages"]
+    same("lost", made["lost"], {})
+
+
 def killed(run: Run) -> None:
     """The daemon of a node, which nobody starts again."""
     run.wait_for("bring up:")
@@ -113,12 +122,13 @@ def unheard(run: Run) -> None:
 
 def main() -> None:
     parser = argparse.ArgumentParser()
-    parser.add_argument("topic", choices=("whole", "killed", "unheard"))
+    parser.add_argument("topic", choices=("whole", "disturbed", "killed", "unheard"))
     parser.add_argument("--build-dir", type=pathlib.Path, required=True)
     options = parser.parse_args()
-    run = Run(options.build_dir)
+    topics = {"whole": whole, "disturbed": disturbed, "killed": killed, "unheard": unheard}
+    run = Run(options.build_dir, *(["--disturb"] if options.topic == "disturbed" else []))
     try:
-        {"whole": whole, "killed": killed, "unheard": unheard}[options.topic](run)
+        topics[options.topic](run)
     finally:
         run.close()
 
