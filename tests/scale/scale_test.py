@@ -14,7 +14,7 @@ import tempfile
 from typing import Any
 
 SCALE = pathlib.Path(__file__).resolve().parents[2] / "desk/scale"
-NODES, IN_A_MESH, AT_ONCE = 20, 10, 8
+NODES, IN_A_MESH = 20, 10
 EXTENDERS, WORDS = 18, 40
 
 
@@ -25,8 +25,8 @@ class Run:
         os.umask(0o022)
         self.place = pathlib.Path(tempfile.mkdtemp(prefix="ota-scale-"))
         self.folder = self.place / "run"
-        words = ["--nodes", NODES, "--mesh-size", IN_A_MESH, "--at-once", AT_ONCE, "--json",
-                 "--run-dir", self.folder, "--build-dir", build, *more]  # fmt: skip
+        words = ["--nodes", NODES, "--mesh-size", IN_A_MESH, "--json", "--run-dir", self.folder,
+                 "--build-dir", build, *more]  # fmt: skip
         # pylint: disable=consider-using-with
         self._process = subprocess.Popen(
             [sys.executable, "-B", str(SCALE), *map(str, words)],
@@ -125,10 +125,17 @@ def main() -> None:
     parser.add_argument("topic", choices=("whole", "disturbed", "killed", "unheard"))
     parser.add_argument("--build-dir", type=pathlib.Path, required=True)
     options = parser.parse_args()
-    topics = {"whole": whole, "disturbed": disturbed, "killed": killed, "unheard": unheard}
-    run = Run(options.build_dir, *(["--disturb"] if options.topic == "disturbed" else []))
+    topics = {
+        "whole": (whole, "--at-once", "8"),
+        "disturbed": (disturbed, "--at-once", "8", "--disturb"),
+        "killed": (killed, "--at-once", "8"),
+        # They wait for nothing but a broker that is not there.
+        "unheard": (unheard, "--at-once", "20"),
+    }
+    check, *more = topics[options.topic]
+    run = Run(options.build_dir, *more)
     try:
-        topics[options.topic](run)
+        check(run)
     finally:
         run.close()
 
