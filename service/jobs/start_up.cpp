@@ -102,7 +102,7 @@ void StartUp::finishBooted(const Request &offer, const ResumePlan &plan) {
         const std::string why = plan.trialFailure.empty() ? "" : "; " + plan.trialFailure;
         context_.events.finish(offer, *word,
                                {"the commit check says " + said + why, because(*word)});
-    } else if (plan.withoutWord == base::Outcome::activated && !trial.reason.empty()) {
+    } else if (plan.withoutWord != base::Outcome::commitFailed && !trial.reason.empty()) {
         // It runs but did not pass: the agent was not asked to report a commit.
         context_.events.finish(offer, base::Outcome::commitFailed,
                                {trial.reason, trial.step == TrialNow::Step::notStored

@@ -21,7 +21,7 @@ from rig.waiting import PATIENCE, wait_for
 QUICK = (
     "upgrade", "refused-unsigned", "refused-bit-flipped", "refused-checksum", "refused-older",
     "window-trigger", "policy-0-at-three", "policy-0-summer-time", "swap-policy-3", "disk-full-refuses",
-    "trial-unhealthy-then-forgotten", "trial-never-boots", "cancel-download",
+    "trial-unhealthy-then-forgotten", "trial-never-boots", "commit-by-hand", "cancel-download",
     "power-lost-download", "power-lost-trial", "gives-up-extender-cut", "broker-restarts",
     "offload-gateway",
 )  # fmt: skip
@@ -143,6 +143,7 @@ class Play(unittest.TestCase):
 
     def test_words_of_the_command_line(self):
         for words, said in (
+            ((), "name a scenario, or say --all"),
             (("--headless",), "name a scenario, or say --all"),
             (("--headless", "upgrade", "upgrade"), "upgrade is there twice"),
             (("--headless", "../upgrade.scenario"), "cannot read"),

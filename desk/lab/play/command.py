@@ -3,6 +3,7 @@
 
 import argparse
 import asyncio
+import contextlib
 import pathlib
 import signal
 import time
@@ -19,6 +20,7 @@ from rig.programs import Programs
 from rig.run_folder import RunFolder
 
 _PASSED, _FAILED = 0, 1
+_NONE_NAMED = "name a scenario, or say --all; --list tells those that ship"
 
 
 def parser() -> argparse.ArgumentParser:
@@ -46,7 +48,7 @@ def _read(words: Sequence[str], every: bool) -> list[Scenario]:
     names = [*words, *(shelf.names() if every else ())]
     scenarios = [read_scenario(*shelf.file_or_name(word)) for word in names]
     if not scenarios:
-        raise WrongScenario("name a scenario, or say --all")
+        raise WrongScenario(_NONE_NAMED)
     seen: set[str] = set()
     for scenario in scenarios:
         if scenario.name in seen:
@@ -101,8 +103,10 @@ async def _run(
 def _list() -> int:
     names = shelf.names()
     wide = max(map(len, names))
-    for name in names:
-        print(f"{name:{wide}}  {shelf.shipped(name).title}")
+    # Whoever reads it may have seen enough.
+    with contextlib.suppress(BrokenPipeError):
+        for name in names:
+            print(f"{name:{wide}}  {shelf.shipped(name).title}", flush=True)
     return _PASSED
 
 
@@ -112,4 +116,8 @@ def play(words: Sequence[str], in_the_lab: Callable[[argparse.Namespace], int]) 
         return _list()
     if options.nodes is not None and options.nodes < 1:
         raise Failure("--nodes: expected a number from 1 on")
-    return play_headless(options) if options.headless or options.all else in_the_lab(options)
+    if options.headless or options.all:
+        return play_headless(options)
+    if not options.scenarios:
+        raise WrongScenario(_NONE_NAMED)
+    return in_the_lab(options)

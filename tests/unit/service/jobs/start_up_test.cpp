@@ -162,6 +162,17 @@ TEST_F(Restart, behind_a_commit_whose_word_nobody_noted_tells_that_the_new_versi
     EXPECT_THAT(codesOf(ticket), ElementsAre(codeOf(Outcome::done)));
 }
 
+TEST_F(Restart, into_the_activated_bank_that_did_not_pass_is_no_commit) {
+    const std::uint64_t ticket = activate();
+    runFrom(node::Bank::b, kNew);
+    host_.on("start-up", {});
+    host_.on("start-up", {say(R"({"note":"trial-failed","bank":"b","version":"4QZ-2.0.0",)"
+                              R"("reason":"the health command ended with 1"})")});
+    startUp("boot-2");
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_THAT(codesOf(ticket), ElementsAre(codeOf(Outcome::commitFailed)));
+}
+
 TEST_F(Restart, into_the_old_bank_tells_that_the_activated_one_was_passed_over) {
     const std::uint64_t ticket = activate();
     startUp("boot-2");
