@@ -7,17 +7,19 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <new>
+#include <sys/mman.h>
 #include <system_error>
 #include <unistd.h>
 
 namespace node {
 
 void AlignedDelete::operator()(char *bytes) const {
-    ::operator delete[](bytes, std::align_val_t(kAlignment));
+    ::operator delete[](bytes, std::align_val_t(alignment));
 }
 
-AlignedBytes alignedBytes(std::size_t size) {
-    return AlignedBytes(static_cast<char *>(::operator new[](size, std::align_val_t(kAlignment))));
+AlignedBytes alignedBytes(std::size_t size, std::size_t alignment) {
+    return {static_cast<char *>(::operator new[](size, std::align_val_t(alignment))),
+            AlignedDelete{alignment}};
 }
 
 DirectFile::DirectFile(base::UniqueFd file) : file_(std::move(file)) {
@@ -106,9 +108,10 @@ ReadBack::ReadBack(base::UniqueFd bank, std::string path, std::uint64_t payloadS
     : path_(std::move(path)), size_(imageSize), bank_(std::move(bank)), sums_(payloadSize) {}
 
 base::Result<void> ReadBack::start() {
-    for (Buffer &buffer : buffers_) {
-        buffer.bytes = alignedBytes(kPiece);
-    }
+    // One large page is one piece of memory for the device, where small ones are hundreds. Only a
+    // wish: the kernel may have none.
+    memory_ = alignedBytes(kLargePage, kLargePage);
+    madvise(memory_.get(), kLargePage, MADV_HUGEPAGE);
     try {
         summer_ = std::jthread([this](const std::stop_token &stop) { sumAll(stop); });
         for (std::jthread &reader : readers_) {
@@ -142,10 +145,9 @@ base::Result<void> ReadBack::finish() {
 
 void ReadBack::readAll(const std::stop_token &stop) {
     for (std::uint64_t offset = 0; (offset = takeNext(stop)) < size_;) {
-        Buffer &buffer = bufferOf(offset);
         const std::size_t wanted = sizeAt(offset);
         std::chrono::nanoseconds time{};
-        if (!base::timed(time, [&] { return bank_.read(buffer.bytes.get(), wanted, offset); })) {
+        if (!base::timed(time, [&] { return bank_.read(bytesAt(offset), wanted, offset); })) {
             fail(errno == 0 ? path_ + ": ends before its " + std::to_string(size_) +
                                   " bytes were read back"
                             : base::systemReason(path_ + ": cannot be read back"));
@@ -154,7 +156,7 @@ void ReadBack::readAll(const std::stop_token &stop) {
         {
             const std::lock_guard lock(mutex_);
             timeToRead_ += time;
-            buffer.filledTo = offset + wanted;
+            filledTo_.at(bufferOf(offset)) = offset + wanted;
         }
         changed_.notify_all();
     }
@@ -188,16 +190,16 @@ void ReadBack::fail(const std::string &why) {
 
 void ReadBack::sumAll(const std::stop_token &stop) {
     for (std::uint64_t offset = 0; offset < size_;) {
-        Buffer &buffer = bufferOf(offset);
         const std::size_t wanted = sizeAt(offset);
         {
             std::unique_lock lock(mutex_);
-            if (!changed_.wait(lock, stop, [&] { return buffer.filledTo == offset + wanted; })) {
+            if (!changed_.wait(lock, stop,
+                               [&] { return filledTo_.at(bufferOf(offset)) == offset + wanted; })) {
                 return;
             }
         }
         base::timed(timeToSum_, [&] {
-            sums_.add(buffer.bytes.get(), wanted);
+            sums_.add(bytesAt(offset), wanted);
             return true;
         });
         offset += wanted;

@@ -24,13 +24,17 @@ namespace node {
 /* Where bytes must lie in memory and in the file to pass the cache by. */
 constexpr std::size_t kAlignment = 4096;
 
+/* What a large page of the kernel's holds, where it has them. */
+constexpr std::size_t kLargePage = 2 * 1024 * 1024;
+
 struct AlignedDelete {
+    std::size_t alignment = kAlignment;
     void operator()(char *bytes) const;
 };
 using AlignedBytes = std::unique_ptr<char[], AlignedDelete>;
 
-/* Memory that begins at a multiple of kAlignment; size is one too. */
-AlignedBytes alignedBytes(std::size_t size);
+/* Memory that begins at a multiple of the alignment; size is one too. */
+AlignedBytes alignedBytes(std::size_t size, std::size_t alignment = kAlignment);
 
 /*
  * What the device refuses to do past the cache, such as the part of a block at an image's end, goes
@@ -99,15 +103,10 @@ class ReadBack {
     std::chrono::nanoseconds timeToSum() const { return timeToSum_; }
 
   private:
-    // What is read at once; devices take large pieces faster than small ones.
-    static constexpr std::size_t kPiece = 256 * 1024;
-    // Two that are read into, one that waits, one that is summed.
+    // Two buffers that are read into, one that waits, one that is summed.
     static constexpr std::size_t kBuffers = 4;
-
-    struct Buffer {
-        AlignedBytes bytes;
-        std::uint64_t filledTo = 0; // where in the bank its piece ends
-    };
+    // What is read at once; devices take large pieces faster than small ones.
+    static constexpr std::size_t kPiece = kLargePage / kBuffers;
 
     void readAll(const std::stop_token &stop);
     void sumAll(const std::stop_token &stop);
@@ -116,9 +115,10 @@ class ReadBack {
     std::uint64_t takeNext(const std::stop_token &stop);
     void fail(const std::string &why);
     std::size_t sizeAt(std::uint64_t offset) const;
-    Buffer &bufferOf(std::uint64_t offset) {
-        return buffers_.at(static_cast<std::size_t>(offset / kPiece) % kBuffers);
+    static std::size_t bufferOf(std::uint64_t offset) {
+        return static_cast<std::size_t>(offset / kPiece) % kBuffers;
     }
+    char *bytesAt(std::uint64_t offset) const { return memory_.get() + bufferOf(offset) * kPiece; }
 
     const std::string path_;
     const std::uint64_t size_;
@@ -128,8 +128,9 @@ class ReadBack {
 
     std::mutex mutex_;
     std::condition_variable_any changed_;
-    std::array<Buffer, kBuffers> buffers_;
-    std::uint64_t synced_ = 0; // each of the three runs behind the one before
+    AlignedBytes memory_;
+    std::array<std::uint64_t, kBuffers> filledTo_{}; // where in the bank each one's piece ends
+    std::uint64_t synced_ = 0;                       // each of the three runs behind the one before
     std::uint64_t taken_ = 0;
     std::uint64_t summed_ = 0;
     base::Result<void> readIt_;

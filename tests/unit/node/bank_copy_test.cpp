@@ -15,18 +15,45 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <mutex>
+#include <set>
 #include <thread>
 #include <unistd.h>
 
 namespace {
 
 constexpr std::size_t kRegion = 16 * 1024 * 1024;     // what is synced at once
+constexpr std::size_t kPiece = 512 * 1024;            // what is read back at once
 constexpr auto kTick = std::chrono::milliseconds(25); // longer than one of any kernel's clock
 
 // What the stand-ins below do; the read-back calls them from threads of its own.
 std::function<int()> onDataSync;
 std::function<bool(int file, off_t at)> refusesRead; // with errno set; 0: the file ends
 std::atomic<std::uint64_t> bytesRead;
+
+// Which large pages of memory the pieces were read into.
+class LargePages {
+  public:
+    void clear() {
+        const std::lock_guard lock(mutex_);
+        pages_.clear();
+    }
+    void add(const void *piece) {
+        const std::lock_guard lock(mutex_);
+        pages_.insert(reinterpret_cast<std::uintptr_t>(piece) / kSize);
+    }
+    std::size_t count() {
+        const std::lock_guard lock(mutex_);
+        return pages_.size();
+    }
+
+  private:
+    static constexpr std::uintptr_t kSize = 2 * 1024 * 1024;
+
+    std::mutex mutex_;
+    std::set<std::uintptr_t> pages_;
+};
+LargePages readInto;
 
 class CopyingToABank : public InTemporaryDirectory {
   protected:
@@ -89,7 +116,8 @@ class CopyingToABank : public InTemporaryDirectory {
 TEST_F(CopyingToABank, WritesEveryByteOfAnyImageAndNoneBehindIt) {
     for (const std::size_t size :
          {std::size_t{300}, std::size_t{4096}, std::size_t{64 * 1024}, std::size_t{256 * 1024},
-          std::size_t{256 * 1024 + 1}, kRegion - 1, kRegion, kRegion + 1, 2 * kRegion + 777777}) {
+          std::size_t{256 * 1024 + 1}, std::size_t{512 * 1024}, std::size_t{512 * 1024 + 1},
+          kRegion - 1, kRegion, kRegion + 1, 2 * kRegion + 777777}) {
         makeWholeImage(size);
         ASSERT_TRUE(copy()) << whatIsWrong_;
         const std::string bank = readText(in("bank"));
@@ -114,6 +142,13 @@ TEST_F(CopyingToABank, ReadsBackOneRegionWhileTheNextIsWritten) {
     };
     EXPECT_TRUE(copy()) << whatIsWrong_;
     EXPECT_TRUE(cameBack);
+}
+
+TEST_F(CopyingToABank, ReadsBackIntoOneLargePageOfMemory) {
+    makeWholeImage(kRegion + 1000);
+    readInto.clear();
+    EXPECT_TRUE(copy()) << whatIsWrong_;
+    EXPECT_EQ(readInto.count(), 1U);
 }
 
 TEST_F(CopyingToABank, ReadsNothingBackThatIsNotSynced) {
@@ -301,6 +336,9 @@ extern "C" {
 ssize_t pread(int file, void *buffer, size_t size, off_t at) {
     if (refusesRead && refusesRead(file, at)) {
         return errno == 0 ? 0 : -1;
+    }
+    if (size == kPiece) {
+        readInto.add(buffer);
     }
     const auto load = ota::test::nextFunction<ssize_t(int, void *, size_t, off_t)>("pread");
     const ssize_t got = load(file, buffer, size, at);
