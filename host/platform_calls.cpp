@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The platform's calls that the host stands in front of: the agent's library, and the platform's
 // own, find these names in this executable first. So every platform's updates are followed alike.
+#include "host/code_pages.h"
 #include "host/platform_library.h"
 #include "host/supervisor_link.h"
 #include "host/trial.h"
@@ -57,6 +58,7 @@ void nalLogError(const char *function, int line, const char *format, ...) {
 int nal_writePassiveImage(const char *imagePath) {
     host::enterStage(host::Stage::writing);
     host::awaitReason();
+    host::giveBackCode(); // of the download above all
     const int answer = host::platformCalls().writePassiveImage(imagePath);
     if (answer != 0) {
         host::tellUnlessTold({"the platform did not write the image (it answered " +
