@@ -12,6 +12,7 @@ import sys
 import unittest
 
 import desk_run
+import own_network
 from rig.programs import Programs
 from rig.waiting import PATIENCE, wait_for
 
@@ -420,6 +421,7 @@ def main():
     parser.add_argument("--full-disk-library", default="")
     parser.add_argument("test")
     options = parser.parse_args()
+    own_network.enter(options.build_dir)
     Mishap.build = Images.build = options.build_dir.absolute()
     Mishap.stand_ins_agent = options.stand_ins_agent
     Mishap.full_disk_library = options.full_disk_library

@@ -8,6 +8,7 @@ import sys
 import unittest
 
 import desk_run
+import own_network
 
 COMPLETE = "OTA_SW_ACTIVATION_COMPLETE"
 COMMITTED = [COMPLETE, "OTA_SW_COMMIT_COMPLETE"]
@@ -213,6 +214,7 @@ def main():
     parser.add_argument("road", nargs="?", choices=sorted(ROADS))
     options = parser.parse_args()
     case = RoadList("test_every_road_is_registered") if options.road is None else Road("test_road")
+    own_network.enter(options.build_dir)
     Road.build = options.build_dir.absolute()
     Road.journal_library = options.journal_library
     Road.name = options.road

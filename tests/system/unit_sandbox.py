@@ -6,20 +6,17 @@ umask. System calls, address families, devices and control groups (so the limit 
 mimicked. The node's folder stands for the directories that systemd makes for the service.
 """
 
-import fcntl
 import os
 import pathlib
 import shlex
-import socket
-import struct
 import subprocess
 import sys
 
+import own_network
 from node import Node
 
 UNIT = pathlib.Path(__file__).resolve().parents[2] / "packaging/otad.service.in"
 ENTERED = "OTA_TEST_NAMESPACES"
-SIOCSIFFLAGS, IFF_UP = 0x8914, 1
 SCRIPT = """set -eu
 exists() { [ -e "$1" ] && [ -n "$1" ]; }
 again() { mount --bind "$1" "$1" && mount -o "remount,bind,$2" "$1"; }
@@ -95,13 +92,7 @@ def enter_namespaces():
     """Runs this program once more with a network and mounts of its own, where that is possible."""
     own = ["unshare", "--net", "--mount", "--propagation", "private"]
     if has_namespaces():
-        switch_loopback_on()
+        own_network.switch_loopback_on()
     elif subprocess.run([*own, "true"], check=False, capture_output=True).returncode == 0:
         os.environ[ENTERED] = "1"
         os.execvp(own[0], [*own, sys.executable, "-B", *sys.argv])
-
-
-def switch_loopback_on():
-    with socket.socket() as any_socket:
-        request = struct.pack("16sH14x", b"lo", IFF_UP)
-        fcntl.ioctl(any_socket, SIOCSIFFLAGS, request)
