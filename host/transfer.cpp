@@ -4,6 +4,7 @@
 // file server fills the node's memory or its disk, and no user of the node keeps it from its
 // downloads by holding the few local ports that they leave from.
 #include "base/text.h"
+#include "host/code_pages.h"
 #include "host/download_file.h"
 #include "host/platform_library.h"
 #include "host/update_notes.h"
@@ -383,6 +384,7 @@ extern "C" CURLcode curl_easy_setopt(CURL *curl, CURLoption option, ...) {
 }
 
 extern "C" CURLcode curl_easy_perform(CURL *curl) {
+    host::giveBackCode(); // of the start
     const CURLcode result = host::performFromSomePort(host::performBounded, curl);
     host::tellTransfer(curl, result);
     return result;
