@@ -63,6 +63,13 @@ std::int64_t readFully(int fd, void *buffer, std::size_t size) {
     return static_cast<std::int64_t>(done);
 }
 
+void closeFrom(int first) {
+    constexpr int kNoneBeyond = 256;
+    for (int descriptor = first; descriptor < kNoneBeyond; ++descriptor) {
+        close(descriptor);
+    }
+}
+
 bool writeFully(int fd, const void *bytes, std::size_t size) {
     std::size_t done = 0;
     while (done < size) {

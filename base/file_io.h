@@ -34,6 +34,9 @@ class UniqueFd {
     int fd_;
 };
 
+/* Closes every descriptor from this one on, in a child that is none of this program any more. */
+void closeFrom(int first);
+
 /* "what: reason of errno". */
 std::string systemReason(std::string_view what);
 

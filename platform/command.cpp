@@ -29,9 +29,7 @@ constexpr timespec kGlance = {0, 20'000'000};
         dup2(nothing, STDIN_FILENO);
     }
     // Sockets of the node are not the command's: a child of it could hold them open for ever.
-    for (int descriptor = STDERR_FILENO + 1; descriptor < 256; ++descriptor) {
-        close(descriptor);
-    }
+    base::closeFrom(STDERR_FILENO + 1);
     execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char *>(nullptr));
     _exit(kCannotRun);
 }

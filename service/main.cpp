@@ -4,7 +4,9 @@
 #include "service/daemon.h"
 #include "service/event_log.h"
 #include "service/loop.h"
+#include "service/loop_watch.h"
 #include "service/options.h"
+#include "service/syslog_relay.h"
 
 #include "base/file_io.h"
 #include "base/outcome.h"
@@ -56,6 +58,12 @@ bool makeStateDirectory(const std::string &path) {
 int main(int argc, char **argv) {
     returnLargeMemory();
     const service::Options options = service::readOptions(argc, argv);
+    service::SyslogRelay relay;
+    if (options.syslog && !options.check) {
+        if (const auto started = relay.start(); !started) {
+            service::logError(started.error().text + "; the log stays on standard error");
+        }
+    }
     const int configWrong = base::rowOf(base::Outcome::configWrong).code;
     const auto [config, findings] =
         service::checkConfig({options.host, options.library, options.config});
@@ -80,5 +88,7 @@ int main(int argc, char **argv) {
     }
     blockSignals();
     const service::EventLoop loop = service::newLoop();
+    relay.watch(loop.get());
+    const service::LoopWatch watch(loop.get(), options.watchdog);
     return service::Daemon(loop.get(), options, config).run();
 }

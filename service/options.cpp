@@ -15,6 +15,7 @@ namespace {
 
 constexpr const char *kBootIdFile = "/proc/sys/kernel/random/boot_id";
 constexpr std::size_t kLongestBootId = 128;
+constexpr std::int64_t kLongestHang = 3600; // seconds
 
 std::string kernelBootId() {
     const auto text = base::readWholeFile(kBootIdFile, kLongestBootId);
@@ -51,6 +52,14 @@ Options readOptions(int argc, char **argv) {
                      "address of the bus (default: the system bus)"},
                     {"--boot-id", base::text("TEXT", options.bootId),
                      "names this boot of the node (default: the kernel's)"},
+                    {"--syslog", base::flag(options.syslog),
+                     "log to syslog, not to standard error"},
+                    {"--watchdog",
+                     base::wholeNumber("SECONDS", 0, kLongestHang,
+                                       [&options](std::int64_t given) {
+                                           options.watchdog = std::chrono::seconds(given);
+                                       }),
+                     "end where the service hangs so long (default: 0, never)"},
                     {"--check", base::flag(options.check), "check the configuration and end"}},
         .version = OTA_VERSION};
     base::parseOrExit(program, argc, argv);

@@ -15,6 +15,9 @@ struct Options {
     std::string bus;     // address; empty: the system bus
     std::string bootId;  // names this boot of the node; another one means that it was booted since
     bool check = false;  // only check the configuration
+    bool syslog = false; // what would be told on standard error goes there
+    /* So long the loop may hang until the process ends; 0: for ever. */
+    std::chrono::seconds watchdog{0};
     /* At most so long the host's start waits for the bus; only tests want another time. */
     std::chrono::milliseconds busPatience{std::chrono::seconds(10)};
     /* From an activation to the reboot that it asked for; only tests want another time. */

@@ -19,14 +19,17 @@ Options read(std::vector<std::string> arguments) {
 }
 
 TEST(DaemonOptions, are_taken_as_given) {
-    const Options options = read({"otad", "--config", "c", "--host", "h", "--library", "l", "--bus",
-                                  "unix:path=/b", "--boot-id", "7", "--check"});
+    const Options options =
+        read({"otad", "--config", "c", "--host", "h", "--library", "l", "--bus", "unix:path=/b",
+              "--boot-id", "7", "--check", "--syslog", "--watchdog", "30"});
     EXPECT_EQ(options.config, "c");
     EXPECT_EQ(options.host, "h");
     EXPECT_EQ(options.library, "l");
     EXPECT_EQ(options.bus, "unix:path=/b");
     EXPECT_EQ(options.bootId, "7");
     EXPECT_TRUE(options.check);
+    EXPECT_TRUE(options.syslog);
+    EXPECT_EQ(options.watchdog, std::chrono::seconds(30));
 }
 
 TEST(DaemonOptions, left_out_are_those_of_an_installed_node) {
@@ -36,6 +39,8 @@ TEST(DaemonOptions, left_out_are_those_of_an_installed_node) {
     EXPECT_TRUE(options.library.ends_with("/libotaSwAgent.so")) << options.library;
     EXPECT_EQ(options.bus, "");
     EXPECT_FALSE(options.check);
+    EXPECT_FALSE(options.syslog);
+    EXPECT_EQ(options.watchdog.count(), 0);
     EXPECT_EQ(options.bootId.size(), 36U) << "the kernel's: " << options.bootId;
 }
 
