@@ -81,7 +81,7 @@ void JobRunner::hostDone(const cJSON &message) {
     case JobState::startingUp:
         return startUp_.takeUp(message, cancellation_.isUnderWay());
     case JobState::restoring:
-        return startUp_.goOn();
+        return startUp_.prepared(done);
     case JobState::abandoning:
         cancellation_.finish(done);
         return startUp_.abandoned();

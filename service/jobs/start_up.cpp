@@ -61,6 +61,8 @@ void StartUp::takeUp(const cJSON &message, bool cancelled) {
     finishWhatEnded(plan);
     gaveUp_ = gaveUp_ || plan.takeBack;
     beginAnew_ = plan.beginAnew && plan.redo;
+    givesUp_ = false;
+    notGivenUp_.clear();
     // Also of a fresh agent: a call that breaks off begins again with the times that it knew.
     agentIsFresh_ = ledger.memory.empty();
     if (agentIsFresh_) {
@@ -131,11 +133,19 @@ void StartUp::restoreMemory() {
     parts_.host.send(restore);
 }
 
+void StartUp::prepared(const base::Result<void> &done) {
+    if (std::exchange(givesUp_, false) && !done) {
+        notGivenUp_ = done.error().text;
+    }
+    goOn();
+}
+
 void StartUp::goOn() {
     Ledger &ledger = context_.ledger();
     context_.deps.board.setStage("");
     if (std::exchange(beginAnew_, false)) {
         context_.state = JobState::restoring;
+        givesUp_ = true;
         return parts_.host.send(base::message({{"event", "begin-anew"}}));
     }
     if (ledger.running && parts_.address.mustWait(ledger.running->request)) {
@@ -157,13 +167,20 @@ void StartUp::goOn() {
     callbacks_.idle();
 }
 
-// What came of the image before is not gone on with: the agent fetches it from its first byte.
+// What came of the image before is not gone on with: the agent fetches it from its first byte. An
+// image that was written and stays counts for the agent as one that waited already.
 void StartUp::recordTakenUp(const Request &request) {
     HistoryLine line = JobEvents::lineOf("taken-up", request);
     line.reason = "it had broken off";
     if (const std::uint64_t bytes = context_.deps.board.bytesOfImage(request.version); bytes > 0) {
         line.reasonCode = base::Reason::begunAnew;
         line.reason += "; a download begins anew after " + std::to_string(bytes) + " bytes";
+    }
+    if (const std::string why = std::exchange(notGivenUp_, {}); !why.empty()) {
+        line.outcome = base::Outcome::waiting;
+        line.reasonCode = base::Reason::imageNotGivenUp;
+        line.reason += "; " + why;
+        line.next = base::rowOf(line.reasonCode).remedy;
     }
     context_.events.record(line);
 }

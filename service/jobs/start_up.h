@@ -43,6 +43,8 @@ class StartUp {
     void abandoned();
     /* The agent gets back what it remembered, unless a start-up gave it that. */
     void restoreMemory();
+    /* The host has done what it was told after that, or says why it could not. */
+    void prepared(const base::Result<void> &done);
     /* Behind start-up and restore: the broken call again, or the next request. */
     void goOn();
 
@@ -61,6 +63,8 @@ class StartUp {
     bool toldNoTrials_ = false;
     bool waitingIsNew_ = false; // this host process was told of no taking up of the waiting offer
     bool beginAnew_ = false;    // what the broken call has written is still to be given up
+    bool givesUp_ = false;      // the host was told to
+    std::string notGivenUp_;    // why it could not; empty: it could, or nothing was to be
     bool gaveUp_ = false;       // what the request left is still to be taken back
 };
 

@@ -68,6 +68,19 @@ TEST_F(Restart, does_a_call_again_that_wrote_its_image_as_it_was_done_the_first_
                                            "begin-anew", "new-image", "ack -1"));
 }
 
+TEST_F(Restart, tells_that_the_written_image_could_not_be_given_up) {
+    const std::uint64_t ticket = breakOffACall();
+    runFrom(node::Bank::a, kOld, kNew);
+    host_.on("begin-anew", {doneWith(R"({"failed":"this platform gives none up"})")});
+    host_.on("new-image", {report("NO_OTA_SW_UPGRADE")});
+    startUp();
+    ASSERT_TRUE(turnUntil([&] { return finished(ticket); }));
+    EXPECT_THAT(told("taken-up"), ElementsAre(std::to_string(ticket) + " " +
+                                              std::to_string(codeOf(Outcome::waiting)) +
+                                              " it had broken off; this platform gives none up"));
+    EXPECT_EQ(reasonCodeOf("taken-up"), "image-not-given-up");
+}
+
 TEST_F(Restart, does_a_call_again_for_which_the_image_waited_with_the_image) {
     runFrom(node::Bank::a, kOld, kNew);
     const std::uint64_t ticket = breakOffACall();
