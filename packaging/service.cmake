@@ -1,9 +1,10 @@
 # SPDX-License-Identifier: MIT
-# The service, its host process and what bus and systemd read. Its tools are a component of their own.
+# The service, its host process and what bus and init system read. Its tools are a component of their own.
 set(OTA_BUS_GROUP otaswagent CACHE STRING "The group whose members may call the upgrade service")
 set(OTA_SYSTEMD_DIR lib/systemd/system CACHE STRING "Folder of the systemd units, below the prefix")
 set(OTA_SYSUSERS_DIR lib/sysusers.d CACHE STRING "Folder for the group, below the prefix")
 set(OTA_TMPFILES_DIR lib/tmpfiles.d CACHE STRING "Folder for what a boot makes, below the prefix")
+set(OTA_INIT_DIR /etc/init.d CACHE STRING "Folder of the init scripts, without systemd")
 
 configure_file(velmo.otaSwAgent.conf.in velmo.otaSwAgent.conf @ONLY)
 configure_file(otaSwAgent.sysusers.in otaSwAgent.conf @ONLY)
@@ -24,9 +25,18 @@ ota_install_files(${CMAKE_INSTALL_DOCDIR}
   ${PROJECT_SOURCE_DIR}/node/node.conf.example
   ${PROJECT_SOURCE_DIR}/docs/boot.cmd
   ${PROJECT_SOURCE_DIR}/docs/codes.md)
+# What starts the service: a unit, or an init script.
+if(OTA_SYSTEMD)
+  set(unit otad.service)
+  set(unit_dir ${OTA_SYSTEMD_DIR})
+else()
+  set(unit otad.init)
+  set(unit_dir ${OTA_INIT_DIR})
+endif()
 install(CODE "set(source \"${CMAKE_CURRENT_SOURCE_DIR}\")
 set(binary \"${CMAKE_CURRENT_BINARY_DIR}\")
-set(unit_dir \"${OTA_SYSTEMD_DIR}\")
+set(unit \"${unit}\")
+set(unit_dir \"${unit_dir}\")
 set(sbin \"${CMAKE_INSTALL_SBINDIR}\")
 set(lib \"${OTA_LIBRARY_DIR}\")
 set(libexec \"${CMAKE_INSTALL_LIBEXECDIR}\")

@@ -44,6 +44,7 @@ OE_FOLDERS = {
     "docdir": "/usr/share/doc",
     "mandir": "/usr/share/man",
     "systemd_system_unitdir": "/usr/lib/systemd/system",
+    "STARTED_BY": "/usr/lib/systemd/system/otad.service",
 }
 # OpenWrt's own files, as far as this package calls them.
 OPENWRT_STANDS_FOR = {
@@ -117,7 +118,7 @@ class Yocto(Case):
         for line in joined.splitlines():
             if not line or line.startswith("#"):
                 continue
-            if re.fullmatch(r"inherit( [a-z_]+)+", line):
+            if re.fullmatch(r"inherit( [a-z_.-]+)+", line):
                 values["inherit"] = line.split()[1:]
                 continue
             match = VARIABLE.fullmatch(line)
@@ -224,6 +225,43 @@ class OpenWrt(Case):
             check=False,
         )
         self.assertEqual(done.returncode, 0, done.stdout)
+
+    def procd(self, config):
+        """What the init script asks procd for: its functions write down how they are called."""
+        script = (OPENWRT / "otad/files/otad.init").read_text()
+        for folder in ("/etc/ota", "/tmp/o", "/var/log", "/etc/otaSwAgent"):
+            script = re.sub(rf"(?<![\w/]){folder}\b", f"{self.folder}{folder}", script)
+        (self.folder / "tmp").mkdir(exist_ok=True)
+        if config:
+            config = self.folder / "etc/otaSwAgent/node.conf"
+            config.parent.mkdir(parents=True)
+            config.touch()
+        note = "printf '%s ' \"$@\"; echo"
+        functions = "".join(
+            f"procd_{name}() {{ printf '{name} '; {note}; }}\n"
+            for name in ("open_instance", "set_param", "close_instance")
+        )
+        done = subprocess.run(
+            ["sh", "-euc", f"{functions}{script}\nstart_service"],
+            capture_output=True,
+            text=True,
+            check=True,
+        )
+        return [line.strip() for line in done.stdout.splitlines()]
+
+    def test_procd_starts_what_is_installed_and_never_gives_it_up(self):
+        self.assertEqual(self.procd(config=False), [])
+        asked = self.procd(config=True)
+        self.assertEqual((asked[0], asked[-1]), ("open_instance", "close_instance"))
+        self.assertIn("set_param respawn 3600 5 0", asked)
+        (command,) = [line.split()[2:] for line in asked if line.startswith("set_param command")]
+        self.assertLessEqual({"--syslog", "--watchdog"}, set(command))
+        files = installed(self.folder / "given", "library", "service")
+        for word in command:
+            if word.startswith("/usr/"):
+                self.assertIn(word, files)
+        for name, mode in (("etc/ota", 0o750), ("etc/ota/log", 0o750), ("tmp/o", 0o755)):
+            self.assertEqual((self.folder / name).stat().st_mode & 0o777, mode, name)
 
     def test_what_is_installed_is_what_the_build_gives(self):
         given = self.folder / "given"

@@ -36,6 +36,12 @@ class Documented(unittest.TestCase):
             files, {name: f"${{sourceDir}}/cmake/targets/{name}.cmake" for name in matrix.TARGETS}
         )
 
+    def test_the_node_without_systemd_has_a_preset_that_is_one(self):
+        presets = json.loads((ROOT / "CMakePresets.json").read_text())["configurePresets"]
+        (preset,) = [row for row in presets if row["name"] == matrix.NO_SYSTEMD]
+        self.assertEqual(preset["cacheVariables"], {"OTA_SYSTEMD": "OFF"})
+        self.assertIn(f"./dev matrix {matrix.NO_SYSTEMD}", PAGE)
+
     def test_the_compiler_of_every_target_is_installed(self):
         front_door = (ROOT / "dev").read_text()
         for name, settings in TOOLCHAINS.items():

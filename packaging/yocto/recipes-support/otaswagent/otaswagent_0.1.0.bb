@@ -5,7 +5,7 @@ SECTION = "base"
 LICENSE = "MIT"
 LIC_FILES_CHKSUM = "file://LICENSE;md5=43bb698847457d6589548c83edd75dcb"
 
-inherit cmake pkgconfig systemd useradd externalsrc
+inherit cmake pkgconfig systemd update-rc.d useradd externalsrc
 
 # The layer lies in the tree that it builds.
 EXTERNALSRC = "${@os.path.abspath(d.getVar('THISDIR') + '/../../../..')}"
@@ -31,7 +31,8 @@ FILES:libotaswagent = "${libdir}/libotaSwAgent.so ${libdir}/libotaGuard.so"
 FILES:ota-tools = "${bindir}/ota-config ${bindir}/ota-image ${bindir}/ota-platform-check \
     ${sbindir}/ota-boot-state ${datadir}/bash-completion/completions/ota-platform-check"
 FILES:otactl = "${bindir}/otactl ${datadir}/bash-completion/completions/otactl"
-FILES:otad = "${sbindir}/otad ${libexecdir}/otaSwAgent ${systemd_system_unitdir}/otad.service \
+STARTED_BY = "${@bb.utils.contains('PACKAGECONFIG', 'systemd', '${systemd_system_unitdir}/otad.service', '${sysconfdir}/init.d', d)}"
+FILES:otad = "${sbindir}/otad ${libexecdir}/otaSwAgent ${STARTED_BY} \
     ${prefix}/lib/sysusers.d/otaSwAgent.conf ${prefix}/lib/tmpfiles.d/otaSwAgent.conf \
     ${datadir}/dbus-1/system.d/velmo.otaSwAgent.conf \
     ${datadir}/dbus-1/interfaces/velmo.otaSwAgent.xml"
@@ -51,3 +52,6 @@ GROUPADD_PARAM:otad = "--system otaswagent"
 
 SYSTEMD_PACKAGES = "${@bb.utils.contains('PACKAGECONFIG', 'service', 'otad', '', d)}"
 SYSTEMD_SERVICE:otad = "otad.service"
+INITSCRIPT_PACKAGES = "${SYSTEMD_PACKAGES}"
+INITSCRIPT_NAME:otad = "otad"
+INITSCRIPT_PARAMS:otad = "defaults"
