@@ -15,16 +15,17 @@ KeptState::KeptState(sd_event *loop, const node::Config &config)
     : book(disk, config.stateDirectory + "/requests.json"),
       history(disk, config.stateDirectory + "/history.jsonl", config.historySize,
               config.historyFiles, logError),
-      settings(config, disk),
+      counters(disk, config.stateDirectory + "/counters.json"), settings(config, disk),
       diskDone(loop, disk.fd(), EPOLLIN, [this](std::uint32_t) { disk.dispatch(); }) {}
 
 Daemon::Daemon(sd_event *loop, Options options, const node::Config &config)
     : loop_(loop), options_(std::move(options)), config_(config), kept_(loop, config_),
       timers_(loop, [this](const std::string &name) { jobs_.queue().timerRanOut(name); }),
       board_(loop, config_, kept_.book, timers_, [this] { bus_.statusChanged(); }),
-      handler_({config_, kept_.book, board_, bus_, kept_.history, eventLog_, jobs_, kept_.settings,
-                root_}),
-      bus_(loop, options_.bus, handler_), eventLog_(loop, kept_.history, board_, bus_),
+      handler_({config_, kept_.book, board_, bus_, kept_.history, kept_.counters, eventLog_, jobs_,
+                kept_.settings, root_}),
+      bus_(loop, options_.bus, handler_),
+      eventLog_(loop, kept_.history, board_, bus_, kept_.counters),
       root_(loop, config_, bus_, board_, eventLog_),
       jobs_({loop, config_, options_.bootId, kept_.book, eventLog_, board_, bus_, timers_,
              options_.rebootPatience},
@@ -55,7 +56,19 @@ int Daemon::run() {
 
 void Daemon::loadWhatWasKept() {
     TicketsTold tickets;
-    kept_.history.load([&tickets](const std::string &line) { tickets.take(line); });
+    const auto counted = kept_.counters.load();
+    kept_.history.load([&](const std::string &line) {
+        tickets.take(line);
+        kept_.counters.count(line);
+    });
+    kept_.history.numberFrom(kept_.counters.upTo());
+    if (!counted) {
+        eventLog_.record({.event = "counters-damaged",
+                          .outcome = base::Outcome::failed,
+                          .reasonCode = base::Reason::stateDamaged,
+                          .reason = counted.error().text + "; counted anew from the history",
+                          .next = "expect counters that are lower than before"});
+    }
     if (const auto loaded = kept_.settings.load(); !loaded) {
         logError(loaded.error().text);
     }
@@ -145,6 +158,7 @@ void Daemon::tellReady(const char *state) {
 }
 
 void Daemon::end(int exitCode) {
+    kept_.counters.keep();
     sd_notify(0, "STOPPING=1");
     sd_event_exit(loop_, exitCode);
 }

@@ -10,6 +10,7 @@
 #include "service/options.h"
 #include "service/request_book.h"
 #include "service/request_handler.h"
+#include "service/state/counters.h"
 #include "service/state/disk_writer.h"
 #include "service/state/history.h"
 
@@ -27,6 +28,7 @@ struct KeptState {
     DiskWriter disk;
     RequestBook book;
     History history;
+    Counters counters;
     NodeSettings settings;
     Watched diskDone;
 };

@@ -67,15 +67,35 @@ void EventLog::tellLeftOut() {
     }
 }
 
+void EventLog::endStage() {
+    if (!stage_.empty()) {
+        left_ = {std::exchange(stage_, {}), bootNowMs() - stageSinceMs_};
+    }
+}
+
+// Of a download the board has the bytes until the next call begins.
+void EventLog::noteStage(HistoryLine &line) {
+    line.left = std::exchange(left_, {});
+    if (line.left.name == "downloading") {
+        line.left.bytes = board_.lastStatus().downloadedBytes;
+    }
+    if (line.event == "stage") {
+        stage_ = line.stage;
+        stageSinceMs_ = bootNowMs();
+    }
+}
+
 void EventLog::tellNow(HistoryLine line) {
     const NodeStatus &status = board_.lastStatus();
     if (line.stage.empty()) {
         line.stage = status.stage;
     }
+    noteStage(line);
     line.number = history_.nextNumber();
     const std::string node = status.mac.empty() ? status.serial : status.mac;
     const std::string text = formatHistoryLine(line, std::time(nullptr), node);
     history_.add(text);
+    counters_.count(text);
     bus_.raiseHistory(text);
     // Stages and reports are in the agent's own log lines already.
     if (line.event != "stage" && line.event != "status") {

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
-// Tells every event of the node in three places: history file, bus, log.
+// Tells every event of the node in three places, history file, bus and log, and counts it.
 #ifndef SERVICE_EVENT_LOG_H
 #define SERVICE_EVENT_LOG_H
 
 #include "service/bus/bus_service.h"
 #include "service/loop.h"
 #include "service/sender_limit.h"
+#include "service/state/counters.h"
 #include "service/state/history.h"
 #include "service/status_board.h"
 
@@ -16,8 +17,11 @@ namespace service {
 
 class EventLog {
   public:
-    EventLog(sd_event *loop, History &history, const StatusBoard &board, BusService &bus)
-        : history_(history), board_(board), bus_(bus), leftOut_(loop, [this] { tellLeftOut(); }) {}
+    /* All of them outlive this. */
+    EventLog(sd_event *loop, History &history, const StatusBoard &board, BusService &bus,
+             Counters &counters)
+        : history_(history), board_(board), bus_(bus), counters_(counters),
+          leftOut_(loop, [this] { tellLeftOut(); }) {}
 
     /* Time, node and stage are added here; a line without an outcome is one that went well. */
     void record(HistoryLine line);
@@ -34,13 +38,21 @@ class EventLog {
     bool keepsForLater(const std::string &sender) { return limit_.keepsForLater(sender); }
     bool isBehind() const { return history_.isBehind(); }
 
+    /* The stage of the call that runs is over: the next line tells how long it lasted. */
+    void endStage();
+
   private:
     void tellNow(HistoryLine line);
+    void noteStage(HistoryLine &line);
     void tellLeftOut();
 
     History &history_;
     const StatusBoard &board_;
     BusService &bus_;
+    Counters &counters_;
+    std::string stage_; // that is measured; empty: none is
+    std::int64_t stageSinceMs_ = 0;
+    StageLeft left_; // and not yet told
     SenderLimit limit_;
     Alarm leftOut_;
 };

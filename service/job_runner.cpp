@@ -101,6 +101,7 @@ void JobRunner::hostDone(const cJSON &message) {
 
 void JobRunner::callDone(const cJSON &message) {
     host_.failures().countAnew();
+    context_.deps.eventLog.endStage();
     if (series_.reportEnd(message)) {
         return;
     }

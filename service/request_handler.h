@@ -30,6 +30,7 @@ struct Services {
     StatusBoard &board;
     BusService &bus;
     History &history;
+    const Counters &counters;
     EventLog &eventLog;
     JobRunner &jobs;
     NodeSettings &settings;
@@ -50,6 +51,9 @@ class RequestHandler final : public BusCalls {
     void changeSetting(std::string name, std::string value, Answer answer) override;
     std::vector<std::string> history(std::uint32_t count) override;
     std::vector<std::pair<std::string, std::string>> explain() override;
+    const std::map<std::string, std::uint64_t> &counters() override {
+        return services_.counters.all();
+    }
     const NodeStatus &status() override;
 
   private:

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <sys/types.h>
 #include <utility>
@@ -43,6 +44,8 @@ class BusCalls {
     virtual std::vector<std::string> history(std::uint32_t count) = 0;
     // Topics and sentences.
     virtual std::vector<std::pair<std::string, std::string>> explain() = 0;
+    // How often what happened; the names are those of Counters.
+    virtual const std::map<std::string, std::uint64_t> &counters() = 0;
     // Asked once for each property that is read, so it only looks at what is known. The reference
     // holds until the next call.
     virtual const NodeStatus &status() = 0;

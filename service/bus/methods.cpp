@@ -162,6 +162,12 @@ int explain(sd_bus_message *call, BusCalls &calls) {
     });
 }
 
+int counters(sd_bus_message *call, BusCalls &calls) {
+    return replyRows(call, "(st)", calls.counters(), [](auto *reply, const auto &counter) {
+        return sd_bus_message_append(reply, "(st)", busText(counter.first).c_str(), counter.second);
+    });
+}
+
 } // namespace
 
 void addMethods(std::vector<sd_bus_vtable> &vtable) {
@@ -190,6 +196,8 @@ void addMethods(std::vector<sd_bus_vtable> &vtable) {
                                               SD_BUS_PARAM(lines), guarded<history>, kFromAnybody));
     vtable.push_back(SD_BUS_METHOD_WITH_NAMES("Explain", "", "", "a(ss)", SD_BUS_PARAM(sentences),
                                               guarded<explain>, kFromAnybody));
+    vtable.push_back(SD_BUS_METHOD_WITH_NAMES("Counters", "", "", "a(st)", SD_BUS_PARAM(counters),
+                                              guarded<counters>, kFromAnybody));
 }
 
 } // namespace service

@@ -12,6 +12,7 @@ void CallProgress::hostReaches(const std::string &stage) {
          (context_.state == JobState::busy || context_.state == JobState::startingUp))) {
         return;
     }
+    context_.deps.eventLog.endStage();
     // The agent may go on behind the reboot that it asked for; the node goes down.
     if (!context_.observed.activated || stage == "rebooting") {
         context_.deps.board.setStage(stage);

@@ -72,6 +72,11 @@ std::string formatHistoryLine(const HistoryLine &line, std::time_t now, const st
     add("reason_code", reason.name);
     add("reason", line.reason);
     add("next", line.next);
+    if (!line.left.name.empty()) {
+        add("left", line.left.name);
+        base::add(object.get(), "left_ms", line.left.lastedMs);
+        base::add(object.get(), "left_bytes", line.left.bytes);
+    }
     return base::printed(object.get());
 }
 

@@ -6,6 +6,7 @@
 #include "base/reason.h"
 #include "service/state/disk_writer.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
@@ -18,6 +19,13 @@
 
 namespace service {
 
+/* A stage of a call, once it is over. */
+struct StageLeft {
+    std::string name{}; // empty: none is
+    std::int64_t lastedMs = 0;
+    std::uint64_t bytes = 0; // of the image, where it was being downloaded
+};
+
 struct HistoryLine {
     std::uint64_t number = 0; // in the order of the events, also over restarts
     std::string event{};      // service-started, accepted, finished, ...
@@ -28,12 +36,14 @@ struct HistoryLine {
     base::Reason reasonCode = base::Reason::none; // none: the one that the outcome has as a rule
     std::string reason{};                         // the sentence
     std::string next{};                           // what follows
+    StageLeft left{};                             // that ended before this event
 };
 
 /*
  * One JSON object without a line end, keys seq, time (RFC 3339, UTC, seconds), node, event, ticket,
- * version, stage, code, result, reason_code, reason, next. Bytes other than printable ASCII become
- * '?', and a text ends after 512 bytes, with "...".
+ * version, stage, code, result, reason_code, reason, next; behind the end of a stage also left,
+ * left_ms and left_bytes. Bytes other than printable ASCII become '?', and a text ends after 512
+ * bytes, with "...".
  */
 std::string formatHistoryLine(const HistoryLine &line, std::time_t now, const std::string &node);
 
@@ -61,6 +71,8 @@ class History {
      * has no room for. Damaged ones are skipped; how many, is the result. */
     std::size_t load(const std::function<void(const std::string &line)> &each = {});
 
+    /* The next line's number is larger, whatever the files hold. */
+    void numberFrom(std::uint64_t last) { lastNumber_ = std::max(lastNumber_, last); }
     /* One more than that of the line before; each is given once. */
     std::uint64_t nextNumber() { return ++lastNumber_; }
     /* Takes a line of formatHistoryLine. */

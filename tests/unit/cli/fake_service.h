@@ -41,6 +41,7 @@ class FakeService : public service::BusCalls {
     bool holdsAnswers = false;
     std::vector<std::string> historyLines;
     std::vector<std::pair<std::string, std::string>> sentences;
+    std::map<std::string, std::uint64_t> counted;
     /* On the service's thread, right before a call is answered. */
     std::function<void(service::BusService &)> beforeAnswer;
 
@@ -57,6 +58,7 @@ class FakeService : public service::BusCalls {
     void changeSetting(std::string name, std::string value, Answer answer) override;
     std::vector<std::string> history(std::uint32_t count) override;
     std::vector<std::pair<std::string, std::string>> explain() override;
+    const std::map<std::string, std::uint64_t> &counters() override { return counted; }
     const service::NodeStatus &status() override { return node; }
 
   private:

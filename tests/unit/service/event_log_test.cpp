@@ -30,8 +30,9 @@ TEST_F(AChronicle, tells_of_the_lines_that_a_slow_disk_did_not_take_and_why) {
     const RequestBook book(disk, in("book"));
     const NodeTimers timers(loop_.get(), [](const std::string &) {});
     const StatusBoard board(loop_.get(), config_, book, timers, [] {});
+    Counters counters(disk, in("counters.json"));
     BusService bus(loop_.get(), options_.bus, calls());
-    EventLog eventLog(loop_.get(), history, board, bus);
+    EventLog eventLog(loop_.get(), history, board, bus, counters);
     HistoryLine line;
     line.event = "stage"; // which is not logged
     for (int i = 0; i < kFlood; ++i) {

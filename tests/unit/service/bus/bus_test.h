@@ -27,6 +27,7 @@ class FakeDaemon : public service::BusCalls {
     void changeSetting(std::string name, std::string value, Answer answer) override;
     std::vector<std::string> history(std::uint32_t count) override;
     std::vector<std::pair<std::string, std::string>> explain() override;
+    const std::map<std::string, std::uint64_t> &counters() override { return counted; }
     const service::NodeStatus &status() override { return node; }
 
     uid_t caller = service::kNobodyKnown;
@@ -36,6 +37,7 @@ class FakeDaemon : public service::BusCalls {
     std::optional<guard::Refusal> refusal;
     std::vector<Answer> pending;
     service::NodeStatus node;
+    std::map<std::string, std::uint64_t> counted;
 
   private:
     void take(const std::string &call, Answer answer);

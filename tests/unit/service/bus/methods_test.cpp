@@ -51,6 +51,13 @@ TEST_F(BusMethods, HistoryAndExplanationComeInOrder) {
               R"([("node" "Nothing was offered yet.") ("queue" "Nothing waits.")])");
 }
 
+TEST_F(BusMethods, CountersComeWithTheirNames) {
+    EXPECT_EQ(resultOf(client_->call("Counters", "")), "[]");
+    daemon_.counted = {{"event boot done none", 2}, {"bytes", 18446744073709551615U}};
+    EXPECT_EQ(resultOf(client_->call("Counters", "")),
+              R"([("bytes" 18446744073709551615) ("event boot done none" 2)])");
+}
+
 TEST_F(BusMethods, ARefusalIsAnErrorOfItsOwnNameWithFieldAndReason) {
     const Calls methods = {"OfferImage", "TriggerMobileApp", "SetActivationTime", "Cancel",
                            "Commit",     "Forget",           "ChangeSetting"};

@@ -44,6 +44,15 @@ TEST(AHistoryLine, IsOneJsonObjectWithEveryKey) {
         R"("next":"offer \"again\""})");
 }
 
+TEST(AHistoryLine, TellsOfTheStageThatEndedBeforeIt) {
+    HistoryLine line = lineOf("stage");
+    line.left = {"downloading", 12'345, 67'108'864};
+    const std::string text = service::formatHistoryLine(line, 0, "node");
+    EXPECT_NE(text.find(R"(,"left":"downloading","left_ms":12345,"left_bytes":67108864})"),
+              std::string::npos)
+        << text;
+}
+
 TEST(AHistoryLine, HasItsTimeInUtcWhateverTheZone) {
     setenv("TZ", "UTC-5", 1);
     tzset();
