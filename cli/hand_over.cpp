@@ -18,11 +18,15 @@ struct Row {
     const char *summary;
     const char *tool;
     bool isWholeTool; // not a verb of the tool
+    bool asksTheBus = false;
 };
 
 constexpr std::array kRows{
     Row{"config", "Work on a configuration file, without the service", "ota-config", true},
+    Row{"metrics", "Print the figures of the node for Prometheus", "ota-report", false, true},
     Row{"sign", "Sign an image file, without the service", "ota-image", false},
+    Row{"support-bundle", "Pack what a maker needs to help into one archive", "ota-report", false,
+        true},
     Row{"verify", "Check signature and payload of an image file, without the service", "ota-image",
         false},
 };
@@ -60,7 +64,9 @@ bool contains(const std::vector<std::string> &words, const char *word) {
     pointers.push_back(nullptr);
     const std::string installed = ownFolder() + row.tool;
     execv(installed.c_str(), pointers.data());
-    execv((ownFolder() + "../tools/" + row.tool).c_str(), pointers.data());
+    for (const char *built : {"../tools/", "../report/"}) {
+        execv((ownFolder() + built + row.tool).c_str(), pointers.data());
+    }
     throw base::Failure(base::Outcome::failed, installed +
                                                    " cannot be run: " + std::strerror(errno) +
                                                    "; install the package again");
@@ -78,7 +84,8 @@ std::vector<base::Command> handedOverVerbs() {
 }
 
 void handOver(const std::vector<std::string> &words) {
-    const std::vector<std::string> said = withoutBus({words.begin() + 1, words.end()});
+    const std::vector<std::string> all(words.begin() + 1, words.end());
+    const std::vector<std::string> said = withoutBus(all);
     const auto verb = std::find_if(said.begin(), said.end(), [](const std::string &word) {
         return word != "--json" && word != "--help" && word != "-h";
     });
@@ -91,8 +98,12 @@ void handOver(const std::vector<std::string> &words) {
     }
     // The tool speaks in the name that the person called.
     std::vector<std::string> arguments{row->isWholeTool ? "otactl " + *verb : "otactl"};
-    arguments.insert(arguments.end(), said.begin(), verb);
-    arguments.insert(arguments.end(), row->isWholeTool ? verb + 1 : verb, said.end());
+    if (row->asksTheBus) {
+        arguments.insert(arguments.end(), all.begin(), all.end());
+    } else {
+        arguments.insert(arguments.end(), said.begin(), verb);
+        arguments.insert(arguments.end(), row->isWholeTool ? verb + 1 : verb, said.end());
+    }
     become(*row, std::move(arguments));
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Verbs of otactl that need no service: the tool that does the work takes the place of otactl.
+// Verbs of otactl that a tool does, which takes the place of otactl.
 #ifndef CLI_HAND_OVER_H
 #define CLI_HAND_OVER_H
 
@@ -15,7 +15,7 @@ std::vector<base::Command> handedOverVerbs();
 
 /*
  * Returns where the words of the command line name none of these verbs. Else the process becomes
- * the tool, beside otactl or in tools/ of the build folder; throws Failure where that is not there.
+ * the tool, beside otactl or in its folder of the build; throws Failure where that is not there.
  */
 void handOver(const std::vector<std::string> &words);
 

@@ -19,7 +19,9 @@ install(TARGETS otad RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT serv
 install(TARGETS ota-host otaSwPlatform
         RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/otaSwAgent COMPONENT service
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/otaSwAgent COMPONENT service)
-list(APPEND shipped otactl otad ota-host otaSwPlatform)
+install(TARGETS ota-report RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+install(FILES ota-report.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+list(APPEND shipped otactl otad ota-host otaSwPlatform ota-report)
 
 ota_install_files(${CMAKE_INSTALL_DOCDIR}
   ${PROJECT_SOURCE_DIR}/node/node.conf.example

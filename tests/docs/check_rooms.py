@@ -23,6 +23,7 @@ ROOMS = {
     "service/uplink": ["api", "base", "guard", "node"],
     "service": ["api", "base", "guard", "node", "service/state", "service/bus", "service/uplink"],
     "cli": ["api", "base", "service/bus"],
+    "report": ["api", "base", "node", "cli", "service/bus"],
     "tools": ["api", "base", "node"],
     "tools/platform_check": ["api", "base"],
     "desk": ["api", "base", "node", "host"],
@@ -32,6 +33,7 @@ ROOMS = {
 # Where a room is entered by these headers alone: (from, to).
 DOORS = {
     ("cli", "service/bus"): ["handles.h", "names.h", "node_status.h", "record_message.h"],
+    ("report", "service/bus"): ["names.h"],
     ("service/state", "service/bus"): ["node_status.h"],
     ("desk", "host"): ["agent_calls.h", "run.h"],
 }

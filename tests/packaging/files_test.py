@@ -22,6 +22,7 @@ PAGES = {
     "usr/bin/ota-desk": "ota-desk.1",
     "usr/bin/ota-image": "ota-image.1",
     "usr/bin/ota-platform-check": "ota-platform-check.1",
+    "usr/bin/ota-report": "ota-report.1",
     "usr/bin/otactl": "otactl.1",
     "usr/libexec/otaSwAgent/ota-host": "ota-host.8",
     "usr/sbin/ota-boot-state": "ota-boot-state.8",

@@ -109,7 +109,7 @@ must_be "what the unit starts" "$(wc -l <"$work/named")" 3
 xargs ls -d <"$work/named" >/dev/null || fail "the unit names what is not there"
 grep -q '^ConditionPathExists=/etc/otaSwAgent/node.conf$' /lib/systemd/system/otad.service ||
     fail "the unit starts without a configuration"
-for program in otactl otad ota-image ota-config ota-platform-check ota-boot-state; do
+for program in otactl otad ota-image ota-config ota-platform-check ota-report ota-boot-state; do
     quietly "$program" --help
     man=$(find /usr/share/man -name "$program.[158].gz")
     [ -n "$man" ] || fail "no page of $program"

@@ -48,8 +48,8 @@ chmod +x bin/otactl
 export ASKED=$folder/asked PATH=$folder/bin:$PATH
 touch image.json "odd name.json"
 
-completes "otactl " "activate-at banks cancel commit config explain forget history offer set sign status trigger verify watch"
-completes "otactl s" "set sign status"
+completes "otactl " "activate-at banks cancel commit config explain forget history metrics offer set sign status support-bundle trigger verify watch"
+completes "otactl s" "set sign status support-bundle"
 completes "otactl --js" "--json"
 completes "otactl --" "--bus --help --json --version"
 completes "otactl --bus " ""

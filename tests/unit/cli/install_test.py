@@ -68,6 +68,7 @@ class Installed(unittest.TestCase):
                 "usr/bin/ota-config",
                 "usr/bin/ota-image",
                 "usr/bin/ota-platform-check",
+                "usr/bin/ota-report",
                 "usr/sbin/otad",
                 "usr/sbin/ota-boot-state",
                 "usr/libexec/otaSwAgent/libotaSwPlatform.so",
@@ -83,6 +84,7 @@ class Installed(unittest.TestCase):
                 "usr/share/man/man1/ota-config.1",
                 "usr/share/man/man1/ota-image.1",
                 "usr/share/man/man1/ota-platform-check.1",
+                "usr/share/man/man1/ota-report.1",
                 "usr/share/man/man1/otactl.1",
                 "usr/share/man/man5/node.conf.5",
                 "usr/share/man/man8/ota-boot-state.8",
@@ -205,7 +207,7 @@ class Installed(unittest.TestCase):
             for path in self.root.rglob("*")
             if path.is_file() and path.read_bytes()[:4] == b"\x7fELF"
         ]
-        self.assertEqual(len(programs), 10, programs)
+        self.assertEqual(len(programs), 11, programs)
         for program in programs:
             self.assertNotIn(".symtab", run("readelf", "-S", "-W", program).stdout, program)
         for name, export in (
@@ -343,7 +345,7 @@ class Installed(unittest.TestCase):
     @unittest.skipUnless(shutil.which("groff"), "needs groff: install groff-base")
     def test_groff_has_no_complaint_about_a_page(self):
         pages = list((self.root / "usr/share/man").rglob("*.[158]"))
-        self.assertEqual(len(pages), 8)
+        self.assertEqual(len(pages), 9)
         for page in pages:
             done = run("groff", "-man", "-ww", "-z", "-Tutf8", page)
             self.assertEqual((done.returncode, done.stdout + done.stderr), (0, ""), page)

@@ -2,6 +2,7 @@
 // The manual page and the completion know exactly the verbs and options that otactl has.
 #include "base/outcome.h"
 #include "cli/verbs.h"
+#include "report/verbs.h"
 #include "tools/verbs.h"
 
 #include "tests/support/content_of.h"
@@ -40,6 +41,10 @@ class Documented : public testing::Test {
                 verb = tools::verifyVerb(caller_);
             } else if (verb.name == "config") {
                 verb.verbs = {tools::checkVerb(caller_)};
+            } else if (verb.name == "metrics") {
+                verb = report::metricsVerb(asked_);
+            } else if (verb.name == "support-bundle") {
+                verb = report::supportBundleVerb(asked_);
             }
             options_[verb.name] = optionNamesOf(verb);
             for (const base::Command &inner : verb.verbs) {
@@ -50,6 +55,7 @@ class Documented : public testing::Test {
 
     cli::Globals globals_;
     tools::Caller caller_;
+    report::Asked asked_;
     base::Command program_ = cli::commandLine(globals_);
     std::map<std::string, Names> options_; // by verb
     std::map<std::string, Names> inner_;   // second words by verb
@@ -88,8 +94,8 @@ Names optionsIn(const std::string &text) {
 }
 
 TEST_F(Documented, EveryVerbDoesSomethingAndSaysWhat) {
-    EXPECT_EQ(program_.verbs.size(), 15U);
-    EXPECT_EQ(options_.size(), 15U);
+    EXPECT_EQ(program_.verbs.size(), 17U);
+    EXPECT_EQ(options_.size(), 17U);
     for (const base::Command &verb : program_.verbs) {
         EXPECT_FALSE(verb.summary.empty()) << verb.name;
         EXPECT_NE(verb.run != nullptr, !verb.verbs.empty()) << verb.name;

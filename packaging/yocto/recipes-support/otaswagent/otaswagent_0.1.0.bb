@@ -29,7 +29,7 @@ FILES_SOLIBSDEV = ""
 PACKAGE_BEFORE_PN = "libotaswagent ota-tools otactl otad"
 FILES:libotaswagent = "${libdir}/libotaSwAgent.so ${libdir}/libotaGuard.so"
 FILES:ota-tools = "${bindir}/ota-config ${bindir}/ota-image ${bindir}/ota-platform-check \
-    ${sbindir}/ota-boot-state ${datadir}/bash-completion/completions/ota-platform-check"
+    ${bindir}/ota-report ${sbindir}/ota-boot-state ${datadir}/bash-completion/completions/ota-platform-check"
 FILES:otactl = "${bindir}/otactl ${datadir}/bash-completion/completions/otactl"
 STARTED_BY = "${@bb.utils.contains('PACKAGECONFIG', 'systemd', '${systemd_system_unitdir}/otad.service', '${sysconfdir}/init.d', d)}"
 FILES:otad = "${sbindir}/otad ${libexecdir}/otaSwAgent ${STARTED_BY} \
