@@ -7,6 +7,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <dirent.h>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -36,6 +38,11 @@ class UniqueFd {
 
 /* Closes every descriptor from this one on, in a child that is none of this program any more. */
 void closeFrom(int first);
+
+struct DirectoryClose {
+    void operator()(DIR *directory) const { closedir(directory); }
+};
+using UniqueDirectory = std::unique_ptr<DIR, DirectoryClose>;
 
 /* "what: reason of errno". */
 std::string systemReason(std::string_view what);

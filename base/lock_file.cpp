@@ -11,10 +11,12 @@
 #include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
+#include <linux/fs.h>
 #include <optional>
 #include <string>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 #include <vector>
@@ -148,7 +150,9 @@ UniqueFd openOwn(const std::string &path) {
 // Whatever has the name has the other one then: a full directory, too, and a folder where
 // everybody writes leaves no moment in between. Some file systems can only replace a file.
 bool putInPlaceOf(const std::string &name, const std::string &path) {
-    return renameat2(AT_FDCWD, name.c_str(), AT_FDCWD, path.c_str(), RENAME_EXCHANGE) == 0 ||
+    // By its number: musl has no function for it.
+    return syscall(SYS_renameat2, AT_FDCWD, name.c_str(), AT_FDCWD, path.c_str(),
+                   RENAME_EXCHANGE) == 0 ||
            ((errno == EINVAL || errno == ENOSYS) && rename(name.c_str(), path.c_str()) == 0);
 }
 

@@ -5,8 +5,6 @@
 #include "base/file_io.h"
 
 #include <cerrno>
-#include <dirent.h>
-#include <memory>
 #include <string_view>
 #include <unistd.h>
 #include <vector>
@@ -17,13 +15,9 @@ namespace {
 constexpr std::string_view kImagePrefix = "4QZ";
 constexpr const char *kAgentData = "/ota_agent_data"; // below the temporary directory
 
-struct DirectoryClose {
-    void operator()(DIR *directory) const { closedir(directory); }
-};
-
 // The images keep their names; only what begins like one is touched.
 base::Result<void> listImages(const std::string &directory, std::vector<std::string> &paths) {
-    const std::unique_ptr<DIR, DirectoryClose> opened(opendir(directory.c_str()));
+    const base::UniqueDirectory opened(opendir(directory.c_str()));
     if (!opened) {
         return base::Error{base::systemReason(directory + ": cannot be listed") +
                            "; check the directory"};

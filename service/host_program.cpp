@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "service/host_program.h"
 
+#include "base/file_io.h"
+
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <spawn.h>
@@ -14,13 +17,22 @@ namespace {
 
 constexpr int kChannelInChild = 3;
 
+// Not every library marks its descriptors as this process's own. That the child closed them would
+// be an action of its start that glibc alone has.
+void keepDescriptorsFromChildren() {
+    const base::UniqueDirectory open(opendir("/proc/self/fd"));
+    while (const dirent *const entry = open ? readdir(open.get()) : nullptr) {
+        if (const int descriptor = std::atoi(entry->d_name); descriptor > kChannelInChild) {
+            fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+        }
+    }
+}
+
 class SpawnSettings {
   public:
     explicit SpawnSettings(int channel) {
         posix_spawn_file_actions_init(&actions_);
         posix_spawn_file_actions_adddup2(&actions_, channel, kChannelInChild);
-        // Not every library marks its descriptors as this process's own.
-        posix_spawn_file_actions_addclosefrom_np(&actions_, kChannelInChild + 1);
         posix_spawnattr_init(&attributes_);
         sigset_t none;
         sigset_t all;
@@ -79,6 +91,7 @@ base::Result<SpawnedHost> spawnHost(const HostProgram &program,
         arguments.push_back(word.data());
     }
     arguments.push_back(nullptr);
+    keepDescriptorsFromChildren();
     const SpawnSettings settings(ends[1]);
     pid_t pid = 0;
     const int error = posix_spawn(&pid, program.program.c_str(), settings.actions(),

@@ -35,11 +35,13 @@ void blockSignals() {
 }
 
 // What a caller of the bus made large goes back to the system when it is released. Without these
-// the C library learns from the first large text to keep room for the next.
+// glibc learns from the first large text to keep room for the next.
 void returnLargeMemory() {
+#ifdef M_MMAP_THRESHOLD
     constexpr int kLarge = 128 * 1024;
     mallopt(M_MMAP_THRESHOLD, kLarge);
     mallopt(M_TRIM_THRESHOLD, kLarge);
+#endif
 }
 
 bool makeStateDirectory(const std::string &path) {

@@ -11,11 +11,13 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 
 namespace service {
 namespace {
@@ -87,6 +89,16 @@ TEST_F(Host, is_started_with_library_configuration_and_channel) {
 TEST_F(Host, is_told_what_more_it_is_to_know) {
     EXPECT_EQ(argumentsOf({"--activated", "a:4QZ2.0.0"}),
               "--library the.so --config node.conf --channel 3 --activated a:4QZ2.0.0");
+}
+
+TEST_F(Host, gets_no_other_descriptor_than_the_channel) {
+    const int other = fcntl(STDERR_FILENO, F_DUPFD, 800); // a library that marks none of its own
+    HostProcess host =
+        make("[ -e /proc/self/fd/3 ] && [ ! -e /proc/self/fd/" + std::to_string(other) + " ]");
+    ASSERT_TRUE(succeeds(host.start({}), whatIsWrong_));
+    close(other);
+    runUntilItEnds();
+    EXPECT_THAT(ends_, ElementsAre("it ended with code 0"));
 }
 
 TEST_F(Host, is_heard_until_its_end_which_tells_the_code) {
