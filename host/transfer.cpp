@@ -375,6 +375,10 @@ extern "C" CURL *curl_easy_init() {
 }
 
 #undef curl_easy_setopt // a macro that counts the arguments
+// The last named argument is an enumeration because libcurl declares it so; it is as wide as an
+// int.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wvarargs"
 extern "C" CURLcode curl_easy_setopt(CURL *curl, CURLoption option, ...) {
     va_list values;
     va_start(values, option);
@@ -382,6 +386,7 @@ extern "C" CURLcode curl_easy_setopt(CURL *curl, CURLoption option, ...) {
     va_end(values);
     return result;
 }
+#pragma GCC diagnostic pop
 
 extern "C" CURLcode curl_easy_perform(CURL *curl) {
     host::giveBackCode(); // of the start

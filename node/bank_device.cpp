@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "node/bank_device.h"
 
+#include "base/ioctl_request.h"
 #include "node/read_back.h"
 
 #include <ctime>
 #include <fcntl.h>
 #include <linux/fs.h>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
 
 namespace node {
@@ -107,7 +107,8 @@ base::Result<OpenBank> openBank(const std::string &path, int access) {
         bank.size = static_cast<std::uint64_t>(status.st_size);
         return bank;
     }
-    if (S_ISBLK(status.st_mode) && ioctl(bank.device.get(), BLKGETSIZE64, &bank.size) == 0) {
+    constexpr auto kTellSize = static_cast<base::IoctlRequest>(BLKGETSIZE64);
+    if (S_ISBLK(status.st_mode) && ioctl(bank.device.get(), kTellSize, &bank.size) == 0) {
         return bank;
     }
     return base::Error{"the bank " + path +

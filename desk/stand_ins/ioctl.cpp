@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A desk has no bridge "br0": asked for its hardware address, the configured one answers.
+#include "base/ioctl_request.h"
 #include "desk/stand_ins/real.h"
 
 #include <cerrno>
@@ -7,7 +8,6 @@
 #include <cstring>
 #include <net/if.h>
 #include <net/if_arp.h>
-#include <sys/ioctl.h>
 
 namespace {
 
@@ -31,7 +31,7 @@ int answerForBridge(ifreq *request) {
 
 } // namespace
 
-extern "C" int ioctl(int fd, unsigned long request, ...) noexcept {
+extern "C" int ioctl(int fd, base::IoctlRequest request, ...) noexcept {
     va_list arguments;
     va_start(arguments, request);
     void *const argument = va_arg(arguments, void *);
@@ -42,6 +42,6 @@ extern "C" int ioctl(int fd, unsigned long request, ...) noexcept {
             return answerForBridge(interface);
         }
     }
-    static auto *const real = desk::realFunction<int(int, unsigned long, ...)>("ioctl");
+    static auto *const real = desk::realFunction<int(int, base::IoctlRequest, ...)>("ioctl");
     return real(fd, request, argument);
 }

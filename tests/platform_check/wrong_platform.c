@@ -228,7 +228,8 @@ static void harmProcess(void) {
     }
 }
 
-static void logText(const char *kind, const char *format, va_list arguments) {
+__attribute__((format(printf, 2, 0))) static void logText(const char *kind, const char *format,
+                                                          va_list arguments) {
     static char text[100000];
     static int times;
     vsnprintf(text, sizeof text, format, arguments);

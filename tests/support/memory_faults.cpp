@@ -4,6 +4,7 @@
 
 #include "agent_library.h"
 #include "journal.h"
+#include "next_function.h"
 
 #include <cjson/cJSON.h>
 
@@ -107,8 +108,20 @@ void watchJsonAllocations() {
 #if !defined(OTA_MALLOC_IS_TAKEN)
 extern "C" {
 
+#if defined(__GLIBC__) // whose search for a name may allocate
 void *__libc_malloc(size_t size);
 void *__libc_calloc(size_t count, size_t size);
+#else
+static void *__libc_malloc(size_t size) {
+    static auto *const next = ota::test::nextFunction<void *(size_t)>("malloc");
+    return next(size);
+}
+
+static void *__libc_calloc(size_t count, size_t size) {
+    static auto *const next = ota::test::nextFunction<void *(size_t, size_t)>("calloc");
+    return next(count, size);
+}
+#endif
 
 void *malloc(size_t size) noexcept {
     if (ota::test::agentAllocationFails(__builtin_return_address(0))) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Stand-ins for sockets, interface requests and sysinfo.
+#include "base/ioctl_request.h"
 #include "journal.h"
 #include "next_function.h"
 #include "node.h"
@@ -7,7 +8,6 @@
 #include <net/if.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/sysinfo.h>
 #include <unistd.h>
@@ -60,18 +60,19 @@ int close(int descriptor) {
     return 0;
 }
 
-int ioctl(int descriptor, unsigned long request, ...) noexcept {
+int ioctl(int descriptor, base::IoctlRequest request, ...) noexcept {
     va_list arguments;
     va_start(arguments, request);
     void *argument = va_arg(arguments, void *);
     va_end(arguments);
     if (!agentIsActive()) {
-        return nextFunction<int(int, unsigned long, ...)>("ioctl")(descriptor, request, argument);
+        return nextFunction<int(int, base::IoctlRequest, ...)>("ioctl")(descriptor, request,
+                                                                        argument);
     }
     const HarnessScope harness;
     auto *interface = static_cast<struct ifreq *>(argument);
     EXPECT_EQ(descriptor, kSocket);
-    EXPECT_EQ(request, static_cast<unsigned long>(SIOCGIFHWADDR));
+    EXPECT_EQ(request, static_cast<base::IoctlRequest>(SIOCGIFHWADDR));
     journal().add(Kind::kQuery,
                   "ioctl SIOCGIFHWADDR " +
                       std::string(interface->ifr_name, strnlen(interface->ifr_name, IFNAMSIZ)));

@@ -13,7 +13,7 @@ namespace ota::test {
 // What the C library calls it: where time and files have 64 bits on a 32-bit target, some functions
 // have other names than in the source.
 inline const char *linkedName(const char *name) {
-#if defined(__USE_TIME_BITS64)
+#if defined(__GLIBC__) && defined(__USE_TIME_BITS64)
     struct Renamed {
         const char *source;
         const char *linked;
