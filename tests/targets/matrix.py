@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Builds for every processor that has a toolchain file, tests under qemu's user emulation, and shows
-what came out; and for this machine's without systemd, as a whole node. ./dev matrix installs what this
-needs and starts it.
+"""Builds for every processor that has a toolchain file, for musl and with a newer compiler, tests there
+or under qemu's user emulation, and shows what came out; and for this machine's without systemd, as a
+whole node. ./dev matrix installs what this needs and starts it.
 
     matrix.py [--ci | --product] [TARGET...]
 """
@@ -17,15 +17,37 @@ import tempfile
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-TARGETS = "arm64", "armhf", "mipsel", "i386", "s390x"
+TARGETS = "arm64", "armhf", "mipsel", "i386", "s390x", "musl"
+COMPILERS = ("clang-16",)
 PACKAGES = """libc6-dev libcjson-dev libcurl4-openssl-dev libgmock-dev libgtest-dev libinih-dev
     libmosquitto-dev libssl-dev libstdc++6 libsystemd-dev libubootenv-dev zlib1g-dev"""
 NO_SYSTEMD = "no-systemd"
 LIBRARY_CHECKS = r"^abi\.(exports|imports|needed|system_calls|size|c_host)$"
 SUITE_LIMIT = 900  # seconds
+# The whole matrix. The tests of programs start other programs, and want the processor itself.
+WHOLE = {
+    "arm64": {"suites"},
+    "armhf": {"suites", "programs"},
+    "mipsel": {"suites"},
+    "i386": {"suites"},
+    "s390x": {"suites"},
+    "musl": {"suites", "programs"},
+    "clang-16": {"suites", "programs", "everything"},
+    NO_SYSTEMD: {"nodes"},
+}
 # What a continuous check has time for.
-CI_SUITES = ("s390x",)
-CI_PRODUCT = ("armhf",)
+CI = {
+    "arm64": set(),
+    "armhf": {"programs"},
+    "mipsel": set(),
+    "i386": {"suites"},
+    "s390x": {"suites"},
+    NO_SYSTEMD: {"node"},
+}
+# This machine runs their programs itself.
+NATIVE = "i386", "musl", "clang-16"
+# Without a library of the bus.
+WITHOUT_SERVICE = ("musl",)
 CI_NODE = "otad otactl ota-host ota-desk-host otaSwAgent otaSwPlatform ota-image ota-boot-state"
 
 
@@ -43,6 +65,7 @@ class Target:
         self.log = ROOT / "build" / f"{name}.log"
         self.sysroot = ROOT / "build/sysroot" / name
         self.tests = 0
+        self.programs = ""
         self.failed = []
         self.start = time.monotonic()
         self.log.parent.mkdir(exist_ok=True)
@@ -63,13 +86,28 @@ class Target:
         ]
 
     def lay_out(self):
-        self.run(ROOT / "cmake/targets/sysroot.sh", self.name, self.sysroot, *PACKAGES.split())
+        tools = ROOT / "cmake/targets"
+        if self.name == "musl":
+            self.run(tools / "musl_sysroot.sh", self.sysroot, self.jobs)
+        elif self.name in TARGETS:
+            self.run(tools / "sysroot.sh", self.name, self.sysroot, *PACKAGES.split())
 
-    def configure(self, product):
+    def configure(self, programs):
         self.run(
-            *("cmake", "--preset", self.name, "-B", self.build),
-            f"-DOTA_BUILD_PLATFORM={'ON' if product else 'OFF'}",
-            "-DBUILD_TESTING=ON",
+            *("cmake", "--preset", self.name, "-B", self.build, "-DBUILD_TESTING=ON"),
+            f"-DOTA_BUILD_PLATFORM={'ON' if programs else 'OFF'}",
+            f"-DOTA_BUILD_SERVICE={'OFF' if self.name in WITHOUT_SERVICE else 'ON'}",
+            *(self.at_home() if self.name == "i386" else ()),
+        )
+
+    def at_home(self):
+        """Programs start by the loader of the sysroot and find its libraries: no emulator is needed."""
+        libraries = [self.sysroot / folder / "i386-linux-gnu" for folder in ("lib", "usr/lib")]
+        loader = self.sysroot / "lib/ld-linux.so.2"
+        linked = f"-Wl,--dynamic-linker={loader},--disable-new-dtags"
+        return (
+            "-DOTA_EMULATOR=",
+            f"-DCMAKE_EXE_LINKER_FLAGS={linked},-rpath,{libraries[0]},-rpath,{libraries[1]}",
         )
 
     def make(self, *targets):
@@ -94,10 +132,14 @@ class Target:
             self.failed += re.findall(r"^\s*\d+ - (\S+)", done.stdout, re.M)
 
     def run_suites(self):
-        emulator = self.cached("OTA_EMULATOR")
+        """How many of their tests passed."""
+        emulated = []
+        if self.name not in NATIVE:
+            emulated = [self.cached("OTA_EMULATOR"), "-L", self.sysroot]
+        tests = 0
         for suite in map(pathlib.Path, (self.build / "suites.txt").read_text().split()):
             log = suite.with_suffix(".log")
-            command = [emulator, "-L", self.sysroot, suite]
+            command = [*emulated, suite]
             # The agent comes from sixteen local ports: those of a network of its own.
             if os.geteuid() == 0:
                 command = [
@@ -124,11 +166,12 @@ class Target:
                     code = "a time limit"
             text = log.read_text(errors="replace")
             passed = re.search(r"^\[  PASSED  \] (\d+) tests?\.", text, re.M)
-            self.tests += int(passed[1]) if passed else 0
+            tests += int(passed[1]) if passed else 0
             wrong = re.findall(r"^\[  FAILED  \] (\w+\.\w+)$", text, re.M)
             self.failed += [f"{suite.name}: {test}" for test in wrong]
             if (code != 0 or not passed) and not wrong:
                 self.failed.append(f"{suite.name} ended with {code}: {log}")
+        return tests
 
     def size(self):
         with tempfile.TemporaryDirectory() as folder:
@@ -140,7 +183,13 @@ class Target:
     def row(self):
         verdict = f"{len(self.failed)} failed" if self.failed else "passed"
         seconds = time.monotonic() - self.start
-        return f"{self.name:10} {self.size() / 1024:9.1f} KiB {self.tests:6} {verdict:>12} {seconds:7.0f} s"
+        size = f"{self.size() / 1024:.1f} KiB"
+        return COLUMNS.format(
+            self.name, size, self.tests, self.programs, verdict, f"{seconds:.0f} s"
+        )
+
+
+COLUMNS = "{:10} {:>10} {:>6} {:>14} {:>10} {:>8}"
 
 
 class NodeWithoutSystemd(Target):
@@ -163,66 +212,68 @@ class NodeWithoutSystemd(Target):
         (folder / "libelogind.pc").write_text(described)
 
 
-def node_without_systemd(arguments):
-    target = NodeWithoutSystemd(NO_SYSTEMD, arguments.jobs)
+def node_without_systemd(extent, jobs):
+    target = NodeWithoutSystemd(NO_SYSTEMD, jobs)
     target.lay_out()
     target.run("cmake", "--preset", NO_SYSTEMD)
-    target.make(*(CI_NODE.split() if arguments.ci else ["all"]))
-    if arguments.ci:
-        target.check("the node", 1, "-R", r"^system\.service\.init$")
-    else:
+    target.make(*(["all"] if "nodes" in extent else CI_NODE.split()))
+    if "nodes" in extent:
         target.check("the nodes", 50, "-L", "system", "-LE", "long")
+    else:
+        target.check("the node", 1, "-R", r"^system\.service\.init$")
     return target
 
 
-def one_target(name, arguments):
+def one_target(name, extent, jobs):
     if name == NO_SYSTEMD:
-        return node_without_systemd(arguments)
-    target = Target(name, arguments.jobs)
-    product = arguments.product or (arguments.ci and name in CI_PRODUCT)
-    suites = not arguments.ci or name in CI_SUITES
+        return node_without_systemd(extent, jobs)
+    target = Target(name, jobs)
     target.lay_out()
-    target.configure(product)
+    target.configure("programs" in extent)
     target.make("otaSwAgent", "ota_abi_layout", "ota_c_host")
-    if product:
-        target.make("shipped")
-    if suites:
+    if "everything" in extent:
+        target.make("all")
+    if "programs" in extent:
+        target.make("shipped", "ota-host")
+        target.programs = "compiled"
+    if "suites" in extent:
         target.make("library_suites")
     target.check("the checks of the library", 5, "-R", LIBRARY_CHECKS)
-    if suites:
-        target.run_suites()
+    if "suites" in extent:
+        target.tests += target.run_suites()
     return target
 
 
 def main():
     parser = argparse.ArgumentParser(prog="./dev matrix", description=__doc__.split("\n\n")[0])
-    every = *TARGETS, NO_SYSTEMD
-    parser.add_argument("targets", nargs="*", metavar="TARGET", help=" ".join(every))
-    extent = parser.add_mutually_exclusive_group()
-    extent.add_argument("--product", action="store_true", help="compile the programs, too")
-    extent.add_argument(
+    parser.add_argument("targets", nargs="*", metavar="TARGET", help=" ".join(WHOLE))
+    how_far = parser.add_mutually_exclusive_group()
+    how_far.add_argument("--product", action="store_true", help="compile the programs everywhere")
+    how_far.add_argument(
         "--ci",
         action="store_true",
-        help="the library everywhere with size, imports and C host; the programs of armhf "
-        "compiled; the library's suites on s390x; one test of a node without systemd",
+        help="the library of five processors with size, imports and C host; the programs of armhf "
+        "compiled; the library's suites on s390x and i386; one test of a node without systemd",
     )
     parser.add_argument("--jobs", "-j", type=int, default=os.cpu_count())
     arguments = parser.parse_args()
+    extents = CI if arguments.ci else WHOLE
     for name in arguments.targets:
-        if name not in every:
-            parser.error(f"no target '{name}': there are {' '.join(every)}")
+        if name not in extents:
+            parser.error(f"no target '{name}': there are {' '.join(extents)}")
 
     rows, mistakes = [], []
-    for name in arguments.targets or every:
+    for name in arguments.targets or extents:
         print(f"matrix: {name} (log: build/{name}.log)", file=sys.stderr, flush=True)
+        extent = extents[name] | ({"programs"} if arguments.product else set())
         try:
-            target = one_target(name, arguments)
+            target = one_target(name, extent, arguments.jobs)
             rows.append(target.row())
             mistakes += [f"{name}: {mistake}" for mistake in target.failed]
         except Failed as failure:
-            rows.append(f"{name:10} {'not built':>13}")
+            rows.append(COLUMNS.format(name, "not built", "", "", "", "").rstrip())
             mistakes.append(str(failure))
-    print(f"{'target':10} {'library':>13} {'tests':>6} {'':12} {'time':>9}")
+    print(COLUMNS.format("target", "library", "tests", "programs", "", "time"))
     print("\n".join(rows))
     print("\n".join(mistakes), file=sys.stderr)
     return 1 if mistakes else 0

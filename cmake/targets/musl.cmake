@@ -1,0 +1,16 @@
+# SPDX-License-Identifier: MIT
+# x86-64 with musl as the C library, in the sysroot of musl_sysroot.sh: what is built starts there alone.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR x86_64)
+
+set(OTA_SYSROOT ${CMAKE_CURRENT_LIST_DIR}/../../build/sysroot/musl
+    CACHE PATH "The libraries of the target")
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES OTA_SYSROOT)
+file(REAL_PATH ${OTA_SYSROOT} CMAKE_FIND_ROOT_PATH)
+set(CMAKE_C_COMPILER ${CMAKE_FIND_ROOT_PATH}/bin/gcc)
+set(CMAKE_CXX_COMPILER ${CMAKE_FIND_ROOT_PATH}/bin/g++)
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+set(ENV{PKG_CONFIG_LIBDIR} ${CMAKE_FIND_ROOT_PATH}/usr/lib/pkgconfig)
