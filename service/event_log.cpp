@@ -74,15 +74,16 @@ void EventLog::endStage() {
 }
 
 // Of a download the board has the bytes until the next call begins.
-void EventLog::noteStage(HistoryLine &line) {
-    line.left = std::exchange(left_, {});
-    if (line.left.name == "downloading") {
-        line.left.bytes = board_.lastStatus().downloadedBytes;
+StageLeft EventLog::takeLeft(const HistoryLine &line) {
+    StageLeft left = std::exchange(left_, {});
+    if (left.name == "downloading") {
+        left.bytes = board_.lastStatus().downloadedBytes;
     }
     if (line.event == "stage") {
         stage_ = line.stage;
         stageSinceMs_ = bootNowMs();
     }
+    return left;
 }
 
 void EventLog::tellNow(HistoryLine line) {
@@ -90,10 +91,9 @@ void EventLog::tellNow(HistoryLine line) {
     if (line.stage.empty()) {
         line.stage = status.stage;
     }
-    noteStage(line);
     line.number = history_.nextNumber();
     const std::string node = status.mac.empty() ? status.serial : status.mac;
-    const std::string text = formatHistoryLine(line, std::time(nullptr), node);
+    const std::string text = formatHistoryLine(line, std::time(nullptr), node, takeLeft(line));
     history_.add(text);
     counters_.count(text);
     bus_.raiseHistory(text);

@@ -43,7 +43,7 @@ class EventLog {
 
   private:
     void tellNow(HistoryLine line);
-    void noteStage(HistoryLine &line);
+    StageLeft takeLeft(const HistoryLine &line);
     void tellLeftOut();
 
     History &history_;

@@ -52,7 +52,8 @@ bool isHistoryLine(std::string_view line) {
 
 } // namespace
 
-std::string formatHistoryLine(const HistoryLine &line, std::time_t now, const std::string &node) {
+std::string formatHistoryLine(const HistoryLine &line, std::time_t now, const std::string &node,
+                              const StageLeft &left) {
     const base::OutcomeRow &row = base::rowOf(line.outcome);
     const base::ReasonRow &reason = base::rowOf(
         line.reasonCode == base::Reason::none ? base::usualReason(line.outcome) : line.reasonCode);
@@ -72,10 +73,10 @@ std::string formatHistoryLine(const HistoryLine &line, std::time_t now, const st
     add("reason_code", reason.name);
     add("reason", line.reason);
     add("next", line.next);
-    if (!line.left.name.empty()) {
-        add("left", line.left.name);
-        base::add(object.get(), "left_ms", line.left.lastedMs);
-        base::add(object.get(), "left_bytes", line.left.bytes);
+    if (!left.name.empty()) {
+        add("left", left.name);
+        base::add(object.get(), "left_ms", left.lastedMs);
+        base::add(object.get(), "left_bytes", left.bytes);
     }
     return base::printed(object.get());
 }

@@ -19,13 +19,6 @@
 
 namespace service {
 
-/* A stage of a call, once it is over. */
-struct StageLeft {
-    std::string name{}; // empty: none is
-    std::int64_t lastedMs = 0;
-    std::uint64_t bytes = 0; // of the image, where it was being downloaded
-};
-
 struct HistoryLine {
     std::uint64_t number = 0; // in the order of the events, also over restarts
     std::string event{};      // service-started, accepted, finished, ...
@@ -36,7 +29,13 @@ struct HistoryLine {
     base::Reason reasonCode = base::Reason::none; // none: the one that the outcome has as a rule
     std::string reason{};                         // the sentence
     std::string next{};                           // what follows
-    StageLeft left{};                             // that ended before this event
+};
+
+/* A stage of a call that ended before the event. */
+struct StageLeft {
+    std::string name{}; // empty: none did
+    std::int64_t lastedMs = 0;
+    std::uint64_t bytes = 0; // of the image, where it was being downloaded
 };
 
 /*
@@ -45,7 +44,8 @@ struct HistoryLine {
  * left_ms and left_bytes. Bytes other than printable ASCII become '?', and a text ends after 512
  * bytes, with "...".
  */
-std::string formatHistoryLine(const HistoryLine &line, std::time_t now, const std::string &node);
+std::string formatHistoryLine(const HistoryLine &line, std::time_t now, const std::string &node,
+                              const StageLeft &left = {});
 
 /*
  * Lines that others can cause without end never push out the node's own: of the newest in memory,

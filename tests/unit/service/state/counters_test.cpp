@@ -14,12 +14,12 @@ using service::Counters;
 using service::HistoryLine;
 using Counts = std::map<std::string, std::uint64_t>;
 
-std::string counted(std::uint64_t number, const std::string &event, service::StageLeft left = {}) {
+std::string counted(std::uint64_t number, const std::string &event,
+                    const service::StageLeft &left = {}) {
     HistoryLine line;
     line.number = number;
     line.event = event;
-    line.left = std::move(left);
-    return service::formatHistoryLine(line, 0, "node");
+    return service::formatHistoryLine(line, 0, "node", left);
 }
 
 class ACounter : public InAFolder {

@@ -45,9 +45,8 @@ TEST(AHistoryLine, IsOneJsonObjectWithEveryKey) {
 }
 
 TEST(AHistoryLine, TellsOfTheStageThatEndedBeforeIt) {
-    HistoryLine line = lineOf("stage");
-    line.left = {"downloading", 12'345, 67'108'864};
-    const std::string text = service::formatHistoryLine(line, 0, "node");
+    const std::string text =
+        service::formatHistoryLine(lineOf("stage"), 0, "node", {"downloading", 12'345, 67'108'864});
     EXPECT_NE(text.find(R"(,"left":"downloading","left_ms":12345,"left_bytes":67108864})"),
               std::string::npos)
         << text;
