@@ -3,6 +3,7 @@
 
 import asyncio
 import contextlib
+import functools
 import json
 import os
 import signal
@@ -32,6 +33,8 @@ _LOOKS_APART = 0.3
 _LOOKS_ANYHOW, _LOOKS_FOR_THE_ROOT = 5.0, 1.0
 # Of its log, before and behind a moment.
 _AROUND, _LINES_AROUND = 2000, 5  # bytes, lines
+# Many busy nodes leave the processor to the lab and to whoever looks at its page.
+_GIVES_WAY = ("nice", "-n", "10")
 _CUT = describe_end(POWER_CUT)
 
 # Runs what waits in a thread of its own.
@@ -96,7 +99,9 @@ class LabNode:
             self.view.mark("failure", "otactl watch ended", f"see {self.node.otactl.log}")
 
     async def ask(self, *words: str | int) -> Answer:
-        answer: Answer = await self._in_thread(self.node.otactl.ask, *words)
+        answer: Answer = await self._in_thread(
+            functools.partial(self.node.otactl.ask, *words, brief=True)
+        )
         return answer
 
     async def end(self) -> None:
@@ -224,9 +229,9 @@ class LabNode:
 
     def _start(self) -> None:
         self._reboot_seen = self._died = None
-        words = self.storage.around(self.node.arguments())
+        words = self.storage.around(self.node.arguments()) or self.node.arguments()
         # So that a limit that comes later is an error to them, not their end.
-        self.node.start(words, file_limit=processes.ENDLESS)
+        self.node.start([*_GIVES_WAY, *words], file_limit=processes.ENDLESS)
         if self.has_fault("disk-full"):
             self._limit_files(0)
 

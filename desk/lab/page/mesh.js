@@ -8,6 +8,7 @@ import { size } from "./texts.js";
 
 const RADIUS = 21;
 const ROW = 104;
+const MANY = 12; // nodes, of which nothing moves by itself
 const AROUND = 2 * Math.PI * (RADIUS + 5);
 
 const parts = new Map();
@@ -79,7 +80,7 @@ function build() {
   parts.clear();
   const svg = draw("svg", {
     viewBox: `0 0 ${width} ${height}`, width, height, role: "group",
-    "aria-label": "The mesh: choose nodes here",
+    "aria-label": "The mesh: choose nodes here", "data-many": list.length > MANY,
   });
   const hub = list.length ? spots.get(list[0].name) : spots.get("broker");
   for (const name of ["file-server", "broker"]) {
