@@ -186,6 +186,7 @@ class LabNode:
             if self.is_on:
                 self.signal_all("thaw")
                 await self._in_thread(self._stop_daemon)
+                self.view.starts_again()
                 await self._in_thread(self._start)
 
     async def spoil_storage(self, fault: str, wanted: bool) -> None:

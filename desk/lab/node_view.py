@@ -104,6 +104,11 @@ class NodeView:
             self.stage_is("off" if power == "off" else "booting")
             self.fields.set(root_connected=False, **_NOTHING_RUNS)
 
+    def starts_again(self) -> None:
+        """The daemon, in the same boot."""
+        self.fields.set(root_connected=False, **_NOTHING_RUNS)
+        self.stage_is("starting")
+
     def look(self, status: Event) -> None:
         """As the node answers when it is asked how it is."""
         taken = {name: status[name] for name in _TAKEN_OVER if name in status}

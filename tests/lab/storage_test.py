@@ -126,6 +126,7 @@ class Storage(lab_case.Case):
         self.tell("plug")
         self.wait_for_commit([NODE], "4QZ6.0.0")
         self.tell("watch-storage", state="plain")
+        self.settle()
 
     def test_6_the_descriptor_as_it_was_offered_and_as_it_goes_on(self):
         self.lab.tell("file-server", rate=1_000_000)
