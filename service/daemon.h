@@ -36,7 +36,6 @@ struct KeptState {
 class Daemon {
   public:
     Daemon(sd_event *loop, Options options, const node::Config &config);
-    /* What extenders sent is told before the end: their broker has it confirmed already. */
     ~Daemon() { root_.end(); }
     Daemon(const Daemon &) = delete;
     Daemon &operator=(const Daemon &) = delete;

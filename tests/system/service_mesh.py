@@ -19,6 +19,7 @@ WORDS = ["OTA_SW_ACTIVATION_COMPLETE", "OTA_SW_COMMIT_COMPLETE"]
 # Seconds at most that a report waits for the root, and what a busy machine may add: less than any
 # other wait of a node.
 ROOT_COSTS, SLACK = 5, 25
+STOPS = 6  # of a gateway
 
 
 class Mesh(node_case.Case):
@@ -131,6 +132,30 @@ class Mesh(node_case.Case):
             changed(data=record_with(sn=["list"])),
             changed() + changed(),
         ]
+
+    def test_what_comes_as_the_gateway_goes_down_is_raised(self):
+        """The broker has it confirmed: it must be on the bus before the end, or after the start."""
+        mac = "02:00:5E:10:00:02"
+        record = {"model": "GW-1000", "curswversion": "4QZ1.0.0", "prevswversion": "4QZ0.9.0",
+                  "mac": mac, "sn": "SN0000000002", "status": WORDS[1]}  # fmt: skip
+        signal_of_it = {"signalname": "updateUpgradeStatus", "signaldata": json.dumps(record)}
+        envelope = {"type": "swmgnt_info", "version": "1.0.0", "sequence": 1, "mac": mac}
+        message = json.dumps({**envelope, "data": signal_of_it})
+        for count in range(1, STOPS + 1):
+            daemon = self.gateway.daemon.pid
+            # It finds the message and the request to end in the same moment.
+            os.kill(daemon, signal.SIGSTOP)
+            self.broker.publish(f"otaSwAgent/{mac}/report", message)
+            os.kill(daemon, signal.SIGTERM)
+            os.kill(daemon, signal.SIGCONT)
+            self.gateway.stop()
+            self.gateway.start()
+            self.wait_for_root(self.gateway)
+            wait_for(
+                f"report {count} is raised",
+                lambda count=count: len(self.watch.of("extender", mac=mac)) >= count,
+            )
+        self.assertEqual(len(self.watch.of("extender", mac=mac)), STOPS)
 
     def forged_file_servers(self):
         good = {
