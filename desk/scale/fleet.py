@@ -346,8 +346,10 @@ def leftovers(folder: pathlib.Path) -> list[str]:
     return found
 
 
-def empty(fleet: Fleet, kept: set[str]) -> None:
-    """Removes what nobody wants to look at any more: nodes that are as they must be."""
-    for node in fleet.nodes:
-        if node.seat.name not in kept:
+def empty(outcome: Outcome) -> None:
+    """Removes what nobody wants to look at any more: nodes that are as they must be, in a mesh whose
+    words are."""
+    for node in outcome.nodes:
+        unheard = any(flaw.startswith(node.seat.topic) for flaw in outcome.words.flaws)
+        if not unheard and node.seat.name not in outcome.flaws:
             shutil.rmtree(node.node.folder, ignore_errors=True)

@@ -98,7 +98,7 @@ def _scale(options: argparse.Namespace) -> int:
         machine.make_room(wishes.nodes, run_folder.path, disk)
         fleet = Fleet(programs, run_folder.path, wishes, say)
         outcome = asyncio.run(_run(fleet))
-        empty(fleet, set(outcome.flaws))
+        empty(outcome)
     finally:
         run_folder.close()
     made = figures(fleet, wishes, outcome)

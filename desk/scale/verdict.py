@@ -91,7 +91,7 @@ def compare_words(
     for mesh, counts in left.items():
         for (mac, word), count in counts.items():
             words.flaws.append(
-                f"mesh {mesh}: {word} of {mac} was heard {count} times, and never told"
+                f"mesh-{mesh:03}: {word} of {mac} was heard {count} times, and never told"
             )
     return words
 
