@@ -158,10 +158,10 @@ void Daemon::tellReady(const char *state) {
 }
 
 void Daemon::end(int exitCode) {
-    kept_.counters.keep();
     sd_notify(0, "STOPPING=1");
     // What extenders sent is told before the loop ends, and with it the connection to the bus.
     root_.end();
+    kept_.counters.keep();
     sd_event_exit(loop_, exitCode);
 }
 
