@@ -13,9 +13,13 @@ namespace {
 
 using Segment = ElfW(Phdr);
 
+void *at(std::uintptr_t address) {
+    return reinterpret_cast<void *>(address); // NOLINT: the loader tells numbers
+}
+
 // Such code was changed when it was loaded: what comes back from the file is something else.
 bool isCodeChanged(const dl_phdr_info &library, const Segment &dynamic) {
-    const auto *entry = reinterpret_cast<const ElfW(Dyn) *>(library.dlpi_addr + dynamic.p_vaddr);
+    const auto *entry = static_cast<const ElfW(Dyn) *>(at(library.dlpi_addr + dynamic.p_vaddr));
     for (; entry->d_tag != DT_NULL; ++entry) {
         if (entry->d_tag == DT_TEXTREL ||
             (entry->d_tag == DT_FLAGS && (entry->d_un.d_val & DF_TEXTREL) != 0)) {
@@ -29,7 +33,7 @@ void giveBack(const dl_phdr_info &library, const Segment &segment) {
     static const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
     const std::uintptr_t begin = library.dlpi_addr + segment.p_vaddr;
     const std::uintptr_t first = begin / page * page;
-    madvise(reinterpret_cast<void *>(first), begin + segment.p_memsz - first, MADV_DONTNEED);
+    madvise(at(first), begin + segment.p_memsz - first, MADV_DONTNEED);
 }
 
 // The program itself has no name, and what the kernel maps by itself no path.

@@ -209,7 +209,7 @@ std::vector<Part> collectParts(const BundlePlan &plan) {
 base::Result<void> writeBundle(const std::vector<Part> &parts, const std::string &folder,
                                const std::string &path) {
     base::NewFile archive;
-    const auto begun = archive.begin(path, kOwnersAlone);
+    auto begun = archive.begin(path, kOwnersAlone);
     if (!begun) {
         return begun;
     }
@@ -222,7 +222,7 @@ base::Result<void> writeBundle(const std::vector<Part> &parts, const std::string
             continue;
         }
         const std::string file = place.path() + "/" + folder + "/" + part.name;
-        if (const auto written = base::renewFile(file, *part.text); !written) {
+        if (auto written = base::renewFile(file, *part.text); !written) {
             return written;
         }
     }
