@@ -12,12 +12,13 @@ import sys
 import time
 from collections.abc import Sequence
 
+from rig import interrupt
 from rig.failure import Failure
 from rig.files import KIB, absolute_path
 from rig.programs import Programs
 from rig.run_folder import RunFolder
 from scale import machine
-from scale.fleet import PARTS, SERVER_GONE, Fleet, Outcome, Wishes, empty
+from scale.fleet import PARTS, SERVER_GONE, Fleet, Wishes, empty
 from scale.report import figures, is_good, text
 from scale.seats import IN_A_MESH, MOST_IN_A_MESH, MOST_NODES
 
@@ -69,16 +70,6 @@ def _wishes(options: argparse.Namespace) -> Wishes:
     )  # fmt: skip
 
 
-async def _run(fleet: Fleet) -> Outcome:
-    run = asyncio.ensure_future(fleet.run())
-    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
-        asyncio.get_running_loop().add_signal_handler(number, run.cancel)
-    try:
-        return await run
-    except asyncio.CancelledError:
-        raise Failure("interrupted by a signal; everything that was started is stopped") from None
-
-
 def _scale(options: argparse.Namespace) -> int:
     build = absolute_path(options.build_dir or "build/release")
     programs = Programs(build)
@@ -97,7 +88,7 @@ def _scale(options: argparse.Namespace) -> int:
         disk = wishes.nodes * (2 * wishes.image_bytes + _DISK_BESIDE_BANKS)
         machine.make_room(wishes.nodes, run_folder.path, disk)
         fleet = Fleet(programs, run_folder.path, wishes, say)
-        outcome = asyncio.run(_run(fleet))
+        outcome = asyncio.run(interrupt.cancelling(fleet.run()))
         empty(outcome)
     finally:
         run_folder.close()

@@ -168,7 +168,8 @@ class Play(unittest.TestCase):
         played.send_signal(signal.SIGINT)
         _, error = played.communicate(timeout=PATIENCE)
         self.assertEqual(
-            (played.returncode, error), (1, "lab: interrupted: every node was ended\n")
+            (played.returncode, error),
+            (1, "lab: interrupted by a signal; everything that was started is stopped\n"),
         )
         self.assertEqual(lab_case.processes_below(self.place), [])
 

@@ -5,7 +5,6 @@ import argparse
 import asyncio
 import contextlib
 import pathlib
-import signal
 import time
 from collections.abc import Callable, Sequence
 
@@ -14,6 +13,7 @@ from lab.play import shelf
 from lab.play.headless import Result, Runner, nodes_at_once
 from lab.play.report import TIMELINE_HTML, junit, table
 from lab.play.script import Scenario, WrongScenario, read_scenario
+from rig import interrupt
 from rig.failure import Failure
 from rig.files import absolute_path, write_file
 from rig.programs import Programs
@@ -91,13 +91,7 @@ async def _run(
     programs: Programs, folder: pathlib.Path, scenarios: list[Scenario], nodes: int | None
 ) -> list[Result]:
     runner = Runner(programs, folder, _tell)
-    task = asyncio.ensure_future(runner.run(scenarios, nodes or nodes_at_once()))
-    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
-        asyncio.get_running_loop().add_signal_handler(number, task.cancel)
-    try:
-        return await task
-    except asyncio.CancelledError:
-        raise Failure("interrupted: every node was ended") from None
+    return await interrupt.cancelling(runner.run(scenarios, nodes or nodes_at_once()))
 
 
 def _list() -> int:
